@@ -1,0 +1,34 @@
+// Namespaces and native paths that more than one file of the plug-in writes. Only texts, no behaviour.
+#ifndef YMAP_MODELS_H
+#define YMAP_MODELS_H
+
+// "amplfier" is the module's published spelling; clients send it so.
+#define OPENCONFIG_NS "http://openconfig.net/yang/optical-amplfier"
+#define OPTICS_CFG_NS "http://korvex.example/ns/yang/Korvex-controller-optics-cfg"
+#define IFMGR_CFG_NS "http://korvex.example/ns/yang/Korvex-ifmgr-cfg"
+#define OTS_OPER_NS "http://korvex.example/ns/yang/Korvex-controller-orvo8-ots-oper"
+#define OPTICS_OPER_NS "http://korvex.example/ns/yang/Korvex-controller-optics-oper"
+#define PMENGINE_OPER_NS "http://korvex.example/ns/yang/Korvex-pmengine-oper"
+
+#define AMPLIFIER_PATH "/optical-amplifier/amplifiers/amplifier"
+#define CHANNEL_PATH "/optical-amplifier/supervisory-channels/supervisory-channel"
+
+#define INTERFACE_PATH "/interface-configurations/interface-configuration"
+#define OPTICS_CONFIG_PATH INTERFACE_PATH "/optics"
+
+#define OTS_PORT_PATH "/ots-oper/ots-ports/ots-port"
+#define OTS_INFO_PATH OTS_PORT_PATH "/ots-info"
+#define OTS_LANE_PATH OTS_INFO_PATH "/lane-data"
+
+#define OPTICS_PORT_PATH "/optics-oper/optics-ports/optics-port"
+#define OPTICS_LANE_PATH OPTICS_PORT_PATH "/optics-lanes/optics-lane"
+
+#define PORT_HISTORY_PATH                                                                                              \
+    "/performance-management-history/global/periodic/optics-history/optics-port-histories/optics-port-history"
+#define SECOND30_PATH                                                                                                  \
+    PORT_HISTORY_PATH "/optics-second30-history/optics-second30-optics-histories/optics-second30-optics-history"
+#define TIME_LINE_PATH                                                                                                 \
+    SECOND30_PATH                                                                                                      \
+    "/optics-second30-optics-time-line-instances/optics-second30-optics-time-line-instance"
+
+#endif

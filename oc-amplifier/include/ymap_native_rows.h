@@ -1,0 +1,48 @@
+// The rows of one native module as types, with the match of children by tag. Included once, inside the namespace of
+// the module's parser, after these are defined:
+//   XO_ROWS                       the module's list of rows
+//   XO_NAME(name)                 the exported name of the module's function `name`
+//   XO_CONTAINER_HANDLER(word), XO_LIST_HANDLER(word), XO_LIST_OWN_HANDLER(word), XO_LEAF_HANDLER(word)
+//   ThisModule                    a type with `rules` and the declaration of walk_named_child
+// Without include guard on purpose.
+
+struct no_parent;
+
+#define XO_ROW(parent_row, row_kind, word, row_tag)                                                                    \
+    using Parent = parent_row;                                                                                         \
+    using Module = ThisModule;                                                                                         \
+    static constexpr NodeKind kind = NodeKind::row_kind;                                                               \
+    static constexpr const char *tag = row_tag;                                                                        \
+    static constexpr Origin at{NATIVE_TEXT(XO_NAME(word)), __LINE__};
+#define XO_CONTAINER(parent, word, tag)                                                                                \
+    struct word {                                                                                                      \
+        XO_ROW(parent, container, word, tag)                                                                           \
+        static constexpr auto handle = XO_CONTAINER_HANDLER(word);                                                     \
+        static constexpr auto parse_augments = XO_NAME(word##_parse_augments);                                         \
+    };
+#define XO_LIST_ROW(parent, word, tag, handler, list_path, ...)                                                        \
+    struct word {                                                                                                      \
+        XO_ROW(parent, list, word, tag)                                                                                \
+        static constexpr const char *path = list_path;                                                                 \
+        static bool is_key(const char *child) { return is_one_of(child __VA_OPT__(, ) __VA_ARGS__); }                  \
+        static constexpr auto handle = handler;                                                                        \
+        static constexpr auto parse_augments = XO_NAME(word##_parse_augments);                                         \
+    };
+#define XO_LIST(parent, word, tag, ...) XO_LIST_ROW(parent, word, tag, XO_LIST_HANDLER(word), __VA_ARGS__)
+#define XO_LIST_OWN(parent, word, tag, ...) XO_LIST_ROW(parent, word, tag, XO_LIST_OWN_HANDLER(word), __VA_ARGS__)
+#define XO_LEAF(parent, word, tag, converter)                                                                          \
+    struct word {                                                                                                      \
+        XO_ROW(parent, leaf, word, tag)                                                                                \
+        static constexpr auto handle = XO_LEAF_HANDLER(word);                                                          \
+    };
+#include XO_ROWS
+
+template <class Row>
+bool ThisModule::walk_named_child(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out, cerrno &result) {
+#define XO_NODE(parent, word, tag)                                                                                     \
+    if constexpr (std::is_same_v<parent, Row>)                                                                         \
+        if (walk_if_named<word>(ctx, child, out, result))                                                              \
+            return true;
+#include XO_ROWS
+    return false;
+}

@@ -1,0 +1,128 @@
+// What converters of both directions do with values, requests and output: scaling, request scope, the test whether
+// configuration is written, and the one way to write a node. Knows no leaf and no path of its own.
+#ifndef YMAP_VALUES_H
+#define YMAP_VALUES_H
+
+#include "utility.h"
+
+namespace ymap {
+
+/// Text buffer of a converter; starts empty.
+struct Value {
+    char text[value_size] = {};
+
+    bool empty() const { return text[0] == '\0'; }
+    void copy_from(const char *caller, const char *value) { yfw_strcpy_s(caller, text, sizeof text, value); }
+
+    /// The number that the text starts with; 0 when there is none.
+    double number() const {
+        double number = 0.0;
+        sscanf(text, "%lf", &number);
+        return number;
+    }
+
+    /// OpenConfig unit to native integer: truncated toward zero, low 32 bits.
+    void to_native(double factor) {
+        const double scaled = number() * factor;
+        // A number that 64 bits cannot hold becomes the least of them, whose low 32 bits are zero.
+        constexpr double bound = 9223372036854775808.0; // 2^63
+        const int64_t whole = scaled >= -bound && scaled < bound ? static_cast<int64_t>(scaled) : INT64_MIN;
+        clear();
+        snprintf(text, sizeof text, "%d", static_cast<int32_t>(static_cast<uint32_t>(whole)));
+    }
+
+    /// Native number to OpenConfig unit, two decimals.
+    void to_openconfig(double divisor) {
+        const double scaled = number() / divisor;
+        clear();
+        snprintf(text, sizeof text, "%.2f", scaled);
+    }
+
+    void clear() { memset(text, 0, sizeof text); }
+};
+
+/// The opposite of a boolean text, NULL for none: the native leaf says whether an amplifier is shut, OpenConfig
+/// whether it is enabled. Only "true" is true, in both directions.
+inline const char *inverted(const char *value) {
+    if (value == nullptr)
+        return nullptr;
+    return strcmp(value, "true") == 0 ? "false" : "true";
+}
+
+/// Writes one node. `value` NULL: none. `source`: the request node that an edit carries out, or NULL.
+inline cerrno add_leaf(yfw_map_ctx ctx, yfw_datatree *out, const char *path, const char *ns, const char *value,
+                       const yfw_datatree *source = nullptr, uint32_t follow = 0) {
+    return yfw_map_datatree_add_path_flagged(ctx, out, path, ns, value, source, 0, 0, follow);
+}
+
+/// Opens a new entry of a list.
+inline cerrno open_list(yfw_map_ctx ctx, yfw_datatree *out, const char *path, const char *ns,
+                        const yfw_datatree *source = nullptr, uint32_t follow = 0) {
+    return yfw_map_datatree_add_path_flagged(ctx, out, path, ns, nullptr, source, 0, 1, follow);
+}
+
+/// The duplicate of the request tree, NULL without request state.
+inline const yfw_datatree *request_tree(yfw_map_ctx ctx) {
+    return ctx->req_ctx != nullptr ? &ctx->req_ctx->reg_dup_datatree : nullptr;
+}
+
+/// Which of the two OpenConfig lists a request names.
+struct RequestScope {
+    bool amplifiers;
+    bool channels;
+    bool neither() const { return !amplifiers && !channels; }
+};
+
+/// True when the request has no OpenConfig path at all.
+inline bool has_no_path(yfw_map_ctx ctx) {
+    const yfw_datatree *tree = request_tree(ctx);
+    return tree == nullptr || tree->child_count == 0;
+}
+
+inline bool names_the_model(yfw_map_ctx ctx) {
+    return check_request_type(ctx, request_tree(ctx), "/optical-amplifier") != 0;
+}
+
+/// The lists that the request names itself.
+inline RequestScope named_lists(yfw_map_ctx ctx) {
+    const yfw_datatree *tree = request_tree(ctx);
+    return {check_request_type(ctx, tree, "/optical-amplifier/amplifiers") != 0,
+            check_request_type(ctx, tree, "/optical-amplifier/supervisory-channels") != 0};
+}
+
+/// The lists that the request wants: those it names, or both when it names the model alone.
+inline RequestScope wanted_lists(yfw_map_ctx ctx) {
+    RequestScope scope = named_lists(ctx);
+    if (scope.neither())
+        scope.amplifiers = scope.channels = names_the_model(ctx);
+    return scope;
+}
+
+/// The request's options let configuration through. What each option stands for is the framework's.
+inline bool request_options_clear(const yfw_request_options &options) {
+    if (options.word_signed < 0)
+        return false;
+    if ((options.byte_flags & 0x01) != 0 || (options.byte_flags & 0x06) != 0)
+        return false;
+    for (const uint32_t word : options.words_low2)
+        if ((word & 0x3) != 0)
+            return false;
+    if ((options.half & 0x1ff) != 0 || (options.half & 0x600) != 0 || (options.half & 0x3800) != 0)
+        return false;
+    for (const uint32_t word : options.words_low4)
+        if ((word & 0xf) != 0)
+            return false;
+    return (options.word_bit2 & 0x4) == 0;
+}
+
+/// Whether OpenConfig `config` leaves are written for this request.
+inline bool writes_config(yfw_map_ctx ctx) {
+    constexpr uint32_t source_without_config = 2;
+    const yfw_map_request *request = ctx->req_ctx;
+    return request == nullptr || request_options_clear(request->options) ||
+           request->request_source != source_without_config;
+}
+
+} // namespace ymap
+
+#endif

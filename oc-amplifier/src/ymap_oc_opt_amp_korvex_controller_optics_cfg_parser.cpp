@@ -1,0 +1,77 @@
+// Walkers and augment parsers of the native optics configuration, which hangs under an interface's configuration.
+// Only the walker of the "optics" container and the dispatcher that leads to it are exported.
+#include "native_modules.h"
+#include "ymap_native_walk.h"
+
+#include <type_traits>
+
+namespace ymap::native {
+namespace {
+
+struct ThisModule {
+    static constexpr WalkRules rules{.ns = OPTICS_CFG_NS,
+                                     .only_for_state_reads = false,
+                                     .unknown_tag_is_named = false,
+                                     .broken_list_entry_lacks_keys = false,
+                                     .empty_list_entry_is_reported = true,
+                                     .skip_becomes_success = true};
+    template <class Row>
+    static bool walk_named_child(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out, cerrno &result);
+};
+
+#define XO_ROWS "korvex_controller_optics_cfg.def"
+#define XO_NAME(name) OPTICS_CFG(name)
+#define XO_CONTAINER_HANDLER(word) OPTICS_CFG(cont_##word)
+#define XO_LIST_HANDLER(word) OPTICS_CFG(list_##word)
+#define XO_LIST_OWN_HANDLER(word) OPTICS_CFG(list_##word)
+#define XO_LEAF_HANDLER(word) OPTICS_CFG(leaf_##word)
+#include "ymap_native_rows.h"
+
+/// What the dispatcher does with a child of an interface's configuration whose arguments are good.
+cerrno dispatch(yfw_map_ctx ctx, Origin at, const yfw_datatree *in, yfw_datatree *out) {
+    if (children_of(in).missing()) {
+        ymap_err_at(at, ctx, "Failed to get subtrees!");
+        fail_at(ctx, in->tag);
+        return YMAP_RC_BAD_SUBTREE;
+    }
+    cerrno result = CERR_SUCCESS;
+    if (in->tag == nullptr) {
+        ymap_err_at(at, ctx, "Tag name is not available!");
+        fail_at(ctx, nullptr);
+        result = YMAP_RC_BAD_SUBTREE;
+    } else {
+        ymap_trc_at(at, ctx, "Processing tag '%s'", in->tag);
+    }
+    if (yfw_map_do_these_match(in->tag, lvla_optics::tag) != 0)
+        return walk<lvla_optics>(ctx, in, out);
+    if (yfw_map_do_these_match(in->ns, ThisModule::rules.ns) != 0) {
+        ymap_trc_at(at, ctx, "Unsupported tag. Ignoring.");
+        return result;
+    }
+    return OPTICS_CFG(lvla_interface_configuration_parse_augments)(ctx, in, out);
+}
+
+} // namespace
+} // namespace ymap::native
+
+cerrno OPTICS_CFG(augment_lvla_interface_configuration)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
+    YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
+    const cerrno result = ymap::native::dispatch(ctx, YMAP_HERE, in, out);
+    ymap_trc(ctx, "End");
+    return result;
+}
+
+cerrno OPTICS_CFG(lvla_optics)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
+    YMAP_ASSERT_CTX(ctx);
+    return ymap::native::walk<ymap::native::lvla_optics>(ctx, in, out);
+}
+
+// No augment of these nodes is mapped.
+#define AUGMENT_PARSER(word)                                                                                           \
+    cerrno OPTICS_CFG(word##_parse_augments)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {             \
+        YMAP_START_AND_END(ctx, in, out);                                                                              \
+    }
+AUGMENT_PARSER(lvla_interface_configuration)
+#define XO_CONTAINER(parent, word, tag) AUGMENT_PARSER(word)
+#define XO_LIST(parent, word, tag, ...) AUGMENT_PARSER(word)
+#include XO_ROWS

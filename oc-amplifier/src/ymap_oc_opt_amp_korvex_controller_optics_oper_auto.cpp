@@ -1,0 +1,74 @@
+// Node handlers of the native optics operational model. The port's handler makes the OpenConfig channel entry.
+#include "native_modules.h"
+#include "ymap_values.h"
+
+cerrno OPTICS_OPER(duck_map_container)(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/, unsigned int /*children*/,
+                                       yfw_datatree * /*out*/) {
+    return CERR_SUCCESS;
+}
+
+cerrno OPTICS_OPER(duck_map_list)(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/, yfw_datatree * /*out*/) {
+    return CERR_SUCCESS;
+}
+
+cerrno OPTICS_OPER(duck_map_leaf)(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/, yfw_datatree * /*out*/) {
+    return CERR_SUCCESS;
+}
+
+#define CONTAINER_HANDLER(word)                                                                                        \
+    cerrno OPTICS_OPER(cont_##word)(yfw_map_ctx ctx, const yfw_datatree *in, unsigned int /*children*/,                \
+                                    yfw_datatree *out) {                                                               \
+        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
+        return CERR_SUCCESS;                                                                                           \
+    }
+#define XO_CONTAINER(parent, word, tag) CONTAINER_HANDLER(word)
+#define XO_UNVISITED_CONTAINER(word) CONTAINER_HANDLER(word)
+#define XO_LIST(parent, word, tag, ...)                                                                                \
+    cerrno OPTICS_OPER(list_##word)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                      \
+        YMAP_HAND_TO(OPTICS_OPER(duck_map_list), ctx, in, out);                                                        \
+    }
+#define XO_LIST_OWN(parent, word, tag, ...)
+#define XO_LEAF(parent, word, tag, converter)                                                                          \
+    cerrno OPTICS_OPER(leaf_##word)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                      \
+        YMAP_HAND_TO(converter, ctx, in, out);                                                                         \
+    }
+#include "korvex_controller_optics_oper.def"
+
+namespace {
+
+/// True unless the client asked for another channel than `controller`.
+bool is_requested_channel(yfw_map_ctx ctx, ymap::Origin at, const char *controller) {
+    const ymap::RequestKey key(ctx, ymap::request_tree(ctx), CHANNEL_PATH "/interface");
+    ymap_trc_at(at, ctx, "reg_dup_datatree key: %s", key.text);
+    if (key.empty() || strcmp(key.text, controller) == 0)
+        return true;
+    ymap_err_at(at, ctx, "controller_name [%s] does not match with key [%s], discard it!", controller, key.text);
+    return false;
+}
+
+} // namespace
+
+cerrno OPTICS_OPER(list_lvla_opticsoper_opticsports_opticsport)(yfw_map_ctx ctx, const yfw_datatree *in,
+                                                                yfw_datatree *out) {
+    YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
+    const char *controller = nullptr;
+    cerrno result = yfw_map_get_node_info(ctx, in, OPTICS_PORT_PATH, "name", &controller);
+    ymap_trc(ctx, "controller_name: %s", ymap::shown(controller));
+    if (controller == nullptr) {
+        ymap_trc(ctx, "ERROR controller_name is NULL");
+        return YMAP_RC_SKIP;
+    }
+    const ymap::RequestScope wanted = ymap::wanted_lists(ctx);
+    const bool is_channel = check_controller_name_optics_is_good(ctx, controller) != 0;
+    if (wanted.channels && !wanted.amplifiers && !is_channel)
+        return YMAP_RC_SKIP;
+    ymap_trc(ctx, "amplifier_name: %s", "");
+    if (ymap::reads_state(ctx) && wanted.channels && is_channel) {
+        if (!is_requested_channel(ctx, YMAP_HERE, controller))
+            return YMAP_RC_SKIP;
+        result = yfw_map_search_or_add_list(ctx, out, &ctx->req_ctx->plist, CHANNEL_PATH, controller, "interface",
+                                            OPENCONFIG_NS);
+    }
+    ymap_trc(ctx, "End");
+    return result;
+}

@@ -1,0 +1,84 @@
+// Converters from the native optics operational model to OpenConfig supervisory channels.
+#include "converters.h"
+#include "ymap_models.h"
+#include "ymap_values.h"
+
+using ymap::add_leaf;
+using ymap::shown;
+using ymap::Value;
+
+cerrno oc_opt_amp_state_super_ch_key_to_high(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
+    YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
+    yfw_map_print_datatree_internal(ctx, ymap::request_tree(ctx), "reg_dup_datatree");
+    const bool wanted = ymap::wanted_lists(ctx).channels;
+    const char *controller = in->value;
+    ymap_trc(ctx, "value = %s", shown(controller));
+    cerrno result = CERR_SUCCESS;
+    if (wanted && check_controller_name_optics_is_good(ctx, controller) != 0 && ymap::reads_state(ctx)) {
+        add_leaf(ctx, out, CHANNEL_PATH "/interface", OPENCONFIG_NS, controller);
+        result = add_leaf(ctx, out, CHANNEL_PATH "/state/interface", OPENCONFIG_NS, controller);
+    }
+    ymap_trc(ctx, "End");
+    return result;
+}
+
+namespace {
+
+/// The entry that the walk is in, three levels down; NULL when it is not that deep.
+const yfw_datatree *current_port(yfw_map_ctx ctx) {
+    constexpr uint8_t level_of_the_port = 3; // optics-oper, optics-ports, optics-port
+    const yfw_map_request *request = ctx->req_ctx;
+    if (request == nullptr || request->hierarchy == nullptr || request->hierarchy_len < level_of_the_port)
+        return nullptr;
+    return request->hierarchy[level_of_the_port - 1];
+}
+
+/// A request that names the model alone meets ports of every sort; only optics ports have a lane power.
+bool is_on_optics_port(yfw_map_ctx ctx, ymap::Origin at, const yfw_datatree *port) {
+    const ymap::RequestKey interface(ctx, port, "optics-port/name");
+    ymap_trc_at(at, ctx, "interface_key: %s", interface.text);
+    return strstr(interface.text, "Optics") != nullptr;
+}
+
+template <class Row>
+cerrno convert(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
+    const ymap::RequestScope named = ymap::named_lists(ctx);
+    ymap_trc_at(Row::at, ctx, "ampli_request %d, supervisory_channel_request %d", int{named.amplifiers},
+                int{named.channels});
+    if constexpr (Row::shows_hierarchy)
+        ymap_trc_at(Row::at, ctx, "ctx->req_ctx->hierarchy_len %d",
+                    ctx->req_ctx != nullptr ? int{ctx->req_ctx->hierarchy_len} : 0);
+    if (named.neither() && ymap::names_the_model(ctx)) {
+        const yfw_datatree *port = current_port(ctx);
+        if (port != nullptr && !is_on_optics_port(ctx, Row::at, port)) {
+            ymap_trc_at(Row::at, ctx, "End");
+            return CERR_SUCCESS;
+        }
+    }
+    Value value;
+    if (in->value != nullptr) {
+        // Input power too is traced as output power; clients rely on it.
+        value.copy_from(Row::at.function, in->value);
+        ymap_trc_at(Row::at, ctx, "output_power-native = %s", value.text);
+        constexpr double hundredths = 100.0;
+        value.to_openconfig(hundredths);
+        ymap_trc_at(Row::at, ctx, "output_power-oc = %s", value.text);
+    }
+    const cerrno result = add_leaf(ctx, out, Row::path, OPENCONFIG_NS, value.text);
+    ymap_trc_at(Row::at, ctx, "End");
+    return result;
+}
+
+} // namespace
+
+#define CHANNEL_POWER(converter, row_shows_hierarchy, row_path)                                                        \
+    struct converter##_row {                                                                                           \
+        static constexpr ymap::Origin at{#converter, __LINE__};                                                        \
+        static constexpr bool shows_hierarchy = row_shows_hierarchy;                                                   \
+        static constexpr const char *path = row_path;                                                                  \
+    };                                                                                                                 \
+    cerrno converter(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                                     \
+        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
+        return convert<converter##_row>(ctx, in, out);                                                                 \
+    }
+#include "channel_values.def"
