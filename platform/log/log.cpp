@@ -1,0 +1,155 @@
+// Opens log files, keeps the current debug log, and tells live handles from stray ones. Knows nothing of the calls
+// that write.
+#include "log/log.h"
+
+#include "log/text.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace {
+
+// The addresses that are handles now. A handle comes back from the plug-in as a bare pointer; it is used only when it
+// is found here.
+class LiveHandles {
+public:
+    void add(const void *object) {
+        const std::lock_guard lock(mutex_);
+        objects_.push_back(object);
+    }
+    void remove(const void *object) noexcept {
+        const std::lock_guard lock(mutex_);
+        std::erase(objects_, object);
+    }
+    bool contains(const void *object) const noexcept {
+        const std::lock_guard lock(mutex_);
+        return std::find(objects_.begin(), objects_.end(), object) != objects_.end();
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<const void *> objects_;
+};
+
+LiveHandles &live_debug_logs() {
+    static LiveHandles handles;
+    return handles;
+}
+
+LiveHandles &live_traces() {
+    static LiveHandles handles;
+    return handles;
+}
+
+// Held while a line is written, so that a session cannot close its log under a writer on another thread.
+std::mutex current_log_mutex;
+DebugLog *current_log = nullptr;
+
+DebugLog *exchange_current_log(DebugLog *log) noexcept {
+    const std::lock_guard lock(current_log_mutex);
+    return std::exchange(current_log, log);
+}
+
+std::FILE *open_sink(const std::string &where) {
+    if (where == "-")
+        return stderr;
+    std::FILE *file = std::fopen(where.c_str(), "ae");
+    if (file == nullptr)
+        throw LogError(fmt::format("cannot open log file {}: {}", where, std::strerror(errno)));
+    // A line reaches the file when it is complete, so that a crash loses none.
+    std::setvbuf(file, nullptr, _IOLBF, BUFSIZ);
+    return file;
+}
+
+} // namespace
+
+void LogSink::CloseOwned::operator()(std::FILE *file) const noexcept {
+    if (file != stderr)
+        std::fclose(file);
+}
+
+LogSink::LogSink(const std::string &where) : where_(where), file_(open_sink(where)) {}
+
+void LogSink::write(std::string_view text) noexcept {
+    try {
+        const bool cut = text.size() > kLogMessageLimit;
+        std::string line;
+        line.reserve(text.size() + 64);
+        append_escaped(line, text.substr(0, kLogMessageLimit));
+        if (cut)
+            fmt::format_to(std::back_inserter(line), " [cut at {} bytes]", kLogMessageLimit);
+        line += '\n';
+        // One call a line: lines of several threads do not mix.
+        if (std::fwrite(line.data(), 1, line.size(), file_.get()) == line.size() || write_failed_)
+            return;
+        write_failed_ = true;
+        std::fprintf(stderr, "log file %s: %s; lines are being lost\n", where_.c_str(), std::strerror(errno));
+    } catch (...) {
+        // Out of memory for the line: it is lost, the request is not.
+    }
+}
+
+DebugLog::DebugLog(const std::string &where, int threshold) : sink_(where), threshold_(threshold) {
+    live_debug_logs().add(this);
+}
+
+DebugLog::~DebugLog() {
+    live_debug_logs().remove(this);
+}
+
+DebugLog *DebugLog::from_handle(yfw_log_handle *handle) noexcept {
+    return live_debug_logs().contains(handle) ? reinterpret_cast<DebugLog *>(handle) : nullptr;
+}
+
+LightTrace::LightTrace(const std::string &where) : sink_(where) {
+    live_traces().add(this);
+}
+
+LightTrace::~LightTrace() {
+    live_traces().remove(this);
+}
+
+LightTrace *LightTrace::from_handle(yfw_ltrace_handle *handle) noexcept {
+    return live_traces().contains(handle) ? reinterpret_cast<LightTrace *>(handle) : nullptr;
+}
+
+LogSession::LogSession(const LogSettings &settings) {
+    if (!settings.debug_log.empty())
+        debug_log_.emplace(settings.debug_log, settings.level);
+    if (!settings.trace.empty())
+        trace_.emplace(settings.trace);
+    previous_ = exchange_current_log(debug_log_ ? &*debug_log_ : nullptr);
+}
+
+LogSession::~LogSession() {
+    exchange_current_log(previous_);
+}
+
+void LogSession::attach(yfw_map_ctx_s &ctx) noexcept {
+    ctx.debug_filter.threshold = debug_log_ ? debug_log_->threshold() : kLogNothing;
+    ctx.error_log = debug_log_ ? debug_log_->handle() : nullptr;
+    ctx.trace_log = ctx.error_log;
+    ctx.ltrace_handle = trace_ ? trace_->handle() : nullptr;
+    ctx.ltrace_enabled = trace_ ? 1 : 0;
+}
+
+void debug_log_line(int level, std::string_view text) noexcept {
+    const std::lock_guard lock(current_log_mutex);
+    if (current_log == nullptr || !current_log->takes(level))
+        return;
+    try {
+        current_log->write(fmt::format("{}: platform: {}", level <= kLogErrors ? "ERR" : "TRC", text));
+    } catch (...) {
+        // Out of memory for the line: it is lost, the request is not.
+    }
+}
+
+} // namespace ocamp

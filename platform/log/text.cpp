@@ -1,0 +1,96 @@
+// Checks and escapes text for logs and records. Pure functions; knows nothing of where the text goes.
+#include "log/text.h"
+
+#include <cstddef>
+
+namespace ocamp {
+
+namespace {
+
+struct Utf8Form {
+    unsigned char lead_mask, lead_bits;
+    std::size_t length;
+    char32_t smallest; // anything below has a shorter form
+};
+
+constexpr Utf8Form kLongForms[] = {{0xe0, 0xc0, 2, 0x80}, {0xf0, 0xe0, 3, 0x800}, {0xf8, 0xf0, 4, 0x10000}};
+
+struct Utf8Character {
+    std::size_t length = 0; // 0: not well-formed
+    char32_t value = 0;
+};
+
+Utf8Character first_character(std::string_view text) noexcept {
+    if (text.empty())
+        return {};
+    const auto lead = static_cast<unsigned char>(text[0]);
+    if (lead < 0x80)
+        return {1, lead};
+    for (const Utf8Form &form : kLongForms) {
+        if ((lead & form.lead_mask) != form.lead_bits)
+            continue;
+        if (text.size() < form.length)
+            return {};
+        char32_t value = lead & static_cast<unsigned char>(~form.lead_mask);
+        for (std::size_t i = 1; i < form.length; ++i) {
+            const auto byte = static_cast<unsigned char>(text[i]);
+            if ((byte & 0xc0U) != 0x80U)
+                return {};
+            value = (value << 6) | (byte & 0x3fU);
+        }
+        const bool surrogate = value >= 0xd800 && value <= 0xdfff;
+        if (value < form.smallest || value > 0x10ffff || surrogate)
+            return {};
+        return {form.length, value};
+    }
+    return {};
+}
+
+bool breaks_a_line(char32_t value) noexcept {
+    return value < 0x20 || (value >= 0x7f && value < 0xa0) || value == 0x2028 || value == 0x2029;
+}
+
+void append_hex_byte(std::string &line, char byte) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    const auto value = static_cast<unsigned char>(byte);
+    line += "\\x";
+    line += kDigits[value >> 4];
+    line += kDigits[value & 0xf];
+}
+
+} // namespace
+
+bool is_utf8(std::string_view text) noexcept {
+    while (!text.empty()) {
+        const std::size_t length = first_character(text).length;
+        if (length == 0)
+            return false;
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
+void append_escaped(std::string &line, std::string_view text, char quote) {
+    while (!text.empty()) {
+        const Utf8Character character = first_character(text);
+        const std::size_t length = character.length == 0 ? 1 : character.length;
+        if (character.value == '\n')
+            line += "\\n";
+        else if (character.value == '\r')
+            line += "\\r";
+        else if (character.value == '\t')
+            line += "\\t";
+        else if (character.value == '\\')
+            line += "\\\\";
+        else if (quote != 0 && text[0] == quote)
+            (line += '\\') += quote;
+        else if (character.length == 0 || breaks_a_line(character.value))
+            for (const char byte : text.substr(0, length))
+                append_hex_byte(line, byte);
+        else
+            line += text.substr(0, length);
+        text.remove_prefix(length);
+    }
+}
+
+} // namespace ocamp

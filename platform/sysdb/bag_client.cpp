@@ -1,0 +1,173 @@
+// The bag record calls of the seam, over the decoder. They turn its errors into codes and debug-log lines; texts go
+// out as pointers into the record. Knows nothing of where records come from.
+#include "log/calls.h"
+#include "log/seam_guard.h"
+#include "sysdb/bag_record.h"
+#include "sysdb/handle_table.h"
+
+#include <arpa/inet.h>
+
+namespace {
+
+using ocamp::BagReader;
+using ocamp::BagType;
+using ocamp::Code;
+using ocamp::Quoted;
+
+ocamp::HandleTable<BagReader> &open_walks() {
+    static ocamp::HandleTable<BagReader> walks;
+    return walks;
+}
+
+template <typename Body>
+cerrno guarded_decoding(const char *function, Body body) noexcept {
+    return ocamp::guarded(function, [&]() -> cerrno {
+        try {
+            return body();
+        } catch (const ocamp::BagError &error) {
+            return ocamp::refuse(function, ocamp::RC_MALFORMED_RECORD, error.what());
+        }
+    });
+}
+
+// Puts a decoded value where the seam has it for the type.
+struct SeamValue {
+    bag_token_td &token;
+
+    void operator()(std::monostate) const noexcept {}
+    void operator()(bool value) const noexcept { token.value.first.u32 = value ? 1 : 0; }
+    void operator()(std::string_view text) const noexcept {
+        (token.type == BAG_TOKEN_LONG_TEXT ? token.value.second : token.value.first.text) = text.data();
+    }
+    void operator()(std::int64_t value) const noexcept {
+        switch (static_cast<BagType>(token.type)) {
+        case BagType::int8:
+            token.value.first.i8 = static_cast<std::int8_t>(value);
+            break;
+        case BagType::int16:
+            token.value.first.i16 = static_cast<std::int16_t>(value);
+            break;
+        case BagType::int64:
+            token.value.first.raw = static_cast<std::uint64_t>(value);
+            break;
+        default:
+            token.value.first.i32 = static_cast<std::int32_t>(value);
+        }
+    }
+    void operator()(std::uint64_t value) const noexcept {
+        switch (static_cast<BagType>(token.type)) {
+        case BagType::uint8:
+            token.value.first.u8 = static_cast<std::uint8_t>(value);
+            break;
+        case BagType::uint16:
+            token.value.first.u16 = static_cast<std::uint16_t>(value);
+            break;
+        case BagType::uint64:
+            token.value.first.raw = value;
+            break;
+        case BagType::ipv4:
+            token.value.first.u32 = htonl(static_cast<std::uint32_t>(value));
+            break;
+        default:
+            token.value.first.u32 = static_cast<std::uint32_t>(value);
+        }
+    }
+};
+
+void clear_value(bag_token_td &token) noexcept {
+    token.name = nullptr;
+    token.value.first.raw = 0;
+    token.value.second = nullptr;
+}
+
+cerrno next_token(bag_walk_td *walk, bag_token_td *token) {
+    constexpr const char *kFunction = "bag_generic_token";
+    if (token != nullptr)
+        *token = {BAG_TOKEN_END, nullptr, {{}, nullptr}};
+    if (walk == nullptr || token == nullptr)
+        return ocamp::refuse(kFunction, ocamp::RC_INVALID_ARGUMENT, "no walk or no token");
+    BagReader *reader = open_walks().find(walk->state);
+    if (reader == nullptr)
+        return ocamp::refuse(kFunction, ocamp::RC_BAD_HANDLE, "the walk is not open");
+    if (reader->ended())
+        return ocamp::refuse(kFunction, ocamp::RC_WALK_ENDED, "the end token was given already");
+    const ocamp::BagItem item = reader->next();
+    clear_value(*token);
+    token->type = static_cast<bag_token_type_td>(item.type);
+    token->name = item.name.data();
+    std::visit(SeamValue{*token}, item.value);
+    walk->offset = static_cast<std::uint32_t>(reader->offset());
+    return CERR_SUCCESS;
+}
+
+} // namespace
+
+extern "C" {
+
+cerrno bag_header_info(const void *bag_data, bag_header_td *header) {
+    constexpr const char *kFunction = "bag_header_info";
+    if (header != nullptr)
+        *header = {};
+    const cerrno rc = guarded_decoding(kFunction, [&]() -> cerrno {
+        if (bag_data == nullptr || header == nullptr)
+            return ocamp::refuse(kFunction, ocamp::RC_INVALID_ARGUMENT, "no record or no header");
+        const ocamp::BagHeader read = ocamp::read_bag_header(static_cast<const std::uint8_t *>(bag_data));
+        *header = {read.length, read.name.data(), read.version_major, read.version_minor};
+        return CERR_SUCCESS;
+    });
+    ocamp::record_call(kFunction, Code{rc}, Quoted{header == nullptr ? nullptr : header->name});
+    return rc;
+}
+
+cerrno bag_generic_init(const void *bag_data, uint32_t bag_len, bag_walk_td *walk) {
+    constexpr const char *kFunction = "bag_generic_init";
+    if (walk != nullptr)
+        *walk = {};
+    const cerrno rc = guarded_decoding(kFunction, [&]() -> cerrno {
+        if (bag_data == nullptr || walk == nullptr)
+            return ocamp::refuse(kFunction, ocamp::RC_INVALID_ARGUMENT, "no record or no walk");
+        BagReader *reader =
+            open_walks().open(std::span(static_cast<const std::uint8_t *>(bag_data), std::size_t{bag_len}));
+        *walk = {bag_data, bag_len, static_cast<std::uint32_t>(reader->offset()), reader};
+        return CERR_SUCCESS;
+    });
+    ocamp::record_call(kFunction, Code{rc}, bag_len);
+    return rc;
+}
+
+cerrno bag_generic_token(bag_walk_td *walk, bag_token_td *token) {
+    const cerrno rc = guarded_decoding("bag_generic_token", [&] { return next_token(walk, token); });
+    if (rc == CERR_SUCCESS)
+        ocamp::record_call("bag_generic_token", Code{rc}, token->type, Quoted{token->name});
+    else
+        ocamp::record_call("bag_generic_token", Code{rc});
+    return rc;
+}
+
+// Tokens own nothing; the pointers are cleared so that a use after this call shows.
+void bag_generic_free_token_allocations(bag_token_td *token) {
+    if (token != nullptr)
+        clear_value(*token);
+    ocamp::record_call("bag_generic_free_token_allocations", ocamp::NoResult{});
+}
+
+void bag_generic_destroy(bag_walk_td *walk) {
+    if (walk != nullptr) {
+        if (walk->state != nullptr && !open_walks().close(walk->state))
+            ocamp::refuse("bag_generic_destroy", ocamp::RC_BAD_HANDLE, "the walk is not open");
+        *walk = {};
+    }
+    ocamp::record_call("bag_generic_destroy", ocamp::NoResult{});
+}
+
+char *inet_ntoa_r(uint32_t address_network_order, char *buffer) {
+    const in_addr address{address_network_order};
+    if (buffer == nullptr)
+        ocamp::refuse("inet_ntoa_r", ocamp::RC_INVALID_ARGUMENT, "no buffer");
+    else
+        inet_ntop(AF_INET, &address, buffer, INET_ADDRSTRLEN);
+    ocamp::record_call("inet_ntoa_r", Quoted{buffer});
+    return buffer;
+}
+
+} // extern "C"

@@ -1,0 +1,139 @@
+// Reads and writes the table of system-database items. Knows neither what is in the records nor the C seam.
+#include "sysdb/system_database.h"
+
+#include "log/text.h"
+
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace {
+
+[[noreturn]] void refuse_name(const char *what, std::string_view name, const char *expected) {
+    std::string text = fmt::format("{} \"", what);
+    append_escaped(text, name.substr(0, kSysdbNameLimit), '"');
+    throw SysdbNameError(fmt::format("{}\": expected {}", text, expected));
+}
+
+void check_name(const char *what, std::string_view name) {
+    if (name.size() > kSysdbNameLimit)
+        refuse_name(what, name, "at most 255 bytes");
+    if (name.find("//") != std::string_view::npos)
+        refuse_name(what, name, "no empty part");
+    if (name.find('\0') != std::string_view::npos || !is_utf8(name))
+        refuse_name(what, name, "UTF-8 without NUL");
+}
+
+} // namespace
+
+void check_bind_point(std::string_view bind_point) {
+    if (!bind_point.starts_with('/') || !bind_point.ends_with('/'))
+        refuse_name("bind point", bind_point, "\"/\" at both ends");
+    check_name("bind point", bind_point);
+}
+
+void check_item_name(std::string_view item) {
+    if (item.empty() || item.starts_with('/') || item.ends_with('/'))
+        refuse_name("item", item, "a name with \"/\" at neither end");
+    check_name("item", item);
+}
+
+SystemDatabase::SystemDatabase(const std::string &file, Database::Mode mode)
+    : owned_(std::make_unique<Database>(file, mode)), database_(*owned_) {
+    create_table();
+}
+
+SystemDatabase::SystemDatabase(Database &shared) : database_(shared) {
+    create_table();
+}
+
+void SystemDatabase::create_table() {
+    if (!database_.read_only())
+        database_.exec("CREATE TABLE IF NOT EXISTS sysdb_item(bind_point TEXT NOT NULL, item TEXT NOT NULL, "
+                       "bag BLOB NOT NULL, PRIMARY KEY(bind_point, item)) WITHOUT ROWID;");
+}
+
+Statement &SystemDatabase::statement(std::optional<Statement> &kept, std::string_view sql) {
+    if (!kept)
+        kept = database_.prepare(sql);
+    return *kept;
+}
+
+std::optional<std::vector<std::uint8_t>> SystemDatabase::get(std::string_view bind_point, std::string_view item) {
+    check_bind_point(bind_point);
+    check_item_name(item);
+    Statement &query = statement(get_, "SELECT bag FROM sysdb_item WHERE bind_point = ?1 AND item = ?2");
+    const StatementUse use(query);
+    if (!query.bind(1, bind_point).bind(2, item).step())
+        return std::nullopt;
+    const auto bag = query.blob(0);
+    return std::vector<std::uint8_t>(bag.begin(), bag.end());
+}
+
+void SystemDatabase::put(std::string_view bind_point, std::string_view item, std::span<const std::uint8_t> bag) {
+    check_bind_point(bind_point);
+    check_item_name(item);
+    Statement &change = statement(put_, "INSERT INTO sysdb_item(bind_point, item, bag) VALUES(?1, ?2, ?3) "
+                                        "ON CONFLICT(bind_point, item) DO UPDATE SET bag = excluded.bag");
+    const StatementUse use(change);
+    change.bind(1, bind_point).bind(2, item).bind_blob(3, bag).step();
+}
+
+bool SystemDatabase::remove(std::string_view bind_point, std::string_view item) {
+    check_bind_point(bind_point);
+    check_item_name(item);
+    Statement &change = statement(remove_, "DELETE FROM sysdb_item WHERE bind_point = ?1 AND item = ?2 RETURNING 1");
+    const StatementUse use(change);
+    const bool removed = change.bind(1, bind_point).bind(2, item).step();
+    // The deletion is done when the statement has run to its end.
+    if (removed)
+        change.step();
+    return removed;
+}
+
+std::vector<std::string> SystemDatabase::list(std::string_view bind_point, std::string_view folder) {
+    check_bind_point(bind_point);
+    std::string above; // first name behind those of the folder; "0" follows "/" in byte order
+    if (!folder.empty()) {
+        if (!folder.ends_with('/'))
+            refuse_name("folder", folder, "\"/\" at the end");
+        check_item_name(folder.substr(0, folder.size() - 1));
+        above.assign(folder).back() = '0';
+    }
+    Statement &query = statement(list_, "SELECT item FROM sysdb_item WHERE bind_point = ?1 AND item > ?2 "
+                                        "AND (?3 = '' OR item < ?3) ORDER BY item");
+    const StatementUse use(query);
+    query.bind(1, bind_point).bind(2, folder).bind(3, above);
+    std::vector<std::string> names;
+    while (query.step()) {
+        std::string_view name = query.text(0).substr(folder.size());
+        if (const std::size_t slash = name.find('/'); slash != std::string_view::npos)
+            name = name.substr(0, slash + 1);
+        // Byte order keeps the items of a folder together.
+        if (names.empty() || names.back() != name)
+            names.emplace_back(name);
+    }
+    return names;
+}
+
+std::vector<std::string> SystemDatabase::bind_points() {
+    Statement &query = statement(bind_points_, "SELECT DISTINCT bind_point FROM sysdb_item ORDER BY bind_point");
+    const StatementUse use(query);
+    std::vector<std::string> names;
+    while (query.step())
+        names.emplace_back(query.text(0));
+    return names;
+}
+
+bool SystemDatabase::readable() noexcept {
+    try {
+        Statement &query = statement(probe_, "SELECT bag FROM sysdb_item LIMIT 1");
+        const StatementUse use(query);
+        query.step();
+        return true;
+    } catch (const std::exception &) {
+        return false;
+    }
+}
+
+} // namespace ocamp

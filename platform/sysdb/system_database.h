@@ -1,0 +1,64 @@
+// The node's system database: records by bind point and item name in one table of an SQLite file. Knows neither what
+// is in the records nor the C seam.
+#pragma once
+
+#include "sysdb/sqlite.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ocamp {
+
+inline constexpr std::size_t kSysdbNameLimit = 255; // bytes of a bind point and of an item name
+
+// A bind point or an item name that is none. The text names it and says what was expected.
+class SysdbNameError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// A bind point is a path with "/" at both ends ("/oper/ots/if/"); an item name is a path with "/" at neither
+// ("Ots0_1_0_0/ots_info"); no part of either is empty, and both are UTF-8 without NUL. Throw SysdbNameError.
+void check_bind_point(std::string_view bind_point);
+void check_item_name(std::string_view item);
+
+// All calls throw SqliteError when the file fails them, and SysdbNameError for a bad name. One thread at a time.
+class SystemDatabase {
+public:
+    SystemDatabase(const std::string &file, Database::Mode mode);
+    // Shares a connection, which must outlive this object. Writes are then part of the connection's transaction.
+    explicit SystemDatabase(Database &shared);
+
+    // Nothing when there is no such item.
+    std::optional<std::vector<std::uint8_t>> get(std::string_view bind_point, std::string_view item);
+    // Writes or overwrites. The bytes are taken as they are.
+    void put(std::string_view bind_point, std::string_view item, std::span<const std::uint8_t> bag);
+    // False when there is no such item.
+    bool remove(std::string_view bind_point, std::string_view item);
+
+    // What lies immediately under `folder`, in byte order: items by name, folders once and with a "/" at the end.
+    // `folder` is empty for the bind point itself, or ends in "/". Names are relative to it: under "/oper/ots/if/"
+    // the item "Ots0_1_0_0/ots_info" shows as "Ots0_1_0_0/", and in the folder "Ots0_1_0_0/" as "ots_info".
+    std::vector<std::string> list(std::string_view bind_point, std::string_view folder = {});
+    std::vector<std::string> bind_points();
+
+    // True when the table of items is there and can be read.
+    bool readable() noexcept;
+
+private:
+    void create_table();
+    Statement &statement(std::optional<Statement> &kept, std::string_view sql);
+
+    std::unique_ptr<Database> owned_; // NULL when the connection is shared
+    Database &database_;
+    std::optional<Statement> get_, put_, remove_, list_, bind_points_, probe_;
+};
+
+} // namespace ocamp

@@ -1,0 +1,296 @@
+// Behaviour of the debug log, the lightweight trace, result texts and the observer of calls, as their callers see it.
+// Knows nothing of the system database.
+#include "log/calls.h"
+#include "log/codes.h"
+#include "log/log.h"
+#include "log/text.h"
+
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <set>
+#include <sstream>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::uint64_t kFlags = 0x10101000000U;
+
+class LogFiles : public testing::Test {
+protected:
+    void SetUp() override {
+        const auto *test = testing::UnitTest::GetInstance()->current_test_info();
+        folder_ = std::filesystem::temp_directory_path() /
+                  ("ocamp-log-" + std::to_string(getpid()) + "-" + std::string(test->name()));
+        std::filesystem::create_directories(folder_);
+    }
+    void TearDown() override { std::filesystem::remove_all(folder_); }
+
+    std::string path(const char *name) const { return (folder_ / name).string(); }
+    static std::string content(const std::string &file) {
+        std::ifstream in(file, std::ios::binary);
+        std::ostringstream out;
+        out << in.rdbuf();
+        return out.str();
+    }
+
+    std::filesystem::path folder_;
+};
+
+using DebugLogFile = LogFiles;
+using LightTraceFile = LogFiles;
+using LogSessionFiles = LogFiles;
+
+template <typename... Arguments>
+void log_message(yfw_log_handle *log, const char *format, Arguments... arguments) {
+    std::uint32_t site_filter_word = 0xffffffffU;
+    _xos_dt_log_filter_adv(log, 0, 0, 0, 0, 0, &site_filter_word, format, arguments...);
+    EXPECT_EQ(site_filter_word, 0xffffffffU);
+}
+
+struct Recorder : ocamp::CallObserver {
+    Recorder() { ocamp::set_call_observer(this); }
+    ~Recorder() override { ocamp::set_call_observer(nullptr); }
+    void on_call(std::string_view text) override { calls.emplace_back(text); }
+    std::vector<std::string> calls;
+};
+
+struct ThrowingObserver : ocamp::CallObserver {
+    ThrowingObserver() { ocamp::set_call_observer(this); }
+    ~ThrowingObserver() override { ocamp::set_call_observer(nullptr); }
+    void on_call(std::string_view) override { throw std::runtime_error("not now"); }
+};
+
+std::string escaped(std::string_view text) {
+    std::string line;
+    ocamp::append_escaped(line, text);
+    return line;
+}
+
+TEST(LogLevels, AMessageIsWrittenUpToTheThreshold) {
+    const yfw_log_filter errors{0}, traces{3}, nothing{-1};
+    EXPECT_TRUE(yfw_debug_should_log(&errors, 0));
+    EXPECT_FALSE(yfw_debug_should_log(&errors, 3));
+    EXPECT_TRUE(yfw_debug_should_log(&traces, 0));
+    EXPECT_TRUE(yfw_debug_should_log(&traces, 3));
+    EXPECT_FALSE(yfw_debug_should_log(&traces, 4));
+    EXPECT_FALSE(yfw_debug_should_log(&nothing, 0));
+    EXPECT_FALSE(yfw_debug_should_log(&traces, -1));
+    EXPECT_FALSE(yfw_debug_should_log(nullptr, 0));
+}
+
+TEST_F(DebugLogFile, MessagesAreFormattedOneALine) {
+    ocamp::DebugLog log(path("debug"), 3);
+    log_message(log.handle(), "ERR: YFW: ctx=%p,%s %d", static_cast<void *>(nullptr), "rc", 7);
+    log_message(log.handle(), "%s", "second");
+    EXPECT_EQ(content(path("debug")), "ERR: YFW: ctx=(nil),rc 7\nsecond\n");
+}
+
+TEST_F(DebugLogFile, AValueCannotForgeALine) {
+    ocamp::DebugLog log(path("debug"), 3);
+    log_message(log.handle(), "name %s", "x\nERR: YFW: forged\r\n\x1b[2J\\n\t");
+    EXPECT_EQ(content(path("debug")), "name x\\nERR: YFW: forged\\r\\n\\x1b[2J\\\\n\\t\n");
+}
+
+TEST_F(DebugLogFile, AMessageOfAnyLengthIsWrittenUpToTheLimit) {
+    for (const std::size_t length : {std::size_t{1022}, std::size_t{1023}, std::size_t{1024}, std::size_t{1025},
+                                     ocamp::kLogMessageLimit - 1, ocamp::kLogMessageLimit}) {
+        const std::string file = path(std::to_string(length).c_str());
+        const std::string text(length, 'a');
+        ocamp::DebugLog log(file, 3);
+        log_message(log.handle(), "%s", text.c_str());
+        EXPECT_EQ(content(file), text + "\n") << length;
+    }
+    for (const std::size_t length : {ocamp::kLogMessageLimit + 1, 4 * ocamp::kLogMessageLimit}) {
+        const std::string file = path(std::to_string(length).c_str());
+        ocamp::DebugLog log(file, 3);
+        log_message(log.handle(), "%s", std::string(length, 'a').c_str());
+        EXPECT_EQ(content(file), std::string(ocamp::kLogMessageLimit, 'a') + " [cut at 65536 bytes]\n") << length;
+    }
+}
+
+TEST_F(DebugLogFile, AnExistingFileIsAppendedTo) {
+    std::ofstream(path("debug")) << "before\n";
+    ocamp::DebugLog(path("debug"), 3).write("after");
+    EXPECT_EQ(content(path("debug")), "before\nafter\n");
+}
+
+TEST_F(DebugLogFile, AFileThatCannotBeOpenedIsNamed) {
+    try {
+        ocamp::DebugLog log(path("no/such/folder"), 0);
+        FAIL() << "opened";
+    } catch (const ocamp::LogError &error) {
+        EXPECT_NE(std::string(error.what()).find(path("no/such/folder")), std::string::npos) << error.what();
+        EXPECT_NE(std::string(error.what()).find("No such file"), std::string::npos) << error.what();
+    }
+    EXPECT_THROW(ocamp::LightTrace{folder_.string()}, ocamp::LogError);
+}
+
+TEST_F(DebugLogFile, AFullDiskIsToldOnce) {
+    testing::internal::CaptureStderr();
+    {
+        ocamp::DebugLog log("/dev/full", 0);
+        log.write("one");
+        log.write("two");
+    }
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_NE(told.find("/dev/full"), std::string::npos) << told;
+    EXPECT_EQ(told.find("lines are being lost"), told.rfind("lines are being lost")) << told;
+}
+
+TEST_F(DebugLogFile, ADashIsStandardError) {
+    testing::internal::CaptureStderr();
+    ocamp::DebugLog("-", 0).write("to standard error");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "to standard error\n");
+    EXPECT_FALSE(std::filesystem::exists("-"));
+}
+
+TEST_F(DebugLogFile, AWrongHandleOrNoFormatIsRefused) {
+    ocamp::LogSession session({path("session"), 0, ""});
+    std::optional<ocamp::DebugLog> gone(std::in_place, path("gone"), 3);
+    yfw_log_handle *stale = gone->handle();
+    gone.reset();
+    int other = 0;
+    log_message(stale, "%s", "stale");
+    log_message(reinterpret_cast<yfw_log_handle *>(&other), "%s", "stray");
+    log_message(nullptr, "%s", "none");
+    ocamp::DebugLog log(path("debug"), 3);
+    log_message(log.handle(), nullptr, "no format");
+    EXPECT_EQ(content(path("gone")), "");
+    EXPECT_EQ(content(path("debug")), "");
+    const std::string line = "ERR: platform: _xos_dt_log_filter_adv: not an open log; a message is dropped\n";
+    EXPECT_EQ(content(path("session")),
+              line + line + line + "ERR: platform: _xos_dt_log_filter_adv: no format; a message is dropped\n");
+}
+
+TEST_F(LightTraceFile, ALineIsWrittenEscaped) {
+    ocamp::LightTrace trace(path("trace"));
+    _lstrace(trace.handle(), kFlags, "#1: ERR: f:2 ctx=0x1,value a\nb");
+    EXPECT_EQ(content(path("trace")), "#1: ERR: f:2 ctx=0x1,value a\\nb\n");
+}
+
+TEST_F(LightTraceFile, AWrongFlagsWordHandleOrLineIsRefused) {
+    ocamp::LogSession session({path("session"), 0, ""});
+    ocamp::LightTrace trace(path("trace"));
+    ocamp::DebugLog log(path("debug"), 3);
+    _lstrace(trace.handle(), kFlags + 1, "flags");
+    _lstrace(trace.handle(), 0, "no flags");
+    _lstrace(nullptr, kFlags, "no trace");
+    _lstrace(reinterpret_cast<yfw_ltrace_handle *>(log.handle()), kFlags, "a debug log");
+    _lstrace(trace.handle(), kFlags, nullptr);
+    EXPECT_EQ(content(path("trace")), "");
+    EXPECT_EQ(content(path("debug")), "");
+    EXPECT_EQ(content(path("session")),
+              "ERR: platform: _lstrace: flags word 0x10101000001, expected 0x10101000000; a line is dropped\n"
+              "ERR: platform: _lstrace: flags word 0x0, expected 0x10101000000; a line is dropped\n"
+              "ERR: platform: _lstrace: not an open trace; a line is dropped\n"
+              "ERR: platform: _lstrace: not an open trace; a line is dropped\n"
+              "ERR: platform: _lstrace: no line\n");
+}
+
+TEST(LightTraceIndex, EveryCallGivesTheNextNumber) {
+    const std::uint32_t first = ret_nc_yfw_trace_index_incr();
+    EXPECT_EQ(ret_nc_yfw_trace_index_incr(), first + 1);
+    EXPECT_EQ(ret_nc_yfw_trace_index_incr(), first + 2);
+}
+
+TEST_F(LogSessionFiles, AContextGetsTheOpenedLogs) {
+    ocamp::LogSession session({path("debug"), 3, path("trace")});
+    yfw_map_ctx_s ctx{};
+    session.attach(ctx);
+    EXPECT_EQ(ctx.debug_filter.threshold, 3);
+    EXPECT_EQ(ctx.ltrace_enabled, 1U);
+    log_message(ctx.error_log, "%s", "an error");
+    log_message(ctx.trace_log, "%s", "a trace");
+    _lstrace(ctx.ltrace_handle, kFlags, "a line");
+    EXPECT_EQ(content(path("debug")), "an error\na trace\n");
+    EXPECT_EQ(content(path("trace")), "a line\n");
+}
+
+TEST_F(LogSessionFiles, WithoutSinksAContextLogsNothing) {
+    ocamp::LogSession session({});
+    yfw_map_ctx_s ctx{};
+    ctx.ltrace_enabled = 7;
+    session.attach(ctx);
+    EXPECT_FALSE(yfw_debug_should_log(&ctx.debug_filter, 0));
+    EXPECT_EQ(ctx.error_log, nullptr);
+    EXPECT_EQ(ctx.trace_log, nullptr);
+    EXPECT_EQ(ctx.ltrace_handle, nullptr);
+    EXPECT_EQ(ctx.ltrace_enabled, 0U);
+}
+
+TEST_F(LogSessionFiles, ThePlatformsOwnLinesFollowTheCurrentSession) {
+    ocamp::debug_log_line(0, "nowhere to go");
+    ocamp::LogSession outer({path("outer"), 0, ""});
+    ocamp::debug_log_line(0, "first");
+    {
+        ocamp::LogSession inner({path("inner"), 3, ""});
+        ocamp::debug_log_line(3, "second");
+    }
+    ocamp::debug_log_line(0, "third\nline");
+    ocamp::debug_log_line(3, "above the threshold");
+    EXPECT_EQ(content(path("outer")), "ERR: platform: first\nERR: platform: third\\nline\n");
+    EXPECT_EQ(content(path("inner")), "TRC: platform: second\n");
+}
+
+TEST(LogText, WellFormedTextPassesAndTheRestIsShownInHex) {
+    EXPECT_EQ(escaped("plain -12.5 dBm"), "plain -12.5 dBm");
+    EXPECT_EQ(escaped("\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80"), "\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80");
+    EXPECT_EQ(escaped("\x7f"), "\\x7f");
+    EXPECT_EQ(escaped("\xc2\x85"), "\\xc2\\x85");                   // next line, a C1 control
+    EXPECT_EQ(escaped("\xe2\x80\xa8"), "\\xe2\\x80\\xa8");          // line separator
+    EXPECT_EQ(escaped("\xc0\x8a"), "\\xc0\\x8a");                   // overlong newline
+    EXPECT_EQ(escaped("\xed\xa0\x80"), "\\xed\\xa0\\x80");          // surrogate
+    EXPECT_EQ(escaped("\xf4\x90\x80\x80"), "\\xf4\\x90\\x80\\x80"); // behind the last character
+    EXPECT_EQ(escaped("\xe2\x82"), "\\xe2\\x82");                   // cut
+    EXPECT_EQ(escaped("\x9b"
+                      "31m"),
+              "\\x9b31m");
+    EXPECT_EQ(escaped(std::string_view("a\0b", 3)), "a\\x00b");
+}
+
+TEST(ResultText, EveryCodeHasATextOfItsOwn) {
+    const cerrno seam_codes[] = {
+        CERR_SUCCESS,       YMAP_RC_BAD_SUBTREE, YMAP_RC_INVALID_ARGS,        YMAP_RC_UNSUPPORTED, YMAP_RC_BAD_KEY,
+        YMAP_RC_KEY_DELETE, YMAP_RC_SKIP,        YMAP_RC_AUGMENT_UNSUPPORTED, SYSDB_RC_UNAVAILABLE};
+    std::set<std::string> texts;
+    for (const cerrno code : seam_codes)
+        EXPECT_TRUE(texts.insert(cerr_strerror(code)).second) << code;
+#define EXPECT_OWN_TEXT(name, value, text)                                                                             \
+    EXPECT_STREQ(cerr_strerror(ocamp::name), text);                                                                    \
+    EXPECT_TRUE(texts.insert(text).second) << text;
+    OCAMP_PLATFORM_CODES(EXPECT_OWN_TEXT)
+#undef EXPECT_OWN_TEXT
+    EXPECT_STREQ(cerr_strerror(CERR_SUCCESS), "Success");
+    EXPECT_EQ(texts.count("Unknown error"), 0U);
+    EXPECT_STREQ(cerr_strerror(0xffffffffU), "Unknown error");
+    EXPECT_STREQ(cerr_strerror(0x4f430100U), "Unknown error");
+}
+
+TEST(CallObserver, SeesOneLineACall) {
+    Recorder recorder;
+    cerr_strerror(SYSDB_RC_UNAVAILABLE);
+    ocamp::record_call("f", ocamp::Code{0}, ocamp::Quoted{"a\"b\n"}, 7, ocamp::Quoted{nullptr}, -1);
+    ocamp::record_call("g", ocamp::NoResult{});
+    ASSERT_EQ(recorder.calls.size(), 3U);
+    EXPECT_EQ(recorder.calls[0], "cerr_strerror(0x8081c200) = \"System database is not available\"");
+    EXPECT_EQ(recorder.calls[1], "f(\"a\\\"b\\n\", 7, NULL, -1) = 0");
+    EXPECT_EQ(recorder.calls[2], "g()");
+}
+
+TEST(CallObserver, WhatItThrowsDoesNotReachTheCaller) {
+    ThrowingObserver observer;
+    EXPECT_STREQ(cerr_strerror(CERR_SUCCESS), "Success");
+}
+
+TEST(CallObserver, MessagesAreNotReported) {
+    Recorder recorder;
+    log_message(nullptr, "%s", "x");
+    _lstrace(nullptr, kFlags, "x");
+    ret_nc_yfw_trace_index_incr();
+    EXPECT_TRUE(recorder.calls.empty());
+}
+
+} // namespace

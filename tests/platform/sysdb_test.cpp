@@ -1,0 +1,464 @@
+// Behaviour of the system database, its C calls and the availability probe, as the plug-in and the tools see them.
+#include "log/calls.h"
+#include "log/codes.h"
+#include "log/log.h"
+#include "sysdb/bag_record.h"
+#include "sysdb/current_system_database.h"
+#include "sysdb/system_database.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+namespace {
+
+using ocamp::CurrentSystemDatabase;
+using ocamp::Database;
+using ocamp::SystemDatabase;
+using Bytes = std::vector<std::uint8_t>;
+using Names = std::vector<std::string>;
+
+constexpr const char *kOts = "/oper/ots/if/";
+constexpr const char *kProbe = "/pkg/lib/libsysdb.so";
+
+Bytes sample_bag() {
+    return ocamp::encode_bag({"ots", 1, 0, {{ocamp::BagType::int32, "Power", std::int64_t{-250}, {}}}});
+}
+
+class SysdbFile : public testing::Test {
+protected:
+    void SetUp() override {
+        const auto *test = testing::UnitTest::GetInstance()->current_test_info();
+        folder_ = std::filesystem::temp_directory_path() /
+                  ("ocamp-sysdb-" + std::to_string(getpid()) + "-" + std::string(test->name()));
+        std::filesystem::create_directories(folder_);
+        file_ = (folder_ / "node.db").string();
+    }
+    void TearDown() override { std::filesystem::remove_all(folder_); }
+
+    std::filesystem::path folder_;
+    std::string file_;
+};
+
+class SystemDatabaseFile : public SysdbFile {};
+
+// The calls of the seam on a database with one amplifier's items.
+class SysdbSeam : public SysdbFile {
+protected:
+    void SetUp() override {
+        SysdbFile::SetUp();
+        database_.emplace(file_, Database::Mode::read_write_create);
+        database_->put(kOts, "Ots0_1_0_0/ots_info", sample_bag());
+        database_->put(kOts, "summary", sample_bag());
+        guard_.emplace(*database_);
+    }
+    void TearDown() override {
+        guard_.reset();
+        database_.reset();
+        SysdbFile::TearDown();
+    }
+
+    void *bound(const char *bind_point = kOts) {
+        void *handle = nullptr;
+        EXPECT_EQ(_sysdb_bind(&handle, bind_point, 0), CERR_SUCCESS);
+        return handle;
+    }
+    // Result code of a fetch, whose outputs must be clean when it fails.
+    static cerrno fetch(void *handle, const char *item) {
+        std::uint32_t info = 7, length = 7;
+        void *bag = &length;
+        const cerrno rc = sysdb_item_get(handle, item, &info, &bag, &length, 0);
+        EXPECT_EQ(info, 0U);
+        if (rc != CERR_SUCCESS) {
+            EXPECT_EQ(bag, nullptr);
+            EXPECT_EQ(length, 0U);
+        }
+        std::free(bag);
+        return rc;
+    }
+
+    std::optional<SystemDatabase> database_;
+    std::optional<CurrentSystemDatabase> guard_;
+};
+
+struct Recorder : ocamp::CallObserver {
+    Recorder() { ocamp::set_call_observer(this); }
+    ~Recorder() override { ocamp::set_call_observer(nullptr); }
+    void on_call(std::string_view text) override { calls.emplace_back(text); }
+    Names calls;
+};
+
+std::int64_t number_of(Database &database, const char *sql) {
+    ocamp::Statement statement = database.prepare(sql);
+    EXPECT_TRUE(statement.step());
+    return statement.number(0);
+}
+
+TEST_F(SystemDatabaseFile, AnItemComesBackFromTheFile) {
+    const Bytes bag = sample_bag();
+    SystemDatabase(file_, Database::Mode::read_write_create).put(kOts, "Ots0_1_0_0/ots_info", bag);
+    SystemDatabase again(file_, Database::Mode::read_only);
+    EXPECT_EQ(again.get(kOts, "Ots0_1_0_0/ots_info"), bag);
+    EXPECT_EQ(again.get(kOts, "Ots0_1_0_1/ots_info"), std::nullopt);
+    EXPECT_EQ(again.get("/oper/ots/", "Ots0_1_0_0/ots_info"), std::nullopt);
+}
+
+TEST_F(SystemDatabaseFile, AnItemIsReplacedAndRemoved) {
+    SystemDatabase database(file_, Database::Mode::read_write_create);
+    database.put(kOts, "a", Bytes{1});
+    database.put(kOts, "a", Bytes{2, 3});
+    EXPECT_EQ(database.get(kOts, "a"), (Bytes{2, 3}));
+    database.put(kOts, "empty", Bytes{});
+    EXPECT_EQ(database.get(kOts, "empty"), Bytes{});
+    EXPECT_TRUE(database.remove(kOts, "a"));
+    EXPECT_FALSE(database.remove(kOts, "a"));
+    EXPECT_EQ(database.get(kOts, "a"), std::nullopt);
+    EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).get(kOts, "a"), std::nullopt);
+}
+
+TEST_F(SystemDatabaseFile, AListingShowsImmediateChildrenAndFoldersOnce) {
+    SystemDatabase database(file_, Database::Mode::read_write_create);
+    for (const char *item : {"b", "Ots0_1_0_0/ots_info", "Ots0_1_0_0/more/deep", "Ots0_1_0_0/more/deeper",
+                             "Ots0_1_0_0-x", "Ots0_1_0_00/ots_info", "b/c", "%2f_"})
+        database.put(kOts, item, Bytes{1});
+    database.put("/oper/ots/", "elsewhere", Bytes{1});
+    EXPECT_EQ(database.list(kOts), (Names{"%2f_", "Ots0_1_0_0-x", "Ots0_1_0_0/", "Ots0_1_0_00/", "b", "b/"}));
+    EXPECT_EQ(database.list(kOts, "Ots0_1_0_0/"), (Names{"more/", "ots_info"}));
+    EXPECT_EQ(database.list(kOts, "Ots0_1_0_0/more/"), (Names{"deep", "deeper"}));
+    EXPECT_EQ(database.list(kOts, "Ots0/"), Names{});
+    EXPECT_EQ(database.list("/oper/none/"), Names{});
+    EXPECT_EQ(database.bind_points(), (Names{"/oper/ots/", "/oper/ots/if/"}));
+}
+
+TEST_F(SystemDatabaseFile, ABadNameIsRefused) {
+    SystemDatabase database(file_, Database::Mode::read_write_create);
+    for (const std::string bad : {"", "oper/", "/oper", "/oper//if/", "/\xff/"})
+        EXPECT_THROW(database.get(bad, "a"), ocamp::SysdbNameError) << bad;
+    EXPECT_THROW(database.get('/' + std::string(254, 'x') + '/', "a"), ocamp::SysdbNameError);
+    for (const std::string bad : {"", "/a", "a/", "a//b", "\xff"})
+        EXPECT_THROW(database.put(kOts, bad, Bytes{1}), ocamp::SysdbNameError) << bad;
+    EXPECT_THROW(database.put(kOts, std::string_view("a\0b", 3), Bytes{1}), ocamp::SysdbNameError);
+    EXPECT_THROW(database.remove(kOts, std::string(256, 'x')), ocamp::SysdbNameError);
+    EXPECT_THROW(database.list(kOts, "folder"), ocamp::SysdbNameError);
+    EXPECT_THROW(database.list(kOts, "/"), ocamp::SysdbNameError);
+    database.put(kOts, std::string(255, 'x'), Bytes{1});
+    EXPECT_EQ(database.list(kOts), Names{std::string(255, 'x')});
+}
+
+TEST_F(SystemDatabaseFile, AFileThatIsMissingOrNoDatabaseIsNamed) {
+    std::ofstream(file_) << std::string(4096, 'x');
+    for (const std::string &file : {file_, (folder_ / "missing").string()})
+        try {
+            SystemDatabase database(file, Database::Mode::read_only);
+            FAIL() << "opened " << file;
+        } catch (const ocamp::SqliteError &error) {
+            EXPECT_NE(std::string(error.what()).find(file), std::string::npos) << error.what();
+        }
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "missing"));
+}
+
+TEST_F(SystemDatabaseFile, AReadOnlyDatabaseIsNotWritten) {
+    SystemDatabase(file_, Database::Mode::read_write_create).put(kOts, "a", Bytes{1});
+    SystemDatabase database(file_, Database::Mode::read_only);
+    EXPECT_THROW(database.put(kOts, "b", Bytes{1}), ocamp::SqliteError);
+    EXPECT_THROW(database.remove(kOts, "a"), ocamp::SqliteError);
+    EXPECT_EQ(database.list(kOts), Names{"a"});
+}
+
+TEST_F(SystemDatabaseFile, ADatabaseWithoutItsTableIsNotReadable) {
+    {
+        Database other(file_, Database::Mode::read_write_create);
+        other.exec("CREATE TABLE t(x);");
+    }
+    SystemDatabase without(file_, Database::Mode::read_only);
+    EXPECT_FALSE(without.readable());
+    EXPECT_THROW(without.get(kOts, "a"), ocamp::SqliteError);
+    EXPECT_TRUE(SystemDatabase(file_, Database::Mode::read_write_create).readable());
+}
+
+TEST_F(SystemDatabaseFile, ASharedConnectionsTransactionCoversTheItems) {
+    Database connection(file_, Database::Mode::read_write_create);
+    SystemDatabase database(connection);
+    {
+        ocamp::Transaction transaction(connection);
+        database.put(kOts, "lost", Bytes{1});
+        EXPECT_EQ(database.list(kOts), Names{"lost"});
+    }
+    EXPECT_EQ(database.list(kOts), Names{});
+    {
+        ocamp::Transaction transaction(connection);
+        database.put(kOts, "kept", Bytes{1});
+        transaction.commit();
+    }
+    EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).list(kOts), Names{"kept"});
+}
+
+TEST_F(SystemDatabaseFile, AConnectionHasTheNodesSettings) {
+    Database database(file_, Database::Mode::read_write_create);
+    EXPECT_EQ(number_of(database, "PRAGMA foreign_keys"), 1);
+    EXPECT_EQ(number_of(database, "PRAGMA trusted_schema"), 0);
+    EXPECT_EQ(number_of(database, "PRAGMA synchronous"), 3);
+    EXPECT_EQ(number_of(database, "PRAGMA busy_timeout"), 5000);
+    ocamp::Statement mode = database.prepare("PRAGMA journal_mode");
+    ASSERT_TRUE(mode.step());
+    EXPECT_EQ(mode.text(0), "delete");
+    EXPECT_FALSE(database.read_only());
+    EXPECT_EQ(number_of(*std::make_unique<Database>(file_, Database::Mode::read_only), "PRAGMA foreign_keys"), 1);
+}
+
+TEST_F(SystemDatabaseFile, AStatementKeepsValuesApartByType) {
+    Database database(file_, Database::Mode::read_write_create);
+    ocamp::Statement row = database.prepare("SELECT ?1, ?2, ?3, ?4, ?5");
+    row.bind(1, "a\xe2\x82\xac")
+        .bind(2, std::int64_t{-9})
+        .bind_blob(3, Bytes{0, 1})
+        .bind_null(4)
+        .bind(5, std::string_view{});
+    ASSERT_TRUE(row.step());
+    EXPECT_EQ(row.text(0), "a\xe2\x82\xac");
+    EXPECT_EQ(row.number(1), -9);
+    EXPECT_EQ(Bytes(row.blob(2).begin(), row.blob(2).end()), (Bytes{0, 1}));
+    EXPECT_TRUE(row.is_null(3));
+    EXPECT_FALSE(row.is_null(4));
+    EXPECT_FALSE(row.step());
+    try {
+        database.prepare("SELECT nonsense");
+        FAIL() << "prepared";
+    } catch (const ocamp::SqliteError &error) {
+        EXPECT_NE(std::string(error.what()).find("no such column: nonsense"), std::string::npos) << error.what();
+        EXPECT_NE(std::string(error.what()).find("node.db"), std::string::npos) << error.what();
+        EXPECT_EQ(error.code(), SQLITE_ERROR);
+    }
+}
+
+TEST_F(SysdbSeam, AnItemIsFetchedIntoABlockOfItsOwn) {
+    void *handle = bound();
+    std::uint32_t info = 7, length = 0;
+    void *bag = nullptr;
+    ASSERT_EQ(sysdb_item_get(handle, "Ots0_1_0_0/ots_info", &info, &bag, &length, 0), CERR_SUCCESS);
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+    const auto *bytes = static_cast<const std::uint8_t *>(bag);
+    EXPECT_EQ(Bytes(bytes, bytes + length), sample_bag());
+    bag_header_td header;
+    EXPECT_EQ(bag_header_info(bag, &header), CERR_SUCCESS);
+    EXPECT_EQ(header.length, length);
+    std::free(bag);
+}
+
+TEST_F(SysdbSeam, AMissingOrBadItemIsRefused) {
+    void *handle = bound();
+    EXPECT_EQ(fetch(handle, "Ots0_9_0_0/ots_info"), ocamp::RC_NOT_FOUND);
+    EXPECT_EQ(fetch(handle, "Ots0_1_0_0"), ocamp::RC_NOT_FOUND);
+    EXPECT_EQ(fetch(handle, ""), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(fetch(handle, "a/"), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(fetch(handle, nullptr), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+}
+
+TEST_F(SysdbSeam, ARecordWhoseHeaderDoesNotHoldIsNotHandedOut) {
+    void *handle = bound();
+    const Bytes whole = sample_bag();
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        database_->put(kOts, "bad", std::span(whole).first(length));
+        EXPECT_EQ(fetch(handle, "bad"), ocamp::RC_MALFORMED_RECORD) << length;
+    }
+    Bytes longer = whole;
+    longer.push_back(0);
+    database_->put(kOts, "bad", longer);
+    EXPECT_EQ(fetch(handle, "bad"), ocamp::RC_MALFORMED_RECORD);
+    database_->put(kOts, "bad", whole);
+    EXPECT_EQ(fetch(handle, "bad"), CERR_SUCCESS);
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+}
+
+TEST_F(SysdbSeam, AListingIsSteppedToItsEnd) {
+    void *handle = bound();
+    std::uint32_t info = 7, count = 0, datatype = 7;
+    void *listing = nullptr;
+    ASSERT_EQ(sysdb_list(handle, "", &info, &count, &listing, 0), CERR_SUCCESS);
+    EXPECT_EQ(info, 0U);
+    EXPECT_EQ(count, 2U);
+    const char *name = nullptr;
+    EXPECT_EQ(sysdb_list_next(listing, &name, &datatype, 0), CERR_SUCCESS);
+    EXPECT_STREQ(name, "Ots0_1_0_0/");
+    EXPECT_EQ(datatype, 1U);
+    EXPECT_EQ(sysdb_list_next(listing, &name, &datatype, 0), CERR_SUCCESS);
+    EXPECT_STREQ(name, "summary");
+    EXPECT_EQ(datatype, 0U);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(sysdb_list_next(listing, &name, &datatype, 0), CERR_SUCCESS);
+        EXPECT_EQ(name, nullptr);
+    }
+    EXPECT_EQ(sysdb_list_free(listing), CERR_SUCCESS);
+    ASSERT_EQ(sysdb_list(handle, "Ots0_1_0_0/", &info, &count, &listing, 0), CERR_SUCCESS);
+    EXPECT_EQ(sysdb_list_next(listing, &name, &datatype, 0), CERR_SUCCESS);
+    EXPECT_STREQ(name, "ots_info");
+    EXPECT_EQ(sysdb_list_free(listing), CERR_SUCCESS);
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+}
+
+TEST_F(SysdbSeam, AWrongHandleIsRefused) {
+    void *handle = bound();
+    std::uint32_t info = 0, count = 0, datatype = 0;
+    void *listing = nullptr;
+    const char *name = nullptr;
+    ASSERT_EQ(sysdb_list(handle, "", &info, &count, &listing, 0), CERR_SUCCESS);
+    int other = 0;
+    for (void *wrong : {static_cast<void *>(nullptr), static_cast<void *>(&other), listing}) {
+        void *never = &other;
+        EXPECT_EQ(fetch(wrong, "summary"), ocamp::RC_BAD_HANDLE);
+        EXPECT_EQ(sysdb_list(wrong, "", &info, &count, &never, 0), ocamp::RC_BAD_HANDLE);
+        EXPECT_EQ(never, nullptr);
+        EXPECT_EQ(_sysdb_unbind(wrong), ocamp::RC_BAD_HANDLE);
+    }
+    for (void *wrong : {static_cast<void *>(nullptr), static_cast<void *>(&other), handle}) {
+        EXPECT_EQ(sysdb_list_next(wrong, &name, &datatype, 0), ocamp::RC_BAD_HANDLE);
+        EXPECT_EQ(sysdb_list_free(wrong), ocamp::RC_BAD_HANDLE);
+    }
+    EXPECT_EQ(sysdb_list_free(listing), CERR_SUCCESS);
+    EXPECT_EQ(sysdb_list_free(listing), ocamp::RC_BAD_HANDLE);
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+    EXPECT_EQ(_sysdb_unbind(handle), ocamp::RC_BAD_HANDLE);
+    EXPECT_EQ(fetch(handle, "summary"), ocamp::RC_BAD_HANDLE);
+}
+
+TEST_F(SysdbSeam, AMissingArgumentIsRefused) {
+    void *handle = nullptr, *bag = nullptr, *listing = nullptr;
+    std::uint32_t info = 0, length = 0, count = 0, datatype = 0;
+    const char *name = nullptr;
+    EXPECT_EQ(_sysdb_bind(nullptr, kOts, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(_sysdb_bind(&handle, nullptr, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(_sysdb_bind(&handle, kOts, 1), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(_sysdb_bind(&handle, "oper", 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(handle, nullptr);
+    handle = bound();
+    EXPECT_EQ(sysdb_item_get(handle, "summary", nullptr, &bag, &length, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_item_get(handle, "summary", &info, nullptr, &length, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_item_get(handle, "summary", &info, &bag, nullptr, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_item_get(handle, "summary", &info, &bag, &length, 1), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(bag, nullptr);
+    EXPECT_EQ(sysdb_list(handle, nullptr, &info, &count, &listing, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_list(handle, "", nullptr, &count, &listing, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_list(handle, "", &info, nullptr, &listing, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_list(handle, "", &info, &count, nullptr, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_list(handle, "Ots", &info, &count, &listing, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(listing, nullptr);
+    ASSERT_EQ(sysdb_list(handle, "", &info, &count, &listing, 0), CERR_SUCCESS);
+    EXPECT_EQ(sysdb_list_next(listing, nullptr, &datatype, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_list_next(listing, &name, nullptr, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_list_next(listing, &name, &datatype, 2), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_list_free(listing), CERR_SUCCESS);
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+}
+
+TEST_F(SysdbSeam, WithoutADatabaseNothingCanBeBound) {
+    guard_.reset();
+    void *handle = &file_;
+    EXPECT_EQ(_sysdb_bind(&handle, kOts, 0), SYSDB_RC_UNAVAILABLE);
+    EXPECT_EQ(handle, nullptr);
+}
+
+TEST_F(SysdbSeam, ABindingBelongsToTheDatabaseItWasOpenedOn) {
+    void *outer = bound();
+    {
+        SystemDatabase other((folder_ / "other.db").string(), Database::Mode::read_write_create);
+        const CurrentSystemDatabase guard(other);
+        EXPECT_EQ(fetch(outer, "summary"), ocamp::RC_BAD_HANDLE);
+        void *inner = bound();
+        EXPECT_EQ(fetch(inner, "summary"), ocamp::RC_NOT_FOUND);
+        EXPECT_EQ(_sysdb_unbind(inner), CERR_SUCCESS);
+    }
+    EXPECT_EQ(fetch(outer, "summary"), CERR_SUCCESS);
+    guard_.reset();
+    guard_.emplace(*database_);
+    // Closed with the guard it was opened under, although the database is the same one.
+    EXPECT_EQ(_sysdb_unbind(outer), ocamp::RC_BAD_HANDLE);
+}
+
+TEST_F(SysdbSeam, ADatabaseThatFailsIsACodeAndALine) {
+    const std::string log = (folder_ / "log").string();
+    const ocamp::LogSession session({log, 0, ""});
+    void *handle = bound();
+    Database(file_, Database::Mode::read_write_create).exec("DROP TABLE sysdb_item;");
+    EXPECT_EQ(fetch(handle, "summary"), ocamp::RC_DATABASE);
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+    std::ostringstream content;
+    content << std::ifstream(log).rdbuf();
+    EXPECT_EQ(content.str().find("ERR: platform: sysdb_item_get: " + file_ + ": "), 0U) << content.str();
+    EXPECT_NE(content.str().find("no such table: sysdb_item"), std::string::npos) << content.str();
+}
+
+TEST_F(SysdbSeam, AMissingItemIsATraceAndNoError) {
+    const std::string log = (folder_ / "log").string();
+    void *handle = bound();
+    {
+        const ocamp::LogSession errors({log, 0, ""});
+        EXPECT_EQ(fetch(handle, "missing"), ocamp::RC_NOT_FOUND);
+    }
+    const ocamp::LogSession traces({log, 3, ""});
+    EXPECT_EQ(fetch(handle, "missing"), ocamp::RC_NOT_FOUND);
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+    std::ostringstream content;
+    content << std::ifstream(log).rdbuf();
+    EXPECT_EQ(content.str(), "TRC: platform: sysdb_item_get: no item /oper/ots/if/missing\n");
+}
+
+TEST_F(SysdbSeam, TheProbePathAnswersForTheCurrentDatabase) {
+    EXPECT_EQ(access(kProbe, R_OK), 0);
+    Database(file_, Database::Mode::read_write_create).exec("DROP TABLE sysdb_item;");
+    EXPECT_EQ(access(kProbe, R_OK), -1);
+    guard_.reset();
+    errno = 0;
+    EXPECT_EQ(access(kProbe, R_OK), -1);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(SysdbSeam, OtherPathsAreTheKernelsToAnswer) {
+    EXPECT_EQ(access(file_.c_str(), R_OK), 0);
+    errno = 0;
+    EXPECT_EQ(access((folder_ / "missing").c_str(), F_OK), -1);
+    EXPECT_EQ(errno, ENOENT);
+    errno = 0;
+    EXPECT_EQ(access("/pkg/lib/libsysdb.so.1", R_OK), -1);
+    EXPECT_EQ(errno, ENOENT);
+    errno = 0;
+    // Past the declaration's promise that there is a path.
+    int (*volatile unchecked)(const char *, int) = access;
+    EXPECT_EQ(unchecked(nullptr, R_OK), -1);
+    EXPECT_EQ(errno, EFAULT);
+}
+
+TEST_F(SysdbSeam, ALibraryLoadedLaterFindsTheseCalls) {
+    // The order in which the dynamic linker searches for a loaded library: this program first.
+    EXPECT_EQ(dlsym(RTLD_DEFAULT, "access"), reinterpret_cast<void *>(access));
+    Dl_info where;
+    for (const char *name :
+         {"access", "_sysdb_bind", "bag_generic_token", "inet_ntoa_r", "_lstrace", "cerr_strerror"}) {
+        void *symbol = dlsym(RTLD_DEFAULT, name);
+        ASSERT_NE(symbol, nullptr) << name;
+        ASSERT_NE(dladdr(symbol, &where), 0) << name;
+        EXPECT_NE(std::string(where.dli_fname).find("platform_sysdb_test"), std::string::npos) << name;
+    }
+}
+
+TEST_F(SysdbSeam, AnObserverSeesTheCalls) {
+    Recorder recorder;
+    void *handle = bound();
+    fetch(handle, "0%2f1-AMP-PRE/attrib/inv_basic_bag");
+    fetch(handle, "summary");
+    _sysdb_unbind(handle);
+    access(kProbe, R_OK);
+    EXPECT_EQ(recorder.calls, (Names{"_sysdb_bind(\"/oper/ots/if/\") = 0",
+                                     "sysdb_item_get(\"0%2f1-AMP-PRE/attrib/inv_basic_bag\") = 0x4f430110",
+                                     "sysdb_item_get(\"summary\") = 0", "_sysdb_unbind() = 0",
+                                     "access(\"/pkg/lib/libsysdb.so\", 4) = 0"}));
+}
+
+} // namespace
