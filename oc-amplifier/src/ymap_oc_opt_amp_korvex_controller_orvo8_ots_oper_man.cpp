@@ -39,7 +39,7 @@ cerrno convert(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
 
 } // namespace
 
-#define OTS_VALUE(converter, row_word, row_shows_key, row_path)                                                        \
+#define OTS_VALUE(converter, row_word, row_shows_key, row_path, unit)                                                  \
     struct converter##_row {                                                                                           \
         static constexpr ymap::Origin at{#converter, __LINE__};                                                        \
         static constexpr ymap::FixedText word = row_word;                                                              \

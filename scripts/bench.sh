@@ -1,0 +1,6 @@
+#!/usr/bin/env bash
+# Measures the plug-in beside the bare platform calls that it has to make. Arguments go to Google Benchmark.
+source "$(dirname "$0")/lib.sh"
+
+build release
+run build/bin/plugin_bench "$@"

@@ -1,0 +1,10 @@
+#!/usr/bin/env bash
+# Writes what is made from the plug-in's rows: the export list, the mapping reference and the deviations module.
+source "$(dirname "$0")/lib.sh"
+
+scripts/setup.sh
+run cmake --preset release >/dev/null
+run cmake --build --preset release --target ocamp-rows
+build/bin/ocamp-rows exports >oc-amplifier/exports.txt
+build/bin/ocamp-rows mapping >docs/mapping.md
+build/bin/ocamp-rows deviations >yang/openconfig-optical-amplifier-deviations.yang

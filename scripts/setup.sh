@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that the build and the tests need and that are not there yet.
+source "$(dirname "$0")/lib.sh"
+
+packages=(g++ cmake ninja-build pkg-config libyang2-dev libyang2-tools libsqlite3-dev libfmt-dev libcli11-dev
+          nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev)
+# Further packages may be named as arguments.
+packages+=("$@")
+
+missing=()
+for package in "${packages[@]}"; do
+    dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+export DEBIAN_FRONTEND=noninteractive
+run "${as_root[@]}" apt-get update -qq
+run "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

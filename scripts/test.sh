@@ -1,0 +1,6 @@
+#!/usr/bin/env bash
+# Installs, builds and runs every test. Arguments go to CTest, such as `-L plugin`.
+source "$(dirname "$0")/lib.sh"
+
+build release
+run ctest --preset release "$@"
