@@ -36,12 +36,12 @@ enum class NodeKind { container, list, leaf };
 
 struct no_parent;
 
-// What every row knows of itself. `at` is the walker as the origin of messages.
+// What every row knows of itself. `function` is the walker, by whose name it reports.
 #define OC_ROW(parent_row, row_kind, word, row_tag)                                                                    \
     using Parent = parent_row;                                                                                         \
     static constexpr NodeKind kind = NodeKind::row_kind;                                                               \
     static constexpr const char *tag = row_tag;                                                                        \
-    static constexpr Origin at{"ymap_ox_oc_opt_ampli_openconfigopticalamplifier_" #word, __LINE__};
+    static constexpr const char *function = "ymap_ox_oc_opt_ampli_openconfigopticalamplifier_" #word;
 #define OC_CONTAINER(parent, word, tag)                                                                                \
     struct word {                                                                                                      \
         OC_ROW(parent, container, word, tag)                                                                           \

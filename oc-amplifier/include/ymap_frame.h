@@ -45,12 +45,6 @@ consteval auto operator+(const FixedText<A> &first, const FixedText<B> &second) 
     return joined;
 }
 
-/// Where a message comes from: the exported function and a line that stays the same for the site.
-struct Origin {
-    const char *function;
-    int line;
-};
-
 /// One of the two ways that messages differ by.
 struct ErrorChannel {
     static constexpr int level = 0;
@@ -64,9 +58,11 @@ struct TraceChannel {
     static yfw_log_handle *log(yfw_map_ctx ctx) { return ctx->trace_log; }
 };
 
-/// Sends one message to the debug log and to the lightweight trace, each only if it takes it. `ctx` not NULL.
+/// Sends one message to the debug log and to the lightweight trace, each only if it takes it. `ctx` not NULL;
+/// `function`: the exported function that reports.
 template <class Channel, FixedText Text, class... Arguments>
-void report(yfw_map_ctx ctx, Origin at, uint32_t *site_filter_word, Arguments... arguments) {
+[[gnu::noinline]] // there are some 1,600 sites; inlined, they push the walks out of the instruction cache
+void report(yfw_map_ctx ctx, const char *function, int line, uint32_t *site_filter_word, Arguments... arguments) {
     static constexpr auto debug_format = Channel::word + FixedText(": YFW: ctx=%p,") + Text;
     static constexpr auto trace_format = FixedText("#%u: ") + Channel::word + FixedText(": %s:%d ctx=%p,") + Text;
     if (yfw_debug_should_log(&ctx->debug_filter, Channel::level) != 0)
@@ -74,10 +70,10 @@ void report(yfw_map_ctx ctx, Origin at, uint32_t *site_filter_word, Arguments...
                                static_cast<void *>(ctx), arguments...);
     if (ctx->ltrace_enabled != 0) {
         constexpr uint64_t trace_flags = 0x10101000000;
-        char line[lightweight_line_size];
-        snprintf(line, sizeof line, trace_format.text, ret_nc_yfw_trace_index_incr(), at.function, at.line,
+        char text[lightweight_line_size];
+        snprintf(text, sizeof text, trace_format.text, ret_nc_yfw_trace_index_incr(), function, line,
                  static_cast<void *>(ctx), arguments...);
-        _lstrace(ctx->ltrace_handle, trace_flags, line);
+        _lstrace(ctx->ltrace_handle, trace_flags, text);
     }
 }
 
@@ -88,30 +84,30 @@ inline const char *shown(const char *text) {
 
 } // namespace ymap
 
-// A message site: owns the word in which the platform keeps its filter state for the site.
-#define YMAP_REPORT(channel, at, ctx, text, ...)                                                                       \
+// A message site: owns the word in which the platform keeps its filter state for the site, and has a line of its own.
+#define YMAP_REPORT(channel, function, ctx, text, ...)                                                                 \
     do {                                                                                                               \
         static uint32_t site_filter_word = UINT32_MAX;                                                                 \
-        ::ymap::report<::ymap::channel, (text)>((ctx), (at), &site_filter_word __VA_OPT__(, ) __VA_ARGS__);            \
+        ::ymap::report<::ymap::channel, (text)>((ctx), (function), __LINE__,                                           \
+                                                &site_filter_word __VA_OPT__(, ) __VA_ARGS__);                         \
     } while (false)
 
-// Messages of generic code, which speaks for the exported function `at`.
-#define ymap_err_at(at, ctx, text, ...) YMAP_REPORT(ErrorChannel, at, ctx, text __VA_OPT__(, ) __VA_ARGS__)
-#define ymap_trc_at(at, ctx, text, ...) YMAP_REPORT(TraceChannel, at, ctx, text __VA_OPT__(, ) __VA_ARGS__)
+// Messages of generic code, which speaks for the exported function `function`.
+#define ymap_err_at(function, ctx, text, ...) YMAP_REPORT(ErrorChannel, function, ctx, text __VA_OPT__(, ) __VA_ARGS__)
+#define ymap_trc_at(function, ctx, text, ...) YMAP_REPORT(TraceChannel, function, ctx, text __VA_OPT__(, ) __VA_ARGS__)
 
 // Messages of an exported function's own body.
-#define YMAP_HERE (::ymap::Origin{__func__, __LINE__})
-#define ymap_err(ctx, text, ...) ymap_err_at(YMAP_HERE, ctx, text __VA_OPT__(, ) __VA_ARGS__)
-#define ymap_trc(ctx, text, ...) ymap_trc_at(YMAP_HERE, ctx, text __VA_OPT__(, ) __VA_ARGS__)
+#define ymap_err(ctx, text, ...) ymap_err_at(__func__, ctx, text __VA_OPT__(, ) __VA_ARGS__)
+#define ymap_trc(ctx, text, ...) ymap_trc_at(__func__, ctx, text __VA_OPT__(, ) __VA_ARGS__)
 
 // The only fatal path. Stands in exported functions only, whose prototype it names.
 #define YMAP_ASSERT_CTX(ctx) assert(NULL != ctx)
 
 // Leaves the function with `result` unless both nodes are there.
-#define YMAP_REQUIRE_NODES(at, ctx, in, out, result)                                                                   \
+#define YMAP_REQUIRE_NODES(function, ctx, in, out, result)                                                             \
     do {                                                                                                               \
         if ((in) == nullptr || (out) == nullptr) {                                                                     \
-            ymap_err_at(at, ctx, "Invalid arguments passed!");                                                         \
+            ymap_err_at(function, ctx, "Invalid arguments passed!");                                                   \
             yfw_oc_error_path(ctx);                                                                                    \
             return (result);                                                                                           \
         }                                                                                                              \
@@ -122,7 +118,7 @@ inline const char *shown(const char *text) {
     do {                                                                                                               \
         YMAP_ASSERT_CTX(ctx);                                                                                          \
         ymap_trc(ctx, "Start");                                                                                        \
-        YMAP_REQUIRE_NODES(YMAP_HERE, ctx, in, out, result);                                                           \
+        YMAP_REQUIRE_NODES(__func__, ctx, in, out, result);                                                            \
     } while (false)
 
 // Body of a list or leaf handler that has nothing of its own: hand over to `converter`, check only if that cannot be.
@@ -131,7 +127,7 @@ inline const char *shown(const char *text) {
         if ((in) != nullptr && (out) != nullptr)                                                                       \
             return converter((ctx), (in), (out));                                                                      \
         YMAP_ASSERT_CTX(ctx);                                                                                          \
-        YMAP_REQUIRE_NODES(YMAP_HERE, ctx, in, out, YMAP_RC_INVALID_ARGS);                                             \
+        YMAP_REQUIRE_NODES(__func__, ctx, in, out, YMAP_RC_INVALID_ARGS);                                              \
         return CERR_SUCCESS;                                                                                           \
     } while (false)
 

@@ -13,7 +13,7 @@ struct no_parent;
     using Module = ThisModule;                                                                                         \
     static constexpr NodeKind kind = NodeKind::row_kind;                                                               \
     static constexpr const char *tag = row_tag;                                                                        \
-    static constexpr Origin at{NATIVE_TEXT(XO_NAME(word)), __LINE__};
+    static constexpr const char *function = NATIVE_TEXT(XO_NAME(word));
 #define XO_CONTAINER(parent, word, tag)                                                                                \
     struct word {                                                                                                      \
         XO_ROW(parent, container, word, tag)                                                                           \

@@ -28,15 +28,15 @@ inline bool walks_children(const WalkRules &rules, yfw_map_ctx ctx) {
     return !rules.only_for_state_reads || reads_state(ctx);
 }
 
-// A row is a type with: kind, tag, at, Module (which has `rules` and walk_named_child<Row>), handle, parse_augments;
-// lists also have path and is_key(tag).
+// A row is a type with: kind, tag, function, Module (which has `rules` and walk_named_child<Row>), handle,
+// parse_augments; lists also have path and is_key(tag).
 
 template <class Row>
 cerrno walk(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out);
 
 template <class Row>
 cerrno end(yfw_map_ctx ctx, cerrno result) {
-    ymap_trc_at(Row::at, ctx, "End");
+    ymap_trc_at(Row::function, ctx, "End");
     return result;
 }
 
@@ -46,9 +46,9 @@ cerrno check_children(yfw_map_ctx ctx, const yfw_datatree *node) {
     if (!children_of(node).missing())
         return CERR_SUCCESS;
     if constexpr (Row::kind == NodeKind::list && Row::Module::rules.broken_list_entry_lacks_keys)
-        ymap_err_at(Row::at, ctx, "No keys specified with a list node.");
+        ymap_err_at(Row::function, ctx, "No keys specified with a list node.");
     else
-        ymap_err_at(Row::at, ctx, "Failed to get subtrees!");
+        ymap_err_at(Row::function, ctx, "Failed to get subtrees!");
     fail_at(ctx, node->tag);
     return YMAP_RC_BAD_SUBTREE;
 }
@@ -59,9 +59,9 @@ cerrno pass_over(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out) 
     if (yfw_map_do_these_match(child->ns, Row::Module::rules.ns) == 0)
         return Row::parse_augments(ctx, child, out);
     if constexpr (Row::Module::rules.unknown_tag_is_named)
-        ymap_trc_at(Row::at, ctx, "Unsupported tag `%s`. Ignoring.", child->tag);
+        ymap_trc_at(Row::function, ctx, "Unsupported tag `%s`. Ignoring.", child->tag);
     else
-        ymap_trc_at(Row::at, ctx, "Unsupported tag. Ignoring.");
+        ymap_trc_at(Row::function, ctx, "Unsupported tag. Ignoring.");
     return CERR_SUCCESS;
 }
 
@@ -69,7 +69,7 @@ template <class Row>
 cerrno walk_children(yfw_map_ctx ctx, const yfw_datatree *node, yfw_datatree *out) {
     for (const yfw_datatree &child : children_of(node)) {
         if (child.tag == nullptr) {
-            ymap_err_at(Row::at, ctx, "Tag name is not available!");
+            ymap_err_at(Row::function, ctx, "Tag name is not available!");
             fail_at(ctx, nullptr);
             return YMAP_RC_BAD_SUBTREE;
         }
@@ -127,7 +127,7 @@ cerrno walk_list_entry(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_datatree 
     const Children children = children_of(entry);
     if constexpr (Row::Module::rules.empty_list_entry_is_reported)
         if (children.count == 0)
-            ymap_err_at(Row::at, ctx, "No keys specified with a list node.");
+            ymap_err_at(Row::function, ctx, "No keys specified with a list node.");
     yfw_map_add_to_node_hierarchy(ctx, entry, YFW_LEVEL_LIST_ENTRY);
     cerrno result = yfw_map_update_current_list_node(ctx, Row::path);
     if (result != CERR_SUCCESS) {
@@ -147,7 +147,7 @@ cerrno walk_list_entry(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_datatree 
 template <class Row>
 cerrno walk_leaf(yfw_map_ctx ctx, const yfw_datatree *leaf, yfw_datatree *out) {
     if ((leaf->node_flags2 & YFW_NODE_XPATH_ERROR) != 0 && leaf->node_type == YFW_NODE_TYPE_XPATH_ERROR) {
-        ymap_trc_at(Row::at, ctx, "got xpath error node "); // the blank at the end is relied on
+        ymap_trc_at(Row::function, ctx, "got xpath error node "); // the blank at the end is relied on
         if (ctx->req_ctx != nullptr)
             ctx->req_ctx->walk_flags |= YFW_WALK_XPATH_ERROR;
     }
@@ -157,8 +157,8 @@ cerrno walk_leaf(yfw_map_ctx ctx, const yfw_datatree *leaf, yfw_datatree *out) {
 /// Walks one node of a native answer. The context is known to be there.
 template <class Row>
 cerrno walk(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
-    ymap_trc_at(Row::at, ctx, "Start");
-    YMAP_REQUIRE_NODES(Row::at, ctx, in, out, YMAP_RC_INVALID_ARGS);
+    ymap_trc_at(Row::function, ctx, "Start");
+    YMAP_REQUIRE_NODES(Row::function, ctx, in, out, YMAP_RC_INVALID_ARGS);
     if constexpr (Row::kind == NodeKind::leaf) {
         return end<Row>(ctx, walk_leaf<Row>(ctx, in, out));
     } else {

@@ -120,6 +120,9 @@ int check_controller_name_ots_is_good(yfw_map_ctx ctx, const char *controller, c
         ymap_err(ctx, "Invalid controller_name [%s] and slot id [%d], discard it!", shown(controller), position.slot);
         return 0;
     }
+    char unwanted[ymap::key_size];
+    if (amplifier == nullptr)
+        amplifier = unwanted;
     print_amplifier(position, amplifier, ymap::key_size);
     ymap_trc(ctx, "amplifier_name = %s", amplifier);
     char inventory_name[value_size] = "";
@@ -225,7 +228,7 @@ void unbind_database(void *handle) {
 
 /// Components of a dotted field name, matched in order against the tokens of a record.
 class FieldPath {
-public:
+  public:
     /// Splits `text` in place, which must outlive the path.
     explicit FieldPath(char *text) {
         char *rest = nullptr;
@@ -239,7 +242,7 @@ public:
         return ++matched_ == count_;
     }
 
-private:
+  private:
     const char *parts_[value_size / 2] = {}; // each takes a character and a separator of a 200-byte text
     size_t count_ = 0;
     size_t matched_ = 0;
@@ -387,13 +390,13 @@ void convert_bag_value_to_str(yfw_map_ctx ctx, bag_token_td *token, char *out) {
 namespace {
 
 /// Steps through a listing up to the item called `name`.
-int listing_holds(yfw_map_ctx ctx, ymap::Origin at, void *listing, const char *name) {
+int listing_holds(yfw_map_ctx ctx, const char *function, void *listing, const char *name) {
     const char *item = nullptr;
     uint32_t datatype = 0;
     while (sysdb_list_next(listing, &item, &datatype, 0) == CERR_SUCCESS && item != nullptr) {
-        ymap_trc_at(at, ctx, "Item: '%s', datatype: %d", item, static_cast<int>(datatype));
+        ymap_trc_at(function, ctx, "Item: '%s', datatype: %d", item, static_cast<int>(datatype));
         if (strcmp(item, name) == 0) {
-            ymap_trc_at(at, ctx, "Object %s present in sysdb", item);
+            ymap_trc_at(function, ctx, "Object %s present in sysdb", item);
             return 1;
         }
         item = nullptr;
@@ -424,7 +427,7 @@ int sysdb_key_is_defined(yfw_map_ctx ctx, char *controller_key) {
     if (result != CERR_SUCCESS)
         ymap_trc(ctx, "sysdb_list failed %s", cerr_strerror(result));
     else
-        defined = listing_holds(ctx, YMAP_HERE, listing, name);
+        defined = listing_holds(ctx, __func__, listing, name);
     if (result == CERR_SUCCESS || listing != nullptr)
         sysdb_list_free(listing);
     unbind_database(handle);
@@ -532,13 +535,14 @@ bool is_full(const char *path_buffer) {
 
 int compare_path(yfw_map_ctx ctx, const yfw_datatree *node, const char *path_to_find, char *path_buffer,
                  char *key_buffer) {
-    YMAP_ASSERT_CTX(ctx);
     if (node == nullptr) {
+        YMAP_ASSERT_CTX(ctx);
         ymap_err(ctx, "return, req is NULL");
         return 0;
     }
     if ((node->node_flags & YFW_NODE_PRESENT) == 0)
         return 0;
+    YMAP_ASSERT_CTX(ctx);
     ymap_trc(ctx, "TAG <%s>, NS <%s>", shown(node->tag), shown(node->ns));
     if (node->tag != nullptr)
         yfw_strcat_s(__func__, path_buffer, value_size, node->tag);
@@ -570,8 +574,8 @@ int compare_path(yfw_map_ctx ctx, const yfw_datatree *node, const char *path_to_
 }
 
 int check_request_type_3(yfw_map_ctx ctx, const yfw_datatree *node, const char *path_to_find, char *path_buffer) {
-    YMAP_ASSERT_CTX(ctx);
     if (node == nullptr) {
+        YMAP_ASSERT_CTX(ctx);
         ymap_err(ctx, "return, req is NULL");
         return 0;
     }
@@ -605,7 +609,7 @@ namespace {
 
 /// The fields of one select subtree, written in the order in which they stand.
 class SelectFields {
-public:
+  public:
     SelectFields(yfw_map_ctx ctx, yfw_datatree *out, const char *ns) : ctx_(ctx), out_(out), ns_(ns) {}
 
     void open_list(const char *path, uint32_t follow = 0) { add(path, nullptr, nullptr, 1, follow); }
@@ -615,7 +619,7 @@ public:
     }
     cerrno last_result() const { return last_result_; }
 
-private:
+  private:
     void add(const char *path, const char *value, const yfw_datatree *source, uint32_t list_flag, uint32_t follow) {
         last_result_ = yfw_map_datatree_add_path_flagged(ctx_, out_, path, ns_, value, source, 0, list_flag, follow);
     }

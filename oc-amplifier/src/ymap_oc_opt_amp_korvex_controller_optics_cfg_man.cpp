@@ -15,28 +15,39 @@ namespace {
 
 constexpr double tenths = 10.0;
 
+// Whom the shared steps speak for: each converter has message sites of its own.
+struct Gain {
+    static constexpr const char *function = "oc_opt_amp_cfg_target_gain_to_high";
+};
+struct Tilt {
+    static constexpr const char *function = "oc_opt_amp_cfg_target_gain_tilt_to_high";
+};
+
 ymap::RequestKey requested_amplifier(yfw_map_ctx ctx) {
     return {ctx, ymap::request_tree(ctx), AMPLIFIER_PATH "/name"};
 }
 
 /// False when the request names an amplifier that the system database does not know. A request without a key passes.
-bool requested_amplifier_exists(yfw_map_ctx ctx, ymap::Origin at, const ymap::RequestKey &key) {
+template <class Row>
+bool requested_amplifier_exists(yfw_map_ctx ctx, const ymap::RequestKey &key) {
     if (key.empty())
         return true;
     char controller[ymap::value_size] = "";
     ampli_key_to_sysdb_ots_ctrl_key(key.text, controller);
     if (sysdb_key_is_defined(ctx, controller) != 0)
         return true;
-    ymap_trc_at(at, ctx, "key %s is not defined in sysdb! ", controller); // the blank at the end is relied on
+    ymap_trc_at(Row::function, ctx, "key %s is not defined in sysdb! ",
+                controller); // the blank at the end is relied on
     return false;
 }
 
 /// Converts the native text; both leaves are traced with the words of the gain, which clients rely on.
-void convert(yfw_map_ctx ctx, ymap::Origin at, const char *native, Value &value) {
-    value.copy_from(at.function, native);
-    ymap_trc_at(at, ctx, "gain-native = %s", value.text);
+template <class Row>
+void convert(yfw_map_ctx ctx, const char *native, Value &value) {
+    value.copy_from(Row::function, native);
+    ymap_trc_at(Row::function, ctx, "gain-native = %s", value.text);
     value.to_openconfig(tenths);
-    ymap_trc_at(at, ctx, "gain-oc = %s", value.text);
+    ymap_trc_at(Row::function, ctx, "gain-oc = %s", value.text);
 }
 
 /// Writes the gain: configuration first, then state.
@@ -66,12 +77,12 @@ cerrno oc_opt_amp_cfg_target_gain_to_high(yfw_map_ctx ctx, const yfw_datatree *i
     const auto key = requested_amplifier(ctx);
     ymap_trc(ctx, " key= %s", key.text); // the blank in front is not in the tilt's trace; clients rely on both
     cerrno result = CERR_SUCCESS;
-    if (requested_amplifier_exists(ctx, YMAP_HERE, key)) {
+    if (requested_amplifier_exists<Gain>(ctx, key)) {
         if (in->value == nullptr) {
             ymap_trc(ctx, "input value is NULL");
         } else {
             Value value;
-            convert(ctx, YMAP_HERE, in->value, value);
+            convert<Gain>(ctx, in->value, value);
             result = add_gain(ctx, out, value);
         }
     }
@@ -84,10 +95,10 @@ cerrno oc_opt_amp_cfg_target_gain_tilt_to_high(yfw_map_ctx ctx, const yfw_datatr
     const auto key = requested_amplifier(ctx);
     ymap_trc(ctx, "key= %s", key.text);
     cerrno result = CERR_SUCCESS;
-    if (requested_amplifier_exists(ctx, YMAP_HERE, key)) {
+    if (requested_amplifier_exists<Tilt>(ctx, key)) {
         Value value; // a tilt without value is written empty, where a gain is not written; clients rely on it
         if (in->value != nullptr)
-            convert(ctx, YMAP_HERE, in->value, value);
+            convert<Tilt>(ctx, in->value, value);
         result = add_tilt(ctx, out, value);
     }
     ymap_trc(ctx, "End");

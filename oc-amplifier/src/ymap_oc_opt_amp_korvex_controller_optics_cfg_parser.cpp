@@ -28,24 +28,24 @@ struct ThisModule {
 #include "ymap_native_rows.h"
 
 /// What the dispatcher does with a child of an interface's configuration whose arguments are good.
-cerrno dispatch(yfw_map_ctx ctx, Origin at, const yfw_datatree *in, yfw_datatree *out) {
+cerrno dispatch(yfw_map_ctx ctx, const char *function, const yfw_datatree *in, yfw_datatree *out) {
     if (children_of(in).missing()) {
-        ymap_err_at(at, ctx, "Failed to get subtrees!");
+        ymap_err_at(function, ctx, "Failed to get subtrees!");
         fail_at(ctx, in->tag);
         return YMAP_RC_BAD_SUBTREE;
     }
     cerrno result = CERR_SUCCESS;
     if (in->tag == nullptr) {
-        ymap_err_at(at, ctx, "Tag name is not available!");
+        ymap_err_at(function, ctx, "Tag name is not available!");
         fail_at(ctx, nullptr);
         result = YMAP_RC_BAD_SUBTREE;
     } else {
-        ymap_trc_at(at, ctx, "Processing tag '%s'", in->tag);
+        ymap_trc_at(function, ctx, "Processing tag '%s'", in->tag);
     }
     if (yfw_map_do_these_match(in->tag, lvla_optics::tag) != 0)
         return walk<lvla_optics>(ctx, in, out);
     if (yfw_map_do_these_match(in->ns, ThisModule::rules.ns) != 0) {
-        ymap_trc_at(at, ctx, "Unsupported tag. Ignoring.");
+        ymap_trc_at(function, ctx, "Unsupported tag. Ignoring.");
         return result;
     }
     return OPTICS_CFG(lvla_interface_configuration_parse_augments)(ctx, in, out);
@@ -56,7 +56,7 @@ cerrno dispatch(yfw_map_ctx ctx, Origin at, const yfw_datatree *in, yfw_datatree
 
 cerrno OPTICS_CFG(augment_lvla_interface_configuration)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
-    const cerrno result = ymap::native::dispatch(ctx, YMAP_HERE, in, out);
+    const cerrno result = ymap::native::dispatch(ctx, __func__, in, out);
     ymap_trc(ctx, "End");
     return result;
 }

@@ -37,12 +37,12 @@ cerrno OPTICS_OPER(duck_map_leaf)(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in
 namespace {
 
 /// True unless the client asked for another channel than `controller`.
-bool is_requested_channel(yfw_map_ctx ctx, ymap::Origin at, const char *controller) {
+bool is_requested_channel(yfw_map_ctx ctx, const char *function, const char *controller) {
     const ymap::RequestKey key(ctx, ymap::request_tree(ctx), CHANNEL_PATH "/interface");
-    ymap_trc_at(at, ctx, "reg_dup_datatree key: %s", key.text);
+    ymap_trc_at(function, ctx, "reg_dup_datatree key: %s", key.text);
     if (key.empty() || strcmp(key.text, controller) == 0)
         return true;
-    ymap_err_at(at, ctx, "controller_name [%s] does not match with key [%s], discard it!", controller, key.text);
+    ymap_err_at(function, ctx, "controller_name [%s] does not match with key [%s], discard it!", controller, key.text);
     return false;
 }
 
@@ -64,7 +64,7 @@ cerrno OPTICS_OPER(list_lvla_opticsoper_opticsports_opticsport)(yfw_map_ctx ctx,
         return YMAP_RC_SKIP;
     ymap_trc(ctx, "amplifier_name: %s", "");
     if (ymap::reads_state(ctx) && wanted.channels && is_channel) {
-        if (!is_requested_channel(ctx, YMAP_HERE, controller))
+        if (!is_requested_channel(ctx, __func__, controller))
             return YMAP_RC_SKIP;
         result = yfw_map_search_or_add_list(ctx, out, &ctx->req_ctx->plist, CHANNEL_PATH, controller, "interface",
                                             OPENCONFIG_NS);

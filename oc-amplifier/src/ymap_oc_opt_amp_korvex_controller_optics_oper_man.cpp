@@ -24,48 +24,42 @@ cerrno oc_opt_amp_state_super_ch_key_to_high(yfw_map_ctx ctx, const yfw_datatree
 
 namespace {
 
-/// The entry that the walk is in, three levels down; NULL when it is not that deep.
-const yfw_datatree *current_port(yfw_map_ctx ctx) {
-    constexpr uint8_t level_of_the_port = 3; // optics-oper, optics-ports, optics-port
-    const yfw_map_request *request = ctx->req_ctx;
-    if (request == nullptr || request->hierarchy == nullptr || request->hierarchy_len < level_of_the_port)
-        return nullptr;
-    return request->hierarchy[level_of_the_port - 1];
-}
+constexpr uint8_t level_of_the_port = 3; // optics-oper, optics-ports, optics-port
 
 /// A request that names the model alone meets ports of every sort; only optics ports have a lane power.
-bool is_on_optics_port(yfw_map_ctx ctx, ymap::Origin at, const yfw_datatree *port) {
+template <class Row>
+bool is_on_optics_port(yfw_map_ctx ctx, const yfw_map_request *request) {
+    const yfw_datatree *port = request->hierarchy != nullptr ? request->hierarchy[level_of_the_port - 1] : nullptr;
     const ymap::RequestKey interface(ctx, port, "optics-port/name");
-    ymap_trc_at(at, ctx, "interface_key: %s", interface.text);
+    ymap_trc_at(Row::function, ctx, "interface_key: %s", interface.text);
     return strstr(interface.text, "Optics") != nullptr;
 }
 
 template <class Row>
 cerrno convert(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     const ymap::RequestScope named = ymap::named_lists(ctx);
-    ymap_trc_at(Row::at, ctx, "ampli_request %d, supervisory_channel_request %d", int{named.amplifiers},
+    ymap_trc_at(Row::function, ctx, "ampli_request %d, supervisory_channel_request %d", int{named.amplifiers},
                 int{named.channels});
+    const yfw_map_request *request = ctx->req_ctx;
+    const uint8_t depth = request != nullptr ? request->hierarchy_len : 0;
     if constexpr (Row::shows_hierarchy)
-        ymap_trc_at(Row::at, ctx, "ctx->req_ctx->hierarchy_len %d",
-                    ctx->req_ctx != nullptr ? int{ctx->req_ctx->hierarchy_len} : 0);
-    if (named.neither() && ymap::names_the_model(ctx)) {
-        const yfw_datatree *port = current_port(ctx);
-        if (port != nullptr && !is_on_optics_port(ctx, Row::at, port)) {
-            ymap_trc_at(Row::at, ctx, "End");
-            return CERR_SUCCESS;
-        }
+        ymap_trc_at(Row::function, ctx, "ctx->req_ctx->hierarchy_len %d", int{depth});
+    if (named.neither() && ymap::names_the_model(ctx) && depth >= level_of_the_port &&
+        !is_on_optics_port<Row>(ctx, request)) {
+        ymap_trc_at(Row::function, ctx, "End");
+        return CERR_SUCCESS;
     }
     Value value;
     if (in->value != nullptr) {
         // Input power too is traced as output power; clients rely on it.
-        value.copy_from(Row::at.function, in->value);
-        ymap_trc_at(Row::at, ctx, "output_power-native = %s", value.text);
+        value.copy_from(Row::function, in->value);
+        ymap_trc_at(Row::function, ctx, "output_power-native = %s", value.text);
         constexpr double hundredths = 100.0;
         value.to_openconfig(hundredths);
-        ymap_trc_at(Row::at, ctx, "output_power-oc = %s", value.text);
+        ymap_trc_at(Row::function, ctx, "output_power-oc = %s", value.text);
     }
     const cerrno result = add_leaf(ctx, out, Row::path, OPENCONFIG_NS, value.text);
-    ymap_trc_at(Row::at, ctx, "End");
+    ymap_trc_at(Row::function, ctx, "End");
     return result;
 }
 
@@ -73,7 +67,7 @@ cerrno convert(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
 
 #define CHANNEL_POWER(converter, row_shows_hierarchy, row_path)                                                        \
     struct converter##_row {                                                                                           \
-        static constexpr ymap::Origin at{#converter, __LINE__};                                                        \
+        static constexpr const char *function = #converter;                                                            \
         static constexpr bool shows_hierarchy = row_shows_hierarchy;                                                   \
         static constexpr const char *path = row_path;                                                                  \
     };                                                                                                                 \

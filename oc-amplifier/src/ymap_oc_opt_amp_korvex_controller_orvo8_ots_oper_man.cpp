@@ -16,8 +16,8 @@ void show_key(yfw_map_ctx ctx) {
     const yfw_datatree *plist = ctx->req_ctx != nullptr ? &ctx->req_ctx->plist : nullptr;
     yfw_map_print_datatree_internal(ctx, plist, "plist");
     const ymap::RequestKey key(ctx, plist, "amplifier/name");
-    ymap_trc_at(Row::at, ctx, "key:  %s ", key.text);
-    ymap_trc_at(Row::at, ctx, "controller_name:  %s ", key.path);
+    ymap_trc_at(Row::function, ctx, "key:  %s ", key.text);
+    ymap_trc_at(Row::function, ctx, "controller_name:  %s ", key.path);
 }
 
 template <class Row>
@@ -26,14 +26,14 @@ cerrno convert(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
         show_key<Row>(ctx);
     Value value;
     if (in->value != nullptr) {
-        value.copy_from(Row::at.function, in->value);
-        ymap_trc_at(Row::at, ctx, Row::word + ymap::FixedText("-native = %s"), value.text);
+        value.copy_from(Row::function, in->value);
+        ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-native = %s"), value.text);
         constexpr double hundredths = 100.0;
         value.to_openconfig(hundredths);
-        ymap_trc_at(Row::at, ctx, Row::word + ymap::FixedText("-oc = %s"), value.text);
+        ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-oc = %s"), value.text);
     }
     const cerrno result = add_leaf(ctx, out, Row::path, OPENCONFIG_NS, value.text);
-    ymap_trc_at(Row::at, ctx, "End");
+    ymap_trc_at(Row::function, ctx, "End");
     return result;
 }
 
@@ -41,7 +41,7 @@ cerrno convert(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
 
 #define OTS_VALUE(converter, row_word, row_shows_key, row_path, unit)                                                  \
     struct converter##_row {                                                                                           \
-        static constexpr ymap::Origin at{#converter, __LINE__};                                                        \
+        static constexpr const char *function = #converter;                                                            \
         static constexpr ymap::FixedText word = row_word;                                                              \
         static constexpr bool shows_key = row_shows_key;                                                               \
         static constexpr const char *path = row_path;                                                                  \
@@ -70,12 +70,12 @@ const char *oc_opt_amp_state_gain_range_to_high(yfw_map_ctx ctx, const yfw_datat
 namespace {
 
 /// Writes the amplifier's entry with its fixed state; gives the result of the last write.
-cerrno add_amplifier(yfw_map_ctx ctx, ymap::Origin at, yfw_datatree *out, const char *amplifier) {
+cerrno add_amplifier(yfw_map_ctx ctx, const char *function, yfw_datatree *out, const char *amplifier) {
     yfw_map_search_or_add_list(ctx, out, &ctx->req_ctx->plist, AMPLIFIER_PATH, amplifier, "name", OPENCONFIG_NS);
     add_leaf(ctx, out, AMPLIFIER_PATH "/state/name", OPENCONFIG_NS, amplifier);
-    ymap_trc_at(at, ctx, "state_type EDFA");
+    ymap_trc_at(function, ctx, "state_type EDFA");
     add_leaf(ctx, out, AMPLIFIER_PATH "/state/type", OPENCONFIG_NS, "EDFA");
-    ymap_trc_at(at, ctx, "state_amp-mode CONSTANT_GAIN");
+    ymap_trc_at(function, ctx, "state_amp-mode CONSTANT_GAIN");
     add_leaf(ctx, out, AMPLIFIER_PATH "/state/amp-mode", OPENCONFIG_NS, "CONSTANT_GAIN");
     Value ingress;
     convert_amplifier_key_to_otsctrl_port(amplifier, ingress.text, 0);
@@ -97,7 +97,7 @@ cerrno oc_opt_amp_state_get_amplifier_key_to_high(yfw_map_ctx ctx, const yfw_dat
         char amplifier[ymap::value_size] = "";
         const bool is_amplifier = check_controller_name_ots_is_good(ctx, in->value, amplifier) != 0;
         if (is_amplifier && ymap::reads_state(ctx))
-            result = add_amplifier(ctx, YMAP_HERE, out, amplifier);
+            result = add_amplifier(ctx, __func__, out, amplifier);
     }
     ymap_trc(ctx, "End");
     return result;

@@ -10,17 +10,17 @@ using ymap::shown;
 namespace {
 
 /// True unless the request reaches into the configuration of an interface that is not an amplifier's.
-bool may_hold_amplifier(yfw_map_ctx ctx, ymap::Origin at) {
+bool may_hold_amplifier(yfw_map_ctx ctx, const char *function) {
     constexpr uint32_t depth_of_an_entry = 2;
     const yfw_map_request *request = ctx->req_ctx;
     if (request == nullptr || request->native_path_depth < depth_of_an_entry)
         return true;
     const ymap::RequestKey interface(ctx, request->native_path, "interface-configuration/interface-name");
-    ymap_trc_at(at, ctx, "interface_key: %s", interface.text);
+    ymap_trc_at(function, ctx, "interface_key: %s", interface.text);
     char amplifier[ymap::value_size] = "";
     if (check_controller_name_ots_is_good(ctx, interface.text, amplifier) != 0)
         return true;
-    ymap_trc_at(at, ctx, "amp_name: %s", amplifier);
+    ymap_trc_at(function, ctx, "amp_name: %s", amplifier);
     return false;
 }
 
@@ -34,17 +34,18 @@ ymap::RequestScope wanted_lists(yfw_map_ctx ctx) {
 
 /// Writes the keys of the amplifier whose interface this is. False when that settles the leaf: it is another
 /// amplifier than the request names, or none at all.
-bool add_amplifier(yfw_map_ctx ctx, ymap::Origin at, const char *interface, yfw_datatree *out, cerrno &result) {
+bool add_amplifier(yfw_map_ctx ctx, const char *function, const char *interface, yfw_datatree *out, cerrno &result) {
     const ymap::RequestKey key(ctx, ymap::request_tree(ctx), AMPLIFIER_PATH "/name");
-    ymap_trc_at(at, ctx, "controller_name = %s", interface);
+    ymap_trc_at(function, ctx, "controller_name = %s", interface);
     char amplifier[ymap::value_size] = "";
     if (check_controller_name_ots_is_good(ctx, interface, amplifier) == 0) {
         result = YMAP_RC_SKIP;
         return false;
     }
-    ymap_trc_at(at, ctx, "reg_dup_datatree key: %s", key.text);
+    ymap_trc_at(function, ctx, "reg_dup_datatree key: %s", key.text);
     if (!key.empty() && strcmp(key.text, amplifier) != 0) {
-        ymap_err_at(at, ctx, "amplifier_name [%s] does not match with key [%s], discard it!", amplifier, key.text);
+        ymap_err_at(function, ctx, "amplifier_name [%s] does not match with key [%s], discard it!", amplifier,
+                    key.text);
         return false;
     }
     result = add_leaf(ctx, out, AMPLIFIER_PATH "/name", OPENCONFIG_NS, amplifier);
@@ -69,7 +70,7 @@ cerrno add_channel(yfw_map_ctx ctx, const char *interface, yfw_datatree *out) {
 cerrno oc_opt_amp_if_list_cfg_to_high(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
     cerrno result = CERR_SUCCESS;
-    if (may_hold_amplifier(ctx, YMAP_HERE) && wanted_lists(ctx).amplifiers)
+    if (may_hold_amplifier(ctx, __func__) && wanted_lists(ctx).amplifiers)
         result =
             ymap::open_list(ctx, out, AMPLIFIER_PATH, OPENCONFIG_NS, yfw_map_is_request_delete(in) != 0 ? in : nullptr);
     ymap_trc(ctx, "End");
@@ -84,7 +85,7 @@ cerrno oc_opt_amp_cfg_interface_key_to_high(yfw_map_ctx ctx, const yfw_datatree 
     ymap_trc(ctx, "value = %s", shown(interface));
     cerrno result = CERR_SUCCESS;
     if (interface != nullptr) {
-        const bool goes_on = !wanted.amplifiers || add_amplifier(ctx, YMAP_HERE, interface, out, result);
+        const bool goes_on = !wanted.amplifiers || add_amplifier(ctx, __func__, interface, out, result);
         if (goes_on && wanted.channels && check_controller_name_optics_is_good(ctx, interface) == 1)
             result = add_channel(ctx, interface, out);
     }

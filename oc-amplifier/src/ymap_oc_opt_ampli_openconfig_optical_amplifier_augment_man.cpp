@@ -5,7 +5,7 @@
 #define OC_AUGMENT_PARSER(word)                                                                                        \
     cerrno OC_AUGMENTS(word)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                             \
         YMAP_ASSERT_CTX(ctx);                                                                                          \
-        YMAP_REQUIRE_NODES(YMAP_HERE, ctx, in, out, YMAP_RC_INVALID_ARGS);                                             \
+        YMAP_REQUIRE_NODES(__func__, ctx, in, out, YMAP_RC_INVALID_ARGS);                                              \
         if (yfw_map_is_request_add(ctx) == 0)                                                                          \
             return CERR_SUCCESS;                                                                                       \
         ymap::fail_at(ctx, in->tag);                                                                                   \

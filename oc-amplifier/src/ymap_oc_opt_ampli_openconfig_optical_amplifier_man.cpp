@@ -46,6 +46,7 @@ void for_each_amplifier_controller(yfw_map_ctx ctx, Visit visit) {
 
 cerrno oc_opt_amp_cfg_amplifier_list_to_low(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
+    const char *function = __func__;
     const auto key = requested_key(ctx, "optical-amplifier/amplifiers/amplifier/name");
     ymap_trc(ctx, "node_data key: %s", key.text);
     cerrno result = CERR_SUCCESS;
@@ -65,7 +66,7 @@ cerrno oc_opt_amp_cfg_amplifier_list_to_low(yfw_map_ctx ctx, const yfw_datatree 
             result = open_list(ctx, out, PORT_HISTORY_PATH, PMENGINE_OPER_NS);
         } else {
             for_each_amplifier_controller(ctx, [&](const char *controller) {
-                ymap_trc(ctx, "controller_amp_ots: %s", controller);
+                ymap_trc_at(function, ctx, "controller_amp_ots: %s", controller);
                 add_ots_select_field(ctx, in, out, controller);
                 add_pm_select_field(ctx, in, out, controller);
             });
@@ -109,9 +110,9 @@ cerrno oc_opt_amp_cfg_get_amplifier_key_to_low(yfw_map_ctx ctx, const yfw_datatr
         ymap_trc(ctx, "controller_name = %s", controller);
         if (ymap::is_read(ctx))
             result = add_interface_keys(ctx, out, controller, nullptr, 0);
-        else
-            yfw_map_is_request_delete(in); // the framework expects to be asked; the key leaf carries the edit
     }
+    if (!ymap::is_read(ctx))
+        yfw_map_is_request_delete(in); // the framework expects to be asked; the key leaf carries the edit
     ymap_trc(ctx, "End");
     return result;
 }
@@ -126,9 +127,9 @@ cerrno oc_opt_amp_state_get_amplifier_key_to_low(yfw_map_ctx ctx, const yfw_data
         ymap_trc(ctx, "controller_name = %s", controller);
         if (ymap::is_read(ctx))
             result = add_leaf(ctx, out, OTS_PORT_PATH "/name", OTS_OPER_NS, controller);
-        else
-            yfw_map_is_request_delete(in); // the framework expects to be asked; state is never edited
     }
+    if (!ymap::is_read(ctx))
+        yfw_map_is_request_delete(in); // the framework expects to be asked; state is never edited
     ymap_trc(ctx, "End");
     return result;
 }
@@ -199,10 +200,10 @@ template <class Row>
 void convert(yfw_map_ctx ctx, const yfw_datatree *in, Value &native) {
     if (in->value == nullptr)
         return;
-    native.copy_from(Row::at.function, in->value);
-    ymap_trc_at(Row::at, ctx, Row::word + ymap::FixedText("-oc = %s"), native.text);
+    native.copy_from(Row::function, in->value);
+    ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-oc = %s"), native.text);
     native.to_native(Row::factor);
-    ymap_trc_at(Row::at, ctx, Row::word + ymap::FixedText("-native = %s"), native.text);
+    ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-native = %s"), native.text);
 }
 
 template <class Row>
@@ -210,7 +211,7 @@ cerrno write_config_value(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree 
     Value native;
     convert<Row>(ctx, in, native);
     if constexpr (Row::announces)
-        ymap_trc_at(Row::at, ctx, Row::word + ymap::FixedText("-native"));
+        ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-native"));
     constexpr uint32_t follow = 1;
     cerrno result = CERR_SUCCESS;
     if (ymap::is_read(ctx)) {
@@ -219,7 +220,7 @@ cerrno write_config_value(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree 
         const char *value = yfw_map_is_request_delete(in) != 0 ? nullptr : native.text;
         result = add_leaf(ctx, out, Row::path, OPTICS_CFG_NS, value, in, follow);
     }
-    ymap_trc_at(Row::at, ctx, "End");
+    ymap_trc_at(Row::function, ctx, "End");
     return result;
 }
 
@@ -238,13 +239,13 @@ cerrno request_state_value(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree
     if (is_edit_of_state(ctx, in))
         return CERR_SUCCESS;
     if constexpr (sizeof Row::what.text > 1)
-        ymap_trc_at(Row::at, ctx, ymap::FixedText("getting ") + Row::what);
+        ymap_trc_at(Row::function, ctx, ymap::FixedText("getting ") + Row::what);
     cerrno result = add_leaf(ctx, out, Row::path, Row::ns, native.text, nullptr, Row::follow);
     if constexpr (Row::second_path != nullptr)
         result = add_leaf(ctx, out, Row::second_path, Row::ns,
                           Row::second_value != nullptr ? Row::second_value : native.text);
-    ymap_trc_at(Row::at, ctx, Row::word + ymap::FixedText("-native = %s"), native.text);
-    ymap_trc_at(Row::at, ctx, "End");
+    ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-native = %s"), native.text);
+    ymap_trc_at(Row::function, ctx, "End");
     return result;
 }
 
@@ -280,7 +281,7 @@ const char *oc_opt_amp_state_gain_range_to_low(yfw_map_ctx ctx, const yfw_datatr
 
 // The row behind a converter, as a type.
 #define VALUE_ROW(converter, row_word, row_factor, row_path)                                                           \
-    static constexpr ymap::Origin at{#converter, __LINE__};                                                            \
+    static constexpr const char *function = #converter;                                                                \
     static constexpr ymap::FixedText word = row_word;                                                                  \
     static constexpr double factor = row_factor;                                                                       \
     static constexpr const char *path = row_path;

@@ -21,7 +21,7 @@ constexpr uint32_t in_deleted_entry = 2;
 
 /// What walkers read and write of the request. Without request state it reads as zero and keeps nothing.
 class WalkState {
-public:
+  public:
     explicit WalkState(yfw_map_ctx ctx) : ctx_(ctx), request_(ctx->req_ctx) {}
 
     bool walking_all() const { return request_ != nullptr && request_->walk_all == 1; }
@@ -57,16 +57,36 @@ public:
             request_->select_flags &= ~bits;
     }
     void mask_selection() { deselect(~select_mask); }
-    /// Names the pass of a replace that is running; 0 when none is.
-    void set_replace_pass(uint32_t flag) {
+    void begin_delete_pass() {
         if (request_ == nullptr)
             return;
-        constexpr uint32_t passes = YFW_WALK_REPLACE_DELETE_PASS | YFW_WALK_REPLACE_MERGE_PASS;
-        request_->walk_flags = (request_->walk_flags & ~passes) | flag;
-        request_->replace_in_progress = flag != 0 ? 1 : 0;
+        request_->walk_flags |= YFW_WALK_REPLACE_DELETE_PASS;
+        request_->replace_in_progress = 1;
+    }
+    void begin_merge_pass() {
+        if (request_ == nullptr)
+            return;
+        request_->walk_flags |= YFW_WALK_REPLACE_MERGE_PASS;
+        request_->walk_flags &= ~uint32_t{YFW_WALK_REPLACE_DELETE_PASS};
+    }
+    /// What a replace finds and leaves behind: no pass, or that of a replace around it.
+    struct ReplacePass {
+        uint32_t flags, in_progress;
+    };
+    ReplacePass replace_pass() const {
+        return request_ != nullptr ? ReplacePass{request_->walk_flags & replace_passes, request_->replace_in_progress}
+                                   : ReplacePass{0, 0};
+    }
+    void set_replace_pass(ReplacePass pass) {
+        if (request_ == nullptr)
+            return;
+        request_->walk_flags = (request_->walk_flags & ~replace_passes) | pass.flags;
+        request_->replace_in_progress = pass.in_progress;
     }
 
-private:
+  private:
+    static constexpr uint32_t replace_passes = YFW_WALK_REPLACE_DELETE_PASS | YFW_WALK_REPLACE_MERGE_PASS;
+
     yfw_map_ctx ctx_;
     yfw_map_request *request_;
 };
@@ -102,13 +122,13 @@ template <class Row>
 class NodeWalk {
     static constexpr bool is_list = Row::kind == NodeKind::list;
 
-public:
+  public:
     NodeWalk(yfw_map_ctx ctx, yfw_datatree *node, yfw_datatree *out)
         : ctx_(ctx), node_(node), out_(out), state_(ctx), children_(children_of(node)) {}
 
     cerrno run() {
         if (children_.missing()) {
-            ymap_err_at(Row::at, ctx_, "Failed to get subtrees!");
+            ymap_err_at(Row::function, ctx_, "Failed to get subtrees!");
             fail_at(ctx_, node_->tag);
             return end(YMAP_RC_BAD_SUBTREE);
         }
@@ -118,15 +138,15 @@ public:
         cerrno result = check_entry();
         if (result == CERR_SUCCESS)
             result = node_->operation == YFW_OP_REPLACE ? replace() : pass(whole_walk_switch(), CERR_SUCCESS);
+        leave();
         if (result == CERR_SUCCESS && !dropped_)
             result = visit_further_entries();
-        leave();
         return dropped_ ? CERR_SUCCESS : end(result); // a dropped node has no "End" line; clients rely on it
     }
 
-private:
+  private:
     cerrno end(cerrno result) {
-        ymap_trc_at(Row::at, ctx_, "End");
+        ymap_trc_at(Row::function, ctx_, "End");
         return result;
     }
 
@@ -135,13 +155,13 @@ private:
             return CERR_SUCCESS;
         if constexpr (is_list) {
             if (children_.count == 0 && state_.needs_keys()) {
-                ymap_err_at(Row::at, ctx_, "No keys specified with a list node.");
+                ymap_err_at(Row::function, ctx_, "No keys specified with a list node.");
                 fail_at(ctx_, node_->tag);
                 return YMAP_RC_BAD_SUBTREE;
             }
         } else if (children_.count != 0 && yfw_map_is_request_delete(node_) != 0) {
             // A delete names the container alone.
-            ymap_trc_at(Row::at, ctx_, "Delete request with subtree present");
+            ymap_trc_at(Row::function, ctx_, "Delete request with subtree present");
             return YMAP_RC_INVALID_ARGS;
         }
         return CERR_SUCCESS;
@@ -186,7 +206,7 @@ private:
             if (state_.needs_keys()) {
                 const cerrno result = yfw_map_check_oc_leafref(ctx_, Row::path, "config", &child, out_);
                 if (result != CERR_SUCCESS) {
-                    ymap_err_at(Row::at, ctx_, "leafref value check fail");
+                    ymap_err_at(Row::function, ctx_, "leafref value check fail");
                     fail_at(ctx_, child.tag);
                     return result;
                 }
@@ -210,7 +230,7 @@ private:
             valid = (flagged_keys_ | named_keys_) <= 1 && (kind != 8 || flagged_keys_ >= 1);
         if (valid)
             return CERR_SUCCESS;
-        ymap_err_at(Row::at, ctx_, "List key node error.");
+        ymap_err_at(Row::function, ctx_, "List key node error.");
         fail_at(ctx_, Row::key);
         return YMAP_RC_BAD_KEY;
     }
@@ -228,13 +248,14 @@ private:
     /// What is there is removed first, then what the request holds is merged in.
     cerrno replace() {
         const uint32_t named_children = whole_walk_switch();
+        const auto enclosing = state_.replace_pass();
         set_operation(YFW_OP_REMOVE);
-        state_.set_replace_pass(YFW_WALK_REPLACE_DELETE_PASS);
+        state_.begin_delete_pass();
         const cerrno removed = delete_pass(named_children);
         set_operation(YFW_OP_MERGE);
-        state_.set_replace_pass(YFW_WALK_REPLACE_MERGE_PASS);
+        state_.begin_merge_pass();
         const cerrno result = pass(named_children, removed);
-        state_.set_replace_pass(0);
+        state_.set_replace_pass(enclosing);
         set_operation(YFW_OP_REPLACE);
         return result;
     }
@@ -327,18 +348,20 @@ private:
         cerrno result = CERR_SUCCESS;
         if constexpr (is_list) {
             if (yfw_map_do_these_match(child.tag, Row::key) != 0 && yfw_map_is_request_delete(&child) != 0) {
-                ymap_err_at(Row::at, ctx_, "The key node should not have delete operation.");
+                ymap_err_at(Row::function, ctx_, "The key node should not have delete operation.");
                 yfw_oc_error_path(ctx_);
                 return YMAP_RC_KEY_DELETE;
             }
-            // What the entry's configuration becomes is the matter of the second pass.
-            if (state_.in_delete_pass() && yfw_map_do_these_match(child.tag, "config") != 0)
-                return CERR_SUCCESS;
         }
+        // What the entry's configuration becomes is the matter of the second pass.
+        if constexpr (std::is_same_v<Row, lvla_opticalamplifier_amplifier_config::Parent>)
+            if (state_.in_delete_pass() &&
+                yfw_map_do_these_match(child.tag, lvla_opticalamplifier_amplifier_config::tag) != 0)
+                return CERR_SUCCESS;
         if (walk_named_child<Row>(ctx_, &child, out_, result)) {
             if constexpr (is_list)
                 if (yfw_map_do_these_match(child.tag, Row::key) != 0)
-                    mark_key(&child);
+                    child.node_flags2 |= YFW_NODE_KEY_USED;
             return result;
         }
         if (yfw_map_do_these_match(child.ns, OPENCONFIG_NS) == 0)
@@ -348,9 +371,9 @@ private:
 
     cerrno refuse_child_without_tag() {
         if constexpr (is_list)
-            ymap_err_at(Row::at, ctx_, "Empty list key specified.");
+            ymap_err_at(Row::function, ctx_, "Empty list key specified.");
         else
-            ymap_err_at(Row::at, ctx_, "Tag name is not available!");
+            ymap_err_at(Row::function, ctx_, "Tag name is not available!");
         fail_at(ctx_, nullptr);
         return is_list ? YMAP_RC_BAD_KEY : YMAP_RC_BAD_SUBTREE;
     }
@@ -358,9 +381,9 @@ private:
     /// A read ignores what the model does not have; an edit fails.
     cerrno refuse_unknown_child(const yfw_datatree &child) {
         if constexpr (is_list) // no blank before "is"; clients rely on it
-            ymap_err_at(Row::at, ctx_, "Unsupported tag `%s`is specified in the request.", child.tag);
+            ymap_err_at(Row::function, ctx_, "Unsupported tag `%s`is specified in the request.", child.tag);
         else
-            ymap_err_at(Row::at, ctx_, "Unsupported tag `%s` is specified in the request.", child.tag);
+            ymap_err_at(Row::function, ctx_, "Unsupported tag `%s` is specified in the request.", child.tag);
         if (is_read(ctx_))
             return CERR_SUCCESS;
         fail_at(ctx_, child.tag);
@@ -445,14 +468,14 @@ cerrno walk_leaf(yfw_map_ctx ctx, yfw_datatree *leaf, yfw_datatree *out) {
             }
         }
     }
-    ymap_trc_at(Row::at, ctx, "End");
+    ymap_trc_at(Row::function, ctx, "End");
     return result;
 }
 
 template <class Row>
 cerrno walk(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
-    ymap_trc_at(Row::at, ctx, "Start");
-    YMAP_REQUIRE_NODES(Row::at, ctx, in, out, YMAP_RC_INVALID_ARGS);
+    ymap_trc_at(Row::function, ctx, "Start");
+    YMAP_REQUIRE_NODES(Row::function, ctx, in, out, YMAP_RC_INVALID_ARGS);
     auto *node = const_cast<yfw_datatree *>(in); // walkers mark the nodes that they take
     if constexpr (Row::kind == NodeKind::leaf)
         return walk_leaf<Row>(ctx, node, out);

@@ -1,0 +1,150 @@
+// Hands the plug-in's entry points trees that no well-behaved platform would make. What the plug-in says does not
+// matter; that it touches nothing but what it was given does, and that it leaves the request's state balanced.
+#include "fuzzed_input.h"
+#include "null_platform.h"
+#include "ymap_models.h"
+
+#include <cstdlib>
+#include <deque>
+#include <string>
+#include <vector>
+
+using Walker = cerrno(yfw_map_ctx, const yfw_datatree *, yfw_datatree *);
+#define WALKER(name) extern "C" Walker name;
+WALKER(ymap_ox_oc_opt_ampli_openconfigopticalamplifier_lvla_opticalamplifier)
+WALKER(ymap_ox_oc_opt_ampli_openconfigopticalamplifier_lvla_opticalamplifier_amplifiers_amplifier)
+WALKER(ymap_ox_oc_opt_ampli_openconfigopticalamplifier_lvla_opticalamplifier_amplifier_config)
+WALKER(ymap_xo_oc_opt_amp_korvexcontrolleropticscfg_augment_lvla_interface_configuration)
+WALKER(ymap_xo_oc_opt_amp_korvexifmgrcfg_lvla_interfaceconfigurations)
+WALKER(ymap_xo_oc_opt_amp_korvexcontrollerorvo8otsoper_lvla_otsoper)
+WALKER(ymap_xo_oc_opt_amp_korvexcontrolleropticsoper_lvla_opticsoper)
+WALKER(ymap_xo_oc_opt_amp_korvexpmengineoper_lvla_performancemanagementhistory)
+
+namespace {
+
+struct Root {
+    Walker *walk;
+    const char *tag;
+};
+
+constexpr Root roots[] = {
+    {ymap_ox_oc_opt_ampli_openconfigopticalamplifier_lvla_opticalamplifier, "optical-amplifier"},
+    {ymap_ox_oc_opt_ampli_openconfigopticalamplifier_lvla_opticalamplifier_amplifiers_amplifier, "amplifier"},
+    {ymap_ox_oc_opt_ampli_openconfigopticalamplifier_lvla_opticalamplifier_amplifier_config, "config"},
+    {ymap_xo_oc_opt_amp_korvexcontrolleropticscfg_augment_lvla_interface_configuration, "optics"},
+    {ymap_xo_oc_opt_amp_korvexifmgrcfg_lvla_interfaceconfigurations, "interface-configurations"},
+    {ymap_xo_oc_opt_amp_korvexcontrollerorvo8otsoper_lvla_otsoper, "ots-oper"},
+    {ymap_xo_oc_opt_amp_korvexcontrolleropticsoper_lvla_opticsoper, "optics-oper"},
+    {ymap_xo_oc_opt_amp_korvexpmengineoper_lvla_performancemanagementhistory, "performance-management-history"},
+};
+
+constexpr const char *tags[] = {
+#define OC_NODE(parent, word, tag) tag,
+#include "openconfig_optical_amplifier.def"
+#define XO_NODE(parent, word, tag) tag,
+#include "korvex_controller_optics_cfg.def"
+#define XO_NODE(parent, word, tag) tag,
+#include "korvex_ifmgr_cfg.def"
+#define XO_NODE(parent, word, tag) tag,
+#include "korvex_controller_orvo8_ots_oper.def"
+#define XO_NODE(parent, word, tag) tag,
+#include "korvex_controller_optics_oper.def"
+#define XO_NODE(parent, word, tag) tag,
+#include "korvex_pmengine_oper.def"
+};
+
+constexpr const char *namespaces[] = {OPENCONFIG_NS,  OPTICS_CFG_NS,    IFMGR_CFG_NS,          OTS_OPER_NS,
+                                      OPTICS_OPER_NS, PMENGINE_OPER_NS, "http://other.example"};
+
+constexpr const char *values[] = {
+    "0/1-AMP-PRE", "0/2-AMP-BST", "Ots0/1/0/0", "Optics0/1/0/4", "true", "-12.34",
+    "1e308",       "nan",         "",           " -3.20 ",       "abc",  "9999999999999999"};
+
+/// Keeps what a tree of one input points at.
+class Garden {
+public:
+    explicit Garden(FuzzedInput &input) : input_(input) {}
+
+    yfw_datatree grow(const char *tag, int depth) {
+        yfw_datatree node = {};
+        node.tag = tag;
+        node.ns = input_.chance(16) ? nullptr : namespaces[input_.below(std::size(namespaces))];
+        node.operation = static_cast<uint32_t>(input_.below(6));
+        node.node_flags = static_cast<uint8_t>(input_.byte() & ~YFW_NODE_HAS_CHILDREN);
+        node.node_flags2 = input_.byte();
+        node.node_type = static_cast<uint32_t>(input_.below(7));
+        if (!input_.chance(96))
+            node.value = writable(input_.chance(64) ? input_.text() : values[input_.below(std::size(values))]);
+        const size_t children = depth < 14 && !input_.at_end() ? input_.below(5) : 0;
+        if (children != 0) {
+            auto &array = arrays_.emplace_back();
+            for (size_t i = 0; i < children; ++i)
+                array.push_back(grow(any_tag(), depth + 1));
+            node.children = array.data();
+            node.child_count = static_cast<uint32_t>(children);
+            node.node_flags |= YFW_NODE_HAS_CHILDREN;
+        } else if (input_.chance(16)) { // announced and not there
+            node.child_count = input_.byte();
+            node.node_flags |= YFW_NODE_HAS_CHILDREN;
+        }
+        return node;
+    }
+
+private:
+    const char *any_tag() {
+        if (input_.chance(8))
+            return nullptr;
+        return input_.chance(16) ? writable(input_.text()) : tags[input_.below(std::size(tags))];
+    }
+    char *writable(const std::string &text) { return texts_.emplace_back(text).data(); }
+
+    FuzzedInput &input_;
+    std::deque<std::vector<yfw_datatree>> arrays_;
+    std::deque<std::string> texts_;
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    FuzzedInput input(data, size);
+    Garden garden(input);
+    set_log_level(input.chance(32) ? 3 : -1);
+    const Root &root = roots[input.below(std::size(roots))];
+
+    uint32_t kind = static_cast<uint32_t>(input.below(16));
+    yfw_datatree asked = garden.grow("optical-amplifier", 8);
+    yfw_datatree entry = garden.grow("optics-port", 10);
+    yfw_map_request request = {};
+    request.request_kind = input.chance(8) ? nullptr : &kind;
+    request.walk_all = static_cast<uint32_t>(input.below(2));
+    request.in_subtree = static_cast<uint32_t>(input.below(3));
+    request.select_flags = input.byte();
+    request.walk_flags = input.byte();
+    request.reg_dup_datatree.tag = "";
+    request.reg_dup_datatree.node_flags = YFW_NODE_PRESENT | YFW_NODE_HAS_CHILDREN;
+    request.reg_dup_datatree.children = &asked;
+    request.reg_dup_datatree.child_count = 1;
+    request.node_data = input.chance(8) ? nullptr : &asked;
+    request.node_data_count = 1;
+    request.plist = entry;
+    request.native_list = &entry;
+    request.native_path = input.chance(128) ? nullptr : &entry;
+    request.native_path_depth = static_cast<uint32_t>(input.below(4));
+    const yfw_datatree *const hierarchy[] = {&asked, &asked, &entry};
+    request.hierarchy = hierarchy;
+    request.hierarchy_len = static_cast<uint8_t>(input.below(4));
+    yfw_map_ctx_s context = {};
+    context.req_ctx = input.chance(8) ? nullptr : &request;
+    context.ltrace_enabled = input.chance(64) ? 1 : 0;
+
+    const uint32_t walk_all = request.walk_all;
+    const uint32_t in_subtree = request.in_subtree;
+    yfw_datatree tree = garden.grow(root.tag, 0);
+    const uint32_t operation = tree.operation;
+    yfw_datatree out = {};
+    root.walk(&context, &tree, &out);
+    if (request.walk_all != walk_all || request.in_subtree != in_subtree || tree.operation != operation)
+        abort();
+    xos_named_free(request.error_path);
+    return 0;
+}
