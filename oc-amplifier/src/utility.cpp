@@ -522,8 +522,9 @@ namespace {
 
 /// Children as the look-ups see them: by count, as a signed number.
 ymap::Children counted_children(const yfw_datatree *node) {
-    const bool some = static_cast<int32_t>(node->child_count) >= 1 && node->children != nullptr;
-    return {node->children, some ? node->child_count : 0};
+    if (static_cast<int32_t>(node->child_count) < 1 || node->children == nullptr)
+        return {nullptr, 0};
+    return {node->children, node->child_count};
 }
 
 /// No path below a full buffer can be told from its parent; this also bounds the depth of the search.

@@ -1,0 +1,109 @@
+// The export list, the mapping reference and the deviations module are what the plug-in's rows say, and the rows name
+// every leaf of the published model.
+#include <gtest/gtest.h>
+
+#include <libyang/libyang.h>
+
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+
+namespace {
+
+std::string rows(const std::string &what) {
+    const std::string command = std::string(ROWS_PROGRAM) + " " + what;
+    std::unique_ptr<FILE, int (*)(FILE *)> pipe(popen(command.c_str(), "r"), pclose);
+    std::string text;
+    char buffer[4096];
+    for (size_t length; (length = fread(buffer, 1, sizeof buffer, pipe.get())) != 0;)
+        text.append(buffer, length);
+    return text;
+}
+
+std::string file(const std::string &name) {
+    std::ifstream in(std::string(SOURCE_DIR) + "/" + name);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+/// Paths of the leaves that the rows give, those "served" or "unsupported", or both.
+std::set<std::string> leaves_of_rows(const std::set<std::string> &states) {
+    std::set<std::string> paths;
+    std::istringstream lines(rows("leaves"));
+    for (std::string state, path; lines >> state >> path;)
+        if (states.count(state) != 0)
+            paths.insert(path);
+    return paths;
+}
+
+/// Paths of the leaves of the OpenConfig model as libyang reads it, with or without the device's deviations.
+std::set<std::string> leaves_of_model(bool with_deviations) {
+    struct Walk {
+        static void collect(const lysc_node *siblings, const std::string &above, std::set<std::string> &paths) {
+            const lysc_node *node = nullptr;
+            LY_LIST_FOR(siblings, node) {
+                const std::string path = above + "/" + node->name;
+                if (node->nodetype == LYS_LEAF)
+                    paths.insert(path);
+                else
+                    collect(lysc_node_child(node), path, paths);
+            }
+        }
+    };
+    const std::string folder = std::string(SOURCE_DIR) + "/yang";
+    ly_ctx *raw = nullptr;
+    EXPECT_EQ(ly_ctx_new(folder.c_str(), 0, &raw), LY_SUCCESS);
+    const std::unique_ptr<ly_ctx, void (*)(ly_ctx *)> context(raw, ly_ctx_destroy);
+    const lys_module *model = ly_ctx_load_module(raw, "openconfig-optical-amplifier", nullptr, nullptr);
+    EXPECT_NE(model, nullptr);
+    if (with_deviations) {
+        EXPECT_NE(ly_ctx_load_module(raw, "openconfig-optical-amplifier-deviations", nullptr, nullptr), nullptr);
+    }
+    std::set<std::string> paths;
+    if (model != nullptr)
+        Walk::collect(model->compiled->data, "", paths);
+    return paths;
+}
+
+TEST(Rows, ExportListIsCurrent) {
+    EXPECT_EQ(file("oc-amplifier/exports.txt"), rows("exports"));
+}
+
+TEST(Rows, MappingReferenceIsCurrent) {
+    EXPECT_EQ(file("docs/mapping.md"), rows("mapping"));
+}
+
+TEST(Rows, DeviationsModuleIsCurrent) {
+    EXPECT_EQ(file("yang/openconfig-optical-amplifier-deviations.yang"), rows("deviations"));
+}
+
+TEST(Rows, NameEveryLeafOfTheModelAndNoOther) {
+    EXPECT_EQ(leaves_of_rows({"served", "unsupported"}), leaves_of_model(false));
+}
+
+TEST(Rows, DeviationsLeaveExactlyTheServedLeaves) {
+    const auto served = leaves_of_rows({"served"});
+    EXPECT_FALSE(served.empty());
+    EXPECT_EQ(leaves_of_model(true), served);
+}
+
+TEST(Rows, MappingReferenceHasOneRowForEachLeaf) {
+    const std::string reference = file("docs/mapping.md");
+    for (const std::string &path : leaves_of_model(false)) {
+        const std::string row = "\n| `" + path + "` |";
+        const size_t at = reference.find(row);
+        ASSERT_NE(at, std::string::npos) << path;
+        EXPECT_EQ(reference.find(row, at + 1), std::string::npos) << path;
+    }
+}
+
+TEST(Rows, WrongUseIsRefused) {
+    const int status = std::system((std::string(ROWS_PROGRAM) + " nonsense 2>/dev/null").c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 2);
+}
+
+} // namespace
