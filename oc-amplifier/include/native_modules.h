@@ -25,79 +25,39 @@
     extern "C" __attribute__((weak, visibility("default"), alias(NATIVE_TEXT(handler)))) cerrno name(                  \
         yfw_map_ctx ctx, const yfw_datatree *in, unsigned int children, yfw_datatree *out);
 
-#define XO_NODE(parent, word, tag) NATIVE_HANDLER(OTS_OPER(word))
-#define XO_CONTAINER(parent, word, tag)                                                                                \
-    NATIVE_HANDLER(OTS_OPER(word))                                                                                     \
-    NATIVE_HANDLER(OTS_OPER(word##_parse_augments))                                                                    \
-    NATIVE_CONTAINER_HANDLER(OTS_OPER(cont_##word))
-#define XO_LIST(parent, word, tag, ...)                                                                                \
-    NATIVE_HANDLER(OTS_OPER(word))                                                                                     \
-    NATIVE_HANDLER(OTS_OPER(word##_parse_augments))                                                                    \
-    NATIVE_HANDLER(OTS_OPER(list_##word))
-#define XO_LEAF(parent, word, tag, converter)                                                                          \
-    NATIVE_HANDLER(OTS_OPER(word))                                                                                     \
-    NATIVE_HANDLER(OTS_OPER(leaf_##word))
-#include "korvex_controller_orvo8_ots_oper.def"
+// The three default handlers of a module, whose body is `body(ctx, in, out)`.
+#define NATIVE_DEFAULT_HANDLERS(MODULE, body)                                                                          \
+    cerrno MODULE(duck_map_container)(yfw_map_ctx ctx, const yfw_datatree *in, unsigned int /*children*/,              \
+                                      yfw_datatree *out) {                                                             \
+        body(ctx, in, out);                                                                                            \
+    }                                                                                                                  \
+    cerrno MODULE(duck_map_list)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                         \
+        body(ctx, in, out);                                                                                            \
+    }                                                                                                                  \
+    cerrno MODULE(duck_map_leaf)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                         \
+        body(ctx, in, out);                                                                                            \
+    }
 
-// The configuration modules export few walkers; nodes without a mapping share the default handlers under names of
-// their own, as weak aliases.
+#define XO_ROWS "korvex_controller_orvo8_ots_oper.def"
+#define XO_NAME(name) OTS_OPER(name)
+#include "ymap_native_declarations.h"
+
+#define XO_ROWS "korvex_controller_optics_cfg.def"
+#define XO_NAME(name) OPTICS_CFG(name)
+#include "ymap_native_declarations.h"
 NATIVE_HANDLER(OPTICS_CFG(augment_lvla_interface_configuration))
 NATIVE_HANDLER(OPTICS_CFG(lvla_interface_configuration_parse_augments))
-NATIVE_HANDLER(OPTICS_CFG(lvla_optics))
-NATIVE_CONTAINER_HANDLER(OPTICS_CFG(duck_map_container))
-NATIVE_HANDLER(OPTICS_CFG(duck_map_list))
-NATIVE_HANDLER(OPTICS_CFG(duck_map_leaf))
-#define XO_CONTAINER(parent, word, tag)                                                                                \
-    NATIVE_HANDLER(OPTICS_CFG(word##_parse_augments))                                                                  \
-    NATIVE_CONTAINER_HANDLER(OPTICS_CFG(cont_##word))
-#define XO_LIST(parent, word, tag, ...)                                                                                \
-    NATIVE_HANDLER(OPTICS_CFG(word##_parse_augments))                                                                  \
-    NATIVE_HANDLER(OPTICS_CFG(list_##word))
-#define XO_LEAF(parent, word, tag, converter) NATIVE_HANDLER(OPTICS_CFG(leaf_##word))
-#define XO_UNVISITED_LEAF(word) NATIVE_HANDLER(OPTICS_CFG(leaf_##word))
-#include "korvex_controller_optics_cfg.def"
 
-NATIVE_HANDLER(IFMGR_CFG(lvla_globalinterfaceconfiguration))
-NATIVE_HANDLER(IFMGR_CFG(lvla_interfaceconfigurations))
-NATIVE_HANDLER(IFMGR_CFG(lvla_interfaceconfigurations_interfaceconfiguration))
-NATIVE_CONTAINER_HANDLER(IFMGR_CFG(duck_map_container))
-NATIVE_HANDLER(IFMGR_CFG(duck_map_list))
-NATIVE_HANDLER(IFMGR_CFG(duck_map_leaf))
-#define XO_CONTAINER(parent, word, tag)                                                                                \
-    NATIVE_HANDLER(IFMGR_CFG(word##_parse_augments))                                                                   \
-    NATIVE_CONTAINER_HANDLER(IFMGR_CFG(cont_##word))
-#define XO_LIST(parent, word, tag, ...)                                                                                \
-    NATIVE_HANDLER(IFMGR_CFG(word##_parse_augments))                                                                   \
-    NATIVE_HANDLER(IFMGR_CFG(list_##word))
-#define XO_LEAF(parent, word, tag, converter) NATIVE_HANDLER(IFMGR_CFG(leaf_##word))
-#define XO_UNVISITED_LEAF(word) NATIVE_HANDLER(IFMGR_CFG(leaf_##word))
-#include "korvex_ifmgr_cfg.def"
+#define XO_ROWS "korvex_ifmgr_cfg.def"
+#define XO_NAME(name) IFMGR_CFG(name)
+#include "ymap_native_declarations.h"
 
-// The remaining operational modules export their root walkers only.
-NATIVE_HANDLER(OPTICS_OPER(lvla_opticsoper))
-NATIVE_CONTAINER_HANDLER(OPTICS_OPER(duck_map_container))
-NATIVE_HANDLER(OPTICS_OPER(duck_map_list))
-NATIVE_HANDLER(OPTICS_OPER(duck_map_leaf))
-#define XO_CONTAINER(parent, word, tag)                                                                                \
-    NATIVE_HANDLER(OPTICS_OPER(word##_parse_augments))                                                                 \
-    NATIVE_CONTAINER_HANDLER(OPTICS_OPER(cont_##word))
-#define XO_LIST(parent, word, tag, ...)                                                                                \
-    NATIVE_HANDLER(OPTICS_OPER(word##_parse_augments))                                                                 \
-    NATIVE_HANDLER(OPTICS_OPER(list_##word))
-#define XO_LEAF(parent, word, tag, converter) NATIVE_HANDLER(OPTICS_OPER(leaf_##word))
-#define XO_UNVISITED_CONTAINER(word) NATIVE_CONTAINER_HANDLER(OPTICS_OPER(cont_##word))
-#include "korvex_controller_optics_oper.def"
+#define XO_ROWS "korvex_controller_optics_oper.def"
+#define XO_NAME(name) OPTICS_OPER(name)
+#include "ymap_native_declarations.h"
 
-NATIVE_HANDLER(PMENGINE_OPER(lvla_performancemanagementhistory))
-NATIVE_CONTAINER_HANDLER(PMENGINE_OPER(duck_map_container))
-NATIVE_HANDLER(PMENGINE_OPER(duck_map_list))
-NATIVE_HANDLER(PMENGINE_OPER(duck_map_leaf))
-#define XO_CONTAINER(parent, word, tag) NATIVE_HANDLER(PMENGINE_OPER(word##_parse_augments))
-#define XO_LIST(parent, word, tag, ...) NATIVE_HANDLER(PMENGINE_OPER(word##_parse_augments))
-#define XO_LIST_OWN(parent, word, tag, ...)                                                                            \
-    NATIVE_HANDLER(PMENGINE_OPER(word##_parse_augments))                                                               \
-    NATIVE_HANDLER(PMENGINE_OPER(list_##word))
-#define XO_LEAF(parent, word, tag, converter) NATIVE_HANDLER(PMENGINE_OPER(leaf_##word))
-#include "korvex_pmengine_oper.def"
+#define XO_ROWS "korvex_pmengine_oper.def"
+#define XO_NAME(name) PMENGINE_OPER(name)
+#include "ymap_native_declarations.h"
 
 #endif

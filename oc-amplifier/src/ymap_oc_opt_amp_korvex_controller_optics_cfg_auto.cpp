@@ -2,18 +2,7 @@
 #include "native_modules.h"
 #include "ymap_values.h"
 
-cerrno OPTICS_CFG(duck_map_container)(yfw_map_ctx ctx, const yfw_datatree *in, unsigned int /*children*/,
-                                      yfw_datatree *out) {
-    YMAP_START_AND_END(ctx, in, out);
-}
-
-cerrno OPTICS_CFG(duck_map_list)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
-    YMAP_START_AND_END(ctx, in, out);
-}
-
-cerrno OPTICS_CFG(duck_map_leaf)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
-    YMAP_START_AND_END(ctx, in, out);
-}
+NATIVE_DEFAULT_HANDLERS(OPTICS_CFG, YMAP_START_AND_END)
 
 #define XO_CONTAINER(parent, word, tag) NATIVE_CONTAINER_ALIAS(OPTICS_CFG(cont_##word), OPTICS_CFG(duck_map_container))
 #define XO_LIST(parent, word, tag, ...) NATIVE_ALIAS(OPTICS_CFG(list_##word), OPTICS_CFG(duck_map_list))

@@ -2,18 +2,7 @@
 #include "native_modules.h"
 #include "ymap_values.h"
 
-cerrno OPTICS_OPER(duck_map_container)(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/, unsigned int /*children*/,
-                                       yfw_datatree * /*out*/) {
-    return CERR_SUCCESS;
-}
-
-cerrno OPTICS_OPER(duck_map_list)(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/, yfw_datatree * /*out*/) {
-    return CERR_SUCCESS;
-}
-
-cerrno OPTICS_OPER(duck_map_leaf)(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/, yfw_datatree * /*out*/) {
-    return CERR_SUCCESS;
-}
+NATIVE_DEFAULT_HANDLERS(OPTICS_OPER, YMAP_SUCCEED)
 
 #define CONTAINER_HANDLER(word)                                                                                        \
     cerrno OPTICS_OPER(cont_##word)(yfw_map_ctx ctx, const yfw_datatree *in, unsigned int /*children*/,                \

@@ -37,9 +37,8 @@ cerrno OPTICS_OPER(lvla_opticsoper)(yfw_map_ctx ctx, const yfw_datatree *in, yfw
 
 // Nothing augments the native model. The parsers of the port and above say nothing, those below it do.
 #define QUIET_AUGMENT_PARSER(word)                                                                                     \
-    cerrno OPTICS_OPER(word##_parse_augments)(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/,                        \
-                                              yfw_datatree * /*out*/) {                                                \
-        return CERR_SUCCESS;                                                                                           \
+    cerrno OPTICS_OPER(word##_parse_augments)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {            \
+        YMAP_SUCCEED(ctx, in, out);                                                                                    \
     }
 #define AUGMENT_PARSER(word)                                                                                           \
     cerrno OPTICS_OPER(word##_parse_augments)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {            \

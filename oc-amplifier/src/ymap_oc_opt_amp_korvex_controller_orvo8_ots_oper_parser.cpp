@@ -38,8 +38,8 @@ struct ThisModule {
 
 // Nothing augments the native model.
 #define OTS_AUGMENT_PARSER(word)                                                                                       \
-    cerrno OTS_OPER(word##_parse_augments)(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/, yfw_datatree * /*out*/) { \
-        return CERR_SUCCESS;                                                                                           \
+    cerrno OTS_OPER(word##_parse_augments)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {               \
+        YMAP_SUCCEED(ctx, in, out);                                                                                    \
     }
 #define XO_CONTAINER(parent, word, tag) OTS_AUGMENT_PARSER(word)
 #define XO_LIST(parent, word, tag, ...) OTS_AUGMENT_PARSER(word)

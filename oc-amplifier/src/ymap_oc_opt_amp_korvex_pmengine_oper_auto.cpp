@@ -3,18 +3,7 @@
 #include "native_modules.h"
 #include "ymap_values.h"
 
-cerrno PMENGINE_OPER(duck_map_container)(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/, unsigned int /*children*/,
-                                         yfw_datatree * /*out*/) {
-    return CERR_SUCCESS;
-}
-
-cerrno PMENGINE_OPER(duck_map_list)(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/, yfw_datatree * /*out*/) {
-    return CERR_SUCCESS;
-}
-
-cerrno PMENGINE_OPER(duck_map_leaf)(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/, yfw_datatree * /*out*/) {
-    return CERR_SUCCESS;
-}
+NATIVE_DEFAULT_HANDLERS(PMENGINE_OPER, YMAP_SUCCEED)
 
 #define XO_LEAF(parent, word, tag, converter)                                                                          \
     cerrno PMENGINE_OPER(leaf_##word)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                    \

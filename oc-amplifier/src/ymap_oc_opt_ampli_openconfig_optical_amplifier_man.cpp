@@ -32,6 +32,28 @@ cerrno add_history_keys(yfw_map_ctx ctx, yfw_datatree *out, const char *controll
     return add_leaf(ctx, out, TIME_LINE_PATH "/number", PMENGINE_OPER_NS, "1");
 }
 
+/// The controller that an amplifier's name stands for, on behalf of the converter `Speaker`.
+template <class Speaker>
+struct Controller {
+    char name[ymap::value_size] = "";
+
+    Controller(yfw_map_ctx ctx, const char *amplifier) {
+        ampli_key_to_ots_ctrl_key(amplifier, name);
+        ymap_trc_at(Speaker::function, ctx, "amplifier_name = %s", amplifier);
+        ymap_trc_at(Speaker::function, ctx, "controller_name = %s", name);
+    }
+};
+
+struct ListKey {
+    static constexpr const char *function = "oc_opt_amp_cfg_amplifier_key_to_low";
+};
+struct ConfigName {
+    static constexpr const char *function = "oc_opt_amp_cfg_get_amplifier_key_to_low";
+};
+struct StateName {
+    static constexpr const char *function = "oc_opt_amp_state_get_amplifier_key_to_low";
+};
+
 /// Calls `visit` with every amplifier controller of the node that exists. Each call asks the inventory anew.
 template <class Visit>
 void for_each_amplifier_controller(yfw_map_ctx ctx, Visit visit) {
@@ -80,20 +102,17 @@ cerrno oc_opt_amp_cfg_amplifier_key_to_low(yfw_map_ctx ctx, const yfw_datatree *
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
     cerrno result = CERR_SUCCESS;
     if (in->value != nullptr) {
-        char controller[ymap::value_size] = "";
-        ampli_key_to_ots_ctrl_key(in->value, controller);
-        ymap_trc(ctx, "amplifier_name = %s", in->value);
-        ymap_trc(ctx, "controller_name = %s", controller);
+        const Controller<ListKey> controller(ctx, in->value);
         if (ymap::is_read(ctx)) {
-            result = add_interface_keys(ctx, out, controller, nullptr, 0);
+            result = add_interface_keys(ctx, out, controller.name, nullptr, 0);
         } else {
             if (yfw_map_is_request_delete(in) != 0)
                 open_list(ctx, out, INTERFACE_PATH, IFMGR_CFG_NS, in);
-            result = add_interface_keys(ctx, out, controller, in, 0);
+            result = add_interface_keys(ctx, out, controller.name, in, 0);
         }
         if (ymap::reads_state(ctx)) {
-            add_leaf(ctx, out, OTS_PORT_PATH "/name", OTS_OPER_NS, controller);
-            result = add_history_keys(ctx, out, controller);
+            add_leaf(ctx, out, OTS_PORT_PATH "/name", OTS_OPER_NS, controller.name);
+            result = add_history_keys(ctx, out, controller.name);
         }
     }
     ymap_trc(ctx, "End");
@@ -104,12 +123,9 @@ cerrno oc_opt_amp_cfg_get_amplifier_key_to_low(yfw_map_ctx ctx, const yfw_datatr
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
     cerrno result = CERR_SUCCESS;
     if (in->value != nullptr) {
-        char controller[ymap::value_size] = "";
-        ampli_key_to_ots_ctrl_key(in->value, controller);
-        ymap_trc(ctx, "amplifier_name = %s", in->value);
-        ymap_trc(ctx, "controller_name = %s", controller);
+        const Controller<ConfigName> controller(ctx, in->value);
         if (ymap::is_read(ctx))
-            result = add_interface_keys(ctx, out, controller, nullptr, 0);
+            result = add_interface_keys(ctx, out, controller.name, nullptr, 0);
     }
     if (!ymap::is_read(ctx))
         yfw_map_is_request_delete(in); // the framework expects to be asked; the key leaf carries the edit
@@ -121,12 +137,9 @@ cerrno oc_opt_amp_state_get_amplifier_key_to_low(yfw_map_ctx ctx, const yfw_data
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
     cerrno result = CERR_SUCCESS;
     if (in->value != nullptr) {
-        char controller[ymap::value_size] = "";
-        ampli_key_to_ots_ctrl_key(in->value, controller);
-        ymap_trc(ctx, "amplifier_name = %s", in->value);
-        ymap_trc(ctx, "controller_name = %s", controller);
+        const Controller<StateName> controller(ctx, in->value);
         if (ymap::is_read(ctx))
-            result = add_leaf(ctx, out, OTS_PORT_PATH "/name", OTS_OPER_NS, controller);
+            result = add_leaf(ctx, out, OTS_PORT_PATH "/name", OTS_OPER_NS, controller.name);
     }
     if (!ymap::is_read(ctx))
         yfw_map_is_request_delete(in); // the framework expects to be asked; state is never edited
