@@ -1,0 +1,98 @@
+// One mapping run: the request state that handlers read, and what they wrote. Handlers know it by its context handle
+// alone. Knows nothing of models, nodes or who calls the handlers.
+#pragma once
+
+#include "framework/output_tree.h"
+#include "framework/request_tree.h"
+#include "yfw_platform.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ocamp {
+
+// Most levels of the hierarchy, and most entries of the list-entry stack: what hierarchy_len can count.
+inline constexpr std::size_t kDeepestHierarchy = 255;
+
+class MappingRun {
+public:
+    // `kind`: enum yfw_request_kind. `request`: from the root node of the model on; none for a request that has no
+    // OpenConfig path at all.
+    MappingRun(std::uint32_t kind, std::optional<RequestNode> request);
+    ~MappingRun();
+    MappingRun(const MappingRun &) = delete;
+    MappingRun &operator=(const MappingRun &) = delete;
+
+    // The run that owns the handle; NULL when there is none, or no longer.
+    static MappingRun *from_handle(yfw_map_ctx handle) noexcept;
+
+    yfw_map_ctx context() noexcept { return &context_; }
+    yfw_map_request &state() noexcept { return state_; }
+    std::uint32_t kind() const noexcept { return kind_; }
+    // NULL when the run has no OpenConfig path.
+    const yfw_datatree *request() const noexcept { return request_ ? request_->root() : nullptr; }
+    // What handlers get as output node. It stays empty: what is written is kept in order by the run.
+    yfw_datatree *output() noexcept { return &output_; }
+
+    // Forgets output, hierarchy and key list, as before the first walk. The request stays.
+    void begin_walk() noexcept;
+    // The native list entry that the request reaches; none for a request that reaches into no entry.
+    void set_native_path(std::optional<RequestNode> entry);
+
+    const std::vector<Write> &writes() const noexcept { return writes_; }
+    // Data path of the node that made the request fail; of what the request is about when no handler told where. Means
+    // something only when a walk's result is not 0.
+    std::string error_path() const;
+
+    // What the calls of the seam do, once their arguments are checked. Results are codes of the seam; each refusal has
+    // been told to the debug log.
+    cerrno push(const yfw_datatree *node, int level);
+    cerrno pop(const yfw_datatree *node);
+    cerrno make_current(std::string_view list_path);
+    cerrno check_leafref(std::string_view container, const yfw_datatree &key);
+    cerrno push_entry(const yfw_datatree *node);
+    cerrno pop_entry();
+    std::size_t entry_count() const noexcept { return entries_.size(); }
+    const yfw_datatree *top_entry() const noexcept { return entries_.empty() ? nullptr : entries_.back(); }
+    cerrno write(Write made, const yfw_datatree *source);
+    cerrno find_or_add_entry(std::string_view list_path, std::string_view key_value, std::string_view key_name,
+                             std::string_view ns);
+    cerrno add_to_output_list(const yfw_datatree *entry);
+    cerrno remove_from_output_list(const yfw_datatree *entry);
+    void note_error_path();
+    bool adds_data() const noexcept;
+
+private:
+    struct Level {
+        const yfw_datatree *node;
+        bool list_entry;
+    };
+
+    std::string subject() const;
+    void describe_hierarchy() noexcept;
+    void describe_current_key(std::string_view list_path, std::string_view key_value, std::string_view key_name,
+                              std::string_view ns);
+
+    std::uint32_t kind_;
+    std::optional<DataTree> request_;
+    DataTree duplicate_;
+    std::optional<DataTree> native_path_;
+    std::optional<DataTree> key_list_;
+    yfw_datatree output_ = {};
+    yfw_map_request state_ = {};
+    yfw_map_ctx_s context_ = {};
+
+    std::vector<Level> levels_;
+    std::vector<const yfw_datatree *> hierarchy_; // the nodes of levels_, as the state shows them
+    std::vector<const yfw_datatree *> entries_;
+    std::vector<const yfw_datatree *> output_list_;
+    std::vector<Write> writes_;
+    std::string failed_at_;  // data path of the level where the last failure was told
+    std::string failed_tag_; // and its tag
+};
+
+} // namespace ocamp

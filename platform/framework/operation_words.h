@@ -1,0 +1,32 @@
+// The words of the edit operations, in the order of enum yfw_operation. Knows nothing of edits.
+#pragma once
+
+#include "yfw_platform.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace ocamp {
+
+inline constexpr std::array<std::string_view, 5> kOperationWords{"merge", "replace", "create", "delete", "remove"};
+
+inline std::string_view operation_word(std::uint32_t operation) noexcept {
+    return operation < kOperationWords.size() ? kOperationWords[operation] : "unknown";
+}
+
+// None for a word that names no operation.
+inline std::optional<std::uint32_t> operation_of(std::string_view word) noexcept {
+    for (std::uint32_t i = 0; i < kOperationWords.size(); ++i) {
+        if (kOperationWords[i] == word)
+            return i;
+    }
+    return std::nullopt;
+}
+
+inline bool deletes(std::uint32_t operation) noexcept {
+    return operation == YFW_OP_DELETE || operation == YFW_OP_REMOVE;
+}
+
+} // namespace ocamp

@@ -1,0 +1,104 @@
+// The calls of the seam by which handlers write their output and look into list entries. They check what they are
+// given and hand it to the run; they know no model.
+#include "framework/client_words.h"
+#include "framework/path_text.h"
+
+#include <string>
+
+using namespace ocamp;
+
+namespace {
+
+cerrno check_output(const char *function, MappingRun &run, const yfw_datatree *out) {
+    return out == run.output() ? CERR_SUCCESS : refuse(function, RC_INVALID_ARGUMENT, "not the output of this run");
+}
+
+} // namespace
+
+extern "C" {
+
+cerrno yfw_map_datatree_add_path_flagged(yfw_map_ctx ctx, yfw_datatree *out, const char *path, const char *ns,
+                                         const char *value, const yfw_datatree *source, uint32_t zero,
+                                         uint32_t list_flag, uint32_t follow_flag) {
+    const char *const function = __func__;
+    const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
+        if (const cerrno bad = check_output(function, run, out); bad != CERR_SUCCESS)
+            return bad;
+        if (path == nullptr || ns == nullptr)
+            return refuse(function, RC_INVALID_ARGUMENT, "no path or no namespace");
+        if (zero != 0 || list_flag > 1 || follow_flag > 1)
+            return refuse(function, RC_INVALID_ARGUMENT, "the zero is not 0, or a flag is neither 0 nor 1");
+        Write made{.path = path, .ns = ns, .opens_list = list_flag == 1, .follows = follow_flag == 1};
+        if (value != nullptr)
+            made.value = value;
+        return run.write(std::move(made), source);
+    });
+    record_call(function, Code{result}, kContextWord, kOutputWord, Quoted{path}, Quoted{ns}, Quoted{value},
+                NodeWord{source}, zero, list_flag, follow_flag);
+    return result;
+}
+
+cerrno yfw_map_search_or_add_list(yfw_map_ctx ctx, yfw_datatree *out, yfw_datatree *plist, const char *list_path,
+                                  const char *key_value, const char *key_name, const char *ns) {
+    const char *const function = __func__;
+    const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
+        if (const cerrno bad = check_output(function, run, out); bad != CERR_SUCCESS)
+            return bad;
+        if (plist != &run.state().plist)
+            return refuse(function, RC_INVALID_ARGUMENT, "not the key list of this run");
+        if (list_path == nullptr || key_value == nullptr || key_name == nullptr || ns == nullptr)
+            return refuse(function, RC_INVALID_ARGUMENT, "a path, a key or the namespace is missing");
+        return run.find_or_add_entry(list_path, key_value, key_name, ns);
+    });
+    record_call(function, Code{result}, kContextWord, kOutputWord, "plist", Quoted{list_path}, Quoted{key_value},
+                Quoted{key_name}, Quoted{ns});
+    return result;
+}
+
+cerrno yfw_map_get_node_info(yfw_map_ctx ctx, const yfw_datatree *entry, const char *list_path, const char *key_name,
+                             const char **key_value) {
+    const char *const function = __func__;
+    if (key_value != nullptr)
+        *key_value = nullptr;
+    const cerrno result = with_run(function, ctx, [&](MappingRun &) {
+        if (entry == nullptr || list_path == nullptr || key_name == nullptr || key_value == nullptr)
+            return refuse(function, RC_INVALID_ARGUMENT, "the entry, its path, its key or the result is missing");
+        if (entry->tag == nullptr || last_step(list_path) != entry->tag)
+            return refuse(function, RC_UNKNOWN_PATH, "the path is not that of the entry");
+        const uint32_t count = entry->children != nullptr ? entry->child_count : 0;
+        for (uint32_t i = 0; i < count && *key_value == nullptr; ++i) {
+            if (yfw_datatree &child = entry->children[i];
+                child.tag != nullptr && std::string_view(key_name) == child.tag)
+                *key_value = child.value;
+        }
+        return CERR_SUCCESS;
+    });
+    record_call(function, Code{result}, kContextWord, NodeWord{entry}, Quoted{list_path}, Quoted{key_name},
+                Quoted{key_value != nullptr ? *key_value : nullptr});
+    return result;
+}
+
+cerrno yfw_add_to_output_list_ctx(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_datatree *out) {
+    const char *const function = __func__;
+    const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
+        if (const cerrno bad = check_output(function, run, out); bad != CERR_SUCCESS)
+            return bad;
+        return entry == nullptr ? refuse(function, RC_INVALID_ARGUMENT, "no entry") : run.add_to_output_list(entry);
+    });
+    record_call(function, Code{result}, kContextWord, NodeWord{entry}, kOutputWord);
+    return result;
+}
+
+cerrno yfw_remove_from_output_list_ctx(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_datatree *out) {
+    const char *const function = __func__;
+    const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
+        if (const cerrno bad = check_output(function, run, out); bad != CERR_SUCCESS)
+            return bad;
+        return entry == nullptr ? refuse(function, RC_INVALID_ARGUMENT, "no entry")
+                                : run.remove_from_output_list(entry);
+    });
+    record_call(function, Code{result}, kContextWord, NodeWord{entry}, kOutputWord);
+    return result;
+}
+
+} // extern "C"

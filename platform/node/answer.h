@@ -1,0 +1,46 @@
+// An OpenConfig answer put together from what mapping runs wrote. What the model does not take is dropped and counted.
+// Knows nothing of native models.
+#pragma once
+
+#include "framework/output_tree.h"
+#include "node/schema.h"
+
+#include <string>
+#include <vector>
+
+namespace ocamp {
+
+// A leaf that a handler wrote and the answer does not carry.
+struct DroppedLeaf {
+    std::string path;
+    std::string value;
+    std::string reason;
+};
+
+class Answer {
+  public:
+    // `configuration_only`: state is dropped too.
+    Answer(const Schema &schema, bool configuration_only) : schema_(schema), configuration_only_(configuration_only) {}
+
+    void add(const OutputTree &output);
+
+    const YangTree &tree() const noexcept { return tree_; }
+    YangTree take_tree() noexcept { return std::move(tree_); }
+    const std::vector<DroppedLeaf> &dropped() const noexcept { return dropped_; }
+
+  private:
+    void place(lyd_node *parent, const lysc_node *parent_schema, const OutputNode &from, const std::string &path);
+    void place_leaf(lyd_node *parent, const lysc_node &schema, const OutputNode &from, const std::string &path);
+    void place_entry(lyd_node *parent, const lysc_node &schema, const OutputNode &from, const std::string &path);
+    void place_container(lyd_node *parent, const lysc_node &schema, const OutputNode &from, const std::string &path);
+    void place_children(lyd_node *node, const lysc_node &schema, const OutputNode &from, const std::string &path);
+    void drop(const OutputNode &from, const std::string &path, const std::string &reason);
+    lyd_node *siblings_below(lyd_node *parent) const;
+
+    const Schema &schema_;
+    bool configuration_only_;
+    YangTree tree_;
+    std::vector<DroppedLeaf> dropped_;
+};
+
+} // namespace ocamp

@@ -1,0 +1,40 @@
+// What a client sends, read without any model: XML or JSON as named nodes with values and attributes. Whether the names
+// mean anything is for others to say.
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ocamp {
+
+inline constexpr std::string_view kNetconfNamespace = "urn:ietf:params:xml:ns:netconf:base:1.0";
+
+// A document that is neither XML nor JSON, or not of the expected kind. The text says what, where and what was
+// expected.
+class DocumentError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+struct ClientNode {
+    std::string name;
+    // Namespace URI in XML, module name in JSON; empty when the client gave none.
+    std::string module;
+    std::string value = {};                    // text content; empty for none
+    std::optional<std::string> operation = {}; // NETCONF's attribute, or its JSON annotation
+    std::vector<std::string> attributes = {};  // "name=value" of all others
+    std::vector<ClientNode> children = {};
+};
+
+enum class DocumentFormat { xml, json };
+
+// By the first character that is no white space. Throws DocumentError when it begins neither.
+DocumentFormat format_of(std::string_view document);
+
+// The top-level nodes. XML may have several, and may leave namespaces out. Throws DocumentError.
+std::vector<ClientNode> read_document(std::string_view document, DocumentFormat format);
+
+} // namespace ocamp

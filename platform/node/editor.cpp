@@ -1,0 +1,200 @@
+// The order of an edit, and what must hold before and after it. Knows neither where edits come from nor where data is
+// kept.
+#include "node/editor.h"
+
+#include "framework/operation_words.h"
+#include "framework/path_text.h"
+#include "node/native_edit.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace {
+
+// How far a value may read back from what was asked, in the leaf's unit: the native tenths cost less than this. What
+// reads back further away has lost more than a fraction.
+constexpr double kFarthestReadBack = 1.0;
+
+lyd_node *instance_of(const EditNode &node, lyd_node *siblings) {
+    if (node.schema == nullptr || siblings == nullptr)
+        return nullptr;
+    return is_list(*node.schema) ? find_entry(siblings, *node.schema, node.keys())
+                                 : find_instance(siblings, *node.schema);
+}
+
+bool is_key_leaf(const EditNode &node) {
+    return node.schema != nullptr && is_key(*node.schema);
+}
+bool is_operation(const EditNode &node, std::uint32_t operation) {
+    return node.operation == std::optional<std::uint32_t>(operation);
+}
+bool is_deleted(const EditNode &node) {
+    return node.operation && deletes(*node.operation);
+}
+
+// What RFC 6241 asks of the data before the edit: `siblings` is the first node of the configuration at that level.
+void check_before(const EditNode &node, lyd_node *siblings) {
+    const lyd_node *instance = instance_of(node, siblings);
+    if (is_operation(node, YFW_OP_CREATE) && instance != nullptr && !is_key_leaf(node))
+        throw RequestError(error_tag::data_exists, node.path, "exists already, 'create' expects that it does not");
+    if (is_operation(node, YFW_OP_DELETE) && instance == nullptr && node.schema != nullptr && !is_key_leaf(node))
+        throw RequestError(error_tag::data_missing, node.path, "does not exist, 'delete' expects that it does");
+    const bool must_exist =
+        !node.operation && node.schema != nullptr && (is_list(*node.schema) || is_leaf(*node.schema));
+    if (must_exist && instance == nullptr && !is_key_leaf(node))
+        throw RequestError(error_tag::data_missing, node.path, "does not exist, and the edit does not make it");
+    // Of what is replaced nothing is left when its children come.
+    lyd_node *below = instance == nullptr || is_operation(node, YFW_OP_REPLACE) ? nullptr : lyd_child(instance);
+    for (const EditNode &child : node.children)
+        check_before(child, below);
+}
+
+// Takes away the entries that a remove names and that are not there for the client: what stands for them natively, if
+// anything, is not the client's.
+void drop_absent_removals(EditNode &node, lyd_node *siblings) {
+    lyd_node *instance = instance_of(node, siblings);
+    lyd_node *below = instance != nullptr ? lyd_child(instance) : nullptr;
+    std::erase_if(node.children, [&](EditNode &child) {
+        return child.schema != nullptr && is_list(*child.schema) && is_operation(child, YFW_OP_REMOVE) &&
+               instance_of(child, below) == nullptr;
+    });
+    for (EditNode &child : node.children)
+        drop_absent_removals(child, below);
+}
+
+std::optional<double> number(const lysc_node &leaf, const std::string &text) {
+    switch (reinterpret_cast<const lysc_node_leaf &>(leaf).type->basetype) {
+    case LY_TYPE_DEC64:
+    case LY_TYPE_INT8:
+    case LY_TYPE_INT16:
+    case LY_TYPE_INT32:
+    case LY_TYPE_INT64:
+    case LY_TYPE_UINT8:
+    case LY_TYPE_UINT16:
+    case LY_TYPE_UINT32:
+    case LY_TYPE_UINT64:
+        break;
+    default:
+        return std::nullopt;
+    }
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
+}
+
+bool reads_back(const EditNode &leaf, const std::string &now) {
+    const std::optional<double> asked = number(*leaf.schema, *leaf.value);
+    const std::optional<double> read = number(*leaf.schema, now);
+    if (asked && read)
+        return std::abs(*asked - *read) <= kFarthestReadBack;
+    return *leaf.value == now;
+}
+
+// What was asked for must be what a client reads afterwards; a mapping that lost it has not carried the edit out.
+void check_after(const EditNode &node, lyd_node *siblings) {
+    if (node.schema == nullptr || is_key_leaf(node))
+        return;
+    lyd_node *instance = instance_of(node, siblings);
+    if (is_deleted(node)) {
+        if (instance != nullptr && node.own_operation && !(node.schema->nodetype == LYS_CONTAINER))
+            throw RequestError(error_tag::not_supported, node.path, "cannot be deleted");
+        return;
+    }
+    if (is_list(*node.schema) && instance == nullptr)
+        throw RequestError(error_tag::operation_failed, node.path, "the node has no such entry to configure");
+    if (is_leaf(*node.schema) && node.operation) {
+        if (instance == nullptr)
+            throw RequestError(error_tag::not_supported, node.path, "the node does not keep this value");
+        if (const std::string now = leaf_text(*instance); !reads_back(node, now))
+            throw RequestError(error_tag::invalid_value, node.path,
+                               fmt::format("the node cannot hold '{}': it would read back as '{}'", *node.value, now));
+    }
+    for (const EditNode &child : node.children)
+        check_after(child, instance != nullptr ? lyd_child(instance) : nullptr);
+}
+
+YangTree copy_of(const lyd_node *tree) {
+    lyd_node *copy = nullptr;
+    if (tree != nullptr && lyd_dup_siblings(tree, nullptr, LYD_DUP_RECURSIVE, &copy) != LY_SUCCESS)
+        throw YangError("libyang could not copy a tree");
+    return YangTree(copy);
+}
+
+// Checks the whole of the native configuration. What is wrong with it is told of the OpenConfig node whose write stands
+// where the native model complains, or else of the whole edit.
+void check_natively(YangTree &running, const std::vector<Write> &writes) {
+    try {
+        native_schema().validate(running);
+    } catch (const YangError &error) {
+        const std::string_view complaint = error.what();
+        const auto guilty = std::find_if(writes.rbegin(), writes.rend(), [&](const Write &write) {
+            return !write.source_path.empty() && complaint.find(last_step(write.path)) != std::string_view::npos;
+        });
+        throw RequestError(error_tag::operation_failed, guilty == writes.rend() ? "" : guilty->source_path,
+                           fmt::format("the native configuration would not be valid: {}", complaint));
+    }
+}
+
+} // namespace
+
+YangTree Editor::configuration(const NativeData &data) const {
+    return reader_.read(data, YFW_KIND_GET_CONFIG, Filter(openconfig_schema()), nullptr).answer;
+}
+
+void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report) const {
+    EditRequest request = asked;
+    const YangTree before = configuration(data);
+    const YangTree native_before = copy_of(data.running.get());
+    for (EditNode &root : request.roots()) {
+        check_before(root, before.get());
+        drop_absent_removals(root, before.get());
+    }
+    std::vector<Write> writes;
+    for (RequestNode &run : request.requests())
+        run_one(data, std::move(run), writes, report);
+    check_natively(data.running, writes);
+    const YangTree after = configuration(data);
+    if (report != nullptr) {
+        report->native_changes = changes(native_before.get(), data.running.get());
+        report->openconfig_changes = changes(before.get(), after.get());
+    }
+    for (const EditNode &root : request.roots())
+        check_after(root, after.get());
+}
+
+void Editor::run_one(NativeData &data, RequestNode request, std::vector<Write> &writes, EditReport *report) const {
+    MappingRun run(YFW_KIND_EDIT, std::move(request));
+    logs_.attach(*run.context());
+    EditRunReport *const shown = report != nullptr ? &report->runs.emplace_back() : nullptr;
+    if (shown != nullptr)
+        shown->request = tree_text(*run.request());
+    map_to_native(plugin_, run);
+    const OutputTree edit(run.writes());
+    if (shown != nullptr)
+        shown->native_edit = output_text(edit.roots());
+    writes.insert(writes.end(), run.writes().begin(), run.writes().end());
+    apply_native_edit(
+        native_schema(), edit.roots(), [&](const std::string &path) { return native_entries(data, path); },
+        data.running);
+}
+
+// A read of the same path says which entries it stands for.
+std::vector<std::string> Editor::native_entries(const NativeData &data, const std::string &openconfig_path) const {
+    std::vector<std::string> paths;
+    for (RequestNode &request : Filter::from_path(openconfig_schema(), openconfig_path).requests()) {
+        MappingRun run(YFW_KIND_GET_CONFIG, std::move(request));
+        logs_.attach(*run.context());
+        map_to_native(plugin_, run);
+        const OutputTree native_request(run.writes());
+        for (const NativeEntry &entry : select_entries(native_schema(), data, native_request.roots(), true))
+            paths.push_back(entry.path);
+    }
+    return paths;
+}
+
+} // namespace ocamp

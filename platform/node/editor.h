@@ -1,0 +1,45 @@
+// Edits OpenConfig data of a node: the request through the plug-in to a native edit, and that onto the native
+// configuration, or a refusal. Knows neither where edits come from nor where data is kept.
+#pragma once
+
+#include "log/log.h"
+#include "node/edit_request.h"
+#include "node/native_data.h"
+#include "node/plugin.h"
+#include "node/reader.h"
+
+#include <string>
+#include <vector>
+
+namespace ocamp {
+
+// How an edit went, for people. What was done before a refusal is there too.
+struct EditRunReport {
+    std::string request;
+    std::string native_edit;
+};
+struct EditReport {
+    std::vector<EditRunReport> runs;
+    std::vector<std::string> native_changes;     // as changes() gives them
+    std::vector<std::string> openconfig_changes; // the same for what a client reads
+};
+
+class Editor {
+  public:
+    // All outlive the editor. Handlers write their messages to the logs of `logs`.
+    Editor(const Plugin &plugin, LogSession &logs) : plugin_(plugin), logs_(logs), reader_(plugin, logs) {}
+
+    // Changes `data.running`, which is to be thrown away when this throws RequestError. `report` may be NULL.
+    void edit(NativeData &data, const EditRequest &request, EditReport *report) const;
+
+  private:
+    YangTree configuration(const NativeData &data) const;
+    void run_one(NativeData &data, RequestNode request, std::vector<Write> &writes, EditReport *report) const;
+    std::vector<std::string> native_entries(const NativeData &data, const std::string &openconfig_path) const;
+
+    const Plugin &plugin_;
+    LogSession &logs_;
+    Reader reader_;
+};
+
+} // namespace ocamp

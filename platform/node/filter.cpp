@@ -1,0 +1,352 @@
+// How paths and subtree filters are read, turned into requests, and applied to answers. Knows no handler.
+#include "node/filter.h"
+
+#include "node/client_document.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+namespace ocamp {
+
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n";
+
+std::string_view trimmed(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
+// The value as the model writes it; none when the leaf cannot have it.
+std::optional<std::string> canonical_value(const Schema &schema, const lysc_node &leaf, std::string_view value) {
+    try {
+        return schema.check_value(leaf, value);
+    } catch (const YangError &) {
+        return std::nullopt;
+    }
+}
+
+RequestNode request_shell(const lysc_node &schema) {
+    return {.tag = schema.name, .ns = schema.module->ns, .key = is_key(schema)};
+}
+
+} // namespace
+
+// Reads one data path from left to right.
+class Filter::PathReader {
+  public:
+    PathReader(const Schema &schema, std::string_view path) : schema_(schema), path_(path), rest_(path) {}
+
+    Node read() { return read_step(nullptr); }
+
+  private:
+    // `at` is the part of the path that is wrong.
+    [[noreturn]] void fail(std::string_view at, const std::string &what) const {
+        throw FilterError(fmt::format("path {}: at character {}: {}", path_, at.data() - path_.data() + 1, what));
+    }
+
+    void skip_blanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(kBlanks), rest_.size())); }
+
+    void expect(char character) {
+        if (!rest_.starts_with(character))
+            fail(rest_, fmt::format("expected '{}'", character));
+        rest_.remove_prefix(1);
+    }
+
+    std::string_view read_word() {
+        const std::string_view word = rest_.substr(0, rest_.find_first_of("/[]=: \t\r\n'\""));
+        if (word.empty())
+            fail(rest_, "expected a name");
+        rest_.remove_prefix(word.size());
+        return word;
+    }
+
+    // A name, whose module, when given, must be one of the model's.
+    std::string_view read_name() {
+        const std::string_view word = read_word();
+        if (!rest_.starts_with(':'))
+            return word;
+        if (schema_.module(word) == nullptr)
+            fail(word, fmt::format("no module '{}'", word));
+        rest_.remove_prefix(1);
+        return read_word();
+    }
+
+    Node read_step(const lysc_node *parent) {
+        expect('/');
+        const std::string_view name = read_name();
+        const lysc_node *schema = schema_.find(parent, name);
+        if (schema == nullptr) {
+            fail(name, fmt::format("no node '{}' {}, expected one of: {}", name,
+                                   parent != nullptr ? fmt::format("in '{}'", parent->name) : "at the top",
+                                   fmt::join(schema_.children(parent), ", ")));
+        }
+        Node node{.schema = schema, .kind = Node::Kind::selection, .value = {}, .children = {}};
+        while (rest_.starts_with('[')) {
+            Node predicate = read_predicate(*schema);
+            if (contradicts(node.children, predicate))
+                fail(rest_, fmt::format("'{}' is given twice, expected once", predicate.schema->name));
+            node.children.push_back(std::move(predicate));
+        }
+        if (!rest_.empty()) {
+            if (is_leaf(*schema))
+                fail(rest_, fmt::format("'{}' is a leaf, expected the end of the path", name));
+            node.children.push_back(read_step(schema));
+            node.selects_inside = true;
+        }
+        if (!node.children.empty())
+            node.kind = Node::Kind::containment;
+        return node;
+    }
+
+    Node read_predicate(const lysc_node &list) {
+        const std::vector<const lysc_node *> keys = is_list(list) ? list_keys(list) : std::vector<const lysc_node *>{};
+        if (keys.empty())
+            fail(rest_, fmt::format("'{}' is no list with keys, expected '/' or the end of the path", list.name));
+        expect('[');
+        skip_blanks();
+        const std::string_view name = read_name();
+        const auto key =
+            std::find_if(keys.begin(), keys.end(), [&](const lysc_node *node) { return node->name == name; });
+        if (key == keys.end())
+            fail(name, fmt::format("'{}' is no key of '{}', expected '{}'", name, list.name, keys.front()->name));
+        skip_blanks();
+        expect('=');
+        skip_blanks();
+        const char quote = rest_.empty() ? '\0' : rest_.front();
+        if (quote != '\'' && quote != '"')
+            fail(rest_, "expected a value in quotes");
+        rest_.remove_prefix(1);
+        const std::size_t end = rest_.find(quote);
+        if (end == std::string_view::npos)
+            fail(rest_, fmt::format("expected the closing {}", quote));
+        const std::optional<std::string> value = canonical_value(schema_, **key, rest_.substr(0, end));
+        if (!value)
+            fail(rest_, fmt::format("'{}' is no value of '{}'", rest_.substr(0, end), name));
+        rest_.remove_prefix(end + 1);
+        skip_blanks();
+        expect(']');
+        return {.schema = *key, .kind = Node::Kind::content_match, .value = *value, .children = {}};
+    }
+
+    const Schema &schema_;
+    std::string_view path_;
+    std::string_view rest_;
+};
+
+Filter::Filter(const Schema &schema) : everything_(true), is_path_(false), schema_(&schema) {}
+
+Filter Filter::from_path(const Schema &schema, std::string_view path) {
+    Filter filter(schema);
+    if (path == "/")
+        return filter;
+    filter.everything_ = false;
+    filter.is_path_ = true;
+    filter.roots_.push_back(PathReader(schema, path).read());
+    return filter;
+}
+
+Filter Filter::from_document(const Schema &schema, std::string_view xml) {
+    if (format_of(xml) != DocumentFormat::xml)
+        throw FilterError("not XML, expected a <filter> element or its content");
+    std::vector<ClientNode> nodes = read_document(xml, DocumentFormat::xml);
+    if (nodes.size() == 1 && nodes.front().name == "filter" &&
+        (nodes.front().module.empty() || nodes.front().module == kNetconfNamespace)) {
+        for (const std::string &attribute : nodes.front().attributes) {
+            if (attribute.starts_with("type=") && attribute != "type=subtree")
+                throw FilterError(fmt::format("<filter {}>: expected type=\"subtree\"", attribute));
+        }
+        nodes = std::vector<ClientNode>(std::move(nodes.front().children));
+    }
+    Filter filter(schema);
+    filter.everything_ = false;
+    for (const ClientNode &node : nodes) {
+        if (std::optional<Node> root = resolve(schema, nullptr, node))
+            filter.roots_.push_back(*std::move(root));
+    }
+    return filter;
+}
+
+bool Filter::contradicts(const std::vector<Node> &siblings, const Node &match) {
+    return std::any_of(siblings.begin(), siblings.end(), [&](const Node &other) {
+        return other.schema == match.schema && other.kind == Node::Kind::content_match && other.value != match.value;
+    });
+}
+
+// None for a filter node that can select nothing: an unknown name, a value that the leaf cannot have, an attribute that
+// no data node carries, or a containment whose children select nothing.
+std::optional<Filter::Node> Filter::resolve(const Schema &schema, const lysc_node *parent, const ClientNode &from) {
+    const lysc_node *node = schema.find(parent, from.name, from.module);
+    if (node == nullptr || !from.attributes.empty() || from.operation)
+        return std::nullopt;
+    const std::string_view value = trimmed(from.value);
+    Node resolved{.schema = node, .kind = Node::Kind::selection, .value = {}, .children = {}};
+    if (!value.empty()) {
+        std::optional<std::string> canonical;
+        if (is_leaf(*node) && from.children.empty())
+            canonical = canonical_value(schema, *node, value);
+        if (!canonical)
+            return std::nullopt;
+        resolved.kind = Node::Kind::content_match;
+        resolved.value = *std::move(canonical);
+    } else if (!from.children.empty()) {
+        resolved.kind = Node::Kind::containment;
+        for (const ClientNode &child : from.children) {
+            std::optional<Node> inner = resolve(schema, node, child);
+            const bool content_match = !trimmed(child.value).empty();
+            resolved.selects_inside = resolved.selects_inside || !content_match;
+            // A content match that can never hold, alone or beside another, rules out the whole element.
+            if (content_match && (!inner || contradicts(resolved.children, *inner)))
+                return std::nullopt;
+            if (inner)
+                resolved.children.push_back(*std::move(inner));
+        }
+        if (resolved.children.empty())
+            return std::nullopt;
+    }
+    return resolved;
+}
+
+RequestNode Filter::request_node(const Node &node) {
+    RequestNode request = request_shell(*node.schema);
+    if (node.kind == Node::Kind::content_match)
+        request.value = node.value;
+    for (const Node &child : node.children)
+        request.children.push_back(request_node(child));
+    return request;
+}
+
+// The requests below a node: a list entry is one request whatever it holds, a container one for each of its children.
+std::vector<Filter::PlacedRequest> Filter::requests_of(const Node &node) {
+    if (node.kind != Node::Kind::containment || is_list(*node.schema)) {
+        RequestNode request = request_node(node);
+        std::string place = request.tag + key_predicates(request);
+        return {{std::move(place), 0, std::move(request)}};
+    }
+    std::vector<PlacedRequest> requests;
+    for (const Node &child : node.children) {
+        for (PlacedRequest &inner : requests_of(child)) {
+            RequestNode request = request_shell(*node.schema);
+            request.children.push_back(std::move(inner.tree));
+            requests.push_back({request.tag + "/" + inner.place, inner.depth + 1, std::move(request)});
+        }
+    }
+    return requests;
+}
+
+// Requests for one place become one request for all that is there: the answer is cut afterwards anyway.
+void Filter::add_request(std::vector<PlacedRequest> &requests, PlacedRequest added) {
+    const auto same = std::find_if(requests.begin(), requests.end(),
+                                   [&](const PlacedRequest &other) { return other.place == added.place; });
+    if (same == requests.end()) {
+        requests.push_back(std::move(added));
+        return;
+    }
+    RequestNode *end = &same->tree;
+    for (std::size_t i = 0; i < same->depth; ++i)
+        end = &end->children.front();
+    std::erase_if(end->children, [](const RequestNode &child) { return !child.key || !child.value; });
+}
+
+std::vector<RequestNode> Filter::requests() const {
+    std::vector<PlacedRequest> placed;
+    for (const Node &root : roots_) {
+        for (PlacedRequest &request : requests_of(root))
+            add_request(placed, std::move(request));
+    }
+    std::vector<RequestNode> requests;
+    for (PlacedRequest &request : placed)
+        requests.push_back(std::move(request.tree));
+    if (everything_) {
+        for (const std::string_view root : schema_->children(nullptr))
+            requests.push_back(request_shell(*schema_->find(nullptr, root)));
+    }
+    return requests;
+}
+
+// Which nodes of an answer the filter selects: a marked node stays with what is marked below it, a whole one with all.
+class Filter::Marks {
+  public:
+    explicit Marks(bool keys_are_conditions) : keys_are_conditions_(keys_are_conditions) {}
+
+    // True when the filter nodes select anything of `data`.
+    bool mark(const std::vector<Node> &filters, const lyd_node &data) {
+        // What libyang added by itself is nobody's data.
+        if ((data.flags & LYD_DEFAULT) != 0)
+            return false;
+        bool any = false;
+        for (const Node &filter : filters) {
+            if (filter.schema == data.schema && mark_one(filter, data))
+                any = true;
+        }
+        if (any)
+            kept_.insert(&data);
+        return any;
+    }
+
+    void remove_unmarked(lyd_node *first) const {
+        for (lyd_node *at = first, *next = nullptr; at != nullptr; at = next) {
+            next = at->next;
+            if (kept_.count(at) == 0)
+                lyd_free_tree(at);
+            else if (whole_.count(at) == 0)
+                remove_unmarked(lyd_child(at));
+        }
+    }
+
+    bool kept(const lyd_node &node) const { return kept_.count(&node) != 0; }
+
+  private:
+    static bool holds(const Node &filter, const lyd_node &parent) {
+        const lyd_node *leaf = find_instance(lyd_child(&parent), *filter.schema);
+        return leaf != nullptr && leaf_text(*leaf) == filter.value;
+    }
+
+    bool mark_one(const Node &filter, const lyd_node &data) {
+        // The keys in a path are conditions; the leaves matched in a filter are part of what it selects.
+        if (filter.kind == Node::Kind::content_match)
+            return !keys_are_conditions_ && leaf_text(data) == filter.value;
+        const bool matches = std::all_of(filter.children.begin(), filter.children.end(), [&](const Node &child) {
+            return child.kind != Node::Kind::content_match || holds(child, data);
+        });
+        if (!matches)
+            return false;
+        if (!filter.selects_inside) {
+            whole_.insert(&data);
+            return true;
+        }
+        bool any = false;
+        for (const lyd_node *child = lyd_child(&data); child != nullptr; child = child->next)
+            any = mark(filter.children, *child) || any;
+        if (any) {
+            // What an entry is can only be told by its keys.
+            for (const lyd_node *child = lyd_child(&data); child != nullptr && is_key(*child->schema);
+                 child = child->next)
+                kept_.insert(child);
+        }
+        return any;
+    }
+
+    bool keys_are_conditions_;
+    std::unordered_set<const lyd_node *> kept_;
+    std::unordered_set<const lyd_node *> whole_;
+};
+
+void Filter::cut(YangTree &answer) const {
+    if (everything_)
+        return;
+    Marks marks(is_path_);
+    for (const lyd_node *root = answer.get(); root != nullptr; root = root->next)
+        marks.mark(roots_, *root);
+    while (answer != nullptr && !marks.kept(*answer)) {
+        lyd_node *first = answer.release();
+        answer.reset(first->next);
+        lyd_free_tree(first);
+    }
+    marks.remove_unmarked(answer.get());
+}
+
+} // namespace ocamp

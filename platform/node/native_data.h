@@ -1,0 +1,46 @@
+// What the node's native models hold: the running configuration and the operational data, and which of it a native
+// request selects. Knows neither OpenConfig nor the plug-in.
+#pragma once
+
+#include "framework/output_tree.h"
+#include "framework/request_tree.h"
+#include "node/schema.h"
+#include "sysdb/sqlite.h"
+
+#include <string>
+#include <vector>
+
+namespace ocamp {
+
+struct NativeData {
+    YangTree running;
+    std::vector<YangTree> operational; // one tree a module
+
+    // Root instance of that schema node; NULL when there is no such data.
+    const lyd_node *root(const lysc_node &schema) const;
+};
+
+// The table of native documents in a node's database. Documents are JSON.
+void create_native_table(Database &database);
+void store_running(Database &database, const lyd_node *tree);
+void store_operational(Database &database, std::string_view module, const lyd_node *tree);
+// Throws YangError when a document does not fit the modules that this program carries.
+NativeData load_native(Database &database, const Schema &schema);
+
+// One entry of an outermost native list, by itself: `tree` leads from the root container to this entry and no other.
+struct NativeEntry {
+    const lys_module *module;
+    std::string path; // data path of the entry
+    RequestNode tree;
+};
+
+// The entries that a native request selects, in the order of the data: the keys written in an entry select, an entry
+// without keys selects all, and lists that are not mentioned are not restricted. Every leaf of a selected entry is
+// there, or of its configuration only.
+std::vector<NativeEntry> select_entries(const Schema &schema, const NativeData &data,
+                                        const std::vector<OutputNode> &request, bool configuration_only);
+
+// The first configuration entry that the request names with all its keys, as a tree of the entry and its keys alone.
+std::optional<RequestNode> named_configuration_entry(const Schema &schema, const std::vector<OutputNode> &request);
+
+} // namespace ocamp

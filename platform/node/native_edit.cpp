@@ -1,0 +1,216 @@
+// How native edits are carried out. Knows neither OpenConfig's model nor the plug-in.
+#include "node/native_edit.h"
+
+#include "framework/operation_words.h"
+#include "node/request_error.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace {
+
+// Operation of an entry: its own, else that of the first key that has one.
+std::uint32_t entry_operation(const OutputNode &entry, const lysc_node &list) {
+    if (entry.operation)
+        return *entry.operation;
+    for (const lysc_node *key : list_keys(list)) {
+        const OutputNode *leaf = entry.child(key->name);
+        if (leaf != nullptr && leaf->operation)
+            return *leaf->operation;
+    }
+    return YFW_OP_MERGE;
+}
+
+// The place in the OpenConfig request that a native node comes from, or, when it has none, anything below it.
+std::string source_of(const OutputNode &node) {
+    if (!node.source_path.empty())
+        return node.source_path;
+    for (const OutputNode &child : node.children) {
+        if (std::string source = source_of(child); !source.empty())
+            return source;
+    }
+    return {};
+}
+
+class NativeEditor {
+  public:
+    NativeEditor(const Schema &schema, const EntriesBehind &entries_behind, YangTree &running)
+        : schema_(schema), entries_behind_(entries_behind), running_(running) {}
+
+    void apply(const OutputNode &node, const lysc_node *parent_schema, lyd_node *parent) {
+        const lysc_node *schema = schema_.find(parent_schema, node.tag);
+        if (schema == nullptr)
+            throw RequestError(error_tag::operation_failed, source_of(node),
+                               fmt::format("the native models have no node '{}'", node.tag));
+        if (is_list(*schema))
+            apply_entry(node, *schema, parent);
+        else if (is_leaf(*schema))
+            apply_leaf(node, *schema, parent);
+        else
+            apply_container(node, *schema, parent);
+    }
+
+  private:
+    lyd_node *siblings_below(lyd_node *parent) const { return parent != nullptr ? lyd_child(parent) : running_.get(); }
+
+    void remove(lyd_node *node) {
+        if (running_.get() == node) {
+            lyd_node *first = running_.release();
+            running_.reset(first->next);
+        }
+        lyd_free_tree(node);
+    }
+
+    void apply_children(const OutputNode &node, const lysc_node &schema, lyd_node *instance) {
+        for (const OutputNode &child : node.children)
+            apply(child, &schema, instance);
+    }
+
+    void apply_container(const OutputNode &node, const lysc_node &schema, lyd_node *parent) {
+        lyd_node *container = find_instance(siblings_below(parent), schema);
+        const std::uint32_t operation = node.operation.value_or(YFW_OP_MERGE);
+        if (container != nullptr && (deletes(operation) || operation == YFW_OP_REPLACE)) {
+            remove(container);
+            container = nullptr;
+        }
+        if (deletes(operation))
+            return;
+        if (container == nullptr)
+            container = schema_.add_container(running_, parent, schema);
+        apply_children(node, schema, container);
+    }
+
+    void apply_entry(const OutputNode &node, const lysc_node &schema, lyd_node *parent) {
+        const std::uint32_t operation = entry_operation(node, schema);
+        const std::optional<std::vector<std::string>> keys = keys_of(node, schema);
+        if (!keys) {
+            if (!deletes(operation))
+                throw RequestError(error_tag::operation_failed, source_of(node),
+                                   fmt::format("the native entry of '{}' has no key", node.tag));
+            remove_entries_behind(source_of(node), schema, parent);
+            return;
+        }
+        lyd_node *entry = find_entry(siblings_below(parent), schema, *keys);
+        if (entry != nullptr && operation == YFW_OP_CREATE)
+            throw RequestError(error_tag::data_exists, source_of(node), "exists in the native configuration");
+        // Whether what a delete names exists for the client has been asked before; here there may be nothing left of
+        // it.
+        if (entry != nullptr && (deletes(operation) || operation == YFW_OP_REPLACE)) {
+            remove(entry);
+            entry = nullptr;
+        }
+        if (deletes(operation))
+            return;
+        if (entry == nullptr)
+            entry = refused_natively(node, [&] { return schema_.add_entry(running_, parent, schema, *keys); });
+        apply_children(node, schema, entry);
+    }
+
+    void remove_entries_behind(const std::string &source, const lysc_node &list, lyd_node *parent) {
+        const std::vector<std::string> paths = entries_behind_(source);
+        for (lyd_node *at = siblings_below(parent), *next = nullptr; at != nullptr; at = next) {
+            next = at->next;
+            if (at->schema == &list && std::find(paths.begin(), paths.end(), data_path(*at)) != paths.end())
+                remove(at);
+        }
+    }
+
+    void apply_leaf(const OutputNode &node, const lysc_node &schema, lyd_node *parent) {
+        if (is_key(schema))
+            return;
+        lyd_node *leaf = find_instance(siblings_below(parent), schema);
+        const std::uint32_t operation = node.operation.value_or(YFW_OP_MERGE);
+        if (deletes(operation)) {
+            if (leaf != nullptr)
+                remove(leaf);
+            return;
+        }
+        if (leaf != nullptr && operation == YFW_OP_CREATE)
+            throw RequestError(error_tag::data_exists, source_of(node), "exists in the native configuration");
+        if (!node.value)
+            throw RequestError(error_tag::operation_failed, source_of(node),
+                               fmt::format("the native leaf '{}' was given no value", node.tag));
+        refused_natively(node, [&] { return schema_.set_leaf(running_, parent, schema, *node.value); });
+    }
+
+    // Result of `change`; what the native model says against it becomes a refusal of the node's source.
+    template <typename Change>
+    lyd_node *refused_natively(const OutputNode &node, Change change) {
+        try {
+            return change();
+        } catch (const YangError &error) {
+            const std::string value = node.value ? fmt::format(" '{}'", *node.value) : "";
+            throw RequestError(error_tag::invalid_value, source_of(node),
+                               fmt::format("the native model refuses '{}'{}: {}", node.tag, value, error.what()));
+        }
+    }
+
+    // None when the edit leaves a key out.
+    static std::optional<std::vector<std::string>> keys_of(const OutputNode &entry, const lysc_node &list) {
+        std::vector<std::string> keys;
+        for (const lysc_node *key : list_keys(list)) {
+            const std::string *value = entry.child_value(key->name);
+            if (value == nullptr)
+                return std::nullopt;
+            keys.push_back(*value);
+        }
+        return keys;
+    }
+
+    const Schema &schema_;
+    const EntriesBehind &entries_behind_;
+    YangTree &running_;
+};
+
+struct Leaves {
+    std::vector<std::string> order; // data paths
+    std::map<std::string, std::string> values;
+
+    void add(const lyd_node *first) {
+        for (const lyd_node *node = first; node != nullptr; node = node->next) {
+            if ((node->flags & LYD_DEFAULT) != 0)
+                continue;
+            if (is_leaf(*node->schema)) {
+                order.push_back(data_path(*node));
+                values.emplace(order.back(), leaf_text(*node));
+            }
+            add(lyd_child(node));
+        }
+    }
+};
+
+} // namespace
+
+void apply_native_edit(const Schema &schema, const std::vector<OutputNode> &edit, const EntriesBehind &entries_behind,
+                       YangTree &running) {
+    NativeEditor editor(schema, entries_behind, running);
+    for (const OutputNode &root : edit)
+        editor.apply(root, nullptr, nullptr);
+}
+
+std::vector<std::string> changes(const lyd_node *before, const lyd_node *after) {
+    Leaves old_leaves, new_leaves;
+    old_leaves.add(before);
+    new_leaves.add(after);
+    std::vector<std::string> lines;
+    for (const std::string &path : old_leaves.order) {
+        const std::string &old_value = old_leaves.values.at(path);
+        const auto now = new_leaves.values.find(path);
+        if (now == new_leaves.values.end())
+            lines.push_back(fmt::format("- {} {}", path, old_value));
+        else if (now->second != old_value)
+            lines.push_back(fmt::format("~ {} {} -> {}", path, old_value, now->second));
+    }
+    for (const std::string &path : new_leaves.order) {
+        if (old_leaves.values.count(path) == 0)
+            lines.push_back(fmt::format("+ {} {}", path, new_leaves.values.at(path)));
+    }
+    return lines;
+}
+
+} // namespace ocamp

@@ -1,0 +1,225 @@
+// How nodes are made and opened. Knows neither the plug-in nor OpenConfig requests.
+#include "node/node.h"
+
+#include "sysdb/bag_json.h"
+#include "sysdb/bag_record.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kDatabaseName = "node.db";
+constexpr std::array<std::string_view, 1> kOpenConfigModules{"openconfig-optical-amplifier"};
+constexpr std::array<std::string_view, 5> kNativeModules{"Korvex-ifmgr-cfg", "Korvex-controller-optics-cfg",
+                                                         "Korvex-controller-orvo8-ots-oper",
+                                                         "Korvex-controller-optics-oper", "Korvex-pmengine-oper"};
+
+std::string read_file(const fs::path &file) {
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream text;
+    if (!stream || !(text << stream.rdbuf()))
+        throw NodeError(fmt::format("{}: cannot be read, expected a document", file.string()));
+    return text.str();
+}
+
+// The files of a folder with one of the extensions, by name.
+std::vector<fs::path> files_in(const fs::path &folder, std::initializer_list<std::string_view> extensions) {
+    std::error_code error;
+    std::vector<fs::path> files;
+    for (const fs::directory_entry &entry : fs::directory_iterator(folder, error)) {
+        const std::string extension = entry.path().extension().string();
+        if (std::find(extensions.begin(), extensions.end(), extension) == extensions.end())
+            throw NodeError(fmt::format("{}: expected a file whose name ends in {}", entry.path().string(),
+                                        extensions.size() == 1 ? ".json" : ".json or .xml"));
+        files.push_back(entry.path());
+    }
+    if (error)
+        throw NodeError(fmt::format("{}: {}, expected a folder of an example node", folder.string(), error.message()));
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+// Adds the roots of `tree` to `to`.
+void move_roots(YangTree tree, YangTree &to) {
+    lyd_node *first = to.release();
+    lyd_insert_sibling(first, tree.release(), &first);
+    to.reset(first);
+}
+
+void load_native_file(Database &database, const fs::path &file, YangTree &running,
+                      std::map<std::string, std::string> &file_of_root) {
+    YangTree tree;
+    try {
+        tree = native_schema().parse(read_file(file), file.extension() == ".xml" ? LYD_XML : LYD_JSON);
+    } catch (const YangError &error) {
+        throw NodeError(fmt::format("{}: {}", file.string(), error.what()));
+    }
+    std::size_t roots = 0, configuration_roots = 0;
+    for (const lyd_node *root = tree.get(); root != nullptr; root = root->next) {
+        if ((root->flags & LYD_DEFAULT) != 0)
+            continue;
+        const auto [earlier, added] = file_of_root.emplace(data_path(*root), file.string());
+        if (!added)
+            throw NodeError(fmt::format("{}: {} is already in {}, expected each root in one file", file.string(),
+                                        earlier->first, earlier->second));
+        ++roots;
+        configuration_roots += is_configuration(*root->schema) ? 1 : 0;
+    }
+    if (roots == 0)
+        throw NodeError(fmt::format("{}: holds no data, expected the root of a native model", file.string()));
+    if (configuration_roots == roots)
+        move_roots(std::move(tree), running);
+    else if (roots == 1)
+        store_operational(database, lyd_owner_module(tree.get())->name, tree.get());
+    else
+        throw NodeError(fmt::format("{}: expected configuration alone or one root of operational data", file.string()));
+}
+
+void load_sysdb_file(SystemDatabase &system_database, const fs::path &file) {
+    try {
+        for (const SysdbItem &item : sysdb_items_from_json(read_file(file)))
+            system_database.put(item.bind_point, item.item, encode_bag(item.bag));
+    } catch (const std::runtime_error &error) {
+        throw NodeError(fmt::format("{}: {}", file.string(), error.what()));
+    }
+}
+
+void load_example(Database &database, const fs::path &example) {
+    YangTree running;
+    std::map<std::string, std::string> file_of_root;
+    for (const fs::path &file : files_in(example / "native", {".json", ".xml"}))
+        load_native_file(database, file, running, file_of_root);
+    store_running(database, running.get());
+    SystemDatabase system_database(database);
+    for (const fs::path &file : files_in(example / "sysdb", {".json"}))
+        load_sysdb_file(system_database, file);
+}
+
+[[noreturn]] void fail_on(const fs::path &path, std::string_view action) {
+    throw NodeError(fmt::format("{}: {}: {}", path.string(), action, std::strerror(errno)));
+}
+
+void sync(const fs::path &path) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0 || fsync(descriptor) != 0) {
+        const int error = errno;
+        if (descriptor >= 0)
+            close(descriptor);
+        errno = error;
+        fail_on(path, "cannot be written to the disk");
+    }
+    close(descriptor);
+}
+
+// A file that is gone again unless it was given its name.
+class NewFile {
+  public:
+    explicit NewFile(const fs::path &final_name)
+        : final_name_(final_name), path_(final_name.string() + fmt::format(".new-{}", getpid())) {
+        std::error_code ignored;
+        fs::remove(path_, ignored);
+    }
+    ~NewFile() {
+        std::error_code ignored;
+        fs::remove(path_, ignored);
+    }
+    NewFile(const NewFile &) = delete;
+    NewFile &operator=(const NewFile &) = delete;
+
+    const fs::path &path() const noexcept { return path_; }
+
+    // A file that has the name by now is not replaced.
+    void give_name() {
+        sync(path_);
+        if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, final_name_.c_str(), RENAME_NOREPLACE) != 0)
+            fail_on(final_name_, "cannot be made");
+        sync(final_name_.parent_path());
+    }
+
+  private:
+    fs::path final_name_;
+    fs::path path_;
+};
+
+// A folder that is gone again, if it was made here and is empty.
+class NewFolder {
+  public:
+    explicit NewFolder(const fs::path &path) : path_(path) {
+        std::error_code error;
+        made_ = fs::create_directory(path, error);
+        if (error)
+            throw NodeError(fmt::format("{}: {}, expected a folder that can be made", path.string(), error.message()));
+    }
+    ~NewFolder() {
+        std::error_code ignored;
+        if (made_)
+            fs::remove(path_, ignored); // leaves a folder that holds anything
+    }
+    NewFolder(const NewFolder &) = delete;
+    NewFolder &operator=(const NewFolder &) = delete;
+
+  private:
+    fs::path path_;
+    bool made_ = false;
+};
+
+// Path of a node's database. Throws NodeError when there is none.
+std::string database_of(const fs::path &folder) {
+    const fs::path file = folder / kDatabaseName;
+    if (!fs::is_regular_file(file))
+        throw NodeError(fmt::format("{}: no node, expected a folder made with 'ocamp node init'", folder.string()));
+    return file.string();
+}
+
+} // namespace
+
+const Schema &openconfig_schema() {
+    static const Schema schema(kOpenConfigModules);
+    return schema;
+}
+
+const Schema &native_schema() {
+    static const Schema schema(kNativeModules);
+    return schema;
+}
+
+void Node::init(const fs::path &folder, const fs::path &example) {
+    if (!fs::is_directory(example))
+        throw NodeError(fmt::format("{}: no such folder, expected an example node", example.string()));
+    const fs::path target = fs::absolute(folder).lexically_normal();
+    const NewFolder made(target);
+    if (fs::exists(target / kDatabaseName))
+        throw NodeError(fmt::format("{}: holds a node already, expected a new or empty folder", folder.string()));
+    NewFile file(target / kDatabaseName);
+    {
+        Database database(file.path().string(), Database::Mode::read_write_create);
+        Transaction transaction(database);
+        create_native_table(database);
+        load_example(database, example);
+        transaction.commit();
+    }
+    file.give_name();
+}
+
+Node::Node(const fs::path &folder) try
+    : database_(database_of(folder), Database::Mode::read_write_create), system_database_(database_) {
+} catch (const SqliteError &error) {
+    throw NodeError(fmt::format("{}, expected the database of a node", error.what()));
+}
+
+} // namespace ocamp

@@ -1,0 +1,71 @@
+// How the plug-in is loaded and searched. Knows nothing of what its walkers do.
+#include "node/plugin.h"
+
+#include <filesystem>
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace {
+
+constexpr std::string_view kToNative = "ymap_ox_oc_opt_ampli_";
+constexpr std::string_view kToOpenConfig = "ymap_xo_oc_opt_amp_";
+
+std::string squeezed(std::string_view words) {
+    std::string text;
+    for (const char character : words) {
+        if (character >= 'A' && character <= 'Z')
+            text += static_cast<char>(character - 'A' + 'a');
+        else if ((character >= 'a' && character <= 'z') || (character >= '0' && character <= '9'))
+            text += character;
+    }
+    return text;
+}
+
+} // namespace
+
+std::string walker_name(std::string_view direction, std::string_view module, std::string_view root) {
+    return fmt::format("{}{}_lvla_{}", direction, squeezed(module), squeezed(root));
+}
+
+std::string Plugin::default_file() {
+    std::error_code error;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (error)
+        throw PluginError(
+            fmt::format("the program's own folder is not known ({}), expected --plugin FILE", error.message()));
+    return (program.parent_path().parent_path() / "lib" / "liboc-amplifier.so").string();
+}
+
+Plugin::Plugin(const std::string &file) : file_(file) {
+    if (!std::filesystem::exists(file))
+        throw PluginError(fmt::format("plug-in {}: no such file, expected the shared library of the plug-in", file));
+    // A name without slash would be searched for elsewhere.
+    library_.reset(dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL));
+    if (library_ == nullptr)
+        throw PluginError(fmt::format("plug-in {}: {}", file, dlerror()));
+}
+
+void Plugin::Close::operator()(void *library) const noexcept {
+    dlclose(library);
+}
+
+Walker Plugin::find(const std::string &name) const {
+    return reinterpret_cast<Walker>(dlsym(library_.get(), name.c_str()));
+}
+
+Walker Plugin::to_native(std::string_view module, std::string_view root) const {
+    const std::string name = walker_name(kToNative, module, root);
+    const Walker walker = find(name);
+    if (walker == nullptr)
+        throw PluginError(fmt::format("plug-in {}: does not export {}", file_, name));
+    return walker;
+}
+
+Walker Plugin::to_openconfig(std::string_view module, std::string_view root) const {
+    return find(walker_name(kToOpenConfig, module, root));
+}
+
+} // namespace ocamp

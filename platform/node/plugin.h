@@ -1,0 +1,49 @@
+// The loaded plug-in and how its walkers are found: by the name formed from a module and a root node. Knows nothing of
+// what they do.
+#pragma once
+
+#include "yfw_platform.h"
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace ocamp {
+
+// A plug-in that cannot be loaded, or lacks what every plug-in has. The text names the file and the reason.
+class PluginError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// `in` is written only where the seam says so.
+using Walker = cerrno (*)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out);
+
+class Plugin {
+  public:
+    // Where the plug-in lies beside this program: ../lib/liboc-amplifier.so seen from the program's folder.
+    static std::string default_file();
+
+    explicit Plugin(const std::string &file);
+
+    const std::string &file() const noexcept { return file_; }
+    // Walker that maps requests on the OpenConfig module to native ones. Throws PluginError when there is none.
+    Walker to_native(std::string_view module, std::string_view root) const;
+    // Walker that maps data of the native module to OpenConfig. NULL when the plug-in does not map that module.
+    Walker to_openconfig(std::string_view module, std::string_view root) const;
+
+  private:
+    struct Close {
+        void operator()(void *library) const noexcept;
+    };
+    Walker find(const std::string &name) const;
+
+    std::string file_;
+    std::unique_ptr<void, Close> library_;
+};
+
+// Name of a walker's symbol: `direction`, then module and root in lower case without hyphens and underscores.
+std::string walker_name(std::string_view direction, std::string_view module, std::string_view root);
+
+} // namespace ocamp

@@ -1,0 +1,58 @@
+// Reads OpenConfig data from a node: requests through the plug-in to native requests, native data back through it to
+// an answer. Knows neither where filters come from nor how answers are shown.
+#pragma once
+
+#include "framework/mapping_run.h"
+#include "log/log.h"
+#include "node/answer.h"
+#include "node/filter.h"
+#include "node/node.h"
+#include "node/plugin.h"
+#include "node/request_error.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace ocamp {
+
+// How a read went, for people: each part as text. What was done before a refusal is there too.
+struct NativeWalkReport {
+    std::string module;
+    std::string entry; // data path
+    std::string tree;
+    cerrno result;
+};
+struct RunReport {
+    std::string request;
+    std::string native_request;
+    std::vector<NativeWalkReport> walks;
+};
+using ReadReport = std::vector<RunReport>;
+
+struct ReadResult {
+    YangTree answer;
+    std::vector<DroppedLeaf> dropped;
+};
+
+class Reader {
+  public:
+    // All outlive the reader. Handlers write their messages to the logs of `logs`.
+    Reader(const Plugin &plugin, LogSession &logs) : plugin_(plugin), logs_(logs) {}
+
+    // `kind`: YFW_KIND_GET or YFW_KIND_GET_CONFIG. `report` may be NULL. Throws RequestError.
+    ReadResult read(const NativeData &data, std::uint32_t kind, const Filter &filter, ReadReport *report) const;
+
+  private:
+    void read_one(const NativeData &data, std::uint32_t kind, RequestNode request, Answer &answer,
+                  RunReport *report) const;
+
+    const Plugin &plugin_;
+    LogSession &logs_;
+};
+
+// Runs the plug-in's OpenConfig walker over the run's request: what it wrote is the native request or edit. Throws
+// RequestError with the place when the walker refuses.
+void map_to_native(const Plugin &plugin, MappingRun &run);
+
+} // namespace ocamp

@@ -1,0 +1,239 @@
+// How libyang is asked. Knows nothing of requests or nodes.
+#include "node/schema.h"
+
+#include "node/yang_modules.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace {
+
+// Most keys that a list of the carried modules has.
+constexpr std::size_t kMostKeys = 4;
+
+LY_ERR provide_module(const char *name, const char *, const char *submodule, const char *, void *, LYS_INFORMAT *format,
+                      const char **text, ly_module_imp_data_free_clb *free_text) {
+    if (submodule != nullptr)
+        return LY_ENOTFOUND;
+    for (const YangModule &module : yang_modules()) {
+        if (module.name == name) {
+            *format = LYS_IN_YANG;
+            *text = module.text;
+            *free_text = nullptr;
+            return LY_SUCCESS;
+        }
+    }
+    return LY_ENOTFOUND;
+}
+
+} // namespace
+
+std::string leaf_text(const lyd_node &leaf) {
+    std::string text = lyd_get_value(&leaf);
+    const auto *type = reinterpret_cast<const lyd_node_term &>(leaf).value.realtype;
+    if (type != nullptr && type->basetype == LY_TYPE_IDENT)
+        text.erase(0, text.find(':') + 1);
+    return text;
+}
+
+Schema::Schema(std::span<const std::string_view> modules) {
+    // Complaints are kept for exceptions instead of being printed.
+    ly_log_options(LY_LOSTORE_LAST);
+    ly_ctx *context = nullptr;
+    if (ly_ctx_new(nullptr, LY_CTX_NO_YANGLIBRARY | LY_CTX_DISABLE_SEARCHDIRS, &context) != LY_SUCCESS)
+        throw YangError("libyang gave no context");
+    context_.reset(context);
+    ly_ctx_set_module_imp_clb(context, provide_module, nullptr);
+    for (const std::string_view name : modules) {
+        const lys_module *module = ly_ctx_load_module(context, std::string(name).c_str(), nullptr, nullptr);
+        if (module == nullptr)
+            throw YangError(fmt::format("YANG module {}: {}", name, complaint()));
+        modules_.push_back(module);
+    }
+}
+
+const lysc_node *Schema::find(const lysc_node *parent, std::string_view name, std::string_view ns) const {
+    const auto fits = [&](const lysc_node &node) { return node.name == name && (ns.empty() || node.module->ns == ns); };
+    const auto find_below = [&](const lysc_node *above, const lysc_module *module) -> const lysc_node * {
+        const lysc_node *child = nullptr;
+        while ((child = lys_getnext(child, above, module, 0)) != nullptr) {
+            if (fits(*child))
+                return child;
+        }
+        return nullptr;
+    };
+    if (parent != nullptr)
+        return find_below(parent, nullptr);
+    for (const lys_module *module : modules_) {
+        if (const lysc_node *root = find_below(nullptr, module->compiled); root != nullptr)
+            return root;
+    }
+    return nullptr;
+}
+
+std::vector<std::string_view> Schema::children(const lysc_node *parent) const {
+    std::vector<std::string_view> names;
+    const auto add_below = [&](const lysc_node *above, const lysc_module *module) {
+        const lysc_node *child = nullptr;
+        while ((child = lys_getnext(child, above, module, 0)) != nullptr)
+            names.push_back(child->name);
+    };
+    if (parent != nullptr) {
+        add_below(parent, nullptr);
+    } else {
+        for (const lys_module *module : modules_)
+            add_below(nullptr, module->compiled);
+    }
+    return names;
+}
+
+const lys_module *Schema::module(std::string_view word) const {
+    const auto found = std::find_if(modules_.begin(), modules_.end(), [&](const lys_module *module) {
+        return module->name == word || module->prefix == word || module->ns == word;
+    });
+    return found == modules_.end() ? nullptr : *found;
+}
+
+std::string Schema::complaint() const {
+    const char *message = ly_errmsg(context_.get());
+    const char *path = ly_errpath(context_.get());
+    if (message == nullptr)
+        return "refused without a reason";
+    return path == nullptr ? message : fmt::format("{} ({})", message, path);
+}
+
+std::string Schema::check_value(const lysc_node &leaf, std::string_view value) const {
+    const bool identity = reinterpret_cast<const lysc_node_leaf &>(leaf).type->basetype == LY_TYPE_IDENT;
+    if (identity)
+        value.remove_prefix(value.find(':') + 1);
+    const char *canonical = nullptr;
+    const LY_ERR result =
+        lyd_value_validate(context_.get(), &leaf, value.data(), value.size(), nullptr, nullptr, &canonical);
+    // A reference cannot be resolved without a tree; its type has been checked.
+    if (result != LY_SUCCESS && result != LY_EINCOMPLETE) {
+        const char *message = ly_errmsg(context_.get());
+        throw YangError(message != nullptr ? message : "refused without a reason");
+    }
+    std::string text = canonical != nullptr ? canonical : std::string(value);
+    lydict_remove(context_.get(), canonical);
+    if (identity)
+        text.erase(0, text.find(':') + 1);
+    return text;
+}
+
+YangTree Schema::parse(std::string_view document, LYD_FORMAT format) const {
+    lyd_node *first = nullptr;
+    const std::string terminated(document);
+    const LY_ERR result =
+        lyd_parse_data_mem(context_.get(), terminated.c_str(), format, LYD_PARSE_STRICT, LYD_VALIDATE_PRESENT, &first);
+    YangTree tree(first);
+    if (result != LY_SUCCESS)
+        throw YangError(complaint());
+    return tree;
+}
+
+void Schema::validate(YangTree &tree) const {
+    lyd_node *first = tree.release();
+    const LY_ERR result = lyd_validate_all(&first, context_.get(), LYD_VALIDATE_PRESENT, nullptr);
+    tree.reset(first);
+    if (result != LY_SUCCESS)
+        throw YangError(complaint());
+}
+
+lyd_node *Schema::keep(YangTree &tree, lyd_node *parent, lyd_node *added) const {
+    if (parent != nullptr)
+        return added;
+    lyd_node *first = tree.release();
+    const LY_ERR result = lyd_insert_sibling(first, added, &first);
+    tree.reset(first);
+    if (result != LY_SUCCESS) {
+        lyd_free_tree(added);
+        throw YangError(complaint());
+    }
+    return added;
+}
+
+lyd_node *Schema::add_container(YangTree &tree, lyd_node *parent, const lysc_node &node) const {
+    lyd_node *added = nullptr;
+    if (lyd_new_inner(parent, node.module, node.name, 0, &added) != LY_SUCCESS)
+        throw YangError(complaint());
+    return keep(tree, parent, added);
+}
+
+lyd_node *Schema::add_entry(YangTree &tree, lyd_node *parent, const lysc_node &node,
+                            std::span<const std::string> keys) const {
+    if (keys.size() != list_keys(node).size() || keys.size() > kMostKeys)
+        throw YangError(fmt::format("list {} needs each of its keys", node.name));
+    std::array<const char *, kMostKeys> values{};
+    std::transform(keys.begin(), keys.end(), values.begin(), [](const std::string &key) { return key.c_str(); });
+    lyd_node *added = nullptr;
+    // The call takes as many of the texts as the list has keys.
+    if (lyd_new_list(parent, node.module, node.name, 0, &added, values[0], values[1], values[2], values[3]) !=
+        LY_SUCCESS)
+        throw YangError(complaint());
+    return keep(tree, parent, added);
+}
+
+lyd_node *Schema::set_leaf(YangTree &tree, lyd_node *parent, const lysc_node &node, const std::string &value) const {
+    lyd_node *siblings = parent != nullptr ? lyd_child(parent) : tree.get();
+    if (lyd_node *present = find_instance(siblings, node); present != nullptr) {
+        const LY_ERR result = lyd_change_term(present, value.c_str());
+        // The same value again is told by codes of their own.
+        if (result != LY_SUCCESS && result != LY_EEXIST && result != LY_ENOT)
+            throw YangError(complaint());
+        return present;
+    }
+    lyd_node *added = nullptr;
+    if (lyd_new_term(parent, node.module, node.name, value.c_str(), 0, &added) != LY_SUCCESS)
+        throw YangError(complaint());
+    return keep(tree, parent, added);
+}
+
+std::vector<const lysc_node *> list_keys(const lysc_node &list) {
+    std::vector<const lysc_node *> keys;
+    for (const lysc_node *child = lysc_node_child(&list); child != nullptr && is_key(*child); child = child->next)
+        keys.push_back(child);
+    return keys;
+}
+
+lyd_node *find_instance(lyd_node *siblings, const lysc_node &node) {
+    lyd_node *found = nullptr;
+    lyd_find_sibling_val(siblings, &node, nullptr, 0, &found);
+    return found;
+}
+
+lyd_node *find_entry(lyd_node *siblings, const lysc_node &list, std::span<const std::string> keys) {
+    const std::vector<const lysc_node *> key_nodes = list_keys(list);
+    for (lyd_node *entry = siblings; entry != nullptr; entry = entry->next) {
+        if (entry->schema != &list || keys.size() != key_nodes.size())
+            continue;
+        bool same = true;
+        for (std::size_t i = 0; same && i < keys.size(); ++i) {
+            const lyd_node *key = find_instance(lyd_child(entry), *key_nodes[i]);
+            same = key != nullptr && leaf_text(*key) == keys[i];
+        }
+        if (same)
+            return entry;
+    }
+    return nullptr;
+}
+
+std::string print_tree(const lyd_node *tree, LYD_FORMAT format) {
+    char *text = nullptr;
+    if (tree == nullptr || lyd_print_mem(&text, tree, format, LYD_PRINT_WITHSIBLINGS) != LY_SUCCESS || text == nullptr)
+        return {};
+    const std::unique_ptr<char, decltype(&std::free)> owned(text, &std::free);
+    return owned.get();
+}
+
+std::string data_path(const lyd_node &node) {
+    const std::unique_ptr<char, decltype(&std::free)> path(lyd_path(&node, LYD_PATH_STD, nullptr, 0), &std::free);
+    return path ? path.get() : "";
+}
+
+} // namespace ocamp

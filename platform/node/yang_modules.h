@@ -1,0 +1,16 @@
+// The YANG modules that the program carries, so that it needs none beside it. Knows nothing of what they say.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+namespace ocamp {
+
+struct YangModule {
+    std::string_view name;
+    const char *text;
+};
+
+std::span<const YangModule> yang_modules() noexcept;
+
+} // namespace ocamp

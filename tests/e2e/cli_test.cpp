@@ -1,0 +1,158 @@
+// Wrong use of ocamp: each case with its exit status and its message.
+#include "ocamp_program.h"
+
+#include <gmock/gmock.h>
+
+using namespace e2e;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+class CommandLine : public NodeTest {};
+
+struct WrongUse {
+    const char *test_name;
+    std::vector<std::string> command;
+    std::vector<std::string> arguments;
+    const char *message; // part of what is told
+};
+
+void PrintTo(const WrongUse &shown, std::ostream *to) {
+    *to << shown.test_name;
+}
+
+class WrongUses : public NodeTest, public testing::WithParamInterface<WrongUse> {};
+
+TEST_P(WrongUses, AreToldWithStatusTwo) {
+    const Outcome outcome = ocamp(GetParam().command, GetParam().arguments, "x");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, StartsWith("ocamp: "));
+    EXPECT_THAT(outcome.err, HasSubstr(GetParam().message));
+}
+
+const WrongUse kWrongUses[] = {
+    {"UnknownNode",
+     {"get"},
+     {"/optical-amplifier/amplifierz"},
+     "at character 20: no node 'amplifierz' in 'optical-amplifier', expected one of: amplifiers, supervisory-channels"},
+    {"UnknownRoot", {"get"}, {"/interfaces"}, "no node 'interfaces' at the top, expected one of: optical-amplifier"},
+    {"UnknownModule", {"get"}, {"/oc-if:optical-amplifier"}, "no module 'oc-if'"},
+    {"RelativePath", {"get"}, {"optical-amplifier"}, "at character 1: expected '/'"},
+    {"EmptyPath", {"get"}, {""}, "at character 1: expected '/'"},
+    {"PathThatEndsInASlash", {"get"}, {"/optical-amplifier/"}, "expected a name"},
+    {"PathBeyondALeaf", {"get"}, {"/optical-amplifier/amplifiers/amplifier/name/x"}, "'name' is a leaf"},
+    {"KeyOfNoList", {"get"}, {"/optical-amplifier/amplifiers[name='x']"}, "'amplifiers' is no list with keys"},
+    {"UnknownKey",
+     {"get"},
+     {"/optical-amplifier/amplifiers/amplifier[nam='x']"},
+     "'nam' is no key of 'amplifier', expected 'name'"},
+    {"KeyWithoutQuotes", {"get"}, {"/optical-amplifier/amplifiers/amplifier[name=x]"}, "expected a value in quotes"},
+    {"KeyThatDoesNotEnd", {"get"}, {"/optical-amplifier/amplifiers/amplifier[name='x"}, "expected the closing '"},
+    {"KeyTwice", {"get"}, {"/optical-amplifier/amplifiers/amplifier[name='x'][name='y']"}, "'name' is given twice"},
+    {"PathAndFilter", {"get"}, {"--filter", "-", "/optical-amplifier"}, "excludes"},
+    {"UnknownFormat", {"get"}, {"--format", "yaml"}, "--format"},
+    {"MissingFilterFile", {"get"}, {"--filter", "no-such-file"}, "no-such-file: No such file"},
+    {"FilterThatIsNoXml", {"get"}, {"--filter", "-"}, "standard input: neither XML nor JSON"},
+    {"FolderAsFilter", {"get"}, {"--filter", "/"}, "/: Is a directory"},
+    {"MissingPlugin", {"get"}, {"--plugin", "no-such-plugin.so"}, "plug-in no-such-plugin.so: no such file"},
+    {"PluginThatIsNone", {"get"}, {"--plugin", "/etc/passwd"}, "plug-in /etc/passwd: "},
+    {"LogThatCannotBeWritten", {"get"}, {"--debug-log", "/no-such-folder/log"}, "/no-such-folder/log"},
+    {"LevelThatIsNoNumber", {"get"}, {"--log-level", "all"}, "--log-level"},
+    {"UnknownOption", {"get"}, {"--fast"}, "--fast"},
+    {"UnknownCommand", {"fetch"}, {}, "ocamp --help"},
+    {"EditWithoutFile", {"edit"}, {}, "FILE"},
+    {"UnknownDefaultOperation", {"edit"}, {"--default-operation", "delete", "-"}, "--default-operation"},
+    {"UnknownNativePath",
+     {"native", "get"},
+     {"/interface-configurations/interface"},
+     "expected one of: interface-configuration"},
+    {"InitWithoutExample", {"node", "init"}, {}, "--from"},
+};
+
+INSTANTIATE_TEST_SUITE_P(CommandLine, WrongUses, testing::ValuesIn(kWrongUses),
+                         [](const auto &use) { return std::string(use.param.test_name); });
+
+TEST_F(CommandLine, NoCommandIsWrongUse) {
+    const Outcome outcome = run_ocamp({});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("ocamp --help"));
+}
+
+TEST_F(CommandLine, EachCommandHasHelpWithAnExample) {
+    EXPECT_THAT(run_ocamp({"--help"}).out, HasSubstr("explain"));
+    const std::vector<std::vector<std::string>> commands = {
+        {"get"},          {"edit"},          {"explain", "get"}, {"explain", "edit"}, {"native", "get"},
+        {"node", "init"}, {"sysdb", "list"}, {"sysdb", "get"},   {"sysdb", "put"},    {"sysdb", "rm"}};
+    for (std::vector<std::string> words : commands) {
+        words.emplace_back("--help");
+        const Outcome outcome = run_ocamp(words);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_THAT(outcome.out, HasSubstr("Example"));
+        EXPECT_THAT(outcome.out, HasSubstr("--debug-log"));
+        EXPECT_THAT(outcome.out, HasSubstr("--plugin"));
+    }
+}
+
+TEST_F(CommandLine, FolderThatIsNoNodeIsToldByName) {
+    const Outcome outcome = run_ocamp({"get", "--node", (folder() / "elsewhere").string()});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("elsewhere: no node, expected a folder made with 'ocamp node init'"));
+}
+
+TEST_F(CommandLine, DatabaseThatIsNoneIsToldByName) {
+    write_file(folder() / "node" / "node.db", std::string(4096, 'x'));
+    const Outcome outcome = get({});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("node.db"));
+}
+
+TEST_F(CommandLine, NodeIsNeverMadeOverAnother) {
+    const std::string before = data();
+    const Outcome outcome = run_ocamp({"node", "init", node(), "--from", EXAMPLE_NODE});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("holds a node already"));
+    EXPECT_TRUE(before == data());
+}
+
+// Makes a node from a copy of the example with one file changed.
+Outcome init_with(const std::filesystem::path &folder, const std::string &file, const std::string &text) {
+    std::filesystem::copy(EXAMPLE_NODE, folder / "example", std::filesystem::copy_options::recursive);
+    write_file(folder / "example" / file, text);
+    return run_ocamp({"node", "init", (folder / "new").string(), "--from", (folder / "example").string()});
+}
+
+TEST_F(CommandLine, FaultyExampleIsToldByFileAndPlaceAndLeavesNothing) {
+    const struct {
+        const char *file, *text, *message;
+    } faults[] = {
+        {"native/running.json", "{\"Korvex-ifmgr-cfg:interface-configurations\": {\"interface\": []}}",
+         "native/running.json: "},
+        {"native/ots.json", "{\"Korvex-controller-orvo8-ots-oper:ots-oper\": {\"ots-ports\": {\"ots-port\": [{}]}}}",
+         "native/ots.json: "},
+        {"native/optics.xml", "<optics-oper", "native/optics.xml: "},
+        {"native/twice.json",
+         "{\"Korvex-controller-orvo8-ots-oper:ots-oper\": {\"ots-ports\": {\"ots-port\": "
+         "[{\"name\": \"Ots0/1/0/0\"}]}}}",
+         "expected each root in one file"},
+        {"native/empty.json", "{}", "native/empty.json: holds no data"},
+        {"native/notes.txt", "", "native/notes.txt: expected a file whose name ends in .json or .xml"},
+        {"sysdb/ots-if.json", "[{\"bind_point\": 1}]", "sysdb/ots-if.json: $[0].bind_point"},
+    };
+    for (const auto &fault : faults) {
+        const Outcome outcome = init_with(folder(), fault.file, fault.text);
+        EXPECT_EQ(outcome.status, 2) << fault.file;
+        EXPECT_THAT(outcome.err, HasSubstr(fault.message));
+        EXPECT_FALSE(std::filesystem::exists(folder() / "new")) << fault.file;
+        std::filesystem::remove_all(folder() / "example");
+    }
+}
+
+TEST_F(CommandLine, MissingExampleIsTold) {
+    const Outcome outcome = run_ocamp({"node", "init", (folder() / "new").string(), "--from", "no-such-example"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("no-such-example: no such folder"));
+}
+
+} // namespace

@@ -1,0 +1,328 @@
+// Edits of the example node through ocamp: what is read back, what is stored natively, and that a refused edit changes
+// not one byte.
+#include "ocamp_program.h"
+
+#include <gmock/gmock.h>
+
+using namespace e2e;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+// RFC 7951 document around the content of the root container.
+std::string json(const std::string &content) {
+    return "{\"openconfig-optical-amplifier:optical-amplifier\": {" + content + "}}";
+}
+
+// One amplifier entry with what stands in it beside its name.
+std::string amplifier(const std::string &name, const std::string &content) {
+    return "{\"name\": \"" + name + "\"" + (content.empty() ? "" : ", " + content) + "}";
+}
+
+std::string amplifiers(const std::string &entries) {
+    return json("\"amplifiers\": {\"amplifier\": [" + entries + "]}");
+}
+
+// Configuration of 0/2-AMP-BST.
+std::string booster(const std::string &leaves) {
+    return amplifiers(amplifier("0/2-AMP-BST", "\"config\": {" + leaves + "}"));
+}
+
+std::string operation(const std::string &word) {
+    return "\"@\": {\"ietf-netconf:operation\": \"" + word + "\"}";
+}
+
+std::string leaf_operation(const std::string &leaf, const std::string &word) {
+    return "\"@" + leaf + "\": {\"ietf-netconf:operation\": \"" + word + "\"}";
+}
+
+std::string xml(const std::string &content) {
+    return "<config xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" "
+           "xmlns:nc=\"urn:ietf:params:xml:ns:netconf:base:1.0\">"
+           "<optical-amplifier xmlns=\"http://openconfig.net/yang/optical-amplfier\">" +
+           content + "</optical-amplifier></config>";
+}
+
+class Edits : public NodeTest {
+  protected:
+    Outcome edit(const std::string &document, const std::vector<std::string> &arguments = {}) const {
+        std::vector<std::string> words = arguments;
+        words.emplace_back("-");
+        return ocamp({"edit"}, words, document);
+    }
+    void expect_done(const std::string &document, const std::vector<std::string> &arguments = {}) const {
+        const Outcome outcome = edit(document, arguments);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.out, "ok\n");
+        EXPECT_EQ(outcome.err, "");
+    }
+    std::string configuration() const { return get({"--config"}).out; }
+    std::string native(const std::string &interface) const {
+        return ocamp({"native", "get"},
+                     {"/interface-configurations/interface-configuration[interface-name='" + interface + "']"})
+            .out;
+    }
+    std::string interfaces() const {
+        return ocamp({"native", "get"}, {"/interface-configurations/interface-configuration/interface-name"}).out;
+    }
+    // The interfaces that are no amplifier's, with all their settings.
+    std::string other_interfaces() const {
+        std::string all;
+        for (const char *name : {"MgmtEth0/RP0/CPU0/0", "GigabitEthernet0/0/0/1", "TenGigE0/0/0/2", "Loopback0",
+                                 "Optics0/1/0/4", "Optics0/2/0/4", "Optics0/3/0/4", "Ots0/3/0/0", "Ots0/3/0/1"})
+            all += native(name);
+        return all;
+    }
+};
+
+TEST_F(Edits, ValuesAreStoredInTenthsAndReadBackFromThem) {
+    expect_done(booster("\"name\": \"0/2-AMP-BST\", \"target-gain\": \"15.56\", \"target-gain-tilt\": \"-1.25\", "
+                        "\"enabled\": false"));
+    EXPECT_EQ(configuration(), expected("edit_values.json"));
+    EXPECT_EQ(native("Ots0/2/0/1"), expected("edit_values_native.json"));
+    EXPECT_THAT(get({"/optical-amplifier/amplifiers/amplifier[name='0/2-AMP-BST']/state/target-gain"}).out,
+                HasSubstr("\"15.5\""));
+}
+
+TEST_F(Edits, XmlDoesTheSame) {
+    expect_done(xml("<amplifiers><amplifier><name>0/2-AMP-BST</name><config><name>0/2-AMP-BST</name>"
+                    "<target-gain> 15.56 </target-gain><target-gain-tilt>-1.25</target-gain-tilt>"
+                    "<enabled>false</enabled></config></amplifier></amplifiers>"));
+    EXPECT_EQ(configuration(), expected("edit_values.json"));
+}
+
+TEST_F(Edits, TwoAmplifiersAtOnce) {
+    expect_done(amplifiers(amplifier("0/1-AMP-PRE", "\"config\": {\"target-gain\": \"16.10\"}") + "," +
+                           amplifier("0/2-AMP-PRE", "\"config\": {\"enabled\": false}")));
+    EXPECT_EQ(configuration(), expected("edit_two.json"));
+}
+
+TEST_F(Edits, DeleteOfALeaf) {
+    expect_done(booster("\"target-gain\": \"0\", " + leaf_operation("target-gain", "delete")));
+    EXPECT_EQ(configuration(), expected("edit_delete_leaf.json"));
+    EXPECT_THAT(native("Ots0/2/0/1"), Not(HasSubstr("optics-ots-amplifier-gain\"")));
+}
+
+TEST_F(Edits, DeleteOfALeafInXmlNeedsNoValue) {
+    expect_done(xml("<amplifiers><amplifier><name>0/2-AMP-BST</name><config>"
+                    "<target-gain nc:operation=\"delete\"/></config></amplifier></amplifiers>"));
+    EXPECT_EQ(configuration(), expected("edit_delete_leaf.json"));
+}
+
+TEST_F(Edits, DeleteOfAnAmplifiersConfiguration) {
+    expect_done(amplifiers(amplifier("0/2-AMP-BST", "\"config\": {" + operation("delete") + "}")));
+    EXPECT_EQ(configuration(), expected("edit_delete_config.json"));
+    EXPECT_EQ(native("Ots0/2/0/1"), expected("edit_delete_config_native.json"));
+}
+
+TEST_F(Edits, DeleteOfAnAmplifier) {
+    const std::string others = other_interfaces();
+    expect_done(amplifiers("{" + operation("delete") + ", \"name\": \"0/2-AMP-BST\"}"));
+    EXPECT_EQ(configuration(), expected("edit_delete_entry.json"));
+    EXPECT_EQ(native("Ots0/2/0/1"), "{}\n");
+    EXPECT_EQ(other_interfaces(), others);
+}
+
+TEST_F(Edits, DeleteOfEverythingTouchesNoOtherInterface) {
+    const std::string others = other_interfaces();
+    for (const std::string &document :
+         {json(operation("delete")), json("\"amplifiers\": {" + operation("delete") + "}"),
+          json("\"amplifiers\": {" + operation("remove") + "}")}) {
+        SetUp();
+        expect_done(document);
+        EXPECT_EQ(configuration(), "{}\n");
+        EXPECT_EQ(interfaces(), expected("edit_delete_all_interfaces.json"));
+        EXPECT_EQ(other_interfaces(), others);
+        TearDown();
+    }
+    SetUp();
+}
+
+TEST_F(Edits, AmplifierThatWasDeletedCanBeCreated) {
+    expect_done(amplifiers("{" + operation("delete") + ", \"name\": \"0/2-AMP-BST\"}"));
+    const std::string create = amplifiers("{" + operation("create") +
+                                          ", \"name\": \"0/2-AMP-BST\", \"config\": {\"name\": \"0/2-AMP-BST\", "
+                                          "\"target-gain\": \"12.5\"}}");
+    expect_done(create);
+    EXPECT_THAT(get({"--config", "/optical-amplifier/amplifiers/amplifier[name='0/2-AMP-BST']"}).out,
+                HasSubstr("\"target-gain\": \"12.5\""));
+    EXPECT_EQ(edit(create).status, 1);
+}
+
+TEST_F(Edits, ReplaceOfOneAmplifierLeavesTheOthers) {
+    const std::string others = other_interfaces();
+    expect_done(amplifiers("{" + operation("replace") +
+                           ", \"name\": \"0/1-AMP-BST\", \"config\": {\"name\": \"0/1-AMP-BST\", "
+                           "\"target-gain\": \"12.5\"}}"));
+    EXPECT_EQ(configuration(), expected("edit_replace_entry.json"));
+    EXPECT_EQ(other_interfaces(), others);
+}
+
+TEST_F(Edits, ReplaceOfOneConfigurationKeepsTheInterface) {
+    expect_done(amplifiers(amplifier("0/2-AMP-PRE", "\"config\": {" + operation("replace") +
+                                                        ", \"name\": \"0/2-AMP-PRE\", \"target-gain\": \"22.5\"}")));
+    EXPECT_THAT(get({"--config", "/optical-amplifier/amplifiers/amplifier[name='0/2-AMP-PRE']"}).out,
+                Not(HasSubstr("target-gain-tilt")));
+    EXPECT_THAT(native("Ots0/2/0/0"), HasSubstr("\"description\": \"line west, pre-amplifier\""));
+}
+
+TEST_F(Edits, ReplaceOfTheWholeContainer) {
+    const std::string others = other_interfaces();
+    const std::string content =
+        "\"amplifiers\": {\"amplifier\": [" +
+        amplifier("0/2-AMP-PRE", "\"config\": {\"name\": \"0/2-AMP-PRE\", \"target-gain\": \"19.5\"}") + "," +
+        amplifier("0/2-AMP-BST", "\"config\": {\"name\": \"0/2-AMP-BST\", \"target-gain\": \"14.8\"}") + "]}";
+    expect_done(json(operation("replace") + ", " + content));
+    EXPECT_EQ(configuration(), expected("edit_replace_all.json"));
+    EXPECT_EQ(other_interfaces(), others);
+
+    SetUp();
+    expect_done(json(content), {"--default-operation", "replace"});
+    EXPECT_EQ(configuration(), expected("edit_replace_all.json"));
+    TearDown();
+    SetUp();
+}
+
+TEST_F(Edits, WithoutDefaultOperationOnlyMarkedNodesChange) {
+    expect_done(booster("\"target-gain\": \"10.5\", \"target-gain-tilt\": \"0.5\", " +
+                        leaf_operation("target-gain-tilt", "merge")),
+                {"--default-operation", "none"});
+    const std::string now = get({"--config", "/optical-amplifier/amplifiers/amplifier[name='0/2-AMP-BST']"}).out;
+    EXPECT_THAT(now, HasSubstr("\"target-gain\": \"14.2\""));
+    EXPECT_THAT(now, HasSubstr("\"target-gain-tilt\": \"0.5\""));
+}
+
+TEST_F(Edits, RemoveOfWhatIsNotThereIsDoneAndChangesNothing) {
+    const std::string before = data();
+    expect_done(amplifiers("{" + operation("remove") + ", \"name\": \"0/9-AMP-BST\"}"));
+    expect_done(amplifiers("{" + operation("remove") + ", \"name\": \"0/3-AMP-PRE\"}"));
+    expect_done(json("\"supervisory-channels\": {" + operation("remove") + "}"));
+    EXPECT_TRUE(before == data());
+}
+
+TEST_F(Edits, ExplanationShowsTheEditWithoutDoingIt) {
+    const std::string before = data();
+    const Outcome outcome =
+        ocamp({"explain", "edit"}, {"-"}, booster("\"target-gain\": \"15.56\", \"enabled\": false"));
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, expected("explain_edit.txt"));
+    EXPECT_TRUE(before == data());
+}
+
+TEST_F(Edits, ExplanationOfARefusedEditShowsHowFarItCame) {
+    const Outcome outcome = ocamp({"explain", "edit"}, {"-"}, booster("\"target-gain\": \"99.9\""));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, HasSubstr("<optics-ots-amplifier-gain> \"999\""));
+    EXPECT_THAT(outcome.err, HasSubstr("/config/target-gain: the native model refuses"));
+}
+
+// An edit that is refused, with the beginning and a later part of the message.
+struct Refusal {
+    const char *test_name;
+    std::string document;
+    const char *place;
+    const char *reason;
+    std::vector<std::string> arguments = {};
+    int status = 1;
+};
+
+void PrintTo(const Refusal &shown, std::ostream *to) {
+    *to << shown.test_name;
+}
+
+class RefusedEdits : public Edits, public testing::WithParamInterface<Refusal> {};
+
+TEST_P(RefusedEdits, NameThePlaceAndChangeNothing) {
+    const std::string before = data();
+    const Outcome outcome = edit(GetParam().document, GetParam().arguments);
+    EXPECT_EQ(outcome.status, GetParam().status);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, StartsWith(std::string("ocamp: ") + GetParam().place));
+    EXPECT_THAT(outcome.err, HasSubstr(GetParam().reason));
+    EXPECT_TRUE(before == data());
+}
+
+#define BOOSTER "/optical-amplifier/amplifiers/amplifier[name='0/2-AMP-BST']"
+
+const Refusal kRefusals[] = {
+    {"UnsupportedLeaf", booster("\"min-gain\": \"1.5\""), BOOSTER "/config/min-gain: ", "0xaaf2ee00"},
+    {"UnsupportedLeafAmongGoodOnes", booster("\"target-gain\": \"12.5\", \"type\": \"EDFA\""),
+     BOOSTER "/config/type: ", "0xaaf2ee00"},
+    {"UnknownLeaf", booster("\"mingain\": \"1.5\""),
+     BOOSTER "/config/mingain: ", "expected one of: name, type, target-gain"},
+    {"UnknownAmplifier", amplifiers(amplifier("0/9-AMP-BST", "\"config\": {\"target-gain\": \"1.5\"}")),
+     "/optical-amplifier/amplifiers/amplifier[name='0/9-AMP-BST']: ", "no such entry"},
+    {"AmplifierOfSlotWithoutCard", amplifiers(amplifier("0/3-AMP-PRE", "\"config\": {\"target-gain\": \"1.5\"}")),
+     "/optical-amplifier/amplifiers/amplifier[name='0/3-AMP-PRE']: ", "no such entry"},
+    {"NameOfNoKind", amplifiers(amplifier("foo", "\"config\": {\"target-gain\": \"1.5\"}")),
+     "/optical-amplifier/amplifiers/amplifier[name='foo']", "the native model refuses"},
+    {"KeyThatDiffersFromItsLeaf", booster("\"name\": \"0/1-AMP-BST\", \"target-gain\": \"1.5\""),
+     BOOSTER "/name: ", "Key differs from the leaf it refers to"},
+    {"ValueOutsideTheNativeRange", booster("\"target-gain\": \"155.5\""),
+     BOOSTER "/config/target-gain: ", "the native model refuses 'optics-ots-amplifier-gain' '1555'"},
+    {"SecondOfTwoAmplifiersOutsideTheRange",
+     amplifiers(amplifier("0/1-AMP-PRE", "\"config\": {\"target-gain\": \"16.1\"}") + "," +
+                amplifier("0/2-AMP-BST", "\"config\": {\"target-gain\": \"99.9\"}")),
+     BOOSTER "/config/target-gain: ", "'999'"},
+    {"ValueWhoseLowBitsWouldFit", booster("\"target-gain\": \"429496749.60\""),
+     BOOSTER "/config/target-gain: ", "would read back as '20.0'"},
+    {"ValueOfAnotherType", booster("\"target-gain\": \"abc\""), BOOSTER "/config/target-gain: ", "[invalid-value]"},
+    {"NegativeGain", booster("\"target-gain\": \"-1.0\""), BOOSTER "/config/target-gain: ", "[invalid-value]"},
+    {"TooManyFractionDigits", booster("\"target-gain\": \"1.234\""),
+     BOOSTER "/config/target-gain: ", "[invalid-value]"},
+    {"EnabledInCapitals", booster("\"enabled\": \"TRUE\""), BOOSTER "/config/enabled: ", "[invalid-value]"},
+    {"ForeignAugment", booster("\"other-module:colour\": \"red\""), BOOSTER "/config/colour: ", "0xaaf2f800"},
+    {"State", amplifiers(amplifier("0/2-AMP-BST", "\"state\": {\"target-gain\": \"1.5\"}")),
+     BOOSTER "/state: ", "is state"},
+    {"ConfigurationOfAChannel",
+     json("\"supervisory-channels\": {\"supervisory-channel\": [{\"interface\": \"Optics0/1/0/4\", "
+          "\"config\": {\"interface\": \"Optics0/1/0/4\"}}]}"),
+     "/optical-amplifier/supervisory-channels/supervisory-channel[interface='Optics0/1/0/4']/config: ", "0xaaf2ee00"},
+    {"DeleteOfAnAbsentAmplifier", amplifiers("{" + operation("delete") + ", \"name\": \"0/3-AMP-PRE\"}"),
+     "/optical-amplifier/amplifiers/amplifier[name='0/3-AMP-PRE']: ", "[data-missing]"},
+    {"DeleteOfAnAbsentLeaf", booster(leaf_operation("fiber-type-profile", "delete")),
+     BOOSTER "/config/fiber-type-profile: ", "[data-missing]"},
+    {"CreateOfAnExistingAmplifier",
+     amplifiers("{" + operation("create") + ", \"name\": \"0/2-AMP-BST\", \"config\": {\"name\": \"0/2-AMP-BST\"}}"),
+     BOOSTER ": ", "[data-exists]"},
+    {"CreateOfAnExistingLeaf", booster("\"target-gain\": \"12.5\", " + leaf_operation("target-gain", "create")),
+     BOOSTER "/config/target-gain: ", "[data-exists]"},
+    {"DeleteThatBringsChildren",
+     json("\"amplifiers\": {" + operation("delete") + ", \"amplifier\": [" + amplifier("0/1-AMP-PRE", "") + "]}"),
+     "/optical-amplifier/amplifiers: ", "0xaaf2a000"},
+    {"DeleteOfAKey", amplifiers(amplifier("0/2-AMP-BST", leaf_operation("name", "delete"))), BOOSTER, "0xaaf2f200"},
+    {"DeleteOfTheLeafThatTheKeyRefersTo", booster("\"name\": \"0/2-AMP-BST\", " + leaf_operation("name", "delete")),
+     BOOSTER "/config/name: ", "cannot be deleted"},
+    {"EntryWithoutKey", amplifiers("{\"config\": {\"target-gain\": \"1.5\"}}"),
+     "/optical-amplifier/amplifiers/amplifier/name: ", "0xaaf2f000"},
+    {"EntryGivenTwice", amplifiers(amplifier("0/2-AMP-BST", "") + "," + amplifier("0/2-AMP-BST", "")), BOOSTER ": ",
+     "given twice"},
+    {"UnknownOperation", json("\"amplifiers\": {" + operation("destroy") + "}"),
+     "/optical-amplifier/amplifiers: ", "operation 'destroy', expected one of: merge, replace, create, delete, remove"},
+    {"AbsentAmplifierWithoutDefaultOperation",
+     amplifiers(amplifier("0/9-AMP-PRE", "")),
+     "/optical-amplifier/amplifiers/amplifier[name='0/9-AMP-PRE']: ",
+     "[data-missing]",
+     {"--default-operation", "none"}},
+    {"OperationWithoutNamespace", xml("<amplifiers operation=\"delete\"/>"),
+     "/optical-amplifier/amplifiers: ", "attribute 'operation=delete'"},
+    {"OtherModel", "{\"other-module:root\": {}}", "/root: ", "module 'other-module' is none of the model's"},
+    {"TextAmongElements", xml("<amplifiers>all</amplifiers>"), "/optical-amplifier/amplifiers: ", "expected elements"},
+    {"NoConfigElement",
+     "<optical-amplifier xmlns=\"http://openconfig.net/yang/optical-amplfier\"/>",
+     "standard input: ",
+     "expected one element <config",
+     {},
+     2},
+    {"BrokenXml", "<config xmlns=\"urn", "standard input: ", "not well-formed XML", {}, 2},
+    {"BrokenJson", "{\"a\": ", "standard input: ", "not well-formed JSON", {}, 2},
+    {"NeitherXmlNorJson", "target-gain = 5", "standard input: ", "neither XML nor JSON", {}, 2},
+    {"NothingAtAll", "", "standard input: ", "neither XML nor JSON", {}, 2},
+};
+
+INSTANTIATE_TEST_SUITE_P(Edits, RefusedEdits, testing::ValuesIn(kRefusals),
+                         [](const auto &refusal) { return std::string(refusal.param.test_name); });
+
+} // namespace

@@ -1,0 +1,52 @@
+// Runs ocamp as its users do, and gives each test a node of its own. Knows nothing of what the commands answer.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace e2e {
+
+struct Outcome {
+    int status = -1; // exit status; -1 when a signal ended it
+    std::string out, err;
+};
+
+// Runs ocamp with these arguments and `input` as standard input, and waits for its end.
+Outcome run_ocamp(const std::vector<std::string> &arguments, const std::string &input = "");
+
+// Starts ocamp with the file as standard input and its standard output into another file. Gives the process number;
+// the caller waits for it.
+int start_ocamp(const std::vector<std::string> &arguments, const std::filesystem::path &input,
+                const std::filesystem::path &output);
+
+std::string read_file(const std::filesystem::path &file);
+void write_file(const std::filesystem::path &file, const std::string &text);
+// Text of a file in expected/.
+std::string expected(const std::string &name);
+
+// A test with a fresh node made from the example.
+class NodeTest : public testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    std::string node() const { return (folder_ / "node").string(); }
+    const std::filesystem::path &folder() const { return folder_; }
+    // The node's database, byte for byte.
+    std::string data() const { return read_file(folder_ / "node" / "node.db"); }
+
+    // ocamp COMMAND... --node NODE ARGUMENTS...
+    Outcome ocamp(const std::vector<std::string> &command, const std::vector<std::string> &arguments = {},
+                  const std::string &input = "") const;
+    Outcome get(const std::vector<std::string> &arguments, const std::string &input = "") const {
+        return ocamp({"get"}, arguments, input);
+    }
+
+  private:
+    std::filesystem::path folder_;
+};
+
+} // namespace e2e

@@ -1,0 +1,206 @@
+// Reads of the example node through ocamp; the answers are compared in full.
+#include "ocamp_program.h"
+
+#include <gmock/gmock.h>
+
+using namespace e2e;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+constexpr const char *kNoData = "{}\n";
+constexpr const char *kPre1 = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']";
+
+std::string filter(const std::string &content) {
+    return "<filter type=\"subtree\"><optical-amplifier xmlns=\"http://openconfig.net/yang/optical-amplfier\">" +
+           content + "</optical-amplifier></filter>";
+}
+
+// A read and the file with its whole answer.
+struct FullRead {
+    const char *test_name;
+    std::vector<std::string> arguments;
+    std::string input;
+    const char *answer;
+};
+
+void PrintTo(const FullRead &shown, std::ostream *to) {
+    *to << shown.test_name;
+}
+
+class FullReads : public NodeTest, public testing::WithParamInterface<FullRead> {};
+
+TEST_P(FullReads, GiveTheWholeAnswer) {
+    const Outcome outcome = get(GetParam().arguments, GetParam().input);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.out, expected(GetParam().answer));
+}
+
+const FullRead kReads[] = {
+    {"OneAmplifier", {kPre1}, "", "amplifier.json"},
+    {"OneAmplifierConfiguration", {"--config", kPre1}, "", "amplifier_config.json"},
+    {"StateOfOneAmplifier", {std::string(kPre1) + "/state"}, "", "amplifier_state.json"},
+    {"OneAmplifierAsXml", {"--format", "xml", kPre1}, "", "amplifier.xml"},
+    {"OneStateLeaf", {std::string(kPre1) + "/state/actual-gain/instant"}, "", "leaf_state.json"},
+    {"OneConfigurationLeaf", {"--config", std::string(kPre1) + "/config/target-gain"}, "", "leaf_config.json"},
+    {"ConfigurationLeafInAFullRead", {std::string(kPre1) + "/config/target-gain"}, "", "leaf_config.json"},
+    {"AllAmplifiers", {"/optical-amplifier/amplifiers"}, "", "amplifiers.json"},
+    {"AllAmplifiersByTheirList", {"/optical-amplifier/amplifiers/amplifier"}, "", "amplifiers.json"},
+    {"ConfigurationOfAllAmplifiers", {"--config", "/optical-amplifier/amplifiers"}, "", "config.json"},
+    {"OneLeafOfAllAmplifiers", {"/optical-amplifier/amplifiers/amplifier/state/enabled"}, "", "leaf_of_all.json"},
+    {"WholeModel", {}, "", "whole.json"},
+    {"WholeModelByItsRoot", {"/optical-amplifier"}, "", "whole.json"},
+    {"WholeModelAsXml", {"--format", "xml"}, "", "whole.xml"},
+    {"WholeConfiguration", {"--config"}, "", "config.json"},
+    {"OneChannel",
+     {"/optical-amplifier/supervisory-channels/supervisory-channel[interface='Optics0/2/0/4']"},
+     "",
+     "channel.json"},
+    {"AllChannels", {"/optical-amplifier/supervisory-channels"}, "", "channels.json"},
+    {"StatisticsOfOneChannel",
+     {"/optical-amplifier/supervisory-channels/supervisory-channel[interface='Optics0/1/0/4']/state/input-power"},
+     "",
+     "channel_input.json"},
+    {"FilterWithTwoAmplifiersAndAChannel",
+     {"--filter", "-"},
+     filter("<amplifiers>"
+            "<amplifier><name>0/2-AMP-PRE</name><config/></amplifier>"
+            "<amplifier><name>0/1-AMP-BST</name><state><output-power-c-band/><type/></state></amplifier>"
+            "</amplifiers><supervisory-channels><supervisory-channel><interface>Optics0/1/0/4</interface>"
+            "<state><output-power><instant/></output-power></state></supervisory-channel></supervisory-channels>"),
+     "filter_several.json"},
+    {"FilterByContent",
+     {"--filter", "-", "--config"},
+     filter("<amplifiers><amplifier><config><enabled>false</enabled></config></amplifier></amplifiers>"),
+     "filter_content.json"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Reads, FullReads, testing::ValuesIn(kReads),
+                         [](const auto &read) { return std::string(read.param.test_name); });
+
+// Reads that select nothing.
+struct EmptyRead {
+    const char *test_name;
+    std::vector<std::string> arguments;
+    std::string input = {};
+};
+
+void PrintTo(const EmptyRead &shown, std::ostream *to) {
+    *to << shown.test_name;
+}
+
+class EmptyReads : public NodeTest, public testing::WithParamInterface<EmptyRead> {};
+
+TEST_P(EmptyReads, GiveAnEmptyAnswer) {
+    const Outcome outcome = get(GetParam().arguments, GetParam().input);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.out, kNoData);
+}
+
+const EmptyRead kEmptyReads[] = {
+    {"SlotWithoutCard", {"/optical-amplifier/amplifiers/amplifier[name='0/3-AMP-PRE']"}},
+    {"SlotThatCannotBe", {"/optical-amplifier/amplifiers/amplifier[name='0/9-AMP-BST']"}},
+    {"NameOfNoKind", {"/optical-amplifier/amplifiers/amplifier[name='nothing']"}},
+    {"EmptyName", {"/optical-amplifier/amplifiers/amplifier[name='']"}},
+    {"ConfigurationOfSlotWithoutCard", {"--config", "/optical-amplifier/amplifiers/amplifier[name='0/3-AMP-BST']"}},
+    {"StateInAConfigurationRead", {"--config", std::string(kPre1) + "/state"}},
+    {"ChannelsInAConfigurationRead", {"--config", "/optical-amplifier/supervisory-channels"}},
+    {"ChannelOfSlotWithoutCard",
+     {"/optical-amplifier/supervisory-channels/supervisory-channel[interface='Optics0/3/0/4']"}},
+    {"EthernetPortAsChannel",
+     {"/optical-amplifier/supervisory-channels/supervisory-channel[interface='GigabitEthernet0/0/0/1']"}},
+    {"EmptyFilter", {"--filter", "-"}, "<filter/>"},
+    {"FilterOfAnotherModel", {"--filter", "-"}, "<interfaces xmlns=\"http://openconfig.net/yang/interfaces\"/>"},
+    {"FilterWithUnknownName", {"--filter", "-"}, filter("<attenuators/>")},
+    {"FilterWithAttribute", {"--filter", "-"}, filter("<amplifiers kind=\"edfa\"/>")},
+    {"FilterWithContradiction",
+     {"--filter", "-"},
+     filter("<amplifiers><amplifier><name>0/1-AMP-PRE</name><name>0/1-AMP-BST</name></amplifier></amplifiers>")},
+};
+
+INSTANTIATE_TEST_SUITE_P(Reads, EmptyReads, testing::ValuesIn(kEmptyReads),
+                         [](const auto &read) { return std::string(read.param.test_name); });
+
+class Reads : public NodeTest {};
+
+TEST_F(Reads, EmptyAnswerAsXmlIsAnEmptyDataElement) {
+    EXPECT_EQ(get({"--format", "xml", "/optical-amplifier/amplifiers/amplifier[name='0/3-AMP-PRE']"}).out,
+              "<data xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"/>\n");
+}
+
+TEST_F(Reads, ReadOfAnUnsupportedLeafIsRefusedByName) {
+    const Outcome outcome = get({std::string(kPre1) + "/state/min-gain"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "ocamp: " + std::string(kPre1) + "/state/min-gain: Node is not supported (0xaaf2ee00)\n");
+}
+
+TEST_F(Reads, OtherInterfacesNeverAppear) {
+    for (const Outcome &outcome : {get({}), get({"--config"})}) {
+        EXPECT_THAT(outcome.out, Not(HasSubstr("Ethernet")));
+        EXPECT_THAT(outcome.out, Not(HasSubstr("TenGigE")));
+        EXPECT_THAT(outcome.out, Not(HasSubstr("Mgmt")));
+        EXPECT_THAT(outcome.out, Not(HasSubstr("Loopback")));
+        EXPECT_THAT(outcome.out, Not(HasSubstr("0/3")));
+    }
+}
+
+TEST_F(Reads, InputStatisticsOfAnAmplifierComeFromItsPartnersRecord) {
+    const char *bind_point = "/oper/perfmgmt/gl/periodic/optics/interface/";
+    const std::string path = std::string(kPre1) + "/state/input-power-c-band";
+    ASSERT_THAT(get({path}).out, HasSubstr("\"avg\""));
+    ASSERT_EQ(ocamp({"sysdb", "rm"}, {bind_point, "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1"}).status, 0);
+    const std::string without_record = get({path}).out;
+    EXPECT_THAT(without_record, HasSubstr("\"instant\""));
+    EXPECT_THAT(without_record, Not(HasSubstr("\"avg\"")));
+}
+
+TEST_F(Reads, AnswerIsTheSameWhicheverWayItIsAskedFor) {
+    const std::string by_filter =
+        get({"--filter", "-"}, filter("<amplifiers><amplifier><name> 0/1-AMP-PRE </name></amplifier></amplifiers>"))
+            .out;
+    EXPECT_EQ(by_filter, expected("amplifier.json"));
+    const std::string with_prefixes = get({"/openconfig-optical-amplifier:optical-amplifier/oc-opt-amp:amplifiers/"
+                                           "amplifier[ name = \"0/1-AMP-PRE\" ]"})
+                                          .out;
+    EXPECT_EQ(with_prefixes, expected("amplifier.json"));
+}
+
+TEST_F(Reads, ReadingChangesNothing) {
+    const std::string before = data();
+    get({});
+    ocamp({"explain", "get"}, {});
+    EXPECT_TRUE(before == data());
+}
+
+TEST_F(Reads, ExplanationShowsTheStepsInOrder) {
+    const Outcome outcome = ocamp({"explain", "get"}, {std::string(kPre1) + "/state/enabled"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, expected("explain_leaf.txt"));
+}
+
+TEST_F(Reads, ExplanationWithCallsShowsEachCall) {
+    const Outcome outcome = ocamp({"explain", "get"}, {"--calls", std::string(kPre1) + "/state/enabled"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, HasSubstr("2. Calls to the platform"));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("2. Native request")));
+    EXPECT_THAT(outcome.out, HasSubstr("  yfw_map_add_to_node_hierarchy(ctx, <optical-amplifier>, 1) = 0\n"
+                                       "    yfw_map_do_these_match(\"amplifiers\", \"amplifiers\") = 1\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("\"/ots-oper/ots-ports/ots-port/ots-info/osri-config-val\", "
+                                       "\"http://korvex.example/ns/yang/Korvex-controller-orvo8-ots-oper\", NULL"));
+    EXPECT_THAT(outcome.out, HasSubstr("_sysdb_bind("));
+}
+
+TEST_F(Reads, LogsGoWhereTheyAreAsked) {
+    const std::string log = (folder() / "debug.log").string(), trace = (folder() / "trace").string();
+    EXPECT_EQ(get({"--debug-log", log, "--log-level", "0", "--trace", trace}).status, 0);
+    EXPECT_THAT(read_file(log), HasSubstr("Amplifier_name [0/3-AMP-PRE] not present in sysdb inventory, discard it!"));
+    EXPECT_THAT(read_file(log), Not(HasSubstr("TRC: ")));
+    EXPECT_THAT(read_file(trace), HasSubstr("#1: TRC: "));
+    EXPECT_THAT(get({"--debug-log", "-"}).err, HasSubstr("TRC: YFW: ctx="));
+}
+
+} // namespace

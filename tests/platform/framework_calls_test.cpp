@@ -1,0 +1,409 @@
+// The calls of the seam into the framework: what they do to a run, and that misuse is a code and never more.
+#include "framework/mapping_run.h"
+#include "log/calls.h"
+#include "log/codes.h"
+
+#include <array>
+#include <cstring>
+#include <set>
+
+#include <gmock/gmock.h>
+
+using namespace ocamp;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr const char *kList = "/optical-amplifier/amplifiers/amplifier";
+
+RequestNode request(std::uint32_t operation = YFW_OP_MERGE) {
+    RequestNode name{.tag = "name", .ns = "urn:m", .value = "0/1-AMP-PRE", .key = true};
+    RequestNode config{.tag = "config", .ns = "urn:m", .operation = operation};
+    config.children.push_back({.tag = "name", .ns = "urn:m", .value = "0/1-AMP-PRE"});
+    config.children.push_back({.tag = "target-gain", .ns = "urn:m", .value = "15.5", .operation = operation});
+    RequestNode entry{.tag = "amplifier", .ns = "urn:m", .children = {name, config}};
+    RequestNode list{.tag = "amplifiers", .ns = "urn:m", .children = {entry}};
+    return {.tag = "optical-amplifier", .ns = "urn:m", .children = {list}};
+}
+
+class SeamCalls : public testing::Test {
+  protected:
+    const yfw_datatree *root() const { return run.request(); }
+    const yfw_datatree *entry() const { return &root()->children[0].children[0]; }
+    const yfw_datatree *config() const { return &entry()->children[1]; }
+    const yfw_datatree *gain() const { return &config()->children[1]; }
+    void enter_entry() {
+        ASSERT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 1), CERR_SUCCESS);
+        ASSERT_EQ(yfw_map_add_to_node_hierarchy(ctx, &root()->children[0], 1), CERR_SUCCESS);
+        ASSERT_EQ(yfw_map_add_to_node_hierarchy(ctx, entry(), 2), CERR_SUCCESS);
+    }
+    cerrno write(const char *path, const char *value, const yfw_datatree *source = nullptr,
+                 std::uint32_t list_flag = 0) {
+        return yfw_map_datatree_add_path_flagged(ctx, run.output(), path, "urn:n", value, source, 0, list_flag, 0);
+    }
+
+    MappingRun run{YFW_KIND_EDIT, request()};
+    yfw_map_ctx ctx = run.context();
+};
+
+TEST_F(SeamCalls, StateOfARunIsAsTheSeamDescribesIt) {
+    const yfw_map_request &state = *ctx->req_ctx;
+    EXPECT_EQ(*state.request_kind, std::uint32_t{YFW_KIND_EDIT});
+    EXPECT_EQ(state.node_data_count, 1U);
+    EXPECT_EQ(state.node_data, root());
+    EXPECT_STREQ(state.reg_dup_datatree.tag, "");
+    EXPECT_EQ(state.reg_dup_datatree.node_flags, YFW_NODE_PRESENT | YFW_NODE_HAS_CHILDREN);
+    ASSERT_EQ(state.reg_dup_datatree.child_count, 1U);
+    EXPECT_STREQ(state.reg_dup_datatree.children[0].tag, "optical-amplifier");
+    EXPECT_NE(state.reg_dup_datatree.children, root());
+    EXPECT_EQ(state.hierarchy_len, 0);
+    EXPECT_EQ(state.native_path, nullptr);
+    EXPECT_EQ(state.native_path_depth, 0U);
+}
+
+TEST_F(SeamCalls, RunWithoutPathHasNoDuplicate) {
+    MappingRun bare(YFW_KIND_GET, std::nullopt);
+    EXPECT_EQ(bare.state().reg_dup_datatree.child_count, 0U);
+    EXPECT_EQ(bare.request(), nullptr);
+    EXPECT_EQ(bare.state().node_data_count, 0U);
+}
+
+TEST_F(SeamCalls, HierarchyShowsItsNodesAndTheOutermostEntry) {
+    enter_entry();
+    const yfw_map_request &state = *ctx->req_ctx;
+    ASSERT_EQ(state.hierarchy_len, 3);
+    EXPECT_EQ(state.hierarchy[2], entry());
+    EXPECT_EQ(state.native_list, entry());
+    EXPECT_EQ(state.current_node, entry());
+    EXPECT_EQ(state.parent_node, &root()->children[0]);
+    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, entry()), CERR_SUCCESS);
+    EXPECT_EQ(state.hierarchy_len, 2);
+    EXPECT_EQ(state.native_list, nullptr);
+}
+
+TEST_F(SeamCalls, HierarchyRefusesMisuse) {
+    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, root()), RC_HIERARCHY_EMPTY);
+    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, nullptr, 1), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 0), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 3), RC_INVALID_ARGUMENT);
+    enter_entry();
+    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, root()), RC_NODE_NOT_ON_TOP);
+    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, nullptr), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(ctx->req_ctx->hierarchy_len, 3);
+}
+
+TEST_F(SeamCalls, HierarchyHas255LevelsAtMost) {
+    for (int level = 0; level < 255; ++level)
+        ASSERT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 1), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 1), RC_HIERARCHY_FULL);
+    EXPECT_EQ(ctx->req_ctx->hierarchy_len, 255);
+}
+
+TEST_F(SeamCalls, NamesMatchWhenBothAreThereAndEqual) {
+    EXPECT_NE(yfw_map_do_these_match("optics", "optics"), 0);
+    EXPECT_EQ(yfw_map_do_these_match("optics", "optic"), 0);
+    EXPECT_EQ(yfw_map_do_these_match("optics", nullptr), 0);
+    EXPECT_EQ(yfw_map_do_these_match(nullptr, nullptr), 0);
+}
+
+TEST_F(SeamCalls, DeleteAndRemoveDelete) {
+    const std::array<int, 5> deletes{0, 0, 0, 1, 1};
+    for (std::uint32_t operation = 0; operation < deletes.size(); ++operation) {
+        yfw_datatree node = {};
+        node.operation = operation;
+        EXPECT_EQ(yfw_map_is_request_delete(&node) != 0, deletes[operation] != 0) << operation;
+    }
+    EXPECT_EQ(yfw_map_is_request_delete(nullptr), 0);
+}
+
+TEST_F(SeamCalls, OnlyAnEditThatDoesNotDeleteAdds) {
+    EXPECT_NE(yfw_map_is_request_add(ctx), 0);
+    MappingRun read(YFW_KIND_GET, request());
+    EXPECT_EQ(yfw_map_is_request_add(read.context()), 0);
+    MappingRun config_read(YFW_KIND_GET_CONFIG, request());
+    EXPECT_EQ(yfw_map_is_request_add(config_read.context()), 0);
+    MappingRun removal(YFW_KIND_EDIT, request(YFW_OP_REMOVE));
+    const yfw_datatree *removed = &removal.request()->children[0].children[0].children[1];
+    ASSERT_EQ(yfw_map_add_to_node_hierarchy(removal.context(), removed, 1), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_is_request_add(removal.context()), 0);
+}
+
+TEST_F(SeamCalls, CurrentListIsTheOneJustEntered) {
+    enter_entry();
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, kList), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, "/a1:optical-amplifier/a1:amplifiers/a1:amplifier"), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, "/optical-amplifier/amplifiers"), RC_UNKNOWN_PATH);
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, "amplifier"), RC_UNKNOWN_PATH);
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, nullptr), RC_INVALID_ARGUMENT);
+}
+
+TEST_F(SeamCalls, ListNeedNotBeEnteredInAWalkOfEverything) {
+    ASSERT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 1), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, kList), CERR_SUCCESS);
+}
+
+TEST_F(SeamCalls, KeyMustNotDifferFromTheLeafItRefersTo) {
+    yfw_datatree *out = run.output();
+    const yfw_datatree *key = &entry()->children[0];
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, "config", key, out), RC_NO_LIST_ENTRY);
+    enter_entry();
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, "config", key, out), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, "state", key, out), CERR_SUCCESS); // no such container
+    char other[] = "0/1-AMP-BST";
+    yfw_datatree wrong_key = *key;
+    wrong_key.value = other;
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, "config", &wrong_key, out), RC_LEAFREF_MISMATCH);
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, nullptr, key, out), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, "config", nullptr, out), RC_INVALID_ARGUMENT);
+}
+
+TEST_F(SeamCalls, EntriesAreStacked) {
+    EXPECT_EQ(yfw_map_util_itree_stack_size(ctx), 0U);
+    EXPECT_EQ(yfw_map_util_itree_stack_peak(ctx), nullptr);
+    EXPECT_EQ(yfw_map_util_itree_stack_pop(ctx), RC_STACK_EMPTY);
+    EXPECT_EQ(yfw_map_util_itree_stack_push(ctx, nullptr), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_util_itree_stack_push(ctx, entry()), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_util_itree_stack_peak(ctx), entry());
+    EXPECT_EQ(yfw_map_util_itree_stack_size(ctx), 1U);
+    EXPECT_EQ(yfw_map_util_itree_stack_pop(ctx), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_util_itree_stack_size(ctx), 0U);
+    for (int i = 0; i < 255; ++i)
+        ASSERT_EQ(yfw_map_util_itree_stack_push(ctx, entry()), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_util_itree_stack_push(ctx, entry()), RC_STACK_FULL);
+}
+
+TEST_F(SeamCalls, WritesKeepTheirOrderAndTheirSource) {
+    EXPECT_EQ(write("/l", nullptr, nullptr, 1), CERR_SUCCESS);
+    EXPECT_EQ(write("/l/leaf", "155", gain()), CERR_SUCCESS);
+    ASSERT_EQ(run.writes().size(), 2U);
+    EXPECT_TRUE(run.writes()[0].opens_list);
+    EXPECT_EQ(run.writes()[0].value, std::nullopt);
+    EXPECT_EQ(run.writes()[0].operation, std::nullopt);
+    EXPECT_EQ(run.writes()[1].operation, YFW_OP_MERGE);
+    EXPECT_EQ(run.writes()[1].source_path,
+              "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config/target-gain");
+}
+
+TEST_F(SeamCalls, OperationIsThatOfTheSourceWhenTheWriteWasMade) {
+    MappingRun replaced(YFW_KIND_EDIT, request(YFW_OP_REPLACE));
+    auto *source = const_cast<yfw_datatree *>(&replaced.request()->children[0].children[0].children[1]);
+    source->operation = YFW_OP_REMOVE;
+    ASSERT_EQ(yfw_map_datatree_add_path_flagged(replaced.context(), replaced.output(), "/l", "urn:n", nullptr, source,
+                                                0, 1, 0),
+              CERR_SUCCESS);
+    source->operation = YFW_OP_MERGE;
+    EXPECT_EQ(replaced.writes()[0].operation, YFW_OP_REMOVE);
+}
+
+TEST_F(SeamCalls, WritesRefuseMisuse) {
+    yfw_datatree stranger = {};
+    const auto call = [&](yfw_datatree *out, const char *path, const char *ns, std::uint32_t zero, std::uint32_t list,
+                          std::uint32_t follow) {
+        return yfw_map_datatree_add_path_flagged(ctx, out, path, ns, "v", nullptr, zero, list, follow);
+    };
+    EXPECT_EQ(call(&stranger, "/l", "n", 0, 0, 0), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(call(nullptr, "/l", "n", 0, 0, 0), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(call(run.output(), nullptr, "n", 0, 0, 0), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(call(run.output(), "/l", nullptr, 0, 0, 0), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(call(run.output(), "/l", "n", 1, 0, 0), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(call(run.output(), "/l", "n", 0, 2, 0), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(call(run.output(), "/l", "n", 0, 0, 2), RC_INVALID_ARGUMENT);
+    EXPECT_THAT(run.writes(), IsEmpty());
+}
+
+TEST_F(SeamCalls, EntryFoundOrAddedIsTheKeyList) {
+    yfw_datatree *plist = &ctx->req_ctx->plist;
+    ASSERT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, kList, "0/1-AMP-PRE", "name", "urn:m"),
+              CERR_SUCCESS);
+    EXPECT_STREQ(plist->tag, "amplifier");
+    EXPECT_EQ(plist->node_flags, YFW_NODE_PRESENT | YFW_NODE_HAS_CHILDREN);
+    ASSERT_EQ(plist->child_count, 1U);
+    EXPECT_STREQ(plist->children[0].tag, "name");
+    EXPECT_STREQ(plist->children[0].value, "0/1-AMP-PRE");
+    EXPECT_EQ(plist->children[0].node_flags, YFW_NODE_PRESENT | YFW_NODE_KEY);
+    // The key may be the text of the key list itself.
+    ASSERT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, kList, plist->children[0].value, "name", "urn:m"),
+              CERR_SUCCESS);
+    EXPECT_STREQ(plist->children[0].value, "0/1-AMP-PRE");
+}
+
+TEST_F(SeamCalls, FindOrAddRefusesMisuse) {
+    yfw_datatree *plist = &ctx->req_ctx->plist, stranger = {};
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), &stranger, kList, "k", "name", "n"), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, nullptr, plist, kList, "k", "name", "n"), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, kList, nullptr, "name", "n"), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, "amplifier", "k", "name", "n"), RC_UNKNOWN_PATH);
+}
+
+TEST_F(SeamCalls, NodeInfoGivesTheKeyOrNothing) {
+    const char *key = "untouched";
+    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), kList, "name", &key), CERR_SUCCESS);
+    EXPECT_STREQ(key, "0/1-AMP-PRE");
+    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), kList, "number", &key), CERR_SUCCESS);
+    EXPECT_EQ(key, nullptr);
+    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), "/x/y", "name", &key), RC_UNKNOWN_PATH);
+    EXPECT_EQ(yfw_map_get_node_info(ctx, nullptr, kList, "name", &key), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), kList, "name", nullptr), RC_INVALID_ARGUMENT);
+}
+
+TEST_F(SeamCalls, OutputListCountsEachEntryOnce) {
+    const std::uint32_t &count = ctx->req_ctx->output_list_count;
+    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, entry(), run.output()), CERR_SUCCESS);
+    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, entry(), run.output()), CERR_SUCCESS);
+    EXPECT_EQ(count, 1U);
+    EXPECT_EQ(yfw_remove_from_output_list_ctx(ctx, root(), run.output()), RC_NO_LIST_ENTRY);
+    EXPECT_EQ(yfw_remove_from_output_list_ctx(ctx, entry(), run.output()), CERR_SUCCESS);
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, nullptr, run.output()), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, entry(), nullptr), RC_INVALID_ARGUMENT);
+}
+
+TEST_F(SeamCalls, ErrorPathIsTheLevelAndTheTagThatFailed) {
+    enter_entry();
+    ASSERT_EQ(yfw_map_add_to_node_hierarchy(ctx, config(), 1), CERR_SUCCESS);
+    yfw_oc_error_path(ctx);
+    ctx->req_ctx->error_path = yfw_strdup("min-gain", "YFW MAP");
+    const std::string level = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config";
+    EXPECT_EQ(run.error_path(), level + "/min-gain");
+    xos_named_free(ctx->req_ctx->error_path);
+    ctx->req_ctx->error_path = yfw_strdup("config", "YFW MAP");
+    EXPECT_EQ(run.error_path(), level);
+}
+
+TEST_F(SeamCalls, ErrorThatNobodyPlacedIsThatOfTheWholeRequest) {
+    EXPECT_EQ(run.error_path(), "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']");
+}
+
+TEST_F(SeamCalls, NextWalkBeginsWithoutWhatTheLastOneLeft) {
+    enter_entry();
+    ASSERT_EQ(write("/l", "v"), CERR_SUCCESS);
+    ASSERT_EQ(yfw_add_to_output_list_ctx(ctx, entry(), run.output()), CERR_SUCCESS);
+    ctx->req_ctx->walk_all = 1;
+    ctx->req_ctx->error_path = yfw_strdup("x", "YFW MAP");
+    run.begin_walk();
+    EXPECT_THAT(run.writes(), IsEmpty());
+    EXPECT_EQ(ctx->req_ctx->hierarchy_len, 0);
+    EXPECT_EQ(ctx->req_ctx->output_list_count, 0U);
+    EXPECT_EQ(ctx->req_ctx->walk_all, 0U);
+    EXPECT_EQ(ctx->req_ctx->error_path, nullptr);
+    EXPECT_EQ(ctx->req_ctx->plist.tag, nullptr);
+}
+
+TEST_F(SeamCalls, NativePathIsTwoLevelsDeep) {
+    run.set_native_path(RequestNode{.tag = "interface-configuration", .ns = "urn:n"});
+    EXPECT_STREQ(ctx->req_ctx->native_path->tag, "interface-configuration");
+    EXPECT_EQ(ctx->req_ctx->native_path_depth, 2U);
+    run.set_native_path(std::nullopt);
+    EXPECT_EQ(ctx->req_ctx->native_path, nullptr);
+    EXPECT_EQ(ctx->req_ctx->native_path_depth, 0U);
+}
+
+// Every call that takes a context, made with one that belongs to no run.
+void expect_refused(yfw_map_ctx ctx) {
+    yfw_datatree node = {};
+    const char *key = nullptr;
+    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, &node, 1), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, &node), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_map_is_request_add(ctx), 0);
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, kList), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, "config", &node, &node), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_map_util_itree_stack_size(ctx), 0U);
+    EXPECT_EQ(yfw_map_util_itree_stack_peak(ctx), nullptr);
+    EXPECT_EQ(yfw_map_util_itree_stack_push(ctx, &node), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_map_util_itree_stack_pop(ctx), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_map_datatree_add_path_flagged(ctx, &node, "/l", "n", "v", nullptr, 0, 0, 0), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, &node, &node, kList, "k", "name", "n"), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_map_get_node_info(ctx, &node, kList, "name", &key), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, &node, &node), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_remove_from_output_list_ctx(ctx, &node, &node), RC_BAD_HANDLE);
+    yfw_oc_error_path(ctx);
+    yfw_map_print_datatree_internal(ctx, &node, "label");
+}
+
+TEST(WrongHandle, NullIsRefused) {
+    expect_refused(nullptr);
+}
+
+TEST(WrongHandle, ContextOfNoRunIsRefused) {
+    yfw_map_ctx_s stranger = {};
+    expect_refused(&stranger);
+}
+
+TEST(WrongHandle, ContextOfARunThatIsOverIsRefused) {
+    yfw_map_ctx ended = nullptr;
+    {
+        MappingRun run(YFW_KIND_GET, request());
+        ended = run.context();
+    }
+    expect_refused(ended);
+}
+
+TEST(TextCalls, CopiesAreCutAndTerminated) {
+    char buffer[6];
+    EXPECT_EQ(yfw_strcpy_s("t", buffer, sizeof buffer, "12345"), CERR_SUCCESS);
+    EXPECT_STREQ(buffer, "12345");
+    EXPECT_EQ(yfw_strcpy_s("t", buffer, sizeof buffer, "1234567"), RC_TEXT_CUT);
+    EXPECT_STREQ(buffer, "12345");
+    EXPECT_EQ(yfw_strncpy_s("t", buffer, sizeof buffer, "abcdef", 2), CERR_SUCCESS);
+    EXPECT_STREQ(buffer, "ab");
+    EXPECT_EQ(yfw_strcat_s("t", buffer, sizeof buffer, "cd"), CERR_SUCCESS);
+    EXPECT_STREQ(buffer, "abcd");
+    EXPECT_EQ(yfw_strcat_s("t", buffer, sizeof buffer, "efgh"), RC_TEXT_CUT);
+    EXPECT_STREQ(buffer, "abcde");
+    EXPECT_EQ(yfw_strcpy_s("t", buffer, 1, "x"), RC_TEXT_CUT);
+    EXPECT_STREQ(buffer, "");
+}
+
+TEST(TextCalls, CopiesReadNoFurtherThanTheyAreTold) {
+    const std::array<char, 2> unterminated{'a', 'b'};
+    char buffer[8];
+    EXPECT_EQ(yfw_strncpy_s("t", buffer, sizeof buffer, unterminated.data(), unterminated.size()), CERR_SUCCESS);
+    EXPECT_STREQ(buffer, "ab");
+}
+
+TEST(TextCalls, CopiesRefuseWhatIsMissing) {
+    char buffer[4] = "old";
+    EXPECT_EQ(yfw_strcpy_s("t", nullptr, 4, "x"), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_strcpy_s("t", buffer, 0, "x"), RC_INVALID_ARGUMENT);
+    EXPECT_STREQ(buffer, "old");
+    EXPECT_EQ(yfw_strcpy_s(nullptr, buffer, 4, nullptr), RC_INVALID_ARGUMENT);
+    EXPECT_STREQ(buffer, "");
+    EXPECT_EQ(yfw_strcat_s("t", buffer, 4, nullptr), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_strcat_s("t", nullptr, 4, "x"), RC_INVALID_ARGUMENT);
+    char full[3] = {'a', 'b', 'c'};
+    EXPECT_EQ(yfw_strcat_s("t", full, sizeof full, "x"), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_strncpy_s("t", nullptr, 4, "x", 1), RC_INVALID_ARGUMENT);
+}
+
+TEST(TextCalls, DuplicatesAreFreedByName) {
+    char *copy = yfw_strdup("tag", "YFW MAP");
+    EXPECT_STREQ(copy, "tag");
+    xos_named_free(copy);
+    xos_named_free(nullptr);
+    EXPECT_EQ(yfw_strdup(nullptr, "YFW MAP"), nullptr);
+}
+
+class Recorder : public CallObserver {
+  public:
+    Recorder() { set_call_observer(this); }
+    ~Recorder() override { set_call_observer(nullptr); }
+    Recorder(const Recorder &) = delete;
+    Recorder &operator=(const Recorder &) = delete;
+    void on_call(std::string_view text) override { lines.emplace_back(text); }
+    std::vector<std::string> lines;
+};
+
+TEST_F(SeamCalls, CallsAreObservedWithArgumentsAndResult) {
+    const Recorder recorder;
+    yfw_map_add_to_node_hierarchy(ctx, entry(), 2);
+    write("/l/leaf", "155", gain());
+    yfw_map_remove_from_node_hierarchy(ctx, root());
+    ASSERT_EQ(recorder.lines.size(), 3U);
+    EXPECT_EQ(recorder.lines[0], "yfw_map_add_to_node_hierarchy(ctx, <amplifier name=\"0/1-AMP-PRE\">, 2) = 0");
+    EXPECT_EQ(recorder.lines[1], "yfw_map_datatree_add_path_flagged(ctx, out, \"/l/leaf\", \"urn:n\", \"155\", "
+                                 "<target-gain> \"15.5\", 0, 0, 0) = 0");
+    EXPECT_THAT(recorder.lines[2], HasSubstr("= 0x4f430132"));
+}
+
+} // namespace

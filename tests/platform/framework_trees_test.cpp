@@ -1,0 +1,173 @@
+// Request trees as walkers get them, and the trees that their writes make.
+#include "framework/output_tree.h"
+#include "framework/path_text.h"
+#include "framework/request_tree.h"
+
+#include <cstring>
+
+#include <gmock/gmock.h>
+
+using namespace ocamp;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+RequestNode leaf(const std::string &tag, std::optional<std::string> value = {}, bool key = false) {
+    return {.tag = tag, .ns = "urn:m", .value = std::move(value), .key = key};
+}
+
+RequestNode node(const std::string &tag, std::vector<RequestNode> children) {
+    return {.tag = tag, .ns = "urn:m", .children = std::move(children)};
+}
+
+RequestNode amplifier_request() {
+    return node("optical-amplifier",
+                {node("amplifiers", {node("amplifier", {leaf("name", "0/1-AMP-PRE", true),
+                                                        node("config", {leaf("target-gain", "15.5")})})})});
+}
+
+TEST(RequestTree, ChildrenLieInOneArrayWithFlagsInStep) {
+    const DataTree tree(amplifier_request());
+    const yfw_datatree &entry = tree.root()->children[0].children[0];
+    EXPECT_EQ(entry.node_flags, YFW_NODE_PRESENT | YFW_NODE_HAS_CHILDREN);
+    ASSERT_EQ(entry.child_count, 2U);
+    EXPECT_STREQ(entry.children[0].tag, "name");
+    EXPECT_EQ(entry.children[0].node_flags, YFW_NODE_PRESENT | YFW_NODE_KEY);
+    EXPECT_STREQ(entry.children[1].tag, "config");
+    EXPECT_STREQ(entry.children[1].ns, "urn:m");
+    EXPECT_EQ(entry.children[1].value, nullptr);
+}
+
+TEST(RequestTree, NodeWithoutChildrenHasNoArray) {
+    const DataTree tree(node("optical-amplifier", {}));
+    EXPECT_EQ(tree.root()->node_flags, YFW_NODE_PRESENT);
+    EXPECT_EQ(tree.root()->children, nullptr);
+    EXPECT_EQ(tree.root()->child_count, 0U);
+}
+
+TEST(RequestTree, ValuesAreTheTreesOwnAndWritable) {
+    DataTree tree(leaf("average", " -3.20 "));
+    tree.root()->value[5] = '\0';
+    EXPECT_STREQ(tree.root()->value, " -3.2");
+}
+
+TEST(RequestTree, PathsCarryKeysAndSurviveDetachedChildren) {
+    DataTree tree(amplifier_request());
+    yfw_datatree &entry = tree.root()->children[0].children[0];
+    const yfw_datatree *gain = &entry.children[1].children[0];
+    entry.children = nullptr;
+    entry.child_count = 0;
+    EXPECT_EQ(tree.path_of(gain), "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config/target-gain");
+    EXPECT_EQ(tree.path_of(&entry), "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']");
+    EXPECT_EQ(tree.path_of(nullptr), "");
+    const yfw_datatree stranger = {};
+    EXPECT_EQ(tree.path_of(&stranger), "");
+}
+
+TEST(RequestTree, TextShowsKeysValuesAndOperations) {
+    RequestNode request = amplifier_request();
+    request.children[0].children[0].operation = YFW_OP_CREATE;
+    EXPECT_EQ(tree_text(*DataTree(std::move(request)).root()),
+              "<optical-amplifier>\n"
+              "  <amplifiers>\n"
+              "    <amplifier name=\"0/1-AMP-PRE\">  operation create\n"
+              "      <name> \"0/1-AMP-PRE\"\n"
+              "      <config>\n"
+              "        <target-gain> \"15.5\"\n");
+}
+
+TEST(RequestTree, TextTakesWhatComesFromOutside) {
+    yfw_datatree bare = {};
+    bare.child_count = 3; // without an array
+    bare.operation = 77;
+    EXPECT_EQ(tree_text(bare), "<>  operation unknown\n");
+    std::string line;
+    append_node_text(line, nullptr);
+    EXPECT_EQ(line, "NULL");
+}
+
+TEST(PathText, StepsAreTagsWithoutPrefixes) {
+    EXPECT_THAT(path_steps("/a1:interface-configurations/optics"), ElementsAre("interface-configurations", "optics"));
+    EXPECT_THAT(path_steps("optical-amplifier/amplifiers"), IsEmpty());
+    EXPECT_THAT(path_steps(""), IsEmpty());
+    EXPECT_THAT(path_steps("/a//b"), IsEmpty());
+    EXPECT_THAT(path_steps("/a/"), IsEmpty());
+    EXPECT_EQ(last_step("/a/x:b"), "b");
+    EXPECT_EQ(last_step("/a/"), "");
+    EXPECT_EQ(step_with_key("port", "name", "it's"), "port[name=\"it's\"]");
+}
+
+TEST(OutputTree, LeavesGoIntoTheEntryOpenedLast) {
+    const std::vector<Write> writes{{.path = "/l/e", .ns = "n", .opens_list = true},
+                                    {.path = "/l/e/name", .ns = "n", .value = "one"},
+                                    {.path = "/l/e", .ns = "n", .opens_list = true},
+                                    {.path = "/l/e/name", .ns = "n", .value = "two"},
+                                    {.path = "/l/e/deep/leaf", .ns = "other", .value = "2"}};
+    const OutputTree tree(writes);
+    EXPECT_EQ(output_text(tree.roots()), "<l>\n"
+                                         "  <e>\n"
+                                         "    <name> \"one\"\n"
+                                         "  <e>\n"
+                                         "    <name> \"two\"\n"
+                                         "    <deep>\n"
+                                         "      <leaf> \"2\"\n");
+    const OutputNode &second = tree.roots()[0].children[1];
+    EXPECT_TRUE(second.list_entry);
+    EXPECT_EQ(second.child("deep")->children[0].ns, "other");
+}
+
+TEST(OutputTree, EntryIsMadeWhereNoneIsOpen) {
+    const std::vector<Write> writes{{.path = "/l/e/name", .ns = "n", .value = "one"},
+                                    {.path = "/l/e/leaf", .ns = "n", .value = "1"}};
+    EXPECT_EQ(output_text(OutputTree(writes).roots()), "<l>\n  <e>\n    <name> \"one\"\n    <leaf> \"1\"\n");
+}
+
+TEST(OutputTree, InnerListsOpenUnderTheEntryThatIsOpen) {
+    const std::vector<Write> writes{{.path = "/l", .ns = "n", .opens_list = true},
+                                    {.path = "/l/m", .ns = "n", .opens_list = true},
+                                    {.path = "/l/m/number", .ns = "n", .value = "1"},
+                                    {.path = "/l", .ns = "n", .opens_list = true},
+                                    {.path = "/l/m/number", .ns = "n", .value = "2"}};
+    EXPECT_EQ(output_text(OutputTree(writes).roots()),
+              "<l>\n  <m>\n    <number> \"1\"\n<l>\n  <m>\n    <number> \"2\"\n");
+}
+
+TEST(OutputTree, EntryFoundByItsKeyIsFilledAgain) {
+    const std::vector<Write> writes{{.path = "/l/e", .ns = "n", .value = "a", .key_name = "name"},
+                                    {.path = "/l/e/leaf", .ns = "n", .value = "1"},
+                                    {.path = "/l/e", .ns = "n", .value = "b", .key_name = "name"},
+                                    {.path = "/l/e", .ns = "n", .value = "a", .key_name = "name"},
+                                    {.path = "/l/e/more", .ns = "n", .value = "2"},
+                                    {.path = "/l/e/name", .ns = "n", .value = "a"}};
+    EXPECT_EQ(output_text(OutputTree(writes).roots()), "<l>\n"
+                                                       "  <e>\n"
+                                                       "    <name> \"a\"\n"
+                                                       "    <leaf> \"1\"\n"
+                                                       "    <more> \"2\"\n"
+                                                       "  <e>\n"
+                                                       "    <name> \"b\"\n");
+}
+
+TEST(OutputTree, OperationAndSourceStayWithTheirNode) {
+    const std::vector<Write> writes{
+        {.path = "/l/e", .ns = "n", .operation = YFW_OP_REMOVE, .source_path = "/oc/list", .opens_list = true},
+        {.path = "/l/e/leaf", .ns = "n"}};
+    const OutputTree tree(writes);
+    const OutputNode &entry = tree.roots()[0].children[0];
+    EXPECT_EQ(entry.operation, YFW_OP_REMOVE);
+    EXPECT_EQ(entry.source_path, "/oc/list");
+    EXPECT_EQ(entry.children[0].operation, std::nullopt);
+    EXPECT_EQ(entry.children[0].value, std::nullopt);
+    EXPECT_EQ(output_text(tree.roots()), "<l>\n  <e>  operation remove\n    <leaf>\n");
+}
+
+TEST(OutputTree, PathThatIsNotAbsoluteIsKeptAside) {
+    const std::vector<Write> writes{{.path = "optical-amplifier/name", .ns = "n", .value = "x"}};
+    const OutputTree tree(writes);
+    EXPECT_THAT(tree.roots(), IsEmpty());
+    ASSERT_EQ(tree.unplaced().size(), 1U);
+    EXPECT_EQ(tree.unplaced()[0].value, "x");
+}
+
+} // namespace

@@ -1,0 +1,277 @@
+// Client documents, filters and edit requests: how they are read, what they ask of the plug-in, what they cut away.
+#include "node/client_document.h"
+#include "node/edit_request.h"
+#include "node/filter.h"
+#include "node/node.h"
+#include "node/request_error.h"
+
+#include <gmock/gmock.h>
+
+using namespace ocamp;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr const char *kNs = "http://openconfig.net/yang/optical-amplfier";
+
+std::vector<std::string> texts(std::vector<RequestNode> requests) {
+    std::vector<std::string> shown;
+    for (RequestNode &request : requests)
+        shown.push_back(tree_text(*DataTree(std::move(request)).root()));
+    return shown;
+}
+
+// Client documents
+
+TEST(ClientDocument, XmlKeepsNamesNamespacesValuesAndOperations) {
+    const auto nodes = read_document("<?xml version=\"1.0\"?>\n<a xmlns=\"urn:a\" "
+                                     "xmlns:nc=\"urn:ietf:params:xml:ns:netconf:base:1.0\" nc:operation=\"replace\" "
+                                     "kind=\"x\"><b> 1 </b><c xmlns=\"urn:c\"/></a>",
+                                     DocumentFormat::xml);
+    ASSERT_EQ(nodes.size(), 1U);
+    EXPECT_EQ(nodes[0].name, "a");
+    EXPECT_EQ(nodes[0].module, "urn:a");
+    EXPECT_EQ(nodes[0].operation, "replace");
+    EXPECT_THAT(nodes[0].attributes, ElementsAre("kind=x"));
+    ASSERT_EQ(nodes[0].children.size(), 2U);
+    EXPECT_EQ(nodes[0].children[0].value, " 1 ");
+    EXPECT_EQ(nodes[0].children[1].module, "urn:c");
+}
+
+TEST(ClientDocument, XmlMayLeaveNamespacesOutAndHaveSeveralRoots) {
+    const auto nodes = read_document("\xEF\xBB\xBF <?xml version=\"1.0\"?><a/><b><c/></b>", DocumentFormat::xml);
+    ASSERT_EQ(nodes.size(), 2U);
+    EXPECT_EQ(nodes[1].children[0].name, "c");
+    EXPECT_EQ(nodes[1].children[0].module, "");
+}
+
+TEST(ClientDocument, JsonAnnotationsGoToTheirNodes) {
+    const auto nodes = read_document(R"({"m:a": {"@": {"ietf-netconf:operation": "merge"}, "@leaf":
+        {"ietf-netconf:operation": "delete"}, "leaf": 1.5, "@absent": {"ietf-netconf:operation": "remove"},
+        "entry": [{"k": "x"}, {"@": {"ietf-netconf:operation": "create"}, "k": "y"}]}})",
+                                     DocumentFormat::json);
+    ASSERT_EQ(nodes.size(), 1U);
+    EXPECT_EQ(nodes[0].operation, "merge");
+    ASSERT_EQ(nodes[0].children.size(), 4U);
+    for (const ClientNode &child : nodes[0].children) {
+        EXPECT_EQ(child.module, "m");
+        if (child.name == "leaf") {
+            EXPECT_EQ(child.operation, "delete");
+            EXPECT_EQ(child.value, "1.5");
+        } else if (child.name == "absent") {
+            EXPECT_EQ(child.operation, "remove");
+            EXPECT_EQ(child.value, "");
+            EXPECT_THAT(child.children, IsEmpty());
+        }
+    }
+    EXPECT_EQ(nodes[0].children.back().operation, "create");
+}
+
+TEST(ClientDocument, WhatIsNoDocumentIsRefused) {
+    EXPECT_THROW(format_of("  "), DocumentError);
+    EXPECT_THROW(format_of("[]"), DocumentError);
+    EXPECT_THROW(read_document("<a xmlns=\"urn:a\"><b></a>", DocumentFormat::xml), DocumentError);
+    EXPECT_THROW(read_document("<a></document><document>", DocumentFormat::xml), DocumentError);
+    EXPECT_THROW(read_document("{\"m:a\": ", DocumentFormat::json), DocumentError);
+    EXPECT_THROW(read_document("{\"a\": {}}", DocumentFormat::json), DocumentError);
+    EXPECT_THROW(read_document(std::string("<a\0/>", 5), DocumentFormat::xml), DocumentError);
+}
+
+TEST(ClientDocument, DeepDocumentsAreRefusedBeforeTheyAreRead) {
+    std::string xml, json = "{\"m:a\":";
+    for (int i = 0; i < 100000; ++i) {
+        xml += "<a>";
+        json += "{\"a\":";
+    }
+    EXPECT_THROW(read_document(xml, DocumentFormat::xml), DocumentError);
+    EXPECT_THROW(read_document(json, DocumentFormat::json), DocumentError);
+}
+
+// Filters
+
+Filter path(const std::string &text) {
+    return Filter::from_path(openconfig_schema(), text);
+}
+
+Filter filter(const std::string &content) {
+    return Filter::from_document(openconfig_schema(), std::string("<optical-amplifier xmlns=\"") + kNs + "\">" +
+                                                          content + "</optical-amplifier>");
+}
+
+TEST(FilterRequests, WholeModelIsTheBareRoot) {
+    EXPECT_THAT(texts(Filter(openconfig_schema()).requests()), ElementsAre("<optical-amplifier>\n"));
+    EXPECT_THAT(texts(path("/").requests()), ElementsAre("<optical-amplifier>\n"));
+    EXPECT_THAT(texts(filter("").requests()), ElementsAre("<optical-amplifier>\n"));
+}
+
+TEST(FilterRequests, KeyIsALeafThatSaysSo) {
+    const auto requests = path("/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state").requests();
+    ASSERT_EQ(requests.size(), 1U);
+    const RequestNode &entry = requests[0].children[0].children[0];
+    ASSERT_EQ(entry.children.size(), 2U);
+    EXPECT_TRUE(entry.children[0].key);
+    EXPECT_EQ(entry.children[0].value, "0/1-AMP-PRE");
+    EXPECT_EQ(entry.children[0].ns, kNs);
+    EXPECT_EQ(entry.children[1].tag, "state");
+    EXPECT_FALSE(entry.children[1].key);
+    EXPECT_EQ(entry.children[1].value, std::nullopt);
+}
+
+TEST(FilterRequests, EntriesNamedByKeyHaveRunsOfTheirOwn) {
+    const Filter several = filter("<amplifiers><amplifier><name>a</name></amplifier>"
+                                  "<amplifier><name>b</name><config/></amplifier></amplifiers><supervisory-channels/>");
+    EXPECT_THAT(texts(several.requests()),
+                ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <amplifier name=\"a\">\n      <name> \"a\"\n",
+                            "<optical-amplifier>\n  <amplifiers>\n    <amplifier name=\"b\">\n      <name> \"b\"\n"
+                            "      <config>\n",
+                            "<optical-amplifier>\n  <supervisory-channels>\n"));
+}
+
+TEST(FilterRequests, RequestsForOnePlaceBecomeOne) {
+    const Filter twice =
+        filter("<amplifiers><amplifier><config/></amplifier><amplifier><state/></amplifier></amplifiers>");
+    EXPECT_THAT(texts(twice.requests()), ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <amplifier>\n"));
+}
+
+TEST(FilterRequests, UnknownNamesAskForNothing) {
+    EXPECT_THAT(filter("<attenuators/>").requests(), IsEmpty());
+    EXPECT_THAT(filter("<amplifiers><amplifier><colour/></amplifier></amplifiers>").requests(), IsEmpty());
+    EXPECT_THAT(filter("<amplifiers xmlns=\"urn:other\"/>").requests(), IsEmpty());
+    EXPECT_THAT(filter("<amplifiers>text</amplifiers>").requests(), IsEmpty());
+    EXPECT_THAT(
+        filter("<amplifiers><amplifier><config><enabled>maybe</enabled></config></amplifier></amplifiers>").requests(),
+        IsEmpty());
+    EXPECT_THAT(texts(filter("<attenuators/><amplifiers/>").requests()),
+                ElementsAre("<optical-amplifier>\n  <amplifiers>\n"));
+}
+
+class FilterCut : public testing::Test {
+  protected:
+    std::string cut(const Filter &by) const {
+        YangTree tree = openconfig_schema().parse(R"({"openconfig-optical-amplifier:optical-amplifier": {"amplifiers":
+            {"amplifier": [
+              {"name": "a", "config": {"name": "a", "enabled": true}, "state": {"type": "EDFA", "actual-gain":
+                {"instant": "1.5"}}},
+              {"name": "b", "config": {"name": "b", "enabled": false}}]}}})",
+                                                  LYD_JSON);
+        by.cut(tree);
+        std::string text = print_tree(tree.get(), LYD_JSON);
+        std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
+        constexpr std::string_view head = "{\"openconfig-optical-amplifier:optical-amplifier\":{\"amplifiers\":";
+        return text.starts_with(head) ? text.substr(head.size(), text.size() - head.size() - 2) : text;
+    }
+};
+
+TEST_F(FilterCut, KeepsWhatIsSelectedAndTheKeysOfItsEntries) {
+    EXPECT_EQ(cut(path("/optical-amplifier/amplifiers/amplifier/state/actual-gain")),
+              R"({"amplifier":[{"name":"a","state":{"actual-gain":{"instant":"1.5"}}}]})");
+    EXPECT_EQ(cut(filter("<amplifiers><amplifier><name/></amplifier></amplifiers>")),
+              R"({"amplifier":[{"name":"a"},{"name":"b"}]})");
+}
+
+TEST_F(FilterCut, ContentMatchesAloneSelectTheWholeElement) {
+    EXPECT_EQ(cut(filter("<amplifiers><amplifier><name> b </name></amplifier></amplifiers>")),
+              R"({"amplifier":[{"name":"b","config":{"name":"b","enabled":false}}]})");
+    EXPECT_EQ(cut(filter("<amplifiers><amplifier><config><enabled>false</enabled></config></amplifier></amplifiers>")),
+              R"({"amplifier":[{"name":"b","config":{"name":"b","enabled":false}}]})");
+}
+
+TEST_F(FilterCut, ContentMatchBesideASelectionRestrictsAndIsShown) {
+    EXPECT_EQ(
+        cut(filter("<amplifiers><amplifier><config><enabled>true</enabled><name/></config></amplifier></amplifiers>")),
+        R"({"amplifier":[{"name":"a","config":{"name":"a","enabled":true}}]})");
+    EXPECT_EQ(cut(filter("<amplifiers><amplifier><name>a</name><colour/></amplifier></amplifiers>")),
+              R"({"amplifier":[{"name":"a"}]})");
+}
+
+TEST_F(FilterCut, IdentitiesMatchWithAnyPrefix) {
+    EXPECT_EQ(cut(filter("<amplifiers><amplifier><state><type xmlns:x=\"" + std::string(kNs) +
+                         "\">x:EDFA</type></state></amplifier></amplifiers>")),
+              R"({"amplifier":[{"name":"a","state":{"type":"openconfig-optical-amplifier:EDFA","actual-gain":)"
+              R"({"instant":"1.5"}}}]})");
+}
+
+TEST_F(FilterCut, WhatMatchesNothingLeavesNothing) {
+    EXPECT_EQ(cut(path("/optical-amplifier/amplifiers/amplifier[name='b']/state")), "");
+    EXPECT_EQ(cut(path("/optical-amplifier/supervisory-channels")), "");
+    EXPECT_EQ(cut(filter("<amplifiers><amplifier><name>c</name></amplifier></amplifiers>")), "");
+}
+
+TEST_F(FilterCut, SeveralFiltersOfOneListAddUp) {
+    EXPECT_EQ(cut(filter("<amplifiers><amplifier><name>b</name><config><enabled/></config></amplifier>"
+                         "<amplifier><state><type/></state></amplifier></amplifiers>")),
+              R"({"amplifier":[{"name":"a","state":{"type":"openconfig-optical-amplifier:EDFA"}},)"
+              R"({"name":"b","config":{"enabled":false}}]})");
+}
+
+// Edit requests
+
+std::vector<std::string> edit(const std::string &content, DefaultOperation operation = DefaultOperation::merge) {
+    return texts(EditRequest(openconfig_schema(),
+                             R"({"openconfig-optical-amplifier:optical-amplifier": )" + content + "}", operation)
+                     .requests());
+}
+
+TEST(EditRequests, OneRunForEachEntryAndTheReplaceAboveThemOnce) {
+    EXPECT_THAT(edit(R"({"amplifiers": {"@": {"ietf-netconf:operation": "replace"},
+                         "amplifier": [{"name": "a"}, {"name": "b"}]}})"),
+                ElementsAre("<optical-amplifier>\n  <amplifiers>  operation replace\n    <amplifier name=\"a\">\n"
+                            "      <name> \"a\"\n",
+                            "<optical-amplifier>\n  <amplifiers>\n    <amplifier name=\"b\">\n      <name> \"b\"\n"));
+}
+
+TEST(EditRequests, OperationsAreInheritedAndReplaceIsNot) {
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"@": {"ietf-netconf:operation": "create"}, "name": "a",
+                         "config": {"name": "a"}}]}})"),
+                ElementsAre(HasSubstr("<config>  operation create\n        <name> \"a\"  operation create\n")));
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"@": {"ietf-netconf:operation": "replace"}, "name": "a",
+                         "config": {"name": "a"}}]}})"),
+                ElementsAre(HasSubstr("      <config>\n        <name> \"a\"\n")));
+}
+
+TEST(EditRequests, KeyOfADeletedEntryIsNotDeleted) {
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"@": {"ietf-netconf:operation": "delete"}, "name": "a"}]}})"),
+                ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <amplifier name=\"a\">  operation delete\n"
+                            "      <name> \"a\"\n"));
+}
+
+TEST(EditRequests, DeletedLeafHasNoValue) {
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"name": "a", "config": {"enabled": true,
+                         "@enabled": {"ietf-netconf:operation": "remove"}}}]}})"),
+                ElementsAre(HasSubstr("<enabled>  operation remove\n")));
+}
+
+TEST(EditRequests, ValuesAreCanonical) {
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"name": "a", "config": {"target-gain": "+15.50",
+                         "type": "openconfig-optical-amplifier:EDFA"}}]}})"),
+                ElementsAre(HasSubstr("<target-gain> \"15.5\"\n        <type> \"EDFA\"\n")));
+}
+
+TEST(EditRequests, WithoutDefaultOperationTheRestIsLeftOut) {
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"name": "a", "config": {"target-gain": "1",
+                         "enabled": true, "@enabled": {"ietf-netconf:operation": "merge"}}}, {"name": "b"}]}})",
+                     DefaultOperation::none),
+                ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <amplifier name=\"a\">\n      <name> \"a\"\n"
+                            "      <config>\n        <enabled> \"true\"\n"));
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"name": "b"}]}})", DefaultOperation::none), IsEmpty());
+}
+
+TEST(EditRequests, ForeignNodesGoToThePluginAsTheyAre) {
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"name": "a", "config": {"other:group": {"colour": "red"}}}]}})"),
+                ElementsAre(HasSubstr("      <config>\n        <group>\n          <colour> \"red\"\n")));
+}
+
+TEST(EditRequests, RefusalsCarryPathAndTag) {
+    try {
+        edit(R"({"amplifiers": {"amplifier": [{"name": "a", "config": {"gain": "1"}}]}})");
+        FAIL();
+    } catch (const RequestError &error) {
+        EXPECT_EQ(error.path(), "/optical-amplifier/amplifiers/amplifier[name='a']/config/gain");
+        EXPECT_EQ(error.tag(), error_tag::unknown_element);
+        EXPECT_EQ(error.code(), CERR_SUCCESS);
+    }
+}
+
+} // namespace

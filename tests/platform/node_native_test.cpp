@@ -1,0 +1,291 @@
+// Native data: what a native request selects, how a native edit changes the configuration, and how answers are put
+// together from what was written.
+#include "node/answer.h"
+#include "node/native_data.h"
+#include "node/native_edit.h"
+#include "node/node.h"
+#include "node/plugin.h"
+#include "node/request_error.h"
+
+#include <gmock/gmock.h>
+
+using namespace ocamp;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr const char *kIfmgr = "http://korvex.example/ns/yang/Korvex-ifmgr-cfg";
+constexpr const char *kOptics = "http://korvex.example/ns/yang/Korvex-controller-optics-cfg";
+constexpr const char *kPm = "http://korvex.example/ns/yang/Korvex-pmengine-oper";
+constexpr const char *kOpenConfig = "http://openconfig.net/yang/optical-amplfier";
+constexpr const char *kEntry = "/interface-configurations/interface-configuration";
+
+NativeData sample() {
+    NativeData data;
+    data.running = native_schema().parse(R"({"Korvex-ifmgr-cfg:interface-configurations": {"interface-configuration": [
+        {"active": "act", "interface-name": "Ots0/1/0/0",
+         "Korvex-controller-optics-cfg:optics": {"optics-ots-amplifier-gain": 175}},
+        {"active": "act", "interface-name": "Ots0/1/0/1", "description": "booster"},
+        {"active": "act", "interface-name": "GigabitEthernet0/0/0/1"}]}})",
+                                         LYD_JSON);
+    data.operational.push_back(native_schema().parse(
+        R"({"Korvex-pmengine-oper:performance-management-history": {"global": {"periodic": {"optics-history":
+            {"optics-port-histories": {"optics-port-history": [{"name": "Ots0/1/0/0", "optics-second30-history":
+            {"optics-second30-optics-histories": {"optics-second30-optics-history": [{"number": 1,
+            "optics-second30-optics-time-line-instances": {"optics-second30-optics-time-line-instance": [
+            {"number": 1, "opt": {"average": " 2.05 "}}, {"number": 2, "opt": {"average": "9.99"}}]}}]}}}]}}}}}})",
+        LYD_JSON));
+    return data;
+}
+
+std::vector<NativeEntry> select(const NativeData &data, const std::vector<Write> &writes,
+                                bool configuration_only = false) {
+    return select_entries(native_schema(), data, OutputTree(writes).roots(), configuration_only);
+}
+
+std::vector<std::string> names(const std::vector<NativeEntry> &entries) {
+    std::vector<std::string> shown;
+    for (const NativeEntry &entry : entries)
+        shown.push_back(entry.path.substr(entry.path.rfind("interface-name=")));
+    return shown;
+}
+
+Write opened(const std::string &path, const char *ns) {
+    return {.path = path, .ns = ns, .opens_list = true};
+}
+
+Write leaf(const std::string &path, const char *ns, const std::string &value) {
+    return {.path = path, .ns = ns, .value = value};
+}
+
+TEST(NativeSelection, WrittenKeysSelectAndOthersDoNot) {
+    const NativeData data = sample();
+    EXPECT_THAT(names(select(data, {opened(kEntry, kIfmgr),
+                                    leaf(std::string(kEntry) + "/interface-name", kIfmgr, "Ots0/1/0/1")})),
+                ElementsAre("interface-name='Ots0/1/0/1']"));
+    EXPECT_EQ(select(data, {opened(kEntry, kIfmgr)}).size(), 3U);
+    EXPECT_THAT(
+        select(data, {opened(kEntry, kIfmgr), leaf(std::string(kEntry) + "/interface-name", kIfmgr, "Ots0/9/0/1")}),
+        IsEmpty());
+    EXPECT_THAT(select(data, {leaf("/no-such-root/leaf", kIfmgr, "1")}), IsEmpty());
+}
+
+TEST(NativeSelection, EachEntryStandsByItselfWithItsKeysFlagged) {
+    std::vector<NativeEntry> entries = select(sample(), {opened(kEntry, kIfmgr)});
+    ASSERT_EQ(entries.size(), 3U);
+    EXPECT_STREQ(entries[0].module->name, "Korvex-ifmgr-cfg");
+    const DataTree tree(std::move(entries[0].tree));
+    EXPECT_EQ(tree_text(*tree.root()), "<interface-configurations>\n"
+                                       "  <interface-configuration active=\"act\" interface-name=\"Ots0/1/0/0\">\n"
+                                       "    <active> \"act\"\n"
+                                       "    <interface-name> \"Ots0/1/0/0\"\n"
+                                       "    <optics>\n"
+                                       "      <optics-ots-amplifier-gain> \"175\"\n");
+    const yfw_datatree &optics = tree.root()->children[0].children[2];
+    EXPECT_STREQ(optics.ns, kOptics);
+    EXPECT_STREQ(tree.root()->ns, kIfmgr);
+}
+
+TEST(NativeSelection, InnerKeysSelectToo) {
+    const std::string history =
+        "/performance-management-history/global/periodic/optics-history/optics-port-histories/optics-port-history";
+    const std::string number =
+        history + "/optics-second30-history/optics-second30-optics-histories/optics-second30-optics-history/"
+                  "optics-second30-optics-time-line-instances/optics-second30-optics-time-line-instance/number";
+    std::vector<NativeEntry> entries =
+        select(sample(), {opened(history, kPm), leaf(history + "/name", kPm, "Ots0/1/0/0"), leaf(number, kPm, "1")});
+    ASSERT_EQ(entries.size(), 1U);
+    const std::string text = tree_text(*DataTree(std::move(entries[0].tree)).root());
+    EXPECT_THAT(text, HasSubstr("\" 2.05 \""));
+    EXPECT_THAT(text, Not(HasSubstr("9.99")));
+}
+
+TEST(NativeSelection, ConfigurationReadsSeeNoState) {
+    EXPECT_THAT(select(sample(),
+                       {opened("/performance-management-history/global/periodic/optics-history/optics-port-histories/"
+                               "optics-port-history",
+                               kPm)},
+                       true),
+                IsEmpty());
+}
+
+TEST(NativeSelection, NamedConfigurationEntryIsItsKeysAlone) {
+    const std::vector<Write> keyed{opened(kEntry, kIfmgr),
+                                   leaf(std::string(kEntry) + "/interface-name", kIfmgr, "Ots0/1/0/0"),
+                                   leaf(std::string(kEntry) + "/active", kIfmgr, "act")};
+    const auto entry = named_configuration_entry(native_schema(), OutputTree(keyed).roots());
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(tree_text(*DataTree(*entry).root()),
+              "<interface-configuration active=\"act\" interface-name=\"Ots0/1/0/0\">\n"
+              "  <active> \"act\"\n  <interface-name> \"Ots0/1/0/0\"\n");
+    const std::vector<Write> keyless{opened(kEntry, kIfmgr)};
+    EXPECT_FALSE(named_configuration_entry(native_schema(), OutputTree(keyless).roots()));
+}
+
+class NativeEdits : public testing::Test {
+  protected:
+    void apply(const std::vector<Write> &writes) {
+        apply_native_edit(
+            native_schema(), OutputTree(writes).roots(),
+            [&](const std::string &path) {
+                asked_for = path;
+                return std::vector<std::string>{"/Korvex-ifmgr-cfg:interface-configurations/"
+                                                "interface-configuration[active='act'][interface-name='Ots0/1/0/1']"};
+            },
+            data.running);
+    }
+    std::vector<Write> entry(const std::string &name, std::uint32_t operation) const {
+        Write key = leaf(std::string(kEntry) + "/interface-name", kIfmgr, name);
+        key.operation = operation;
+        key.source_path = "/oc/name";
+        return {opened(kEntry, kIfmgr), key, leaf(std::string(kEntry) + "/active", kIfmgr, "act")};
+    }
+    std::vector<Write> gain(const std::string &name, std::optional<std::string> value, std::uint32_t operation) const {
+        std::vector<Write> writes = entry(name, YFW_OP_MERGE);
+        writes.push_back({.path = std::string(kEntry) + "/optics/optics-ots-amplifier-gain",
+                          .ns = kOptics,
+                          .value = std::move(value),
+                          .operation = operation,
+                          .source_path = "/oc/target-gain"});
+        return writes;
+    }
+    std::vector<std::string> changed() const { return changes(before.running.get(), data.running.get()); }
+    // The part of a refusal that the client needs: where.
+    std::string refused_at(const std::vector<Write> &writes) {
+        try {
+            apply(writes);
+        } catch (const RequestError &error) {
+            return error.path();
+        }
+        return "not refused";
+    }
+
+    NativeData data = sample();
+    const NativeData before = sample();
+    std::string asked_for;
+};
+
+TEST_F(NativeEdits, MergeChangesAndAdds) {
+    apply(gain("Ots0/1/0/0", "155", YFW_OP_MERGE));
+    EXPECT_THAT(changed(), ElementsAre("~ /Korvex-ifmgr-cfg:interface-configurations/"
+                                       "interface-configuration[active='act'][interface-name='Ots0/1/0/0']/"
+                                       "Korvex-controller-optics-cfg:optics/optics-ots-amplifier-gain 175 -> 155"));
+    apply(gain("Ots0/2/0/0", "155", YFW_OP_MERGE));
+    EXPECT_EQ(changed().size(), 4U);
+}
+
+TEST_F(NativeEdits, DeleteTakesTheLeafAway) {
+    apply(gain("Ots0/1/0/0", std::nullopt, YFW_OP_DELETE));
+    EXPECT_THAT(changed(), ElementsAre(HasSubstr("optics-ots-amplifier-gain 175")));
+    apply(gain("Ots0/1/0/0", std::nullopt, YFW_OP_REMOVE));
+}
+
+TEST_F(NativeEdits, CreateOfWhatExistsIsRefused) {
+    EXPECT_EQ(refused_at(gain("Ots0/1/0/0", "155", YFW_OP_CREATE)), "/oc/target-gain");
+    EXPECT_EQ(refused_at(entry("Ots0/1/0/0", YFW_OP_CREATE)), "/oc/name");
+}
+
+TEST_F(NativeEdits, KeyDecidesTheOperationOfAnEntryThatWasOpenedWithoutOne) {
+    apply(entry("Ots0/1/0/1", YFW_OP_REMOVE));
+    EXPECT_EQ(changed().size(), 3U);
+}
+
+TEST_F(NativeEdits, EntryWithoutKeysIsRemovedWhereTheReadOfItsSourceSays) {
+    Write open = opened(kEntry, kIfmgr);
+    open.operation = YFW_OP_REMOVE;
+    open.source_path = "/optical-amplifier/amplifiers";
+    apply({open});
+    EXPECT_EQ(asked_for, "/optical-amplifier/amplifiers");
+    EXPECT_THAT(changed(), ElementsAre(HasSubstr("/active act"), HasSubstr("Ots0/1/0/1"), HasSubstr("booster")));
+}
+
+TEST_F(NativeEdits, EntryWithoutKeysThatAddsIsRefused) {
+    Write open = opened(kEntry, kIfmgr);
+    open.source_path = "/oc/list";
+    EXPECT_EQ(refused_at({open}), "/oc/list");
+}
+
+TEST_F(NativeEdits, ValueThatTheNativeModelRefusesIsToldOfItsSource) {
+    EXPECT_EQ(refused_at(gain("Ots0/1/0/0", "1555", YFW_OP_MERGE)), "/oc/target-gain");
+    EXPECT_EQ(refused_at(gain("Ots0/1/0/0", "much", YFW_OP_MERGE)), "/oc/target-gain");
+    EXPECT_EQ(refused_at(gain("Ots0/1/0/0", std::nullopt, YFW_OP_MERGE)), "/oc/target-gain");
+    EXPECT_EQ(refused_at(entry("nothing", YFW_OP_MERGE)), "/oc/name");
+    EXPECT_EQ(refused_at({leaf("/no-such-root/leaf", kIfmgr, "1")}), "");
+}
+
+// Answers
+
+std::vector<std::string> dropped(const Answer &answer) {
+    std::vector<std::string> shown;
+    for (const DroppedLeaf &one : answer.dropped())
+        shown.push_back(one.path + ": " + one.reason);
+    return shown;
+}
+
+TEST(AnswerBuilding, OutputsOfSeveralWalksMeetInOneEntry) {
+    const std::string list = "/optical-amplifier/amplifiers/amplifier";
+    const std::vector<Write> first{opened(list, kOpenConfig), leaf(list + "/name", kOpenConfig, "a"),
+                                   leaf(list + "/state/enabled", kOpenConfig, "true")};
+    const std::vector<Write> second{
+        {.path = list, .ns = kOpenConfig, .value = "a", .key_name = "name"},
+        leaf(list + "/state/actual-gain/instant", kOpenConfig, "17.50"),
+        leaf(list + "/state/enabled", kOpenConfig, "false"),
+    };
+    Answer answer(openconfig_schema(), false);
+    answer.add(OutputTree(first));
+    answer.add(OutputTree(second));
+    EXPECT_THAT(answer.dropped(), IsEmpty());
+    std::string text = print_tree(answer.tree().get(), LYD_JSON);
+    std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
+    EXPECT_EQ(text, R"({"openconfig-optical-amplifier:optical-amplifier":{"amplifiers":{"amplifier":[{"name":"a",)"
+                    R"("state":{"enabled":false,"actual-gain":{"instant":"17.5"}}}]}}})");
+}
+
+TEST(AnswerBuilding, WhatTheModelDoesNotTakeIsDroppedAndCounted) {
+    const std::string list = "/optical-amplifier/amplifiers/amplifier", entry = list + "[name='a']";
+    const std::vector<Write> writes{
+        opened(list, kOpenConfig),
+        leaf(list + "/state/enabled", kOpenConfig, "true"), // no key
+        opened(list, kOpenConfig),
+        leaf(list + "/name", kOpenConfig, "a"),
+        leaf(list + "/state/target-gain", kOpenConfig, ""),
+        {.path = list + "/state/gain-range", .ns = kOpenConfig},
+        leaf(list + "/state/target-gain-tilt", kOpenConfig, "steep"),
+        leaf(list + "/state/colour", kOpenConfig, "red"),
+        leaf(list + "/state/enabled", "urn:other", "true"),
+        leaf("optical-amplifier/no-slash", kOpenConfig, "x"),
+    };
+    Answer answer(openconfig_schema(), false);
+    answer.add(OutputTree(writes));
+    EXPECT_THAT(dropped(answer),
+                ElementsAre(list + "/state/enabled: its list entry has no key",
+                            entry + "/state/target-gain: empty text", entry + "/state/gain-range: no value",
+                            HasSubstr(entry + "/state/target-gain-tilt: "),
+                            entry + "/state/colour: the model has no such node",
+                            entry + "/state/enabled: the model has no such node",
+                            "optical-amplifier/no-slash: the path is not absolute"));
+    EXPECT_THAT(print_tree(answer.tree().get(), LYD_JSON), Not(HasSubstr("state")));
+}
+
+TEST(AnswerBuilding, ConfigurationAnswersHoldNoState) {
+    const std::string list = "/optical-amplifier/amplifiers/amplifier", entry = list + "[name='a']";
+    const std::vector<Write> writes{opened(list, kOpenConfig), leaf(list + "/name", kOpenConfig, "a"),
+                                    leaf(list + "/state/enabled", kOpenConfig, "true")};
+    Answer answer(openconfig_schema(), true);
+    answer.add(OutputTree(writes));
+    EXPECT_THAT(dropped(answer), ElementsAre(entry + "/state/enabled: state in a read of configuration"));
+}
+
+TEST(PluginLoading, WalkersAreFoundByModuleAndRoot) {
+    EXPECT_EQ(walker_name("ymap_xo_oc_opt_amp_", "Korvex-controller-orvo8-ots-oper", "ots-oper"),
+              "ymap_xo_oc_opt_amp_korvexcontrollerorvo8otsoper_lvla_otsoper");
+}
+
+TEST(PluginLoading, FileThatCannotBeLoadedIsToldByName) {
+    EXPECT_THROW(Plugin("/no-such-folder/plugin.so"), PluginError);
+    EXPECT_THROW(Plugin("/etc/hostname"), PluginError);
+}
+
+} // namespace

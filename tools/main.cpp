@@ -1,0 +1,73 @@
+// ocamp: reads and edits the OpenConfig data of a node that speaks only its native models. This file reads the command
+// line and turns failures into messages and exit statuses; the commands are in files of their own.
+#include "options.h"
+
+#include "node/client_document.h"
+#include "sysdb/bag_json.h"
+
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include <fmt/format.h>
+
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kWrongUse = 2;
+
+constexpr const char *kFooter = "Exit status: 0 done, 1 the request failed, 2 wrong use.\n"
+                                "'ocamp COMMAND --help' tells more of each command.";
+
+int tell(const char *message, int status) {
+    fmt::print(stderr, "ocamp: {}\n", message);
+    return status;
+}
+
+int run(int argc, char **argv) {
+    CLI::App program("Reads and edits the optical amplifiers of a node through OpenConfig.", "ocamp");
+    program.require_subcommand(1);
+    program.footer(kFooter);
+    ocamp::CommonOptions common;
+    ocamp::add_get_command(program, common);
+    ocamp::add_edit_command(program, common);
+    ocamp::add_explain_command(program, common);
+    ocamp::add_native_command(program, common);
+    ocamp::add_node_command(program, common);
+    ocamp::add_sysdb_command(program, common);
+    try {
+        program.parse(argc, argv);
+        return 0;
+    } catch (const CLI::Success &help) {
+        return program.exit(help);
+    } catch (const CLI::Error &error) {
+        return tell((std::string(error.what()) + "; 'ocamp --help' tells the commands").c_str(), kWrongUse);
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    using namespace ocamp;
+    try {
+        return run(argc, argv);
+    } catch (const UsageError &error) {
+        return tell(error.what(), kWrongUse);
+    } catch (const FilterError &error) {
+        return tell(error.what(), kWrongUse);
+    } catch (const DocumentError &error) {
+        return tell(error.what(), kWrongUse);
+    } catch (const NodeError &error) {
+        return tell(error.what(), kWrongUse);
+    } catch (const PluginError &error) {
+        return tell(error.what(), kWrongUse);
+    } catch (const LogError &error) {
+        return tell(error.what(), kWrongUse);
+    } catch (const SysdbNameError &error) {
+        return tell(error.what(), kWrongUse);
+    } catch (const BagJsonError &error) {
+        return tell(error.what(), kWrongUse);
+    } catch (const std::exception &error) {
+        return tell(error.what(), kFailed);
+    }
+}

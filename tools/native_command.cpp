@@ -1,0 +1,54 @@
+// ocamp native get: the native data as they stand. Knows nothing of OpenConfig.
+#include "options.h"
+#include "text_io.h"
+
+#include <cstdio>
+#include <memory>
+
+namespace ocamp {
+
+namespace {
+
+struct NativeOptions {
+    std::string node;
+    std::string path;
+    LYD_FORMAT format = LYD_JSON;
+};
+
+YangTree all_data(NativeData data) {
+    lyd_node *first = data.running.release();
+    for (YangTree &tree : data.operational) {
+        if (tree != nullptr)
+            lyd_insert_sibling(first, tree.release(), &first);
+    }
+    return YangTree(first);
+}
+
+void run(const NativeOptions &options, const CommonOptions &common) {
+    const Filter filter =
+        options.path.empty() ? Filter(native_schema()) : Filter::from_path(native_schema(), options.path);
+    const LogSession logs(common.logs);
+    Node node(options.node);
+    YangTree tree = all_data(load_native(node.database(), native_schema()));
+    filter.cut(tree);
+    std::fputs(answer_text(tree.get(), options.format).c_str(), stdout);
+}
+
+} // namespace
+
+void add_native_command(CLI::App &program, CommonOptions &common) {
+    CLI::App &command = *program.add_subcommand("native", "Look at a node's native data");
+    command.require_subcommand(1);
+    CLI::App &get = *command.add_subcommand("get", "Show the native data as they stand");
+    auto options = std::make_shared<NativeOptions>();
+    add_node_option(get, options->node);
+    get.add_option("PATH", options->path, "Absolute data path in the native models; default: all");
+    add_format_option(get, options->format);
+    add_common_options(get, common);
+    get.footer("Example:\n"
+               "  ocamp native get --node demo-node \"/interface-configurations/"
+               "interface-configuration[interface-name='Ots0/1/0/0']/optics\"");
+    get.callback([options, &common] { run(*options, common); });
+}
+
+} // namespace ocamp

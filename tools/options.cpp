@@ -1,0 +1,76 @@
+// The options that commands share. Knows no command.
+#include "options.h"
+
+#include "text_io.h"
+
+#include <map>
+
+namespace ocamp {
+
+void add_node_option(CLI::App &command, std::string &folder) {
+    command.add_option("--node", folder, "Folder of the node, made with 'ocamp node init'")
+        ->type_name("DIR")
+        ->required();
+}
+
+void add_common_options(CLI::App &command, CommonOptions &options) {
+    const char *group = "Plug-in and logs";
+    command.add_option("--plugin", options.plugin, "Plug-in to run; default: ../lib/liboc-amplifier.so beside ocamp")
+        ->type_name("FILE")
+        ->group(group);
+    command.add_option("--debug-log", options.logs.debug_log, "Append the debug log to FILE, '-' for standard error")
+        ->type_name("FILE")
+        ->group(group);
+    command.add_option("--log-level", options.logs.level, "Highest level in the debug log: 0 errors, 3 traces")
+        ->type_name("N")
+        ->check(CLI::Range(0, 9))
+        ->capture_default_str()
+        ->group(group);
+    command.add_option("--trace", options.logs.trace, "Append the lightweight trace to FILE, '-' for standard error")
+        ->type_name("FILE")
+        ->group(group);
+}
+
+Filter ReadOptions::filter() const {
+    if (!filter_file.empty())
+        return named_input(filter_file,
+                           [](const std::string &text) { return Filter::from_document(openconfig_schema(), text); });
+    return path ? Filter::from_path(openconfig_schema(), *path) : Filter(openconfig_schema());
+}
+
+void add_read_options(CLI::App &command, ReadOptions &options) {
+    CLI::Option *path =
+        command.add_option("PATH", options.path, "Absolute data path to read; default: the whole model");
+    command.add_option("--filter", options.filter_file, "NETCONF subtree filter to read with, '-' for standard input")
+        ->type_name("FILE")
+        ->excludes(path);
+    command.add_flag("--config", options.configuration_only, "Configuration only, as <get-config> does");
+}
+
+EditRequest EditOptions::request() const {
+    return named_input(
+        file, [&](const std::string &text) { return EditRequest(openconfig_schema(), text, default_operation); });
+}
+
+void add_edit_options(CLI::App &command, EditOptions &options) {
+    const std::map<std::string, DefaultOperation> operations{
+        {"merge", DefaultOperation::merge}, {"replace", DefaultOperation::replace}, {"none", DefaultOperation::none}};
+    command.add_option("FILE", options.file, "NETCONF <config> document or RFC 7951 JSON, '-' for standard input")
+        ->required();
+    command
+        .add_option("--default-operation", options.default_operation,
+                    "Operation of nodes without one of their own: merge, replace or none")
+        ->type_name("OPERATION")
+        ->transform(CLI::CheckedTransformer(operations).description(""))
+        ->default_str("merge");
+}
+
+void add_format_option(CLI::App &command, LYD_FORMAT &format) {
+    const std::map<std::string, LYD_FORMAT> formats{{"json", LYD_JSON}, {"xml", LYD_XML}};
+    command.add_option("--format", format, "Format of the answer: json or xml")
+        ->type_name("FORMAT")
+        ->transform(CLI::CheckedTransformer(formats).description(""))
+        ->default_str("json");
+}
+
+} // namespace ocamp

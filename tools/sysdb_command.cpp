@@ -1,0 +1,116 @@
+// ocamp sysdb: shows and changes the records of a node's system database. Knows nothing of what they mean.
+#include "options.h"
+#include "text_io.h"
+
+#include "sysdb/bag_json.h"
+#include "sysdb/bag_record.h"
+
+#include <cstdio>
+#include <memory>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace {
+
+struct SysdbOptions {
+    std::string node;
+    std::string bind_point;
+    std::string item;
+    std::string file = "-";
+};
+
+void list_folder(SystemDatabase &database, const std::string &bind_point, const std::string &folder) {
+    for (const std::string &name : database.list(bind_point, folder)) {
+        if (name.ends_with('/'))
+            list_folder(database, bind_point, folder + name);
+        else
+            fmt::print("{} {}{}\n", bind_point, folder, name);
+    }
+}
+
+void list(SystemDatabase &database, const SysdbOptions &options) {
+    if (!options.bind_point.empty()) {
+        list_folder(database, options.bind_point, "");
+        return;
+    }
+    for (const std::string &bind_point : database.bind_points())
+        list_folder(database, bind_point, "");
+}
+
+[[noreturn]] void refuse_missing(const SysdbOptions &options) {
+    throw UsageError(fmt::format("{}: no item {} under {}, expected one that 'ocamp sysdb list' shows", options.node,
+                                 options.item, options.bind_point));
+}
+
+void get(SystemDatabase &database, const SysdbOptions &options) {
+    const auto bag = database.get(options.bind_point, options.item);
+    if (!bag)
+        refuse_missing(options);
+    std::fputs(bag_to_json(decode_bag(*bag)).c_str(), stdout);
+}
+
+void put(SystemDatabase &database, const SysdbOptions &options) {
+    const BagRecord record = named_input(options.file, [](const std::string &text) { return bag_from_json(text); });
+    database.put(options.bind_point, options.item, encode_bag(record));
+}
+
+void remove(SystemDatabase &database, const SysdbOptions &options) {
+    if (!database.remove(options.bind_point, options.item))
+        refuse_missing(options);
+}
+
+using Action = void (*)(SystemDatabase &, const SysdbOptions &);
+
+CLI::App &add_action(CLI::App &parent, const char *name, const char *description, const char *example,
+                     std::shared_ptr<SysdbOptions> options, CommonOptions &common, Action action) {
+    CLI::App &command = *parent.add_subcommand(name, description);
+    add_node_option(command, options->node);
+    command.footer(std::string("Example:\n  ") + example);
+    command.callback([options, &common, action] {
+        const LogSession logs(common.logs);
+        Node node(options->node);
+        action(node.system_database(), *options);
+    });
+    return command;
+}
+
+void add_item_arguments(CLI::App &command, SysdbOptions &options) {
+    command.add_option("BIND_POINT", options.bind_point, "Bind point, such as /oper/ots/if/")->required();
+    command.add_option("ITEM", options.item, "Item under it, such as Ots0_1_0_0/ots_info")->required();
+}
+
+} // namespace
+
+void add_sysdb_command(CLI::App &program, CommonOptions &common) {
+    CLI::App &command = *program.add_subcommand("sysdb", "Look at and change a node's system database");
+    command.require_subcommand(1);
+    auto options = std::make_shared<SysdbOptions>();
+
+    CLI::App &lister = add_action(command, "list", "List items, each with its bind point",
+                                  "ocamp sysdb list --node demo-node /oper/ots/if/", options, common, list);
+    lister.add_option("BIND_POINT", options->bind_point, "Items of this bind point only");
+
+    CLI::App &getter =
+        add_action(command, "get", "Show a record as JSON",
+                   "ocamp sysdb get --node demo-node /oper/ots/if/ Ots0_1_0_0/ots_info", options, common, get);
+    add_item_arguments(getter, *options);
+
+    CLI::App &putter = add_action(command, "put", "Write a record given as JSON",
+                                  "ocamp sysdb put --node demo-node /oper/ots/if/ Ots0_1_0_0/ots_info record.json",
+                                  options, common, put);
+    add_item_arguments(putter, *options);
+    putter.add_option("FILE", options->file, "The record, '-' for standard input")->capture_default_str();
+
+    CLI::App &remover =
+        add_action(command, "rm", "Remove a record",
+                   "ocamp sysdb rm --node demo-node /oper/ots/if/ Ots0_1_0_0/ots_info", options, common, remove);
+    add_item_arguments(remover, *options);
+
+    for (CLI::App *action : {&lister, &getter, &putter, &remover})
+        add_common_options(*action, common);
+}
+
+} // namespace ocamp
