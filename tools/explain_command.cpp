@@ -31,7 +31,7 @@ struct ExplainEditOptions {
 
 // Keeps the calls that it sees while it lives, indented as the hierarchy was when they were made.
 class CallRecorder : public CallObserver {
-public:
+  public:
     CallRecorder() { set_call_observer(this); }
     ~CallRecorder() override { set_call_observer(nullptr); }
     CallRecorder(const CallRecorder &) = delete;
@@ -48,7 +48,7 @@ public:
     const std::string &lines() const noexcept { return lines_; }
     std::size_t count() const noexcept { return count_; }
 
-private:
+  private:
     std::string lines_;
     std::size_t depth_ = 0;
     std::size_t count_ = 0;

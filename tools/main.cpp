@@ -2,12 +2,14 @@
 // line and turns failures into messages and exit statuses; the commands are in files of their own.
 #include "options.h"
 
+#include "log/text.h"
 #include "node/client_document.h"
 #include "sysdb/bag_json.h"
 
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -19,8 +21,11 @@ constexpr int kWrongUse = 2;
 constexpr const char *kFooter = "Exit status: 0 done, 1 the request failed, 2 wrong use.\n"
                                 "'ocamp COMMAND --help' tells more of each command.";
 
-int tell(const char *message, int status) {
-    fmt::print(stderr, "ocamp: {}\n", message);
+// One line, whatever a client's text in the message holds.
+int tell(std::string_view message, int status) {
+    std::string line = "ocamp: ";
+    ocamp::append_escaped(line, message);
+    fmt::print(stderr, "{}\n", line);
     return status;
 }
 
@@ -41,7 +46,7 @@ int run(int argc, char **argv) {
     } catch (const CLI::Success &help) {
         return program.exit(help);
     } catch (const CLI::Error &error) {
-        return tell((std::string(error.what()) + "; 'ocamp --help' tells the commands").c_str(), kWrongUse);
+        return tell(std::string(error.what()) + "; 'ocamp --help' tells the commands", kWrongUse);
     }
 }
 

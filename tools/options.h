@@ -14,7 +14,7 @@ namespace ocamp {
 
 // Wrong use of the command line. The text says what, where and what was expected.
 class UsageError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 

@@ -65,7 +65,7 @@ void remove(SystemDatabase &database, const SysdbOptions &options) {
 using Action = void (*)(SystemDatabase &, const SysdbOptions &);
 
 CLI::App &add_action(CLI::App &parent, const char *name, const char *description, const char *example,
-                     std::shared_ptr<SysdbOptions> options, CommonOptions &common, Action action) {
+                     const std::shared_ptr<SysdbOptions> &options, CommonOptions &common, Action action) {
     CLI::App &command = *parent.add_subcommand(name, description);
     add_node_option(command, options->node);
     command.footer(std::string("Example:\n  ") + example);

@@ -43,10 +43,10 @@ const yfw_datatree *child_of(const yfw_datatree &node, std::string_view tag) {
 
 } // namespace
 
-MappingRun::MappingRun(std::uint32_t kind, std::optional<RequestNode> request)
+MappingRun::MappingRun(std::uint32_t kind, const std::optional<RequestNode> &request)
     : kind_(kind), duplicate_(duplicate_of(request)) {
     if (request)
-        request_.emplace(*std::move(request));
+        request_.emplace(*request);
     hierarchy_.reserve(kDeepestHierarchy);
     state_.request_kind = &kind_;
     state_.reg_dup_datatree = *duplicate_.root();
@@ -91,10 +91,10 @@ void MappingRun::begin_walk() noexcept {
     describe_hierarchy();
 }
 
-void MappingRun::set_native_path(std::optional<RequestNode> entry) {
+void MappingRun::set_native_path(const std::optional<RequestNode> &entry) {
     native_path_.reset();
     if (entry)
-        native_path_.emplace(*std::move(entry));
+        native_path_.emplace(*entry);
     state_.native_path = native_path_ ? native_path_->root() : nullptr;
     // The entry stands below its container: two levels.
     state_.native_path_depth = native_path_ ? 2 : 0;
@@ -224,7 +224,7 @@ void MappingRun::describe_current_key(std::string_view list_path, std::string_vi
     RequestNode entry{.tag = std::string(last_step(list_path)), .ns = std::string(ns)};
     entry.children.push_back(
         {.tag = std::string(key_name), .ns = std::string(ns), .value = std::string(key_value), .key = true});
-    key_list_.emplace(std::move(entry));
+    key_list_.emplace(entry);
     state_.plist = *key_list_->root();
 }
 

@@ -19,10 +19,10 @@ namespace ocamp {
 inline constexpr std::size_t kDeepestHierarchy = 255;
 
 class MappingRun {
-public:
+  public:
     // `kind`: enum yfw_request_kind. `request`: from the root node of the model on; none for a request that has no
     // OpenConfig path at all.
-    MappingRun(std::uint32_t kind, std::optional<RequestNode> request);
+    MappingRun(std::uint32_t kind, const std::optional<RequestNode> &request);
     ~MappingRun();
     MappingRun(const MappingRun &) = delete;
     MappingRun &operator=(const MappingRun &) = delete;
@@ -41,7 +41,7 @@ public:
     // Forgets output, hierarchy and key list, as before the first walk. The request stays.
     void begin_walk() noexcept;
     // The native list entry that the request reaches; none for a request that reaches into no entry.
-    void set_native_path(std::optional<RequestNode> entry);
+    void set_native_path(const std::optional<RequestNode> &entry);
 
     const std::vector<Write> &writes() const noexcept { return writes_; }
     // Data path of the node that made the request fail; of what the request is about when no handler told where. Means
@@ -66,7 +66,7 @@ public:
     void note_error_path();
     bool adds_data() const noexcept;
 
-private:
+  private:
     struct Level {
         const yfw_datatree *node;
         bool list_entry;

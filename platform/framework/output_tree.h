@@ -44,14 +44,14 @@ struct OutputNode {
 // A list flag opens a new entry under the entries that are open above it; a key finds or adds its entry and opens it;
 // every other write goes into the entries opened last, and makes what is missing on its way.
 class OutputTree {
-public:
+  public:
     explicit OutputTree(std::span<const Write> writes);
 
     const std::vector<OutputNode> &roots() const noexcept { return top_.children; }
     // Writes whose path is not absolute, or has an empty step.
     const std::vector<Write> &unplaced() const noexcept { return unplaced_; }
 
-private:
+  private:
     void place(const Write &write);
 
     OutputNode top_;

@@ -42,7 +42,7 @@ std::string key_predicates(const RequestNode &node) {
     return predicates;
 }
 
-DataTree::DataTree(RequestNode root) : root_(1) {
+DataTree::DataTree(const RequestNode &root) : root_(1) {
     freeze(root, root_.front(), 0);
 }
 

@@ -29,8 +29,8 @@ std::string key_predicates(const RequestNode &node);
 // A tree in the layout of the seam, with the texts it points at. Its nodes stay where they are, whatever walkers write
 // into them, until the tree is destroyed.
 class DataTree {
-public:
-    explicit DataTree(RequestNode root);
+  public:
+    explicit DataTree(const RequestNode &root);
     DataTree(const DataTree &) = delete;
     DataTree &operator=(const DataTree &) = delete;
 
@@ -41,7 +41,7 @@ public:
     // /optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config. Empty when the node is not of this tree.
     std::string path_of(const yfw_datatree *node) const;
 
-private:
+  private:
     struct Place {
         const yfw_datatree *node;
         std::size_t parent; // index of the parent's place; its own index for the root

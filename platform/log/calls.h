@@ -15,7 +15,7 @@
 namespace ocamp {
 
 class CallObserver {
-public:
+  public:
     virtual ~CallObserver() = default;
     // `text` is one line, valid during the call only. What it throws is dropped: the call goes on.
     virtual void on_call(std::string_view text) = 0;

@@ -20,7 +20,7 @@ namespace {
 // The addresses that are handles now. A handle comes back from the plug-in as a bare pointer; it is used only when it
 // is found here.
 class LiveHandles {
-public:
+  public:
     void add(const void *object) {
         const std::lock_guard lock(mutex_);
         objects_.push_back(object);
@@ -34,7 +34,7 @@ public:
         return std::find(objects_.begin(), objects_.end(), object) != objects_.end();
     }
 
-private:
+  private:
     mutable std::mutex mutex_;
     std::vector<const void *> objects_;
 };

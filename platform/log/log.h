@@ -16,12 +16,12 @@ namespace ocamp {
 
 // A log that cannot be opened. The text names the file and the reason.
 class LogError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
 // Longest message that is written, in bytes before escaping; what is longer is cut and marked.
-inline constexpr std::size_t kLogMessageLimit = 64 * 1024;
+inline constexpr std::size_t kLogMessageLimit = std::size_t{64} * 1024;
 
 // Levels of the debug log. A log writes the messages whose level is not above its threshold.
 inline constexpr int kLogNothing = -1; // as a threshold
@@ -30,13 +30,13 @@ inline constexpr int kLogTraces = 3;
 
 // Where the lines of a log go: a file that is appended to, or standard error for "-". Throws LogError.
 class LogSink {
-public:
+  public:
     explicit LogSink(const std::string &where);
 
     // Writes one line, however the text looks: see append_escaped. A failed write is told once on standard error.
     void write(std::string_view text) noexcept;
 
-private:
+  private:
     struct CloseOwned {
         void operator()(std::FILE *file) const noexcept;
     };
@@ -47,7 +47,7 @@ private:
 
 // What a `yfw_log_handle *` points at.
 class DebugLog {
-public:
+  public:
     DebugLog(const std::string &where, int threshold);
     ~DebugLog();
     DebugLog(const DebugLog &) = delete;
@@ -62,14 +62,14 @@ public:
     // NULL unless `handle` is that of a log that exists now.
     static DebugLog *from_handle(yfw_log_handle *handle) noexcept;
 
-private:
+  private:
     LogSink sink_;
     int threshold_;
 };
 
 // What a `yfw_ltrace_handle *` points at.
 class LightTrace {
-public:
+  public:
     explicit LightTrace(const std::string &where);
     ~LightTrace();
     LightTrace(const LightTrace &) = delete;
@@ -81,7 +81,7 @@ public:
     // NULL unless `handle` is that of a trace that exists now.
     static LightTrace *from_handle(yfw_ltrace_handle *handle) noexcept;
 
-private:
+  private:
     LogSink sink_;
 };
 
@@ -95,7 +95,7 @@ struct LogSettings {
 // Opens the logs of the process. While it lives, its debug log is the current one; afterwards the one before it is
 // again. Sessions end in the reverse order of their beginning. Throws LogError.
 class LogSession {
-public:
+  public:
     explicit LogSession(const LogSettings &settings);
     ~LogSession();
     LogSession(const LogSession &) = delete;
@@ -104,7 +104,7 @@ public:
     // Sets the log fields of a mapping context; the handles live as long as the session.
     void attach(yfw_map_ctx_s &ctx) noexcept;
 
-private:
+  private:
     std::optional<DebugLog> debug_log_;
     std::optional<LightTrace> trace_;
     DebugLog *previous_;

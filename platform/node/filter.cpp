@@ -258,6 +258,7 @@ std::vector<RequestNode> Filter::requests() const {
             add_request(placed, std::move(request));
     }
     std::vector<RequestNode> requests;
+    requests.reserve(placed.size());
     for (PlacedRequest &request : placed)
         requests.push_back(std::move(request.tree));
     if (everything_) {

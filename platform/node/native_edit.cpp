@@ -2,6 +2,7 @@
 #include "node/native_edit.h"
 
 #include "framework/operation_words.h"
+#include "log/text.h"
 #include "node/request_error.h"
 
 #include <algorithm>
@@ -168,8 +169,8 @@ class NativeEditor {
 };
 
 struct Leaves {
-    std::vector<std::string> order; // data paths
-    std::map<std::string, std::string> values;
+    std::vector<std::string> order;            // data paths
+    std::map<std::string, std::string> values; // escaped: each stands on one line
 
     void add(const lyd_node *first) {
         for (const lyd_node *node = first; node != nullptr; node = node->next) {
@@ -177,7 +178,7 @@ struct Leaves {
                 continue;
             if (is_leaf(*node->schema)) {
                 order.push_back(data_path(*node));
-                values.emplace(order.back(), leaf_text(*node));
+                append_escaped(values[order.back()], leaf_text(*node));
             }
             add(lyd_child(node));
         }

@@ -46,7 +46,7 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
     if (report != nullptr)
         report->native_request = output_text(native_request.roots());
     run.set_native_path(named_configuration_entry(native_schema(), native_request.roots()));
-    for (NativeEntry &entry :
+    for (const NativeEntry &entry :
          select_entries(native_schema(), data, native_request.roots(), kind == YFW_KIND_GET_CONFIG)) {
         const std::string root = entry.tree.tag;
         const Walker walker = plugin_.to_openconfig(entry.module->name, root);
@@ -55,7 +55,7 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
                            fmt::format("{}: the plug-in maps no data of {}", entry.path, entry.module->name));
             continue;
         }
-        DataTree tree(std::move(entry.tree));
+        DataTree tree(entry.tree);
         std::string shown = report != nullptr ? tree_text(*tree.root()) : std::string();
         run.begin_walk();
         const cerrno result = walker(run.context(), tree.root(), run.output());

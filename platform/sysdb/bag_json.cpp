@@ -55,7 +55,7 @@ std::string shown(const Json &value) {
 
 // Refuses what the parser itself would take: a member given twice, and nesting without bound.
 class ParseCheck {
-public:
+  public:
     bool operator()(int depth, Json::parse_event_t event, Json &parsed) {
         switch (event) {
         case Json::parse_event_t::object_start:
@@ -76,7 +76,7 @@ public:
         return true;
     }
 
-private:
+  private:
     std::vector<std::set<std::string>> members_;
 };
 

@@ -14,7 +14,7 @@ namespace ocamp {
 // JSON that is not a record or an item file. The text gives the place, as in $[0].bag.tokens[2].value, what was
 // expected there and what was found.
 class BagJsonError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 

@@ -126,7 +126,7 @@ bool ends(BagType type) noexcept {
 
 // Writes one record; `path` names the token being written, for errors.
 class BagWriter {
-public:
+  public:
     std::vector<std::uint8_t> write(const BagRecord &record) {
         check_text(record.name, kBagNameLimit, "record name");
         bytes_.assign(kNameAt, 0);
@@ -149,7 +149,7 @@ public:
         return std::move(bytes_);
     }
 
-private:
+  private:
     template <typename... Values>
     [[noreturn]] void fail(fmt::format_string<Values...> format, Values &&...values) const {
         throw BagError(fmt::format("{}: {}", path_.empty() ? "record" : path_,

@@ -47,7 +47,7 @@ inline constexpr std::size_t kBagRecordLimit = 1U << 20U; // bytes of a whole re
 // A record that cannot be decoded (the text says what stands at which offset and what was expected) or a model that
 // cannot be encoded (the text names the token).
 class BagError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
@@ -108,7 +108,7 @@ struct BagItem {
 
 // Takes a record apart token by token. The record must outlive the reader.
 class BagReader {
-public:
+  public:
     // Checks the header and the checksum of the whole record.
     explicit BagReader(std::span<const std::uint8_t> bytes);
 
@@ -117,7 +117,7 @@ public:
     bool ended() const noexcept { return ended_; }
     std::size_t offset() const noexcept { return offset_; }
 
-private:
+  private:
     std::span<const std::uint8_t> take(std::size_t count, const char *what);
     template <typename Integer>
     Integer take_integer(const char *what);

@@ -11,7 +11,7 @@ namespace ocamp {
 // while the guard lives; afterwards the one before it, or none, is again. Bindings and listings that were opened under
 // the guard and not closed end with it. Guards end in the reverse order of their beginning.
 class CurrentSystemDatabase {
-public:
+  public:
     explicit CurrentSystemDatabase(SystemDatabase &database) noexcept;
     ~CurrentSystemDatabase();
     CurrentSystemDatabase(const CurrentSystemDatabase &) = delete;
@@ -21,7 +21,7 @@ public:
     // NULL when no guard lives.
     static CurrentSystemDatabase *current() noexcept;
 
-private:
+  private:
     SystemDatabase &database_;
     CurrentSystemDatabase *previous_;
 };

@@ -11,7 +11,7 @@ namespace ocamp {
 
 template <typename Object>
 class HandleTable {
-public:
+  public:
     // The table owns the object until `close`.
     template <typename... Arguments>
     Object *open(Arguments &&...arguments) {
@@ -34,7 +34,7 @@ public:
         return std::erase_if(objects_, [&](const auto &entry) { return condition(*entry.second); });
     }
 
-private:
+  private:
     std::unordered_map<const void *, std::unique_ptr<Object>> objects_;
 };
 

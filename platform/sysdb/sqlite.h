@@ -18,18 +18,18 @@ namespace ocamp {
 
 // The text names the file, what was being done, and SQLite's reason.
 class SqliteError : public std::runtime_error {
-public:
+  public:
     SqliteError(const std::string &text, int code) : std::runtime_error(text), code_(code) {}
     int code() const noexcept { return code_; } // SQLite's extended result code
 
-private:
+  private:
     int code_;
 };
 
 // A prepared statement. Parameters and columns count as SQLite counts them: from 1 and from 0. What is bound is copied.
 // All calls that can fail throw SqliteError.
 class Statement {
-public:
+  public:
     Statement(sqlite3 *connection, std::string_view sql);
 
     Statement &bind(int parameter, std::string_view text);
@@ -48,7 +48,7 @@ public:
     std::int64_t number(int column) const;
     bool is_null(int column) const;
 
-private:
+  private:
     void check(int code, const char *action) const;
 
     struct Finalize {
@@ -59,20 +59,20 @@ private:
 
 // Resets a statement that is kept for the next use, on every way out.
 class StatementUse {
-public:
+  public:
     explicit StatementUse(Statement &statement) noexcept : statement_(statement) {}
     ~StatementUse() { statement_.reset(); }
     StatementUse(const StatementUse &) = delete;
     StatementUse &operator=(const StatementUse &) = delete;
 
-private:
+  private:
     Statement &statement_;
 };
 
 // A connection to one database file. Waits up to 5 s for a lock, checks foreign keys, trusts no schema; writes with a
 // rollback journal that is gone, and synced, before a commit returns.
 class Database {
-public:
+  public:
     enum class Mode { read_only, read_write_create };
 
     Database(const std::string &file, Mode mode);
@@ -83,7 +83,7 @@ public:
     const std::string &file() const noexcept { return file_; }
     sqlite3 *connection() noexcept { return connection_.get(); }
 
-private:
+  private:
     struct Close {
         void operator()(sqlite3 *connection) const noexcept;
     };
@@ -93,7 +93,7 @@ private:
 
 // A write transaction; rolled back unless it was committed.
 class Transaction {
-public:
+  public:
     explicit Transaction(Database &database);
     ~Transaction();
     Transaction(const Transaction &) = delete;
@@ -101,7 +101,7 @@ public:
 
     void commit();
 
-private:
+  private:
     Database &database_;
     bool open_ = true;
 };

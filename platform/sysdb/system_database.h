@@ -20,7 +20,7 @@ inline constexpr std::size_t kSysdbNameLimit = 255; // bytes of a bind point and
 
 // A bind point or an item name that is none. The text names it and says what was expected.
 class SysdbNameError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
@@ -31,7 +31,7 @@ void check_item_name(std::string_view item);
 
 // All calls throw SqliteError when the file fails them, and SysdbNameError for a bad name. One thread at a time.
 class SystemDatabase {
-public:
+  public:
     SystemDatabase(const std::string &file, Database::Mode mode);
     // Shares a connection, which must outlive this object. Writes are then part of the connection's transaction.
     explicit SystemDatabase(Database &shared);
@@ -52,7 +52,7 @@ public:
     // True when the table of items is there and can be read.
     bool readable() noexcept;
 
-private:
+  private:
     void create_table();
     Statement &statement(std::optional<Statement> &kept, std::string_view sql);
 

@@ -7,7 +7,7 @@
 #include <string>
 
 class FuzzedInput {
-public:
+  public:
     FuzzedInput(const uint8_t *data, size_t size) : data_(data), size_(size) {}
 
     uint8_t byte() { return at_ < size_ ? data_[at_++] : 0; }
@@ -25,7 +25,7 @@ public:
         return text;
     }
 
-private:
+  private:
     const uint8_t *data_;
     size_t size_;
     size_t at_ = 0;

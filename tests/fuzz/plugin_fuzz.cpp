@@ -62,7 +62,7 @@ constexpr const char *values[] = {
 
 /// Keeps what a tree of one input points at.
 class Garden {
-public:
+  public:
     explicit Garden(FuzzedInput &input) : input_(input) {}
 
     yfw_datatree grow(const char *tag, int depth) {
@@ -90,7 +90,7 @@ public:
         return node;
     }
 
-private:
+  private:
     const char *any_tag() {
         if (input_.chance(8))
             return nullptr;

@@ -68,13 +68,12 @@ TEST(RequestTree, PathsCarryKeysAndSurviveDetachedChildren) {
 TEST(RequestTree, TextShowsKeysValuesAndOperations) {
     RequestNode request = amplifier_request();
     request.children[0].children[0].operation = YFW_OP_CREATE;
-    EXPECT_EQ(tree_text(*DataTree(std::move(request)).root()),
-              "<optical-amplifier>\n"
-              "  <amplifiers>\n"
-              "    <amplifier name=\"0/1-AMP-PRE\">  operation create\n"
-              "      <name> \"0/1-AMP-PRE\"\n"
-              "      <config>\n"
-              "        <target-gain> \"15.5\"\n");
+    EXPECT_EQ(tree_text(*DataTree(request).root()), "<optical-amplifier>\n"
+                                                    "  <amplifiers>\n"
+                                                    "    <amplifier name=\"0/1-AMP-PRE\">  operation create\n"
+                                                    "      <name> \"0/1-AMP-PRE\"\n"
+                                                    "      <config>\n"
+                                                    "        <target-gain> \"15.5\"\n");
 }
 
 TEST(RequestTree, TextTakesWhatComesFromOutside) {

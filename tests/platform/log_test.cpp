@@ -19,7 +19,7 @@ namespace {
 constexpr std::uint64_t kFlags = 0x10101000000U;
 
 class LogFiles : public testing::Test {
-protected:
+  protected:
     void SetUp() override {
         const auto *test = testing::UnitTest::GetInstance()->current_test_info();
         folder_ = std::filesystem::temp_directory_path() /

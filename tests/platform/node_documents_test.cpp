@@ -16,10 +16,10 @@ namespace {
 
 constexpr const char *kNs = "http://openconfig.net/yang/optical-amplfier";
 
-std::vector<std::string> texts(std::vector<RequestNode> requests) {
+std::vector<std::string> texts(const std::vector<RequestNode> &requests) {
     std::vector<std::string> shown;
-    for (RequestNode &request : requests)
-        shown.push_back(tree_text(*DataTree(std::move(request)).root()));
+    for (const RequestNode &request : requests)
+        shown.push_back(tree_text(*DataTree(request).root()));
     return shown;
 }
 

@@ -73,10 +73,10 @@ TEST(NativeSelection, WrittenKeysSelectAndOthersDoNot) {
 }
 
 TEST(NativeSelection, EachEntryStandsByItselfWithItsKeysFlagged) {
-    std::vector<NativeEntry> entries = select(sample(), {opened(kEntry, kIfmgr)});
+    const std::vector<NativeEntry> entries = select(sample(), {opened(kEntry, kIfmgr)});
     ASSERT_EQ(entries.size(), 3U);
     EXPECT_STREQ(entries[0].module->name, "Korvex-ifmgr-cfg");
-    const DataTree tree(std::move(entries[0].tree));
+    const DataTree tree(entries[0].tree);
     EXPECT_EQ(tree_text(*tree.root()), "<interface-configurations>\n"
                                        "  <interface-configuration active=\"act\" interface-name=\"Ots0/1/0/0\">\n"
                                        "    <active> \"act\"\n"
@@ -94,10 +94,10 @@ TEST(NativeSelection, InnerKeysSelectToo) {
     const std::string number =
         history + "/optics-second30-history/optics-second30-optics-histories/optics-second30-optics-history/"
                   "optics-second30-optics-time-line-instances/optics-second30-optics-time-line-instance/number";
-    std::vector<NativeEntry> entries =
+    const std::vector<NativeEntry> entries =
         select(sample(), {opened(history, kPm), leaf(history + "/name", kPm, "Ots0/1/0/0"), leaf(number, kPm, "1")});
     ASSERT_EQ(entries.size(), 1U);
-    const std::string text = tree_text(*DataTree(std::move(entries[0].tree)).root());
+    const std::string text = tree_text(*DataTree(entries[0].tree).root());
     EXPECT_THAT(text, HasSubstr("\" 2.05 \""));
     EXPECT_THAT(text, Not(HasSubstr("9.99")));
 }

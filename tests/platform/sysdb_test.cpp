@@ -33,7 +33,7 @@ Bytes sample_bag() {
 }
 
 class SysdbFile : public testing::Test {
-protected:
+  protected:
     void SetUp() override {
         const auto *test = testing::UnitTest::GetInstance()->current_test_info();
         folder_ = std::filesystem::temp_directory_path() /
@@ -51,7 +51,7 @@ class SystemDatabaseFile : public SysdbFile {};
 
 // The calls of the seam on a database with one amplifier's items.
 class SysdbSeam : public SysdbFile {
-protected:
+  protected:
     void SetUp() override {
         SysdbFile::SetUp();
         database_.emplace(file_, Database::Mode::read_write_create);
