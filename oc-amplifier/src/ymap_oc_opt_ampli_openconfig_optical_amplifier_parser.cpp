@@ -199,7 +199,7 @@ class NodeWalk {
 
     cerrno count_keys() {
         for (yfw_datatree &child : children_) {
-            if (yfw_map_do_these_match(child.tag, Row::key) == 0) {
+            if (!is_key_child(child)) {
                 has_other_children_ = true;
                 continue;
             }
@@ -345,28 +345,37 @@ class NodeWalk {
     cerrno walk_child(yfw_datatree &child) {
         if (child.tag == nullptr)
             return refuse_child_without_tag();
-        cerrno result = CERR_SUCCESS;
-        if constexpr (is_list) {
-            if (yfw_map_do_these_match(child.tag, Row::key) != 0 && yfw_map_is_request_delete(&child) != 0) {
-                ymap_err_at(Row::function, ctx_, "The key node should not have delete operation.");
-                yfw_oc_error_path(ctx_);
-                return YMAP_RC_KEY_DELETE;
-            }
+        const bool is_key = is_key_child(child);
+        if (is_key && yfw_map_is_request_delete(&child) != 0) {
+            ymap_err_at(Row::function, ctx_, "The key node should not have delete operation.");
+            yfw_oc_error_path(ctx_);
+            return YMAP_RC_KEY_DELETE;
         }
-        // What the entry's configuration becomes is the matter of the second pass.
-        if constexpr (std::is_same_v<Row, lvla_opticalamplifier_amplifier_config::Parent>)
-            if (state_.in_delete_pass() &&
-                yfw_map_do_these_match(child.tag, lvla_opticalamplifier_amplifier_config::tag) != 0)
-                return CERR_SUCCESS;
+        if (waits_for_second_pass(child))
+            return CERR_SUCCESS;
+        cerrno result = CERR_SUCCESS;
         if (walk_named_child<Row>(ctx_, &child, out_, result)) {
-            if constexpr (is_list)
-                if (yfw_map_do_these_match(child.tag, Row::key) != 0)
-                    child.node_flags2 |= YFW_NODE_KEY_USED;
+            if (is_key)
+                child.node_flags2 |= YFW_NODE_KEY_USED;
             return result;
         }
         if (yfw_map_do_these_match(child.ns, OPENCONFIG_NS) == 0)
             return Row::parse_augments(ctx_, &child, out_);
         return refuse_unknown_child(child);
+    }
+
+    static bool is_key_child(const yfw_datatree &child) {
+        if constexpr (is_list)
+            return yfw_map_do_these_match(child.tag, Row::key) != 0;
+        return false;
+    }
+
+    /// What an entry's configuration becomes is the matter of a replace's second pass.
+    bool waits_for_second_pass(const yfw_datatree &child) const {
+        using Config = lvla_opticalamplifier_amplifier_config;
+        if constexpr (std::is_same_v<Row, Config::Parent>)
+            return state_.in_delete_pass() && yfw_map_do_these_match(child.tag, Config::tag) != 0;
+        return false;
     }
 
     cerrno refuse_child_without_tag() {
