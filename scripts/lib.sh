@@ -7,9 +7,11 @@ run() {
     "$@"
 }
 
-# build PRESET: installs what is missing, configures and builds.
+# build PRESET [TARGET...]: installs what is missing, configures and builds all or the targets.
 build() {
+    local preset=$1
+    shift
     scripts/setup.sh
-    run cmake --preset "$1" >/dev/null
-    run cmake --build --preset "$1"
+    run cmake --preset "$preset" >/dev/null
+    run cmake --build --preset "$preset" ${1:+--target "$@"}
 }
