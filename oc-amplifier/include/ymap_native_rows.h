@@ -1,10 +1,24 @@
 // The rows of one native module as types, with the match of children by tag. Included once, inside the namespace of
 // the module's parser, after these are defined:
-//   XO_ROWS                       the module's list of rows
-//   XO_NAME(name)                 the exported name of the module's function `name`
-//   XO_CONTAINER_HANDLER(word), XO_LIST_HANDLER(word), XO_LIST_OWN_HANDLER(word), XO_LEAF_HANDLER(word)
-//   ThisModule                    a type with `rules` and the declaration of walk_named_child
+//   module_rules     what the module's walkers do where modules differ
+//   XO_ROWS          the module's list of rows
+//   XO_NAME(name)    the exported name of the module's function `name`
+// and, where a module's nodes do not have a handler each:
+//   XO_CONTAINER_HANDLER(word), XO_LIST_HANDLER(word)
 // Without include guard on purpose.
+
+#ifndef XO_CONTAINER_HANDLER
+#define XO_CONTAINER_HANDLER(word) XO_NAME(cont_##word)
+#endif
+#ifndef XO_LIST_HANDLER
+#define XO_LIST_HANDLER(word) XO_NAME(list_##word)
+#endif
+
+struct ThisModule {
+    static constexpr WalkRules rules = module_rules;
+    template <class Row>
+    static bool walk_named_child(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out, cerrno &result);
+};
 
 struct no_parent;
 
@@ -29,11 +43,11 @@ struct no_parent;
         static constexpr auto parse_augments = XO_NAME(word##_parse_augments);                                         \
     };
 #define XO_LIST(parent, word, tag, ...) XO_LIST_ROW(parent, word, tag, XO_LIST_HANDLER(word), __VA_ARGS__)
-#define XO_LIST_OWN(parent, word, tag, ...) XO_LIST_ROW(parent, word, tag, XO_LIST_OWN_HANDLER(word), __VA_ARGS__)
+#define XO_LIST_OWN(parent, word, tag, ...) XO_LIST_ROW(parent, word, tag, XO_NAME(list_##word), __VA_ARGS__)
 #define XO_LEAF(parent, word, tag, converter)                                                                          \
     struct word {                                                                                                      \
         XO_ROW(parent, leaf, word, tag)                                                                                \
-        static constexpr auto handle = XO_LEAF_HANDLER(word);                                                          \
+        static constexpr auto handle = XO_NAME(leaf_##word);                                                           \
     };
 #include XO_ROWS
 

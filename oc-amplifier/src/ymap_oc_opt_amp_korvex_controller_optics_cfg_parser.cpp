@@ -8,23 +8,15 @@
 namespace ymap::native {
 namespace {
 
-struct ThisModule {
-    static constexpr WalkRules rules{.ns = OPTICS_CFG_NS,
-                                     .only_for_state_reads = false,
-                                     .unknown_tag_is_named = false,
-                                     .broken_list_entry_lacks_keys = false,
-                                     .empty_list_entry_is_reported = true,
-                                     .skip_becomes_success = true};
-    template <class Row>
-    static bool walk_named_child(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out, cerrno &result);
-};
+constexpr WalkRules module_rules{.ns = OPTICS_CFG_NS,
+                                 .only_for_state_reads = false,
+                                 .unknown_tag_is_named = false,
+                                 .broken_list_entry_lacks_keys = false,
+                                 .empty_list_entry_is_reported = true,
+                                 .skip_becomes_success = true};
 
 #define XO_ROWS "korvex_controller_optics_cfg.def"
 #define XO_NAME(name) OPTICS_CFG(name)
-#define XO_CONTAINER_HANDLER(word) OPTICS_CFG(cont_##word)
-#define XO_LIST_HANDLER(word) OPTICS_CFG(list_##word)
-#define XO_LIST_OWN_HANDLER(word) OPTICS_CFG(list_##word)
-#define XO_LEAF_HANDLER(word) OPTICS_CFG(leaf_##word)
 #include "ymap_native_rows.h"
 
 /// What the dispatcher does with a child of an interface's configuration whose arguments are good.
@@ -44,7 +36,7 @@ cerrno dispatch(yfw_map_ctx ctx, const char *function, const yfw_datatree *in, y
     }
     if (yfw_map_do_these_match(in->tag, lvla_optics::tag) != 0)
         return walk<lvla_optics>(ctx, in, out);
-    if (yfw_map_do_these_match(in->ns, ThisModule::rules.ns) != 0) {
+    if (yfw_map_do_these_match(in->ns, module_rules.ns) != 0) {
         ymap_trc_at(function, ctx, "Unsupported tag. Ignoring.");
         return result;
     }

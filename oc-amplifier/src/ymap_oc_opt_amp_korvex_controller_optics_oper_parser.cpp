@@ -7,24 +7,16 @@
 namespace ymap::native {
 namespace {
 
-struct ThisModule {
-    // As the OTS operational model, but unknown tags are not named.
-    static constexpr WalkRules rules{.ns = OPTICS_OPER_NS,
-                                     .only_for_state_reads = true,
-                                     .unknown_tag_is_named = false,
-                                     .broken_list_entry_lacks_keys = true,
-                                     .empty_list_entry_is_reported = false,
-                                     .skip_becomes_success = false};
-    template <class Row>
-    static bool walk_named_child(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out, cerrno &result);
-};
+// As the OTS operational model, but unknown tags are not named.
+constexpr WalkRules module_rules{.ns = OPTICS_OPER_NS,
+                                 .only_for_state_reads = true,
+                                 .unknown_tag_is_named = false,
+                                 .broken_list_entry_lacks_keys = true,
+                                 .empty_list_entry_is_reported = false,
+                                 .skip_becomes_success = false};
 
 #define XO_ROWS "korvex_controller_optics_oper.def"
 #define XO_NAME(name) OPTICS_OPER(name)
-#define XO_CONTAINER_HANDLER(word) OPTICS_OPER(cont_##word)
-#define XO_LIST_HANDLER(word) OPTICS_OPER(list_##word)
-#define XO_LIST_OWN_HANDLER(word) OPTICS_OPER(list_##word)
-#define XO_LEAF_HANDLER(word) OPTICS_OPER(leaf_##word)
 #include "ymap_native_rows.h"
 
 } // namespace

@@ -7,23 +7,15 @@
 namespace ymap::native {
 namespace {
 
-struct ThisModule {
-    static constexpr WalkRules rules{.ns = OTS_OPER_NS,
-                                     .only_for_state_reads = true,
-                                     .unknown_tag_is_named = true,
-                                     .broken_list_entry_lacks_keys = true,
-                                     .empty_list_entry_is_reported = false,
-                                     .skip_becomes_success = false};
-    template <class Row>
-    static bool walk_named_child(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out, cerrno &result);
-};
+constexpr WalkRules module_rules{.ns = OTS_OPER_NS,
+                                 .only_for_state_reads = true,
+                                 .unknown_tag_is_named = true,
+                                 .broken_list_entry_lacks_keys = true,
+                                 .empty_list_entry_is_reported = false,
+                                 .skip_becomes_success = false};
 
 #define XO_ROWS "korvex_controller_orvo8_ots_oper.def"
 #define XO_NAME(name) OTS_OPER(name)
-#define XO_CONTAINER_HANDLER(word) OTS_OPER(cont_##word)
-#define XO_LIST_HANDLER(word) OTS_OPER(list_##word)
-#define XO_LIST_OWN_HANDLER(word) OTS_OPER(list_##word)
-#define XO_LEAF_HANDLER(word) OTS_OPER(leaf_##word)
 #include "ymap_native_rows.h"
 
 } // namespace

@@ -8,24 +8,16 @@
 namespace ymap::native {
 namespace {
 
-struct ThisModule {
-    // As the optics configuration, but a skipped entry is passed up for the container to drop.
-    static constexpr WalkRules rules{.ns = IFMGR_CFG_NS,
-                                     .only_for_state_reads = false,
-                                     .unknown_tag_is_named = false,
-                                     .broken_list_entry_lacks_keys = false,
-                                     .empty_list_entry_is_reported = true,
-                                     .skip_becomes_success = false};
-    template <class Row>
-    static bool walk_named_child(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out, cerrno &result);
-};
+// As the optics configuration, but a skipped entry is passed up for the container to drop.
+constexpr WalkRules module_rules{.ns = IFMGR_CFG_NS,
+                                 .only_for_state_reads = false,
+                                 .unknown_tag_is_named = false,
+                                 .broken_list_entry_lacks_keys = false,
+                                 .empty_list_entry_is_reported = true,
+                                 .skip_becomes_success = false};
 
 #define XO_ROWS "korvex_ifmgr_cfg.def"
 #define XO_NAME(name) IFMGR_CFG(name)
-#define XO_CONTAINER_HANDLER(word) IFMGR_CFG(cont_##word)
-#define XO_LIST_HANDLER(word) IFMGR_CFG(list_##word)
-#define XO_LIST_OWN_HANDLER(word) IFMGR_CFG(list_##word)
-#define XO_LEAF_HANDLER(word) IFMGR_CFG(leaf_##word)
 #include "ymap_native_rows.h"
 
 } // namespace

@@ -7,24 +7,18 @@
 namespace ymap::native {
 namespace {
 
-struct ThisModule {
-    // As the OTS operational model.
-    static constexpr WalkRules rules{.ns = PMENGINE_OPER_NS,
-                                     .only_for_state_reads = true,
-                                     .unknown_tag_is_named = true,
-                                     .broken_list_entry_lacks_keys = true,
-                                     .empty_list_entry_is_reported = false,
-                                     .skip_becomes_success = false};
-    template <class Row>
-    static bool walk_named_child(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out, cerrno &result);
-};
+// As the OTS operational model.
+constexpr WalkRules module_rules{.ns = PMENGINE_OPER_NS,
+                                 .only_for_state_reads = true,
+                                 .unknown_tag_is_named = true,
+                                 .broken_list_entry_lacks_keys = true,
+                                 .empty_list_entry_is_reported = false,
+                                 .skip_becomes_success = false};
 
 #define XO_ROWS "korvex_pmengine_oper.def"
 #define XO_NAME(name) PMENGINE_OPER(name)
 #define XO_CONTAINER_HANDLER(word) PMENGINE_OPER(duck_map_container)
 #define XO_LIST_HANDLER(word) PMENGINE_OPER(duck_map_list)
-#define XO_LIST_OWN_HANDLER(word) PMENGINE_OPER(list_##word)
-#define XO_LEAF_HANDLER(word) PMENGINE_OPER(leaf_##word)
 #include "ymap_native_rows.h"
 
 } // namespace
