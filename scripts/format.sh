@@ -4,8 +4,7 @@ source "$(dirname "$0")/lib.sh"
 
 scripts/setup.sh clang-format
 mapfile -t files < <(git ls-files '*.h' '*.cpp' '*.c')
-if [ "${1:-}" = --check ]; then
-    run clang-format --dry-run --Werror "${files[@]}"
-else
-    run clang-format -i "${files[@]}"
-fi
+mode=(-i)
+[ "${1:-}" = --check ] && mode=(--dry-run --Werror)
+echo "+ clang-format ${mode[*]} (${#files[@]} files)" >&2
+clang-format "${mode[@]}" "${files[@]}"
