@@ -51,7 +51,7 @@ cerrno OPTICS_OPER(list_lvla_opticsoper_opticsports_opticsport)(yfw_map_ctx ctx,
     const bool is_channel = check_controller_name_optics_is_good(ctx, controller) != 0;
     if (wanted.channels && !wanted.amplifiers && !is_channel)
         return YMAP_RC_SKIP;
-    ymap_trc(ctx, "amplifier_name: %s", "");
+    ymap_trc(ctx, "amplifier_name: %s", ""); // a port names no amplifier; clients rely on the line
     if (ymap::reads_state(ctx) && wanted.channels && is_channel) {
         if (!is_requested_channel(ctx, __func__, controller))
             return YMAP_RC_SKIP;

@@ -925,6 +925,28 @@ TEST_F(OpenConfigWalkers, MergedEntryOwnsNoSubtree) {
     EXPECT_THAT(states_, testing::AllOf(testing::Not(testing::IsEmpty()), testing::Each(State{0, 0, 0, 0})));
 }
 
+TEST_F(OpenConfigWalkers, OtherFlagsOfANodeAndOfTheRequestAreKept) {
+    kind(YFW_KIND_EDIT);
+    request.walk_flags = YFW_WALK_XPATH_ERROR;
+    yfw_datatree *in =
+        tree(container("amplifier",
+                       {key_leaf("0/1-AMP-PRE"), container("config", {leaf("target-gain", "1")}), container("state")})
+                 .op(YFW_OP_REPLACE));
+    yfw_datatree *gain = &in->children[1].children[0];
+    for (yfw_datatree *marked : {in, &in->children[0], &in->children[1], gain}) {
+        marked->map_flags = 0x81;
+        marked->node_flags2 = 0x40;
+        marked->node_flags |= 0x80;
+    }
+    EXPECT_EQ(call(amplifier, in), CERR_SUCCESS);
+    for (const yfw_datatree *marked : {in, &in->children[0], &in->children[1], gain}) {
+        EXPECT_EQ(marked->map_flags, 0x81 | YFW_MAPF_VISITED) << marked->tag;
+        EXPECT_EQ(marked->node_flags2 & 0x40, 0x40) << marked->tag;
+        EXPECT_EQ(marked->node_flags & (0x80 | YFW_NODE_PRESENT), 0x80 | YFW_NODE_PRESENT) << marked->tag;
+    }
+    EXPECT_EQ(request.walk_flags, static_cast<uint32_t>(YFW_WALK_XPATH_ERROR));
+}
+
 class EntryChild : public OpenConfigWalkers, public testing::WithParamInterface<std::pair<std::string, std::string>> {};
 
 TEST_P(EntryChild, IsReachedByItsTag) {

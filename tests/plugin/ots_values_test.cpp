@@ -1,4 +1,6 @@
 // Values of the native OTS model, turned into OpenConfig amplifier state.
+#include <algorithm>
+
 #include "plugin_fixture.h"
 
 namespace {

@@ -1,4 +1,6 @@
 // Native performance history, walked; minimum, average and maximum of amplifiers and supervisory channels.
+#include <algorithm>
+
 #include "native_walk.h"
 
 namespace {
@@ -176,6 +178,20 @@ TEST_F(PmengineWalk, UnknownChildrenSucceedEmpty) {
         call(root_walker, tree(native(container("performance-management-history", {leaf("x", "1").in(ns::foreign)})))),
         CERR_SUCCESS);
     expect_writes({});
+}
+
+TEST_F(PmengineWalk, ForeignChildOfEachLevelReachesItsAugmentParser) {
+    platform.node_key = "Ots0/1/0/0";
+    stand_in("Ots0/1/0/0");
+    const auto starts_of_a_walk = [&](std::vector<Node> groups) {
+        platform.forget_calls();
+        EXPECT_EQ(call(root_walker, tree(performance_history({history("Ots0/1/0/0", std::move(groups))}))),
+                  CERR_SUCCESS);
+        return std::ranges::count(messages(), trc("Start"));
+    };
+    EXPECT_EQ(starts_of_a_walk({leaf("x", "1").in(ns::foreign)}), starts_of_a_walk({}) + 1);
+    EXPECT_EQ(starts_of_a_walk({container("opt", {leaf("x", "1").in(ns::foreign)})}),
+              starts_of_a_walk({container("opt")}) + 1);
 }
 
 TEST_F(PmengineWalk, UntaggedChildAndMissingChildrenEndTheWalk) {

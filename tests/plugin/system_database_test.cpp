@@ -3,6 +3,8 @@
 
 #include <array>
 #include <cstdlib>
+#include <deque>
+#include <utility>
 
 #include "plugin_fixture.h"
 
