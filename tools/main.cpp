@@ -29,6 +29,13 @@ int tell(std::string_view message, int status) {
     return status;
 }
 
+// An answer that did not get out whole is a failure.
+int flush_answer() {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+        return 0;
+    return tell("standard output: the answer could not be written", kFailed);
+}
+
 int run(int argc, char **argv) {
     CLI::App program("Reads and edits the optical amplifiers of a node through OpenConfig.", "ocamp");
     program.require_subcommand(1);
@@ -42,7 +49,7 @@ int run(int argc, char **argv) {
     ocamp::add_sysdb_command(program, common);
     try {
         program.parse(argc, argv);
-        return 0;
+        return flush_answer();
     } catch (const CLI::Success &help) {
         return program.exit(help);
     } catch (const CLI::Error &error) {

@@ -16,6 +16,14 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
+// True for strings, and for references to strings.
+bool is_text(const lysc_node &leaf) {
+    const lysc_type *type = reinterpret_cast<const lysc_node_leaf &>(leaf).type;
+    if (type->basetype == LY_TYPE_LEAFREF)
+        type = reinterpret_cast<const lysc_type_leafref *>(type)->realtype;
+    return type->basetype == LY_TYPE_STRING;
+}
+
 std::string_view trimmed(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
     return text.substr(0, text.find_last_not_of(kBlanks) + 1);
@@ -60,8 +68,10 @@ class EditReader {
                   std::optional<std::uint32_t> inherited) const {
         EditNode node = shell(from, above, inherited);
         node.schema = schema_.find(parent, from.name, node.ns);
-        if (node.schema == nullptr && parent != nullptr && node.ns != parent->module->ns)
+        if (node.schema == nullptr && parent != nullptr && node.ns != parent->module->ns) {
+            refuse_namesake(node, from, *parent);
             return read_foreign(from, above, inherited);
+        }
         if (node.schema == nullptr)
             refuse_unknown(node, parent);
         if (is_list(*node.schema))
@@ -74,6 +84,13 @@ class EditReader {
         else
             read_children(node, from);
         return node;
+    }
+
+    // A node of another module is not the model's node of the same name, however alike they look.
+    void refuse_namesake(const EditNode &node, const ClientNode &from, const lysc_node &parent) const {
+        if (schema_.find(&parent, from.name, parent.module->ns) != nullptr)
+            throw RequestError(error_tag::unknown_namespace, node.path,
+                               fmt::format("is in the namespace '{}', expected '{}'", node.ns, parent.module->ns));
     }
 
     // A node of another module in the model's tree: what may stand there is the plug-in's to say.
@@ -108,7 +125,7 @@ class EditReader {
         for (const lysc_node *key : list_keys(list)) {
             for (const ClientNode &child : entry.children) {
                 if (child.name == key->name)
-                    text += step_with_key("", key->name, trimmed(child.value));
+                    text += step_with_key("", key->name, child.value);
             }
         }
         return text;
@@ -130,6 +147,10 @@ class EditReader {
             // The key of an entry that is deleted only says which one it is.
             node.operation = YFW_OP_MERGE;
         }
+        // A key replaced by itself changes nothing; what is replaced is for the entry to say.
+        if (node.own_operation && node.schema != nullptr && is_key(*node.schema) &&
+            node.operation == std::optional<std::uint32_t>(YFW_OP_REPLACE))
+            node.operation = YFW_OP_MERGE;
     }
 
     void read_value(EditNode &node, const ClientNode &from) const {
@@ -138,7 +159,8 @@ class EditReader {
         if (deletes(node.operation.value_or(YFW_OP_MERGE)) && !is_key(*node.schema))
             return;
         try {
-            const bool text = reinterpret_cast<const lysc_node_leaf *>(node.schema)->type->basetype == LY_TYPE_STRING;
+            // White space around a text is part of it, around any other value it is not.
+            const bool text = is_text(*node.schema);
             node.value = schema_.check_value(*node.schema, text ? from.value : trimmed(from.value));
         } catch (const YangError &error) {
             throw RequestError(error_tag::invalid_value, node.path, error.what());

@@ -75,6 +75,10 @@ class Filter::PathReader {
         return read_word();
     }
 
+    static bool names(const std::vector<Node> &nodes, const lysc_node &schema) {
+        return std::any_of(nodes.begin(), nodes.end(), [&](const Node &node) { return node.schema == &schema; });
+    }
+
     Node read_step(const lysc_node *parent) {
         expect('/');
         const std::string_view name = read_name();
@@ -87,7 +91,7 @@ class Filter::PathReader {
         Node node{.schema = schema, .kind = Node::Kind::selection, .value = {}, .children = {}};
         while (rest_.starts_with('[')) {
             Node predicate = read_predicate(*schema);
-            if (contradicts(node.children, predicate))
+            if (names(node.children, *predicate.schema))
                 fail(rest_, fmt::format("'{}' is given twice, expected once", predicate.schema->name));
             node.children.push_back(std::move(predicate));
         }
@@ -214,8 +218,15 @@ RequestNode Filter::request_node(const Node &node) {
     RequestNode request = request_shell(*node.schema);
     if (node.kind == Node::Kind::content_match)
         request.value = node.value;
-    for (const Node &child : node.children)
-        request.children.push_back(request_node(child));
+    for (const Node &child : node.children) {
+        // A leaf that is selected and matched stands once in the request, with the value that it must have.
+        const bool matched_too = child.kind == Node::Kind::selection &&
+                                 std::any_of(node.children.begin(), node.children.end(), [&](const Node &other) {
+                                     return other.kind == Node::Kind::content_match && other.schema == child.schema;
+                                 });
+        if (!matched_too)
+            request.children.push_back(request_node(child));
+    }
     return request;
 }
 

@@ -194,6 +194,13 @@ TEST_F(Edits, WithoutDefaultOperationOnlyMarkedNodesChange) {
     EXPECT_THAT(now, HasSubstr("\"target-gain-tilt\": \"0.5\""));
 }
 
+TEST_F(Edits, ReplaceOfAKeyByItselfChangesNothing) {
+    const std::string before = ocamp({"native", "get"}, {}).out;
+    expect_done(
+        xml("<amplifiers><amplifier><name nc:operation=\"replace\">0/2-AMP-BST</name></amplifier></amplifiers>"));
+    EXPECT_EQ(ocamp({"native", "get"}, {}).out, before);
+}
+
 TEST_F(Edits, RemoveOfWhatIsNotThereIsDoneAndChangesNothing) {
     const std::string before = data();
     expect_done(amplifiers("{" + operation("remove") + ", \"name\": \"0/9-AMP-BST\"}"));
@@ -250,6 +257,16 @@ const Refusal kRefusals[] = {
     {"UnsupportedLeaf", booster("\"min-gain\": \"1.5\""), BOOSTER "/config/min-gain: ", "0xaaf2ee00"},
     {"UnsupportedLeafAmongGoodOnes", booster("\"target-gain\": \"12.5\", \"type\": \"EDFA\""),
      BOOSTER "/config/type: ", "0xaaf2ee00"},
+    {"ForeignNamesakeOfALeaf",
+     xml("<amplifiers><amplifier><name>0/2-AMP-BST</name><config>"
+         "<target-gain xmlns=\"urn:foreign\">11.0</target-gain></config></amplifier></amplifiers>"),
+     BOOSTER "/config/target-gain: ", "is in the namespace 'urn:foreign', expected"},
+    {"DeleteOfAForeignNamesake", xml("<amplifiers xmlns=\"urn:foreign\" nc:operation=\"delete\"/>"),
+     "/optical-amplifier/amplifiers: ", "is in the namespace 'urn:foreign', expected"},
+    {"KeyWithBlanks",
+     xml("<amplifiers><amplifier nc:operation=\"delete\"><name> 0/2-AMP-BST </name></amplifier>"
+         "</amplifiers>"),
+     "/optical-amplifier/amplifiers/amplifier[name=' 0/2-AMP-BST ']: ", "does not exist"},
     {"UnknownLeaf", booster("\"mingain\": \"1.5\""),
      BOOSTER "/config/mingain: ", "expected one of: name, type, target-gain"},
     {"UnknownAmplifier", amplifiers(amplifier("0/9-AMP-BST", "\"config\": {\"target-gain\": \"1.5\"}")),

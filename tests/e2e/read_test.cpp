@@ -194,6 +194,14 @@ TEST_F(Reads, ExplanationWithCallsShowsEachCall) {
     EXPECT_THAT(outcome.out, HasSubstr("_sysdb_bind("));
 }
 
+TEST_F(Reads, KeyOfANamedEntryIsAnsweredAlone) {
+    const Outcome outcome = get({"/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/name"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("\"name\": \"0/1-AMP-PRE\""));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("state")));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("config\"")));
+}
+
 TEST_F(Reads, LogsGoWhereTheyAreAsked) {
     const std::string log = (folder() / "debug.log").string(), trace = (folder() / "trace").string();
     EXPECT_EQ(get({"--debug-log", log, "--log-level", "0", "--trace", trace}).status, 0);
