@@ -66,10 +66,13 @@ bool is_netconf(std::string_view module) {
 void add_attributes(ClientNode &to, const lyd_node_opaq &from) {
     for (const lyd_attr *attribute = from.attr; attribute != nullptr; attribute = attribute->next) {
         const char *module = from.format == LY_VALUE_XML ? attribute->name.module_ns : attribute->name.module_name;
-        if (module != nullptr && is_netconf(module) && std::string_view(attribute->name.name) == "operation")
+        if (module != nullptr && is_netconf(module) && std::string_view(attribute->name.name) == "operation") {
+            if (to.operation)
+                throw DocumentError(fmt::format("'{}' carries two operations, expected one at most", to.name));
             to.operation = attribute->value;
-        else
+        } else {
             to.attributes.push_back(fmt::format("{}={}", attribute->name.name, attribute->value));
+        }
     }
 }
 
@@ -86,6 +89,8 @@ void move_annotations_to_leaves(std::vector<ClientNode> &siblings) {
     for (ClientNode &node : siblings) {
         if (!is_annotation(node))
             continue;
+        if (node.children.size() > 1)
+            throw DocumentError(fmt::format("'{}' carries two operations, expected one at most", node.name));
         const std::string operation = node.children.front().value;
         const auto leaf = std::find_if(siblings.begin(), siblings.end(), [&](const ClientNode &other) {
             return other.name == node.name && &other != &node && !is_annotation(other);

@@ -39,6 +39,10 @@ bool is_deleted(const EditNode &node) {
 
 // What RFC 6241 asks of the data before the edit: `siblings` is the first node of the configuration at that level.
 void check_before(const EditNode &node, lyd_node *siblings) {
+    if (node.own_operation && is_deleted(node) && node.schema != nullptr && is_list(*node.schema) &&
+        node.keys().empty())
+        throw RequestError(error_tag::data_missing, node.path,
+                           fmt::format("names no entry, expected the key '{}'", list_keys(*node.schema).front()->name));
     const lyd_node *instance = instance_of(node, siblings);
     if (is_operation(node, YFW_OP_CREATE) && instance != nullptr && !is_key_leaf(node))
         throw RequestError(error_tag::data_exists, node.path, "exists already, 'create' expects that it does not");

@@ -312,6 +312,23 @@ const Refusal kRefusals[] = {
     {"DeleteOfAKey", amplifiers(amplifier("0/2-AMP-BST", leaf_operation("name", "delete"))), BOOSTER, "0xaaf2f200"},
     {"DeleteOfTheLeafThatTheKeyRefersTo", booster("\"name\": \"0/2-AMP-BST\", " + leaf_operation("name", "delete")),
      BOOSTER "/config/name: ", "cannot be deleted"},
+    {"DeleteOfAnEntryWithoutKey", amplifiers("{\"@\": {\"ietf-netconf:operation\": \"remove\"}}"),
+     "/optical-amplifier/amplifiers/amplifier: ", "names no entry, expected the key 'name'"},
+    {"TwoOperationsOnOneNodeInJson",
+     booster("\"target-gain\": \"10.0\", \"@target-gain\": {\"ietf-netconf:operation\": \"delete\", "
+             "\"ietf-netconf:operation\": \"merge\"}"),
+     "",
+     "'target-gain' carries two operations",
+     {},
+     2},
+    {"TwoOperationsOnOneNode",
+     xml("<amplifiers><amplifier><name>0/2-AMP-BST</name><config>"
+         "<target-gain nc:operation=\"delete\" "
+         "nc:operation=\"merge\">10.0</target-gain></config></amplifier></amplifiers>"),
+     "",
+     "'target-gain' carries two operations",
+     {},
+     2},
     {"EntryWithoutKey", amplifiers("{\"config\": {\"target-gain\": \"1.5\"}}"),
      "/optical-amplifier/amplifiers/amplifier/name: ", "0xaaf2f000"},
     {"EntryGivenTwice", amplifiers(amplifier("0/2-AMP-BST", "") + "," + amplifier("0/2-AMP-BST", "")), BOOSTER ": ",
