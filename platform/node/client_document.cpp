@@ -18,7 +18,6 @@ constexpr std::string_view kWrapperName = "document";
 // How libyang begins to complain of an element without namespace.
 constexpr std::string_view kNamespaceComplaint = "Missing XML namespace";
 constexpr std::string_view kNetconfModule = "ietf-netconf";
-constexpr std::string_view kBlanks = " \t\r\n";
 // Deeper documents are refused before they are read: the reader descends level by level.
 constexpr std::size_t kDeepest = 200;
 
@@ -146,6 +145,11 @@ YangTree parse(const Schema &no_models, const std::string &text, LYD_FORMAT form
 }
 
 } // namespace
+
+std::string_view trimmed(std::string_view text) noexcept {
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
 
 DocumentFormat format_of(std::string_view document) {
     document = without_byte_order_mark(document);

@@ -12,6 +12,12 @@ namespace ocamp {
 
 inline constexpr std::string_view kNetconfNamespace = "urn:ietf:params:xml:ns:netconf:base:1.0";
 
+// What counts as white space in documents and paths.
+inline constexpr std::string_view kBlanks = " \t\r\n";
+
+// The text without white space around it.
+std::string_view trimmed(std::string_view text) noexcept;
+
 // A document that is neither XML nor JSON, or not of the expected kind. The text says what, where and what was
 // expected.
 class DocumentError : public std::runtime_error {

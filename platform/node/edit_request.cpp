@@ -14,19 +14,12 @@ namespace ocamp {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
-
 // True for strings, and for references to strings.
 bool is_text(const lysc_node &leaf) {
     const lysc_type *type = reinterpret_cast<const lysc_node_leaf &>(leaf).type;
     if (type->basetype == LY_TYPE_LEAFREF)
         type = reinterpret_cast<const lysc_type_leafref *>(type)->realtype;
     return type->basetype == LY_TYPE_STRING;
-}
-
-std::string_view trimmed(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
 }
 
 std::vector<ClientNode> read_edit(std::string_view document) {

@@ -13,13 +13,6 @@ namespace ocamp {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
-
-std::string_view trimmed(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
-
 // The value as the model writes it; none when the leaf cannot have it.
 std::optional<std::string> canonical_value(const Schema &schema, const lysc_node &leaf, std::string_view value) {
     try {

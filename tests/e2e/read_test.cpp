@@ -3,9 +3,12 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
+
 using namespace e2e;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 namespace {
 
@@ -200,6 +203,14 @@ TEST_F(Reads, KeyOfANamedEntryIsAnsweredAlone) {
     EXPECT_THAT(outcome.out, HasSubstr("\"name\": \"0/1-AMP-PRE\""));
     EXPECT_THAT(outcome.out, Not(HasSubstr("state")));
     EXPECT_THAT(outcome.out, Not(HasSubstr("config\"")));
+}
+
+TEST_F(Reads, AnswerThatCannotBeWrittenIsAFailure) {
+    const std::string errors = (folder() / "errors").string();
+    const std::string command =
+        std::string(OCAMP_PROGRAM) + " get --node '" + node() + "' >/dev/full 2>'" + errors + "'";
+    EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
+    EXPECT_THAT(read_file(errors), StartsWith("ocamp: standard output: "));
 }
 
 TEST_F(Reads, LogsGoWhereTheyAreAsked) {
