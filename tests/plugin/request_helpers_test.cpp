@@ -197,6 +197,52 @@ TEST_F(RequestHelpers, NegativeChildCountIsNoChild) {
     EXPECT_EQ(check(root, "optical-amplifier/amplifiers"), 0);
 }
 
+// ---- Children that are not there --------------------------------------------------------------------------------
+
+// A node whose child array is announced by its count only.
+class UnannouncedChildren : public RequestHelpers {
+  protected:
+    const yfw_datatree *unannounced(yfw_datatree *root) {
+        root->node_flags = static_cast<uint8_t>(root->node_flags & ~YFW_NODE_HAS_CHILDREN);
+        return root;
+    }
+};
+
+TEST_F(UnannouncedChildren, AreCountedButNotSearchedForAKey) {
+    const yfw_datatree *root = unannounced(tree(amplifier_request("0/1-AMP-PRE")));
+    EXPECT_EQ(compare(root, name_path), 0);
+    EXPECT_STREQ(key.data(), "");
+    expect_calls({trc("TAG <optical-amplifier>, NS <" + std::string(ns::openconfig) + ">"), trc("subtree_count 1")});
+}
+
+TEST_F(UnannouncedChildren, HideAKeyBelowThem) {
+    yfw_datatree *root = tree(amplifier_request("0/1-AMP-PRE"));
+    unannounced(&root->children[0]);
+    EXPECT_EQ(compare(root, name_path), 0);
+    EXPECT_EQ(text_of(platform.calls()), text_of(compare_path_trace(root, name_path)));
+}
+
+TEST_F(UnannouncedChildren, HaveNoRequestType) {
+    const yfw_datatree *root = unannounced(tree(amplifier_request("0/1-AMP-PRE")));
+    EXPECT_EQ(check(root, "optical-amplifier/amplifiers"), 0);
+    EXPECT_EQ(check(root, "optical-amplifier"), 1);
+}
+
+TEST_F(UnannouncedChildren, MayBeAnyAddress) {
+    yfw_datatree root = *tree(container("optical-amplifier"));
+    root.children = reinterpret_cast<yfw_datatree *>(uintptr_t{8});
+    root.child_count = 3;
+    EXPECT_EQ(compare(&root, name_path), 0);
+    EXPECT_EQ(check(&root, "optical-amplifier/amplifiers"), 0);
+    EXPECT_THAT(messages(), testing::Contains(trc("subtree_count 3")));
+}
+
+TEST_F(UnannouncedChildren, AnnouncedWithoutAnArrayAreNoneForALookUp) {
+    const yfw_datatree *root = tree(container("optical-amplifier").missing_children(2));
+    EXPECT_EQ(compare(root, name_path), 0);
+    EXPECT_EQ(check(root, "optical-amplifier/amplifiers"), 0);
+}
+
 // ---- Select fields ----------------------------------------------------------------------------------------------
 
 class SelectFields : public PluginTest {
