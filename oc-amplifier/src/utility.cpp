@@ -171,11 +171,14 @@ const char *replace_first(const char *caller, char (&buffer)[ymap::replaced_text
     const char *found = strstr(text, needle);
     if (found == nullptr)
         return text;
+    // Put together aside: any of the three texts may be an earlier result, which stands in `buffer`.
+    char replaced[sizeof buffer];
     const auto prefix = static_cast<size_t>(found - text);
-    const size_t kept = prefix < sizeof buffer ? prefix : sizeof buffer - 1;
-    yfw_strncpy_s(caller, buffer, sizeof buffer, text, prefix);
-    buffer[kept] = '\0';
-    snprintf(buffer + kept, sizeof buffer - kept, "%s%s", replacement, found + strlen(needle));
+    const size_t kept = prefix < sizeof replaced ? prefix : sizeof replaced - 1;
+    yfw_strncpy_s(caller, replaced, sizeof replaced, text, prefix);
+    replaced[kept] = '\0';
+    snprintf(replaced + kept, sizeof replaced - kept, "%s%s", replacement, found + strlen(needle));
+    memcpy(buffer, replaced, strlen(replaced) + 1);
     return buffer;
 }
 

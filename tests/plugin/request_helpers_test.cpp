@@ -373,6 +373,22 @@ TEST(ReplaceStr, OverwritesItsPreviousResult) {
     EXPECT_STREQ(second, "c2d");
 }
 
+TEST(ReplaceStr, TakesItsOwnResultAsAnyOtherText) {
+    const auto replace = plugin().function<Replace>("replace_str");
+    const char *once = replace("a/b/c/d", "/", "%2f");
+    ASSERT_STREQ(once, "a%2fb/c/d");
+    EXPECT_STREQ(replace(once, "/", "%2f"), "a%2fb%2fc/d");
+    EXPECT_STREQ(replace(once, "%2f", ""), "ab%2fc/d") << "a shorter text moves the rest to the front";
+    EXPECT_STREQ(replace(once + 1, "/", "-------"), "b%2fc-------d") << "from inside the result";
+    EXPECT_STREQ(replace(once, "/", "x"), once) << "the needle is absent";
+}
+
+TEST(ReplaceStr, TakesItsOwnResultAsNeedleOrReplacement) {
+    const auto replace = plugin().function<Replace>("replace_str");
+    EXPECT_STREQ(replace("1-2", "-", replace("a/b", "/", "+")), "1a+b2");
+    EXPECT_STREQ(replace("x a+b y", replace("a/b", "/", "+"), "c"), "x c y");
+}
+
 TEST(ReplaceStr, StaysInsideItsBuffer) {
     const std::string result = replaced(std::string(5000, 'a') + long_text("/", 5000, 'b'), "/", "x");
     EXPECT_EQ(result, std::string(4095, 'a'));
