@@ -142,8 +142,7 @@ class NodeWalk {
         result = leave(result);
         if (result == CERR_SUCCESS)
             result = visit_further_entries();
-        // A dropped container has no "End" line; clients rely on it.
-        return dropped_ && !is_list ? result : end(result);
+        return end(result);
     }
 
   private:
@@ -292,10 +291,8 @@ class NodeWalk {
         cerrno result = so_far;
         if (result == CERR_SUCCESS) {
             result = call_handler(named_children);
-            if (result == YMAP_RC_SKIP) {
-                dropped_ = !state_.in_delete_pass();
+            if (result == YMAP_RC_SKIP) // the entry is dropped; a replace still has its second pass
                 return CERR_SUCCESS;
-            }
             if (result != CERR_SUCCESS)
                 return result;
             if (named_children != 0)
@@ -462,7 +459,6 @@ class NodeWalk {
     WalkState state_;
     Children children_;
     bool entered_ = false;
-    bool dropped_ = false;
     // Of a list entry:
     uint32_t named_keys_ = 0;
     uint32_t flagged_keys_ = 0;
