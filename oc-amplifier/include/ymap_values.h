@@ -3,6 +3,7 @@
 #ifndef YMAP_VALUES_H
 #define YMAP_VALUES_H
 
+#include "decimal_text.h"
 #include "utility.h"
 
 namespace ymap {
@@ -32,8 +33,13 @@ struct Value {
     }
 
     /// Native number to OpenConfig unit, two decimals.
-    void to_openconfig(double divisor) {
-        const double scaled = number() / divisor;
+    void to_openconfig(NativeDecimals native) {
+        char divided[divided_integer_size] = {};
+        if (divided_integer(text, native, divided)) {
+            memcpy(text, divided, sizeof divided);
+            return;
+        }
+        const double scaled = number() / (native == NativeDecimals::hundredths ? 100.0 : 10.0);
         clear();
         snprintf(text, sizeof text, "%.2f", scaled);
     }

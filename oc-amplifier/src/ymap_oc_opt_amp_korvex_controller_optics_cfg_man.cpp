@@ -13,8 +13,6 @@ const char *oc_opt_amp_cfg_enabled_to_high(yfw_map_ctx ctx, const yfw_datatree *
 
 namespace {
 
-constexpr double tenths = 10.0;
-
 // Whom the shared steps speak for: each converter has message sites of its own.
 struct Gain {
     static constexpr const char *function = "oc_opt_amp_cfg_target_gain_to_high";
@@ -46,7 +44,7 @@ template <class Row>
 void convert(yfw_map_ctx ctx, const char *native, Value &value) {
     value.copy_from(Row::function, native);
     ymap_trc_at(Row::function, ctx, "gain-native = %s", value.text);
-    value.to_openconfig(tenths);
+    value.to_openconfig(ymap::NativeDecimals::tenths);
     ymap_trc_at(Row::function, ctx, "gain-oc = %s", value.text);
 }
 

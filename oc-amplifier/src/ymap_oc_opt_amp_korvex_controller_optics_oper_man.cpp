@@ -54,8 +54,7 @@ cerrno convert(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
         // Input power too is traced as output power; clients rely on it.
         value.copy_from(Row::function, in->value);
         ymap_trc_at(Row::function, ctx, "output_power-native = %s", value.text);
-        constexpr double hundredths = 100.0;
-        value.to_openconfig(hundredths);
+        value.to_openconfig(ymap::NativeDecimals::hundredths);
         ymap_trc_at(Row::function, ctx, "output_power-oc = %s", value.text);
     }
     const cerrno result = add_leaf(ctx, out, Row::path, OPENCONFIG_NS, value.text);

@@ -28,8 +28,7 @@ cerrno convert(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     if (in->value != nullptr) {
         value.copy_from(Row::function, in->value);
         ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-native = %s"), value.text);
-        constexpr double hundredths = 100.0;
-        value.to_openconfig(hundredths);
+        value.to_openconfig(ymap::NativeDecimals::hundredths);
         ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-oc = %s"), value.text);
     }
     const cerrno result = add_leaf(ctx, out, Row::path, OPENCONFIG_NS, value.text);

@@ -1,0 +1,6 @@
+#!/usr/bin/env bash
+# Compares the conversion of native integers by digits with the C library's, over every value of eight digits.
+source "$(dirname "$0")/lib.sh"
+
+build release decimal_proof
+run build/bin/decimal_proof

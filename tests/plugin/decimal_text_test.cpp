@@ -1,0 +1,66 @@
+// The conversion of native integers by digits gives what the C library gives, or leaves the text to it. Every value of
+// eight digits is compared by scripts/prove_decimals.sh; here are samples and the edges.
+#include "c_library_decimal.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+#include <string>
+
+namespace {
+
+using ymap::NativeDecimals;
+
+constexpr NativeDecimals both[] = {NativeDecimals::tenths, NativeDecimals::hundredths};
+
+/// The text by digits, or "left to the C library".
+std::string by_digits(const std::string &text, NativeDecimals native) {
+    char out[ymap::divided_integer_size];
+    return ymap::divided_integer(text.c_str(), native, out) ? out : "left to the C library";
+}
+
+void expect_as_c_library(const std::string &text) {
+    for (const NativeDecimals native : both)
+        ASSERT_EQ(by_digits(text, native), c_library_decimal(text.c_str(), native)) << text;
+}
+
+TEST(DecimalText, EveryValueOfFourDigitsIsAsTheCLibraryPrintsIt) {
+    for (int value = -9999; value <= 9999; ++value)
+        expect_as_c_library(std::to_string(value));
+}
+
+TEST(DecimalText, RandomValuesOfUpToThirteenWholeDigitsAreAsTheCLibraryPrintsThem) {
+    std::mt19937_64 random(20);
+    constexpr std::uint64_t bound = 100'000'000'000'000;
+    for (std::uint64_t below = 10; below <= bound; below *= 10)
+        for (int i = 0; i < 5000; ++i) {
+            const std::string digits = std::to_string(random() % below);
+            expect_as_c_library(digits);
+            expect_as_c_library("-" + digits);
+        }
+}
+
+TEST(DecimalText, ZeroKeepsItsSignAndLeadingZerosGo) {
+    for (const char *text : {"0", "-0", "00", "-00", "007", "-0070", "00000000000000", "-00000000000001"})
+        expect_as_c_library(text);
+}
+
+TEST(DecimalText, ThirteenDigitsBeforeThePointAreTheMost) {
+    expect_as_c_library("99999999999999");
+    expect_as_c_library("-99999999999999");
+    EXPECT_EQ(by_digits("999999999999999", NativeDecimals::hundredths), "9999999999999.99");
+    EXPECT_EQ(by_digits("-999999999999999", NativeDecimals::hundredths), "-9999999999999.99");
+    EXPECT_EQ(by_digits("100000000000000", NativeDecimals::tenths), "left to the C library");
+    EXPECT_EQ(by_digits("000000000000001", NativeDecimals::tenths), "left to the C library");
+    EXPECT_EQ(by_digits("1000000000000000", NativeDecimals::hundredths), "left to the C library");
+}
+
+TEST(DecimalText, WhatIsNoPlainIntegerIsLeftToTheCLibrary) {
+    for (const char *text :
+         {"", "-", "+5", " 5", "5 ", "--5", "1.5", "1e3", "0x10", "inf", "nan", "12a", "5\n", "/", ":"})
+        for (const NativeDecimals native : both)
+            EXPECT_EQ(by_digits(text, native), "left to the C library") << '"' << text << '"';
+}
+
+} // namespace
