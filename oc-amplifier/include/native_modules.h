@@ -2,8 +2,8 @@
 #ifndef NATIVE_MODULES_H
 #define NATIVE_MODULES_H
 
-#include "converters.h"
-#include "ymap_models.h"
+#include "ymap_exports.h"
+#include "ymap_rows.h"
 
 #define OPTICS_CFG(name) ymap_xo_oc_opt_amp_korvexcontrolleropticscfg_##name
 #define IFMGR_CFG(name) ymap_xo_oc_opt_amp_korvexifmgrcfg_##name
@@ -11,53 +11,49 @@
 #define OPTICS_OPER(name) ymap_xo_oc_opt_amp_korvexcontrolleropticsoper_##name
 #define PMENGINE_OPER(name) ymap_xo_oc_opt_amp_korvexpmengineoper_##name
 
-#define NATIVE_HANDLER(name) YMAP_EXPORT cerrno name(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out);
-#define NATIVE_CONTAINER_HANDLER(name)                                                                                 \
-    YMAP_EXPORT cerrno name(yfw_map_ctx ctx, const yfw_datatree *in, unsigned int children, yfw_datatree *out);
-
-// Another exported name of a handler, which the framework may override.
 #define NATIVE_TEXT_OF(name) #name
 #define NATIVE_TEXT(name) NATIVE_TEXT_OF(name)
-#define NATIVE_ALIAS(name, handler)                                                                                    \
-    extern "C" __attribute__((weak, visibility("default"), alias(NATIVE_TEXT(handler)))) cerrno name(                  \
-        yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out);
-#define NATIVE_CONTAINER_ALIAS(name, handler)                                                                          \
-    extern "C" __attribute__((weak, visibility("default"), alias(NATIVE_TEXT(handler)))) cerrno name(                  \
-        yfw_map_ctx ctx, const yfw_datatree *in, unsigned int children, yfw_datatree *out);
 
-// The three default handlers of a module, whose body is `body(ctx, in, out)`.
-#define NATIVE_DEFAULT_HANDLERS(MODULE, body)                                                                          \
-    cerrno MODULE(duck_map_container)(yfw_map_ctx ctx, const yfw_datatree *in, unsigned int /*children*/,              \
-                                      yfw_datatree *out) {                                                             \
-        body(ctx, in, out);                                                                                            \
-    }                                                                                                                  \
-    cerrno MODULE(duck_map_list)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                         \
-        body(ctx, in, out);                                                                                            \
-    }                                                                                                                  \
-    cerrno MODULE(duck_map_leaf)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                         \
-        body(ctx, in, out);                                                                                            \
-    }
+namespace ymap::native {
 
-#define XO_ROWS "korvex_controller_orvo8_ots_oper.def"
-#define XO_NAME(name) OTS_OPER(name)
-#include "ymap_native_declarations.h"
+/// True when `tag` is one of a list's keys; a list may have none.
+inline bool is_one_of(const char * /*tag*/) {
+    return false;
+}
+template <class... Keys>
+bool is_one_of(const char *tag, const char *key, Keys... further_keys) {
+    return yfw_map_do_these_match(tag, key) != 0 || is_one_of(tag, further_keys...);
+}
 
+} // namespace ymap::native
+
+// Converters that no row names.
+#define EXPORT YMAP_DECLARE
+#include "unnamed_converters.h"
+
+#define EXPORT YMAP_DECLARE
 #define XO_ROWS "korvex_controller_optics_cfg.def"
-#define XO_NAME(name) OPTICS_CFG(name)
-#include "ymap_native_declarations.h"
-NATIVE_HANDLER(OPTICS_CFG(augment_lvla_interface_configuration))
-NATIVE_HANDLER(OPTICS_CFG(lvla_interface_configuration_parse_augments))
+#include "native_exports.h"
+#undef XO_ROWS
 
+#define EXPORT YMAP_DECLARE
 #define XO_ROWS "korvex_ifmgr_cfg.def"
-#define XO_NAME(name) IFMGR_CFG(name)
-#include "ymap_native_declarations.h"
+#include "native_exports.h"
+#undef XO_ROWS
 
+#define EXPORT YMAP_DECLARE
+#define XO_ROWS "korvex_controller_orvo8_ots_oper.def"
+#include "native_exports.h"
+#undef XO_ROWS
+
+#define EXPORT YMAP_DECLARE
 #define XO_ROWS "korvex_controller_optics_oper.def"
-#define XO_NAME(name) OPTICS_OPER(name)
-#include "ymap_native_declarations.h"
+#include "native_exports.h"
+#undef XO_ROWS
 
+#define EXPORT YMAP_DECLARE
 #define XO_ROWS "korvex_pmengine_oper.def"
-#define XO_NAME(name) PMENGINE_OPER(name)
-#include "ymap_native_declarations.h"
+#include "native_exports.h"
+#undef XO_ROWS
 
 #endif

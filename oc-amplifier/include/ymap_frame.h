@@ -23,25 +23,37 @@ inline constexpr size_t database_path_size = 256;    // item paths and listed na
 inline constexpr size_t replaced_text_size = 4096;   // the two static result buffers of the text helpers
 inline constexpr size_t lightweight_line_size = 250; // one line of the lightweight trace
 
-/// A text that is known when the plug-in is built, so that formats can be put together from parts.
+/// A text that is known when the plug-in is built, so that formats can be put together from parts. May be shorter than
+/// its room, which is zero behind it.
 template <size_t Size>
 struct FixedText {
     char text[Size] = {};
     consteval FixedText() = default;
     // Implicit on purpose: a string literal is given where a FixedText is wanted.
-    consteval FixedText(const char (&literal)[Size]) { // NOLINT(google-explicit-constructor)
-        for (size_t i = 0; i < Size; ++i)
+    template <size_t Length>
+    requires(Length <= Size) consteval FixedText(const char (&literal)[Length]) { // NOLINT(google-explicit-constructor)
+        for (size_t i = 0; i < Length; ++i)
             text[i] = literal[i];
     }
+    consteval bool empty() const { return text[0] == '\0'; }
+    consteval size_t length() const {
+        size_t length = 0;
+        while (text[length] != '\0')
+            ++length;
+        return length;
+    }
 };
+template <size_t Length>
+FixedText(const char (&)[Length]) -> FixedText<Length>;
 
 template <size_t A, size_t B>
 consteval auto operator+(const FixedText<A> &first, const FixedText<B> &second) {
     FixedText<A + B - 1> joined;
-    for (size_t i = 0; i < A - 1; ++i)
-        joined.text[i] = first.text[i];
-    for (size_t i = 0; i < B; ++i)
-        joined.text[A - 1 + i] = second.text[i];
+    size_t end = 0;
+    for (size_t i = 0; i < first.length(); ++i)
+        joined.text[end++] = first.text[i];
+    for (size_t i = 0; i < second.length(); ++i)
+        joined.text[end++] = second.text[i];
     return joined;
 }
 

@@ -1,4 +1,4 @@
-// Namespaces and native paths that more than one file of the plug-in writes. Only texts, no behaviour.
+// Namespaces and paths that more than one file of the plug-in writes. Only texts, no behaviour.
 #ifndef YMAP_MODELS_H
 #define YMAP_MODELS_H
 
@@ -15,6 +15,8 @@
 
 #define INTERFACE_PATH "/interface-configurations/interface-configuration"
 #define OPTICS_CONFIG_PATH INTERFACE_PATH "/optics"
+// As the framework is told of the lists in it.
+#define AUGMENTED_OPTICS_PATH "/a1:interface-configurations/a1:interface-configuration/optics"
 
 #define OTS_PORT_PATH "/ots-oper/ots-ports/ots-port"
 #define OTS_INFO_PATH OTS_PORT_PATH "/ots-info"
@@ -30,5 +32,17 @@
 #define TIME_LINE_PATH                                                                                                 \
     SECOND30_PATH                                                                                                      \
     "/optics-second30-optics-time-line-instances/optics-second30-optics-time-line-instance"
+
+// A native leaf as rows name it, namespace and path, by where it stands.
+#define OPTICS_CONFIG(leaf)                                                                                            \
+    { OPTICS_CFG_NS, OPTICS_CONFIG_PATH leaf }
+#define OTS_INFO(leaf)                                                                                                 \
+    { OTS_OPER_NS, OTS_INFO_PATH leaf }
+#define OTS_LANE(leaf)                                                                                                 \
+    { OTS_OPER_NS, OTS_LANE_PATH leaf }
+#define OPTICS_LANE(leaf)                                                                                              \
+    { OPTICS_OPER_NS, OPTICS_LANE_PATH leaf }
+#define TIME_LINE(leaf)                                                                                                \
+    { PMENGINE_OPER_NS, TIME_LINE_PATH leaf }
 
 #endif

@@ -1,35 +1,17 @@
-// The walk over native answers that all five native modules share. A module says with its rows and its Module
-// record in what it differs; those differences stand where the module's walkers are defined, not here.
+// The walk over native answers that all five native modules share. A module says with its rows and its NativeModule in
+// what it differs.
 #ifndef YMAP_NATIVE_WALK_H
 #define YMAP_NATIVE_WALK_H
 
-#include "ymap_frame.h"
+#include "ymap_rows.h"
 
 namespace ymap::native {
 
-enum class NodeKind { container, list, leaf };
-
-/// What a module's walkers do where modules differ.
-struct WalkRules {
-    const char *ns; // children of this namespace are the module's own
-    /// Children are walked only for a read of state; for other requests they count as unknown.
-    bool only_for_state_reads;
-    /// The message about an unknown child names its tag.
-    bool unknown_tag_is_named;
-    /// A list entry with a broken child array is reported as an entry without keys.
-    bool broken_list_entry_lacks_keys;
-    /// A list entry without children is reported, and walked all the same.
-    bool empty_list_entry_is_reported;
-    /// A walker whose list handler skipped the entry returns success; otherwise it passes YMAP_RC_SKIP up.
-    bool skip_becomes_success;
-};
-
-inline bool walks_children(const WalkRules &rules, yfw_map_ctx ctx) {
-    return !rules.only_for_state_reads || reads_state(ctx);
+inline bool walks_children(const NativeModule &module, yfw_map_ctx ctx) {
+    return module.data == ModuleData::configuration || reads_state(ctx);
 }
 
-// A row is a type with: kind, tag, function, Module (which has `rules` and walk_named_child<Row>), handle,
-// parse_augments; lists also have path and is_key(tag).
+// A row is a type of ymap_native_rows.h.
 
 template <class Row>
 cerrno walk(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out);
@@ -45,7 +27,7 @@ template <class Row>
 cerrno check_children(yfw_map_ctx ctx, const yfw_datatree *node) {
     if (!children_of(node).missing())
         return CERR_SUCCESS;
-    if constexpr (Row::kind == NodeKind::list && Row::Module::rules.broken_list_entry_lacks_keys)
+    if constexpr (Row::kind == NodeKind::list && Row::Module::properties.data == ModuleData::operational)
         ymap_err_at(Row::function, ctx, "No keys specified with a list node.");
     else
         ymap_err_at(Row::function, ctx, "Failed to get subtrees!");
@@ -56,9 +38,9 @@ cerrno check_children(yfw_map_ctx ctx, const yfw_datatree *node) {
 /// A child that no row of Row takes: the module's own are ignored, others go to the augment parser.
 template <class Row>
 cerrno pass_over(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out) {
-    if (yfw_map_do_these_match(child->ns, Row::Module::rules.ns) == 0)
+    if (yfw_map_do_these_match(child->ns, Row::Module::properties.ns) == 0)
         return Row::parse_augments(ctx, child, out);
-    if constexpr (Row::Module::rules.unknown_tag_is_named)
+    if constexpr (Row::Module::properties.unknown_tag_is_named)
         ymap_trc_at(Row::function, ctx, "Unsupported tag `%s`. Ignoring.", child->tag);
     else
         ymap_trc_at(Row::function, ctx, "Unsupported tag. Ignoring.");
@@ -86,7 +68,7 @@ cerrno walk_children(yfw_map_ctx ctx, const yfw_datatree *node, yfw_datatree *ou
 /// skipped is dropped: the walk goes on with the next child.
 template <class Child>
 bool walk_if_named(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out, cerrno &result) {
-    if (yfw_map_do_these_match(child->tag, Child::tag) == 0 || !walks_children(Child::Module::rules, ctx))
+    if (yfw_map_do_these_match(child->tag, Child::tag) == 0 || !walks_children(Child::Module::properties, ctx))
         return false;
     result = walk<Child>(ctx, child, out);
     if (Child::kind == NodeKind::list && result == YMAP_RC_SKIP)
@@ -126,7 +108,7 @@ cerrno walk_registered_entry(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_dat
 template <class Row>
 cerrno walk_list_entry(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_datatree *out) {
     const Children children = children_of(entry);
-    if constexpr (Row::Module::rules.empty_list_entry_is_reported)
+    if constexpr (Row::Module::properties.data == ModuleData::configuration)
         if (children.count == 0)
             ymap_err_at(Row::function, ctx, "No keys specified with a list node.");
     cerrno result = yfw_map_add_to_node_hierarchy(ctx, entry, YFW_LEVEL_LIST_ENTRY);
@@ -144,7 +126,7 @@ cerrno walk_list_entry(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_datatree 
     result = leave_hierarchy(ctx, entry, CERR_SUCCESS); // a skip is no failure, a pop that fails is one
     if (result != CERR_SUCCESS)
         return result;
-    return Row::Module::rules.skip_becomes_success ? CERR_SUCCESS : YMAP_RC_SKIP;
+    return Row::Module::properties.skip_becomes_success ? CERR_SUCCESS : YMAP_RC_SKIP;
 }
 
 template <class Row>
@@ -172,15 +154,6 @@ cerrno walk(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
         else
             return end<Row>(ctx, walk_list_entry<Row>(ctx, in, out));
     }
-}
-
-/// True when `tag` is one of a list's keys; a list may have none.
-inline bool is_one_of(const char * /*tag*/) {
-    return false;
-}
-template <class... Keys>
-bool is_one_of(const char *tag, const char *key, Keys... further_keys) {
-    return yfw_map_do_these_match(tag, key) != 0 || is_one_of(tag, further_keys...);
 }
 
 } // namespace ymap::native

@@ -23,8 +23,8 @@ struct Value {
     }
 
     /// OpenConfig unit to native integer: truncated toward zero, low 32 bits.
-    void to_native(double factor) {
-        const double scaled = number() * factor;
+    void to_native(NativeDecimals native) {
+        const double scaled = number() * (native == NativeDecimals::hundredths ? 100.0 : 10.0);
         // A number that 64 bits cannot hold becomes the least of them, whose low 32 bits are zero.
         constexpr double bound = 9223372036854775808.0; // 2^63
         const int64_t whole = scaled >= -bound && scaled < bound ? static_cast<int64_t>(scaled) : INT64_MIN;

@@ -1,8 +1,6 @@
-// Helpers that the converters of both directions share: names, system database, request trees, select fields, text.
+// Helpers that the converters of both directions share: names, system database, request trees, text.
 // Knows the native name forms and database items; knows nothing of walkers and handlers.
 #include "utility.h"
-
-#include "ymap_models.h"
 
 #include <ctype.h>
 #include <stdlib.h>
@@ -606,85 +604,7 @@ int check_request_type(yfw_map_ctx ctx, const yfw_datatree *node, const char *pa
     return check_request_type_3(ctx, node, path_to_find, path_buffer);
 }
 
-// ---- Select fields -------------------------------------------------------------------------------------------------
-
-namespace {
-
-/// The fields of one select subtree, written in the order in which they stand.
-class SelectFields {
-  public:
-    SelectFields(yfw_map_ctx ctx, yfw_datatree *out, const char *ns) : ctx_(ctx), out_(out), ns_(ns) {}
-
-    void open_list(const char *path, uint32_t follow = 0) { add(path, nullptr, nullptr, 1, follow); }
-    void select(const char *path, uint32_t follow) { add(path, nullptr, nullptr, 0, follow); }
-    void key(const char *path, const char *value, uint32_t follow, const yfw_datatree *source = nullptr) {
-        add(path, value, source, 0, follow);
-    }
-    cerrno last_result() const { return last_result_; }
-
-  private:
-    void add(const char *path, const char *value, const yfw_datatree *source, uint32_t list_flag, uint32_t follow) {
-        last_result_ = yfw_map_datatree_add_path_flagged(ctx_, out_, path, ns_, value, source, 0, list_flag, follow);
-    }
-
-    yfw_map_ctx ctx_;
-    yfw_datatree *out_;
-    const char *ns_;
-    cerrno last_result_ = CERR_SUCCESS;
-};
-
-} // namespace
-
-cerrno add_optics_select_field(yfw_map_ctx ctx, const yfw_datatree *source, yfw_datatree *out, const char *controller) {
-    SelectFields fields(ctx, out, OPTICS_OPER_NS);
-    fields.open_list(OPTICS_PORT_PATH);
-    fields.key(OPTICS_PORT_PATH "/name", controller, 1, source);
-    fields.select(OPTICS_LANE_PATH "/receive-power", 1);
-    fields.select(OPTICS_LANE_PATH "/transmit-power", 1);
-    fields.key(OPTICS_LANE_PATH "/number", "1", 0);
-    return fields.last_result();
-}
-
-cerrno add_ots_select_field(yfw_map_ctx ctx, const yfw_datatree *source, yfw_datatree *out, const char *controller) {
-    SelectFields fields(ctx, out, OTS_OPER_NS);
-    fields.open_list(OTS_PORT_PATH);
-    fields.key(OTS_PORT_PATH "/name", controller, 1, source);
-    fields.select(OTS_INFO_PATH "/ampli-gain", 1);
-    fields.select(OTS_INFO_PATH "/ampli-tilt", 1);
-    fields.select(OTS_LANE_PATH "/receive-power", 1);
-    fields.select(OTS_LANE_PATH "/receive-power-dbm", 1);
-    fields.select(OTS_LANE_PATH "/transmit-power", 1);
-    fields.select(OTS_LANE_PATH "/transmit-power-dbm", 1);
-    fields.select(OTS_INFO_PATH "/osri", 1);
-    fields.select(OTS_INFO_PATH "/ampli-gain-range", 1);
-    return fields.last_result();
-}
-
-cerrno add_pm_select_field(yfw_map_ctx ctx, const yfw_datatree *source, yfw_datatree *out, const char *controller) {
-    SelectFields fields(ctx, out, PMENGINE_OPER_NS);
-    fields.open_list(PORT_HISTORY_PATH);
-    fields.open_list(SECOND30_PATH);
-    fields.key(SECOND30_PATH "/number", "1", 0);
-    fields.open_list(TIME_LINE_PATH, 1);
-    fields.key(TIME_LINE_PATH "/number", "1", 1);
-    // The leaves carry no follow flag and the name comes last, unlike in the other two; clients rely on it.
-    static constexpr const char *leaves[] = {TIME_LINE_PATH "/ampli-gain-tilt/average",
-                                             TIME_LINE_PATH "/ampli-gain-tilt/minimum",
-                                             TIME_LINE_PATH "/ampli-gain-tilt/maximum",
-                                             TIME_LINE_PATH "/ampli-gain/average",
-                                             TIME_LINE_PATH "/ampli-gain/minimum",
-                                             TIME_LINE_PATH "/ampli-gain/maximum",
-                                             TIME_LINE_PATH "/opr/average",
-                                             TIME_LINE_PATH "/opr/minimum",
-                                             TIME_LINE_PATH "/opr/maximum",
-                                             TIME_LINE_PATH "/opt/average",
-                                             TIME_LINE_PATH "/opt/minimum",
-                                             TIME_LINE_PATH "/opt/maximum"};
-    for (const char *leaf : leaves)
-        fields.select(leaf, 0);
-    fields.key(PORT_HISTORY_PATH "/name", controller, 1, source);
-    return fields.last_result();
-}
+// ---- Diagnostics ---------------------------------------------------------------------------------------------------
 
 void print_data(yfw_map_ctx ctx) {
     YMAP_ASSERT_CTX(ctx);

@@ -1,23 +1,12 @@
 // Walkers and augment parsers of the native optics configuration, which hangs under an interface's configuration.
 // Only the walker of the "optics" container and the dispatcher that leads to it are exported.
 #include "native_modules.h"
-#include "ymap_native_walk.h"
 
-#include <type_traits>
+#define XO_ROWS "korvex_controller_optics_cfg.def"
+#include "ymap_native_parser.h"
 
 namespace ymap::native {
 namespace {
-
-constexpr WalkRules module_rules{.ns = OPTICS_CFG_NS,
-                                 .only_for_state_reads = false,
-                                 .unknown_tag_is_named = false,
-                                 .broken_list_entry_lacks_keys = false,
-                                 .empty_list_entry_is_reported = true,
-                                 .skip_becomes_success = true};
-
-#define XO_ROWS "korvex_controller_optics_cfg.def"
-#define XO_NAME(name) OPTICS_CFG(name)
-#include "ymap_native_rows.h"
 
 /// What the dispatcher does with a child of an interface's configuration whose arguments are good.
 cerrno dispatch(yfw_map_ctx ctx, const char *function, const yfw_datatree *in, yfw_datatree *out) {
@@ -36,7 +25,7 @@ cerrno dispatch(yfw_map_ctx ctx, const char *function, const yfw_datatree *in, y
     }
     if (yfw_map_do_these_match(in->tag, lvla_optics::tag) != 0)
         return walk<lvla_optics>(ctx, in, out);
-    if (yfw_map_do_these_match(in->ns, module_rules.ns) != 0) {
+    if (yfw_map_do_these_match(in->ns, ThisModule::properties.ns) != 0) {
         ymap_trc_at(function, ctx, "Unsupported tag. Ignoring.");
         return result;
     }
@@ -52,18 +41,3 @@ cerrno OPTICS_CFG(augment_lvla_interface_configuration)(yfw_map_ctx ctx, const y
     ymap_trc(ctx, "End");
     return result;
 }
-
-cerrno OPTICS_CFG(lvla_optics)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
-    YMAP_ASSERT_CTX(ctx);
-    return ymap::native::walk<ymap::native::lvla_optics>(ctx, in, out);
-}
-
-// No augment of these nodes is mapped.
-#define AUGMENT_PARSER(word)                                                                                           \
-    cerrno OPTICS_CFG(word##_parse_augments)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {             \
-        YMAP_START_AND_END(ctx, in, out);                                                                              \
-    }
-AUGMENT_PARSER(lvla_interface_configuration)
-#define XO_CONTAINER(parent, word, tag) AUGMENT_PARSER(word)
-#define XO_LIST(parent, word, tag, ...) AUGMENT_PARSER(word)
-#include XO_ROWS

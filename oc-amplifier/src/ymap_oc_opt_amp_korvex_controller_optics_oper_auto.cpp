@@ -1,27 +1,8 @@
 // Node handlers of the native optics operational model. The port's handler makes the OpenConfig channel entry.
 #include "native_modules.h"
-#include "ymap_values.h"
 
-NATIVE_DEFAULT_HANDLERS(OPTICS_OPER, YMAP_SUCCEED)
-
-#define CONTAINER_HANDLER(word)                                                                                        \
-    cerrno OPTICS_OPER(cont_##word)(yfw_map_ctx ctx, const yfw_datatree *in, unsigned int /*children*/,                \
-                                    yfw_datatree *out) {                                                               \
-        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
-        return CERR_SUCCESS;                                                                                           \
-    }
-#define XO_CONTAINER(parent, word, tag) CONTAINER_HANDLER(word)
-#define XO_UNVISITED_CONTAINER(word) CONTAINER_HANDLER(word)
-#define XO_LIST(parent, word, tag, ...)                                                                                \
-    cerrno OPTICS_OPER(list_##word)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                      \
-        YMAP_HAND_TO(OPTICS_OPER(duck_map_list), ctx, in, out);                                                        \
-    }
-#define XO_LIST_OWN(parent, word, tag, ...)
-#define XO_LEAF(parent, word, tag, converter)                                                                          \
-    cerrno OPTICS_OPER(leaf_##word)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                      \
-        YMAP_HAND_TO(converter, ctx, in, out);                                                                         \
-    }
-#include "korvex_controller_optics_oper.def"
+#define XO_ROWS "korvex_controller_optics_oper.def"
+#include "ymap_native_handlers.h"
 
 namespace {
 

@@ -1,6 +1,5 @@
 // Converters from the native optics operational model to OpenConfig supervisory channels.
-#include "converters.h"
-#include "ymap_models.h"
+#include "native_modules.h"
 #include "ymap_values.h"
 
 using ymap::add_leaf;
@@ -31,47 +30,38 @@ template <class Row>
 bool is_on_optics_port(yfw_map_ctx ctx, const yfw_map_request *request) {
     const yfw_datatree *port = request->hierarchy != nullptr ? request->hierarchy[level_of_the_port - 1] : nullptr;
     const ymap::RequestKey interface(ctx, port, "optics-port/name");
-    ymap_trc_at(Row::function, ctx, "interface_key: %s", interface.text);
+    ymap_trc_at(Row::converter, ctx, "interface_key: %s", interface.text);
     return strstr(interface.text, "Optics") != nullptr;
 }
 
 template <class Row>
 cerrno convert(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     const ymap::RequestScope named = ymap::named_lists(ctx);
-    ymap_trc_at(Row::function, ctx, "ampli_request %d, supervisory_channel_request %d", int{named.amplifiers},
+    ymap_trc_at(Row::converter, ctx, "ampli_request %d, supervisory_channel_request %d", int{named.amplifiers},
                 int{named.channels});
     const yfw_map_request *request = ctx->req_ctx;
     const uint8_t depth = request != nullptr ? request->hierarchy_len : 0;
-    if constexpr (Row::shows_hierarchy)
-        ymap_trc_at(Row::function, ctx, "ctx->req_ctx->hierarchy_len %d", int{depth});
+    if constexpr (Row::answer.shows_hierarchy)
+        ymap_trc_at(Row::converter, ctx, "ctx->req_ctx->hierarchy_len %d", int{depth});
     if (named.neither() && ymap::names_the_model(ctx) && depth >= level_of_the_port &&
         !is_on_optics_port<Row>(ctx, request)) {
-        ymap_trc_at(Row::function, ctx, "End");
+        ymap_trc_at(Row::converter, ctx, "End");
         return CERR_SUCCESS;
     }
     Value value;
     if (in->value != nullptr) {
         // Input power too is traced as output power; clients rely on it.
-        value.copy_from(Row::function, in->value);
-        ymap_trc_at(Row::function, ctx, "output_power-native = %s", value.text);
-        value.to_openconfig(ymap::NativeDecimals::hundredths);
-        ymap_trc_at(Row::function, ctx, "output_power-oc = %s", value.text);
+        value.copy_from(Row::converter, in->value);
+        ymap_trc_at(Row::converter, ctx, "output_power-native = %s", value.text);
+        value.to_openconfig(Row::answer.scale);
+        ymap_trc_at(Row::converter, ctx, "output_power-oc = %s", value.text);
     }
-    const cerrno result = add_leaf(ctx, out, Row::path, OPENCONFIG_NS, value.text);
-    ymap_trc_at(Row::function, ctx, "End");
+    const cerrno result = add_leaf(ctx, out, Row::answer.openconfig, OPENCONFIG_NS, value.text);
+    ymap_trc_at(Row::converter, ctx, "End");
     return result;
 }
 
 } // namespace
 
-#define CHANNEL_POWER(converter, row_shows_hierarchy, row_path)                                                        \
-    struct converter##_row {                                                                                           \
-        static constexpr const char *function = #converter;                                                            \
-        static constexpr bool shows_hierarchy = row_shows_hierarchy;                                                   \
-        static constexpr const char *path = row_path;                                                                  \
-    };                                                                                                                 \
-    cerrno converter(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                                     \
-        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
-        return convert<converter##_row>(ctx, in, out);                                                                 \
-    }
-#include "channel_values.def"
+#define XO_ROWS "korvex_controller_optics_oper.def"
+#include "ymap_native_converters.h"

@@ -1,7 +1,6 @@
 // Converters from the native OTS operational model to OpenConfig amplifier state. The key converter makes the
 // amplifier's entry and what never changes in it.
-#include "converters.h"
-#include "ymap_models.h"
+#include "native_modules.h"
 #include "ymap_values.h"
 
 using ymap::add_leaf;
@@ -16,40 +15,31 @@ void show_key(yfw_map_ctx ctx) {
     const yfw_datatree *plist = ctx->req_ctx != nullptr ? &ctx->req_ctx->plist : nullptr;
     yfw_map_print_datatree_internal(ctx, plist, "plist");
     const ymap::RequestKey key(ctx, plist, "amplifier/name");
-    ymap_trc_at(Row::function, ctx, "key:  %s ", key.text);
-    ymap_trc_at(Row::function, ctx, "controller_name:  %s ", key.path);
+    ymap_trc_at(Row::converter, ctx, "key:  %s ", key.text);
+    ymap_trc_at(Row::converter, ctx, "controller_name:  %s ", key.path);
 }
 
 template <class Row>
 cerrno convert(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
-    if constexpr (Row::shows_key)
+    constexpr ymap::AmplifierAnswer answer = Row::answer;
+    if constexpr (answer.shows_key)
         show_key<Row>(ctx);
     Value value;
     if (in->value != nullptr) {
-        value.copy_from(Row::function, in->value);
-        ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-native = %s"), value.text);
-        value.to_openconfig(ymap::NativeDecimals::hundredths);
-        ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-oc = %s"), value.text);
+        value.copy_from(Row::converter, in->value);
+        ymap_trc_at(Row::converter, ctx, answer.traced_as + ymap::FixedText("-native = %s"), value.text);
+        value.to_openconfig(answer.scale);
+        ymap_trc_at(Row::converter, ctx, answer.traced_as + ymap::FixedText("-oc = %s"), value.text);
     }
-    const cerrno result = add_leaf(ctx, out, Row::path, OPENCONFIG_NS, value.text);
-    ymap_trc_at(Row::function, ctx, "End");
+    const cerrno result = add_leaf(ctx, out, answer.openconfig, OPENCONFIG_NS, value.text);
+    ymap_trc_at(Row::converter, ctx, "End");
     return result;
 }
 
 } // namespace
 
-#define OTS_VALUE(converter, row_word, row_shows_key, row_path, unit)                                                  \
-    struct converter##_row {                                                                                           \
-        static constexpr const char *function = #converter;                                                            \
-        static constexpr ymap::FixedText word = row_word;                                                              \
-        static constexpr bool shows_key = row_shows_key;                                                               \
-        static constexpr const char *path = row_path;                                                                  \
-    };                                                                                                                 \
-    cerrno converter(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                                     \
-        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
-        return convert<converter##_row>(ctx, in, out);                                                                 \
-    }
-#include "ots_values.def"
+#define XO_ROWS "korvex_controller_orvo8_ots_oper.def"
+#include "ymap_native_converters.h"
 
 const char *oc_opt_amp_state_enabled_to_high(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     YMAP_BEGIN(ctx, in, out, nullptr);

@@ -1,7 +1,6 @@
 // Converters from native interface configuration to OpenConfig: an amplifier's interface becomes an amplifier entry,
 // a supervisory channel's a channel entry; other interfaces produce nothing.
-#include "converters.h"
-#include "ymap_models.h"
+#include "native_modules.h"
 #include "ymap_values.h"
 
 using ymap::add_leaf;
@@ -24,8 +23,8 @@ bool may_hold_amplifier(yfw_map_ctx ctx, const char *function) {
     return false;
 }
 
-/// The lists that the request wants; a request without any path wants both.
-ymap::RequestScope wanted_lists(yfw_map_ctx ctx) {
+/// The lists whose configuration the request wants; a request without any path wants both.
+ymap::RequestScope wanted_configuration(yfw_map_ctx ctx) {
     ymap::RequestScope scope = ymap::named_lists(ctx);
     if (scope.neither())
         scope.amplifiers = scope.channels = ymap::has_no_path(ctx) || ymap::names_the_model(ctx);
@@ -70,7 +69,7 @@ cerrno add_channel(yfw_map_ctx ctx, const char *interface, yfw_datatree *out) {
 cerrno oc_opt_amp_if_list_cfg_to_high(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
     cerrno result = CERR_SUCCESS;
-    if (may_hold_amplifier(ctx, __func__) && wanted_lists(ctx).amplifiers)
+    if (may_hold_amplifier(ctx, __func__) && wanted_configuration(ctx).amplifiers)
         result =
             ymap::open_list(ctx, out, AMPLIFIER_PATH, OPENCONFIG_NS, yfw_map_is_request_delete(in) != 0 ? in : nullptr);
     ymap_trc(ctx, "End");
@@ -80,7 +79,7 @@ cerrno oc_opt_amp_if_list_cfg_to_high(yfw_map_ctx ctx, const yfw_datatree *in, y
 cerrno oc_opt_amp_cfg_interface_key_to_high(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
     yfw_map_print_datatree_internal(ctx, ymap::request_tree(ctx), "reg_dup_datatree");
-    const ymap::RequestScope wanted = wanted_lists(ctx);
+    const ymap::RequestScope wanted = wanted_configuration(ctx);
     const char *interface = in->value;
     ymap_trc(ctx, "value = %s", shown(interface));
     cerrno result = CERR_SUCCESS;

@@ -1,15 +1,9 @@
 // Node handlers of the native performance history. The port history's handler decides whose history it is and makes
 // the OpenConfig entry; the statistics hand over to their converters.
 #include "native_modules.h"
-#include "ymap_values.h"
 
-NATIVE_DEFAULT_HANDLERS(PMENGINE_OPER, YMAP_SUCCEED)
-
-#define XO_LEAF(parent, word, tag, converter)                                                                          \
-    cerrno PMENGINE_OPER(leaf_##word)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                    \
-        YMAP_START_CONVERT_END(converter, ctx, in, out);                                                               \
-    }
-#include "korvex_pmengine_oper.def"
+#define XO_ROWS "korvex_pmengine_oper.def"
+#include "ymap_native_handlers.h"
 
 cerrno PMENGINE_OPER(list_lvla_performancemanagementhistory_opticsporthistories_opticsporthistory)(
     yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {

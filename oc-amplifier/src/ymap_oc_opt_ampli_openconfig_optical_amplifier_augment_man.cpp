@@ -2,8 +2,8 @@
 // read of one succeeds empty.
 #include "openconfig_rows.h"
 
-#define OC_AUGMENT_PARSER(word)                                                                                        \
-    cerrno OC_AUGMENTS(word)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                             \
+#define DEFINE_AugmentParser(name, row)                                                                                \
+    cerrno name(YMAP_NODE_PARAMETERS) {                                                                                \
         YMAP_ASSERT_CTX(ctx);                                                                                          \
         YMAP_REQUIRE_NODES(__func__, ctx, in, out, YMAP_RC_INVALID_ARGS);                                              \
         if (yfw_map_is_request_add(ctx) == 0)                                                                          \
@@ -11,6 +11,4 @@
         ymap::fail_at(ctx, in->tag);                                                                                   \
         return YMAP_RC_AUGMENT_UNSUPPORTED;                                                                            \
     }
-#define OC_CONTAINER(parent, word, tag) OC_AUGMENT_PARSER(word)
-#define OC_LIST(parent, word, tag, key, path, converter) OC_AUGMENT_PARSER(word)
-#include "openconfig_optical_amplifier.def"
+#include "openconfig_exports.h"

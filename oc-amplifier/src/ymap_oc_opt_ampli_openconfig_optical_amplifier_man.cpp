@@ -1,7 +1,7 @@
 // Converters from OpenConfig to native: list entries and keys, configuration values, state requests. They write
 // native paths into the output tree; what the framework does with them is not their business.
-#include "converters.h"
-#include "ymap_models.h"
+#include "native_modules.h"
+#include "openconfig_rows.h"
 #include "ymap_values.h"
 
 using ymap::add_leaf;
@@ -158,12 +158,7 @@ cerrno oc_opt_amp_super_ch_list_to_low(yfw_map_ctx ctx, const yfw_datatree *in, 
         for (const char *const *name = controller_optics_list; *name != nullptr; ++name) {
             if (check_controller_name_optics_is_good(ctx, *name) == 0)
                 continue;
-            open_list(ctx, out, OPTICS_PORT_PATH, OPTICS_OPER_NS);
-            add_leaf(ctx, out, OPTICS_PORT_PATH "/name", OPTICS_OPER_NS, *name, in, 1);
-            add_leaf(ctx, out, OPTICS_LANE_PATH "/receive-power", OPTICS_OPER_NS, nullptr, nullptr, 1);
-            add_leaf(ctx, out, OPTICS_LANE_PATH "/transmit-power", OPTICS_OPER_NS, nullptr, nullptr, 1);
-            // The lane number carries no follow flag, unlike its neighbours; clients rely on it.
-            add_leaf(ctx, out, OPTICS_LANE_PATH "/number", OPTICS_OPER_NS, "1");
+            add_optics_select_field(ctx, in, out, *name);
             add_pm_select_field(ctx, in, out, *name);
         }
     }
@@ -208,32 +203,35 @@ cerrno oc_opt_amp_state_super_ch_key_to_low(yfw_map_ctx ctx, const yfw_datatree 
 
 namespace {
 
+using ymap::FixedText;
+
 /// Fills `native` with the leaf's value in native units; a leaf without value leaves it empty.
 template <class Row>
 void convert(yfw_map_ctx ctx, const yfw_datatree *in, Value &native) {
     if (in->value == nullptr)
         return;
-    native.copy_from(Row::function, in->value);
-    ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-oc = %s"), native.text);
-    native.to_native(Row::factor);
-    ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-native = %s"), native.text);
+    native.copy_from(Row::converter, in->value);
+    ymap_trc_at(Row::converter, ctx, Row::request.traced_as + FixedText("-oc = %s"), native.text);
+    native.to_native(Row::request.scale);
+    ymap_trc_at(Row::converter, ctx, Row::request.traced_as + FixedText("-native = %s"), native.text);
 }
 
 template <class Row>
-cerrno write_config_value(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
+cerrno write_request(const ymap::ConfigRequest & /*kind*/, YMAP_NODE_PARAMETERS) {
+    constexpr ymap::ConfigRequest wanted = Row::request;
     Value native;
     convert<Row>(ctx, in, native);
-    if constexpr (Row::announces)
-        ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-native"));
+    if constexpr (wanted.announced)
+        ymap_trc_at(Row::converter, ctx, Row::request.traced_as + FixedText("-native"));
     constexpr uint32_t follow = 1;
     cerrno result = CERR_SUCCESS;
     if (ymap::is_read(ctx)) {
-        result = add_leaf(ctx, out, Row::path, OPTICS_CFG_NS, native.text, nullptr, follow);
+        result = add_leaf(ctx, out, wanted.native.path, wanted.native.ns, native.text, nullptr, follow);
     } else {
         const char *value = yfw_map_is_request_delete(in) != 0 ? nullptr : native.text;
-        result = add_leaf(ctx, out, Row::path, OPTICS_CFG_NS, value, in, follow);
+        result = add_leaf(ctx, out, wanted.native.path, wanted.native.ns, value, in, follow);
     }
-    ymap_trc_at(Row::function, ctx, "End");
+    ymap_trc_at(Row::converter, ctx, "End");
     return result;
 }
 
@@ -246,26 +244,48 @@ bool is_edit_of_state(yfw_map_ctx ctx, const yfw_datatree *in) {
 }
 
 template <class Row>
-cerrno request_state_value(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
+cerrno write_request(const ymap::StateRequest & /*kind*/, YMAP_NODE_PARAMETERS) {
+    constexpr ymap::StateRequest wanted = Row::request;
     Value native;
     convert<Row>(ctx, in, native);
     if (is_edit_of_state(ctx, in))
         return CERR_SUCCESS;
-    if constexpr (sizeof Row::what.text > 1)
-        ymap_trc_at(Row::function, ctx, ymap::FixedText("getting ") + Row::what);
-    cerrno result = add_leaf(ctx, out, Row::path, Row::ns, native.text, nullptr, Row::follow);
-    if constexpr (Row::second_path != nullptr)
-        result = add_leaf(ctx, out, Row::second_path, Row::ns,
-                          Row::second_value != nullptr ? Row::second_value : native.text);
-    ymap_trc_at(Row::function, ctx, Row::word + ymap::FixedText("-native = %s"), native.text);
-    ymap_trc_at(Row::function, ctx, "End");
+    if constexpr (!wanted.asked_as.empty())
+        ymap_trc_at(Row::converter, ctx, FixedText("getting ") + Row::request.asked_as);
+    cerrno result = add_leaf(ctx, out, wanted.native.path, wanted.native.ns, native.text, nullptr, wanted.follow);
+    if constexpr (wanted.and_for.path != nullptr)
+        result = add_leaf(ctx, out, wanted.and_for.path, wanted.and_for.ns,
+                          wanted.with_value != nullptr ? wanted.with_value : native.text);
+    ymap_trc_at(Row::converter, ctx, Row::request.traced_as + FixedText("-native = %s"), native.text);
+    ymap_trc_at(Row::converter, ctx, "End");
     return result;
 }
 
 /// Asks for a leaf of the first instance of the thirty-second time line.
-cerrno request_statistic(yfw_map_ctx ctx, const char *path, const char *value, yfw_datatree *out) {
-    add_leaf(ctx, out, path, PMENGINE_OPER_NS, value);
-    return add_leaf(ctx, out, TIME_LINE_PATH "/number", PMENGINE_OPER_NS, "1");
+template <class Row>
+cerrno write_request(const ymap::StatisticRequest & /*kind*/, YMAP_NODE_PARAMETERS) {
+    constexpr ymap::StatisticRequest wanted = Row::request;
+    const char *value = in->value;
+    Value copy;
+    if constexpr (wanted.copied) {
+        if (value != nullptr)
+            copy.copy_from(Row::converter, value);
+        value = copy.text;
+    }
+    if (is_edit_of_state(ctx, in))
+        return CERR_SUCCESS;
+    add_leaf(ctx, out, wanted.native.path, wanted.native.ns, value);
+    const cerrno result = add_leaf(ctx, out, TIME_LINE_PATH "/number", PMENGINE_OPER_NS, "1");
+    ymap_trc_at(Row::converter, ctx, "End");
+    return result;
+}
+
+template <class Row>
+cerrno write_request(const ymap::ComesWithEntry & /*kind*/, yfw_map_ctx ctx, const yfw_datatree *in,
+                     yfw_datatree * /*out*/) {
+    if (!is_edit_of_state(ctx, in))
+        ymap_trc_at(Row::converter, ctx, "End");
+    return CERR_SUCCESS;
 }
 
 } // namespace
@@ -292,62 +312,28 @@ const char *oc_opt_amp_state_gain_range_to_low(yfw_map_ctx ctx, const yfw_datatr
     return nullptr;
 }
 
-// The row behind a converter, as a type.
-#define VALUE_ROW(converter, row_word, row_factor, row_path)                                                           \
-    static constexpr const char *function = #converter;                                                                \
-    static constexpr ymap::FixedText word = row_word;                                                                  \
-    static constexpr double factor = row_factor;                                                                       \
-    static constexpr const char *path = row_path;
+#define DEFINE_Converter(name, row)                                                                                    \
+    cerrno name(YMAP_NODE_PARAMETERS) {                                                                                \
+        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
+        return write_request<ymap::openconfig::row>(ymap::openconfig::row::request, ctx, in, out);                     \
+    }
+#include "openconfig_exports.h"
 
-#define CONFIG_VALUE(converter, word, row_announces, factor, path)                                                     \
-    struct converter##_row {                                                                                           \
-        VALUE_ROW(converter, word, factor, path)                                                                       \
-        static constexpr bool announces = row_announces;                                                               \
-    };                                                                                                                 \
-    cerrno converter(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                                     \
-        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
-        return write_config_value<converter##_row>(ctx, in, out);                                                      \
-    }
-#define STATE_VALUE(converter, word, row_what, factor, row_follow, row_ns, path, row_second_path, row_second_value)    \
-    struct converter##_row {                                                                                           \
-        VALUE_ROW(converter, word, factor, path)                                                                       \
-        static constexpr ymap::FixedText what = row_what;                                                              \
-        static constexpr uint32_t follow = row_follow;                                                                 \
-        static constexpr const char *ns = row_ns;                                                                      \
-        static constexpr const char *second_path = row_second_path;                                                    \
-        static constexpr const char *second_value = row_second_value;                                                  \
-    };                                                                                                                 \
-    cerrno converter(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                                     \
-        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
-        return request_state_value<converter##_row>(ctx, in, out);                                                     \
-    }
-#define STATE_STATISTIC(converter, leaf)                                                                               \
-    cerrno converter(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                                     \
-        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
-        if (is_edit_of_state(ctx, in))                                                                                 \
-            return CERR_SUCCESS;                                                                                       \
-        const cerrno result = request_statistic(ctx, TIME_LINE_PATH leaf, in->value, out);                             \
-        ymap_trc(ctx, "End");                                                                                          \
-        return result;                                                                                                 \
-    }
-#define STATE_COPIED_STATISTIC(converter, leaf)                                                                        \
-    cerrno converter(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                                     \
-        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
-        Value value;                                                                                                   \
-        if (in->value != nullptr)                                                                                      \
-            value.copy_from(__func__, in->value);                                                                      \
-        if (is_edit_of_state(ctx, in))                                                                                 \
-            return CERR_SUCCESS;                                                                                       \
-        const cerrno result = request_statistic(ctx, TIME_LINE_PATH leaf, value.text, out);                            \
-        ymap_trc(ctx, "End");                                                                                          \
-        return result;                                                                                                 \
-    }
-#define STATE_CONSTANT(converter)                                                                                      \
-    cerrno converter(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                                     \
-        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
-        if (is_edit_of_state(ctx, in))                                                                                 \
-            return CERR_SUCCESS;                                                                                       \
-        ymap_trc(ctx, "End");                                                                                          \
-        return CERR_SUCCESS;                                                                                           \
-    }
-#include "value_requests.def"
+namespace {
+
+/// No row calls the converter of the total power; it is part of the exported set.
+struct TotalOutputPower {
+    static constexpr const char *converter = "oc_opt_amp_state_instant_output_power_tot_to_low";
+    static constexpr ymap::StateRequest request{.native = OTS_LANE("/transmit-power"),
+                                                .and_for = OTS_LANE("/transmit-power-dbm"),
+                                                .scale = ymap::tenths,
+                                                .traced_as = "output_power",
+                                                .asked_as = "output_power"};
+};
+
+} // namespace
+
+cerrno oc_opt_amp_state_instant_output_power_tot_to_low(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
+    YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
+    return write_request<TotalOutputPower>(TotalOutputPower::request, ctx, in, out);
+}

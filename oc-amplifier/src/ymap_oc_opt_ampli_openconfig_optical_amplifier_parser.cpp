@@ -15,6 +15,11 @@ constexpr uint32_t select_key_sticky = 0x10000; // likewise, and kept by the mas
 // Applied when a walk begins and ends. Not a mask of one-bits: clients rely on what it clears and what it keeps.
 constexpr uint32_t select_mask = 0x11111110;
 
+// Request kinds that the seam has no name for; what they are for is the framework's. They are edits to this walk. A
+// list entry must name its keys in both: in the one exactly as in YFW_KIND_EDIT, in the other at least once.
+constexpr uint32_t kind_keyed_exactly = 15;
+constexpr uint32_t kind_keyed_at_least_once = 8;
+
 // Values of yfw_map_request.in_subtree while a delete is walked.
 constexpr uint32_t in_deleted_list = 1;
 constexpr uint32_t in_deleted_entry = 2;
@@ -33,7 +38,7 @@ class WalkState {
     /// Kinds for which a list entry must name its keys.
     bool needs_keys() const {
         const uint32_t kind = request_kind(ctx_);
-        return kind == 1 || kind == 8 || kind == 15;
+        return kind == YFW_KIND_EDIT || kind == kind_keyed_at_least_once || kind == kind_keyed_exactly;
     }
 
     void set_walking_all(bool on) {
@@ -225,10 +230,10 @@ class NodeWalk {
             return CERR_SUCCESS;
         const uint32_t kind = request_kind(ctx_);
         bool valid = false;
-        if (kind == 1 || kind == 15)
+        if (kind == YFW_KIND_EDIT || kind == kind_keyed_exactly)
             valid = flagged_keys_ == 1 && named_keys_ < 2;
         else // the counts are OR-ed, not compared one by one; clients rely on it
-            valid = (flagged_keys_ | named_keys_) <= 1 && (kind != 8 || flagged_keys_ >= 1);
+            valid = (flagged_keys_ | named_keys_) <= 1 && (kind != kind_keyed_at_least_once || flagged_keys_ >= 1);
         if (valid)
             return CERR_SUCCESS;
         ymap_err_at(Row::function, ctx_, "List key node error.");
@@ -499,9 +504,9 @@ cerrno walk(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
 } // namespace
 } // namespace ymap::openconfig
 
-#define OC_NODE(parent, word, tag)                                                                                     \
-    cerrno OC_WALKER(word)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {                               \
+#define DEFINE_Walker(name, row)                                                                                       \
+    cerrno name(YMAP_NODE_PARAMETERS) {                                                                                \
         YMAP_ASSERT_CTX(ctx);                                                                                          \
-        return ymap::openconfig::walk<ymap::openconfig::word>(ctx, in, out);                                           \
+        return ymap::openconfig::walk<ymap::openconfig::row>(ctx, in, out);                                            \
     }
-#include "openconfig_optical_amplifier.def"
+#include "openconfig_exports.h"

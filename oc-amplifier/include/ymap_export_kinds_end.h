@@ -1,0 +1,22 @@
+// Included at the end of the lists of exports. Without include guard on purpose.
+#undef EXPORT
+#undef DEFINE_Walker
+#undef DEFINE_AugmentParser
+#undef DEFINE_QuietAugmentParser
+#undef DEFINE_AugmentParserByHand
+#undef DEFINE_ContainerHandler
+#undef DEFINE_ListHandler
+#undef DEFINE_LeafHandler
+#undef DEFINE_TracedLeafHandler
+#undef DEFINE_TextLeafHandler
+#undef DEFINE_ListHandlerByHand
+#undef DEFINE_DefaultContainerHandler
+#undef DEFINE_DefaultHandler
+#undef DEFINE_QuietDefaultContainerHandler
+#undef DEFINE_QuietDefaultHandler
+#undef DEFINE_ContainerAlias
+#undef DEFINE_ListAlias
+#undef DEFINE_LeafAlias
+#undef DEFINE_Converter
+#undef DEFINE_ConverterByHand
+#undef DEFINE_TextConverterByHand
