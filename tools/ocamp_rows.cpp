@@ -24,30 +24,9 @@ std::vector<std::string_view> exported_names() {
 #include "utility.def"
 
 #define EXPORT NAME_OF
-#include "unnamed_converters.h"
-#define EXPORT NAME_OF
 #include "openconfig_exports.h"
-
-#define EXPORT NAME_OF
-#define XO_ROWS "korvex_controller_optics_cfg.def"
-#include "native_exports.h"
-#undef XO_ROWS
-#define EXPORT NAME_OF
-#define XO_ROWS "korvex_ifmgr_cfg.def"
-#include "native_exports.h"
-#undef XO_ROWS
-#define EXPORT NAME_OF
-#define XO_ROWS "korvex_controller_orvo8_ots_oper.def"
-#include "native_exports.h"
-#undef XO_ROWS
-#define EXPORT NAME_OF
-#define XO_ROWS "korvex_controller_optics_oper.def"
-#include "native_exports.h"
-#undef XO_ROWS
-#define EXPORT NAME_OF
-#define XO_ROWS "korvex_pmengine_oper.def"
-#include "native_exports.h"
-#undef XO_ROWS
+#define NATIVE_EXPORT NAME_OF
+#include "native_modules_exports.h"
     };
     std::sort(names.begin(), names.end());
     return names;

@@ -27,33 +27,7 @@ bool is_one_of(const char *tag, const char *key, Keys... further_keys) {
 
 } // namespace ymap::native
 
-// Converters that no row names.
-#define EXPORT YMAP_DECLARE
-#include "unnamed_converters.h"
-
-#define EXPORT YMAP_DECLARE
-#define XO_ROWS "korvex_controller_optics_cfg.def"
-#include "native_exports.h"
-#undef XO_ROWS
-
-#define EXPORT YMAP_DECLARE
-#define XO_ROWS "korvex_ifmgr_cfg.def"
-#include "native_exports.h"
-#undef XO_ROWS
-
-#define EXPORT YMAP_DECLARE
-#define XO_ROWS "korvex_controller_orvo8_ots_oper.def"
-#include "native_exports.h"
-#undef XO_ROWS
-
-#define EXPORT YMAP_DECLARE
-#define XO_ROWS "korvex_controller_optics_oper.def"
-#include "native_exports.h"
-#undef XO_ROWS
-
-#define EXPORT YMAP_DECLARE
-#define XO_ROWS "korvex_pmengine_oper.def"
-#include "native_exports.h"
-#undef XO_ROWS
+#define NATIVE_EXPORT YMAP_DECLARE
+#include "native_modules_exports.h"
 
 #endif
