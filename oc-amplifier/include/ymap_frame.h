@@ -35,8 +35,8 @@ struct FixedText {
         for (size_t i = 0; i < Length; ++i)
             text[i] = literal[i];
     }
-    consteval bool empty() const { return text[0] == '\0'; }
-    consteval size_t length() const {
+    constexpr bool empty() const { return text[0] == '\0'; }
+    constexpr size_t length() const {
         size_t length = 0;
         while (text[length] != '\0')
             ++length;

@@ -3,7 +3,7 @@
 #include "native_modules.h"
 #include "ymap_values.h"
 
-#include <type_traits>
+#include <utility>
 
 using ymap::add_leaf;
 using ymap::open_list;
@@ -86,9 +86,8 @@ consteval size_t last_place(const Selected (&leaves)[Count]) {
 
 template <size_t Count>
 struct SelectFields {
+    static constexpr size_t count = Count;
     const char *paths[Count];
-    constexpr const char *const *begin() const { return paths; }
-    constexpr const char *const *end() const { return paths + Count; }
 };
 
 /// The leaves in the order of their places. Two leaves in one place, or a place without leaf, do not compile.
@@ -128,24 +127,34 @@ namespace history {
 #undef XO_ROWS
 } // namespace history
 
+/// Asks for each of the fields, by calls that stand one behind the other. Gives the result of the last.
+template <const auto &fields>
+cerrno add_fields(yfw_map_ctx ctx, yfw_datatree *out, const char *ns, uint32_t follow) {
+    return [&]<size_t... I>(std::index_sequence<I...>) {
+        cerrno result = CERR_SUCCESS;
+        ((result = add_leaf(ctx, out, fields.paths[I], ns, nullptr, nullptr, follow)), ...);
+        return result;
+    }
+    (std::make_index_sequence<fields.count>());
+}
+
 } // namespace
 } // namespace ymap::native
+
+using namespace ymap::native;
 
 cerrno add_optics_select_field(yfw_map_ctx ctx, const yfw_datatree *source, yfw_datatree *out, const char *controller) {
     open_list(ctx, out, OPTICS_PORT_PATH, OPTICS_OPER_NS);
     add_leaf(ctx, out, OPTICS_PORT_PATH "/name", OPTICS_OPER_NS, controller, source, 1);
-    for (const char *field : ymap::native::optics::select_fields)
-        add_leaf(ctx, out, field, OPTICS_OPER_NS, nullptr, nullptr, 1);
+    add_fields<optics::select_fields>(ctx, out, OPTICS_OPER_NS, 1);
     // The lane number carries no follow flag, unlike its neighbours; clients rely on it.
     return add_leaf(ctx, out, OPTICS_LANE_PATH "/number", OPTICS_OPER_NS, "1");
 }
 
 cerrno add_ots_select_field(yfw_map_ctx ctx, const yfw_datatree *source, yfw_datatree *out, const char *controller) {
     open_list(ctx, out, OTS_PORT_PATH, OTS_OPER_NS);
-    cerrno result = add_leaf(ctx, out, OTS_PORT_PATH "/name", OTS_OPER_NS, controller, source, 1);
-    for (const char *field : ymap::native::ots::select_fields)
-        result = add_leaf(ctx, out, field, OTS_OPER_NS, nullptr, nullptr, 1);
-    return result;
+    add_leaf(ctx, out, OTS_PORT_PATH "/name", OTS_OPER_NS, controller, source, 1);
+    return add_fields<ots::select_fields>(ctx, out, OTS_OPER_NS, 1);
 }
 
 cerrno add_pm_select_field(yfw_map_ctx ctx, const yfw_datatree *source, yfw_datatree *out, const char *controller) {
@@ -155,7 +164,6 @@ cerrno add_pm_select_field(yfw_map_ctx ctx, const yfw_datatree *source, yfw_data
     open_list(ctx, out, TIME_LINE_PATH, PMENGINE_OPER_NS, nullptr, 1);
     add_leaf(ctx, out, TIME_LINE_PATH "/number", PMENGINE_OPER_NS, "1", nullptr, 1);
     // The leaves carry no follow flag and the name comes last, unlike in the other two; clients rely on it.
-    for (const char *field : ymap::native::history::select_fields)
-        add_leaf(ctx, out, field, PMENGINE_OPER_NS, nullptr);
+    add_fields<history::select_fields>(ctx, out, PMENGINE_OPER_NS, 0);
     return add_leaf(ctx, out, PORT_HISTORY_PATH "/name", PMENGINE_OPER_NS, controller, source, 1);
 }
