@@ -20,7 +20,7 @@ using namespace ymap;
 std::vector<std::string_view> exported_names() {
     std::vector<std::string_view> names = {
 // A name that nothing declares does not compile.
-#define EXPORTED_NAME(name) (static_cast<void>(sizeof(&name)), #name),
+#define EXPORTED_NAME(name) (static_cast<void>(static_cast<decltype(&name)>(nullptr)), #name),
 #include "utility.def"
 
 #define EXPORT NAME_OF

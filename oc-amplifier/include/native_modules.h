@@ -16,6 +16,11 @@
 
 namespace ymap::native {
 
+/// Converter of a leaf without OpenConfig leaf.
+inline cerrno nothing(yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/, yfw_datatree * /*out*/) {
+    return CERR_SUCCESS;
+}
+
 /// True when `tag` is one of a list's keys; a list may have none.
 inline bool is_one_of(const char * /*tag*/) {
     return false;

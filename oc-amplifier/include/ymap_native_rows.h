@@ -3,11 +3,6 @@
 
 struct no_parent;
 
-/// Converter of a leaf without OpenConfig leaf.
-constexpr auto nothing = [](yfw_map_ctx /*ctx*/, const yfw_datatree * /*in*/, yfw_datatree * /*out*/) {
-    return cerrno{CERR_SUCCESS};
-};
-
 #define XO_EACH_MODULE(...)                                                                                            \
     struct ThisModule {                                                                                                \
         static constexpr NativeModule properties = {__VA_ARGS__};                                                      \

@@ -2,10 +2,10 @@
 // Without include guard on purpose.
 #include "ymap_native_rows.h"
 
-/// Every leaf row, with its place among the select fields.
-constexpr Selected leaves[] = {
+constexpr auto select_fields() {
+    constexpr Selected leaves[] = {
 #define XO_EACH_LEAF(parent, word, tag, handlers, converter, ...) select_field<word>(),
 #include XO_ROWS
-};
-
-constexpr auto select_fields = in_order<last_place(leaves)>(leaves);
+    };
+    return in_order<last_place(leaves)>(leaves);
+}

@@ -3,6 +3,7 @@
 #include "native_modules.h"
 #include "ymap_values.h"
 
+#include <iterator>
 #include <utility>
 
 using ymap::add_leaf;
@@ -86,7 +87,6 @@ consteval size_t last_place(const Selected (&leaves)[Count]) {
 
 template <size_t Count>
 struct SelectFields {
-    static constexpr size_t count = Count;
     const char *paths[Count];
 };
 
@@ -128,14 +128,15 @@ namespace history {
 } // namespace history
 
 /// Asks for each of the fields, by calls that stand one behind the other. Gives the result of the last.
-template <const auto &fields>
+template <auto &fields>
 cerrno add_fields(yfw_map_ctx ctx, yfw_datatree *out, const char *ns, uint32_t follow) {
+    static constexpr auto wanted = fields();
     return [&]<size_t... I>(std::index_sequence<I...>) {
         cerrno result = CERR_SUCCESS;
-        ((result = add_leaf(ctx, out, fields.paths[I], ns, nullptr, nullptr, follow)), ...);
+        ((result = add_leaf(ctx, out, wanted.paths[I], ns, nullptr, nullptr, follow)), ...);
         return result;
     }
-    (std::make_index_sequence<fields.count>());
+    (std::make_index_sequence<std::size(wanted.paths)>());
 }
 
 } // namespace
