@@ -32,26 +32,16 @@ cerrno add_history_keys(yfw_map_ctx ctx, yfw_datatree *out, const char *controll
     return add_leaf(ctx, out, TIME_LINE_PATH "/number", PMENGINE_OPER_NS, "1");
 }
 
-/// The controller that an amplifier's name stands for, on behalf of the converter `Speaker`.
-template <class Speaker>
+/// The controller that an amplifier's name stands for, on behalf of the converter of `Row`.
+template <class Row>
 struct Controller {
     char name[ymap::value_size] = "";
 
     Controller(yfw_map_ctx ctx, const char *amplifier) {
         ampli_key_to_ots_ctrl_key(amplifier, name);
-        ymap_trc_at(Speaker::function, ctx, "amplifier_name = %s", amplifier);
-        ymap_trc_at(Speaker::function, ctx, "controller_name = %s", name);
+        ymap_trc_at(Row::converter, ctx, "amplifier_name = %s", amplifier);
+        ymap_trc_at(Row::converter, ctx, "controller_name = %s", name);
     }
-};
-
-struct ListKey {
-    static constexpr const char *function = "oc_opt_amp_cfg_amplifier_key_to_low";
-};
-struct ConfigName {
-    static constexpr const char *function = "oc_opt_amp_cfg_get_amplifier_key_to_low";
-};
-struct StateName {
-    static constexpr const char *function = "oc_opt_amp_state_get_amplifier_key_to_low";
 };
 
 /// Calls `visit` with every amplifier controller of the node that exists. Each call asks the inventory anew.
@@ -102,7 +92,7 @@ cerrno oc_opt_amp_cfg_amplifier_key_to_low(yfw_map_ctx ctx, const yfw_datatree *
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
     cerrno result = CERR_SUCCESS;
     if (in->value != nullptr) {
-        const Controller<ListKey> controller(ctx, in->value);
+        const Controller<ymap::openconfig::lvla_opticalamplifier_amplifier_name> controller(ctx, in->value);
         if (ymap::is_read(ctx)) {
             result = add_interface_keys(ctx, out, controller.name, nullptr, 0);
         } else {
@@ -123,7 +113,7 @@ cerrno oc_opt_amp_cfg_get_amplifier_key_to_low(yfw_map_ctx ctx, const yfw_datatr
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
     cerrno result = CERR_SUCCESS;
     if (in->value != nullptr) {
-        const Controller<ConfigName> controller(ctx, in->value);
+        const Controller<ymap::openconfig::lvla_opticalamplifier_config_name> controller(ctx, in->value);
         if (ymap::is_read(ctx))
             result = add_interface_keys(ctx, out, controller.name, nullptr, 0);
     }
@@ -137,7 +127,7 @@ cerrno oc_opt_amp_state_get_amplifier_key_to_low(yfw_map_ctx ctx, const yfw_data
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
     cerrno result = CERR_SUCCESS;
     if (in->value != nullptr) {
-        const Controller<StateName> controller(ctx, in->value);
+        const Controller<ymap::openconfig::lvla_opticalamplifier_state_name> controller(ctx, in->value);
         if (ymap::is_read(ctx))
             result = add_leaf(ctx, out, OTS_PORT_PATH "/name", OTS_OPER_NS, controller.name);
     }

@@ -10,6 +10,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -98,6 +99,22 @@ TEST(Rows, MappingReferenceHasOneRowForEachLeaf) {
         const size_t at = reference.find(row);
         ASSERT_NE(at, std::string::npos) << path;
         EXPECT_EQ(reference.find(row, at + 1), std::string::npos) << path;
+    }
+}
+
+// A row that names a converter which no native row has would leave the way back empty.
+TEST(Rows, EveryServedLeafIsAnsweredFromANativeLeaf) {
+    const std::string reference = rows("mapping");
+    for (const std::string &path : leaves_of_rows({"served"})) {
+        const size_t at = reference.find("\n| `" + path + "` |");
+        ASSERT_NE(at, std::string::npos) << path;
+        std::istringstream row(reference.substr(at + 1, reference.find('\n', at + 1) - at - 1));
+        std::vector<std::string> cells;
+        for (std::string cell; std::getline(row, cell, '|');)
+            cells.push_back(cell);
+        ASSERT_EQ(cells.size(), 8U) << path; // the first is empty
+        for (const size_t native_leaf_module_converter_unit : {3U, 4U, 6U, 7U})
+            EXPECT_GT(cells[native_leaf_module_converter_unit].size(), 2U) << path;
     }
 }
 
