@@ -1,5 +1,5 @@
-// What the native modules export, and the converters that no row names: NATIVE_EXPORT(kind, name, row) for each function.
-// Without include guard on purpose.
+// What the native modules export, and the converters that no row names: NATIVE_EXPORT(kind, name, row) for each
+// function. Without include guard on purpose.
 #define EXPORT NATIVE_EXPORT
 #include "unnamed_converters.h"
 
