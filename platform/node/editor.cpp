@@ -5,6 +5,7 @@
 #include "framework/operation_words.h"
 #include "framework/path_text.h"
 #include "node/native_edit.h"
+#include "node/slots.h"
 
 #include <algorithm>
 #include <charconv>
@@ -37,6 +38,15 @@ bool is_deleted(const EditNode &node) {
     return node.operation && deletes(*node.operation);
 }
 
+// A key that names a slot which the platform does not have explains more than `reason`.
+[[noreturn]] void refuse_absent(const EditNode &node, ErrorTag tag, const std::string &reason) {
+    for (const std::string &key : is_list(*node.schema) ? node.keys() : std::vector<std::string>()) {
+        if (const std::optional<std::string> never = why_never_there(key))
+            throw RequestError(error_tag::invalid_value, node.path, *never);
+    }
+    throw RequestError(tag, node.path, reason);
+}
+
 // What RFC 6241 asks of the data before the edit: `siblings` is the first node of the configuration at that level.
 void check_before(const EditNode &node, lyd_node *siblings) {
     if (node.own_operation && is_deleted(node) && node.schema != nullptr && is_list(*node.schema) &&
@@ -47,11 +57,11 @@ void check_before(const EditNode &node, lyd_node *siblings) {
     if (is_operation(node, YFW_OP_CREATE) && instance != nullptr && !is_key_leaf(node))
         throw RequestError(error_tag::data_exists, node.path, "exists already, 'create' expects that it does not");
     if (is_operation(node, YFW_OP_DELETE) && instance == nullptr && node.schema != nullptr && !is_key_leaf(node))
-        throw RequestError(error_tag::data_missing, node.path, "does not exist, 'delete' expects that it does");
+        refuse_absent(node, error_tag::data_missing, "does not exist, 'delete' expects that it does");
     const bool must_exist =
         !node.operation && node.schema != nullptr && (is_list(*node.schema) || is_leaf(*node.schema));
     if (must_exist && instance == nullptr && !is_key_leaf(node))
-        throw RequestError(error_tag::data_missing, node.path, "does not exist, and the edit does not make it");
+        refuse_absent(node, error_tag::data_missing, "does not exist, and the edit does not make it");
     // Of what is replaced nothing is left when its children come.
     lyd_node *below = instance == nullptr || is_operation(node, YFW_OP_REPLACE) ? nullptr : lyd_child(instance);
     for (const EditNode &child : node.children)
@@ -110,7 +120,7 @@ void check_after(const EditNode &node, lyd_node *siblings) {
         return;
     }
     if (is_list(*node.schema) && instance == nullptr)
-        throw RequestError(error_tag::operation_failed, node.path, "the node has no such entry to configure");
+        refuse_absent(node, error_tag::operation_failed, "the node has no such entry to configure");
     if (is_leaf(*node.schema) && node.operation) {
         if (instance == nullptr)
             throw RequestError(error_tag::not_supported, node.path, "the node does not keep this value");

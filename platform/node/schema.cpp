@@ -1,6 +1,7 @@
 // How libyang is asked. Knows nothing of requests or nodes.
 #include "node/schema.h"
 
+#include "log/text.h"
 #include "node/yang_modules.h"
 
 #include <algorithm>
@@ -29,6 +30,13 @@ LY_ERR provide_module(const char *name, const char *, const char *submodule, con
         }
     }
     return LY_ENOTFOUND;
+}
+
+// A complaint that quotes a long value, with the value shortened.
+std::string with_shown_value(std::string complaint, std::string_view value) {
+    const std::size_t at = value.size() > longest_shown_value ? complaint.find(value) : std::string::npos;
+    return at == std::string::npos ? complaint
+                                   : complaint.replace(at, value.size(), shortened(value, longest_shown_value));
 }
 
 } // namespace
@@ -117,7 +125,7 @@ std::string Schema::check_value(const lysc_node &leaf, std::string_view value) c
     // A reference cannot be resolved without a tree; its type has been checked.
     if (result != LY_SUCCESS && result != LY_EINCOMPLETE) {
         const char *message = ly_errmsg(context_.get());
-        throw YangError(message != nullptr ? message : "refused without a reason");
+        throw YangError(message != nullptr ? with_shown_value(message, value) : "refused without a reason");
     }
     std::string text = canonical != nullptr ? canonical : std::string(value);
     lydict_remove(context_.get(), canonical);

@@ -222,7 +222,7 @@ TEST_F(Edits, ExplanationOfARefusedEditShowsHowFarItCame) {
     const Outcome outcome = ocamp({"explain", "edit"}, {"-"}, booster("\"target-gain\": \"99.9\""));
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.out, HasSubstr("<optics-ots-amplifier-gain> \"999\""));
-    EXPECT_THAT(outcome.err, HasSubstr("/config/target-gain: the native model refuses"));
+    EXPECT_THAT(outcome.err, HasSubstr("/config/target-gain: '99.9': the node holds 0.0 to 40.0 dB [invalid-value]\n"));
 }
 
 // An edit that is refused, with the beginning and a later part of the message.
@@ -254,7 +254,8 @@ TEST_P(RefusedEdits, NameThePlaceAndChangeNothing) {
 #define BOOSTER "/optical-amplifier/amplifiers/amplifier[name='0/2-AMP-BST']"
 
 const Refusal kRefusals[] = {
-    {"UnsupportedLeaf", booster("\"min-gain\": \"1.5\""), BOOSTER "/config/min-gain: ", "0xaaf2ee00"},
+    {"UnsupportedLeaf", booster("\"min-gain\": \"1.5\""),
+     BOOSTER "/config/min-gain: ", "Node is not supported [operation-not-supported] (0xaaf2ee00)\n"},
     {"UnsupportedLeafAmongGoodOnes", booster("\"target-gain\": \"12.5\", \"type\": \"EDFA\""),
      BOOSTER "/config/type: ", "0xaaf2ee00"},
     {"ForeignNamesakeOfALeaf",
@@ -270,19 +271,31 @@ const Refusal kRefusals[] = {
     {"UnknownLeaf", booster("\"mingain\": \"1.5\""),
      BOOSTER "/config/mingain: ", "expected one of: name, type, target-gain"},
     {"UnknownAmplifier", amplifiers(amplifier("0/9-AMP-BST", "\"config\": {\"target-gain\": \"1.5\"}")),
-     "/optical-amplifier/amplifiers/amplifier[name='0/9-AMP-BST']: ", "no such entry"},
+     "/optical-amplifier/amplifiers/amplifier[name='0/9-AMP-BST']: ",
+     "this platform has slots 1 to 3 [invalid-value]\n"},
+    {"SlotThatCannotBe", amplifiers(amplifier("0/4-AMP-PRE", "\"config\": {\"enabled\": true}")),
+     "/optical-amplifier/amplifiers/amplifier[name='0/4-AMP-PRE']: ",
+     "this platform has slots 1 to 3 [invalid-value]\n"},
+    {"SlotThatNoInterfaceNameHolds", amplifiers(amplifier("0/4000-AMP-PRE", "\"config\": {\"enabled\": true}")),
+     "/optical-amplifier/amplifiers/amplifier[name='0/4000-AMP-PRE']",
+     "this platform has slots 1 to 3 [invalid-value]"},
+    {"DeleteInASlotThatCannotBe", amplifiers("{" + operation("delete") + ", \"name\": \"0/4-AMP-PRE\"}"),
+     "/optical-amplifier/amplifiers/amplifier[name='0/4-AMP-PRE']: ", "this platform has slots 1 to 3 [invalid-value]"},
     {"AmplifierOfSlotWithoutCard", amplifiers(amplifier("0/3-AMP-PRE", "\"config\": {\"target-gain\": \"1.5\"}")),
      "/optical-amplifier/amplifiers/amplifier[name='0/3-AMP-PRE']: ", "no such entry"},
     {"NameOfNoKind", amplifiers(amplifier("foo", "\"config\": {\"target-gain\": \"1.5\"}")),
-     "/optical-amplifier/amplifiers/amplifier[name='foo']", "the native model refuses"},
+     "/optical-amplifier/amplifiers/amplifier[name='foo']",
+     ": 'foo': the native model refuses it: An interface name is a kind and a place"},
     {"KeyThatDiffersFromItsLeaf", booster("\"name\": \"0/1-AMP-BST\", \"target-gain\": \"1.5\""),
      BOOSTER "/name: ", "Key differs from the leaf it refers to"},
     {"ValueOutsideTheNativeRange", booster("\"target-gain\": \"155.5\""),
-     BOOSTER "/config/target-gain: ", "the native model refuses 'optics-ots-amplifier-gain' '1555'"},
+     BOOSTER "/config/target-gain: ", "'155.5': the node holds 0.0 to 40.0 dB [invalid-value]\n"},
+    {"ValueBelowTheNativeRange", booster("\"target-gain-tilt\": \"-5.1\""),
+     BOOSTER "/config/target-gain-tilt: ", "'-5.1': the node holds -5.0 to 5.0 dB [invalid-value]\n"},
     {"SecondOfTwoAmplifiersOutsideTheRange",
      amplifiers(amplifier("0/1-AMP-PRE", "\"config\": {\"target-gain\": \"16.1\"}") + "," +
                 amplifier("0/2-AMP-BST", "\"config\": {\"target-gain\": \"99.9\"}")),
-     BOOSTER "/config/target-gain: ", "'999'"},
+     BOOSTER "/config/target-gain: ", "'99.9': the node holds 0.0 to 40.0 dB"},
     {"ValueWhoseLowBitsWouldFit", booster("\"target-gain\": \"429496749.60\""),
      BOOSTER "/config/target-gain: ", "would read back as '20.0'"},
     {"ValueOfAnotherType", booster("\"target-gain\": \"abc\""), BOOSTER "/config/target-gain: ", "[invalid-value]"},
@@ -290,7 +303,8 @@ const Refusal kRefusals[] = {
     {"TooManyFractionDigits", booster("\"target-gain\": \"1.234\""),
      BOOSTER "/config/target-gain: ", "[invalid-value]"},
     {"EnabledInCapitals", booster("\"enabled\": \"TRUE\""), BOOSTER "/config/enabled: ", "[invalid-value]"},
-    {"ForeignAugment", booster("\"other-module:colour\": \"red\""), BOOSTER "/config/colour: ", "0xaaf2f800"},
+    {"ForeignAugment", booster("\"other-module:colour\": \"red\""),
+     BOOSTER "/config/colour: ", "[operation-not-supported] (0xaaf2f800)\n"},
     {"State", amplifiers(amplifier("0/2-AMP-BST", "\"state\": {\"target-gain\": \"1.5\"}")),
      BOOSTER "/state: ", "is state"},
     {"ConfigurationOfAChannel",
@@ -330,14 +344,14 @@ const Refusal kRefusals[] = {
      {},
      2},
     {"EntryWithoutKey", amplifiers("{\"config\": {\"target-gain\": \"1.5\"}}"),
-     "/optical-amplifier/amplifiers/amplifier/name: ", "0xaaf2f000"},
+     "/optical-amplifier/amplifiers/amplifier/name: ", "[missing-element] (0xaaf2f000)\n"},
     {"EntryGivenTwice", amplifiers(amplifier("0/2-AMP-BST", "") + "," + amplifier("0/2-AMP-BST", "")), BOOSTER ": ",
      "given twice"},
     {"UnknownOperation", json("\"amplifiers\": {" + operation("destroy") + "}"),
      "/optical-amplifier/amplifiers: ", "operation 'destroy', expected one of: merge, replace, create, delete, remove"},
     {"AbsentAmplifierWithoutDefaultOperation",
-     amplifiers(amplifier("0/9-AMP-PRE", "")),
-     "/optical-amplifier/amplifiers/amplifier[name='0/9-AMP-PRE']: ",
+     amplifiers(amplifier("0/3-AMP-PRE", "")),
+     "/optical-amplifier/amplifiers/amplifier[name='0/3-AMP-PRE']: ",
      "[data-missing]",
      {"--default-operation", "none"}},
     {"OperationWithoutNamespace", xml("<amplifiers operation=\"delete\"/>"),

@@ -138,7 +138,8 @@ TEST_F(Reads, ReadOfAnUnsupportedLeafIsRefusedByName) {
     const Outcome outcome = get({std::string(kPre1) + "/state/min-gain"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "ocamp: " + std::string(kPre1) + "/state/min-gain: Node is not supported (0xaaf2ee00)\n");
+    EXPECT_EQ(outcome.err, "ocamp: " + std::string(kPre1) +
+                               "/state/min-gain: Node is not supported [operation-not-supported] (0xaaf2ee00)\n");
 }
 
 TEST_F(Reads, OtherInterfacesNeverAppear) {
