@@ -272,6 +272,15 @@ std::vector<RequestNode> Filter::requests() const {
     return requests;
 }
 
+const lysc_node *Filter::path_target() const noexcept {
+    if (!is_path_)
+        return nullptr;
+    const Node *node = &roots_.front();
+    while (node->selects_inside)
+        node = &node->children.back();
+    return node->schema;
+}
+
 // Which nodes of an answer the filter selects: a marked node stays with what is marked below it, a whole one with all.
 class Filter::Marks {
   public:

@@ -33,6 +33,8 @@ class Filter {
     // One request tree for each mapping run, from the model's root on: a list entry named by its keys has a run of its
     // own. Empty when nothing is selected.
     std::vector<RequestNode> requests() const;
+    // The node that a data path ends at; NULL for a filter document and for the whole model.
+    const lysc_node *path_target() const noexcept;
     // Takes away what is not selected.
     void cut(YangTree &answer) const;
 
