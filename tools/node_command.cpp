@@ -1,6 +1,8 @@
 // ocamp node init. Knows nothing of what a node holds.
 #include "options.h"
 
+#include "log/text.h"
+
 #include <cstdio>
 #include <memory>
 
@@ -31,7 +33,7 @@ void add_node_command(CLI::App &program, CommonOptions &common) {
     init.callback([options, &common] {
         const LogSession logs(common.logs);
         Node::init(options->folder, options->example);
-        fmt::print("{}: node made from {}\n", options->folder, options->example);
+        fmt::print("{}\n", escaped(fmt::format("{}: node made from {}", options->folder, options->example)));
     });
 }
 

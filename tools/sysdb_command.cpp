@@ -2,6 +2,7 @@
 #include "options.h"
 #include "text_io.h"
 
+#include "log/text.h"
 #include "sysdb/bag_json.h"
 #include "sysdb/bag_record.h"
 
@@ -27,7 +28,7 @@ void list_folder(SystemDatabase &database, const std::string &bind_point, const 
         if (name.ends_with('/'))
             list_folder(database, bind_point, folder + name);
         else
-            fmt::print("{} {}{}\n", bind_point, folder, name);
+            fmt::print("{}\n", escaped(fmt::format("{} {}{}", bind_point, folder, name)));
     }
 }
 
@@ -49,7 +50,7 @@ void get(SystemDatabase &database, const SysdbOptions &options) {
     const auto bag = database.get(options.bind_point, options.item);
     if (!bag)
         refuse_missing(options);
-    std::fputs(bag_to_json(decode_bag(*bag)).c_str(), stdout);
+    std::fputs(escaped_json(bag_to_json(decode_bag(*bag))).c_str(), stdout);
 }
 
 void put(SystemDatabase &database, const SysdbOptions &options) {

@@ -1,6 +1,7 @@
 // Files in and answers out. Knows nothing of requests.
 #include "text_io.h"
 
+#include "log/text.h"
 #include "node/client_document.h"
 #include "options.h"
 #include "sysdb/bag_json.h"
@@ -59,7 +60,8 @@ void rethrow_with_name(const std::string &file) {
 }
 
 std::string answer_text(const lyd_node *answer, LYD_FORMAT format) {
-    const std::string text = print_tree(answer, format);
+    const std::string printed = print_tree(answer, format);
+    const std::string text = format == LYD_JSON ? escaped_json(printed) : escaped_xml(printed);
     if (format == LYD_JSON)
         return text.empty() ? "{}\n" : text + (text.ends_with('\n') ? "" : "\n");
     const std::string open = fmt::format("<data xmlns=\"{}\"", kNetconfNamespace);
