@@ -5,6 +5,7 @@
 
 using namespace e2e;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 namespace {
@@ -78,6 +79,44 @@ TEST_F(CommandLine, NoCommandIsWrongUse) {
     const Outcome outcome = run_ocamp({});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, HasSubstr("ocamp --help"));
+}
+
+TEST_F(CommandLine, CommandThatNeedsAnotherIsWrongUseByItself) {
+    for (const char *command : {"sysdb", "native", "node", "explain"}) {
+        const Outcome outcome = run_ocamp({command});
+        EXPECT_EQ(outcome.status, 2) << command;
+        EXPECT_EQ(outcome.out, "") << command;
+        EXPECT_THAT(outcome.err, StartsWith("ocamp: ")) << command;
+        EXPECT_THAT(outcome.err, HasSubstr("subcommand is required")) << command;
+    }
+}
+
+TEST_F(CommandLine, NativeDataAreConfigurationAndOperationalData) {
+    const std::string all = ocamp({"native", "get"}).out;
+    for (const char *root :
+         {"Korvex-ifmgr-cfg:interface-configurations", "Korvex-controller-orvo8-ots-oper:ots-oper",
+          "Korvex-controller-optics-oper:optics-oper", "Korvex-pmengine-oper:performance-management-history"})
+        EXPECT_THAT(all, HasSubstr(std::string("\"") + root + "\": {"));
+    const Outcome port =
+        ocamp({"native", "get"}, {"/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']/ots-info/ampli-gain"});
+    EXPECT_EQ(port.status, 0) << port.err;
+    EXPECT_THAT(port.out, HasSubstr("\"ampli-gain\": 1750"));
+    EXPECT_THAT(port.out, Not(HasSubstr("interface-configurations")));
+}
+
+TEST_F(CommandLine, ConfigurationMayComeInOneFileForEachRoot) {
+    std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
+    write_file(folder() / "example/native/running.json",
+               R"({"Korvex-ifmgr-cfg:interface-configurations": {"interface-configuration": [
+                  {"active": "act", "interface-name": "Ots0/1/0/0"}]}})");
+    write_file(folder() / "example/native/global.json",
+               R"({"Korvex-ifmgr-cfg:global-interface-configuration": {"link-status": "physical"}})");
+    const std::string made = (folder() / "new").string();
+    const Outcome outcome = run_ocamp({"node", "init", made, "--from", (folder() / "example").string()});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const std::string native = run_ocamp({"native", "get", "--node", made}).out;
+    EXPECT_THAT(native, HasSubstr("\"link-status\": \"physical\""));
+    EXPECT_THAT(native, HasSubstr("\"interface-name\": \"Ots0/1/0/0\""));
 }
 
 TEST_F(CommandLine, EachCommandHasHelpWithAnExample) {
