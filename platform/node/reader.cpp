@@ -1,7 +1,7 @@
 // The order of a read. Knows neither where filters come from nor how answers are shown.
 #include "node/reader.h"
 
-#include "node/served.h"
+#include "node/served_nodes.h"
 #include "node/slots.h"
 
 #include <algorithm>
