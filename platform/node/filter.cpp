@@ -1,6 +1,7 @@
 // How paths and subtree filters are read, turned into requests, and applied to answers. Knows no handler.
 #include "node/filter.h"
 
+#include "log/text.h"
 #include "node/client_document.h"
 
 #include <algorithm>
@@ -38,7 +39,9 @@ class Filter::PathReader {
   private:
     // `at` is the part of the path that is wrong.
     [[noreturn]] void fail(std::string_view at, const std::string &what) const {
-        throw FilterError(fmt::format("path {}: at character {}: {}", path_, at.data() - path_.data() + 1, what));
+        constexpr std::size_t longest_shown = 400;
+        throw FilterError(fmt::format("path {}: at character {}: {}", shortened(path_, longest_shown),
+                                      at.data() - path_.data() + 1, shortened(what, longest_shown)));
     }
 
     void skip_blanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(kBlanks), rest_.size())); }

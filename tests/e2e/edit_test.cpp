@@ -218,6 +218,17 @@ TEST_F(Edits, ExplanationShowsTheEditWithoutDoingIt) {
     EXPECT_TRUE(before == data());
 }
 
+TEST_F(Edits, ExplanationOfSeveralRequestsShowsEachRun) {
+    const Outcome outcome = ocamp({"explain", "edit"}, {"-"},
+                                  amplifiers(amplifier("0/1-AMP-PRE", "\"config\": {\"target-gain\": \"16.1\"}") + "," +
+                                             amplifier("0/2-AMP-PRE", "\"config\": {\"enabled\": false}")));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("  run 1 of 2: edit (kind 1)\n    <optical-amplifier>\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("  run 2 of 2: edit (kind 1)\n    <optical-amplifier>\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("  run 1 of 2\n    <interface-configurations>\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("  run 2 of 2\n    <interface-configurations>\n"));
+}
+
 TEST_F(Edits, ExplanationOfARefusedEditShowsHowFarItCame) {
     const Outcome outcome = ocamp({"explain", "edit"}, {"-"}, booster("\"target-gain\": \"99.9\""));
     EXPECT_EQ(outcome.status, 1);

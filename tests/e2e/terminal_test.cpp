@@ -76,6 +76,23 @@ TEST_F(TerminalTexts, KeysInExplanationsAreEscaped) {
     expect_harmless(get);
 }
 
+TEST_F(TerminalTexts, NativeEntriesAreEscaped) {
+    // Short enough for the buffer of a key.
+    const std::string name = "Optics0/1/0/4", end = "\x7f\xc2\x9b", escaped_end = "\\x7f\\xc2\\x9b";
+    std::string optics = read_file(folder() / "example/native/optics.xml");
+    optics.insert(optics.find(name) + name.size(), end);
+    write_file(folder() / "example/native/optics.xml", optics);
+    std::filesystem::remove_all(node());
+    ASSERT_EQ(run_ocamp({"node", "init", node(), "--from", (folder() / "example").string()}).status, 0);
+    const Outcome outcome =
+        ocamp({"explain", "get"},
+              {"/optical-amplifier/supervisory-channels/supervisory-channel[interface='" + name + end + "']"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("/optics-port[name='" + name + escaped_end + "']\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("\"interface\": \"" + name + "\\u007f\\u009b\""));
+    expect_harmless(outcome);
+}
+
 TEST_F(TerminalTexts, RefusalsAreEscaped) {
     const std::string document = std::string("{\"openconfig-optical-amplifier:optical-amplifier\": {\"amplifiers\": "
                                              "{\"amplifier\": [{\"name\": \"") +
@@ -123,6 +140,11 @@ TEST_F(TerminalTexts, LongValuesAreShortenedWithTheirLength) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.err, HasSubstr("9999 ... [100000 bytes] ... 9999"));
     EXPECT_LT(outcome.err.size(), 400U);
+    const Outcome path = get({"/optical-amplifier/" + std::string(100000, 'x')});
+    EXPECT_EQ(path.status, 2);
+    EXPECT_THAT(path.err, HasSubstr("path /optical-amplifier/xxx"));
+    EXPECT_THAT(path.err, HasSubstr("expected one of: amplifiers, supervisory-channels"));
+    EXPECT_LT(path.err.size(), 1000U);
 }
 
 } // namespace
