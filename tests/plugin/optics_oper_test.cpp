@@ -127,19 +127,6 @@ TEST_F(OpticsOper, UntaggedChildAndMissingChildrenEndTheWalk) {
     EXPECT_THAT(messages(), testing::Contains(err("No keys specified with a list node.")));
 }
 
-TEST_F(OpticsOper, XpathErrorLeavesAreRecordedAndStillConverted) {
-    platform.node_key = "Optics0/1/0/4";
-    for (const char *tag : {"receive-power", "transmit-power"}) {
-        request.walk_flags = 0;
-        platform.forget_calls();
-        EXPECT_EQ(call(root_walker, tree(optics_oper({port("Optics0/1/0/4", {leaf(tag, "100").xpath_error()})}))),
-                  CERR_SUCCESS);
-        EXPECT_THAT(messages(), testing::Contains(trc("got xpath error node ")).Times(1));
-        EXPECT_EQ(request.walk_flags, static_cast<uint32_t>(YFW_WALK_XPATH_ERROR));
-        EXPECT_EQ(writes().size(), 3U);
-    }
-}
-
 TEST_F(OpticsOper, RootWalkerRefusesMissingNodes) {
     expect_refuses_missing_nodes(root_walker, true);
 }
@@ -159,36 +146,6 @@ TEST_F(OpticsOper, ContainerAndLaneHandlersSucceedWithoutOutput) {
     EXPECT_EQ(call(prefix + "list_lvla_opticsoper_opticslanes_opticslane", tree(container("optics-lane"))),
               CERR_SUCCESS);
     expect_actions({});
-}
-
-TEST_F(OpticsOper, SilentAugmentParsersSucceedAtOnce) {
-    for (const char *word : {"opticsoper", "opticsoper_opticsports", "opticsoper_opticsports_opticsport"})
-        EXPECT_EQ(call(prefix + "lvla_" + word + "_parse_augments", tree(leaf("x"))), CERR_SUCCESS);
-    expect_calls({});
-}
-
-TEST_F(OpticsOper, TracingAugmentParsersCheckTheirNodes) {
-    for (const char *word : {"opticsoper_opticsport_opticslanes", "opticsoper_opticslanes_opticslane"}) {
-        const std::string name = prefix + "lvla_" + word + "_parse_augments";
-        platform.forget_calls();
-        EXPECT_EQ(call(name, tree(leaf("x"))), CERR_SUCCESS);
-        expect_calls({trc("Start"), trc("End")});
-        EXPECT_EQ(call(name, nullptr), YMAP_RC_INVALID_ARGS);
-        EXPECT_THAT(messages(), testing::Contains(err("Invalid arguments passed!")));
-    }
-}
-
-TEST_F(OpticsOper, LeafHandlersAnswerWithTheirConverters) {
-    for (const auto &[word, converter] : {std::pair{"opticsoper_opticsport_name", key_converter},
-                                          std::pair{"opticsoper_opticslane_receivepower", input_converter},
-                                          std::pair{"opticsoper_opticslane_transmitpower", output_converter}}) {
-        platform.forget_calls();
-        call(converter, tree(leaf("x", "Optics0/1/0/4")));
-        const Lines expected = platform.calls();
-        platform.forget_calls();
-        EXPECT_EQ(call(prefix + "leaf_lvla_" + word, tree(leaf("x", "Optics0/1/0/4"))), CERR_SUCCESS);
-        expect_content(expected);
-    }
 }
 
 // ---- Optics-port list handler -----------------------------------------------------------------------------------

@@ -227,11 +227,6 @@ TEST_F(PmengineWalk, DefaultHandlersSucceedSilently) {
     expect_calls({});
 }
 
-TEST_F(PmengineWalk, RootAugmentParserSucceedsBetweenStartAndEnd) {
-    EXPECT_EQ(call(root_walker + "_parse_augments", tree(leaf("x"))), CERR_SUCCESS);
-    expect_calls({trc("Start"), trc("End")});
-}
-
 // ---- Port-history list handler ----------------------------------------------------------------------------------
 
 class PortHistory : public Pmengine {
