@@ -127,6 +127,49 @@ std::vector<NativeNode> native_lists() {
 INSTANTIATE_TEST_SUITE_P(Models, NativeLists, testing::ValuesIn(native_lists()),
                          [](const auto &test) { return native_test_name(test.param.module, test.param.word); });
 
+// ---- Handlers ---------------------------------------------------------------------------------------------------
+
+class NativeNodeHandlers : public PluginTest, public testing::WithParamInterface<NativeNode> {
+  protected:
+    const NativeNode &native_node = GetParam();
+    // The default handlers of the history do nothing, not even check.
+    bool is_silent() const { return native_node.handler.find("duck_map") != std::string::npos; }
+    // List handlers that only hand over do not trace.
+    bool traces_start() const {
+        return !native_node.is_list() || native_node.module->leaf_handlers_trace || native_node.tag == "optics-port";
+    }
+};
+
+TEST_P(NativeNodeHandlers, RefuseMissingNodesUnlessTheyAreSilent) {
+    if (is_silent()) {
+        EXPECT_EQ(native_node.is_list() ? call(native_node.handler, nullptr)
+                                        : call_container(native_node.handler, nullptr, 1),
+                  CERR_SUCCESS);
+        expect_calls({});
+    } else if (native_node.is_list()) {
+        expect_refuses_missing_nodes(native_node.handler, traces_start());
+    } else {
+        expect_container_refuses_missing_nodes(native_node.handler);
+    }
+}
+
+TEST_P(NativeNodeHandlers, AssertTheirContextUnlessTheyAreSilent) {
+    const auto handle_nothing = [this] {
+        return native_node.is_list() ? plugin().handler(native_node.handler)(nullptr, nullptr, nullptr)
+                                     : plugin().container_handler(native_node.handler)(nullptr, nullptr, 0, nullptr);
+    };
+    if (is_silent()) {
+        EXPECT_EQ(handle_nothing(), CERR_SUCCESS);
+        return;
+    }
+    GTEST_FLAG_SET(death_test_style, "fast");
+    // A container's own name or the default handler's that bears it too.
+    EXPECT_DEATH(handle_nothing(), "ymap_xo_.*\\(yfw_map_ctx.*yfw_datatree.*\\).*NULL != ctx");
+}
+
+INSTANTIATE_TEST_SUITE_P(Models, NativeNodeHandlers, testing::ValuesIn(native_nodes()),
+                         [](const auto &test) { return native_test_name(test.param.module, test.param.word); });
+
 // ---- Augment parsers --------------------------------------------------------------------------------------------
 
 struct AugmentParser {
