@@ -220,6 +220,12 @@ inline Children children_of(const yfw_datatree *node) {
     return {node->children, node->child_count};
 }
 
+/// Pops `node` from the hierarchy. Returns `result`, the walk's so far; when that is success, the pop's.
+inline cerrno leave_hierarchy(yfw_map_ctx ctx, const yfw_datatree *node, cerrno result) {
+    const cerrno popped = yfw_map_remove_from_node_hierarchy(ctx, node);
+    return result == CERR_SUCCESS ? popped : result;
+}
+
 /// Marks a child that a list walker counts as a key of its entry.
 inline void mark_key(yfw_datatree *child) {
     child->key_seen = 1;

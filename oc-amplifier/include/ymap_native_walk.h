@@ -96,12 +96,13 @@ bool walk_if_named(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out
 
 template <class Row>
 cerrno walk_container(yfw_map_ctx ctx, const yfw_datatree *node, yfw_datatree *out) {
-    yfw_map_add_to_node_hierarchy(ctx, node, YFW_LEVEL_CONTAINER);
-    cerrno result = Row::handle(ctx, node, children_of(node).count, out);
+    cerrno result = yfw_map_add_to_node_hierarchy(ctx, node, YFW_LEVEL_CONTAINER);
+    if (result != CERR_SUCCESS)
+        return result;
+    result = Row::handle(ctx, node, children_of(node).count, out);
     if (result == CERR_SUCCESS)
         result = walk_children<Row>(ctx, node, out);
-    yfw_map_remove_from_node_hierarchy(ctx, node);
-    return result;
+    return leave_hierarchy(ctx, node, result);
 }
 
 inline uint32_t output_list_length(yfw_map_ctx ctx) {
@@ -116,7 +117,7 @@ cerrno walk_registered_entry(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_dat
     const bool registered = output_list_length(ctx) > length_before;
     if (result == CERR_SUCCESS)
         result = walk_children<Row>(ctx, entry, out);
-    yfw_map_remove_from_node_hierarchy(ctx, entry);
+    result = leave_hierarchy(ctx, entry, result);
     if (registered)
         yfw_remove_from_output_list_ctx(ctx, entry, out);
     return result;
@@ -128,19 +129,21 @@ cerrno walk_list_entry(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_datatree 
     if constexpr (Row::Module::rules.empty_list_entry_is_reported)
         if (children.count == 0)
             ymap_err_at(Row::function, ctx, "No keys specified with a list node.");
-    yfw_map_add_to_node_hierarchy(ctx, entry, YFW_LEVEL_LIST_ENTRY);
-    cerrno result = yfw_map_update_current_list_node(ctx, Row::path);
-    if (result != CERR_SUCCESS) {
-        yfw_map_remove_from_node_hierarchy(ctx, entry);
+    cerrno result = yfw_map_add_to_node_hierarchy(ctx, entry, YFW_LEVEL_LIST_ENTRY);
+    if (result != CERR_SUCCESS)
         return result;
-    }
+    result = yfw_map_update_current_list_node(ctx, Row::path);
+    if (result != CERR_SUCCESS)
+        return leave_hierarchy(ctx, entry, result);
     for (yfw_datatree &child : children)
         if (Row::is_key(child.tag))
             mark_key(&child);
     result = Row::handle(ctx, entry, out);
     if (result != YMAP_RC_SKIP)
         return walk_registered_entry<Row>(ctx, entry, out, result);
-    yfw_map_remove_from_node_hierarchy(ctx, entry);
+    result = leave_hierarchy(ctx, entry, CERR_SUCCESS); // a skip is no failure, a pop that fails is one
+    if (result != CERR_SUCCESS)
+        return result;
     return Row::Module::rules.skip_becomes_success ? CERR_SUCCESS : YMAP_RC_SKIP;
 }
 

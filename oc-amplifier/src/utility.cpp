@@ -171,11 +171,14 @@ const char *replace_first(const char *caller, char (&buffer)[ymap::replaced_text
     const char *found = strstr(text, needle);
     if (found == nullptr)
         return text;
+    // Put together aside: any of the three texts may be an earlier result, which stands in `buffer`.
+    char replaced[sizeof buffer];
     const auto prefix = static_cast<size_t>(found - text);
-    const size_t kept = prefix < sizeof buffer ? prefix : sizeof buffer - 1;
-    yfw_strncpy_s(caller, buffer, sizeof buffer, text, prefix);
-    buffer[kept] = '\0';
-    snprintf(buffer + kept, sizeof buffer - kept, "%s%s", replacement, found + strlen(needle));
+    const size_t kept = prefix < sizeof replaced ? prefix : sizeof replaced - 1;
+    yfw_strncpy_s(caller, replaced, sizeof replaced, text, prefix);
+    replaced[kept] = '\0';
+    snprintf(replaced + kept, sizeof replaced - kept, "%s%s", replacement, found + strlen(needle));
+    memcpy(buffer, replaced, strlen(replaced) + 1);
     return buffer;
 }
 
@@ -216,8 +219,8 @@ bool database_is_present() {
     return present != 0;
 }
 
+/// `*handle` is NULL before the call, and stays it when the platform gives none.
 cerrno bind_database(void **handle, const char *bind_point) {
-    *handle = nullptr;
     return database_is_present() ? _sysdb_bind(handle, bind_point, 0) : SYSDB_RC_UNAVAILABLE;
 }
 
@@ -520,9 +523,10 @@ cerrno sysdb_get_input_pm_30sec_max_power(yfw_map_ctx ctx, const char *controlle
 
 namespace {
 
-/// How many children the look-ups go through: the count read as a signed number.
-uint32_t counted_children(const yfw_datatree *node) {
-    return static_cast<int32_t>(node->child_count) >= 1 && node->children != nullptr ? node->child_count : 0;
+/// The children that the look-ups go through: none when the count, read as a signed number, is below 1.
+ymap::Children searched_children(const yfw_datatree *node) {
+    const ymap::Children children = ymap::children_of(node);
+    return static_cast<int32_t>(children.count) >= 1 ? children : ymap::Children{nullptr, 0};
 }
 
 /// No path below a full buffer can be told from its parent; this also bounds the depth of the search.
@@ -563,10 +567,10 @@ int compare_path(yfw_map_ctx ctx, const yfw_datatree *node, const char *path_to_
     ymap_trc(ctx, "subtree_count %d", static_cast<int>(node->child_count));
     if (deepest)
         return 0;
-    for (uint32_t i = 0; i < counted_children(node); ++i) {
+    for (const yfw_datatree &child : searched_children(node)) {
         char child_path[value_size] = "";
         yfw_strcpy_s(__func__, child_path, sizeof child_path, path_buffer);
-        if (compare_path(ctx, &node->children[i], path_to_find, child_path, key_buffer) == 1)
+        if (compare_path(ctx, &child, path_to_find, child_path, key_buffer) == 1)
             return 1;
     }
     return 0;
@@ -586,11 +590,11 @@ int check_request_type_3(yfw_map_ctx ctx, const yfw_datatree *node, const char *
         return 1;
     if (is_full(path_buffer))
         return 0;
-    for (uint32_t i = 0; i < counted_children(node); ++i) {
+    for (const yfw_datatree &child : searched_children(node)) {
         char saved_path[value_size] = "";
         yfw_strcpy_s(__func__, saved_path, sizeof saved_path, path_buffer);
         yfw_strcat_s(__func__, path_buffer, value_size, "/");
-        if (check_request_type_3(ctx, &node->children[i], path_to_find, path_buffer) == 1)
+        if (check_request_type_3(ctx, &child, path_to_find, path_buffer) == 1)
             return 1;
         yfw_strcpy_s(__func__, path_buffer, value_size, saved_path);
     }

@@ -16,7 +16,7 @@ namespace {
 /// The key that the request itself gives for a list.
 ymap::RequestKey requested_key(yfw_map_ctx ctx, const char *path) {
     const yfw_map_request *request = ctx->req_ctx;
-    return {ctx, request != nullptr ? request->node_data : nullptr, path};
+    return {ctx, request != nullptr && request->node_data_count != 0 ? request->node_data : nullptr, path};
 }
 
 /// Keys of an interface's configuration; gives the result of the second, which is always "act".

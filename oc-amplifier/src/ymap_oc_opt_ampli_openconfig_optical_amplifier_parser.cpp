@@ -134,14 +134,15 @@ class NodeWalk {
         }
         if (const cerrno refused = refuse_before_entering(); refused != CERR_SUCCESS)
             return end(refused);
-        enter();
+        if (const cerrno refused = enter(); refused != CERR_SUCCESS)
+            return end(refused);
         cerrno result = check_entry();
         if (result == CERR_SUCCESS)
             result = node_->operation == YFW_OP_REPLACE ? replace() : pass(whole_walk_switch(), CERR_SUCCESS);
-        leave();
-        if (result == CERR_SUCCESS && !dropped_)
+        result = leave(result);
+        if (result == CERR_SUCCESS)
             result = visit_further_entries();
-        return dropped_ ? CERR_SUCCESS : end(result); // a dropped node has no "End" line; clients rely on it
+        return end(result);
     }
 
   private:
@@ -167,21 +168,21 @@ class NodeWalk {
         return CERR_SUCCESS;
     }
 
-    void enter() {
+    cerrno enter() {
         if (state_.walking_all())
-            return;
+            return CERR_SUCCESS;
+        const int level = is_list ? YFW_LEVEL_LIST_ENTRY : YFW_LEVEL_CONTAINER;
+        if (const cerrno result = yfw_map_add_to_node_hierarchy(ctx_, node_, level); result != CERR_SUCCESS)
+            return result;
         entered_ = true;
-        yfw_map_add_to_node_hierarchy(ctx_, node_, is_list ? YFW_LEVEL_LIST_ENTRY : YFW_LEVEL_CONTAINER);
         node_->map_status = is_list ? YFW_MAP_STATUS_LIST_ENTRY : YFW_MAP_STATUS_CONTAINER;
         node_->map_flags |= YFW_MAPF_VISITED;
         if (is_read(ctx_))
             state_.mask_selection();
+        return CERR_SUCCESS;
     }
 
-    void leave() {
-        if (entered_)
-            yfw_map_remove_from_node_hierarchy(ctx_, node_);
-    }
+    cerrno leave(cerrno result) { return entered_ ? leave_hierarchy(ctx_, node_, result) : result; }
 
     /// Makes a list entry the current one and checks its keys.
     cerrno check_entry() {
@@ -240,23 +241,23 @@ class NodeWalk {
         return state_.walking_all() && state_.selected(select_all) ? 0 : children_.count;
     }
 
-    void set_operation(uint32_t operation) {
-        node_->operation = operation;
-        node_->node_flags |= YFW_NODE_OP_SET;
+    static void set_operation(yfw_datatree *node, uint32_t operation) {
+        node->operation = operation;
+        node->node_flags |= YFW_NODE_OP_SET;
     }
 
     /// What is there is removed first, then what the request holds is merged in.
     cerrno replace() {
         const uint32_t named_children = whole_walk_switch();
         const auto enclosing = state_.replace_pass();
-        set_operation(YFW_OP_REMOVE);
+        set_operation(node_, YFW_OP_REMOVE);
         state_.begin_delete_pass();
         const cerrno removed = delete_pass(named_children);
-        set_operation(YFW_OP_MERGE);
+        set_operation(node_, YFW_OP_MERGE);
         state_.begin_merge_pass();
         const cerrno result = pass(named_children, removed);
         state_.set_replace_pass(enclosing);
-        set_operation(YFW_OP_REPLACE);
+        set_operation(node_, YFW_OP_REPLACE);
         return result;
     }
 
@@ -290,10 +291,8 @@ class NodeWalk {
         cerrno result = so_far;
         if (result == CERR_SUCCESS) {
             result = call_handler(named_children);
-            if (result == YMAP_RC_SKIP) {
-                dropped_ = !state_.in_delete_pass();
+            if (result == YMAP_RC_SKIP) // the entry is dropped; a replace still has its second pass
                 return CERR_SUCCESS;
-            }
             if (result != CERR_SUCCESS)
                 return result;
             if (named_children != 0)
@@ -405,10 +404,10 @@ class NodeWalk {
             state_.set_walking_all(true);
         const bool deletes = node_->operation == YFW_OP_DELETE;
         if (deletes) // parts of the subtree may be absent, which a remove forgives
-            set_operation(YFW_OP_REMOVE);
+            set_operation(node_, YFW_OP_REMOVE);
         walk_every_child<Row>(ctx_, node_, out_);
         if (deletes)
-            set_operation(YFW_OP_DELETE);
+            set_operation(node_, YFW_OP_DELETE);
         Row::parse_augments(ctx_, node_, out_);
         if (begins_here) {
             state_.set_walking_all(false);
@@ -417,35 +416,41 @@ class NodeWalk {
         }
     }
 
-    /// Entries after the first that the framework holds on its stack for this list: only their handlers run.
+    /// Instances that the framework holds on its stack for this list: of the others than this entry, which may stand
+    /// anywhere among them, only the handlers run. The stack is used up and nothing is pushed back on it: what stayed
+    /// there would be visited again by the walker of the next entry.
     cerrno visit_further_entries() {
-        cerrno result = CERR_SUCCESS;
         if constexpr (is_list) {
             if (!entered_)
-                return result;
-            for (uint32_t left = yfw_map_util_itree_stack_size(ctx_); left > 1 && result == CERR_SUCCESS; --left) {
+                return CERR_SUCCESS;
+            for (uint32_t left = yfw_map_util_itree_stack_size(ctx_); left > 0; --left) {
                 auto *entry = const_cast<yfw_datatree *>(yfw_map_util_itree_stack_peak(ctx_));
                 if (entry == nullptr)
                     break;
-                yfw_map_util_itree_stack_pop(ctx_);
-                result = visit_entry(entry);
+                cerrno result = yfw_map_util_itree_stack_pop(ctx_);
+                if (result == CERR_SUCCESS && entry != node_)
+                    result = visit_entry(entry);
+                if (result != CERR_SUCCESS)
+                    return result;
             }
         }
-        return result;
+        return CERR_SUCCESS;
     }
 
     cerrno visit_entry(yfw_datatree *entry) {
-        yfw_map_add_to_node_hierarchy(ctx_, entry, YFW_LEVEL_LIST_ENTRY);
+        if (const cerrno result = yfw_map_add_to_node_hierarchy(ctx_, entry, YFW_LEVEL_LIST_ENTRY);
+            result != CERR_SUCCESS)
+            return result;
         cerrno result = yfw_map_update_current_list_node(ctx_, Row::path);
         if (result == CERR_SUCCESS) {
-            if (entry->operation == YFW_OP_DELETE) {
-                entry->operation = YFW_OP_REMOVE;
-                entry->node_flags |= YFW_NODE_OP_SET;
-            }
+            const bool deletes = entry->operation == YFW_OP_DELETE;
+            if (deletes)
+                set_operation(entry, YFW_OP_REMOVE);
             result = Row::handle(ctx_, entry, out_);
+            if (deletes)
+                set_operation(entry, YFW_OP_DELETE);
         }
-        yfw_map_remove_from_node_hierarchy(ctx_, entry);
-        return result == YMAP_RC_SKIP ? CERR_SUCCESS : result;
+        return leave_hierarchy(ctx_, entry, result == YMAP_RC_SKIP ? CERR_SUCCESS : result);
     }
 
     yfw_map_ctx ctx_;
@@ -454,7 +459,6 @@ class NodeWalk {
     WalkState state_;
     Children children_;
     bool entered_ = false;
-    bool dropped_ = false;
     // Of a list entry:
     uint32_t named_keys_ = 0;
     uint32_t flagged_keys_ = 0;

@@ -36,7 +36,7 @@ bool compare_path_model(const yfw_datatree &node, const std::string &target, std
     }
     path += "/";
     trace.push_back(trc("subtree_count " + std::to_string(node.child_count)));
-    for (uint32_t i = 0; i < node.child_count; ++i)
+    for (uint32_t i = 0; (node.node_flags & YFW_NODE_HAS_CHILDREN) != 0 && i < node.child_count; ++i)
         if (compare_path_model(node.children[i], target, path, trace))
             return true;
     return false;
