@@ -399,7 +399,8 @@ TEST_P(PmStatistic, OutputPowerWithoutValueIsWrittenEmpty) {
 }
 
 TEST_P(PmStatistic, OutputPowerOfAnotherPortIsNotWritten) {
-    for (const char *port : {"", "ots0/1/0/0", "optics0/1/0/4", "xOts0/1/0/0", "Opt", "OTS", "GigE0/0"}) {
+    for (const char *port :
+         {"", "ots0/1/0/0", "optics0/1/0/4", "xOts0/1/0/0", "Opt", "Opticx0/1/0/4", "Otx0/1/0/0", "OTS", "GigE0/0"}) {
         stand_in(port);
         EXPECT_EQ(call(converter("output_power_c_band"), tree(leaf("average", "1"))), CERR_SUCCESS) << port;
     }
