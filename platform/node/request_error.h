@@ -15,6 +15,7 @@ inline constexpr std::string_view bad_attribute = "bad-attribute";
 inline constexpr std::string_view data_exists = "data-exists";
 inline constexpr std::string_view data_missing = "data-missing";
 inline constexpr std::string_view invalid_value = "invalid-value";
+inline constexpr std::string_view missing_element = "missing-element";
 inline constexpr std::string_view not_supported = "operation-not-supported";
 inline constexpr std::string_view operation_failed = "operation-failed";
 inline constexpr std::string_view unknown_attribute = "unknown-attribute";
