@@ -49,10 +49,6 @@ bool is_deleted(const EditNode &node) {
 
 // What RFC 6241 asks of the data before the edit: `siblings` is the first node of the configuration at that level.
 void check_before(const EditNode &node, lyd_node *siblings) {
-    if (node.own_operation && is_deleted(node) && node.schema != nullptr && is_list(*node.schema) &&
-        node.keys().empty())
-        throw RequestError(error_tag::data_missing, node.path,
-                           fmt::format("names no entry, expected the key '{}'", list_keys(*node.schema).front()->name));
     const lyd_node *instance = instance_of(node, siblings);
     if (is_operation(node, YFW_OP_CREATE) && instance != nullptr && !is_key_leaf(node))
         throw RequestError(error_tag::data_exists, node.path, "exists already, 'create' expects that it does not");
@@ -120,7 +116,9 @@ void check_after(const EditNode &node, lyd_node *siblings) {
         return;
     }
     if (is_list(*node.schema) && instance == nullptr)
-        refuse_absent(node, error_tag::operation_failed, "the node has no such entry to configure");
+        refuse_absent(node, error_tag::operation_failed,
+                      fmt::format("the node has no such entry to configure: the '{}' of none is '{}'",
+                                  list_keys(*node.schema).front()->name, node.keys().front()));
     if (is_leaf(*node.schema) && node.operation) {
         if (instance == nullptr)
             throw RequestError(error_tag::not_supported, node.path, "the node does not keep this value");

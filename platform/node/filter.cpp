@@ -3,6 +3,7 @@
 
 #include "log/text.h"
 #include "node/client_document.h"
+#include "node/served_nodes.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -14,10 +15,11 @@ namespace ocamp {
 
 namespace {
 
-// The value as the model writes it; none when the leaf cannot have it.
-std::optional<std::string> canonical_value(const Schema &schema, const lysc_node &leaf, std::string_view value) {
+// What `check` gives: the value as the model writes it; none when it throws, as the leaf cannot have the value.
+template <typename Check>
+std::optional<std::string> canonical_value(Check check) {
     try {
-        return schema.check_value(leaf, value);
+        return check();
     } catch (const YangError &) {
         return std::nullopt;
     }
@@ -123,7 +125,8 @@ class Filter::PathReader {
         const std::size_t end = rest_.find(quote);
         if (end == std::string_view::npos)
             fail(rest_, fmt::format("expected the closing {}", quote));
-        const std::optional<std::string> value = canonical_value(schema_, **key, rest_.substr(0, end));
+        const std::optional<std::string> value =
+            canonical_value([&] { return schema_.check_value(**key, rest_.substr(0, end)); });
         if (!value)
             fail(rest_, fmt::format("'{}' is no value of '{}'", rest_.substr(0, end), name));
         rest_.remove_prefix(end + 1);
@@ -152,13 +155,15 @@ Filter Filter::from_path(const Schema &schema, std::string_view path) {
 Filter Filter::from_document(const Schema &schema, std::string_view xml) {
     if (format_of(xml) != DocumentFormat::xml)
         throw FilterError("not XML, expected a <filter> element or its content");
-    std::vector<ClientNode> nodes = read_document(xml, DocumentFormat::xml);
+    std::vector<ClientNode> nodes = read_document(xml, DocumentFormat::xml, schema);
     if (nodes.size() == 1 && nodes.front().name == "filter" &&
         (nodes.front().module.empty() || nodes.front().module == kNetconfNamespace)) {
         for (const std::string &attribute : nodes.front().attributes) {
-            if (attribute.starts_with("type=") && attribute != "type=subtree")
+            if (attribute != "type=subtree")
                 throw FilterError(fmt::format("<filter {}>: expected type=\"subtree\"", attribute));
         }
+        if (nodes.front().operation)
+            throw FilterError("<filter>: carries an operation, expected none");
         nodes = std::vector<ClientNode>(std::move(nodes.front().children));
     }
     Filter filter(schema);
@@ -176,18 +181,25 @@ bool Filter::contradicts(const std::vector<Node> &siblings, const Node &match) {
     });
 }
 
-// None for a filter node that can select nothing: an unknown name, a value that the leaf cannot have, an attribute that
-// no data node carries, or a containment whose children select nothing.
+bool Filter::repeats(const std::vector<Node> &siblings, const Node &leaf) {
+    return leaf.children.empty() && std::any_of(siblings.begin(), siblings.end(), [&](const Node &other) {
+               return other.schema == leaf.schema && other.kind == leaf.kind && other.value == leaf.value;
+           });
+}
+
+// None for a filter node that can select nothing: a name that the model does not have or the device does not serve, a
+// value that the leaf cannot have, an attribute that no data node carries, or a containment whose children select
+// nothing.
 std::optional<Filter::Node> Filter::resolve(const Schema &schema, const lysc_node *parent, const ClientNode &from) {
     const lysc_node *node = schema.find(parent, from.name, from.module);
-    if (node == nullptr || !from.attributes.empty() || from.operation)
+    if (node == nullptr || !is_served(*node) || !from.attributes.empty() || from.operation)
         return std::nullopt;
     const std::string_view value = trimmed(from.value);
     Node resolved{.schema = node, .kind = Node::Kind::selection, .value = {}, .children = {}};
     if (!value.empty()) {
         std::optional<std::string> canonical;
         if (is_leaf(*node) && from.children.empty())
-            canonical = canonical_value(schema, *node, value);
+            canonical = canonical_value([&] { return client_value(schema, *node, from); });
         if (!canonical)
             return std::nullopt;
         resolved.kind = Node::Kind::content_match;
@@ -201,7 +213,7 @@ std::optional<Filter::Node> Filter::resolve(const Schema &schema, const lysc_nod
             // A content match that can never hold, alone or beside another, rules out the whole element.
             if (content_match && (!inner || contradicts(resolved.children, *inner)))
                 return std::nullopt;
-            if (inner)
+            if (inner && !repeats(resolved.children, *inner))
                 resolved.children.push_back(*std::move(inner));
         }
         if (resolved.children.empty())

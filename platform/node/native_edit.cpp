@@ -99,10 +99,8 @@ class NativeEditor {
             return;
         }
         lyd_node *entry = find_entry(siblings_below(parent), schema, *keys);
-        if (entry != nullptr && operation == YFW_OP_CREATE)
-            throw RequestError(error_tag::data_exists, source_of(node), "exists in the native configuration");
-        // Whether what a delete names exists for the client has been asked before; here there may be nothing left of
-        // it.
+        // Whether what a delete or a create names exists for the client has been asked before: here there may be
+        // nothing left of the one, and something of the other.
         if (entry != nullptr && (deletes(operation) || operation == YFW_OP_REPLACE)) {
             remove(entry);
             entry = nullptr;
@@ -134,8 +132,6 @@ class NativeEditor {
                 remove(leaf);
             return;
         }
-        if (leaf != nullptr && operation == YFW_OP_CREATE)
-            throw RequestError(error_tag::data_exists, source_of(node), "exists in the native configuration");
         if (!node.value)
             throw RequestError(error_tag::operation_failed, source_of(node),
                                fmt::format("the native leaf '{}' was given no value", node.tag));

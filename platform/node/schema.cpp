@@ -39,6 +39,39 @@ std::string with_shown_value(std::string complaint, std::string_view value) {
                                    : complaint.replace(at, value.size(), shortened(value, longest_shown_value));
 }
 
+const lysc_type &type_of(const lysc_node &leaf) {
+    return *reinterpret_cast<const lysc_node_leaf &>(leaf).type;
+}
+
+// Takes digits from the front of the text; false when there are none.
+bool take_digits(std::string_view &text) {
+    const std::size_t count = std::min(text.find_first_not_of("0123456789"), text.size());
+    text.remove_prefix(count);
+    return count != 0;
+}
+
+// An optional sign, digits, and after a point more digits; white space may stand around them.
+bool is_decimal(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n";
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    text = text.substr(0, text.find_last_not_of(blanks) + 1);
+    if (text.starts_with('+') || text.starts_with('-'))
+        text.remove_prefix(1);
+    if (!take_digits(text))
+        return false;
+    if (!text.starts_with('.'))
+        return text.empty();
+    text.remove_prefix(1);
+    return take_digits(text) && text.empty();
+}
+
+// libyang takes a sign alone for the number 0.
+void check_lexical_form(const lysc_node &leaf, std::string_view value) {
+    if (type_of(leaf).basetype == LY_TYPE_DEC64 && !is_decimal(value))
+        throw YangError(fmt::format("Invalid decimal64 value \"{}\", expected one such as \"-1.5\".",
+                                    shortened(value, longest_shown_value)));
+}
+
 } // namespace
 
 std::string leaf_text(const lyd_node &leaf) {
@@ -116,9 +149,7 @@ std::string Schema::complaint() const {
 }
 
 std::string Schema::check_value(const lysc_node &leaf, std::string_view value) const {
-    const bool identity = reinterpret_cast<const lysc_node_leaf &>(leaf).type->basetype == LY_TYPE_IDENT;
-    if (identity)
-        value.remove_prefix(value.find(':') + 1);
+    check_lexical_form(leaf, value);
     const char *canonical = nullptr;
     const LY_ERR result =
         lyd_value_validate(context_.get(), &leaf, value.data(), value.size(), nullptr, nullptr, &canonical);
@@ -129,7 +160,7 @@ std::string Schema::check_value(const lysc_node &leaf, std::string_view value) c
     }
     std::string text = canonical != nullptr ? canonical : std::string(value);
     lydict_remove(context_.get(), canonical);
-    if (identity)
+    if (type_of(leaf).basetype == LY_TYPE_IDENT)
         text.erase(0, text.find(':') + 1);
     return text;
 }
@@ -188,6 +219,7 @@ lyd_node *Schema::add_entry(YangTree &tree, lyd_node *parent, const lysc_node &n
 }
 
 lyd_node *Schema::set_leaf(YangTree &tree, lyd_node *parent, const lysc_node &node, const std::string &value) const {
+    check_lexical_form(node, value);
     lyd_node *siblings = parent != nullptr ? lyd_child(parent) : tree.get();
     if (lyd_node *present = find_instance(siblings, node); present != nullptr) {
         const LY_ERR result = lyd_change_term(present, value.c_str());

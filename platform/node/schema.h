@@ -45,8 +45,8 @@ class Schema {
     // Implemented module by name, prefix or namespace URI; NULL when there is none.
     const lys_module *module(std::string_view word) const;
 
-    // Throws YangError unless the value is one that the leaf may have. A prefix before an identity is the client's own
-    // and not looked at. Gives the canonical form, as leaf_text does.
+    // Throws YangError unless the value is one that the leaf may have. Before an identity its module's name may stand.
+    // Gives the canonical form, as leaf_text does.
     std::string check_value(const lysc_node &leaf, std::string_view value) const;
 
     // A complete instance document, valid against the modules. Throws YangError.

@@ -54,6 +54,8 @@ const WrongUse kWrongUses[] = {
     {"KeyTwice", {"get"}, {"/optical-amplifier/amplifiers/amplifier[name='x'][name='y']"}, "'name' is given twice"},
     {"PathAndFilter", {"get"}, {"--filter", "-", "/optical-amplifier"}, "excludes"},
     {"UnknownFormat", {"get"}, {"--format", "yaml"}, "--format"},
+    {"FormatByNumber", {"get"}, {"--format", "2"}, "--format"},
+    {"DefaultOperationByNumber", {"edit"}, {"--default-operation", "1", "-"}, "--default-operation"},
     {"MissingFilterFile", {"get"}, {"--filter", "no-such-file"}, "no-such-file: No such file"},
     {"FilterThatIsNoXml", {"get"}, {"--filter", "-"}, "standard input: neither XML nor JSON"},
     {"FolderAsFilter", {"get"}, {"--filter", "/"}, "/: Is a directory"},

@@ -151,6 +151,26 @@ TEST_F(Edits, AmplifierThatWasDeletedCanBeCreated) {
     EXPECT_EQ(edit(create).status, 1);
 }
 
+TEST_F(Edits, ContentOfWhatIsDeletedGoesWithIt) {
+    expect_done(amplifiers(
+        "{" + operation("delete") + ", " +
+        amplifier("0/2-AMP-BST", "\"config\": {\"name\": \"0/2-AMP-BST\", \"min-gain\": \"1.0\"}").substr(1)));
+    EXPECT_EQ(configuration(), expected("edit_delete_entry.json"));
+}
+
+TEST_F(Edits, ReplaceByNothingRemovesEveryAmplifier) {
+    const std::string others = other_interfaces();
+    for (const char *document : {"{}", "<config xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"/>"}) {
+        SetUp();
+        expect_done(document, {"--default-operation", "replace"});
+        EXPECT_EQ(configuration(), "{}\n");
+        EXPECT_EQ(interfaces(), expected("edit_delete_all_interfaces.json"));
+        EXPECT_EQ(other_interfaces(), others);
+        TearDown();
+    }
+    SetUp();
+}
+
 TEST_F(Edits, ReplaceOfOneAmplifierLeavesTheOthers) {
     const std::string others = other_interfaces();
     expect_done(amplifiers("{" + operation("replace") +
@@ -331,31 +351,132 @@ const Refusal kRefusals[] = {
      BOOSTER ": ", "[data-exists]"},
     {"CreateOfAnExistingLeaf", booster("\"target-gain\": \"12.5\", " + leaf_operation("target-gain", "create")),
      BOOSTER "/config/target-gain: ", "[data-exists]"},
-    {"DeleteThatBringsChildren",
-     json("\"amplifiers\": {" + operation("delete") + ", \"amplifier\": [" + amplifier("0/1-AMP-PRE", "") + "]}"),
-     "/optical-amplifier/amplifiers: ", "0xaaf2a000"},
     {"DeleteOfAKey", amplifiers(amplifier("0/2-AMP-BST", leaf_operation("name", "delete"))), BOOSTER, "0xaaf2f200"},
     {"DeleteOfTheLeafThatTheKeyRefersTo", booster("\"name\": \"0/2-AMP-BST\", " + leaf_operation("name", "delete")),
      BOOSTER "/config/name: ", "cannot be deleted"},
     {"DeleteOfAnEntryWithoutKey", amplifiers("{\"@\": {\"ietf-netconf:operation\": \"remove\"}}"),
-     "/optical-amplifier/amplifiers/amplifier: ", "names no entry, expected the key 'name'"},
+     "/optical-amplifier/amplifiers/amplifier: ", "names no entry, expected the key 'name' [missing-element]"},
+    {"EntryWithoutKey", amplifiers("{\"config\": {\"target-gain\": \"1.5\"}}"),
+     "/optical-amplifier/amplifiers/amplifier: ", "names no entry, expected the key 'name' [missing-element]"},
+    {"OperationInsideADelete",
+     json("\"amplifiers\": {" + operation("delete") + ", \"amplifier\": [{" + operation("merge") +
+          ", \"name\": \"0/1-AMP-PRE\"}]}"),
+     "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']: ", "operation 'merge' inside what is deleted"},
+    // Annotations that are none at their place
+    {"AnnotationsBesideAList",
+     json("\"amplifiers\": {\"@amplifier\": [{\"ietf-netconf:operation\": \"merge\"}, {\"ietf-netconf:operation\": "
+          "\"remove\"}], \"amplifier\": [" +
+          amplifier("0/1-AMP-PRE", "") + "," + amplifier("0/2-AMP-BST", "") + "]}"),
+     "/optical-amplifier/amplifiers/@amplifier: ", "expected \"@\" inside each entry [bad-attribute]"},
+    {"AnnotationsBesideAListThatIsNotGiven", json("\"amplifiers\": {" + leaf_operation("amplifier", "delete") + "}"),
+     "/optical-amplifier/amplifiers/amplifier: ", "expected \"@\" inside the entry [bad-attribute]"},
+    {"AnnotationBesideAContainer", json(leaf_operation("amplifiers", "delete") + ", \"amplifiers\": {}"),
+     "/optical-amplifier/@amplifiers: ", "expected \"@\" inside it [bad-attribute]"},
+    {"AnnotationBesideAContainerThatIsNotGiven", json(leaf_operation("amplifiers", "delete")),
+     "/optical-amplifier/amplifiers: ", "expected \"@\" inside the container [bad-attribute]"},
+    {"AnnotationOfTheDocument", "{" + operation("delete") + "}", "/@: ", "[bad-attribute]"},
+    {"AnnotationThatIsAnArray",
+     booster("\"target-gain\": \"1.5\", \"@target-gain\": [{\"ietf-netconf:operation\": \"merge\"}]"),
+     "/optical-amplifier/amplifiers/amplifier[1]/config/@target-gain: ", "is no annotation, expected an object"},
+    {"AnnotationsOfMoreThanThereIs", "{\"m:a\": [1], \"@m:a\": [null, {\"ietf-netconf:operation\": \"merge\"}]}",
+     "/@a: ", "expected an array of at most 1"},
+    {"AnnotationWhoseOperationIsNoString", booster("\"@\": {\"ietf-netconf:operation\": 3}"),
+     "/optical-amplifier/amplifiers/amplifier[1]/config/@: ", "'ietf-netconf:operation' is no string [bad-attribute]"},
+    {"AnnotationOfAnotherModule", booster("\"@\": {\"other:operation\": \"delete\"}"),
+     BOOSTER "/config: ", "attribute 'other:operation=delete'"},
+    {"AnnotationWithoutModule", booster("\"@\": {\"operation\": \"delete\"}"),
+     BOOSTER "/config: ", "attribute 'operation=delete'"},
+    {"AnnotationAsAPlainMember", json("\"amplifiers\": {\"ietf-netconf:operation\": \"delete\"}"),
+     "/optical-amplifier/amplifiers/operation: ", "expected an attribute in XML and a member of \"@\" in JSON"},
+    {"AnnotationAsAnElement", xml("<nc:operation>delete</nc:operation>"),
+     "/optical-amplifier/operation: ", "[unknown-element]"},
+    {"AnnotationThatNeedsAValue", booster(leaf_operation("target-gain", "merge")),
+     BOOSTER "/config/target-gain: ", "needs a value"},
+    {"TwoAnnotationsOfOneNode", booster(operation("merge") + ", " + operation("delete")),
+     "/optical-amplifier/amplifiers/amplifier[1]/config/@: ", "is given twice"},
+    {"TwoAnnotationsOfOneLeaf",
+     booster(leaf_operation("enabled", "merge") + ", " + leaf_operation("enabled", "delete")),
+     "/optical-amplifier/amplifiers/amplifier[1]/config/@enabled: ", "is given twice"},
     {"TwoOperationsOnOneNodeInJson",
      booster("\"target-gain\": \"10.0\", \"@target-gain\": {\"ietf-netconf:operation\": \"delete\", "
              "\"ietf-netconf:operation\": \"merge\"}"),
-     "",
-     "'target-gain' carries two operations",
-     {},
-     2},
+     "/optical-amplifier/amplifiers/amplifier[1]/config/@target-gain: ",
+     "holds 'ietf-netconf:operation' twice, expected it once [bad-attribute]"},
     {"TwoOperationsOnOneNode",
      xml("<amplifiers><amplifier><name>0/2-AMP-BST</name><config>"
          "<target-gain nc:operation=\"delete\" "
          "nc:operation=\"merge\">10.0</target-gain></config></amplifier></amplifiers>"),
-     "",
-     "'target-gain' carries two operations",
+     "standard input: ",
+     "line 1: duplicate attribute",
      {},
      2},
-    {"EntryWithoutKey", amplifiers("{\"config\": {\"target-gain\": \"1.5\"}}"),
-     "/optical-amplifier/amplifiers/amplifier/name: ", "[missing-element] (0xaaf2f000)\n"},
+    {"OperationOfTheDocument",
+     "<config xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" "
+     "xmlns:nc=\"urn:ietf:params:xml:ns:netconf:base:1.0\" nc:operation=\"delete\"/>",
+     "/config: ", "carries an operation, expected it on the elements inside [bad-attribute]"},
+    {"AttributeOfTheDocument", "<config xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" operation=\"delete\"/>",
+     "/config: ", "attribute 'operation=delete'"},
+    {"TextInTheDocument", "<config xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\">all</config>",
+     "/config: ", "holds the text 'all'"},
+    // Forms of values
+    {"SignAlone", booster("\"target-gain\": \"-\""), BOOSTER "/config/target-gain: ", "Invalid decimal64 value \"-\""},
+    {"PlusAlone",
+     xml("<amplifiers><amplifier><name>0/2-AMP-BST</name><config><target-gain-tilt>+</target-gain-tilt></config>"
+         "</amplifier></amplifiers>"),
+     BOOSTER "/config/target-gain-tilt: ", "Invalid decimal64 value \"+\""},
+    {"PointWithoutDigits", booster("\"target-gain\": \"1.\""),
+     BOOSTER "/config/target-gain: ", "Invalid decimal64 value \"1.\""},
+    {"NumberLargerThanAny", booster("\"target-gain\": 1e400"),
+     "/optical-amplifier/amplifiers/amplifier[1]/config/target-gain: ",
+     "the number 1e400 is larger than any that is read [invalid-value]"},
+    {"NumberForADecimal", booster("\"target-gain\": 15.5"),
+     BOOSTER "/config/target-gain: ", "is a number, expected a string as RFC 7951 writes it [invalid-value]"},
+    {"StringForABoolean", booster("\"enabled\": \"true\""),
+     BOOSTER "/config/enabled: ", "is a string, expected true or false"},
+    {"NullForAValue", booster("\"enabled\": null"), BOOSTER "/config/enabled: ", "is null, expected true or false"},
+    {"SurrogatePairForANumber", booster("\"target-gain\": \"\\ud83d\\ude00\""),
+     BOOSTER "/config/target-gain: ", "Invalid decimal64 value \"\xF0\x9F\x98\x80\""},
+    {"HalfASurrogatePair",
+     booster("\"target-gain\": \"\\ud83d\""),
+     "standard input: ",
+     "surrogate U+D800..U+DBFF must be followed by U+DC00..U+DFFF",
+     {},
+     2},
+    {"ControlCharacterInAValue", booster("\"target-gain\": \"1\\u0000\""),
+     "/optical-amplifier/amplifiers/amplifier[1]/config/target-gain: ", "holds a control character"},
+    {"EmptyArrayForAList", amplifiers(""), "/optical-amplifier/amplifiers/amplifier: ", "is an empty array"},
+    {"EmptyArrayForALeaf", booster("\"target-gain\": []"),
+     "/optical-amplifier/amplifiers/amplifier[1]/config/target-gain: ", "is an empty array"},
+    {"ArrayForALeaf", booster("\"target-gain\": [\"1.5\"]"),
+     BOOSTER "/config/target-gain: ", "is an array, expected one value"},
+    {"ArrayInAnArray", amplifiers("[" + amplifier("0/2-AMP-BST", "") + "]"),
+     "/optical-amplifier/amplifiers/amplifier[1]: ", "is an array inside an array"},
+    {"ArrayOfMixedKinds", amplifiers(amplifier("0/2-AMP-BST", "") + ", 1"),
+     "/optical-amplifier/amplifiers/amplifier[2]: ", "is not of the kind of the array's first"},
+    {"ArrayForAContainer", json("\"amplifiers\": [{}]"), "/optical-amplifier/amplifiers: ", "expected an object"},
+    {"ObjectForAList", json("\"amplifiers\": {\"amplifier\": " + amplifier("0/2-AMP-BST", "") + "}"), BOOSTER ": ",
+     "expected an array of objects"},
+    {"ObjectForALeaf", booster("\"enabled\": {}"), BOOSTER "/config/enabled: ", "is an object, expected one value"},
+    {"UnknownModuleOfAnIdentity", booster("\"type\": \"other:EDFA\""), BOOSTER "/config/type: ", "[invalid-value]"},
+    {"UnknownPrefixOfAnIdentity",
+     xml("<amplifiers><amplifier><name>0/2-AMP-BST</name><config><type>x:EDFA</type></config></amplifier></"
+         "amplifiers>"),
+     BOOSTER "/config/type: ", "the prefix 'x' stands for no module of the model [invalid-value]"},
+    // What is given twice
+    {"LeafGivenTwiceInJson", booster("\"target-gain\": \"1.5\", \"target-gain\": \"2.5\""),
+     "/optical-amplifier/amplifiers/amplifier[1]/config/target-gain: ", "is given twice"},
+    {"RootGivenTwiceInJson",
+     "{\"openconfig-optical-amplifier:optical-amplifier\": {}, \"openconfig-optical-amplifier:optical-amplifier\": {}}",
+     "/optical-amplifier: ", "is given twice"},
+    {"RootGivenTwice",
+     xml("</optical-amplifier><optical-amplifier xmlns=\"http://openconfig.net/yang/optical-amplfier\">"),
+     "/optical-amplifier: ", "is given twice"},
+    // Names that the node does not give
+    {"CreateUnderAnotherSpellingOfTheKey",
+     amplifiers("{" + operation("create") +
+                ", \"name\": \"0/01-AMP-PRE\", \"config\": {\"name\": \"0/01-AMP-PRE\", "
+                "\"target-gain\": \"15.5\"}}"),
+     "/optical-amplifier/amplifiers/amplifier[name='0/01-AMP-PRE']: ", "the 'name' of none is '0/01-AMP-PRE'"},
     {"EntryGivenTwice", amplifiers(amplifier("0/2-AMP-BST", "") + "," + amplifier("0/2-AMP-BST", "")), BOOSTER ": ",
      "given twice"},
     {"UnknownOperation", json("\"amplifiers\": {" + operation("destroy") + "}"),
