@@ -1,7 +1,7 @@
 // ocamp node init. Knows nothing of what a node holds.
 #include "options.h"
+#include "output.h"
 
-#include <cstdio>
 #include <memory>
 
 #include <fmt/format.h>
@@ -31,7 +31,7 @@ void add_node_command(CLI::App &program, CommonOptions &common) {
     init.callback([options, &common] {
         const LogSession logs(common.logs);
         Node::init(options->folder, options->example);
-        fmt::print("{}: node made from {}\n", options->folder, options->example);
+        finish_output(fmt::format("{}: node made from {}\n", options->folder, options->example), "the node is made");
     });
 }
 
