@@ -1,4 +1,4 @@
-// Items whose bytes hold: the records of the system database as everyone but the tests of damage wants them.
+// Items whose bytes hold: the records of the system database as clients want them.
 #pragma once
 
 #include "sysdb/system_database.h"
