@@ -1,6 +1,9 @@
 // Wrong use of ocamp: each case with its exit status and its message.
 #include "ocamp_program.h"
 
+#include <chrono>
+#include <future>
+
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>
@@ -161,10 +164,12 @@ TEST_F(CommandLine, ExampleFileThatIsNoFileIsRefusedAndNotWaitedFor) {
     for (const char *name : {"native/pipe.json", "sysdb/pipe.json"}) {
         const std::filesystem::path pipe = folder() / "example" / name;
         ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-        // An end that nobody writes to: a reader gets nothing instead of waiting for ever.
+        // Whoever reads it waits until the other end is closed.
         const int writer = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
-        const Outcome outcome = init();
+        std::future<Outcome> run = std::async(std::launch::async, init);
+        EXPECT_EQ(run.wait_for(std::chrono::seconds(10)), std::future_status::ready);
         close(writer);
+        const Outcome outcome = run.get();
         EXPECT_EQ(outcome.status, 2);
         EXPECT_THAT(outcome.err, HasSubstr(std::string(name) + ": not a regular file"));
         std::filesystem::remove(pipe);
