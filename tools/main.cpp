@@ -1,6 +1,7 @@
 // ocamp: reads and edits the OpenConfig data of a node that speaks only its native models. This file reads the command
 // line and turns failures into messages and exit statuses; the commands are in files of their own.
 #include "options.h"
+#include "output.h"
 
 #include "log/text.h"
 #include "node/client_document.h"
@@ -29,13 +30,6 @@ int tell(std::string_view message, int status) {
     return status;
 }
 
-// An answer that did not get out whole is a failure.
-int flush_answer() {
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
-        return 0;
-    return tell("standard output: the answer could not be written", kFailed);
-}
-
 int run(int argc, char **argv) {
     CLI::App program("Reads and edits the optical amplifiers of a node through OpenConfig.", "ocamp");
     program.require_subcommand(1);
@@ -49,18 +43,20 @@ int run(int argc, char **argv) {
     ocamp::add_sysdb_command(program, common);
     try {
         program.parse(argc, argv);
-        return flush_answer();
     } catch (const CLI::Success &help) {
-        return program.exit(help);
+        program.exit(help);
     } catch (const CLI::Error &error) {
         return tell(std::string(error.what()) + "; 'ocamp --help' tells the commands", kWrongUse);
     }
+    ocamp::finish_output("", "");
+    return 0;
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
     using namespace ocamp;
+    reserve_standard_streams();
     try {
         return run(argc, argv);
     } catch (const UsageError &error) {

@@ -28,7 +28,8 @@ void run(const NativeOptions &options, const CommonOptions &common) {
     const Filter filter =
         options.path.empty() ? Filter(native_schema()) : Filter::from_path(native_schema(), options.path);
     const LogSession logs(common.logs);
-    Node node(options.node);
+    Node node(options.node, Node::Access::read);
+    const ReadTransaction snapshot(node.database());
     YangTree tree = all_data(load_native(node.database(), native_schema()));
     filter.cut(tree);
     std::fputs(answer_text(tree.get(), options.format).c_str(), stdout);

@@ -1,9 +1,9 @@
 // ocamp node init. Knows nothing of what a node holds.
 #include "options.h"
+#include "output.h"
 
 #include "log/text.h"
 
-#include <cstdio>
 #include <memory>
 
 #include <fmt/format.h>
@@ -33,7 +33,8 @@ void add_node_command(CLI::App &program, CommonOptions &common) {
     init.callback([options, &common] {
         const LogSession logs(common.logs);
         Node::init(options->folder, options->example);
-        fmt::print("{}\n", escaped(fmt::format("{}: node made from {}", options->folder, options->example)));
+        finish_output(escaped(fmt::format("{}: node made from {}", options->folder, options->example)) + "\n",
+                      "the node is made");
     });
 }
 

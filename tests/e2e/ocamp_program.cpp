@@ -31,6 +31,10 @@ struct NewFolder {
 };
 
 void redirect(const fs::path &file, int flags, int descriptor) {
+    if (file.empty()) {
+        close(descriptor);
+        return;
+    }
     const int opened = open(file.c_str(), flags | O_CLOEXEC, 0600);
     if (opened < 0 || dup2(opened, descriptor) < 0)
         _exit(126);
@@ -63,13 +67,18 @@ int start_ocamp(const std::vector<std::string> &arguments, const fs::path &input
 
 Outcome run_ocamp(const std::vector<std::string> &arguments, const std::string &input) {
     const NewFolder folder;
+    Outcome outcome = run_ocamp_onto(folder.path / "out", arguments, input);
+    outcome.out = read_file(folder.path / "out");
+    return outcome;
+}
+
+Outcome run_ocamp_onto(const fs::path &output, const std::vector<std::string> &arguments, const std::string &input) {
+    const NewFolder folder;
     write_file(folder.path / "in", input);
-    const int child = start(arguments, folder.path / "in", folder.path / "out", folder.path / "err");
+    const int child = start(arguments, folder.path / "in", output, folder.path / "err");
     int status = 0;
     waitpid(child, &status, 0);
-    return {.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1,
-            .out = read_file(folder.path / "out"),
-            .err = read_file(folder.path / "err")};
+    return {.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1, .out = {}, .err = read_file(folder.path / "err")};
 }
 
 std::string read_file(const fs::path &file) {
