@@ -12,10 +12,11 @@ _ocamp() {
         command+=("${COMP_WORDS[at]}")
     done
 
-    local wanted # the kind of value: DIR, FILE ...
-    if [[ $previous == -* ]]; then
-        wanted=$(sed -n "s/^  $previous \([A-Z]*\).*/\1/p" <<<"$help")
-    elif [[ $word != -* ]]; then
+    # The kind of value that is wanted, DIR or FILE for one: that of the option before the cursor, or of an argument.
+    local wanted
+    wanted=$(sed -n 's/^  \(-[^ ]*\) \([A-Z][A-Z]*\)\([ :=].*\)*$/\1 \2/p' <<<"$help" |
+        awk -v option="$previous" '$1 == option { print $2 }')
+    if [[ -z $wanted && $word != -* ]]; then
         wanted=$(sed -n '/^Positionals:/,/^$/s/^  \(DIR\|FILE\) .*/\1/p' <<<"$help")
     fi
     case $wanted in

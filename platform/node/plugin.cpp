@@ -44,8 +44,8 @@ std::string Plugin::default_file() {
         if (fs::exists(folder / file, error))
             return (folder / file).lexically_normal().string();
     }
-    throw PluginError(fmt::format("no plug-in {} beside the program or in {}, expected --plugin FILE", file,
-                                  OCAMP_PLUGIN_FOLDER));
+    throw PluginError(
+        fmt::format("no plug-in {} beside the program or in {}, expected --plugin FILE", file, OCAMP_PLUGIN_FOLDER));
 }
 
 Plugin::Plugin(const std::string &file) : file_(file) {
