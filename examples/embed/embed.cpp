@@ -23,8 +23,10 @@ extern "C" {
 // What the walk of a request calls. A platform builds its native request here; this one shows it.
 cerrno yfw_map_datatree_add_path_flagged(yfw_map_ctx, yfw_datatree *, const char *path, const char *, const char *value,
                                          const yfw_datatree *, uint32_t, uint32_t list_flag, uint32_t) {
-    std::printf("%s%s%s%s\n", path, list_flag == 1 ? "  (a new entry)" : "", value != nullptr ? " = " : "",
-                value != nullptr ? value : "");
+    if (value != nullptr)
+        std::printf("%s = \"%s\"\n", path, value);
+    else
+        std::printf("%s%s\n", path, list_flag == 1 ? "  (a new entry)" : "");
     return CERR_SUCCESS;
 }
 // A platform keeps the nodes that are entered, to tell where a request failed.
