@@ -10,6 +10,7 @@ sources=$(apt-get indextargets --format 'deb $(REPO_URI) $(CODENAME) $(COMPONENT
 read -r _ mirror suite _ < <(grep -v ' [a-z]*-[a-z]* ' <<<"$sources")
 
 root=$(mktemp -d)
+chmod 755 "$root" # other users than root work in there, too
 trap 'rm -rf --one-file-system "$root"' EXIT
 echo "+ debootstrap --variant=minbase $suite $root" >&2
 debootstrap --variant=minbase "$suite" "$root" "$mirror" >"$root.log" || {
@@ -39,9 +40,10 @@ plug-in $plugin"
 install -D /usr/bin/ocamp /elsewhere/far/away/ocamp
 /elsewhere/far/away/ocamp --version | grep -Fx "plug-in $plugin"
 rm -r /elsewhere'
-step 'cd "$(su nobody -s /bin/sh -c "mktemp -d")"
+step 'as_user() { su nobody -s /bin/sh -c "$1"; }
 examples=/usr/share/oc-amplifier/examples
-as_user() { su nobody -s /bin/sh -c "$1"; }
+folder=$(as_user "mktemp -d")
+cd "$folder"
 as_user "ocamp node init node --from $examples/node"
 as_user "ocamp edit --node node $examples/requests/edit-target-gain.json"
 as_user "ocamp get --node node" | grep "\"target-gain\": \"15.5\""
