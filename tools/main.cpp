@@ -5,6 +5,7 @@
 
 #include "log/text.h"
 #include "node/client_document.h"
+#include "node/plugin.h"
 #include "sysdb/bag_json.h"
 
 #include <cstdio>
@@ -30,10 +31,22 @@ int tell(std::string_view message, int status) {
     return status;
 }
 
+// A missing plug-in is told and hides no version.
+std::string version() {
+    std::string plugin;
+    try {
+        plugin = "plug-in " + ocamp::Plugin::default_file();
+    } catch (const ocamp::PluginError &error) {
+        plugin = error.what();
+    }
+    return fmt::format("ocamp {}\n{}", OCAMP_VERSION, plugin);
+}
+
 int run(int argc, char **argv) {
     CLI::App program("Reads and edits the optical amplifiers of a node through OpenConfig.", "ocamp");
     program.require_subcommand(1);
     program.footer(kFooter);
+    program.set_version_flag("--version", version, "The version, and the plug-in that runs when none is named");
     ocamp::CommonOptions common;
     ocamp::add_get_command(program, common);
     ocamp::add_edit_command(program, common);

@@ -29,7 +29,7 @@ void add_node_option(CLI::App &command, std::string &folder) {
 
 void add_common_options(CLI::App &command, CommonOptions &options) {
     const char *group = "Plug-in and logs";
-    command.add_option("--plugin", options.plugin, "Plug-in to run; default: ../lib/liboc-amplifier.so beside ocamp")
+    command.add_option("--plugin", options.plugin, "Plug-in to run; default: the one that 'ocamp --version' tells")
         ->type_name("FILE")
         ->group(group);
     command.add_option("--debug-log", options.logs.debug_log, "Append the debug log to FILE, '-' for standard error")

@@ -156,6 +156,13 @@ TEST_F(CommandLine, DatabaseThatIsNoneIsToldByName) {
     EXPECT_THAT(outcome.err, HasSubstr("node.db"));
 }
 
+TEST_F(CommandLine, VersionTellsTheProjectsVersionAndThePluginThatRuns) {
+    const Outcome outcome = run_ocamp({"--version"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "ocamp " OCAMP_VERSION "\nplug-in " PLUGIN "\n");
+    EXPECT_EQ(outcome.err, "");
+}
+
 TEST_F(CommandLine, NodeIsNeverMadeOverAnother) {
     const std::string before = data();
     const Outcome outcome = run_ocamp({"node", "init", node(), "--from", EXAMPLE_NODE});
