@@ -60,7 +60,8 @@ size_t allocations_of(walks::Run &run) {
     return allocations;
 }
 
-// ---- The stack, painted ------------------------------------------------------------------------------------------------
+// ---- The stack, painted
+// ------------------------------------------------------------------------------------------------
 
 /// Runs a walk on a stack of its own and tells how much of it was written.
 class PaintedStack {

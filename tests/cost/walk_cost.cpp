@@ -1,5 +1,5 @@
-// Goes through the main walks under callgrind, which counts each by itself: the walk, and its platform calls alone. What
-// comes before the counted rounds, such as the loader's search for a function, is not counted.
+// Goes through the main walks under callgrind, which counts each by itself: the walk, and its platform calls alone.
+// What comes before the counted rounds, such as the loader's search for a function, is not counted.
 #include "walks.h"
 
 #include <cstdio>

@@ -62,43 +62,27 @@ const char *last_step(const char *path) {
 
 char inventory, history, other_place; // a binding is the address of one of these
 
-struct Field {
-    bag_token_type_td type;
-    const char *name;
-    const char *text;
-};
+constexpr RecordField inventory_record[] = {{BAG_TOKEN_UINT32, "inv_phy_entity_basic_info", nullptr},
+                                            {BAG_TOKEN_TEXT, "Name", "amplifier"},
+                                            {BAG_TOKEN_END, nullptr, nullptr}};
 
-constexpr Field inventory_record[] = {{BAG_TOKEN_UINT32, "inv_phy_entity_basic_info", nullptr},
-                                      {BAG_TOKEN_TEXT, "Name", "amplifier"},
-                                      {BAG_TOKEN_END, nullptr, nullptr}};
+const InputPowers *input_powers = nullptr;
 
-/// The record of one port's input power.
-struct HistoryRecord {
-    Field fields[6];
-    HistoryRecord(const char *minimum, const char *average, const char *maximum)
-        : fields{{BAG_TOKEN_UINT32, "pm_optics_paras", nullptr}, {BAG_TOKEN_UINT32, "OPR", nullptr},
-                 {BAG_TOKEN_TEXT, "Minimum", minimum},           {BAG_TOKEN_TEXT, "Average", average},
-                 {BAG_TOKEN_TEXT, "Maximum", maximum},           {BAG_TOKEN_END, nullptr, nullptr}} {}
-};
+const InputPowers::Record *find_input_power(const char *item) {
+    static const InputPowers any_port = [] {
+        InputPowers powers;
+        powers.add("", " -6.36", "-6.19 ", "-6.06");
+        return powers;
+    }();
+    return input_powers != nullptr ? input_powers->find(item) : any_port.find("/");
+}
 
-const HistoryRecord any_port(" -6.36", "-6.19 ", "-6.06");
-
-/// A port's record, and the beginning of the item's name.
-struct PortRecord {
-    std::string start;
-    HistoryRecord record;
-};
-std::vector<PortRecord> port_records;
-
-const Field *find_record(const void *handle, const char *item) {
+/// NULL when there is no such item.
+const RecordField *find_record(const void *handle, const char *item) {
     if (handle == &inventory)
         return inventory_record;
-    if (handle != &history)
-        return nullptr;
-    for (const PortRecord &port : port_records)
-        if (strncmp(item, port.start.data(), port.start.size()) == 0)
-            return port.record.fields;
-    return port_records.empty() ? any_port.fields : nullptr;
+    const InputPowers::Record *power = handle == &history ? find_input_power(item) : nullptr;
+    return power != nullptr ? power->fields.data() : nullptr;
 }
 
 constexpr const char *controllers[] = {"Ots0_1_0_0/", "Ots0_1_0_1/", "Ots0_2_0_0/", "Ots0_2_0_1/",
@@ -128,11 +112,24 @@ void keep_writes(Writes *writes) {
     kept = writes;
 }
 
-void set_input_powers(std::span<const InputPower> records) {
-    port_records.clear();
-    for (const InputPower &power : records)
-        port_records.push_back(
-            {power.controller + "/", {power.minimum.c_str(), power.average.c_str(), power.maximum.c_str()}});
+void set_input_powers(const InputPowers *powers) {
+    input_powers = powers;
+}
+
+void InputPowers::add(const std::string &controller, const std::string &minimum, const std::string &average,
+                      const std::string &maximum) {
+    Record &record = records_.emplace_back(Record{controller + "/", minimum, average, maximum, {}});
+    record.fields = {
+        {BAG_TOKEN_UINT32, "pm_optics_paras", nullptr},      {BAG_TOKEN_UINT32, "OPR", nullptr},
+        {BAG_TOKEN_TEXT, "Minimum", record.minimum.c_str()}, {BAG_TOKEN_TEXT, "Average", record.average.c_str()},
+        {BAG_TOKEN_TEXT, "Maximum", record.maximum.c_str()}, {BAG_TOKEN_END, nullptr, nullptr}};
+}
+
+const InputPowers::Record *InputPowers::find(const char *item) const {
+    for (const Record &record : records_)
+        if (strncmp(item, record.item_start.data(), record.item_start.size()) == 0)
+            return &record;
+    return nullptr;
 }
 
 } // namespace null_platform
@@ -356,7 +353,7 @@ cerrno _sysdb_unbind(void *) {
 cerrno sysdb_item_get(void *handle, const char *item_path, uint32_t *, void **bag_data, uint32_t *bag_len, uint32_t) {
     if (noted != nullptr)
         note(Call::item_get, 0, 0, noted->text(item_path));
-    const Field *record = find_record(handle, item_path);
+    const RecordField *record = find_record(handle, item_path);
     if (record == nullptr)
         return SYSDB_RC_UNAVAILABLE;
     // The caller frees a block of its own; what is in it is the platform's business.
@@ -406,12 +403,12 @@ cerrno bag_generic_init(const void *bag_data, uint32_t, bag_walk_td *walk) {
 cerrno bag_generic_token(bag_walk_td *walk, bag_token_td *token) {
     if (noted != nullptr)
         note(Call::bag_token, 0, 0);
-    const auto *field = static_cast<const Field *>(walk->state);
+    const auto *field = static_cast<const RecordField *>(walk->state);
     token->type = field->type;
     token->name = field->name;
     token->value.first.text = field->text;
     if (field->type != BAG_TOKEN_END)
-        walk->state = const_cast<Field *>(field + 1);
+        walk->state = const_cast<RecordField *>(field + 1);
     return CERR_SUCCESS;
 }
 void bag_generic_free_token_allocations(bag_token_td *) {

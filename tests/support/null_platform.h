@@ -6,9 +6,8 @@
 #include "call_record.h"
 
 #include <cstdint>
-#include <span>
+#include <deque>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "yfw_platform.h"
@@ -24,13 +23,33 @@ void take_messages(yfw_map_ctx_s &context, Messages messages);
 /// While set, every call is noted there. nullptr: none is. Messages off, a call costs one test more than its work.
 void note_calls(CallRecord *record);
 
-/// Input power of one port as the system database holds it; `controller` is its key, such as "Ots0_1_0_1".
-struct InputPower {
-    std::string controller, minimum, average, maximum;
+/// One token of a record. `text`: NULL when it has no value.
+struct RecordField {
+    bag_token_type_td type;
+    const char *name;
+    const char *text;
 };
 
-/// The records from here on, which stay the caller's. Without any, every port has the same record.
-void set_input_powers(std::span<const InputPower> records);
+/// Input powers of ports as the system database holds them. Stays where it is made.
+class InputPowers {
+  public:
+    /// `controller`: the port's key, such as "Ots0_1_0_1". The texts may have white space around them.
+    void add(const std::string &controller, const std::string &minimum, const std::string &average,
+             const std::string &maximum);
+
+    struct Record {
+        std::string item_start, minimum, average, maximum;
+        std::vector<RecordField> fields;
+    };
+    /// NULL when no port's item has that name.
+    const Record *find(const char *item) const;
+
+  private:
+    std::deque<Record> records_;
+};
+
+/// The records from here on, which stay the caller's. nullptr: every port has the same one.
+void set_input_powers(const InputPowers *powers);
 
 /// What a walk wrote, in the platform's own form. Paths are the plug-in's constants; values are copied.
 class Writes {
