@@ -2,6 +2,7 @@
 #include "node/filter.h"
 
 #include "node/client_document.h"
+#include "node/stages.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -341,6 +342,7 @@ class Filter::Marks {
 };
 
 void Filter::cut(YangTree &answer) const {
+    const StageMark stage(Stage::filter);
     if (everything_)
         return;
     Marks marks(is_path_);

@@ -1,6 +1,8 @@
 // How native documents are kept and selected from. Knows neither OpenConfig nor the plug-in.
 #include "node/native_data.h"
 
+#include "node/stages.h"
+
 #include "log/log.h"
 
 #include <algorithm>
@@ -165,6 +167,7 @@ void store_operational(Database &database, std::string_view module, const lyd_no
 }
 
 NativeData load_native(Database &database, const Schema &schema) {
+    const StageMark stage(Stage::parse);
     NativeData data;
     Statement select = database.prepare("SELECT name, document FROM native_data ORDER BY name");
     while (select.step()) {
@@ -184,6 +187,7 @@ NativeData load_native(Database &database, const Schema &schema) {
 
 std::vector<NativeEntry> select_entries(const Schema &schema, const NativeData &data,
                                         const std::vector<OutputNode> &request, bool configuration_only) {
+    const StageMark stage(Stage::look_up);
     Selection selection(configuration_only);
     for (const OutputNode &root : request) {
         const lysc_node *node = schema.find(nullptr, root.tag);

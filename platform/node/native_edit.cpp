@@ -4,6 +4,7 @@
 #include "framework/operation_words.h"
 #include "log/text.h"
 #include "node/request_error.h"
+#include "node/stages.h"
 
 #include <algorithm>
 #include <map>
@@ -189,6 +190,7 @@ struct Leaves {
 
 void apply_native_edit(const Schema &schema, const std::vector<OutputNode> &edit, const EntriesBehind &entries_behind,
                        YangTree &running) {
+    const StageMark stage(Stage::apply);
     NativeEditor editor(schema, entries_behind, running);
     for (const OutputNode &root : edit)
         editor.apply(root, nullptr, nullptr);

@@ -1,6 +1,8 @@
 // The order of a read. Knows neither where filters come from nor how answers are shown.
 #include "node/reader.h"
 
+#include "node/stages.h"
+
 #include <fmt/format.h>
 
 namespace ocamp {
@@ -15,6 +17,7 @@ std::string root_module(const yfw_datatree &root) {
 } // namespace
 
 void map_to_native(const Plugin &plugin, MappingRun &run) {
+    const StageMark stage(Stage::to_native);
     const yfw_datatree *root = run.request();
     const Walker walker = plugin.to_native(root_module(*root), root->tag);
     run.begin_walk();
@@ -58,7 +61,10 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
         DataTree tree(entry.tree);
         std::string shown = report != nullptr ? tree_text(*tree.root()) : std::string();
         run.begin_walk();
-        const cerrno result = walker(run.context(), tree.root(), run.output());
+        const cerrno result = [&] {
+            const StageMark stage(Stage::to_openconfig);
+            return walker(run.context(), tree.root(), run.output());
+        }();
         if (report != nullptr)
             report->walks.push_back({entry.module->name, entry.path, std::move(shown), result});
         if (result == YMAP_RC_SKIP)

@@ -2,6 +2,7 @@
 // protocols.
 #include "node/service.h"
 
+#include "node/stages.h"
 #include "sysdb/current_system_database.h"
 
 namespace ocamp {
@@ -44,6 +45,7 @@ void Service::edit(const EditRequest &request) {
     Transaction transaction(node_.database());
     NativeData data = load_native(node_.database(), native_schema());
     Editor(plugin_, logs_).edit(data, request, nullptr);
+    const StageMark stage(Stage::commit);
     store_running(node_.database(), data.running.get());
     transaction.commit();
 }
