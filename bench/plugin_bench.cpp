@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -149,8 +150,17 @@ std::vector<Work> all_work() {
 /// record itself takes out of the caches does not slow the limit down.
 constexpr size_t recorded_size = 10;
 
+/// Made once: the trees of many entries take longer to make than to walk.
+const Task &task_of(const Work &work, size_t size) {
+    static std::map<std::pair<std::string, size_t>, Task> tasks;
+    const auto [task, added] = tasks.try_emplace({work.name, size});
+    if (added)
+        task->second = work.make(size);
+    return task->second;
+}
+
 void plug_in(benchmark::State &state, const Work &work, size_t size, Messages messages) {
-    const Task task = work.make(size);
+    const Task &task = task_of(work, size);
     null_platform::take_messages(*task.context, messages);
     if (task.run() != CERR_SUCCESS)
         state.SkipWithError("the plug-in refuses the walk");
@@ -159,7 +169,7 @@ void plug_in(benchmark::State &state, const Work &work, size_t size, Messages me
 }
 
 void limit(benchmark::State &state, const Work &work, size_t size, Messages messages) {
-    const Task task = work.make(std::min(size, recorded_size));
+    const Task &task = task_of(work, std::min(size, recorded_size));
     null_platform::take_messages(*task.context, messages);
     task.run(); // what happens once, such as the first probe for the system database, is no part of a walk
     CallRecord record(task.context.get());

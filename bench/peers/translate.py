@@ -98,7 +98,8 @@ class Translator:
             if container is not None:
                 for statistic in quantity:
                     leaves.setdefault(container, {})[STATISTICS[statistic.tag]] = statistic.text.strip()
-        leaves["input-power-c-band"].update(zip(("min", "avg", "max"), map(str.strip, records[f"Ots0_{slot}_0_{other}"])))
+        powers = records[f"Ots0_{slot}_0_{other}"]
+        leaves["input-power-c-band"].update(zip(("min", "avg", "max"), map(str.strip, powers)))
         for container, values in leaves.items():
             parent = state if container is None else self.etree.SubElement(state, OPENCONFIG + container)
             for tag, value in values.items():

@@ -1,14 +1,12 @@
 // What the plug-in takes of the heap and of the stack. It has 16 KiB of stack, and allocates nothing itself: every
 // block comes from a call of the platform that gives one.
+#include "own_stack.h"
 #include "walks.h"
 
-#include <cstdint>
 #include <cstdlib>
-#include <cstring>
-#include <vector>
+#include <string>
 
 #include <gtest/gtest.h>
-#include <ucontext.h>
 
 using null_platform::CallRecord;
 using null_platform::Function;
@@ -60,38 +58,6 @@ size_t allocations_of(walks::Run &run) {
     return allocations;
 }
 
-// ---- The stack, painted
-// ------------------------------------------------------------------------------------------------
-
-/// Runs a walk on a stack of its own and tells how much of it was written.
-class PaintedStack {
-  public:
-    size_t used_by(walks::Run &run) {
-        walked = &run;
-        memset(stack_.data(), paint, stack_.size());
-        ucontext_t back = {};
-        ucontext_t there = {};
-        getcontext(&there);
-        there.uc_stack.ss_sp = stack_.data();
-        there.uc_stack.ss_size = stack_.size();
-        there.uc_link = &back;
-        makecontext(&there, walk, 0);
-        swapcontext(&back, &there);
-        size_t untouched = 0;
-        while (untouched < stack_.size() && stack_[untouched] == paint)
-            ++untouched;
-        return stack_.size() - untouched;
-    }
-
-  private:
-    static constexpr uint8_t paint = 0xa5;
-    static constexpr size_t size = size_t{256} * 1024;
-    static inline walks::Run *walked = nullptr;
-    static void walk() { EXPECT_EQ(walked->walk(), CERR_SUCCESS); }
-
-    std::vector<uint8_t> stack_ = std::vector<uint8_t>(size);
-};
-
 // ---- Every walk ----------------------------------------------------------------------------------------------------
 
 class WalkMemory : public testing::TestWithParam<walks::Walk> {};
@@ -113,12 +79,11 @@ TEST_P(WalkMemory, AllocatesNothingButWhatThePlatformGives) {
 TEST_P(WalkMemory, StaysWithinSixteenKibibytesOfStack) {
     constexpr size_t entries = 6;
     constexpr size_t limit = size_t{16} * 1024;
-    PaintedStack stack;
     for (const Messages messages : {Messages::none, Messages::debug_log, Messages::lightweight_trace}) {
         const auto run = GetParam().make(entries);
         null_platform::take_messages(run->context(), messages);
         run->walk(); // the loader's search for a function is not the walk's
-        const size_t used = stack.used_by(*run);
+        const size_t used = OwnStack::run([&run] { EXPECT_EQ(run->walk(), CERR_SUCCESS); });
         EXPECT_LT(used, limit);
         RecordProperty("stack_bytes_" + std::to_string(static_cast<int>(messages)), static_cast<int>(used));
     }

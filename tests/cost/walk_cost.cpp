@@ -1,5 +1,6 @@
 // Goes through the main walks under callgrind, which counts each by itself: the walk, and its platform calls alone.
 // What comes before the counted rounds, such as the loader's search for a function, is not counted.
+#include "own_stack.h"
 #include "walks.h"
 
 #include <cstdio>
@@ -41,9 +42,11 @@ void count_walk(const std::string &name, const walks::Walk &walk) {
 } // namespace
 
 int main() {
-    for (const walks::Walk &walk : walks::requests())
-        count_walk(std::string("request_") + walk.name, walk);
-    for (const walks::Walk &walk : walks::answers())
-        count_walk(std::string("answer_") + walk.name, walk);
+    OwnStack::run([] {
+        for (const walks::Walk &walk : walks::requests())
+            count_walk(std::string("request_") + walk.name, walk);
+        for (const walks::Walk &walk : walks::answers())
+            count_walk(std::string("answer_") + walk.name, walk);
+    });
     return 0;
 }

@@ -68,12 +68,13 @@ constexpr RecordField inventory_record[] = {{BAG_TOKEN_UINT32, "inv_phy_entity_b
 
 const InputPowers *input_powers = nullptr;
 
+const InputPowers any_port = [] {
+    InputPowers powers;
+    powers.add("", " -6.36", "-6.19 ", "-6.06");
+    return powers;
+}();
+
 const InputPowers::Record *find_input_power(const char *item) {
-    static const InputPowers any_port = [] {
-        InputPowers powers;
-        powers.add("", " -6.36", "-6.19 ", "-6.06");
-        return powers;
-    }();
     return input_powers != nullptr ? input_powers->find(item) : any_port.find("/");
 }
 
