@@ -4,6 +4,7 @@
 #include "log/text.h"
 #include "node/client_document.h"
 #include "node/served_nodes.h"
+#include "node/stages.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -365,6 +366,7 @@ class Filter::Marks {
 };
 
 void Filter::cut(YangTree &answer) const {
+    const StageMark stage(Stage::filter);
     if (everything_)
         return;
     Marks marks(is_path_);

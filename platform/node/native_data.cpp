@@ -1,6 +1,8 @@
 // How native documents are kept and selected from. Knows neither OpenConfig nor the plug-in.
 #include "node/native_data.h"
 
+#include "node/stages.h"
+
 #include "log/log.h"
 #include "sysdb/seal.h"
 
@@ -168,6 +170,7 @@ void store_operational(Database &database, std::string_view module, const lyd_no
 }
 
 NativeData load_native(Database &database, const Schema &schema) {
+    const StageMark stage(Stage::parse);
     NativeData data;
     Statement select = database.prepare("SELECT name, document, checksum FROM native_data ORDER BY name");
     std::int64_t count = 0, sum = 0;
@@ -194,6 +197,7 @@ NativeData load_native(Database &database, const Schema &schema) {
 
 std::vector<NativeEntry> select_entries(const Schema &schema, const NativeData &data,
                                         const std::vector<OutputNode> &request, bool configuration_only) {
+    const StageMark stage(Stage::look_up);
     Selection selection(configuration_only);
     for (const OutputNode &root : request) {
         const lysc_node *node = schema.find(nullptr, root.tag);

@@ -6,6 +6,7 @@
 #include "node/native_range.h"
 #include "node/request_error.h"
 #include "node/slots.h"
+#include "node/stages.h"
 
 #include <algorithm>
 #include <map>
@@ -206,6 +207,7 @@ struct Leaves {
 
 void apply_native_edit(const Schema &schema, const std::vector<OutputNode> &edit, const EntriesBehind &entries_behind,
                        YangTree &running) {
+    const StageMark stage(Stage::apply);
     NativeEditor editor(schema, entries_behind, running);
     for (const OutputNode &root : edit)
         editor.apply(root, nullptr, nullptr);

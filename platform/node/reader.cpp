@@ -3,6 +3,7 @@
 
 #include "node/served_nodes.h"
 #include "node/slots.h"
+#include "node/stages.h"
 
 #include <algorithm>
 
@@ -66,6 +67,7 @@ void refuse_impossible_entry(const Filter &filter) {
 } // namespace
 
 void map_to_native(const Plugin &plugin, MappingRun &run) {
+    const StageMark stage(Stage::to_native);
     const yfw_datatree *root = run.request();
     const Walker walker = plugin.to_native(root_module(*root), root->tag);
     run.begin_walk();
@@ -115,7 +117,10 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
         DataTree tree(entry.tree);
         std::string shown = report != nullptr ? tree_text(*tree.root()) : std::string();
         run.begin_walk();
-        const cerrno result = walker(run.context(), tree.root(), run.output());
+        const cerrno result = [&] {
+            const StageMark stage(Stage::to_openconfig);
+            return walker(run.context(), tree.root(), run.output());
+        }();
         if (report != nullptr)
             report->walks.push_back({entry.module->name, entry.path, std::move(shown), result});
         if (result == YMAP_RC_SKIP)

@@ -2,6 +2,7 @@
 #include "node/schema.h"
 
 #include "log/text.h"
+#include "node/stages.h"
 #include "node/yang_modules.h"
 
 #include <algorithm>
@@ -177,6 +178,7 @@ YangTree Schema::parse(std::string_view document, LYD_FORMAT format) const {
 }
 
 void Schema::validate(YangTree &tree) const {
+    const StageMark stage(Stage::check);
     lyd_node *first = tree.release();
     const LY_ERR result = lyd_validate_all(&first, context_.get(), LYD_VALIDATE_PRESENT, nullptr);
     tree.reset(first);
@@ -264,6 +266,7 @@ lyd_node *find_entry(lyd_node *siblings, const lysc_node &list, std::span<const 
 }
 
 std::string print_tree(const lyd_node *tree, LYD_FORMAT format) {
+    const StageMark stage(Stage::print);
     char *text = nullptr;
     if (tree == nullptr || lyd_print_mem(&text, tree, format, LYD_PRINT_WITHSIBLINGS) != LY_SUCCESS || text == nullptr)
         return {};

@@ -3,6 +3,7 @@
 #include "node/service.h"
 
 #include "log/failure.h"
+#include "node/stages.h"
 #include "sysdb/current_system_database.h"
 
 namespace ocamp {
@@ -26,6 +27,7 @@ void Service::edit(const EditRequest &request) {
     Transaction transaction(node.database());
     NativeData data = load_native(node.database(), native_schema());
     run_watched([&] { Editor(plugin_, logs_).edit(data, request, nullptr); });
+    const StageMark stage(Stage::commit);
     store_running(node.database(), data.running.get());
     transaction.commit();
 }
