@@ -222,7 +222,15 @@ Transaction::~Transaction() {
 }
 
 void Transaction::commit() {
-    database_.exec("COMMIT;");
+    try {
+        database_.exec("COMMIT;");
+    } catch (const SqliteError &error) {
+        // The last step: the journal is gone already, and with it the way back.
+        if (error.code() == SQLITE_IOERR_DIR_FSYNC)
+            throw SqliteError(fmt::format("the change is made, but it may not outlast a power cut: {}", error.what()),
+                              error.code());
+        throw;
+    }
     open_ = false;
 }
 

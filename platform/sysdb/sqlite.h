@@ -137,6 +137,8 @@ class Transaction {
     Transaction(const Transaction &) = delete;
     Transaction &operator=(const Transaction &) = delete;
 
+    // When it throws, nothing has changed, unless the text says that the change is made and only the folder's entry
+    // for the journal could not be synced.
     void commit();
 
   private:
