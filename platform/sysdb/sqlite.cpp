@@ -126,7 +126,7 @@ void Database::Close::operator()(sqlite3 *connection) const noexcept {
     sqlite3_close_v2(connection);
 }
 
-Database::Database(const std::string &file, Mode mode, const FileMark *mark) : file_(file), mode_(mode) {
+Database::Database(const std::string &file, Mode mode, const FileMark *mark) : file_(file) {
     int flags = mode == Mode::read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     if (mode == Mode::create)
         flags |= SQLITE_OPEN_CREATE;

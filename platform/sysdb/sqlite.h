@@ -113,7 +113,6 @@ class Database {
         void operator()(sqlite3 *connection) const noexcept;
     };
     std::string file_;
-    Mode mode_;
     std::unique_ptr<sqlite3, Close> connection_;
 };
 
