@@ -126,7 +126,7 @@ void Database::Close::operator()(sqlite3 *connection) const noexcept {
     sqlite3_close_v2(connection);
 }
 
-Database::Database(const std::string &file, Mode mode, const FileMark *mark) : file_(file), mode_(mode) {
+Database::Database(const std::string &file, Mode mode, const FileMark *mark) : file_(file) {
     int flags = mode == Mode::read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     if (mode == Mode::create)
         flags |= SQLITE_OPEN_CREATE;
@@ -222,7 +222,15 @@ Transaction::~Transaction() {
 }
 
 void Transaction::commit() {
-    database_.exec("COMMIT;");
+    try {
+        database_.exec("COMMIT;");
+    } catch (const SqliteError &error) {
+        // The last step: the journal is gone already, and with it the way back.
+        if (error.code() == SQLITE_IOERR_DIR_FSYNC)
+            throw SqliteError(fmt::format("the change is made, but it may not outlast a power cut: {}", error.what()),
+                              error.code());
+        throw;
+    }
     open_ = false;
 }
 

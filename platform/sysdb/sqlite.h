@@ -113,7 +113,6 @@ class Database {
         void operator()(sqlite3 *connection) const noexcept;
     };
     std::string file_;
-    Mode mode_;
     std::unique_ptr<sqlite3, Close> connection_;
 };
 
@@ -137,6 +136,8 @@ class Transaction {
     Transaction(const Transaction &) = delete;
     Transaction &operator=(const Transaction &) = delete;
 
+    // When it throws, nothing has changed, unless the text says that the change is made and only the folder's entry
+    // for the journal could not be synced.
     void commit();
 
   private:

@@ -18,8 +18,33 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+namespace {
+
+bool folders_cannot_be_synced = false;
+
+int sync_unless_folder(int descriptor) {
+    struct stat status = {};
+    if (folders_cannot_be_synced && fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+        errno = EIO;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_fsync, descriptor));
+}
+
+} // namespace
+
+// In front of the C library's, for SQLite.
+extern "C" __attribute__((visibility("default"))) int fsync(int descriptor) {
+    return sync_unless_folder(descriptor);
+}
+extern "C" __attribute__((visibility("default"))) int fdatasync(int descriptor) {
+    return sync_unless_folder(descriptor);
+}
 
 namespace {
 
@@ -285,6 +310,24 @@ TEST_F(SystemDatabaseFile, AReadTransactionSeesOneState) {
     }
     writer.put(kOts, "b", Bytes{1});
     EXPECT_EQ(ocamp::SystemDatabase(connection).list(kOts), (Names{"a", "b"}));
+}
+
+TEST_F(SystemDatabaseFile, ACommitThatFailsInItsLastStepSaysThatTheChangeIsMade) {
+    SystemDatabase(file_, Database::Mode::create);
+    Database connection(file_, Database::Mode::read_write);
+    try {
+        ocamp::Transaction transaction(connection);
+        ocamp::SystemDatabase(connection).put(kOts, "a", Bytes{1});
+        folders_cannot_be_synced = true;
+        transaction.commit();
+        ADD_FAILURE() << "committed";
+    } catch (const ocamp::SqliteError &error) {
+        EXPECT_EQ(std::string(error.what()).find("the change is made, but it may not outlast a power cut: " + file_),
+                  0U)
+            << error.what();
+    }
+    folders_cannot_be_synced = false;
+    EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).list(kOts), Names{"a"});
 }
 
 TEST_F(SystemDatabaseFile, ATableThatIsNotAsMadeIsNamed) {
