@@ -3,5 +3,6 @@
 source "$(dirname "$0")/lib.sh"
 
 build release walk_cost
-compiler=$(sed -n 's/^set(CMAKE_CXX_COMPILER_\(ID\|VERSION\) "\(.*\)")/\2/p' build/CMakeFiles/*/CMakeCXXCompiler.cmake | xargs)
+compiler=$(sed -n 's/^set(CMAKE_CXX_COMPILER_\(ID\|VERSION\) "\(.*\)")/\2/p' \
+    build/CMakeFiles/*/CMakeCXXCompiler.cmake | xargs)
 run tests/cost/instructions.py "$(command -v valgrind)" build/bin/walk_cost "$compiler" --accept

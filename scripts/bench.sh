@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs every benchmark, writes docs/performance.md with its plots, and prints the ratios. ROUNDS (default 5) is how often
-# each is measured.
+# Runs every benchmark, writes docs/performance.md with its plots, and prints the ratios. ROUNDS (default 5) is how
+# often each is measured.
 source "$(dirname "$0")/lib.sh"
 
 rounds=${1:-5}

@@ -91,8 +91,8 @@ def write_growth(plugin, docs):
         rows.append([f"`{work}`", *map(plots.in_words, each), f"{max(grown) / min(grown) - 1:.0%}"])
     (docs / "growth.svg").write_text(plots.growth("Cost of one entry by the number of entries", lines))
     sizes = plugin.sizes(plugin.works("answer_")[0])
-    return ("## Growth\n\nTime of one entry in answers of so many entries, messages off. The last column is how far the "
-            "dearest lies above the cheapest from 10 entries on.\n\n"
+    return ("## Growth\n\nTime of one entry in answers of so many entries, messages off. The last column is how far "
+            "the dearest lies above the cheapest from 10 entries on.\n\n"
             + table(["answer", *(f"{size:,}" for size in sizes), "spread"], rows) + "\n![growth](growth.svg)\n")
 
 
@@ -141,8 +141,8 @@ def write_node(node, docs):
     lines = [[words, *(f"{plots.in_words(shares[number][1])}" if shares[number][1] else ""
                        for shares in rows.values())] for number, (words, _) in enumerate(next(iter(rows.values())))]
     lines.append(["all", *(plots.in_words(sum(seconds for _, seconds in shares)) for shares in rows.values())])
-    return ("## The whole node\n\nReads and an edit of the example node in one process, wall-clock time. `ox` walks map "
-            "the request to native, `xo` walks native data to OpenConfig; an edit reads the configuration before and "
+    return ("## The whole node\n\nReads and an edit of the example node in one process, wall-clock time. `ox` walks "
+            "map the request to native, `xo` walks native data to OpenConfig; an edit reads the configuration before and "
             "after.\n\n" + table(header, lines) + "\n![stages](stages.svg)\n")
 
 
@@ -164,7 +164,8 @@ def write_ratios(plugin, node, command, peers):
             + "\nTimes that a peer takes longer for the same work:\n\n"
             + table(["peer", "parsed form", "text to text"], versus)
             + "\nOthers:\n\n"
-            + table(["", ""], [["`ocamp get` of one leaf against yanglint with the same answer", ratio(command["ratio"])],
+            + table(["", ""], [["`ocamp get` of one leaf against yanglint with the same answer",
+                                ratio(command["ratio"])],
                                ["largest stage of a get of one amplifier",
                                 largest_stage(node, "get/amplifier/real_time")],
                                ["largest stage of an edit", largest_stage(node, "edit/real_time")]]))

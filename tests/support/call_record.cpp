@@ -28,25 +28,25 @@ AppendBuffer append_buffer;
 /// Walks over the words of one record.
 class Words {
   public:
-    explicit Words(const std::vector<uintptr_t> &words) : at_(words.data()), end_(at_ + words.size()) {}
+    explicit Words(const std::vector<CallRecord::Word> &words) : at_(words.data()), end_(at_ + words.size()) {}
 
     bool next() {
         if (at_ == end_)
             return false;
-        head_ = *at_++;
+        head_ = at_++->head;
         return true;
     }
     Function function() const { return static_cast<Function>(head_ & 0xffU); }
     uint32_t number() const { return static_cast<uint32_t>(head_ >> 8U); }
     uint32_t second_number() const { return static_cast<uint32_t>(head_ >> 40U); }
-    const char *text() { return reinterpret_cast<const char *>(*at_++); }
-    yfw_datatree *node() { return reinterpret_cast<yfw_datatree *>(*at_++); }
-    void *address() { return reinterpret_cast<void *>(*at_++); }
+    const char *text() { return static_cast<const char *>(at_++->address); }
+    yfw_datatree *node() { return static_cast<yfw_datatree *>(address()); }
+    void *address() { return const_cast<void *>(at_++->address); }
 
   private:
-    const uintptr_t *at_;
-    const uintptr_t *end_;
-    uintptr_t head_ = 0;
+    const CallRecord::Word *at_;
+    const CallRecord::Word *end_;
+    uint64_t head_ = 0;
 };
 
 /// What the calls of one replay hand on to one another.

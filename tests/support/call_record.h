@@ -71,9 +71,9 @@ class CallRecord {
     /// are noted as they are; texts that live shorter than the record go through `text`. `second_number`: 24 bits.
     template <class... Pointers>
     void add(Function function, uint32_t number, uint32_t second_number, Pointers... pointers) {
-        words_.push_back(static_cast<uintptr_t>(function) | static_cast<uintptr_t>(number) << 8U |
-                         static_cast<uintptr_t>(second_number) << 40U);
-        (words_.push_back(reinterpret_cast<uintptr_t>(pointers)), ...);
+        words_.push_back({.head = static_cast<uint64_t>(function) | static_cast<uint64_t>(number) << 8U |
+                                  static_cast<uint64_t>(second_number) << 40U});
+        (words_.push_back({.address = pointers}), ...);
         ++counts_[static_cast<size_t>(function)];
     }
     /// A copy that lives as long as the record; NULL for NULL.
@@ -88,9 +88,14 @@ class CallRecord {
     size_t count() const;
     size_t count(Function function) const { return counts_[static_cast<size_t>(function)]; }
 
+    union Word {
+        uint64_t head; ///< of a call: function and numbers; its pointers follow
+        const void *address;
+    };
+
   private:
     yfw_map_ctx context_;
-    std::vector<uintptr_t> words_;
+    std::vector<Word> words_;
     std::deque<std::string> texts_;
     size_t counts_[static_cast<size_t>(Function::bag_destroy) + 1] = {};
 };

@@ -78,6 +78,11 @@ const InputPowers::Record *find_input_power(const char *item) {
     return input_powers != nullptr ? input_powers->find(item) : any_port.find("/");
 }
 
+/// What the plug-in takes for a record.
+struct Bag {
+    const RecordField *record;
+};
+
 /// NULL when there is no such item.
 const RecordField *find_record(const void *handle, const char *item) {
     if (handle == &inventory)
@@ -358,9 +363,11 @@ cerrno sysdb_item_get(void *handle, const char *item_path, uint32_t *, void **ba
     if (record == nullptr)
         return SYSDB_RC_UNAVAILABLE;
     // The caller frees a block of its own; what is in it is the platform's business.
-    *bag_len = sizeof record;
-    *bag_data = malloc(sizeof record);
-    memcpy(*bag_data, &record, sizeof record);
+    *bag_len = sizeof(Bag);
+    *bag_data = malloc(sizeof(Bag));
+    if (*bag_data == nullptr)
+        return SYSDB_RC_UNAVAILABLE;
+    *static_cast<Bag *>(*bag_data) = {record};
     return CERR_SUCCESS;
 }
 cerrno sysdb_list(void *, const char *, uint32_t *, uint32_t *count, void **list_handle, uint32_t) {
@@ -392,13 +399,13 @@ cerrno sysdb_list_free(void *) {
 cerrno bag_header_info(const void *, bag_header_td *header) {
     if (noted != nullptr)
         note(Call::bag_header, 0, 0);
-    *header = {sizeof(void *), "", 1, 0};
+    *header = {sizeof(Bag), "", 1, 0};
     return CERR_SUCCESS;
 }
 cerrno bag_generic_init(const void *bag_data, uint32_t, bag_walk_td *walk) {
     if (noted != nullptr)
         note(Call::bag_init, 0, 0);
-    memcpy(&walk->state, bag_data, sizeof walk->state);
+    walk->state = const_cast<RecordField *>(static_cast<const Bag *>(bag_data)->record);
     return CERR_SUCCESS;
 }
 cerrno bag_generic_token(bag_walk_td *walk, bag_token_td *token) {
