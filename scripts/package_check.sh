@@ -56,5 +56,6 @@ step 'apt-get purge -y -qq ocamp oc-amplifier-dev liboc-amplifier >/removal 2>&1
 ! grep -i -E "warning|error|not empty" /removal
 test -z "$(dpkg --audit)"
 rm -r /removal /packages
-test -z "$(find / -xdev ! -path "/proc/*" \( -name "*ocamp*" -o -name "*oc-amplifier*" -o -name "yfw_platform*" \) | tee /dev/stderr)"'
+left=$(find / -xdev ! -path "/proc/*" \( -name "*ocamp*" -o -name "*oc-amplifier*" -o -name "yfw_platform*" \))
+test -z "$left"'
 echo "installed, run and removed cleanly in $suite"
