@@ -53,8 +53,9 @@ g++ $(pkg-config --cflags oc-amplifier) -rdynamic /usr/share/oc-amplifier/exampl
 /embed "$(pkg-config --variable=plugin oc-amplifier)" 0/1-AMP-PRE | grep -x "/ots-oper/ots-ports/ots-port/name = \"Ots0/1/0/0\""
 rm /embed'
 step 'apt-get purge -y -qq ocamp oc-amplifier-dev liboc-amplifier >/removal 2>&1
-! grep -i -E "warning|error|not empty" /removal
+if grep -i -E "warning|error|not empty" /removal; then exit 1; fi
 test -z "$(dpkg --audit)"
 rm -r /removal /packages
-test -z "$(find / -xdev ! -path "/proc/*" \( -name "*ocamp*" -o -name "*oc-amplifier*" -o -name "yfw_platform*" \) | tee /dev/stderr)"'
+left=$(find / -xdev ! -path "/proc/*" \( -name "*ocamp*" -o -name "*oc-amplifier*" -o -name "yfw_platform*" \))
+test -z "$left"'
 echo "installed, run and removed cleanly in $suite"
