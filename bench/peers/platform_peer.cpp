@@ -8,6 +8,7 @@
 #include "node/reader.h"
 #include "sysdb/bag_record.h"
 #include "sysdb/current_system_database.h"
+#include "sysdb/seal.h"
 #include "sysdb/system_database.h"
 
 #include <deque>
@@ -32,7 +33,9 @@ std::vector<std::uint8_t> record(const char *name, BagToken token) {
 class NodeDatabase {
   public:
     explicit NodeDatabase(const NativeNode &node)
-        : database_(":memory:", Database::Mode::read_write_create), system_database_(database_) {
+        : database_(":memory:", Database::Mode::create), system_database_(database_) {
+        run_all(database_, seal_table_sql());
+        run_all(database_, item_table_sql());
         for (const Record &power : node.records) {
             const std::string slot = power.controller.substr(sizeof "Ots0_" - 1, 1);
             const std::string amplifier = "0/" + slot + (power.controller.back() == '1' ? "-AMP-BST" : "-AMP-PRE");

@@ -41,7 +41,7 @@ std::string repeated(const std::string &text, std::size_t times) {
 // What a document is refused with; empty when it is read.
 std::string document_refusal(const std::string &document) {
     try {
-        read_document(document, format_of(document));
+        read_document(document, format_of(document), openconfig_schema());
     } catch (const DocumentError &error) {
         return error.what();
     }
@@ -81,14 +81,16 @@ TEST(DocumentStart, ByteOrderMarkIsPassedOver) {
     const std::string mark = "\xEF\xBB\xBF";
     EXPECT_EQ(format_of(mark + "<a/>"), DocumentFormat::xml);
     EXPECT_EQ(format_of(mark + " {}"), DocumentFormat::json);
-    EXPECT_EQ(read_document(mark + "{\"m:a\": 1}", DocumentFormat::json).at(0).name, "a");
-    EXPECT_EQ(read_document(mark + "<a xmlns=\"urn:a\"/>", DocumentFormat::xml).at(0).module, "urn:a");
-    EXPECT_EQ(read_document(mark + "<a/>", DocumentFormat::xml).at(0).name, "a");
+    EXPECT_EQ(read_document(mark + "{\"m:a\": 1}", DocumentFormat::json, openconfig_schema()).at(0).name, "a");
+    EXPECT_EQ(read_document(mark + "<a xmlns=\"urn:a\"/>", DocumentFormat::xml, openconfig_schema()).at(0).module,
+              "urn:a");
+    EXPECT_EQ(read_document(mark + "<a/>", DocumentFormat::xml, openconfig_schema()).at(0).name, "a");
     EXPECT_THROW(format_of(mark), DocumentError);
 }
 
 TEST(DocumentStart, XmlDeclarationMayStandBeforeElementsWithoutNamespace) {
-    const auto nodes = read_document("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a>1</a>", DocumentFormat::xml);
+    const auto nodes =
+        read_document("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a>1</a>", DocumentFormat::xml, openconfig_schema());
     ASSERT_THAT(nodes, SizeIs(1));
     EXPECT_EQ(nodes[0].name, "a");
     EXPECT_EQ(nodes[0].module, "");

@@ -2,6 +2,7 @@
 #include "node/native_data.h"
 #include "node/node.h"
 #include "node/stages.h"
+#include "sysdb/seal.h"
 
 #include <gmock/gmock.h>
 
@@ -42,8 +43,9 @@ TEST(NodeStages, LieInsideOneAnother) {
 }
 
 TEST(NodeStages, AreThoseOfTheWorkThatIsDone) {
-    Database database(":memory:", Database::Mode::read_write_create);
-    create_native_table(database);
+    Database database(":memory:", Database::Mode::create);
+    run_all(database, seal_table_sql());
+    run_all(database, native_table_sql());
     const Witness witness;
     store_running(database, nullptr);
     const NativeData data = load_native(database, native_schema());
