@@ -2,7 +2,6 @@
 #include "options.h"
 #include "text_io.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace ocamp {
@@ -28,7 +27,11 @@ void run(const EditCommandOptions &options, const CommonOptions &common) {
     const EditRequest request = options.edit.request();
     Service service({.node = options.node, .plugin = common.plugin, .logs = common.logs});
     service.edit(request);
-    std::puts("ok");
+    try {
+        give_answer("ok\n");
+    } catch (const OutputError &error) {
+        throw OutputError(std::string("the edit is made, but ") + error.what());
+    }
 }
 
 } // namespace

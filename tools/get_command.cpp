@@ -2,7 +2,6 @@
 #include "options.h"
 #include "text_io.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace ocamp {
@@ -25,7 +24,7 @@ void run(const GetOptions &options, const CommonOptions &common) {
     const Filter filter = options.read.filter();
     Service service({.node = options.node, .plugin = common.plugin, .logs = common.logs});
     const ReadResult result = service.read(options.read.kind(), filter);
-    std::fputs(answer_text(result.answer.get(), options.format).c_str(), stdout);
+    give_answer(answer_text(result.answer.get(), options.format));
 }
 
 } // namespace

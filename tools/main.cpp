@@ -1,6 +1,9 @@
 // ocamp: reads and edits the OpenConfig data of a node that speaks only its native models. This file reads the command
 // line and turns failures into messages and exit statuses; the commands are in files of their own.
+#include "descriptors.h"
 #include "options.h"
+#include "out_of_memory.h"
+#include "text_io.h"
 
 #include "log/text.h"
 #include "node/client_document.h"
@@ -8,10 +11,11 @@
 
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
 #include <string_view>
 
-#include <fmt/format.h>
+#include <unistd.h>
 
 namespace {
 
@@ -21,19 +25,22 @@ constexpr int kWrongUse = 2;
 constexpr const char *kFooter = "Exit status: 0 done, 1 the request failed, 2 wrong use.\n"
                                 "'ocamp COMMAND --help' tells more of each command.";
 
-// One line, whatever a client's text in the message holds.
-int tell(std::string_view message, int status) {
-    std::string line = "ocamp: ";
-    ocamp::append_escaped(line, message);
-    fmt::print(stderr, "{}\n", line);
-    return status;
-}
+// The buffer of standard output is there from the start, so that an answer never fails for want of one.
+char output_buffer[BUFSIZ];
 
-// An answer that did not get out whole is a failure.
-int flush_answer() {
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
-        return 0;
-    return tell("standard output: the answer could not be written", kFailed);
+// One line, whatever a client's text in the message holds. Nothing here throws: the message may be about memory, and
+// standard error may be gone.
+int tell(std::string_view message, int status) noexcept {
+    try {
+        std::string line = "ocamp: ";
+        ocamp::append_escaped(line, message);
+        line += '\n';
+        ocamp::write_all(STDERR_FILENO, line);
+    } catch (...) {
+        ocamp::write_all(STDERR_FILENO, "ocamp: out of memory for the message of an error\n");
+    }
+    ocamp::outcome_is_told(status);
+    return status;
 }
 
 int run(int argc, char **argv) {
@@ -49,9 +56,12 @@ int run(int argc, char **argv) {
     ocamp::add_sysdb_command(program, common);
     try {
         program.parse(argc, argv);
-        return flush_answer();
+        ocamp::flush_answer();
+        return 0;
     } catch (const CLI::Success &help) {
-        return program.exit(help);
+        program.exit(help);
+        ocamp::flush_answer();
+        return 0;
     } catch (const CLI::Error &error) {
         return tell(std::string(error.what()) + "; 'ocamp --help' tells the commands", kWrongUse);
     }
@@ -61,8 +71,13 @@ int run(int argc, char **argv) {
 
 int main(int argc, char **argv) {
     using namespace ocamp;
+    if (!occupy_standard_descriptors())
+        return tell("standard output is closed, expected one to write the answer to", kFailed);
+    std::setvbuf(stdout, output_buffer, _IOFBF, sizeof output_buffer);
     try {
         return run(argc, argv);
+    } catch (const std::bad_alloc &) {
+        return tell("out of memory", kFailed);
     } catch (const UsageError &error) {
         return tell(error.what(), kWrongUse);
     } catch (const FilterError &error) {

@@ -2,7 +2,6 @@
 #include "options.h"
 #include "text_io.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace ocamp {
@@ -31,7 +30,7 @@ void run(const NativeOptions &options, const CommonOptions &common) {
     Node node(options.node);
     YangTree tree = all_data(load_native(node.database(), native_schema()));
     filter.cut(tree);
-    std::fputs(answer_text(tree.get(), options.format).c_str(), stdout);
+    give_answer(answer_text(tree.get(), options.format));
 }
 
 } // namespace

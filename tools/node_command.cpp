@@ -1,7 +1,7 @@
 // ocamp node init. Knows nothing of what a node holds.
 #include "options.h"
+#include "text_io.h"
 
-#include <cstdio>
 #include <memory>
 
 #include <fmt/format.h>
@@ -30,8 +30,13 @@ void add_node_command(CLI::App &program, CommonOptions &common) {
     init.footer("Example:\n  ocamp node init demo-node --from examples/node");
     init.callback([options, &common] {
         const LogSession logs(common.logs);
+        const std::string made = fmt::format("{}: node made from {}\n", options->folder, options->example);
         Node::init(options->folder, options->example);
-        fmt::print("{}: node made from {}\n", options->folder, options->example);
+        try {
+            give_answer(made);
+        } catch (const OutputError &error) {
+            throw OutputError(std::string("the node is made, but ") + error.what());
+        }
     });
 }
 
