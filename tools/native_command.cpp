@@ -15,12 +15,9 @@ struct NativeOptions {
 };
 
 YangTree all_data(NativeData data) {
-    lyd_node *first = data.running.release();
-    for (YangTree &tree : data.operational) {
-        if (tree != nullptr)
-            lyd_insert_sibling(first, tree.release(), &first);
-    }
-    return YangTree(first);
+    for (YangTree &tree : data.operational)
+        add_roots(data.running, std::move(tree));
+    return std::move(data.running);
 }
 
 void run(const NativeOptions &options, const CommonOptions &common) {

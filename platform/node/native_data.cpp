@@ -14,9 +14,7 @@ namespace {
 constexpr std::string_view kRunning = "running";
 
 void store(Database &database, std::string_view name, const lyd_node *tree) {
-    std::string document = print_tree(tree, LYD_JSON);
-    if (document.empty())
-        document = "{}";
+    const std::string document = print_to_store(tree);
     Statement insert = database.prepare("INSERT INTO native_data (name, document) VALUES (?1, ?2) "
                                         "ON CONFLICT (name) DO UPDATE SET document = excluded.document");
     insert.bind(1, name).bind(2, document).step();

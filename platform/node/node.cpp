@@ -54,13 +54,6 @@ std::vector<fs::path> files_in(const fs::path &folder, std::initializer_list<std
     return files;
 }
 
-// Adds the roots of `tree` to `to`.
-void move_roots(YangTree tree, YangTree &to) {
-    lyd_node *first = to.release();
-    lyd_insert_sibling(first, tree.release(), &first);
-    to.reset(first);
-}
-
 void load_native_file(Database &database, const fs::path &file, YangTree &running,
                       std::map<std::string, std::string> &file_of_root) {
     YangTree tree;
@@ -83,7 +76,7 @@ void load_native_file(Database &database, const fs::path &file, YangTree &runnin
     if (roots == 0)
         throw NodeError(fmt::format("{}: holds no data, expected the root of a native model", file.string()));
     if (configuration_roots == roots)
-        move_roots(std::move(tree), running);
+        add_roots(running, std::move(tree));
     else if (roots == 1)
         store_operational(database, lyd_owner_module(tree.get())->name, tree.get());
     else
