@@ -4,6 +4,7 @@
 #include "node/schema.h"
 
 #include <algorithm>
+#include <new>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -138,6 +139,8 @@ YangTree parse(const Schema &no_models, const std::string &text, LYD_FORMAT form
     const LY_ERR result =
         lyd_parse_data_mem(no_models.context(), text.c_str(), format, LYD_PARSE_ONLY | LYD_PARSE_OPAQ, 0, &first);
     YangTree tree(first);
+    if (result == LY_EMEM)
+        throw std::bad_alloc();
     if (result != LY_SUCCESS)
         throw DocumentError(
             fmt::format("not well-formed {}: {}", format == LYD_XML ? "XML" : "JSON", no_models.complaint()));

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 
@@ -47,6 +48,57 @@ void check(LY_ERR result, const ly_ctx *context) {
         throw std::bad_alloc();
     if (result != LY_SUCCESS)
         throw YangError(complaint_of(context));
+}
+
+// A stream of the C library into a text. Unlike libyang's own printing to memory, which goes on without what it could
+// not write, and crashes at places, it remembers that.
+class TextStream {
+  public:
+    TextStream()
+        : stream_(fopencookie(this, "w", {.read = nullptr, .write = append, .seek = nullptr, .close = nullptr})) {
+        if (stream_ == nullptr)
+            throw std::bad_alloc();
+        std::setvbuf(stream_, buffer_.data(), _IOFBF, buffer_.size());
+    }
+    ~TextStream() {
+        if (stream_ != nullptr)
+            std::fclose(stream_);
+    }
+    TextStream(const TextStream &) = delete;
+    TextStream &operator=(const TextStream &) = delete;
+
+    std::FILE *get() const noexcept { return stream_; }
+
+    // What was written. Throws std::bad_alloc when a part of it got lost.
+    std::string take() {
+        if (std::fflush(stream_) != 0 || std::ferror(stream_) != 0)
+            throw std::bad_alloc();
+        return std::move(text_);
+    }
+
+  private:
+    static ssize_t append(void *self, const char *part, std::size_t size) noexcept {
+        try {
+            static_cast<TextStream *>(self)->text_.append(part, size);
+            return static_cast<ssize_t>(size);
+        } catch (...) {
+            return 0;
+        }
+    }
+
+    std::array<char, 4096> buffer_;
+    std::string text_;
+    std::FILE *stream_;
+};
+
+LY_ERR print_to(std::FILE *stream, const lyd_node *tree, LYD_FORMAT format) {
+    ly_out *out = nullptr;
+    const LY_ERR made = ly_out_new_file(stream, &out);
+    if (made != LY_SUCCESS)
+        return made;
+    const LY_ERR result = lyd_print_all(out, tree, format, 0);
+    ly_out_free(out, nullptr, 0);
+    return result;
 }
 
 template <class Text>
@@ -268,14 +320,13 @@ YangTree copy_tree(const lyd_node *tree) {
 std::string print_tree(const lyd_node *tree, LYD_FORMAT format) {
     if (tree == nullptr)
         return {};
-    // The printers go on when a part of the text got lost, and tell it by a complaint alone.
     ly_err_clean(const_cast<ly_ctx *>(LYD_CTX(tree)), nullptr);
-    char *text = nullptr;
-    const LY_ERR result = lyd_print_mem(&text, tree, format, LYD_PRINT_WITHSIBLINGS);
-    const std::unique_ptr<char, decltype(&std::free)> owned(text, &std::free);
+    TextStream stream;
+    const LY_ERR result = print_to(stream.get(), tree, format);
+    std::string text = stream.take();
     check(result, LYD_CTX(tree));
     check(ly_errcode(LYD_CTX(tree)), LYD_CTX(tree));
-    return text != nullptr ? text : "";
+    return text;
 }
 
 std::string print_to_store(const lyd_node *tree) {
