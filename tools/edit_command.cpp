@@ -1,5 +1,6 @@
 // ocamp edit. Knows how an edit is handed over, not how it is carried out.
 #include "options.h"
+#include "output.h"
 #include "text_io.h"
 
 #include <memory>
@@ -27,11 +28,7 @@ void run(const EditCommandOptions &options, const CommonOptions &common) {
     const EditRequest request = options.edit.request();
     Service service({.node = options.node, .plugin = common.plugin, .logs = common.logs});
     service.edit(request);
-    try {
-        give_answer("ok\n");
-    } catch (const OutputError &error) {
-        throw OutputError(std::string("the edit is made, but ") + error.what());
-    }
+    finish_output("ok\n", "the edit is made");
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "text_io.h"
 
 #include "log/calls.h"
+#include "log/failure.h"
 
 #include <cstdio>
 #include <map>
@@ -132,6 +133,8 @@ void run_get(const ExplainGetOptions &options, const CommonOptions &common) {
         result = service.read(options.read.kind(), filter, &report);
     } catch (const RequestError &) {
         refusal = std::current_exception();
+    } catch (const PlatformFailure &) {
+        refusal = std::current_exception();
     }
     print_requests(report, options.read.kind());
     calls ? print_calls(*calls) : print_native_requests(report);
@@ -176,6 +179,8 @@ void run_edit(const ExplainEditOptions &options, const CommonOptions &common) {
     try {
         service.try_edit(request, report);
     } catch (const RequestError &) {
+        refusal = std::current_exception();
+    } catch (const PlatformFailure &) {
         refusal = std::current_exception();
     }
     print_title(1, "Request tree");

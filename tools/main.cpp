@@ -1,9 +1,8 @@
 // ocamp: reads and edits the OpenConfig data of a node that speaks only its native models. This file reads the command
 // line and turns failures into messages and exit statuses; the commands are in files of their own.
-#include "descriptors.h"
 #include "options.h"
 #include "out_of_memory.h"
-#include "text_io.h"
+#include "output.h"
 
 #include "log/text.h"
 #include "node/client_document.h"
@@ -14,8 +13,6 @@
 #include <new>
 #include <string>
 #include <string_view>
-
-#include <unistd.h>
 
 namespace {
 
@@ -35,9 +32,9 @@ int tell(std::string_view message, int status) noexcept {
         std::string line = "ocamp: ";
         ocamp::append_escaped(line, message);
         line += '\n';
-        ocamp::write_all(STDERR_FILENO, line);
+        ocamp::write_error(line);
     } catch (...) {
-        ocamp::write_all(STDERR_FILENO, "ocamp: out of memory for the message of an error\n");
+        ocamp::write_error("ocamp: out of memory for the message of an error\n");
     }
     ocamp::outcome_is_told(status);
     return status;
@@ -56,23 +53,20 @@ int run(int argc, char **argv) {
     ocamp::add_sysdb_command(program, common);
     try {
         program.parse(argc, argv);
-        ocamp::flush_answer();
-        return 0;
     } catch (const CLI::Success &help) {
         program.exit(help);
-        ocamp::flush_answer();
-        return 0;
     } catch (const CLI::Error &error) {
         return tell(std::string(error.what()) + "; 'ocamp --help' tells the commands", kWrongUse);
     }
+    ocamp::finish_output("", "");
+    return 0;
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
     using namespace ocamp;
-    if (!occupy_standard_descriptors())
-        return tell("standard output is closed, expected one to write the answer to", kFailed);
+    reserve_standard_streams();
     std::setvbuf(stdout, output_buffer, _IOFBF, sizeof output_buffer);
     try {
         return run(argc, argv);

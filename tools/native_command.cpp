@@ -1,5 +1,6 @@
 // ocamp native get: the native data as they stand. Knows nothing of OpenConfig.
 #include "options.h"
+#include "output.h"
 #include "text_io.h"
 
 #include <memory>
@@ -24,10 +25,11 @@ void run(const NativeOptions &options, const CommonOptions &common) {
     const Filter filter =
         options.path.empty() ? Filter(native_schema()) : Filter::from_path(native_schema(), options.path);
     const LogSession logs(common.logs);
-    Node node(options.node);
+    Node node(options.node, Node::Access::read);
+    const ReadTransaction snapshot(node.database());
     YangTree tree = all_data(load_native(node.database(), native_schema()));
     filter.cut(tree);
-    give_answer(answer_text(tree.get(), options.format));
+    finish_output(answer_text(tree.get(), options.format), "");
 }
 
 } // namespace

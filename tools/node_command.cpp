@@ -1,6 +1,6 @@
 // ocamp node init. Knows nothing of what a node holds.
 #include "options.h"
-#include "text_io.h"
+#include "output.h"
 
 #include <memory>
 
@@ -32,11 +32,7 @@ void add_node_command(CLI::App &program, CommonOptions &common) {
         const LogSession logs(common.logs);
         const std::string made = fmt::format("{}: node made from {}\n", options->folder, options->example);
         Node::init(options->folder, options->example);
-        try {
-            give_answer(made);
-        } catch (const OutputError &error) {
-            throw OutputError(std::string("the node is made, but ") + error.what());
-        }
+        finish_output(made, "the node is made");
     });
 }
 

@@ -3,13 +3,11 @@
 
 #include "node/client_document.h"
 #include "options.h"
-#include "out_of_memory.h"
 #include "sysdb/bag_json.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <sstream>
 
@@ -93,18 +91,6 @@ std::string answer_text(const lyd_node *answer, LYD_FORMAT format) {
         return text.empty() ? "{}\n" : text + (text.ends_with('\n') ? "" : "\n");
     const std::string open = fmt::format("<data xmlns=\"{}\"", kNetconfNamespace);
     return text.empty() ? open + "/>\n" : open + ">\n" + indented(text) + "</data>\n";
-}
-
-void give_answer(std::string_view text) {
-    // What fails here leaves its mark on the stream.
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    flush_answer();
-}
-
-void flush_answer() {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-        throw OutputError("standard output: the answer could not be written");
-    outcome_is_told(0);
 }
 
 } // namespace ocamp

@@ -3,9 +3,7 @@
 
 #include "node/schema.h"
 
-#include <stdexcept>
 #include <string>
-#include <string_view>
 
 namespace ocamp {
 
@@ -30,17 +28,5 @@ auto named_input(const std::string &file, Use use) {
 
 // The answer as a document of its own: JSON as an object, XML in NETCONF's <data>. Ends in a newline.
 std::string answer_text(const lyd_node *answer, LYD_FORMAT format);
-
-/// Standard output takes no more. The text says what could not be told.
-class OutputError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
-/// Writes what was printed to standard output so far, and `text`. After it nothing can go wrong any more for the one
-/// who asked. Throws OutputError.
-void give_answer(std::string_view text);
-/// The same when all has been printed.
-void flush_answer();
 
 } // namespace ocamp

@@ -2,6 +2,7 @@
 #include "node/native_data.h"
 
 #include "log/log.h"
+#include "sysdb/seal.h"
 
 #include <algorithm>
 
@@ -11,13 +12,15 @@ namespace ocamp {
 
 namespace {
 
+constexpr const char *kTable = "native_data";
 constexpr std::string_view kRunning = "running";
 
 void store(Database &database, std::string_view name, const lyd_node *tree) {
     const std::string document = print_to_store(tree);
-    Statement insert = database.prepare("INSERT INTO native_data (name, document) VALUES (?1, ?2) "
-                                        "ON CONFLICT (name) DO UPDATE SET document = excluded.document");
-    insert.bind(1, name).bind(2, document).step();
+    Statement insert =
+        database.prepare("INSERT INTO native_data(name, document, checksum) VALUES(?1, ?2, ?3) ON CONFLICT(name) "
+                         "DO UPDATE SET document = excluded.document, checksum = excluded.checksum");
+    insert.bind(1, name).bind(2, document).bind(3, row_checksum({name, document})).step();
 }
 
 using Requests = std::vector<const OutputNode *>;
@@ -150,8 +153,8 @@ const lyd_node *NativeData::root(const lysc_node &schema) const {
     return nullptr;
 }
 
-void create_native_table(Database &database) {
-    database.exec("CREATE TABLE native_data (name TEXT PRIMARY KEY, document TEXT NOT NULL) STRICT, WITHOUT ROWID;");
+std::vector<std::string> native_table_sql() {
+    return sealed_table_sql(kTable, "name TEXT PRIMARY KEY, document TEXT NOT NULL, checksum INTEGER NOT NULL");
 }
 
 void store_running(Database &database, const lyd_node *tree) {
@@ -164,8 +167,14 @@ void store_operational(Database &database, std::string_view module, const lyd_no
 
 NativeData load_native(Database &database, const Schema &schema) {
     NativeData data;
-    Statement select = database.prepare("SELECT name, document FROM native_data ORDER BY name");
+    Statement select = database.prepare("SELECT name, document, checksum FROM native_data ORDER BY name");
+    std::int64_t count = 0, sum = 0;
     while (select.step()) {
+        if (row_checksum({select.text(0), select.text(1)}) != select.number(2))
+            throw DamageError(fmt::format("{}: native data '{}' is damaged: it does not hold its checksum",
+                                          database.file(), select.text(0)));
+        ++count;
+        sum += select.number(2);
         YangTree tree;
         try {
             tree = schema.parse(select.text(1), LYD_JSON);
@@ -177,6 +186,7 @@ NativeData load_native(Database &database, const Schema &schema) {
         else
             data.operational.push_back(std::move(tree));
     }
+    check_seal(database, kTable, count, sum);
     return data;
 }
 

@@ -7,12 +7,15 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
+#include <chrono>
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <system_error>
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
@@ -24,12 +27,19 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view kDatabaseName = "node.db";
+constexpr std::string_view kQueueName = "node.queue";
+constexpr std::string_view kNewWord = ".new-"; // stands before the number of the process that makes the file
+constexpr std::chrono::seconds kLongestQueue{30};
+constexpr FileMark kMark{0x4f434e44, 1}; // "OCND"
 constexpr std::array<std::string_view, 1> kOpenConfigModules{"openconfig-optical-amplifier"};
 constexpr std::array<std::string_view, 5> kNativeModules{"Korvex-ifmgr-cfg", "Korvex-controller-optics-cfg",
                                                          "Korvex-controller-orvo8-ots-oper",
                                                          "Korvex-controller-optics-oper", "Korvex-pmengine-oper"};
 
 std::string read_file(const fs::path &file) {
+    // A pipe or a device might never end.
+    if (!fs::is_regular_file(file))
+        throw NodeError(fmt::format("{}: not a regular file, expected a document", file.string()));
     std::ifstream stream(file, std::ios::binary);
     std::ostringstream text;
     if (!stream || !(text << stream.rdbuf()))
@@ -104,7 +114,7 @@ void load_example(Database &database, const fs::path &example) {
 }
 
 [[noreturn]] void fail_on(const fs::path &path, std::string_view action) {
-    throw NodeError(fmt::format("{}: {}: {}", path.string(), action, std::strerror(errno)));
+    throw std::system_error(errno, std::generic_category(), fmt::format("{}: {}", path.string(), action));
 }
 
 void sync(const fs::path &path) {
@@ -119,18 +129,60 @@ void sync(const fs::path &path) {
     close(descriptor);
 }
 
+void remove_with_journal(const fs::path &file) {
+    std::error_code ignored;
+    // The journal first: without its file nobody would find it again.
+    fs::remove(file.string() + "-journal", ignored);
+    fs::remove(file, ignored);
+}
+
+// An open file, and with it the lock that says that someone is at work on it.
+class LockedFile {
+  public:
+    LockedFile(const fs::path &path, int flags) : descriptor_(open(path.c_str(), flags | O_CLOEXEC, 0666)) {}
+    ~LockedFile() {
+        if (descriptor_ >= 0)
+            close(descriptor_);
+    }
+    LockedFile(const LockedFile &) = delete;
+    LockedFile &operator=(const LockedFile &) = delete;
+
+    bool lock() const noexcept { return descriptor_ >= 0 && flock(descriptor_, LOCK_EX | LOCK_NB) == 0; }
+    // Whether the file still has its name.
+    bool is_named() const noexcept {
+        struct stat status = {};
+        return fstat(descriptor_, &status) == 0 && status.st_nlink != 0;
+    }
+
+  private:
+    int descriptor_;
+};
+
+// Takes away the files that runs which were killed left behind. Those of runs at work are locked.
+void remove_leftovers(const fs::path &final_name) {
+    const std::string prefix = final_name.filename().string() + std::string(kNewWord);
+    std::error_code error;
+    for (const fs::directory_entry &entry : fs::directory_iterator(final_name.parent_path(), error)) {
+        const std::string pid = entry.path().filename().string();
+        if (!pid.starts_with(prefix) || pid.find_first_not_of("0123456789", prefix.size()) != std::string::npos ||
+            !entry.is_regular_file(error))
+            continue;
+        if (LockedFile(entry.path(), O_RDWR).lock())
+            remove_with_journal(entry.path());
+    }
+}
+
 // A file that is gone again unless it was given its name.
 class NewFile {
   public:
     explicit NewFile(const fs::path &final_name)
-        : final_name_(final_name), path_(final_name.string() + fmt::format(".new-{}", getpid())) {
-        std::error_code ignored;
-        fs::remove(path_, ignored);
+        : final_name_(final_name), path_(final_name.string() + fmt::format("{}{}", kNewWord, getpid())) {
+        file_.emplace(path_, O_RDWR | O_CREAT | O_EXCL);
+        // Another run may have taken it for a leftover before it was locked.
+        if (!file_->lock() || !file_->is_named())
+            fail_on(path_, "cannot be made");
     }
-    ~NewFile() {
-        std::error_code ignored;
-        fs::remove(path_, ignored);
-    }
+    ~NewFile() { remove_with_journal(path_); }
     NewFile(const NewFile &) = delete;
     NewFile &operator=(const NewFile &) = delete;
 
@@ -147,6 +199,7 @@ class NewFile {
   private:
     fs::path final_name_;
     fs::path path_;
+    std::optional<LockedFile> file_;
 };
 
 // A folder that is gone again, if it was made here and is empty.
@@ -171,12 +224,29 @@ class NewFolder {
     bool made_ = false;
 };
 
+const std::vector<std::string> &node_tables() {
+    static const std::vector<std::string> statements = [] {
+        std::vector<std::string> all = seal_table_sql();
+        for (const std::vector<std::string> &table : {native_table_sql(), item_table_sql()})
+            all.insert(all.end(), table.begin(), table.end());
+        return all;
+    }();
+    return statements;
+}
+
 // Path of a node's database. Throws NodeError when there is none.
 std::string database_of(const fs::path &folder) {
     const fs::path file = folder / kDatabaseName;
     if (!fs::is_regular_file(file))
         throw NodeError(fmt::format("{}: no node, expected a folder made with 'ocamp node init'", folder.string()));
     return file.string();
+}
+
+std::optional<WriterTurn> turn_for(const fs::path &folder, Node::Access access) {
+    if (access == Node::Access::read)
+        return std::nullopt;
+    database_of(folder);
+    return std::optional<WriterTurn>(std::in_place, (folder / kQueueName).string(), kLongestQueue);
 }
 
 } // namespace
@@ -196,22 +266,28 @@ void Node::init(const fs::path &folder, const fs::path &example) {
         throw NodeError(fmt::format("{}: no such folder, expected an example node", example.string()));
     const fs::path target = fs::absolute(folder).lexically_normal();
     const NewFolder made(target);
+    remove_leftovers(target / kDatabaseName);
     if (fs::exists(target / kDatabaseName))
         throw NodeError(fmt::format("{}: holds a node already, expected a new or empty folder", folder.string()));
     NewFile file(target / kDatabaseName);
     {
-        Database database(file.path().string(), Database::Mode::read_write_create);
+        Database database(file.path().string(), Database::Mode::create, &kMark);
         Transaction transaction(database);
-        create_native_table(database);
+        run_all(database, node_tables());
         load_example(database, example);
         transaction.commit();
     }
     file.give_name();
 }
 
-Node::Node(const fs::path &folder) try
-    : database_(database_of(folder), Database::Mode::read_write_create), system_database_(database_) {
-} catch (const SqliteError &error) {
+Node::Node(const fs::path &folder, Access access) try
+    : turn_(turn_for(folder, access)),
+      database_(database_of(folder), access == Access::read ? Database::Mode::read_only : Database::Mode::read_write,
+                &kMark),
+      system_database_(database_) {
+    const ReadTransaction reading(database_);
+    check_schema(database_, node_tables());
+} catch (const ForeignFileError &error) {
     throw NodeError(fmt::format("{}, expected the database of a node", error.what()));
 }
 

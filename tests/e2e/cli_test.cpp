@@ -1,7 +1,11 @@
 // Wrong use of ocamp: each case with its exit status and its message.
 #include "ocamp_program.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace e2e;
 using testing::HasSubstr;
@@ -147,6 +151,66 @@ TEST_F(CommandLine, FaultyExampleIsToldByFileAndPlaceAndLeavesNothing) {
         EXPECT_FALSE(std::filesystem::exists(folder() / "new")) << fault.file;
         std::filesystem::remove_all(folder() / "example");
     }
+}
+
+TEST_F(CommandLine, ExampleFileThatIsNoFileIsRefusedAndNotWaitedFor) {
+    std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
+    const auto init = [&] {
+        return run_ocamp({"node", "init", (folder() / "new").string(), "--from", (folder() / "example").string()});
+    };
+    for (const char *name : {"native/pipe.json", "sysdb/pipe.json"}) {
+        const std::filesystem::path pipe = folder() / "example" / name;
+        ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+        // An end that nobody writes to: a reader gets nothing instead of waiting for ever.
+        const int writer = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+        const Outcome outcome = init();
+        close(writer);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_THAT(outcome.err, HasSubstr(std::string(name) + ": not a regular file"));
+        std::filesystem::remove(pipe);
+    }
+    std::filesystem::create_directory(folder() / "example" / "native" / "folder.json");
+    EXPECT_THAT(init().err, HasSubstr("native/folder.json: not a regular file"));
+    EXPECT_FALSE(std::filesystem::exists(folder() / "new"));
+}
+
+TEST_F(CommandLine, LeftoversOfKilledRunsGoAndThoseOfRunsAtWorkStay) {
+    const std::filesystem::path target = folder() / "new", left = target / "node.db.new-1",
+                                busy = target / "node.db.new-2", other = target / "node.db.new-x";
+    std::filesystem::create_directory(target);
+    for (const std::filesystem::path &file : {left, busy, other}) {
+        write_file(file, "x");
+        write_file(file.string() + "-journal", "x");
+    }
+    const int lock = open(busy.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    for (const int status : {0, 2}) {
+        EXPECT_EQ(run_ocamp({"node", "init", target.string(), "--from", EXAMPLE_NODE}).status, status);
+        EXPECT_FALSE(std::filesystem::exists(left));
+        EXPECT_FALSE(std::filesystem::exists(left.string() + "-journal"));
+        EXPECT_TRUE(std::filesystem::exists(busy));
+        EXPECT_TRUE(std::filesystem::exists(busy.string() + "-journal"));
+        EXPECT_TRUE(std::filesystem::exists(other));
+        write_file(left, "");
+        write_file(left.string() + "-journal", "");
+    }
+    close(lock);
+    run_ocamp({"node", "init", target.string(), "--from", EXAMPLE_NODE});
+    EXPECT_FALSE(std::filesystem::exists(busy));
+}
+
+TEST_F(CommandLine, SecondHistoryOfAPortIsRefused) {
+    std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
+    const std::filesystem::path file = folder() / "example" / "native" / "history.xml";
+    std::string text = read_file(file);
+    const std::string entry = "<optics-second30-optics-history>";
+    text.insert(text.find(entry), entry + "<number>2</number></optics-second30-optics-history>");
+    write_file(file, text);
+    const Outcome outcome =
+        run_ocamp({"node", "init", (folder() / "new").string(), "--from", (folder() / "example").string()});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("native/history.xml: "));
+    EXPECT_THAT(outcome.err, HasSubstr("a port has one history, number 1"));
 }
 
 TEST_F(CommandLine, MissingExampleIsTold) {

@@ -42,6 +42,10 @@ Outcome run_ocamp(const std::vector<std::string> &arguments, const std::string &
     return support::run(started);
 }
 
+Outcome run_ocamp_onto(const fs::path &output, const std::vector<std::string> &arguments, const std::string &input) {
+    return run_ocamp(arguments, input, {{STDOUT_FILENO, output}});
+}
+
 std::string read_file(const fs::path &file) {
     std::ifstream stream(file, std::ios::binary);
     EXPECT_TRUE(stream) << file;

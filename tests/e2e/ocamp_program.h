@@ -20,6 +20,10 @@ using support::Outcome;
 Outcome run_ocamp(const std::vector<std::string> &arguments, const std::string &input = "",
                   const std::map<int, std::filesystem::path> &redirected = {});
 
+// The same with `output`, such as /dev/full, as standard output; with none when it is empty.
+Outcome run_ocamp_onto(const std::filesystem::path &output, const std::vector<std::string> &arguments,
+                       const std::string &input = "");
+
 // Starts ocamp with the file as standard input and its standard output into another file. Gives the process number;
 // the caller waits for it.
 int start_ocamp(const std::vector<std::string> &arguments, const std::filesystem::path &input,
