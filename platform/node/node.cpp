@@ -36,15 +36,23 @@ constexpr std::array<std::string_view, 5> kNativeModules{"Korvex-ifmgr-cfg", "Ko
                                                          "Korvex-controller-orvo8-ots-oper",
                                                          "Korvex-controller-optics-oper", "Korvex-pmengine-oper"};
 
+[[noreturn]] void fail_on(const fs::path &path, std::string_view action) {
+    throw std::system_error(errno, std::generic_category(), fmt::format("{}: {}", path.string(), action));
+}
+
 std::string read_file(const fs::path &file) {
     // A pipe or a device might never end.
     if (!fs::is_regular_file(file))
         throw NodeError(fmt::format("{}: not a regular file, expected a document", file.string()));
+    errno = 0;
     std::ifstream stream(file, std::ios::binary);
     std::ostringstream text;
-    if (!stream || !(text << stream.rdbuf()))
-        throw NodeError(fmt::format("{}: cannot be read, expected a document", file.string()));
-    return text.str();
+    if (stream && (text << stream.rdbuf()))
+        return text.str();
+    // A disk that fails is not the fault of who named the file.
+    if (errno != 0 && errno != ENOENT && errno != EACCES)
+        fail_on(file, "cannot be read");
+    throw NodeError(fmt::format("{}: cannot be read, expected a document", file.string()));
 }
 
 // The files of a folder with one of the extensions, by name.
@@ -97,6 +105,12 @@ void load_sysdb_file(SystemDatabase &system_database, const fs::path &file) {
     try {
         for (const SysdbItem &item : sysdb_items_from_json(read_file(file)))
             system_database.put(item.bind_point, item.item, encode_bag(item.bag));
+    } catch (const std::system_error &) {
+        throw; // names the file already, and is no fault of the example
+    } catch (const SqliteError &) {
+        throw;
+    } catch (const NodeError &) {
+        throw;
     } catch (const std::runtime_error &error) {
         throw NodeError(fmt::format("{}: {}", file.string(), error.what()));
     }
@@ -113,18 +127,14 @@ void load_example(Database &database, const fs::path &example) {
         load_sysdb_file(system_database, file);
 }
 
-[[noreturn]] void fail_on(const fs::path &path, std::string_view action) {
-    throw std::system_error(errno, std::generic_category(), fmt::format("{}: {}", path.string(), action));
-}
-
-void sync(const fs::path &path) {
+void sync(const fs::path &path, std::string_view failure = "cannot be written to the disk") {
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0 || fsync(descriptor) != 0) {
         const int error = errno;
         if (descriptor >= 0)
             close(descriptor);
         errno = error;
-        fail_on(path, "cannot be written to the disk");
+        fail_on(path, failure);
     }
     close(descriptor);
 }
@@ -182,7 +192,10 @@ class NewFile {
         if (!file_->lock() || !file_->is_named())
             fail_on(path_, "cannot be made");
     }
-    ~NewFile() { remove_with_journal(path_); }
+    ~NewFile() {
+        if (!named_)
+            remove_with_journal(path_);
+    }
     NewFile(const NewFile &) = delete;
     NewFile &operator=(const NewFile &) = delete;
 
@@ -191,15 +204,18 @@ class NewFile {
     // A file that has the name by now is not replaced.
     void give_name() {
         sync(path_);
+        const fs::path folder = final_name_.parent_path();
         if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, final_name_.c_str(), RENAME_NOREPLACE) != 0)
             fail_on(final_name_, "cannot be made");
-        sync(final_name_.parent_path());
+        named_ = true;
+        sync(folder, "the node is made, but may not outlast a power failure");
     }
 
   private:
     fs::path final_name_;
     fs::path path_;
     std::optional<LockedFile> file_;
+    bool named_ = false;
 };
 
 // A folder that is gone again, if it was made here and is empty.

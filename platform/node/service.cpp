@@ -5,7 +5,26 @@
 #include "log/failure.h"
 #include "sysdb/current_system_database.h"
 
+#include <fmt/format.h>
+#include <sqlite3.h>
+
 namespace ocamp {
+
+namespace {
+
+void commit(Transaction &transaction) {
+    try {
+        transaction.commit();
+    } catch (const SqliteError &error) {
+        // The journal is gone, which is what makes a commit; only its going may not be on the disk yet.
+        if (error.code() == SQLITE_IOERR_DIR_FSYNC)
+            throw SqliteError(fmt::format("the edit is made, but may not outlast a power failure: {}", error.what()),
+                              error.code());
+        throw;
+    }
+}
+
+} // namespace
 
 Service::Service(const ServiceSettings &settings)
     : logs_(settings.logs), folder_(settings.node), node_(folder_, Node::Access::read),
@@ -27,7 +46,7 @@ void Service::edit(const EditRequest &request) {
     NativeData data = load_native(node.database(), native_schema());
     run_watched([&] { Editor(plugin_, logs_).edit(data, request, nullptr); });
     store_running(node.database(), data.running.get());
-    transaction.commit();
+    commit(transaction);
 }
 
 void Service::try_edit(const EditRequest &request, EditReport &report) {

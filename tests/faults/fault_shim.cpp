@@ -41,9 +41,9 @@ std::uint64_t stack_hash() noexcept {
     return hash;
 }
 
-// Counts a call; true when it is to fail, with errno set.
+// Counts a call, if it is of one of the kinds; true when it is to fail, with errno set.
 bool fails(Call kind) noexcept {
-    if (report == nullptr || inside)
+    if (report == nullptr || inside || kind == Call::kinds)
         return false;
     const auto index = static_cast<std::size_t>(kind);
     const std::uint64_t nth = ++report->calls[index];
@@ -121,7 +121,9 @@ FAULTS_OPEN(open64)
 FAULTS_FUNCTION(Call::read, ssize_t, read, -1, (int file, void *to, size_t size), (file, to, size))
 FAULTS_FUNCTION(Call::read, ssize_t, pread, -1, (int file, void *to, size_t size, off_t at), (file, to, size, at))
 FAULTS_FUNCTION(Call::read, ssize_t, pread64, -1, (int file, void *to, size_t size, off_t at), (file, to, size, at))
-FAULTS_FUNCTION(Call::write, ssize_t, write, -1, (int file, const void *from, size_t size), (file, from, size))
+// Messages get out whatever the disk does.
+FAULTS_FUNCTION(file > STDERR_FILENO ? Call::write : Call::kinds, ssize_t, write, -1,
+                (int file, const void *from, size_t size), (file, from, size))
 FAULTS_FUNCTION(Call::write, ssize_t, pwrite, -1, (int file, const void *from, size_t size, off_t at),
                 (file, from, size, at))
 FAULTS_FUNCTION(Call::write, ssize_t, pwrite64, -1, (int file, const void *from, size_t size, off_t at),
