@@ -103,8 +103,8 @@ YangTree copy_tree(const lyd_node *tree);
 
 // The whole tree as text, indented. An empty tree gives an empty text. Throws YangError when a part of it got lost.
 std::string print_tree(const lyd_node *tree, LYD_FORMAT format);
-/// A valid tree as the JSON document to be stored, "{}" for an empty one. It has been read back, and gave the same tree.
-/// Throws YangError.
+/// A valid tree as the JSON document to be stored, "{}" for an empty one. It has been read back, and gave the same
+/// tree. Throws YangError.
 std::string print_to_store(const lyd_node *tree);
 // Data path of a node with its keys, module names only where the module changes.
 std::string data_path(const lyd_node &node);
