@@ -115,7 +115,8 @@ class Bench {
             return std::string(name) + "=" + std::to_string(value);
         };
         return support::run({.words = words(command),
-                             .environment = {"LD_PRELOAD=" FAULT_SHIM,
+                             .environment = {// A name without folder: blanks would end a path there.
+                                             "LD_PRELOAD=" FAULT_SHIM_NAME, "LD_LIBRARY_PATH=" FAULT_SHIM_FOLDER,
                                              std::string(faults::report_variable) + "=" + (folder_ / "report").string(),
                                              variable(faults::kind_variable, static_cast<std::uint64_t>(fault.kind)),
                                              variable(faults::at_variable, at),
@@ -249,6 +250,7 @@ class Faults : public testing::TestWithParam<Command> {
         bench_.restore(expected_.database_before);
         EXPECT_EQ(bench_.run_with(GetParam().words, fault, 0).status, 0);
         const faults::Report &report = bench_.report();
+        EXPECT_GT(report.calls[static_cast<std::size_t>(Call::allocate)], 0U) << "the shim is not in the program";
         tally.calls = report.calls[static_cast<std::size_t>(fault.kind)];
         EXPECT_LE(tally.calls, faults::most_stacks);
         const bool all = std::getenv("FAULTS_ALL") != nullptr;
@@ -288,6 +290,7 @@ class Faults : public testing::TestWithParam<Command> {
             worker = std::thread(work);
         for (std::thread &worker : workers)
             worker.join();
+        EXPECT_EQ(tally.failed, chosen.size()) << "calls that were to fail were not made";
         return tally;
     }
 
