@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Fails every allocation and every file call of a read, an edit and the making of a node, one run of ocamp for each, and
-# prints the figures. Takes the better part of an hour on two cores; CTest runs a sample. Arguments go to GoogleTest.
+# prints the figures. CTest runs a sample. Arguments go to GoogleTest.
 source "$(dirname "$0")/lib.sh"
 
 build release

@@ -32,7 +32,7 @@ using faults::Call;
 using support::Outcome;
 
 // Calls of one command and kind that are failed in a usual run, spread over all that there are.
-constexpr std::size_t sample_size = 350;
+constexpr std::size_t sample_size = 1500;
 
 struct Fault {
     Call kind;
