@@ -1,6 +1,7 @@
 // ocamp: reads and edits the OpenConfig data of a node that speaks only its native models. This file reads the command
 // line and turns failures into messages and exit statuses; the commands are in files of their own.
 #include "options.h"
+#include "out_of_memory.h"
 #include "output.h"
 
 #include "log/text.h"
@@ -10,6 +11,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -23,11 +25,21 @@ constexpr int kWrongUse = 2;
 constexpr const char *kFooter = "Exit status: 0 done, 1 the request failed, 2 wrong use.\n"
                                 "'ocamp COMMAND --help' tells more of each command.";
 
-// One line, whatever a client's text in the message holds.
-int tell(std::string_view message, int status) {
-    std::string line = "ocamp: ";
-    ocamp::append_escaped(line, message);
-    fmt::print(stderr, "{}\n", line);
+// The buffer of standard output is there from the start, so that an answer never fails for want of one.
+char output_buffer[BUFSIZ];
+
+// One line, whatever a client's text in the message holds. Nothing here throws: the message may be about memory, and
+// standard error may be gone.
+int tell(std::string_view message, int status) noexcept {
+    try {
+        std::string line = "ocamp: ";
+        ocamp::append_escaped(line, message);
+        line += '\n';
+        ocamp::write_error(line);
+    } catch (...) {
+        ocamp::write_error("ocamp: out of memory for the message of an error\n");
+    }
+    ocamp::outcome_is_told(status);
     return status;
 }
 
@@ -70,8 +82,11 @@ int run(int argc, char **argv) {
 int main(int argc, char **argv) {
     using namespace ocamp;
     reserve_standard_streams();
+    std::setvbuf(stdout, output_buffer, _IOFBF, sizeof output_buffer);
     try {
         return run(argc, argv);
+    } catch (const std::bad_alloc &) {
+        return tell("out of memory", kFailed);
     } catch (const UsageError &error) {
         return tell(error.what(), kWrongUse);
     } catch (const FilterError &error) {

@@ -32,9 +32,10 @@ void add_node_command(CLI::App &program, CommonOptions &common) {
     init.footer("Example:\n  ocamp node init demo-node --from examples/node");
     init.callback([options, &common] {
         const LogSession logs(common.logs);
+        const std::string made =
+            escaped(fmt::format("{}: node made from {}", options->folder, options->example)) + "\n";
         Node::init(options->folder, options->example);
-        finish_output(escaped(fmt::format("{}: node made from {}", options->folder, options->example)) + "\n",
-                      "the node is made");
+        finish_output(made, "the node is made");
     });
 }
 

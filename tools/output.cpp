@@ -1,6 +1,8 @@
 // How standard output is kept and ended. Knows no command.
 #include "output.h"
 
+#include "out_of_memory.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -30,16 +32,29 @@ void reserve_standard_streams() noexcept {
     }
 }
 
-void finish_output(std::string_view text, const std::string &done) {
+void finish_output(std::string_view text, std::string_view done) {
     errno = 0;
     const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    if (std::fflush(stdout) == 0 && written && std::ferror(stdout) == 0 && is_open_for_writing(STDOUT_FILENO))
+    if (std::fflush(stdout) == 0 && written && std::ferror(stdout) == 0 && is_open_for_writing(STDOUT_FILENO)) {
+        outcome_is_told(0);
         return;
+    }
     const std::string reason = fmt::format("standard output: {}", !is_open_for_writing(STDOUT_FILENO) ? "closed"
                                                                   : errno != 0 ? std::strerror(errno)
                                                                                : "could not be written");
     throw OutputError(done.empty() ? reason + ", the answer could not be written"
                                    : fmt::format("{}, but it could not be acknowledged: {}", done, reason));
+}
+
+void write_error(std::string_view text) noexcept {
+    while (!text.empty()) {
+        const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            return;
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
 }
 
 } // namespace ocamp

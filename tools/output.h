@@ -19,7 +19,11 @@ class OutputError : public std::runtime_error {
 void reserve_standard_streams() noexcept;
 
 // Writes `text` and everything written before it. `done` is what a client must know when that fails, such as "the edit
-// is made"; empty for an answer, which changes nothing. Throws OutputError.
-void finish_output(std::string_view text, const std::string &done);
+// is made"; empty for an answer, which changes nothing. Afterwards nothing
+// can go wrong any more for the one who asked. Throws OutputError.
+void finish_output(std::string_view text, std::string_view done);
+
+// Writes to standard error; what cannot be written is lost.
+void write_error(std::string_view text) noexcept;
 
 } // namespace ocamp

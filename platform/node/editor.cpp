@@ -130,13 +130,6 @@ void check_after(const EditNode &node, lyd_node *siblings) {
         check_after(child, instance != nullptr ? lyd_child(instance) : nullptr);
 }
 
-YangTree copy_of(const lyd_node *tree) {
-    lyd_node *copy = nullptr;
-    if (tree != nullptr && lyd_dup_siblings(tree, nullptr, LYD_DUP_RECURSIVE, &copy) != LY_SUCCESS)
-        throw YangError("libyang could not copy a tree");
-    return YangTree(copy);
-}
-
 // Checks the whole of the native configuration. What is wrong with it is told of the OpenConfig node whose write stands
 // where the native model complains, or else of the whole edit.
 void check_natively(YangTree &running, const std::vector<Write> &writes) {
@@ -161,7 +154,7 @@ YangTree Editor::configuration(const NativeData &data) const {
 void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report) const {
     EditRequest request = asked;
     const YangTree before = configuration(data);
-    const YangTree native_before = copy_of(data.running.get());
+    const YangTree native_before = copy_tree(data.running.get());
     for (EditNode &root : request.roots()) {
         check_before(root, before.get());
         drop_absent_removals(root, before.get());

@@ -99,7 +99,8 @@ class JsonCollector : public nlohmann::json_sax<nlohmann::json> {
     // An open value stays where it is: nothing is added beside it before it is closed.
     bool open(JsonValue::Kind kind) {
         if (open_.size() == kDeepestDocument)
-            throw DocumentError(fmt::format("nested deeper than {} levels", kDeepestDocument));
+            throw DocumentError(
+                fmt::format("nested more than {0} levels deep, expected at most {0}", kDeepestDocument));
         open_.push_back(add({.kind = kind}));
         return true;
     }

@@ -18,9 +18,7 @@ constexpr const char *kTable = "native_data";
 constexpr std::string_view kRunning = "running";
 
 void store(Database &database, std::string_view name, const lyd_node *tree) {
-    std::string document = print_tree(tree, LYD_JSON);
-    if (document.empty())
-        document = "{}";
+    const std::string document = print_to_store(tree);
     Statement insert =
         database.prepare("INSERT INTO native_data(name, document, checksum) VALUES(?1, ?2, ?3) ON CONFLICT(name) "
                          "DO UPDATE SET document = excluded.document, checksum = excluded.checksum");

@@ -36,15 +36,23 @@ constexpr std::array<std::string_view, 5> kNativeModules{"Korvex-ifmgr-cfg", "Ko
                                                          "Korvex-controller-orvo8-ots-oper",
                                                          "Korvex-controller-optics-oper", "Korvex-pmengine-oper"};
 
+[[noreturn]] void fail_on(const fs::path &path, std::string_view action) {
+    throw std::system_error(errno, std::generic_category(), fmt::format("{}: {}", path.string(), action));
+}
+
 std::string read_file(const fs::path &file) {
     // A pipe or a device might never end.
     if (!fs::is_regular_file(file))
         throw NodeError(fmt::format("{}: not a regular file, expected a document", file.string()));
+    errno = 0;
     std::ifstream stream(file, std::ios::binary);
     std::ostringstream text;
-    if (!stream || !(text << stream.rdbuf()))
-        throw NodeError(fmt::format("{}: cannot be read, expected a document", file.string()));
-    return text.str();
+    if (stream && (text << stream.rdbuf()))
+        return text.str();
+    // A disk that fails is not the fault of who named the file.
+    if (errno != 0 && errno != ENOENT && errno != EACCES)
+        fail_on(file, "cannot be read");
+    throw NodeError(fmt::format("{}: cannot be read, expected a document", file.string()));
 }
 
 // The files of a folder with one of the extensions, by name.
@@ -64,11 +72,18 @@ std::vector<fs::path> files_in(const fs::path &folder, std::initializer_list<std
     return files;
 }
 
-// Adds the roots of `tree` to `to`.
-void move_roots(YangTree tree, YangTree &to) {
-    lyd_node *first = to.release();
-    lyd_insert_sibling(first, tree.release(), &first);
-    to.reset(first);
+// Takes away the roots that are only there by default: each file would bring them anew.
+void drop_implicit_roots(YangTree &tree) {
+    lyd_node *first = tree.release();
+    for (lyd_node *root = first; root != nullptr;) {
+        lyd_node *next = root->next;
+        if ((root->flags & LYD_DEFAULT) != 0) {
+            first = root == first ? next : first;
+            lyd_free_tree(root);
+        }
+        root = next;
+    }
+    tree.reset(first);
 }
 
 void load_native_file(Database &database, const fs::path &file, YangTree &running,
@@ -79,10 +94,9 @@ void load_native_file(Database &database, const fs::path &file, YangTree &runnin
     } catch (const YangError &error) {
         throw NodeError(fmt::format("{}: {}", file.string(), error.what()));
     }
+    drop_implicit_roots(tree);
     std::size_t roots = 0, configuration_roots = 0;
     for (const lyd_node *root = tree.get(); root != nullptr; root = root->next) {
-        if ((root->flags & LYD_DEFAULT) != 0)
-            continue;
         const auto [earlier, added] = file_of_root.emplace(data_path(*root), file.string());
         if (!added)
             throw NodeError(fmt::format("{}: {} is already in {}, expected each root in one file", file.string(),
@@ -93,7 +107,7 @@ void load_native_file(Database &database, const fs::path &file, YangTree &runnin
     if (roots == 0)
         throw NodeError(fmt::format("{}: holds no data, expected the root of a native model", file.string()));
     if (configuration_roots == roots)
-        move_roots(std::move(tree), running);
+        add_roots(running, std::move(tree));
     else if (roots == 1)
         store_operational(database, lyd_owner_module(tree.get())->name, tree.get());
     else
@@ -104,6 +118,12 @@ void load_sysdb_file(SystemDatabase &system_database, const fs::path &file) {
     try {
         for (const SysdbItem &item : sysdb_items_from_json(read_file(file)))
             system_database.put(item.bind_point, item.item, encode_bag(item.bag));
+    } catch (const std::system_error &) {
+        throw; // names the file already, and is no fault of the example
+    } catch (const SqliteError &) {
+        throw;
+    } catch (const NodeError &) {
+        throw;
     } catch (const std::runtime_error &error) {
         throw NodeError(fmt::format("{}: {}", file.string(), error.what()));
     }
@@ -120,18 +140,14 @@ void load_example(Database &database, const fs::path &example) {
         load_sysdb_file(system_database, file);
 }
 
-[[noreturn]] void fail_on(const fs::path &path, std::string_view action) {
-    throw std::system_error(errno, std::generic_category(), fmt::format("{}: {}", path.string(), action));
-}
-
-void sync(const fs::path &path) {
+void sync(const fs::path &path, std::string_view failure = "cannot be written to the disk") {
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0 || fsync(descriptor) != 0) {
         const int error = errno;
         if (descriptor >= 0)
             close(descriptor);
         errno = error;
-        fail_on(path, "cannot be written to the disk");
+        fail_on(path, failure);
     }
     close(descriptor);
 }
@@ -189,7 +205,10 @@ class NewFile {
         if (!file_->lock() || !file_->is_named())
             fail_on(path_, "cannot be made");
     }
-    ~NewFile() { remove_with_journal(path_); }
+    ~NewFile() {
+        if (!named_)
+            remove_with_journal(path_);
+    }
     NewFile(const NewFile &) = delete;
     NewFile &operator=(const NewFile &) = delete;
 
@@ -198,15 +217,18 @@ class NewFile {
     // A file that has the name by now is not replaced.
     void give_name() {
         sync(path_);
+        const fs::path folder = final_name_.parent_path();
         if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, final_name_.c_str(), RENAME_NOREPLACE) != 0)
             fail_on(final_name_, "cannot be made");
-        sync(final_name_.parent_path());
+        named_ = true;
+        sync(folder, "the node is made, but may not outlast a power failure");
     }
 
   private:
     fs::path final_name_;
     fs::path path_;
     std::optional<LockedFile> file_;
+    bool named_ = false;
 };
 
 // A folder that is gone again, if it was made here and is empty.

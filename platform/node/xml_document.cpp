@@ -110,7 +110,8 @@ class XmlReader {
         const auto [ns, name] = split(whole_name);
         // The wrapper is no level of the client's.
         if (open_.size() > kDeepestDocument)
-            throw DocumentError(fmt::format("nested deeper than {} levels", kDeepestDocument));
+            throw DocumentError(
+                fmt::format("nested more than {0} levels deep, expected at most {0}", kDeepestDocument));
         ClientNode &node = open_.emplace_back(ClientNode{.name = std::string(name), .module = std::string(ns)});
         for (; *attributes != nullptr; attributes += 2) {
             const auto [attribute_ns, attribute] = split(attributes[0]);

@@ -80,8 +80,8 @@ class Edits : public NodeTest {
 TEST_F(Edits, ValuesAreStoredInTenthsAndReadBackFromThem) {
     expect_done(booster("\"name\": \"0/2-AMP-BST\", \"target-gain\": \"15.56\", \"target-gain-tilt\": \"-1.25\", "
                         "\"enabled\": false"));
-    EXPECT_EQ(configuration(), expected("edit_values.json"));
-    EXPECT_EQ(native("Ots0/2/0/1"), expected("edit_values_native.json"));
+    EXPECT_SAME_TEXT(configuration(), expected("edit_values.json"));
+    EXPECT_SAME_TEXT(native("Ots0/2/0/1"), expected("edit_values_native.json"));
     EXPECT_THAT(get({"/optical-amplifier/amplifiers/amplifier[name='0/2-AMP-BST']/state/target-gain"}).out,
                 HasSubstr("\"15.5\""));
 }
@@ -90,37 +90,37 @@ TEST_F(Edits, XmlDoesTheSame) {
     expect_done(xml("<amplifiers><amplifier><name>0/2-AMP-BST</name><config><name>0/2-AMP-BST</name>"
                     "<target-gain> 15.56 </target-gain><target-gain-tilt>-1.25</target-gain-tilt>"
                     "<enabled>false</enabled></config></amplifier></amplifiers>"));
-    EXPECT_EQ(configuration(), expected("edit_values.json"));
+    EXPECT_SAME_TEXT(configuration(), expected("edit_values.json"));
 }
 
 TEST_F(Edits, TwoAmplifiersAtOnce) {
     expect_done(amplifiers(amplifier("0/1-AMP-PRE", "\"config\": {\"target-gain\": \"16.10\"}") + "," +
                            amplifier("0/2-AMP-PRE", "\"config\": {\"enabled\": false}")));
-    EXPECT_EQ(configuration(), expected("edit_two.json"));
+    EXPECT_SAME_TEXT(configuration(), expected("edit_two.json"));
 }
 
 TEST_F(Edits, DeleteOfALeaf) {
     expect_done(booster("\"target-gain\": \"0\", " + leaf_operation("target-gain", "delete")));
-    EXPECT_EQ(configuration(), expected("edit_delete_leaf.json"));
+    EXPECT_SAME_TEXT(configuration(), expected("edit_delete_leaf.json"));
     EXPECT_THAT(native("Ots0/2/0/1"), Not(HasSubstr("optics-ots-amplifier-gain\"")));
 }
 
 TEST_F(Edits, DeleteOfALeafInXmlNeedsNoValue) {
     expect_done(xml("<amplifiers><amplifier><name>0/2-AMP-BST</name><config>"
                     "<target-gain nc:operation=\"delete\"/></config></amplifier></amplifiers>"));
-    EXPECT_EQ(configuration(), expected("edit_delete_leaf.json"));
+    EXPECT_SAME_TEXT(configuration(), expected("edit_delete_leaf.json"));
 }
 
 TEST_F(Edits, DeleteOfAnAmplifiersConfiguration) {
     expect_done(amplifiers(amplifier("0/2-AMP-BST", "\"config\": {" + operation("delete") + "}")));
-    EXPECT_EQ(configuration(), expected("edit_delete_config.json"));
-    EXPECT_EQ(native("Ots0/2/0/1"), expected("edit_delete_config_native.json"));
+    EXPECT_SAME_TEXT(configuration(), expected("edit_delete_config.json"));
+    EXPECT_SAME_TEXT(native("Ots0/2/0/1"), expected("edit_delete_config_native.json"));
 }
 
 TEST_F(Edits, DeleteOfAnAmplifier) {
     const std::string others = other_interfaces();
     expect_done(amplifiers("{" + operation("delete") + ", \"name\": \"0/2-AMP-BST\"}"));
-    EXPECT_EQ(configuration(), expected("edit_delete_entry.json"));
+    EXPECT_SAME_TEXT(configuration(), expected("edit_delete_entry.json"));
     EXPECT_EQ(native("Ots0/2/0/1"), "{}\n");
     EXPECT_EQ(other_interfaces(), others);
 }
@@ -133,7 +133,7 @@ TEST_F(Edits, DeleteOfEverythingTouchesNoOtherInterface) {
         SetUp();
         expect_done(document);
         EXPECT_EQ(configuration(), "{}\n");
-        EXPECT_EQ(interfaces(), expected("edit_delete_all_interfaces.json"));
+        EXPECT_SAME_TEXT(interfaces(), expected("edit_delete_all_interfaces.json"));
         EXPECT_EQ(other_interfaces(), others);
         TearDown();
     }
@@ -176,7 +176,7 @@ TEST_F(Edits, ReplaceOfOneAmplifierLeavesTheOthers) {
     expect_done(amplifiers("{" + operation("replace") +
                            ", \"name\": \"0/1-AMP-BST\", \"config\": {\"name\": \"0/1-AMP-BST\", "
                            "\"target-gain\": \"12.5\"}}"));
-    EXPECT_EQ(configuration(), expected("edit_replace_entry.json"));
+    EXPECT_SAME_TEXT(configuration(), expected("edit_replace_entry.json"));
     EXPECT_EQ(other_interfaces(), others);
 }
 
@@ -195,12 +195,12 @@ TEST_F(Edits, ReplaceOfTheWholeContainer) {
         amplifier("0/2-AMP-PRE", "\"config\": {\"name\": \"0/2-AMP-PRE\", \"target-gain\": \"19.5\"}") + "," +
         amplifier("0/2-AMP-BST", "\"config\": {\"name\": \"0/2-AMP-BST\", \"target-gain\": \"14.8\"}") + "]}";
     expect_done(json(operation("replace") + ", " + content));
-    EXPECT_EQ(configuration(), expected("edit_replace_all.json"));
+    EXPECT_SAME_TEXT(configuration(), expected("edit_replace_all.json"));
     EXPECT_EQ(other_interfaces(), others);
 
     SetUp();
     expect_done(json(content), {"--default-operation", "replace"});
-    EXPECT_EQ(configuration(), expected("edit_replace_all.json"));
+    EXPECT_SAME_TEXT(configuration(), expected("edit_replace_all.json"));
     TearDown();
     SetUp();
 }
@@ -234,7 +234,7 @@ TEST_F(Edits, ExplanationShowsTheEditWithoutDoingIt) {
     const Outcome outcome =
         ocamp({"explain", "edit"}, {"-"}, booster("\"target-gain\": \"15.56\", \"enabled\": false"));
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, expected("explain_edit.txt"));
+    EXPECT_SAME_TEXT(outcome.out, expected("explain_edit.txt"));
     EXPECT_TRUE(before == data());
 }
 
