@@ -221,7 +221,7 @@ class NewFile {
         if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, final_name_.c_str(), RENAME_NOREPLACE) != 0)
             fail_on(final_name_, "cannot be made");
         named_ = true;
-        sync(folder, "the node is made, but may not outlast a power failure");
+        sync(folder, "the node is made, but it may not outlast a power cut");
     }
 
   private:
@@ -304,7 +304,7 @@ void Node::init(const fs::path &folder, const fs::path &example) {
         Transaction transaction(database);
         run_all(database, node_tables());
         load_example(database, example);
-        transaction.commit();
+        transaction.commit("");
     }
     file.give_name();
 }

@@ -6,26 +6,7 @@
 #include "node/stages.h"
 #include "sysdb/current_system_database.h"
 
-#include <fmt/format.h>
-#include <sqlite3.h>
-
 namespace ocamp {
-
-namespace {
-
-void commit(Transaction &transaction) {
-    try {
-        transaction.commit();
-    } catch (const SqliteError &error) {
-        // The journal is gone, which is what makes a commit; only its going may not be on the disk yet.
-        if (error.code() == SQLITE_IOERR_DIR_FSYNC)
-            throw SqliteError(fmt::format("the edit is made, but may not outlast a power failure: {}", error.what()),
-                              error.code());
-        throw;
-    }
-}
-
-} // namespace
 
 Service::Service(const ServiceSettings &settings)
     : logs_(settings.logs), folder_(settings.node), node_(folder_, Node::Access::read),
@@ -48,7 +29,7 @@ void Service::edit(const EditRequest &request) {
     run_watched([&] { Editor(plugin_, logs_).edit(data, request, nullptr); });
     const StageMark stage(Stage::commit);
     store_running(node.database(), data.running.get());
-    commit(transaction);
+    transaction.commit("the edit is made");
 }
 
 void Service::try_edit(const EditRequest &request, EditReport &report) {

@@ -221,13 +221,13 @@ Transaction::~Transaction() {
         sqlite3_exec(database_.connection(), "ROLLBACK;", nullptr, nullptr, nullptr);
 }
 
-void Transaction::commit() {
+void Transaction::commit(std::string_view made) {
     try {
         database_.exec("COMMIT;");
     } catch (const SqliteError &error) {
         // The last step: the journal is gone already, and with it the way back.
-        if (error.code() == SQLITE_IOERR_DIR_FSYNC)
-            throw SqliteError(fmt::format("the change is made, but it may not outlast a power cut: {}", error.what()),
+        if (error.code() == SQLITE_IOERR_DIR_FSYNC && !made.empty())
+            throw SqliteError(fmt::format("{}, but it may not outlast a power cut: {}", made, error.what()),
                               error.code());
         throw;
     }

@@ -136,9 +136,9 @@ class Transaction {
     Transaction(const Transaction &) = delete;
     Transaction &operator=(const Transaction &) = delete;
 
-    // When it throws, nothing has changed, unless the text says that the change is made and only the folder's entry
-    // for the journal could not be synced.
-    void commit();
+    // When it throws, nothing has changed, unless the text begins with `made`: then only the folder's entry for the
+    // journal could not be synced. An empty `made` is for a file that nobody else sees yet.
+    void commit(std::string_view made = "the change is made");
 
   private:
     Database &database_;
