@@ -1,6 +1,21 @@
 #!/usr/bin/env bash
-# Measures the plug-in beside the bare platform calls that it has to make. Arguments go to Google Benchmark.
+# Runs every benchmark, writes docs/performance.md with its plots, and prints the ratios. ROUNDS (default 5) is how
+# often each is measured.
 source "$(dirname "$0")/lib.sh"
 
-build release plugin_bench
-run build/bin/plugin_bench "$@"
+rounds=${1:-5}
+scripts/setup.sh libxslt1-dev libxml2-dev python3-lxml
+build release plugin_bench node_bench plugin_peer platform_peer libyang_peer xslt_peer ocamp walk_cost memory_test
+figures=build/bench-figures
+mkdir -p "$figures"
+
+run build/bin/plugin_bench --benchmark_min_time=0.05 --benchmark_repetitions="$rounds" \
+    --benchmark_enable_random_interleaving=true --benchmark_out="$figures/plugin.json" >/dev/null
+run build/bin/node_bench --benchmark_min_time=0.5 --benchmark_repetitions="$rounds" \
+    --benchmark_out="$figures/node.json" >/dev/null
+run /usr/bin/python3 bench/command_bench.py build/bin/ocamp "$figures/command.json" "$((rounds * 20))"
+run /usr/bin/python3 bench/peers/compare.py build/bin "$figures/peers.json" "$rounds"
+run build/bin/memory_test --gtest_output="json:$figures/memory.json" >/dev/null
+run ctest --preset release --tests-regex '^instructions$' --verbose | sed -n 's/^[0-9]*: //p' |
+    sed -n '/^instructions of one walk/,$p' >"$figures/instructions.txt"
+run /usr/bin/python3 bench/report/report.py "$figures" docs

@@ -2,8 +2,8 @@
 # Installs the Debian packages that the build and the tests need and that are not there yet.
 source "$(dirname "$0")/lib.sh"
 
-packages=(g++ cmake ninja-build pkg-config libyang2-dev libyang2-tools libsqlite3-dev libfmt-dev libcli11-dev
-          nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev)
+packages=(g++ cmake ninja-build pkg-config libyang2-dev libyang2-tools libsqlite3-dev libexpat1-dev libfmt-dev libcli11-dev
+          nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev groff-base valgrind python3)
 # Further packages may be named as arguments.
 packages+=("$@")
 

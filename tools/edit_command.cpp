@@ -1,8 +1,8 @@
 // ocamp edit. Knows how an edit is handed over, not how it is carried out.
 #include "options.h"
+#include "output.h"
 #include "text_io.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace ocamp {
@@ -28,7 +28,7 @@ void run(const EditCommandOptions &options, const CommonOptions &common) {
     const EditRequest request = options.edit.request();
     Service service({.node = options.node, .plugin = common.plugin, .logs = common.logs});
     service.edit(request);
-    std::puts("ok");
+    finish_output("ok\n", "the edit is made");
 }
 
 } // namespace

@@ -4,6 +4,8 @@
 #include "text_io.h"
 
 #include "log/calls.h"
+#include "log/failure.h"
+#include "log/text.h"
 
 #include <cstdio>
 #include <map>
@@ -99,7 +101,7 @@ void print_native_answer(const ReadReport &report) {
     print_title(3, "Native answer");
     for (std::size_t i = 0; i < report.size(); ++i) {
         for (const NativeWalkReport &walk : report[i].walks) {
-            fmt::print("  {}{}{}\n", run_word(i, report.size()), walk.entry,
+            fmt::print("  {}{}{}\n", run_word(i, report.size()), escaped(walk.entry),
                        walk.result == YMAP_RC_SKIP ? "  (not an entry of this mapping: left out)" : "");
             print_indented(walk.tree, 4);
         }
@@ -116,7 +118,8 @@ void print_dropped(const std::vector<DroppedLeaf> &dropped) {
     for (const DroppedLeaf &leaf : dropped)
         ++counted[{leaf.path, leaf.reason}];
     for (const auto &[leaf, count] : counted)
-        fmt::print("    {}{}: {}\n", leaf.first, count == 1 ? "" : fmt::format(" ({} times)", count), leaf.second);
+        fmt::print("    {}{}: {}\n", escaped(leaf.first), count == 1 ? "" : fmt::format(" ({} times)", count),
+                   escaped(leaf.second));
 }
 
 void run_get(const ExplainGetOptions &options, const CommonOptions &common) {
@@ -131,6 +134,8 @@ void run_get(const ExplainGetOptions &options, const CommonOptions &common) {
     try {
         result = service.read(options.read.kind(), filter, &report);
     } catch (const RequestError &) {
+        refusal = std::current_exception();
+    } catch (const PlatformFailure &) {
         refusal = std::current_exception();
     }
     print_requests(report, options.read.kind());
@@ -176,6 +181,8 @@ void run_edit(const ExplainEditOptions &options, const CommonOptions &common) {
     try {
         service.try_edit(request, report);
     } catch (const RequestError &) {
+        refusal = std::current_exception();
+    } catch (const PlatformFailure &) {
         refusal = std::current_exception();
     }
     print_title(1, "Request tree");

@@ -1,8 +1,8 @@
 // ocamp get. Knows how an answer is asked for and shown, not how it comes about.
 #include "options.h"
+#include "output.h"
 #include "text_io.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace ocamp {
@@ -25,7 +25,7 @@ void run(const GetOptions &options, const CommonOptions &common) {
     const Filter filter = options.read.filter();
     Service service({.node = options.node, .plugin = common.plugin, .logs = common.logs});
     const ReadResult result = service.read(options.read.kind(), filter);
-    std::fputs(answer_text(result.answer.get(), options.format).c_str(), stdout);
+    finish_output(answer_text(result.answer.get(), options.format), "");
 }
 
 } // namespace

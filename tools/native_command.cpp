@@ -1,8 +1,8 @@
 // ocamp native get: the native data as they stand. Knows nothing of OpenConfig.
 #include "options.h"
+#include "output.h"
 #include "text_io.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace ocamp {
@@ -16,22 +16,20 @@ struct NativeOptions {
 };
 
 YangTree all_data(NativeData data) {
-    lyd_node *first = data.running.release();
-    for (YangTree &tree : data.operational) {
-        if (tree != nullptr)
-            lyd_insert_sibling(first, tree.release(), &first);
-    }
-    return YangTree(first);
+    for (YangTree &tree : data.operational)
+        add_roots(data.running, std::move(tree));
+    return std::move(data.running);
 }
 
 void run(const NativeOptions &options, const CommonOptions &common) {
     const Filter filter =
         options.path.empty() ? Filter(native_schema()) : Filter::from_path(native_schema(), options.path);
     const LogSession logs(common.logs);
-    Node node(options.node);
+    Node node(options.node, Node::Access::read);
+    const ReadTransaction snapshot(node.database());
     YangTree tree = all_data(load_native(node.database(), native_schema()));
     filter.cut(tree);
-    std::fputs(answer_text(tree.get(), options.format).c_str(), stdout);
+    finish_output(answer_text(tree.get(), options.format), "");
 }
 
 } // namespace

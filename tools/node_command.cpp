@@ -1,7 +1,9 @@
 // ocamp node init. Knows nothing of what a node holds.
 #include "options.h"
+#include "output.h"
 
-#include <cstdio>
+#include "log/text.h"
+
 #include <memory>
 
 #include <fmt/format.h>
@@ -30,8 +32,10 @@ void add_node_command(CLI::App &program, CommonOptions &common) {
     init.footer("Example:\n  ocamp node init demo-node --from examples/node");
     init.callback([options, &common] {
         const LogSession logs(common.logs);
+        const std::string made =
+            escaped(fmt::format("{}: node made from {}", options->folder, options->example)) + "\n";
         Node::init(options->folder, options->example);
-        fmt::print("{}: node made from {}\n", options->folder, options->example);
+        finish_output(made, "the node is made");
     });
 }
 

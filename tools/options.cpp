@@ -7,6 +7,20 @@
 
 namespace ocamp {
 
+namespace {
+
+// An option whose argument is one of the words, and nothing that they stand for.
+template <typename Meaning>
+CLI::Option *add_word_option(CLI::App &command, const std::string &name, Meaning &meaning,
+                             const std::map<std::string, Meaning> &words, const std::string &description) {
+    return command
+        .add_option_function<std::string>(
+            name, [&meaning, words](const std::string &word) { meaning = words.at(word); }, description)
+        ->check(CLI::IsMember(words).description(""));
+}
+
+} // namespace
+
 void add_node_option(CLI::App &command, std::string &folder) {
     command.add_option("--node", folder, "Folder of the node, made with 'ocamp node init'")
         ->type_name("DIR")
@@ -15,7 +29,7 @@ void add_node_option(CLI::App &command, std::string &folder) {
 
 void add_common_options(CLI::App &command, CommonOptions &options) {
     const char *group = "Plug-in and logs";
-    command.add_option("--plugin", options.plugin, "Plug-in to run; default: ../lib/liboc-amplifier.so beside ocamp")
+    command.add_option("--plugin", options.plugin, "Plug-in to run; default: the one that 'ocamp --version' tells")
         ->type_name("FILE")
         ->group(group);
     command.add_option("--debug-log", options.logs.debug_log, "Append the debug log to FILE, '-' for standard error")
@@ -57,19 +71,16 @@ void add_edit_options(CLI::App &command, EditOptions &options) {
         {"merge", DefaultOperation::merge}, {"replace", DefaultOperation::replace}, {"none", DefaultOperation::none}};
     command.add_option("FILE", options.file, "NETCONF <config> document or RFC 7951 JSON, '-' for standard input")
         ->required();
-    command
-        .add_option("--default-operation", options.default_operation,
+    add_word_option(command, "--default-operation", options.default_operation, operations,
                     "Operation of nodes without one of their own: merge, replace or none")
         ->type_name("OPERATION")
-        ->transform(CLI::CheckedTransformer(operations).description(""))
         ->default_str("merge");
 }
 
 void add_format_option(CLI::App &command, LYD_FORMAT &format) {
     const std::map<std::string, LYD_FORMAT> formats{{"json", LYD_JSON}, {"xml", LYD_XML}};
-    command.add_option("--format", format, "Format of the answer: json or xml")
+    add_word_option(command, "--format", format, formats, "Format of the answer: json or xml")
         ->type_name("FORMAT")
-        ->transform(CLI::CheckedTransformer(formats).description(""))
         ->default_str("json");
 }
 

@@ -1,13 +1,16 @@
 // ocamp sysdb: shows and changes the records of a node's system database. Knows nothing of what they mean.
 #include "options.h"
+#include "output.h"
 #include "text_io.h"
 
+#include "log/text.h"
 #include "sysdb/bag_json.h"
 #include "sysdb/bag_record.h"
+#include "sysdb/record_reader.h"
 
 #include <cstdio>
+#include <functional>
 #include <memory>
-#include <utility>
 
 #include <fmt/format.h>
 
@@ -27,7 +30,7 @@ void list_folder(SystemDatabase &database, const std::string &bind_point, const 
         if (name.ends_with('/'))
             list_folder(database, bind_point, folder + name);
         else
-            fmt::print("{} {}{}\n", bind_point, folder, name);
+            fmt::print("{}\n", escaped(fmt::format("{} {}{}", bind_point, folder, name)));
     }
 }
 
@@ -46,33 +49,50 @@ void list(SystemDatabase &database, const SysdbOptions &options) {
 }
 
 void get(SystemDatabase &database, const SysdbOptions &options) {
-    const auto bag = database.get(options.bind_point, options.item);
+    const auto bag = read_record(database, options.bind_point, options.item);
     if (!bag)
         refuse_missing(options);
-    std::fputs(bag_to_json(decode_bag(*bag)).c_str(), stdout);
+    std::fputs(escaped_json(bag_to_json(decode_bag(*bag))).c_str(), stdout);
 }
 
-void put(SystemDatabase &database, const SysdbOptions &options) {
+using Read = void (*)(SystemDatabase &, const SysdbOptions &);
+
+// Shows something of one state of the database.
+void read_with(Read read, const SysdbOptions &options) {
+    Node node(options.node, Node::Access::read);
+    const ReadTransaction snapshot(node.database());
+    read(node.system_database(), options);
+}
+
+void put(const SysdbOptions &options) {
+    // Read first: other writers do not wait for this one's input.
     const BagRecord record = named_input(options.file, [](const std::string &text) { return bag_from_json(text); });
-    database.put(options.bind_point, options.item, encode_bag(record));
+    Node node(options.node, Node::Access::write);
+    Transaction transaction(node.database());
+    node.system_database().put(options.bind_point, options.item, encode_bag(record));
+    transaction.commit();
+    finish_output("", "the record is written");
 }
 
-void remove(SystemDatabase &database, const SysdbOptions &options) {
-    if (!database.remove(options.bind_point, options.item))
+void remove(const SysdbOptions &options) {
+    Node node(options.node, Node::Access::write);
+    Transaction transaction(node.database());
+    if (!node.system_database().remove(options.bind_point, options.item))
         refuse_missing(options);
+    transaction.commit();
+    finish_output("", "the record is removed");
 }
 
-using Action = void (*)(SystemDatabase &, const SysdbOptions &);
+using Action = std::function<void(const SysdbOptions &)>;
 
 CLI::App &add_action(CLI::App &parent, const char *name, const char *description, const char *example,
-                     const std::shared_ptr<SysdbOptions> &options, CommonOptions &common, Action action) {
+                     const std::shared_ptr<SysdbOptions> &options, CommonOptions &common, const Action &action) {
     CLI::App &command = *parent.add_subcommand(name, description);
     add_node_option(command, options->node);
     command.footer(std::string("Example:\n  ") + example);
     command.callback([options, &common, action] {
         const LogSession logs(common.logs);
-        Node node(options->node);
-        action(node.system_database(), *options);
+        action(*options);
     });
     return command;
 }
@@ -90,12 +110,13 @@ void add_sysdb_command(CLI::App &program, CommonOptions &common) {
     auto options = std::make_shared<SysdbOptions>();
 
     CLI::App &lister = add_action(command, "list", "List items, each with its bind point",
-                                  "ocamp sysdb list --node demo-node /oper/ots/if/", options, common, list);
+                                  "ocamp sysdb list --node demo-node /oper/ots/if/", options, common,
+                                  [](const SysdbOptions &chosen) { read_with(list, chosen); });
     lister.add_option("BIND_POINT", options->bind_point, "Items of this bind point only");
 
-    CLI::App &getter =
-        add_action(command, "get", "Show a record as JSON",
-                   "ocamp sysdb get --node demo-node /oper/ots/if/ Ots0_1_0_0/ots_info", options, common, get);
+    CLI::App &getter = add_action(command, "get", "Show a record as JSON",
+                                  "ocamp sysdb get --node demo-node /oper/ots/if/ Ots0_1_0_0/ots_info", options, common,
+                                  [](const SysdbOptions &chosen) { read_with(get, chosen); });
     add_item_arguments(getter, *options);
 
     CLI::App &putter = add_action(command, "put", "Write a record given as JSON",

@@ -1,21 +1,29 @@
 // Files in and answers out. Knows nothing of requests.
 #include "text_io.h"
 
+#include "log/text.h"
 #include "node/client_document.h"
 #include "options.h"
 #include "sysdb/bag_json.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iostream>
 #include <sstream>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <fmt/format.h>
 
 namespace ocamp {
 
 namespace {
+
+std::string input_name(const std::string &file) {
+    return file == "-" ? "standard input" : file;
+}
 
 std::string indented(const std::string &text) {
     std::string result;
@@ -25,28 +33,48 @@ std::string indented(const std::string &text) {
     return result;
 }
 
+// Closes what was opened for a file; standard input stays.
+class CloseLater {
+  public:
+    explicit CloseLater(int descriptor) noexcept : descriptor_(descriptor) {}
+    ~CloseLater() {
+        if (descriptor_ > STDERR_FILENO)
+            close(descriptor_);
+    }
+    CloseLater(const CloseLater &) = delete;
+    CloseLater &operator=(const CloseLater &) = delete;
+
+  private:
+    int descriptor_;
+};
+
+// Whoever named a file that is not there, or not his to read, used the command wrongly; a disk that fails is none of
+// his doing.
+[[noreturn]] void refuse_input(const std::string &file, int error) {
+    const std::string text =
+        fmt::format("{}: {}, expected a file that can be read", input_name(file), std::strerror(error));
+    if (error == EIO || error == ENOMEM || error == EMFILE || error == ENFILE)
+        throw std::runtime_error(text);
+    throw UsageError(text);
+}
+
 } // namespace
 
 std::string read_input(const std::string &file) {
-    std::ostringstream text;
-    if (file == "-") {
-        text << std::cin.rdbuf();
-        return text.str();
-    }
-    errno = 0;
-    std::ifstream stream(file, std::ios::binary);
-    // A folder opens and fails at the first read.
-    if (!stream || stream.peek() == std::ifstream::traits_type::eof()) {
-        if (stream.eof() && !stream.bad() && errno == 0)
-            return {};
-        throw UsageError(fmt::format("{}: {}, expected a file that can be read", file, std::strerror(errno)));
-    }
-    text << stream.rdbuf();
-    return text.str();
+    const int descriptor = file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    const CloseLater close_later(descriptor);
+    std::string text;
+    std::array<char, 65536> part;
+    ssize_t got = -1;
+    while (descriptor >= 0 && ((got = read(descriptor, part.data(), part.size())) > 0 || (got < 0 && errno == EINTR)))
+        text.append(part.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    if (got < 0)
+        refuse_input(file, errno);
+    return text;
 }
 
 void rethrow_with_name(const std::string &file) {
-    const std::string name = file == "-" ? "standard input" : file;
+    const std::string name = input_name(file);
     try {
         throw;
     } catch (const FilterError &error) {
@@ -59,7 +87,8 @@ void rethrow_with_name(const std::string &file) {
 }
 
 std::string answer_text(const lyd_node *answer, LYD_FORMAT format) {
-    const std::string text = print_tree(answer, format);
+    const std::string printed = print_tree(answer, format);
+    const std::string text = format == LYD_JSON ? escaped_json(printed) : escaped_xml(printed);
     if (format == LYD_JSON)
         return text.empty() ? "{}\n" : text + (text.ends_with('\n') ? "" : "\n");
     const std::string open = fmt::format("<data xmlns=\"{}\"", kNetconfNamespace);

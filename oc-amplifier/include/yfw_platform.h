@@ -180,7 +180,10 @@ cerrno yfw_map_update_current_list_node(yfw_map_ctx ctx, const char *list_path);
 /* Check that the key leaf equals the leaf of the same name in the entry's `container`; nonzero when it differs. */
 cerrno yfw_map_check_oc_leafref(yfw_map_ctx ctx, const char *list_path, const char *container, const yfw_datatree *key,
                                 yfw_datatree *out);
-/* Stack of the list entries that a request names in one walk; `peak` gives the top, NULL when empty. */
+/*
+ * Stack of the list entries that a request names in one walk; `peak` gives the top, NULL when empty. The list walker
+ * uses it up: it takes every entry off and runs the handler of each but its own, which may stand anywhere.
+ */
 uint32_t yfw_map_util_itree_stack_size(yfw_map_ctx ctx);
 const yfw_datatree *yfw_map_util_itree_stack_peak(yfw_map_ctx ctx);
 cerrno yfw_map_util_itree_stack_push(yfw_map_ctx ctx, const yfw_datatree *node);

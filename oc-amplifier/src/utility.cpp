@@ -217,8 +217,8 @@ bool database_is_present() {
     return present != 0;
 }
 
+/// `*handle` is NULL before the call, and stays it when the platform gives none.
 cerrno bind_database(void **handle, const char *bind_point) {
-    *handle = nullptr;
     return database_is_present() ? _sysdb_bind(handle, bind_point, 0) : SYSDB_RC_UNAVAILABLE;
 }
 

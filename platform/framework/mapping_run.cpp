@@ -202,6 +202,8 @@ cerrno MappingRun::write(Write made, const yfw_datatree *source) {
     if (source != nullptr) {
         made.operation = source->operation;
         made.source_path = request_ ? request_->path_of(source) : std::string();
+        if (source->value != nullptr)
+            made.source_value = source->value;
     }
     writes_.push_back(std::move(made));
     return CERR_SUCCESS;

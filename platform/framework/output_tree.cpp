@@ -100,6 +100,7 @@ void OutputTree::place(const Write &write) {
     node.value = write.value;
     node.operation = write.operation;
     node.source_path = write.source_path;
+    node.source_value = write.source_value;
 }
 
 std::string output_text(const std::vector<OutputNode> &roots) {

@@ -16,11 +16,12 @@ struct Write {
     std::string path;
     std::string ns;
     std::optional<std::string> value = {};
-    std::optional<std::uint32_t> operation = {}; // of the source node at the time of the call; none without a source
-    std::string source_path = {};                // data path of the source node in its request
-    bool opens_list = false;                     // a new entry of the list at `path`
-    bool follows = false;                        // the writer's word that it fills the entry just opened in a loop
-    std::optional<std::string> key_name = {};    // the entry with this key is found or added; `value` is the key's
+    std::optional<std::uint32_t> operation = {};  // of the source node at the time of the call; none without a source
+    std::string source_path = {};                 // data path of the source node in its request
+    std::optional<std::string> source_value = {}; // the source node's value as the client gave it
+    bool opens_list = false;                      // a new entry of the list at `path`
+    bool follows = false;                         // the writer's word that it fills the entry just opened in a loop
+    std::optional<std::string> key_name = {};     // the entry with this key is found or added; `value` is the key's
 };
 
 // One node of the tree.
@@ -30,6 +31,7 @@ struct OutputNode {
     std::optional<std::string> value = {};
     std::optional<std::uint32_t> operation = {};
     std::string source_path = {};
+    std::optional<std::string> source_value = {};
     bool list_entry = false; // opened, found or added as one
     bool addressed = false;  // a write ended here; the others only stand on the way
     std::vector<OutputNode> children = {};

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "log/codes.h"
+#include "log/failure.h"
 #include "log/log.h"
 
 #include <exception>
@@ -22,17 +23,23 @@ inline cerrno refuse(const char *function, cerrno code, std::string_view reason)
     return code;
 }
 
+// The same of what is no fault of the caller's: the run fails with it, whatever the plug-in makes of the code.
+inline cerrno fail(const char *function, cerrno code, std::string_view reason) noexcept {
+    note_failure(reason);
+    return refuse(function, code, reason);
+}
+
 // Result of `body`, or the code for what it threw.
 template <typename Body>
 cerrno guarded(const char *function, Body body) noexcept {
     try {
         return body();
     } catch (const std::bad_alloc &) {
-        return refuse(function, RC_OUT_OF_MEMORY, "out of memory");
+        return fail(function, RC_OUT_OF_MEMORY, "out of memory");
     } catch (const std::exception &error) {
-        return refuse(function, RC_INTERNAL, error.what());
+        return fail(function, RC_INTERNAL, error.what());
     } catch (...) {
-        return refuse(function, RC_INTERNAL, "unknown exception");
+        return fail(function, RC_INTERNAL, "unknown exception");
     }
 }
 

@@ -1,7 +1,11 @@
 // Checks and escapes text for logs and records. Pure functions; knows nothing of where the text goes.
 #include "log/text.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
+
+#include <fmt/format.h>
 
 namespace ocamp {
 
@@ -91,6 +95,60 @@ void append_escaped(std::string &line, std::string_view text, char quote) {
             line += text.substr(0, length);
         text.remove_prefix(length);
     }
+}
+
+std::string escaped(std::string_view text) {
+    std::string line;
+    append_escaped(line, text);
+    return line;
+}
+
+namespace {
+
+// `Escape` writes the number of a character.
+template <typename Escape>
+std::string escaped_document(std::string_view document, Escape escape) {
+    constexpr char32_t replacement = 0xfffd;
+    std::string text;
+    text.reserve(document.size());
+    while (!document.empty()) {
+        const Utf8Character character = first_character(document);
+        const std::size_t length = std::max<std::size_t>(character.length, 1);
+        const bool kept = character.value == '\n' || character.value == '\t' || !breaks_a_line(character.value);
+        if (character.length == 0)
+            text += escape(replacement);
+        else if (kept)
+            text += document.substr(0, length);
+        else
+            text += escape(character.value);
+        document.remove_prefix(length);
+    }
+    return text;
+}
+
+} // namespace
+
+std::string escaped_json(std::string_view document) {
+    return escaped_document(document,
+                            [](char32_t value) { return fmt::format("\\u{:04x}", static_cast<std::uint32_t>(value)); });
+}
+
+std::string escaped_xml(std::string_view document) {
+    return escaped_document(document,
+                            [](char32_t value) { return fmt::format("&#x{:X};", static_cast<std::uint32_t>(value)); });
+}
+
+std::string shortened(std::string_view text, std::size_t most) {
+    if (text.size() <= most)
+        return std::string(text);
+    const auto continues = [&](std::size_t at) { return (static_cast<unsigned char>(text[at]) & 0xc0U) == 0x80U; };
+    // The beginning tells more than the end: it gets three quarters. No character is cut in two.
+    std::size_t head = most / 4 * 3, tail = text.size() - most / 4;
+    while (head > 0 && continues(head))
+        --head;
+    while (tail < text.size() && continues(tail))
+        ++tail;
+    return fmt::format("{} ... [{} bytes] ... {}", text.substr(0, head), text.size(), text.substr(tail));
 }
 
 } // namespace ocamp

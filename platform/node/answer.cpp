@@ -1,6 +1,8 @@
 // How written nodes find their place in the model, or are dropped. Knows nothing of native models.
 #include "node/answer.h"
 
+#include "node/stages.h"
+
 #include "framework/path_text.h"
 
 #include <optional>
@@ -32,6 +34,7 @@ std::string with_keys(std::string path, const lysc_node &list, const std::vector
 } // namespace
 
 void Answer::add(const OutputTree &output) {
+    const StageMark stage(Stage::put_together);
     for (const OutputNode &root : output.roots())
         place(nullptr, nullptr, root, "");
     for (const Write &write : output.unplaced())

@@ -1,7 +1,10 @@
-// What a client sends, read without any model: XML or JSON as named nodes with values and attributes. Whether the names
-// mean anything is for others to say.
+// What a client sends: XML or JSON as named nodes with values and attributes. Whether the names mean anything is for
+// others to say.
 #pragma once
 
+#include "node/schema.h"
+
+#include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -11,6 +14,9 @@
 namespace ocamp {
 
 inline constexpr std::string_view kNetconfNamespace = "urn:ietf:params:xml:ns:netconf:base:1.0";
+
+// The most levels that a document may have: who reads one descends level by level.
+inline constexpr std::size_t kDeepestDocument = 200;
 
 // What counts as white space in documents and paths.
 inline constexpr std::string_view kBlanks = " \t\r\n";
@@ -33,6 +39,14 @@ struct ClientNode {
     std::optional<std::string> operation = {}; // NETCONF's attribute, or its JSON annotation
     std::vector<std::string> attributes = {};  // "name=value" of all others
     std::vector<ClientNode> children = {};
+    // Of a value "prefix:word", as an identity has it: name of the prefix's module, empty when it stands for none.
+    std::optional<std::string> value_module = {};
+
+    // How a JSON node was written. `null` in an array is RFC 7951's value of an empty leaf; `absent`: the leaf itself
+    // was not given, only its annotation.
+    enum class JsonForm { object, string, number, boolean, null, absent };
+    std::optional<JsonForm> json = {}; // none in XML
+    bool in_array = false;
 };
 
 enum class DocumentFormat { xml, json };
@@ -40,7 +54,11 @@ enum class DocumentFormat { xml, json };
 // By the first character that is no white space. Throws DocumentError when it begins neither.
 DocumentFormat format_of(std::string_view document);
 
-// The top-level nodes. XML may have several, and may leave namespaces out. Throws DocumentError.
-std::vector<ClientNode> read_document(std::string_view document, DocumentFormat format);
+// The top-level nodes. XML may have several, and may leave namespaces out. `models` only tells which module a
+// namespace in a value stands for. Throws DocumentError, and RequestError as read_json does.
+std::vector<ClientNode> read_document(std::string_view document, DocumentFormat format, const Schema &models);
+
+// The node's value, without white space around it, as a value of the leaf in canonical form. Throws YangError.
+std::string client_value(const Schema &schema, const lysc_node &leaf, const ClientNode &node);
 
 } // namespace ocamp

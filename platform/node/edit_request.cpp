@@ -6,6 +6,7 @@
 #include "node/request_error.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -14,23 +15,77 @@ namespace ocamp {
 
 namespace {
 
-// True for strings, and for references to strings.
-bool is_text(const lysc_node &leaf) {
+constexpr std::string_view netconf_module = "ietf-netconf";
+
+const lysc_type &type_of(const lysc_node &leaf) {
     const lysc_type *type = reinterpret_cast<const lysc_node_leaf &>(leaf).type;
-    if (type->basetype == LY_TYPE_LEAFREF)
-        type = reinterpret_cast<const lysc_type_leafref *>(type)->realtype;
-    return type->basetype == LY_TYPE_STRING;
+    return type->basetype == LY_TYPE_LEAFREF ? *reinterpret_cast<const lysc_type_leafref *>(type)->realtype : *type;
 }
 
-std::vector<ClientNode> read_edit(std::string_view document) {
+// How RFC 7951 writes a value of the type.
+ClientNode::JsonForm json_form(const lysc_type &type) {
+    switch (type.basetype) {
+    case LY_TYPE_INT8:
+    case LY_TYPE_INT16:
+    case LY_TYPE_INT32:
+    case LY_TYPE_UINT8:
+    case LY_TYPE_UINT16:
+    case LY_TYPE_UINT32:
+        return ClientNode::JsonForm::number;
+    case LY_TYPE_BOOL:
+        return ClientNode::JsonForm::boolean;
+    default:
+        return ClientNode::JsonForm::string; // decimal64 and the long integers too
+    }
+}
+
+std::string_view form_word(ClientNode::JsonForm form) {
+    switch (form) {
+    case ClientNode::JsonForm::object:
+        return "an object";
+    case ClientNode::JsonForm::string:
+        return "a string";
+    case ClientNode::JsonForm::number:
+        return "a number";
+    case ClientNode::JsonForm::boolean:
+        return "true or false";
+    case ClientNode::JsonForm::null:
+        return "null";
+    default:
+        return "nothing";
+    }
+}
+
+[[noreturn]] void refuse_attribute(const ClientNode &node, const std::string &path) {
+    throw RequestError(error_tag::unknown_attribute, path,
+                       fmt::format("attribute '{}', expected none but 'operation' of the namespace {}",
+                                   node.attributes.front(), kNetconfNamespace));
+}
+
+std::vector<ClientNode> read_edit(std::string_view document, const Schema &schema) {
     const DocumentFormat format = format_of(document);
-    std::vector<ClientNode> nodes = read_document(document, format);
+    std::vector<ClientNode> nodes = read_document(document, format, schema);
     if (format == DocumentFormat::json)
         return nodes;
     if (nodes.size() != 1 || nodes.front().name != "config" || nodes.front().module != kNetconfNamespace)
         throw DocumentError(
             fmt::format("expected one element <config xmlns=\"{}\"> around the edit", kNetconfNamespace));
+    const ClientNode &config = nodes.front();
+    if (config.operation)
+        throw RequestError(error_tag::bad_attribute, "/config",
+                           "carries an operation, expected it on the elements inside");
+    if (!config.attributes.empty())
+        refuse_attribute(config, "/config");
+    if (!trimmed(config.value).empty())
+        throw RequestError(error_tag::invalid_value, "/config",
+                           fmt::format("holds the text '{}', expected elements", trimmed(config.value)));
     return std::vector<ClientNode>(std::move(nodes.front().children));
+}
+
+// Refuses a second node of one path; a repeated key is the plug-in's to judge. `paths`: those of the siblings before.
+void check_repeated(std::unordered_set<std::string> &paths, const EditNode &added) {
+    if (added.schema != nullptr && !is_key(*added.schema) && !paths.insert(added.path).second)
+        throw RequestError(error_tag::operation_failed, added.path, "is given twice, expected once");
 }
 
 // Reads the nodes of a document from the root down.
@@ -51,6 +106,9 @@ class EditReader {
                       .value = std::nullopt,
                       .operation = inherited,
                       .children = {}};
+        if (from.name == "operation" && (from.module == kNetconfNamespace || from.module == netconf_module))
+            throw RequestError(error_tag::unknown_element, node.path,
+                               "stands as a node, expected an attribute in XML and a member of \"@\" in JSON");
         if (from.module.empty())
             throw RequestError(error_tag::unknown_namespace, node.path,
                                "has no namespace, expected that of its module");
@@ -69,6 +127,7 @@ class EditReader {
             refuse_unknown(node, parent);
         if (is_list(*node.schema))
             node.path += predicates(from, *node.schema);
+        check_form(node, from);
         settle_operation(node, from);
         if (!is_configuration(*node.schema))
             throw RequestError(error_tag::not_supported, node.path, "is state, which cannot be edited");
@@ -124,11 +183,31 @@ class EditReader {
         return text;
     }
 
+    // Whether JSON writes the node as RFC 7951 says. The value of a leaf is looked at later: it may not count.
+    static void check_form(const EditNode &node, const ClientNode &from) {
+        using Form = ClientNode::JsonForm;
+        if (!from.json)
+            return;
+        if (is_leaf(*node.schema)) {
+            if (from.json == Form::object || from.in_array)
+                throw RequestError(error_tag::invalid_value, node.path,
+                                   fmt::format("is {}, expected one value: it is a leaf",
+                                               from.in_array ? "an array" : form_word(*from.json)));
+            return;
+        }
+        const bool list = is_list(*node.schema);
+        if (from.json == Form::absent)
+            throw RequestError(error_tag::bad_attribute, node.path,
+                               fmt::format("is annotated from beside, expected \"@\" inside {}",
+                                           list ? "the entry" : "the container"));
+        if (from.json != Form::object || from.in_array != list)
+            throw RequestError(error_tag::invalid_value, node.path,
+                               list ? "is a list, expected an array of objects" : "is a container, expected an object");
+    }
+
     static void settle_operation(EditNode &node, const ClientNode &from) {
         if (!from.attributes.empty())
-            throw RequestError(error_tag::unknown_attribute, node.path,
-                               fmt::format("attribute '{}', expected none but 'operation' of the namespace {}",
-                                           from.attributes.front(), kNetconfNamespace));
+            refuse_attribute(from, node.path);
         if (from.operation) {
             node.operation = operation_of(*from.operation);
             node.own_operation = true;
@@ -151,10 +230,18 @@ class EditReader {
             throw RequestError(error_tag::invalid_value, node.path, "is a leaf, expected a value without elements");
         if (deletes(node.operation.value_or(YFW_OP_MERGE)) && !is_key(*node.schema))
             return;
+        const lysc_type &type = type_of(*node.schema);
+        if (from.json == ClientNode::JsonForm::absent)
+            throw RequestError(error_tag::invalid_value, node.path,
+                               "has an operation that needs a value, and no value");
+        if (from.json && from.json != json_form(type))
+            throw RequestError(error_tag::invalid_value, node.path,
+                               fmt::format("is {}, expected {} as RFC 7951 writes it", form_word(*from.json),
+                                           form_word(json_form(type))));
         try {
             // White space around a text is part of it, around any other value it is not.
-            const bool text = is_text(*node.schema);
-            node.value = schema_.check_value(*node.schema, text ? from.value : trimmed(from.value));
+            node.value = type.basetype == LY_TYPE_STRING ? schema_.check_value(*node.schema, from.value)
+                                                         : client_value(schema_, *node.schema, from);
         } catch (const YangError &error) {
             throw RequestError(error_tag::invalid_value, node.path, error.what());
         }
@@ -164,28 +251,39 @@ class EditReader {
         if (!trimmed(from.value).empty())
             throw RequestError(error_tag::invalid_value, node.path,
                                fmt::format("holds the text '{}', expected elements", trimmed(from.value)));
+        std::unordered_set<std::string> paths;
         for (const ClientNode &child : from.children) {
             // What a replace brings is merged into what it has emptied; the key tells the entry and its operation.
             const bool emptied = node.operation == std::optional<std::uint32_t>(YFW_OP_REPLACE) &&
                                  !(is_list(*node.schema) && names_key(*node.schema, child));
             EditNode added = read(child, node.schema, node.path, emptied ? YFW_OP_MERGE : node.operation);
-            check_repeated(node, added);
-            node.children.push_back(std::move(added));
+            check_repeated(paths, added);
+            if (!is_deleted_with(node, added))
+                node.children.push_back(std::move(added));
         }
+        if (!is_list(*node.schema))
+            return;
+        const std::vector<const lysc_node *> keys = list_keys(*node.schema);
+        if (node.keys().size() < keys.size())
+            throw RequestError(error_tag::missing_element, node.path,
+                               fmt::format("names no entry, expected the key '{}'", keys.front()->name));
+    }
+
+    // True for what stands inside a deleted node without saying which one it is: it goes with the node, and nothing
+    // more can happen to it.
+    static bool is_deleted_with(const EditNode &parent, const EditNode &child) {
+        if (!deletes(parent.operation.value_or(YFW_OP_MERGE)) || (child.schema != nullptr && is_key(*child.schema)))
+            return false;
+        if (!deletes(child.operation.value_or(YFW_OP_MERGE)))
+            throw RequestError(error_tag::bad_attribute, child.path,
+                               fmt::format("operation '{}' inside what is deleted, expected none",
+                                           operation_word(child.operation.value_or(YFW_OP_MERGE))));
+        return true;
     }
 
     static bool names_key(const lysc_node &list, const ClientNode &child) {
         const std::vector<const lysc_node *> keys = list_keys(list);
         return std::any_of(keys.begin(), keys.end(), [&](const lysc_node *key) { return key->name == child.name; });
-    }
-
-    // A repeated key is the plug-in's to judge.
-    static void check_repeated(const EditNode &parent, const EditNode &added) {
-        const bool repeated = std::any_of(parent.children.begin(), parent.children.end(), [&](const EditNode &other) {
-            return other.schema == added.schema && other.path == added.path;
-        });
-        if (repeated && added.schema != nullptr && !is_key(*added.schema))
-            throw RequestError(error_tag::operation_failed, added.path, "is given twice, expected once");
     }
 
     const Schema &schema_;
@@ -263,8 +361,30 @@ EditRequest::EditRequest(const Schema &schema, std::string_view document, Defaul
     if (default_operation != DefaultOperation::none)
         operation = default_operation == DefaultOperation::replace ? YFW_OP_REPLACE : YFW_OP_MERGE;
     const EditReader reader(schema);
-    for (const ClientNode &node : read_edit(document))
+    std::unordered_set<std::string> paths;
+    for (const ClientNode &node : read_edit(document, schema)) {
         roots_.push_back(reader.read_root(node, operation));
+        check_repeated(paths, roots_.back());
+    }
+    if (default_operation == DefaultOperation::replace)
+        remove_other_roots(schema);
+}
+
+// The document replaces the whole configuration: what it does not hold goes.
+void EditRequest::remove_other_roots(const Schema &schema) {
+    for (const std::string_view name : schema.children(nullptr)) {
+        const lysc_node &root = *schema.find(nullptr, name);
+        const bool given =
+            std::any_of(roots_.begin(), roots_.end(), [&](const EditNode &node) { return node.schema == &root; });
+        if (!given && is_configuration(root))
+            roots_.push_back({.schema = &root,
+                              .name = root.name,
+                              .ns = root.module->ns,
+                              .path = fmt::format("/{}", name),
+                              .value = std::nullopt,
+                              .operation = YFW_OP_REMOVE,
+                              .children = {}});
+    }
 }
 
 std::vector<RequestNode> EditRequest::requests() const {

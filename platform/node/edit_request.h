@@ -24,15 +24,15 @@ struct EditNode {
     std::optional<std::string> value;       // canonical; none for containers, entries and leaves that are deleted
     std::optional<std::uint32_t> operation; // enum yfw_operation; none: only stands on the way (default none)
     bool own_operation = false;             // the client gave it
-    std::vector<EditNode> children;
+    std::vector<EditNode> children;         // of a deleted node its keys alone
 
-    // Values of the entry's keys in the list's order; fewer when the client left some out.
+    // Values of the entry's keys in the list's order.
     std::vector<std::string> keys() const;
 };
 
 class EditRequest {
   public:
-    // Throws DocumentError for what is no such document, RequestError for what the model refuses.
+    // Throws DocumentError for what is no such document, RequestError for what RFC 7951, RFC 7952 or the model refuses.
     EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation);
 
     const std::vector<EditNode> &roots() const noexcept { return roots_; }
@@ -42,6 +42,8 @@ class EditRequest {
     std::vector<RequestNode> requests() const;
 
   private:
+    void remove_other_roots(const Schema &schema);
+
     std::vector<EditNode> roots_;
 };
 

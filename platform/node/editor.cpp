@@ -5,6 +5,7 @@
 #include "framework/operation_words.h"
 #include "framework/path_text.h"
 #include "node/native_edit.h"
+#include "node/slots.h"
 
 #include <algorithm>
 #include <charconv>
@@ -37,21 +38,26 @@ bool is_deleted(const EditNode &node) {
     return node.operation && deletes(*node.operation);
 }
 
+// A key that names a slot which the platform does not have explains more than `reason`.
+[[noreturn]] void refuse_absent(const EditNode &node, ErrorTag tag, const std::string &reason) {
+    for (const std::string &key : is_list(*node.schema) ? node.keys() : std::vector<std::string>()) {
+        if (const std::optional<std::string> never = why_never_there(key))
+            throw RequestError(error_tag::invalid_value, node.path, *never);
+    }
+    throw RequestError(tag, node.path, reason);
+}
+
 // What RFC 6241 asks of the data before the edit: `siblings` is the first node of the configuration at that level.
 void check_before(const EditNode &node, lyd_node *siblings) {
-    if (node.own_operation && is_deleted(node) && node.schema != nullptr && is_list(*node.schema) &&
-        node.keys().empty())
-        throw RequestError(error_tag::data_missing, node.path,
-                           fmt::format("names no entry, expected the key '{}'", list_keys(*node.schema).front()->name));
     const lyd_node *instance = instance_of(node, siblings);
     if (is_operation(node, YFW_OP_CREATE) && instance != nullptr && !is_key_leaf(node))
         throw RequestError(error_tag::data_exists, node.path, "exists already, 'create' expects that it does not");
     if (is_operation(node, YFW_OP_DELETE) && instance == nullptr && node.schema != nullptr && !is_key_leaf(node))
-        throw RequestError(error_tag::data_missing, node.path, "does not exist, 'delete' expects that it does");
+        refuse_absent(node, error_tag::data_missing, "does not exist, 'delete' expects that it does");
     const bool must_exist =
         !node.operation && node.schema != nullptr && (is_list(*node.schema) || is_leaf(*node.schema));
     if (must_exist && instance == nullptr && !is_key_leaf(node))
-        throw RequestError(error_tag::data_missing, node.path, "does not exist, and the edit does not make it");
+        refuse_absent(node, error_tag::data_missing, "does not exist, and the edit does not make it");
     // Of what is replaced nothing is left when its children come.
     lyd_node *below = instance == nullptr || is_operation(node, YFW_OP_REPLACE) ? nullptr : lyd_child(instance);
     for (const EditNode &child : node.children)
@@ -110,7 +116,9 @@ void check_after(const EditNode &node, lyd_node *siblings) {
         return;
     }
     if (is_list(*node.schema) && instance == nullptr)
-        throw RequestError(error_tag::operation_failed, node.path, "the node has no such entry to configure");
+        refuse_absent(node, error_tag::operation_failed,
+                      fmt::format("the node has no such entry to configure: the '{}' of none is '{}'",
+                                  list_keys(*node.schema).front()->name, node.keys().front()));
     if (is_leaf(*node.schema) && node.operation) {
         if (instance == nullptr)
             throw RequestError(error_tag::not_supported, node.path, "the node does not keep this value");
@@ -120,13 +128,6 @@ void check_after(const EditNode &node, lyd_node *siblings) {
     }
     for (const EditNode &child : node.children)
         check_after(child, instance != nullptr ? lyd_child(instance) : nullptr);
-}
-
-YangTree copy_of(const lyd_node *tree) {
-    lyd_node *copy = nullptr;
-    if (tree != nullptr && lyd_dup_siblings(tree, nullptr, LYD_DUP_RECURSIVE, &copy) != LY_SUCCESS)
-        throw YangError("libyang could not copy a tree");
-    return YangTree(copy);
 }
 
 // Checks the whole of the native configuration. What is wrong with it is told of the OpenConfig node whose write stands
@@ -153,7 +154,7 @@ YangTree Editor::configuration(const NativeData &data) const {
 void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report) const {
     EditRequest request = asked;
     const YangTree before = configuration(data);
-    const YangTree native_before = copy_of(data.running.get());
+    const YangTree native_before = copy_tree(data.running.get());
     for (EditNode &root : request.roots()) {
         check_before(root, before.get());
         drop_absent_removals(root, before.get());

@@ -1,7 +1,10 @@
 // How paths and subtree filters are read, turned into requests, and applied to answers. Knows no handler.
 #include "node/filter.h"
 
+#include "log/text.h"
 #include "node/client_document.h"
+#include "node/served_nodes.h"
+#include "node/stages.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -13,10 +16,11 @@ namespace ocamp {
 
 namespace {
 
-// The value as the model writes it; none when the leaf cannot have it.
-std::optional<std::string> canonical_value(const Schema &schema, const lysc_node &leaf, std::string_view value) {
+// What `check` gives: the value as the model writes it; none when it throws, as the leaf cannot have the value.
+template <typename Check>
+std::optional<std::string> canonical_value(Check check) {
     try {
-        return schema.check_value(leaf, value);
+        return check();
     } catch (const YangError &) {
         return std::nullopt;
     }
@@ -38,7 +42,9 @@ class Filter::PathReader {
   private:
     // `at` is the part of the path that is wrong.
     [[noreturn]] void fail(std::string_view at, const std::string &what) const {
-        throw FilterError(fmt::format("path {}: at character {}: {}", path_, at.data() - path_.data() + 1, what));
+        constexpr std::size_t longest_shown = 400;
+        throw FilterError(fmt::format("path {}: at character {}: {}", shortened(path_, longest_shown),
+                                      at.data() - path_.data() + 1, shortened(what, longest_shown)));
     }
 
     void skip_blanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(kBlanks), rest_.size())); }
@@ -120,7 +126,8 @@ class Filter::PathReader {
         const std::size_t end = rest_.find(quote);
         if (end == std::string_view::npos)
             fail(rest_, fmt::format("expected the closing {}", quote));
-        const std::optional<std::string> value = canonical_value(schema_, **key, rest_.substr(0, end));
+        const std::optional<std::string> value =
+            canonical_value([&] { return schema_.check_value(**key, rest_.substr(0, end)); });
         if (!value)
             fail(rest_, fmt::format("'{}' is no value of '{}'", rest_.substr(0, end), name));
         rest_.remove_prefix(end + 1);
@@ -149,13 +156,15 @@ Filter Filter::from_path(const Schema &schema, std::string_view path) {
 Filter Filter::from_document(const Schema &schema, std::string_view xml) {
     if (format_of(xml) != DocumentFormat::xml)
         throw FilterError("not XML, expected a <filter> element or its content");
-    std::vector<ClientNode> nodes = read_document(xml, DocumentFormat::xml);
+    std::vector<ClientNode> nodes = read_document(xml, DocumentFormat::xml, schema);
     if (nodes.size() == 1 && nodes.front().name == "filter" &&
         (nodes.front().module.empty() || nodes.front().module == kNetconfNamespace)) {
         for (const std::string &attribute : nodes.front().attributes) {
-            if (attribute.starts_with("type=") && attribute != "type=subtree")
+            if (attribute != "type=subtree")
                 throw FilterError(fmt::format("<filter {}>: expected type=\"subtree\"", attribute));
         }
+        if (nodes.front().operation)
+            throw FilterError("<filter>: carries an operation, expected none");
         nodes = std::vector<ClientNode>(std::move(nodes.front().children));
     }
     Filter filter(schema);
@@ -173,18 +182,25 @@ bool Filter::contradicts(const std::vector<Node> &siblings, const Node &match) {
     });
 }
 
-// None for a filter node that can select nothing: an unknown name, a value that the leaf cannot have, an attribute that
-// no data node carries, or a containment whose children select nothing.
+bool Filter::repeats(const std::vector<Node> &siblings, const Node &leaf) {
+    return leaf.children.empty() && std::any_of(siblings.begin(), siblings.end(), [&](const Node &other) {
+               return other.schema == leaf.schema && other.kind == leaf.kind && other.value == leaf.value;
+           });
+}
+
+// None for a filter node that can select nothing: a name that the model does not have or the device does not serve, a
+// value that the leaf cannot have, an attribute that no data node carries, or a containment whose children select
+// nothing.
 std::optional<Filter::Node> Filter::resolve(const Schema &schema, const lysc_node *parent, const ClientNode &from) {
     const lysc_node *node = schema.find(parent, from.name, from.module);
-    if (node == nullptr || !from.attributes.empty() || from.operation)
+    if (node == nullptr || !is_served(*node) || !from.attributes.empty() || from.operation)
         return std::nullopt;
     const std::string_view value = trimmed(from.value);
     Node resolved{.schema = node, .kind = Node::Kind::selection, .value = {}, .children = {}};
     if (!value.empty()) {
         std::optional<std::string> canonical;
         if (is_leaf(*node) && from.children.empty())
-            canonical = canonical_value(schema, *node, value);
+            canonical = canonical_value([&] { return client_value(schema, *node, from); });
         if (!canonical)
             return std::nullopt;
         resolved.kind = Node::Kind::content_match;
@@ -198,7 +214,7 @@ std::optional<Filter::Node> Filter::resolve(const Schema &schema, const lysc_nod
             // A content match that can never hold, alone or beside another, rules out the whole element.
             if (content_match && (!inner || contradicts(resolved.children, *inner)))
                 return std::nullopt;
-            if (inner)
+            if (inner && !repeats(resolved.children, *inner))
                 resolved.children.push_back(*std::move(inner));
         }
         if (resolved.children.empty())
@@ -272,6 +288,15 @@ std::vector<RequestNode> Filter::requests() const {
     return requests;
 }
 
+const lysc_node *Filter::path_target() const noexcept {
+    if (!is_path_)
+        return nullptr;
+    const Node *node = &roots_.front();
+    while (node->selects_inside)
+        node = &node->children.back();
+    return node->schema;
+}
+
 // Which nodes of an answer the filter selects: a marked node stays with what is marked below it, a whole one with all.
 class Filter::Marks {
   public:
@@ -341,6 +366,7 @@ class Filter::Marks {
 };
 
 void Filter::cut(YangTree &answer) const {
+    const StageMark stage(Stage::filter);
     if (everything_)
         return;
     Marks marks(is_path_);

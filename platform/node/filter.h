@@ -27,12 +27,14 @@ class Filter {
     // and prefixes may stand before names, keys may be left out. "/" is the whole model. Throws FilterError.
     static Filter from_path(const Schema &schema, std::string_view path);
     // A <filter type="subtree"> element or its bare content, as RFC 6241 section 6 says: names that the model does not
-    // have select nothing. Throws FilterError, DocumentError.
+    // have, or the device does not serve, select nothing. Throws FilterError, DocumentError.
     static Filter from_document(const Schema &schema, std::string_view xml);
 
     // One request tree for each mapping run, from the model's root on: a list entry named by its keys has a run of its
     // own. Empty when nothing is selected.
     std::vector<RequestNode> requests() const;
+    // The node that a data path ends at; NULL for a filter document and for the whole model.
+    const lysc_node *path_target() const noexcept;
     // Takes away what is not selected.
     void cut(YangTree &answer) const;
 
@@ -59,6 +61,8 @@ class Filter {
     static std::optional<Node> resolve(const Schema &schema, const lysc_node *parent, const struct ClientNode &from);
     // True when a sibling asks for another value of the same leaf.
     static bool contradicts(const std::vector<Node> &siblings, const Node &match);
+    // True when a sibling says the same as a node without children.
+    static bool repeats(const std::vector<Node> &siblings, const Node &leaf);
     static std::vector<PlacedRequest> requests_of(const Node &node);
     static void add_request(std::vector<PlacedRequest> &requests, PlacedRequest added);
     static RequestNode request_node(const Node &node);

@@ -1,7 +1,10 @@
 // How native documents are kept and selected from. Knows neither OpenConfig nor the plug-in.
 #include "node/native_data.h"
 
+#include "node/stages.h"
+
 #include "log/log.h"
+#include "sysdb/seal.h"
 
 #include <algorithm>
 
@@ -11,15 +14,15 @@ namespace ocamp {
 
 namespace {
 
+constexpr const char *kTable = "native_data";
 constexpr std::string_view kRunning = "running";
 
 void store(Database &database, std::string_view name, const lyd_node *tree) {
-    std::string document = print_tree(tree, LYD_JSON);
-    if (document.empty())
-        document = "{}";
-    Statement insert = database.prepare("INSERT INTO native_data (name, document) VALUES (?1, ?2) "
-                                        "ON CONFLICT (name) DO UPDATE SET document = excluded.document");
-    insert.bind(1, name).bind(2, document).step();
+    const std::string document = print_to_store(tree);
+    Statement insert =
+        database.prepare("INSERT INTO native_data(name, document, checksum) VALUES(?1, ?2, ?3) ON CONFLICT(name) "
+                         "DO UPDATE SET document = excluded.document, checksum = excluded.checksum");
+    insert.bind(1, name).bind(2, document).bind(3, row_checksum({name, document})).step();
 }
 
 using Requests = std::vector<const OutputNode *>;
@@ -152,8 +155,8 @@ const lyd_node *NativeData::root(const lysc_node &schema) const {
     return nullptr;
 }
 
-void create_native_table(Database &database) {
-    database.exec("CREATE TABLE native_data (name TEXT PRIMARY KEY, document TEXT NOT NULL) STRICT, WITHOUT ROWID;");
+std::vector<std::string> native_table_sql() {
+    return sealed_table_sql(kTable, "name TEXT PRIMARY KEY, document TEXT NOT NULL, checksum INTEGER NOT NULL");
 }
 
 void store_running(Database &database, const lyd_node *tree) {
@@ -165,9 +168,16 @@ void store_operational(Database &database, std::string_view module, const lyd_no
 }
 
 NativeData load_native(Database &database, const Schema &schema) {
+    const StageMark stage(Stage::parse);
     NativeData data;
-    Statement select = database.prepare("SELECT name, document FROM native_data ORDER BY name");
+    Statement select = database.prepare("SELECT name, document, checksum FROM native_data ORDER BY name");
+    std::int64_t count = 0, sum = 0;
     while (select.step()) {
+        if (row_checksum({select.text(0), select.text(1)}) != select.number(2))
+            throw DamageError(fmt::format("{}: native data '{}' is damaged: it does not hold its checksum",
+                                          database.file(), select.text(0)));
+        ++count;
+        sum += select.number(2);
         YangTree tree;
         try {
             tree = schema.parse(select.text(1), LYD_JSON);
@@ -179,11 +189,13 @@ NativeData load_native(Database &database, const Schema &schema) {
         else
             data.operational.push_back(std::move(tree));
     }
+    check_seal(database, kTable, count, sum);
     return data;
 }
 
 std::vector<NativeEntry> select_entries(const Schema &schema, const NativeData &data,
                                         const std::vector<OutputNode> &request, bool configuration_only) {
+    const StageMark stage(Stage::look_up);
     Selection selection(configuration_only);
     for (const OutputNode &root : request) {
         const lysc_node *node = schema.find(nullptr, root.tag);

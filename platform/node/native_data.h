@@ -20,11 +20,12 @@ struct NativeData {
     const lyd_node *root(const lysc_node &schema) const;
 };
 
-// The table of native documents in a node's database. Documents are JSON.
-void create_native_table(Database &database);
+// The statements that make the table of native documents, which are JSON. They want the table of seals.
+std::vector<std::string> native_table_sql();
 void store_running(Database &database, const lyd_node *tree);
 void store_operational(Database &database, std::string_view module, const lyd_node *tree);
-// Throws YangError when a document does not fit the modules that this program carries.
+// Within a transaction. Throws DamageError when a document is not what was stored or is missing, and YangError when one
+// does not fit the modules that this program carries.
 NativeData load_native(Database &database, const Schema &schema);
 
 // One entry of an outermost native list, by itself: `tree` leads from the root container to this entry and no other.

@@ -3,7 +3,10 @@
 
 #include "framework/operation_words.h"
 #include "log/text.h"
+#include "node/native_range.h"
 #include "node/request_error.h"
+#include "node/slots.h"
+#include "node/stages.h"
 
 #include <algorithm>
 #include <map>
@@ -97,10 +100,8 @@ class NativeEditor {
             return;
         }
         lyd_node *entry = find_entry(siblings_below(parent), schema, *keys);
-        if (entry != nullptr && operation == YFW_OP_CREATE)
-            throw RequestError(error_tag::data_exists, source_of(node), "exists in the native configuration");
-        // Whether what a delete names exists for the client has been asked before; here there may be nothing left of
-        // it.
+        // Whether what a delete or a create names exists for the client has been asked before: here there may be
+        // nothing left of the one, and something of the other.
         if (entry != nullptr && (deletes(operation) || operation == YFW_OP_REPLACE)) {
             remove(entry);
             entry = nullptr;
@@ -108,7 +109,8 @@ class NativeEditor {
         if (deletes(operation))
             return;
         if (entry == nullptr)
-            entry = refused_natively(node, [&] { return schema_.add_entry(running_, parent, schema, *keys); });
+            entry = refused_natively(named_by(node, schema), schema,
+                                     [&] { return schema_.add_entry(running_, parent, schema, *keys); });
         apply_children(node, schema, entry);
     }
 
@@ -131,23 +133,39 @@ class NativeEditor {
                 remove(leaf);
             return;
         }
-        if (leaf != nullptr && operation == YFW_OP_CREATE)
-            throw RequestError(error_tag::data_exists, source_of(node), "exists in the native configuration");
         if (!node.value)
             throw RequestError(error_tag::operation_failed, source_of(node),
                                fmt::format("the native leaf '{}' was given no value", node.tag));
-        refused_natively(node, [&] { return schema_.set_leaf(running_, parent, schema, *node.value); });
+        refused_natively(node, schema, [&] { return schema_.set_leaf(running_, parent, schema, *node.value); });
     }
 
-    // Result of `change`; what the native model says against it becomes a refusal of the node's source.
+    // The key of an entry that a client gave; the entry itself when it gave none.
+    static const OutputNode &named_by(const OutputNode &entry, const lysc_node &list) {
+        for (const lysc_node *key : list_keys(list)) {
+            const OutputNode *leaf = entry.child(key->name);
+            if (leaf != nullptr && leaf->source_value)
+                return *leaf;
+        }
+        return entry;
+    }
+
+    // Result of `change`; what the native model says against it becomes a refusal of the node's source, told of the
+    // value that the client sent.
     template <typename Change>
-    lyd_node *refused_natively(const OutputNode &node, Change change) {
+    lyd_node *refused_natively(const OutputNode &node, const lysc_node &schema, Change change) {
         try {
             return change();
         } catch (const YangError &error) {
-            const std::string value = node.value ? fmt::format(" '{}'", *node.value) : "";
+            const std::optional<std::string> &value = node.source_value ? node.source_value : node.value;
+            if (const std::optional<std::string> never =
+                    is_leaf(schema) ? std::nullopt : why_never_there(value.value_or("")))
+                throw RequestError(error_tag::invalid_value, source_of(node), *never);
+            const std::optional<std::string> range = is_leaf(schema) ? held_range(schema) : std::nullopt;
             throw RequestError(error_tag::invalid_value, source_of(node),
-                               fmt::format("the native model refuses '{}'{}: {}", node.tag, value, error.what()));
+                               fmt::format("{}{}",
+                                           value ? fmt::format("'{}': ", shortened(*value, longest_shown_value)) : "",
+                                           range ? "the node holds " + *range
+                                                 : fmt::format("the native model refuses it: {}", error.what())));
         }
     }
 
@@ -169,7 +187,7 @@ class NativeEditor {
 };
 
 struct Leaves {
-    std::vector<std::string> order;            // data paths
+    std::vector<std::string> order;            // data paths, escaped
     std::map<std::string, std::string> values; // escaped: each stands on one line
 
     void add(const lyd_node *first) {
@@ -177,7 +195,7 @@ struct Leaves {
             if ((node->flags & LYD_DEFAULT) != 0)
                 continue;
             if (is_leaf(*node->schema)) {
-                order.push_back(data_path(*node));
+                order.push_back(escaped(data_path(*node)));
                 append_escaped(values[order.back()], leaf_text(*node));
             }
             add(lyd_child(node));
@@ -189,6 +207,7 @@ struct Leaves {
 
 void apply_native_edit(const Schema &schema, const std::vector<OutputNode> &edit, const EntriesBehind &entries_behind,
                        YangTree &running) {
+    const StageMark stage(Stage::apply);
     NativeEditor editor(schema, entries_behind, running);
     for (const OutputNode &root : edit)
         editor.apply(root, nullptr, nullptr);

@@ -5,8 +5,10 @@
 #include "node/native_data.h"
 #include "node/schema.h"
 #include "sysdb/system_database.h"
+#include "sysdb/writer_queue.h"
 
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -25,16 +27,24 @@ const Schema &native_schema();
 class Node {
   public:
     // Makes a node in `folder`, which may exist but must hold no node, from an example: the documents in native/ and
-    // the records in sysdb/. Nothing is left behind when it fails. Throws NodeError.
+    // the records in sysdb/. Nothing is left behind when it fails, and what earlier runs that were killed left in the
+    // folder is taken away. Throws NodeError, std::system_error and SqliteError.
     static void init(const std::filesystem::path &folder, const std::filesystem::path &example);
 
-    // Throws NodeError when the folder holds no node.
-    explicit Node(const std::filesystem::path &folder);
+    enum class Access {
+        read, // alters nothing; what is read belongs into a ReadTransaction
+        write // waits for its turn among the writers, which lasts as long as the node is open; see WriterTurn
+    };
+
+    // Throws NodeError when the folder holds no node of this program's, DamageError when the node's tables are not as
+    // they should be, WriterQueueError, and SqliteError when the file fails it.
+    Node(const std::filesystem::path &folder, Access access);
 
     Database &database() noexcept { return database_; }
     SystemDatabase &system_database() noexcept { return system_database_; }
 
   private:
+    std::optional<WriterTurn> turn_;
     Database database_;
     SystemDatabase system_database_;
 };

@@ -2,6 +2,7 @@
 #include "node/plugin.h"
 
 #include <filesystem>
+#include <vector>
 
 #include <dlfcn.h>
 #include <fmt/format.h>
@@ -31,12 +32,20 @@ std::string walker_name(std::string_view direction, std::string_view module, std
 }
 
 std::string Plugin::default_file() {
+    namespace fs = std::filesystem;
+    const std::string_view file = "liboc-amplifier.so";
+    std::vector<fs::path> folders;
     std::error_code error;
-    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (error)
-        throw PluginError(
-            fmt::format("the program's own folder is not known ({}), expected --plugin FILE", error.message()));
-    return (program.parent_path().parent_path() / "lib" / "liboc-amplifier.so").string();
+    // Without /proc only the folder that was configured is left.
+    if (const fs::path program = fs::read_symlink("/proc/self/exe", error); !error)
+        folders = {program.parent_path() / "../lib", program.parent_path() / OCAMP_PLUGIN_FROM_PROGRAM};
+    folders.emplace_back(OCAMP_PLUGIN_FOLDER);
+    for (const fs::path &folder : folders) {
+        if (fs::exists(folder / file, error))
+            return (folder / file).lexically_normal().string();
+    }
+    throw PluginError(
+        fmt::format("no plug-in {} beside the program or in {}, expected --plugin FILE", file, OCAMP_PLUGIN_FOLDER));
 }
 
 Plugin::Plugin(const std::string &file) : file_(file) {

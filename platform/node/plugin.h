@@ -22,7 +22,9 @@ using Walker = cerrno (*)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree 
 
 class Plugin {
   public:
-    // Where the plug-in lies beside this program: ../lib/liboc-amplifier.so seen from the program's folder.
+    // Where the plug-in lies when none is named, the first that is there: ../lib seen from the program's folder (a
+    // build tree), the installed plug-in's folder seen from there (an installed tree, wherever it was moved to), and
+    // the folder that the build was configured with. Throws PluginError when it is in none of them.
     static std::string default_file();
 
     explicit Plugin(const std::string &file);

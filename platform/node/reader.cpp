@@ -1,6 +1,12 @@
 // The order of a read. Knows neither where filters come from nor how answers are shown.
 #include "node/reader.h"
 
+#include "node/served_nodes.h"
+#include "node/slots.h"
+#include "node/stages.h"
+
+#include <algorithm>
+
 #include <fmt/format.h>
 
 namespace ocamp {
@@ -12,9 +18,56 @@ std::string root_module(const yfw_datatree &root) {
     return schema != nullptr ? schema->module->name : "";
 }
 
+bool is_named_key(const RequestNode &node) {
+    return node.key && node.value;
+}
+
+struct NamedEntry {
+    const RequestNode *entry;
+    std::string path; // its data path
+};
+
+// The list entry that the client named by its key, at `node` or below.
+std::optional<NamedEntry> named_entry(const RequestNode &node, const std::string &above = "") {
+    const std::string path = above + "/" + node.tag + key_predicates(node);
+    if (std::any_of(node.children.begin(), node.children.end(), is_named_key))
+        return NamedEntry{&node, path};
+    for (const RequestNode &child : node.children) {
+        if (std::optional<NamedEntry> found = named_entry(child, path))
+            return found;
+    }
+    return std::nullopt;
+}
+
+// Data path of the node that a request for a path leads to.
+std::string path_of(const RequestNode &node) {
+    const std::string path = "/" + node.tag + key_predicates(node);
+    return node.children.empty() || is_named_key(node.children.back()) ? path : path + path_of(node.children.back());
+}
+
+void refuse_unserved(const Filter &filter) {
+    const lysc_node *target = filter.path_target();
+    if (target != nullptr && is_leaf(*target) && !is_served(*target))
+        throw RequestError(error_tag::not_supported, path_of(filter.requests().front()), "not served by this device");
+}
+
+// A path to an entry that can never be there is a mistake; one that is merely not there gives an empty answer.
+void refuse_impossible_entry(const Filter &filter) {
+    if (filter.path_target() == nullptr)
+        return;
+    const RequestNode request = filter.requests().front();
+    const std::optional<NamedEntry> named = named_entry(request);
+    for (const RequestNode &key : named ? named->entry->children : std::vector<RequestNode>()) {
+        const std::optional<std::string> reason = is_named_key(key) ? why_never_there(*key.value) : std::nullopt;
+        if (reason)
+            throw RequestError(error_tag::invalid_value, named->path, *reason);
+    }
+}
+
 } // namespace
 
 void map_to_native(const Plugin &plugin, MappingRun &run) {
+    const StageMark stage(Stage::to_native);
     const yfw_datatree *root = run.request();
     const Walker walker = plugin.to_native(root_module(*root), root->tag);
     run.begin_walk();
@@ -24,6 +77,7 @@ void map_to_native(const Plugin &plugin, MappingRun &run) {
 }
 
 ReadResult Reader::read(const NativeData &data, std::uint32_t kind, const Filter &filter, ReadReport *report) const {
+    refuse_unserved(filter);
     ReadResult result;
     Answer answer(openconfig_schema(), kind == YFW_KIND_GET_CONFIG);
     for (RequestNode &request : filter.requests())
@@ -31,11 +85,14 @@ ReadResult Reader::read(const NativeData &data, std::uint32_t kind, const Filter
     result.dropped = answer.dropped();
     result.answer = answer.take_tree();
     filter.cut(result.answer);
+    if (result.answer == nullptr)
+        refuse_impossible_entry(filter);
     return result;
 }
 
 void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode request, Answer &answer,
                       RunReport *report) const {
+    const bool names_entry = named_entry(request).has_value();
     MappingRun run(kind, std::move(request));
     logs_.attach(*run.context());
     if (report != nullptr)
@@ -45,7 +102,9 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
     const OutputTree native_request(run.writes());
     if (report != nullptr)
         report->native_request = output_text(native_request.roots());
-    run.set_native_path(named_configuration_entry(native_schema(), native_request.roots()));
+    // A request that names no entry reaches none, whatever entries the plug-in asks for to answer it.
+    if (names_entry)
+        run.set_native_path(named_configuration_entry(native_schema(), native_request.roots()));
     for (const NativeEntry &entry :
          select_entries(native_schema(), data, native_request.roots(), kind == YFW_KIND_GET_CONFIG)) {
         const std::string root = entry.tree.tag;
@@ -58,7 +117,10 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
         DataTree tree(entry.tree);
         std::string shown = report != nullptr ? tree_text(*tree.root()) : std::string();
         run.begin_walk();
-        const cerrno result = walker(run.context(), tree.root(), run.output());
+        const cerrno result = [&] {
+            const StageMark stage(Stage::to_openconfig);
+            return walker(run.context(), tree.root(), run.output());
+        }();
         if (report != nullptr)
             report->walks.push_back({entry.module->name, entry.path, std::move(shown), result});
         if (result == YMAP_RC_SKIP)

@@ -1,26 +1,81 @@
 // How refusals read. Knows nothing of requests.
 #include "node/request_error.h"
 
+#include "log/codes.h"
+#include "log/text.h"
+
+#include <array>
+
 #include <fmt/format.h>
 
 namespace ocamp {
 
 namespace {
 
-std::string at_path(const std::string &path, const std::string &reason) {
-    return path.empty() ? reason : path + ": " + reason;
+// In the order of the tags.
+constexpr std::array<std::string_view, 19> tag_words{"in-use",
+                                                     "invalid-value",
+                                                     "too-big",
+                                                     "missing-attribute",
+                                                     "bad-attribute",
+                                                     "unknown-attribute",
+                                                     "missing-element",
+                                                     "bad-element",
+                                                     "unknown-element",
+                                                     "unknown-namespace",
+                                                     "access-denied",
+                                                     "lock-denied",
+                                                     "resource-denied",
+                                                     "rollback-failed",
+                                                     "data-exists",
+                                                     "data-missing",
+                                                     "operation-not-supported",
+                                                     "operation-failed",
+                                                     "malformed-message"};
+static_assert(tag_words.size() == static_cast<std::size_t>(ErrorTag::malformed_message) + 1);
+
+// Most bytes of a path and of a reason: a line that a person can still read.
+constexpr std::size_t longest_path = 400;
+constexpr std::size_t longest_reason = 800;
+
+std::string text_of(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason) {
+    std::string text = fmt::format("{}: {} [{}]", path.empty() ? "/" : shortened(path, longest_path),
+                                   shortened(reason, longest_reason), word_of(tag));
+    if (code != CERR_SUCCESS)
+        text += fmt::format(" (0x{:08x})", code);
+    return text;
 }
 
 } // namespace
 
-RequestError::RequestError(std::string_view tag, const std::string &path, const std::string &reason)
-    : std::runtime_error(fmt::format("{} [{}]", at_path(path, reason), tag)), tag_(tag), code_(CERR_SUCCESS),
-      path_(path) {}
+std::string_view word_of(ErrorTag tag) noexcept {
+    return tag_words[static_cast<std::size_t>(tag)];
+}
+
+ErrorTag tag_of(cerrno code) noexcept {
+    switch (code) {
+    case YMAP_RC_UNSUPPORTED:
+    case YMAP_RC_AUGMENT_UNSUPPORTED:
+    case YMAP_RC_KEY_DELETE:
+        return ErrorTag::not_supported;
+    case YMAP_RC_BAD_KEY:
+        return ErrorTag::missing_element;
+    case RC_LEAFREF_MISMATCH:
+        return ErrorTag::invalid_value;
+    case RC_OUT_OF_MEMORY:
+        return ErrorTag::resource_denied;
+    default:
+        return ErrorTag::operation_failed;
+    }
+}
+
+RequestError::RequestError(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason)
+    : std::runtime_error(text_of(tag, code, path, reason)), tag_(tag), code_(code), path_(path) {}
+
+RequestError::RequestError(ErrorTag tag, const std::string &path, const std::string &reason)
+    : RequestError(tag, CERR_SUCCESS, path, reason) {}
 
 RequestError::RequestError(cerrno code, const std::string &path)
-    : std::runtime_error(at_path(path, fmt::format("{} (0x{:08x})", cerr_strerror(code), code))),
-      tag_(code == YMAP_RC_UNSUPPORTED || code == YMAP_RC_AUGMENT_UNSUPPORTED ? error_tag::not_supported
-                                                                              : error_tag::operation_failed),
-      code_(code), path_(path) {}
+    : RequestError(tag_of(code), code, path, cerr_strerror(code)) {}
 
 } // namespace ocamp

@@ -1,4 +1,4 @@
-// A request that is well-formed and refused. Knows nothing of requests.
+// A request that is well-formed and refused, and the one form in which refusals read. Knows nothing of requests.
 #pragma once
 
 #include "yfw_platform.h"
@@ -9,33 +9,57 @@
 
 namespace ocamp {
 
-// The error-tags of RFC 6241 that refusals carry.
+/// The error-tags of RFC 6241, appendix A, in its order.
+enum class ErrorTag {
+    in_use,
+    invalid_value,
+    too_big,
+    missing_attribute,
+    bad_attribute,
+    unknown_attribute,
+    missing_element,
+    bad_element,
+    unknown_element,
+    unknown_namespace,
+    access_denied,
+    lock_denied,
+    resource_denied,
+    rollback_failed,
+    data_exists,
+    data_missing,
+    not_supported, // operation-not-supported
+    operation_failed,
+    malformed_message,
+};
+
+/// Where refusals are made, tags read as error_tag::invalid_value.
 namespace error_tag {
-inline constexpr std::string_view bad_attribute = "bad-attribute";
-inline constexpr std::string_view data_exists = "data-exists";
-inline constexpr std::string_view data_missing = "data-missing";
-inline constexpr std::string_view invalid_value = "invalid-value";
-inline constexpr std::string_view not_supported = "operation-not-supported";
-inline constexpr std::string_view operation_failed = "operation-failed";
-inline constexpr std::string_view unknown_attribute = "unknown-attribute";
-inline constexpr std::string_view unknown_element = "unknown-element";
-inline constexpr std::string_view unknown_namespace = "unknown-namespace";
+using enum ErrorTag;
 } // namespace error_tag
 
-// The text says where, why, and, for a refusal of the plug-in's, the code.
+/// The tag as RFC 6241 writes it, such as "invalid-value".
+std::string_view word_of(ErrorTag tag) noexcept;
+
+/// The tag that fits a result code of a walker. operation-failed for codes that have no better one.
+ErrorTag tag_of(cerrno code) noexcept;
+
+/// The text of every refusal: "PATH: REASON [error-tag]", and for a refusal of the plug-in's " (0xCODE)" after it. A
+/// refusal of the whole request has the path "/". Long paths and reasons are shortened.
 class RequestError : public std::runtime_error {
   public:
-    // Refused by the platform.
-    RequestError(std::string_view tag, const std::string &path, const std::string &reason);
-    // Refused by the plug-in.
+    /// Refused by the platform. `path`: data path; empty for the whole request.
+    RequestError(ErrorTag tag, const std::string &path, const std::string &reason);
+    /// Refused by the plug-in: the tag and the reason are those of the code.
     RequestError(cerrno code, const std::string &path);
 
-    std::string_view tag() const noexcept { return tag_; }
+    ErrorTag tag() const noexcept { return tag_; }
     cerrno code() const noexcept { return code_; }             // 0 when the platform refused it
-    const std::string &path() const noexcept { return path_; } // data path; may be empty
+    const std::string &path() const noexcept { return path_; } // as given
 
   private:
-    std::string_view tag_;
+    RequestError(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason);
+
+    ErrorTag tag_;
     cerrno code_;
     std::string path_;
 };

@@ -15,7 +15,8 @@
 
 namespace ocamp {
 
-// What libyang refused: its reason, and the place when it gave one.
+// What libyang refused: its reason, and the place when it gave one. Memory that ran out is std::bad_alloc everywhere
+// here.
 class YangError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -45,8 +46,8 @@ class Schema {
     // Implemented module by name, prefix or namespace URI; NULL when there is none.
     const lys_module *module(std::string_view word) const;
 
-    // Throws YangError unless the value is one that the leaf may have. A prefix before an identity is the client's own
-    // and not looked at. Gives the canonical form, as leaf_text does.
+    // Throws YangError unless the value is one that the leaf may have. Before an identity its module's name may stand.
+    // Gives the canonical form, as leaf_text does.
     std::string check_value(const lysc_node &leaf, std::string_view value) const;
 
     // A complete instance document, valid against the modules. Throws YangError.
@@ -95,8 +96,16 @@ lyd_node *find_instance(lyd_node *siblings, const lysc_node &node);
 // Instance of a list with those keys, in the order of list_keys. NULL when there is none.
 lyd_node *find_entry(lyd_node *siblings, const lysc_node &list, std::span<const std::string> keys);
 
-// The whole tree as text, indented. An empty tree gives an empty text.
+/// Moves the roots into `to`. Throws YangError.
+void add_roots(YangTree &to, YangTree roots);
+/// A tree with copies of all siblings. Throws YangError.
+YangTree copy_tree(const lyd_node *tree);
+
+// The whole tree as text, indented. An empty tree gives an empty text. Throws YangError when a part of it got lost.
 std::string print_tree(const lyd_node *tree, LYD_FORMAT format);
+/// A valid tree as the JSON document to be stored, "{}" for an empty one. It has been read back, and gave the same
+/// tree. Throws YangError.
+std::string print_to_store(const lyd_node *tree);
 // Data path of a node with its keys, module names only where the module changes.
 std::string data_path(const lyd_node &node);
 

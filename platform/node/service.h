@@ -20,10 +20,11 @@ struct ServiceSettings {
     LogSettings logs = {};
 };
 
-// One request at a time.
+// One request at a time. Each throws PlatformFailure or DamageError when it met something damaged, SqliteError when the
+// file failed it: there is no answer that is merely smaller.
 class Service {
   public:
-    // Throws NodeError, PluginError, LogError.
+    // Throws PluginError, LogError, and what Node's constructor throws.
     explicit Service(const ServiceSettings &settings);
 
     // As Reader::read.
@@ -36,6 +37,7 @@ class Service {
 
   private:
     LogSession logs_;
+    std::filesystem::path folder_;
     Node node_;
     Plugin plugin_;
 };

@@ -25,7 +25,7 @@ cerrno guarded_decoding(const char *function, Body body) noexcept {
         try {
             return body();
         } catch (const ocamp::BagError &error) {
-            return ocamp::refuse(function, ocamp::RC_MALFORMED_RECORD, error.what());
+            return ocamp::fail(function, ocamp::RC_MALFORMED_RECORD, error.what());
         }
     });
 }

@@ -3,6 +3,7 @@
 #include "sysdb/bag_record.h"
 
 #include "log/text.h"
+#include "sysdb/crc32.h"
 
 #include <algorithm>
 #include <array>
@@ -23,26 +24,6 @@ constexpr std::size_t kFormatAt = 4, kNameLengthAt = 6, kLengthAt = 8, kMajorAt 
                       kHeaderCheckAt = 24, kNameAt = 28;
 
 using Bytes = std::span<const std::uint8_t>;
-
-// CRC-32 with the reflected polynomial 0xedb88320, start and final value inverted.
-constexpr std::array<std::uint32_t, 256> make_crc_table() {
-    std::array<std::uint32_t, 256> table{};
-    for (std::uint32_t i = 0; i < table.size(); ++i) {
-        std::uint32_t value = i;
-        for (int bit = 0; bit < 8; ++bit)
-            value = (value >> 1U) ^ ((value & 1U) != 0 ? 0xedb88320U : 0U);
-        table[i] = value;
-    }
-    return table;
-}
-
-std::uint32_t crc32(Bytes bytes) noexcept {
-    static constexpr auto kTable = make_crc_table();
-    std::uint32_t value = 0xffffffffU;
-    for (const std::uint8_t byte : bytes)
-        value = (value >> 8U) ^ kTable[(value ^ byte) & 0xffU];
-    return ~value;
-}
 
 // The caller has checked that `bytes` is long enough.
 template <typename Integer>
@@ -353,6 +334,12 @@ BagRecord decode_bag(Bytes bytes) {
     const BagHeader header = read_bag_header(bytes);
     BagReader reader(bytes);
     return {std::string(header.name), header.version_major, header.version_minor, read_tokens(reader)};
+}
+
+void check_bag(Bytes bytes) {
+    BagReader reader(bytes);
+    while (!reader.ended())
+        reader.next();
 }
 
 BagHeader read_bag_header(Bytes bytes) {

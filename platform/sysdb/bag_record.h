@@ -83,6 +83,9 @@ std::vector<std::uint8_t> encode_bag(const BagRecord &record);
 
 BagRecord decode_bag(std::span<const std::uint8_t> bytes);
 
+// Throws BagError unless decode_bag could decode it.
+void check_bag(std::span<const std::uint8_t> bytes);
+
 // What the header of a record says. `name` lies in the record and is NUL-terminated there.
 struct BagHeader {
     std::uint32_t length; // of the whole record, bytes

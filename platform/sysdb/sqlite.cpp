@@ -2,6 +2,8 @@
 // table.
 #include "sysdb/sqlite.h"
 
+#include <array>
+#include <cstring>
 #include <utility>
 
 #include <fmt/format.h>
@@ -12,8 +14,23 @@ namespace ocamp {
 namespace {
 
 constexpr int kBusyTimeout = 5000; // ms
+constexpr int kPrimaryCode = 0xff; // the part of an extended result code that names its kind
+
+// SQLite's file header: magic, and offsets of what is looked at.
+constexpr std::size_t kHeaderSize = 100;
+constexpr std::string_view kMagic("SQLite format 3\0", 16);
+constexpr std::size_t kWriteFormatAt = 18, kReadFormatAt = 19, kUserVersionAt = 60, kApplicationIdAt = 68;
+constexpr std::uint8_t kRollbackJournal = 1;
+
+std::uint32_t big_endian(const std::uint8_t *bytes) noexcept {
+    return std::uint32_t{bytes[0]} << 24U | std::uint32_t{bytes[1]} << 16U | std::uint32_t{bytes[2]} << 8U | bytes[3];
+}
 
 [[noreturn]] void fail(sqlite3 *connection, int code, const std::string &file, std::string_view action) {
+    if ((code & kPrimaryCode) == SQLITE_BUSY)
+        throw SqliteError(fmt::format("{}: locked by another client for longer than the busy limit of {} s: {}", file,
+                                      kBusyTimeout / 1000, action),
+                          code);
     const char *reason = connection != nullptr ? sqlite3_errmsg(connection) : sqlite3_errstr(code);
     throw SqliteError(fmt::format("{}: {}: {}", file, action, reason), code);
 }
@@ -109,19 +126,62 @@ void Database::Close::operator()(sqlite3 *connection) const noexcept {
     sqlite3_close_v2(connection);
 }
 
-Database::Database(const std::string &file, Mode mode) : file_(file) {
-    const int flags = mode == Mode::read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+Database::Database(const std::string &file, Mode mode, const FileMark *mark) : file_(file) {
+    int flags = mode == Mode::read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+    if (mode == Mode::create)
+        flags |= SQLITE_OPEN_CREATE;
     sqlite3 *connection = nullptr;
     const int code = sqlite3_open_v2(file.c_str(), &connection, flags | SQLITE_OPEN_EXRESCODE, nullptr);
     connection_.reset(connection); // a failed open gives a connection too
     if (code != SQLITE_OK)
         fail(connection, code, file_, "open");
+    if (mark != nullptr && mode != Mode::create)
+        check_mark(*mark);
     sqlite3_busy_timeout(connection, kBusyTimeout);
-    exec("PRAGMA foreign_keys = ON; PRAGMA trusted_schema = OFF;");
-    if (mode == Mode::read_write_create)
+    exec("PRAGMA foreign_keys = ON; PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON;");
+    if (mode != Mode::read_only)
         exec("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA;");
+    if (mark != nullptr && mode == Mode::create)
+        exec(fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {};", mark->application_id, mark->version));
     // SQLite looks into the file at the first read only; a file that is no database is told now.
-    exec("SELECT count(*) FROM sqlite_schema;");
+    begin_reading();
+}
+
+// Read through SQLite's own handle: a handle of ours would drop SQLite's locks on the file when it is closed.
+void Database::check_mark(const FileMark &mark) {
+    sqlite3_file *handle = nullptr;
+    sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &handle);
+    std::array<std::uint8_t, kHeaderSize> header{};
+    const int code = handle->pMethods->xRead(handle, header.data(), static_cast<int>(header.size()), 0);
+    if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ)
+        fail(nullptr, code, file_, "read");
+    if (code != SQLITE_OK || std::memcmp(header.data(), kMagic.data(), kMagic.size()) != 0)
+        throw ForeignFileError(fmt::format("{}: no SQLite database", file_));
+    const std::uint32_t application_id = big_endian(&header[kApplicationIdAt]);
+    if (application_id != static_cast<std::uint32_t>(mark.application_id))
+        throw ForeignFileError(fmt::format("{}: a database with application id {:#010x}, expected {:#010x}", file_,
+                                           application_id, mark.application_id));
+    const std::uint32_t version = big_endian(&header[kUserVersionAt]);
+    if (version != static_cast<std::uint32_t>(mark.version))
+        throw ForeignFileError(
+            fmt::format("{}: a database of version {}, expected version {}", file_, version, mark.version));
+    if (header[kWriteFormatAt] != kRollbackJournal || header[kReadFormatAt] != kRollbackJournal)
+        throw ForeignFileError(fmt::format("{}: file formats {} and {}, expected a database with a rollback journal",
+                                           file_, header[kWriteFormatAt], header[kReadFormatAt]));
+}
+
+// Locks the database for reading, within a transaction to its end.
+void Database::begin_reading() {
+    constexpr const char *kFirstRead = "SELECT count(*) FROM sqlite_schema;";
+    try {
+        exec(kFirstRead);
+    } catch (const SqliteError &error) {
+        if (error.code() != SQLITE_READONLY_ROLLBACK)
+            throw;
+        // A writer was killed in the middle of a commit: only who may write can undo what it left.
+        const Database undo(file_, Mode::read_write);
+        exec(kFirstRead);
+    }
 }
 
 void Database::exec(const std::string &sql) {
@@ -130,8 +190,25 @@ void Database::exec(const std::string &sql) {
         fail(connection_.get(), code, file_, sql);
 }
 
-bool Database::read_only() const noexcept {
-    return sqlite3_db_readonly(connection_.get(), "main") != 0;
+Database::State Database::state() {
+    std::uint32_t version = 0;
+    sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_DATA_VERSION, &version);
+    return {version, sqlite3_total_changes64(connection_.get())};
+}
+
+ReadTransaction::ReadTransaction(Database &database) : database_(database) {
+    database_.exec("BEGIN;");
+    try {
+        database_.begin_reading();
+    } catch (const SqliteError &) {
+        sqlite3_exec(database_.connection(), "ROLLBACK;", nullptr, nullptr, nullptr);
+        throw;
+    }
+}
+
+// There is nothing to undo: the end of a read that fails loses nothing.
+ReadTransaction::~ReadTransaction() {
+    sqlite3_exec(database_.connection(), "ROLLBACK;", nullptr, nullptr, nullptr);
 }
 
 Transaction::Transaction(Database &database) : database_(database) {
@@ -144,8 +221,16 @@ Transaction::~Transaction() {
         sqlite3_exec(database_.connection(), "ROLLBACK;", nullptr, nullptr, nullptr);
 }
 
-void Transaction::commit() {
-    database_.exec("COMMIT;");
+void Transaction::commit(std::string_view made) {
+    try {
+        database_.exec("COMMIT;");
+    } catch (const SqliteError &error) {
+        // The last step: the journal is gone already, and with it the way back.
+        if (error.code() == SQLITE_IOERR_DIR_FSYNC && !made.empty())
+            throw SqliteError(fmt::format("{}, but it may not outlast a power cut: {}", made, error.what()),
+                              error.code());
+        throw;
+    }
     open_ = false;
 }
 

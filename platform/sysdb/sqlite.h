@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -69,26 +70,62 @@ class StatementUse {
     Statement &statement_;
 };
 
+// What tells the files of one program, and of one layout of its tables, from others: words of SQLite's file header.
+struct FileMark {
+    std::int32_t application_id;
+    std::int32_t version;
+};
+
+// A file that is no database, not of this program, or of a later layout. The text names it and says what was found.
+class ForeignFileError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
 // A connection to one database file. Waits up to 5 s for a lock, checks foreign keys, trusts no schema; writes with a
 // rollback journal that is gone, and synced, before a commit returns.
 class Database {
   public:
-    enum class Mode { read_only, read_write_create };
+    enum class Mode {
+        read_only, // writes nothing, but for undoing what a writer that was killed left half done
+        read_write,
+        create // read_write of a file that may not be there yet
+    };
+    // Changes whenever the content may have changed.
+    using State = std::pair<std::uint32_t, std::int64_t>;
 
-    Database(const std::string &file, Mode mode);
+    // With a mark the file is looked at before SQLite works with it; throws ForeignFileError then. A created file gets
+    // the mark.
+    Database(const std::string &file, Mode mode, const FileMark *mark = nullptr);
 
     void exec(const std::string &sql);
     Statement prepare(std::string_view sql) { return {connection_.get(), sql}; }
-    bool read_only() const noexcept;
+    State state();
     const std::string &file() const noexcept { return file_; }
     sqlite3 *connection() noexcept { return connection_.get(); }
 
   private:
+    friend class ReadTransaction;
+    void check_mark(const FileMark &mark);
+    void begin_reading();
+
     struct Close {
         void operator()(sqlite3 *connection) const noexcept;
     };
     std::string file_;
     std::unique_ptr<sqlite3, Close> connection_;
+};
+
+// What is read while it lives is of one state of the database.
+class ReadTransaction {
+  public:
+    explicit ReadTransaction(Database &database);
+    ~ReadTransaction();
+    ReadTransaction(const ReadTransaction &) = delete;
+    ReadTransaction &operator=(const ReadTransaction &) = delete;
+
+  private:
+    Database &database_;
 };
 
 // A write transaction; rolled back unless it was committed.
@@ -99,7 +136,9 @@ class Transaction {
     Transaction(const Transaction &) = delete;
     Transaction &operator=(const Transaction &) = delete;
 
-    void commit();
+    // When it throws, nothing has changed, unless the text begins with `made`: then only the folder's entry for the
+    // journal could not be synced. An empty `made` is for a file that nobody else sees yet.
+    void commit(std::string_view made = "the change is made");
 
   private:
     Database &database_;

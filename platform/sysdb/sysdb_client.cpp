@@ -1,10 +1,10 @@
 // The system-database calls of the seam, over the current system database. They check handles and arguments and turn
-// failures into codes and debug-log lines. Knows nothing of what is in the records beyond their header.
+// failures into codes and debug-log lines. Knows nothing of what is in the records.
 #include "log/calls.h"
 #include "log/seam_guard.h"
-#include "sysdb/bag_record.h"
 #include "sysdb/current_system_database.h"
 #include "sysdb/handle_table.h"
+#include "sysdb/record_reader.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -58,7 +58,9 @@ cerrno guarded_access(const char *function, Body body) noexcept {
         try {
             return body();
         } catch (const ocamp::SqliteError &error) {
-            return refuse(function, ocamp::RC_DATABASE, error.what());
+            return ocamp::fail(function, ocamp::RC_DATABASE, error.what());
+        } catch (const ocamp::DamageError &error) {
+            return ocamp::fail(function, ocamp::RC_MALFORMED_RECORD, error.what());
         } catch (const ocamp::SysdbNameError &error) {
             return refuse(function, ocamp::RC_INVALID_ARGUMENT, error.what());
         }
@@ -79,18 +81,11 @@ cerrno get_item(const char *function, void *handle, const char *item, void **bag
     const Binding *binding = usable_binding(handle);
     if (binding == nullptr)
         return refuse(function, ocamp::RC_BAD_HANDLE, "the binding is not open");
-    const auto bag = current_guard->database().get(binding->bind_point, item);
+    const auto bag = ocamp::read_record(current_guard->database(), binding->bind_point, item);
     if (!bag) {
         // No error: the plug-in asks for values that a node need not have.
         ocamp::debug_log_line(ocamp::kLogTraces, fmt::format("{}: no item {}{}", function, binding->bind_point, item));
         return ocamp::RC_NOT_FOUND;
-    }
-    try {
-        // The plug-in hands the block to a call that has no length argument, so the header must hold before.
-        ocamp::read_bag_header(*bag);
-    } catch (const ocamp::BagError &error) {
-        return refuse(function, ocamp::RC_MALFORMED_RECORD,
-                      fmt::format("{}{}: {}", binding->bind_point, item, error.what()));
     }
     void *block = std::malloc(bag->size());
     if (block == nullptr)

@@ -1,6 +1,7 @@
 // Reads and writes the table of system-database items. Knows neither what is in the records nor the C seam.
 #include "sysdb/system_database.h"
 
+#include "log/failure.h"
 #include "log/text.h"
 
 #include <fmt/format.h>
@@ -8,6 +9,8 @@
 namespace ocamp {
 
 namespace {
+
+constexpr const char *kTable = "sysdb_item";
 
 [[noreturn]] void refuse_name(const char *what, std::string_view name, const char *expected) {
     std::string text = fmt::format("{} \"", what);
@@ -38,19 +41,10 @@ void check_item_name(std::string_view item) {
     check_name("item", item);
 }
 
-SystemDatabase::SystemDatabase(const std::string &file, Database::Mode mode)
-    : owned_(std::make_unique<Database>(file, mode)), database_(*owned_) {
-    create_table();
-}
-
-SystemDatabase::SystemDatabase(Database &shared) : database_(shared) {
-    create_table();
-}
-
-void SystemDatabase::create_table() {
-    if (!database_.read_only())
-        database_.exec("CREATE TABLE IF NOT EXISTS sysdb_item(bind_point TEXT NOT NULL, item TEXT NOT NULL, "
-                       "bag BLOB NOT NULL, PRIMARY KEY(bind_point, item)) WITHOUT ROWID;");
+std::vector<std::string> item_table_sql() {
+    // The checksum is that of the names: the record has checksums of its own.
+    return sealed_table_sql(kTable, "bind_point TEXT NOT NULL, item TEXT NOT NULL, bag BLOB NOT NULL, "
+                                    "checksum INTEGER NOT NULL, PRIMARY KEY(bind_point, item)");
 }
 
 Statement &SystemDatabase::statement(std::optional<Statement> &kept, std::string_view sql) {
@@ -59,13 +53,37 @@ Statement &SystemDatabase::statement(std::optional<Statement> &kept, std::string
     return *kept;
 }
 
+// A damaged name would make its item, or the items behind it, look absent.
+void SystemDatabase::check_names() {
+    const Database::State now = database_.state();
+    if (checked_ == now)
+        return;
+    Statement &query = statement(names_, "SELECT bind_point, item, checksum FROM sysdb_item ORDER BY bind_point, item");
+    const StatementUse use(query);
+    std::pair<std::string, std::string> before;
+    std::int64_t count = 0, sum = 0;
+    while (query.step()) {
+        std::pair<std::string, std::string> name(query.text(0), query.text(1));
+        if (row_checksum({name.first, name.second}) != query.number(2) || name <= before)
+            throw DamageError(fmt::format("{}: record {}{} is damaged: its name does not hold its checksum", file(),
+                                          name.first, name.second));
+        ++count;
+        sum += query.number(2);
+        before = std::move(name);
+    }
+    check_seal(database_, kTable, count, sum);
+    checked_ = now;
+}
+
 std::optional<std::vector<std::uint8_t>> SystemDatabase::get(std::string_view bind_point, std::string_view item) {
     check_bind_point(bind_point);
     check_item_name(item);
     Statement &query = statement(get_, "SELECT bag FROM sysdb_item WHERE bind_point = ?1 AND item = ?2");
     const StatementUse use(query);
-    if (!query.bind(1, bind_point).bind(2, item).step())
+    if (!query.bind(1, bind_point).bind(2, item).step()) {
+        check_names();
         return std::nullopt;
+    }
     const auto bag = query.blob(0);
     return std::vector<std::uint8_t>(bag.begin(), bag.end());
 }
@@ -73,10 +91,11 @@ std::optional<std::vector<std::uint8_t>> SystemDatabase::get(std::string_view bi
 void SystemDatabase::put(std::string_view bind_point, std::string_view item, std::span<const std::uint8_t> bag) {
     check_bind_point(bind_point);
     check_item_name(item);
-    Statement &change = statement(put_, "INSERT INTO sysdb_item(bind_point, item, bag) VALUES(?1, ?2, ?3) "
-                                        "ON CONFLICT(bind_point, item) DO UPDATE SET bag = excluded.bag");
+    Statement &change = statement(put_, "INSERT INTO sysdb_item(bind_point, item, bag, checksum) "
+                                        "VALUES(?1, ?2, ?3, ?4) ON CONFLICT(bind_point, item) "
+                                        "DO UPDATE SET bag = excluded.bag, checksum = excluded.checksum");
     const StatementUse use(change);
-    change.bind(1, bind_point).bind(2, item).bind_blob(3, bag).step();
+    change.bind(1, bind_point).bind(2, item).bind_blob(3, bag).bind(4, row_checksum({bind_point, item})).step();
 }
 
 bool SystemDatabase::remove(std::string_view bind_point, std::string_view item) {
@@ -88,6 +107,8 @@ bool SystemDatabase::remove(std::string_view bind_point, std::string_view item) 
     // The deletion is done when the statement has run to its end.
     if (removed)
         change.step();
+    else
+        check_names();
     return removed;
 }
 
@@ -113,15 +134,16 @@ std::vector<std::string> SystemDatabase::list(std::string_view bind_point, std::
         if (names.empty() || names.back() != name)
             names.emplace_back(name);
     }
+    check_names();
     return names;
 }
 
 std::vector<std::string> SystemDatabase::bind_points() {
-    Statement &query = statement(bind_points_, "SELECT DISTINCT bind_point FROM sysdb_item ORDER BY bind_point");
-    const StatementUse use(query);
+    Statement query = database_.prepare("SELECT DISTINCT bind_point FROM sysdb_item ORDER BY bind_point");
     std::vector<std::string> names;
     while (query.step())
         names.emplace_back(query.text(0));
+    check_names();
     return names;
 }
 
@@ -131,7 +153,8 @@ bool SystemDatabase::readable() noexcept {
         const StatementUse use(query);
         query.step();
         return true;
-    } catch (const std::exception &) {
+    } catch (const std::exception &error) {
+        note_failure(error.what());
         return false;
     }
 }

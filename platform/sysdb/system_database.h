@@ -2,11 +2,11 @@
 // is in the records nor the C seam.
 #pragma once
 
+#include "sysdb/seal.h"
 #include "sysdb/sqlite.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -29,14 +29,21 @@ class SysdbNameError : public std::runtime_error {
 void check_bind_point(std::string_view bind_point);
 void check_item_name(std::string_view item);
 
-// All calls throw SqliteError when the file fails them, and SysdbNameError for a bad name. One thread at a time.
+// The statements that make the table of items. They want the table of seals.
+std::vector<std::string> item_table_sql();
+
+// All calls throw SqliteError when the file fails them, DamageError when what is asked for cannot be told for sure, and
+// SysdbNameError for a bad name. Calls that may tell of absence belong into a transaction when others write. One thread
+// at a time.
 class SystemDatabase {
   public:
-    SystemDatabase(const std::string &file, Database::Mode mode);
     // Shares a connection, which must outlive this object. Writes are then part of the connection's transaction.
-    explicit SystemDatabase(Database &shared);
+    explicit SystemDatabase(Database &shared) : database_(shared) {}
 
-    // Nothing when there is no such item.
+    const std::string &file() const noexcept { return database_.file(); }
+
+    // Nothing when there truly is no such item: before that is said, the names of all items are checked. The bytes are
+    // given as they are.
     std::optional<std::vector<std::uint8_t>> get(std::string_view bind_point, std::string_view item);
     // Writes or overwrites. The bytes are taken as they are.
     void put(std::string_view bind_point, std::string_view item, std::span<const std::uint8_t> bag);
@@ -49,16 +56,16 @@ class SystemDatabase {
     std::vector<std::string> list(std::string_view bind_point, std::string_view folder = {});
     std::vector<std::string> bind_points();
 
-    // True when the table of items is there and can be read.
+    // True when the table of items is there and can be read; else what is wrong is noted as a failure.
     bool readable() noexcept;
 
   private:
-    void create_table();
     Statement &statement(std::optional<Statement> &kept, std::string_view sql);
+    void check_names();
 
-    std::unique_ptr<Database> owned_; // NULL when the connection is shared
     Database &database_;
-    std::optional<Statement> get_, put_, remove_, list_, bind_points_, probe_;
+    std::optional<Statement> get_, put_, remove_, list_, names_, probe_;
+    std::optional<Database::State> checked_; // when the names were last found whole
 };
 
 } // namespace ocamp

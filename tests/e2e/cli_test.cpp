@@ -1,10 +1,18 @@
 // Wrong use of ocamp: each case with its exit status and its message.
 #include "ocamp_program.h"
 
+#include <chrono>
+#include <future>
+
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace e2e;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 namespace {
@@ -53,6 +61,8 @@ const WrongUse kWrongUses[] = {
     {"KeyTwice", {"get"}, {"/optical-amplifier/amplifiers/amplifier[name='x'][name='y']"}, "'name' is given twice"},
     {"PathAndFilter", {"get"}, {"--filter", "-", "/optical-amplifier"}, "excludes"},
     {"UnknownFormat", {"get"}, {"--format", "yaml"}, "--format"},
+    {"FormatByNumber", {"get"}, {"--format", "2"}, "--format"},
+    {"DefaultOperationByNumber", {"edit"}, {"--default-operation", "1", "-"}, "--default-operation"},
     {"MissingFilterFile", {"get"}, {"--filter", "no-such-file"}, "no-such-file: No such file"},
     {"FilterThatIsNoXml", {"get"}, {"--filter", "-"}, "standard input: neither XML nor JSON"},
     {"FolderAsFilter", {"get"}, {"--filter", "/"}, "/: Is a directory"},
@@ -78,6 +88,44 @@ TEST_F(CommandLine, NoCommandIsWrongUse) {
     const Outcome outcome = run_ocamp({});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, HasSubstr("ocamp --help"));
+}
+
+TEST_F(CommandLine, CommandThatNeedsAnotherIsWrongUseByItself) {
+    for (const char *command : {"sysdb", "native", "node", "explain"}) {
+        const Outcome outcome = run_ocamp({command});
+        EXPECT_EQ(outcome.status, 2) << command;
+        EXPECT_EQ(outcome.out, "") << command;
+        EXPECT_THAT(outcome.err, StartsWith("ocamp: ")) << command;
+        EXPECT_THAT(outcome.err, HasSubstr("subcommand is required")) << command;
+    }
+}
+
+TEST_F(CommandLine, NativeDataAreConfigurationAndOperationalData) {
+    const std::string all = ocamp({"native", "get"}).out;
+    for (const char *root :
+         {"Korvex-ifmgr-cfg:interface-configurations", "Korvex-controller-orvo8-ots-oper:ots-oper",
+          "Korvex-controller-optics-oper:optics-oper", "Korvex-pmengine-oper:performance-management-history"})
+        EXPECT_THAT(all, HasSubstr(std::string("\"") + root + "\": {"));
+    const Outcome port =
+        ocamp({"native", "get"}, {"/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']/ots-info/ampli-gain"});
+    EXPECT_EQ(port.status, 0) << port.err;
+    EXPECT_THAT(port.out, HasSubstr("\"ampli-gain\": 1750"));
+    EXPECT_THAT(port.out, Not(HasSubstr("interface-configurations")));
+}
+
+TEST_F(CommandLine, ConfigurationMayComeInOneFileForEachRoot) {
+    std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
+    write_file(folder() / "example/native/running.json",
+               R"({"Korvex-ifmgr-cfg:interface-configurations": {"interface-configuration": [
+                  {"active": "act", "interface-name": "Ots0/1/0/0"}]}})");
+    write_file(folder() / "example/native/global.json",
+               R"({"Korvex-ifmgr-cfg:global-interface-configuration": {"link-status": "physical"}})");
+    const std::string made = (folder() / "new").string();
+    const Outcome outcome = run_ocamp({"node", "init", made, "--from", (folder() / "example").string()});
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const std::string native = run_ocamp({"native", "get", "--node", made}).out;
+    EXPECT_THAT(native, HasSubstr("\"link-status\": \"physical\""));
+    EXPECT_THAT(native, HasSubstr("\"interface-name\": \"Ots0/1/0/0\""));
 }
 
 TEST_F(CommandLine, EachCommandHasHelpWithAnExample) {
@@ -106,6 +154,13 @@ TEST_F(CommandLine, DatabaseThatIsNoneIsToldByName) {
     const Outcome outcome = get({});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, HasSubstr("node.db"));
+}
+
+TEST_F(CommandLine, VersionTellsTheProjectsVersionAndThePluginThatRuns) {
+    const Outcome outcome = run_ocamp({"--version"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "ocamp " OCAMP_VERSION "\nplug-in " PLUGIN "\n");
+    EXPECT_EQ(outcome.err, "");
 }
 
 TEST_F(CommandLine, NodeIsNeverMadeOverAnother) {
@@ -147,6 +202,68 @@ TEST_F(CommandLine, FaultyExampleIsToldByFileAndPlaceAndLeavesNothing) {
         EXPECT_FALSE(std::filesystem::exists(folder() / "new")) << fault.file;
         std::filesystem::remove_all(folder() / "example");
     }
+}
+
+TEST_F(CommandLine, ExampleFileThatIsNoFileIsRefusedAndNotWaitedFor) {
+    std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
+    const auto init = [&] {
+        return run_ocamp({"node", "init", (folder() / "new").string(), "--from", (folder() / "example").string()});
+    };
+    for (const char *name : {"native/pipe.json", "sysdb/pipe.json"}) {
+        const std::filesystem::path pipe = folder() / "example" / name;
+        ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+        // Whoever reads it waits until the other end is closed.
+        const int writer = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+        std::future<Outcome> run = std::async(std::launch::async, init);
+        EXPECT_EQ(run.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+        close(writer);
+        const Outcome outcome = run.get();
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_THAT(outcome.err, HasSubstr(std::string(name) + ": not a regular file"));
+        std::filesystem::remove(pipe);
+    }
+    std::filesystem::create_directory(folder() / "example" / "native" / "folder.json");
+    EXPECT_THAT(init().err, HasSubstr("native/folder.json: not a regular file"));
+    EXPECT_FALSE(std::filesystem::exists(folder() / "new"));
+}
+
+TEST_F(CommandLine, LeftoversOfKilledRunsGoAndThoseOfRunsAtWorkStay) {
+    const std::filesystem::path target = folder() / "new", left = target / "node.db.new-1",
+                                busy = target / "node.db.new-2", other = target / "node.db.new-x";
+    std::filesystem::create_directory(target);
+    for (const std::filesystem::path &file : {left, busy, other}) {
+        write_file(file, "x");
+        write_file(file.string() + "-journal", "x");
+    }
+    const int lock = open(busy.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    for (const int status : {0, 2}) {
+        EXPECT_EQ(run_ocamp({"node", "init", target.string(), "--from", EXAMPLE_NODE}).status, status);
+        EXPECT_FALSE(std::filesystem::exists(left));
+        EXPECT_FALSE(std::filesystem::exists(left.string() + "-journal"));
+        EXPECT_TRUE(std::filesystem::exists(busy));
+        EXPECT_TRUE(std::filesystem::exists(busy.string() + "-journal"));
+        EXPECT_TRUE(std::filesystem::exists(other));
+        write_file(left, "");
+        write_file(left.string() + "-journal", "");
+    }
+    close(lock);
+    run_ocamp({"node", "init", target.string(), "--from", EXAMPLE_NODE});
+    EXPECT_FALSE(std::filesystem::exists(busy));
+}
+
+TEST_F(CommandLine, SecondHistoryOfAPortIsRefused) {
+    std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
+    const std::filesystem::path file = folder() / "example" / "native" / "history.xml";
+    std::string text = read_file(file);
+    const std::string entry = "<optics-second30-optics-history>";
+    text.insert(text.find(entry), entry + "<number>2</number></optics-second30-optics-history>");
+    write_file(file, text);
+    const Outcome outcome =
+        run_ocamp({"node", "init", (folder() / "new").string(), "--from", (folder() / "example").string()});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("native/history.xml: "));
+    EXPECT_THAT(outcome.err, HasSubstr("a port has one history, number 1"));
 }
 
 TEST_F(CommandLine, MissingExampleIsTold) {

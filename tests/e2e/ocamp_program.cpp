@@ -5,8 +5,6 @@
 #include <fstream>
 #include <sstream>
 
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace e2e {
@@ -22,54 +20,30 @@ fs::path new_folder() {
     return name;
 }
 
-struct NewFolder {
-    fs::path path = new_folder();
-    ~NewFolder() {
-        std::error_code ignored;
-        fs::remove_all(path, ignored);
-    }
-};
-
-void redirect(const fs::path &file, int flags, int descriptor) {
-    const int opened = open(file.c_str(), flags | O_CLOEXEC, 0600);
-    if (opened < 0 || dup2(opened, descriptor) < 0)
-        _exit(126);
-}
-
-int start(const std::vector<std::string> &arguments, const fs::path &input, const fs::path &output,
-          const fs::path &error) {
-    std::vector<std::string> words{OCAMP_PROGRAM};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char *> argv;
-    for (std::string &word : words)
-        argv.push_back(word.data());
-    argv.push_back(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        redirect(input, O_RDONLY, STDIN_FILENO);
-        redirect(output, O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
-        redirect(error, O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
-        execv(OCAMP_PROGRAM, argv.data());
-        _exit(127);
-    }
-    return child;
+support::Launch launch(const std::vector<std::string> &arguments) {
+    support::Launch launch{.words = {OCAMP_PROGRAM}};
+    launch.words.insert(launch.words.end(), arguments.begin(), arguments.end());
+    return launch;
 }
 
 } // namespace
 
 int start_ocamp(const std::vector<std::string> &arguments, const fs::path &input, const fs::path &output) {
-    return start(arguments, input, output, "/dev/null");
+    support::Launch started = launch(arguments);
+    started.redirected = {{STDIN_FILENO, input}, {STDOUT_FILENO, output}};
+    return support::start(started);
 }
 
-Outcome run_ocamp(const std::vector<std::string> &arguments, const std::string &input) {
-    const NewFolder folder;
-    write_file(folder.path / "in", input);
-    const int child = start(arguments, folder.path / "in", folder.path / "out", folder.path / "err");
-    int status = 0;
-    waitpid(child, &status, 0);
-    return {.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1,
-            .out = read_file(folder.path / "out"),
-            .err = read_file(folder.path / "err")};
+Outcome run_ocamp(const std::vector<std::string> &arguments, const std::string &input,
+                  const std::map<int, fs::path> &redirected) {
+    support::Launch started = launch(arguments);
+    started.input = input;
+    started.redirected = redirected;
+    return support::run(started);
+}
+
+Outcome run_ocamp_onto(const fs::path &output, const std::vector<std::string> &arguments, const std::string &input) {
+    return run_ocamp(arguments, input, {{STDOUT_FILENO, output}});
 }
 
 std::string read_file(const fs::path &file) {

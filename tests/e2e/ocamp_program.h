@@ -1,7 +1,11 @@
 // Runs ocamp as its users do, and gives each test a node of its own. Knows nothing of what the commands answer.
 #pragma once
 
+#include "support/program.h"
+#include "support/same_text.h"
+
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -9,13 +13,16 @@
 
 namespace e2e {
 
-struct Outcome {
-    int status = -1; // exit status; -1 when a signal ended it
-    std::string out, err;
-};
+using support::Outcome;
 
-// Runs ocamp with these arguments and `input` as standard input, and waits for its end.
-Outcome run_ocamp(const std::vector<std::string> &arguments, const std::string &input = "");
+// Runs ocamp with these arguments and `input` as standard input, and waits for its end. `redirected`: descriptors that
+// lead into a file, or are closed (no file).
+Outcome run_ocamp(const std::vector<std::string> &arguments, const std::string &input = "",
+                  const std::map<int, std::filesystem::path> &redirected = {});
+
+// The same with `output`, such as /dev/full, as standard output; with none when it is empty.
+Outcome run_ocamp_onto(const std::filesystem::path &output, const std::vector<std::string> &arguments,
+                       const std::string &input = "");
 
 // Starts ocamp with the file as standard input and its standard output into another file. Gives the process number;
 // the caller waits for it.

@@ -2,12 +2,11 @@
 // matter; that it touches nothing but what it was given does, and that it leaves the request's state balanced.
 #include "fuzzed_input.h"
 #include "null_platform.h"
+#include "tree.h"
 #include "ymap_models.h"
 
 #include <cstdlib>
-#include <deque>
 #include <string>
-#include <vector>
 
 using Walker = cerrno(yfw_map_ctx, const yfw_datatree *, yfw_datatree *);
 #define WALKER(name) extern "C" Walker name;
@@ -60,47 +59,40 @@ constexpr const char *values[] = {
     "0/1-AMP-PRE", "0/2-AMP-BST", "Ots0/1/0/0", "Optics0/1/0/4", "true", "-12.34",
     "1e308",       "nan",         "",           " -3.20 ",       "abc",  "9999999999999999"};
 
-/// Keeps what a tree of one input points at.
+/// Makes trees out of one input.
 class Garden {
   public:
     explicit Garden(FuzzedInput &input) : input_(input) {}
 
-    yfw_datatree grow(const char *tag, int depth) {
-        yfw_datatree node = {};
-        node.tag = tag;
-        node.ns = input_.chance(16) ? nullptr : namespaces[input_.below(std::size(namespaces))];
+    Node grow(const std::string &tag, int depth) {
+        Node node = container(tag);
+        node.space.reset();
+        if (!input_.chance(16))
+            node.space = namespaces[input_.below(std::size(namespaces))];
         node.operation = static_cast<uint32_t>(input_.below(6));
-        node.node_flags = static_cast<uint8_t>(input_.byte() & ~YFW_NODE_HAS_CHILDREN);
-        node.node_flags2 = input_.byte();
-        node.node_type = static_cast<uint32_t>(input_.below(7));
+        node.flags = static_cast<uint8_t>(input_.byte() & ~YFW_NODE_HAS_CHILDREN);
+        node.flags2 = input_.byte();
+        node.type = static_cast<uint32_t>(input_.below(7));
         if (!input_.chance(96))
-            node.value = writable(input_.chance(64) ? input_.text() : values[input_.below(std::size(values))]);
+            node.text = input_.chance(64) ? input_.text() : values[input_.below(std::size(values))];
         const size_t children = depth < 14 && !input_.at_end() ? input_.below(5) : 0;
-        if (children != 0) {
-            auto &array = arrays_.emplace_back();
-            for (size_t i = 0; i < children; ++i)
-                array.push_back(grow(any_tag(), depth + 1));
-            node.children = array.data();
-            node.child_count = static_cast<uint32_t>(children);
-            node.node_flags |= YFW_NODE_HAS_CHILDREN;
-        } else if (input_.chance(16)) { // announced and not there
-            node.child_count = input_.byte();
-            node.node_flags |= YFW_NODE_HAS_CHILDREN;
-        }
+        for (size_t i = 0; i < children; ++i)
+            node.children.push_back(grow_any(depth + 1));
+        if (children == 0 && input_.chance(16))
+            node.announced_children = input_.byte(); // announced and not there
         return node;
     }
 
   private:
-    const char *any_tag() {
-        if (input_.chance(8))
-            return nullptr;
-        return input_.chance(16) ? writable(input_.text()) : tags[input_.below(std::size(tags))];
+    Node grow_any(int depth) {
+        const bool has_tag = !input_.chance(8);
+        Node node = grow(input_.chance(16) ? input_.text() : tags[input_.below(std::size(tags))], depth);
+        if (!has_tag)
+            node.tag.reset();
+        return node;
     }
-    char *writable(const std::string &text) { return texts_.emplace_back(text).data(); }
 
     FuzzedInput &input_;
-    std::deque<std::vector<yfw_datatree>> arrays_;
-    std::deque<std::string> texts_;
 };
 
 } // namespace
@@ -108,12 +100,13 @@ class Garden {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     FuzzedInput input(data, size);
     Garden garden(input);
-    set_log_level(input.chance(32) ? 3 : -1);
     const Root &root = roots[input.below(std::size(roots))];
 
     uint32_t kind = static_cast<uint32_t>(input.below(16));
-    yfw_datatree asked = garden.grow("optical-amplifier", 8);
-    yfw_datatree entry = garden.grow("optics-port", 10);
+    Tree asked_tree(garden.grow("optical-amplifier", 8));
+    Tree entry_tree(garden.grow("optics-port", 10));
+    yfw_datatree &asked = *asked_tree.root();
+    const yfw_datatree &entry = *entry_tree.root();
     yfw_map_request request = {};
     request.request_kind = input.chance(8) ? nullptr : &kind;
     request.walk_all = static_cast<uint32_t>(input.below(2));
@@ -135,15 +128,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     request.hierarchy_len = static_cast<uint8_t>(input.below(4));
     yfw_map_ctx_s context = {};
     context.req_ctx = input.chance(8) ? nullptr : &request;
-    context.ltrace_enabled = input.chance(64) ? 1 : 0;
+    constexpr null_platform::Messages messages[] = {null_platform::Messages::none, null_platform::Messages::none,
+                                                    null_platform::Messages::debug_log,
+                                                    null_platform::Messages::lightweight_trace};
+    null_platform::take_messages(context, messages[input.below(std::size(messages))]);
+    // What is noted is formatted and copied, so that a bad text shows.
+    null_platform::CallRecord calls(&context);
+    null_platform::note_calls(input.chance(32) ? &calls : nullptr);
 
     const uint32_t walk_all = request.walk_all;
     const uint32_t in_subtree = request.in_subtree;
-    yfw_datatree tree = garden.grow(root.tag, 0);
-    const uint32_t operation = tree.operation;
+    Tree tree(garden.grow(root.tag, 0));
+    const uint32_t operation = tree.root()->operation;
     yfw_datatree out = {};
-    root.walk(&context, &tree, &out);
-    if (request.walk_all != walk_all || request.in_subtree != in_subtree || tree.operation != operation)
+    root.walk(&context, tree.root(), &out);
+    if (request.walk_all != walk_all || request.in_subtree != in_subtree || tree.root()->operation != operation)
         abort();
     xos_named_free(request.error_path);
     return 0;

@@ -5,6 +5,8 @@
 #include "node/node.h"
 #include "node/request_error.h"
 
+#include <ctime>
+
 #include <gmock/gmock.h>
 
 using namespace ocamp;
@@ -29,7 +31,7 @@ TEST(ClientDocument, XmlKeepsNamesNamespacesValuesAndOperations) {
     const auto nodes = read_document("<?xml version=\"1.0\"?>\n<a xmlns=\"urn:a\" "
                                      "xmlns:nc=\"urn:ietf:params:xml:ns:netconf:base:1.0\" nc:operation=\"replace\" "
                                      "kind=\"x\"><b> 1 </b><c xmlns=\"urn:c\"/></a>",
-                                     DocumentFormat::xml);
+                                     DocumentFormat::xml, openconfig_schema());
     ASSERT_EQ(nodes.size(), 1U);
     EXPECT_EQ(nodes[0].name, "a");
     EXPECT_EQ(nodes[0].module, "urn:a");
@@ -41,7 +43,8 @@ TEST(ClientDocument, XmlKeepsNamesNamespacesValuesAndOperations) {
 }
 
 TEST(ClientDocument, XmlMayLeaveNamespacesOutAndHaveSeveralRoots) {
-    const auto nodes = read_document("\xEF\xBB\xBF <?xml version=\"1.0\"?><a/><b><c/></b>", DocumentFormat::xml);
+    const auto nodes =
+        read_document("\xEF\xBB\xBF <?xml version=\"1.0\"?><a/><b><c/></b>", DocumentFormat::xml, openconfig_schema());
     ASSERT_EQ(nodes.size(), 2U);
     EXPECT_EQ(nodes[1].children[0].name, "c");
     EXPECT_EQ(nodes[1].children[0].module, "");
@@ -51,7 +54,7 @@ TEST(ClientDocument, JsonAnnotationsGoToTheirNodes) {
     const auto nodes = read_document(R"({"m:a": {"@": {"ietf-netconf:operation": "merge"}, "@leaf":
         {"ietf-netconf:operation": "delete"}, "leaf": 1.5, "@absent": {"ietf-netconf:operation": "remove"},
         "entry": [{"k": "x"}, {"@": {"ietf-netconf:operation": "create"}, "k": "y"}]}})",
-                                     DocumentFormat::json);
+                                     DocumentFormat::json, openconfig_schema());
     ASSERT_EQ(nodes.size(), 1U);
     EXPECT_EQ(nodes[0].operation, "merge");
     ASSERT_EQ(nodes[0].children.size(), 4U);
@@ -63,20 +66,59 @@ TEST(ClientDocument, JsonAnnotationsGoToTheirNodes) {
         } else if (child.name == "absent") {
             EXPECT_EQ(child.operation, "remove");
             EXPECT_EQ(child.value, "");
-            EXPECT_THAT(child.children, IsEmpty());
+            EXPECT_EQ(child.json, ClientNode::JsonForm::absent);
+        } else {
+            EXPECT_EQ(child.operation.value_or("none"), child.children[0].value == "y" ? "create" : "none");
         }
     }
-    EXPECT_EQ(nodes[0].children.back().operation, "create");
+}
+
+TEST(ClientDocument, JsonAnnotationsOfALeafListGoToItsValues) {
+    const auto nodes = read_document(R"({"m:a": ["x", "y", "z"], "@m:a": [null, {"ietf-netconf:operation": "merge",
+        "m:hint": 3}]})",
+                                     DocumentFormat::json, openconfig_schema());
+    ASSERT_EQ(nodes.size(), 3U);
+    EXPECT_EQ(nodes[0].operation, std::nullopt);
+    EXPECT_EQ(nodes[1].operation, "merge");
+    EXPECT_THAT(nodes[1].attributes, ElementsAre("m:hint=3"));
+    EXPECT_EQ(nodes[2].operation, std::nullopt);
+}
+
+TEST(ClientDocument, JsonValuesKeepTheirForm) {
+    using Form = ClientNode::JsonForm;
+    const auto nodes = read_document(R"({"m:a": {"s": "\ud83d\ude00", "n": -1.50, "i": 7, "b": true, "e": [null]}})",
+                                     DocumentFormat::json, openconfig_schema());
+    std::vector<std::pair<std::string, Form>> shown;
+    for (const ClientNode &child : nodes[0].children)
+        shown.emplace_back(child.value, *child.json);
+    EXPECT_THAT(shown,
+                ElementsAre(std::pair("\xF0\x9F\x98\x80", Form::string), std::pair("-1.50", Form::number),
+                            std::pair("7", Form::number), std::pair("true", Form::boolean), std::pair("", Form::null)));
+    EXPECT_TRUE(nodes[0].children.back().in_array);
+}
+
+TEST(ClientDocument, PrefixesOfValuesStandForTheModulesOfTheirNamespaces) {
+    const auto nodes = read_document(std::string("<a xmlns:x=\"") + kNs +
+                                         "\"><b> x:EDFA </b><b xmlns:x=\"urn:y\">x:EDFA</b><b>y:EDFA</b><b>EDFA</b>"
+                                         "<b>x:EDFA</b></a>",
+                                     DocumentFormat::xml, openconfig_schema());
+    std::vector<std::optional<std::string>> modules;
+    for (const ClientNode &child : nodes[0].children)
+        modules.push_back(child.value_module);
+    const std::optional<std::string> ours = "openconfig-optical-amplifier";
+    EXPECT_THAT(modules, ElementsAre(ours, "", "", std::nullopt, ours));
 }
 
 TEST(ClientDocument, WhatIsNoDocumentIsRefused) {
     EXPECT_THROW(format_of("  "), DocumentError);
     EXPECT_THROW(format_of("[]"), DocumentError);
-    EXPECT_THROW(read_document("<a xmlns=\"urn:a\"><b></a>", DocumentFormat::xml), DocumentError);
-    EXPECT_THROW(read_document("<a></document><document>", DocumentFormat::xml), DocumentError);
-    EXPECT_THROW(read_document("{\"m:a\": ", DocumentFormat::json), DocumentError);
-    EXPECT_THROW(read_document("{\"a\": {}}", DocumentFormat::json), DocumentError);
-    EXPECT_THROW(read_document(std::string("<a\0/>", 5), DocumentFormat::xml), DocumentError);
+    EXPECT_THROW(read_document("<a xmlns=\"urn:a\"><b></a>", DocumentFormat::xml, openconfig_schema()), DocumentError);
+    EXPECT_THROW(read_document("<a></document><document>", DocumentFormat::xml, openconfig_schema()), DocumentError);
+    EXPECT_THROW(read_document("{\"m:a\": ", DocumentFormat::json, openconfig_schema()), DocumentError);
+    EXPECT_THROW(read_document("{\"m:a\": \"\\ud83d\"}", DocumentFormat::json, openconfig_schema()), DocumentError);
+    EXPECT_THROW(read_document("<!DOCTYPE a [<!ENTITY e \"x\">]><a>&e;</a>", DocumentFormat::xml, openconfig_schema()),
+                 DocumentError);
+    EXPECT_THROW(read_document(std::string("<a\0/>", 5), DocumentFormat::xml, openconfig_schema()), DocumentError);
 }
 
 TEST(ClientDocument, DeepDocumentsAreRefusedBeforeTheyAreRead) {
@@ -85,8 +127,21 @@ TEST(ClientDocument, DeepDocumentsAreRefusedBeforeTheyAreRead) {
         xml += "<a>";
         json += "{\"a\":";
     }
-    EXPECT_THROW(read_document(xml, DocumentFormat::xml), DocumentError);
-    EXPECT_THROW(read_document(json, DocumentFormat::json), DocumentError);
+    EXPECT_THROW(read_document(xml, DocumentFormat::xml, openconfig_schema()), DocumentError);
+    EXPECT_THROW(read_document(json, DocumentFormat::json, openconfig_schema()), DocumentError);
+}
+
+TEST(ClientDocument, ManySiblingsAreReadInTimeThatGrowsWithThem) {
+    std::string xml, json = "{\"m:a\":0";
+    for (int i = 0; i < 100000; ++i) {
+        xml += "<a" + std::to_string(i) + "/>";
+        json += ",\"m:a" + std::to_string(i) + "\":1";
+    }
+    const std::clock_t begin = std::clock();
+    EXPECT_EQ(read_document(xml, DocumentFormat::xml, openconfig_schema()).size(), 100000U);
+    EXPECT_EQ(read_document(json + "}", DocumentFormat::json, openconfig_schema()).size(), 100001U);
+    // It takes a second; in quadratic time it takes fifty and more.
+    EXPECT_LT((std::clock() - begin) / CLOCKS_PER_SEC, 10);
 }
 
 // Filters
@@ -133,6 +188,23 @@ TEST(FilterRequests, RequestsForOnePlaceBecomeOne) {
     const Filter twice =
         filter("<amplifiers><amplifier><config/></amplifier><amplifier><state/></amplifier></amplifiers>");
     EXPECT_THAT(texts(twice.requests()), ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <amplifier>\n"));
+}
+
+TEST(FilterRequests, TheSameLeafTwiceIsAskedForOnce) {
+    EXPECT_THAT(
+        texts(filter("<amplifiers><amplifier><name>a</name><name> a </name></amplifier></amplifiers>").requests()),
+        ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <amplifier name=\"a\">\n      <name> \"a\"\n"));
+    EXPECT_THAT(texts(filter("<amplifiers><amplifier><name/><name/></amplifier></amplifiers>").requests()),
+                ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <amplifier>\n      <name>\n"));
+}
+
+TEST(FilterRequests, LeavesThatAreNotServedAskForNothing) {
+    EXPECT_THAT(filter("<amplifiers><amplifier><state><component/></state></amplifier></amplifiers>").requests(),
+                IsEmpty());
+    EXPECT_THAT(
+        texts(filter("<amplifiers><amplifier><config><min-gain/><enabled/></config></amplifier></amplifiers>")
+                  .requests()),
+        ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <amplifier>\n      <config>\n        <enabled>\n"));
 }
 
 TEST(FilterRequests, UnknownNamesAskForNothing) {
@@ -186,7 +258,11 @@ TEST_F(FilterCut, ContentMatchBesideASelectionRestrictsAndIsShown) {
               R"({"amplifier":[{"name":"a"}]})");
 }
 
-TEST_F(FilterCut, IdentitiesMatchWithAnyPrefix) {
+TEST_F(FilterCut, IdentitiesMatchByTheModuleOfTheirPrefix) {
+    EXPECT_EQ(cut(filter("<amplifiers><amplifier><state><type>x:EDFA</type></state></amplifier></amplifiers>")), "");
+    EXPECT_EQ(cut(filter("<amplifiers><amplifier><state><type xmlns:x=\"urn:y\">x:EDFA</type></state></amplifier>"
+                         "</amplifiers>")),
+              "");
     EXPECT_EQ(cut(filter("<amplifiers><amplifier><state><type xmlns:x=\"" + std::string(kNs) +
                          "\">x:EDFA</type></state></amplifier></amplifiers>")),
               R"({"amplifier":[{"name":"a","state":{"type":"openconfig-optical-amplifier:EDFA","actual-gain":)"
@@ -235,6 +311,33 @@ TEST(EditRequests, KeyOfADeletedEntryIsNotDeleted) {
     EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"@": {"ietf-netconf:operation": "delete"}, "name": "a"}]}})"),
                 ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <amplifier name=\"a\">  operation delete\n"
                             "      <name> \"a\"\n"));
+}
+
+TEST(EditRequests, ContentOfWhatIsDeletedGoesWithIt) {
+    const std::string content = R"("name": "a", "config": {"name": "a", "target-gain": "x", "min-gain": "1.0"})";
+    const std::string entry = R"([{"@": {"ietf-netconf:operation": "delete"}, )" + content + "}]";
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": )" + entry + "}}"),
+                ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <amplifier name=\"a\">  operation delete\n"
+                            "      <name> \"a\"\n"));
+    EXPECT_THAT(edit(R"({"amplifiers": {"@": {"ietf-netconf:operation": "remove"}, "amplifier": )" + entry + "}}"),
+                ElementsAre("<optical-amplifier>\n  <amplifiers>  operation remove\n"));
+}
+
+TEST(EditRequests, ReplaceOfTheWholeConfigurationRemovesTheRootsThatAreNotGiven) {
+    for (const char *document : {"{}", "<config xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"/>"}) {
+        EXPECT_THAT(texts(EditRequest(openconfig_schema(), document, DefaultOperation::replace).requests()),
+                    ElementsAre("<optical-amplifier>  operation remove\n"));
+        EXPECT_THAT(EditRequest(openconfig_schema(), document, DefaultOperation::merge).requests(), IsEmpty());
+    }
+}
+
+TEST(EditRequests, ManySiblingsAreReadInTimeThatGrowsWithThem) {
+    std::string document = R"({"amplifiers": {"amplifier": [{"name": "a")";
+    for (int i = 0; i < 100000; ++i)
+        document += ", \"m:a" + std::to_string(i) + "\": 1";
+    const std::clock_t begin = std::clock();
+    EXPECT_EQ(edit(document + "}]}}").size(), 1U);
+    EXPECT_LT((std::clock() - begin) / CLOCKS_PER_SEC, 10);
 }
 
 TEST(EditRequests, DeletedLeafHasNoValue) {

@@ -182,9 +182,11 @@ TEST_F(NativeEdits, DeleteTakesTheLeafAway) {
     apply(gain("Ots0/1/0/0", std::nullopt, YFW_OP_REMOVE));
 }
 
-TEST_F(NativeEdits, CreateOfWhatExistsIsRefused) {
-    EXPECT_EQ(refused_at(gain("Ots0/1/0/0", "155", YFW_OP_CREATE)), "/oc/target-gain");
-    EXPECT_EQ(refused_at(entry("Ots0/1/0/0", YFW_OP_CREATE)), "/oc/name");
+TEST_F(NativeEdits, WhatACreateFindsNativelyIsNotTheClients) {
+    apply(entry("Ots0/1/0/0", YFW_OP_CREATE));
+    EXPECT_THAT(changed(), IsEmpty());
+    apply(gain("Ots0/1/0/0", "155", YFW_OP_CREATE));
+    EXPECT_THAT(changed(), ElementsAre(HasSubstr("optics-ots-amplifier-gain 175 -> 155")));
 }
 
 TEST_F(NativeEdits, KeyDecidesTheOperationOfAnEntryThatWasOpenedWithoutOne) {
@@ -253,19 +255,22 @@ TEST(AnswerBuilding, WhatTheModelDoesNotTakeIsDroppedAndCounted) {
         leaf(list + "/state/target-gain", kOpenConfig, ""),
         {.path = list + "/state/gain-range", .ns = kOpenConfig},
         leaf(list + "/state/target-gain-tilt", kOpenConfig, "steep"),
+        leaf(list + "/state/actual-gain/avg", kOpenConfig, "-"),
+        leaf(list + "/state/actual-gain/min", kOpenConfig, "+"),
         leaf(list + "/state/colour", kOpenConfig, "red"),
         leaf(list + "/state/enabled", "urn:other", "true"),
         leaf("optical-amplifier/no-slash", kOpenConfig, "x"),
     };
     Answer answer(openconfig_schema(), false);
     answer.add(OutputTree(writes));
-    EXPECT_THAT(dropped(answer),
-                ElementsAre(list + "/state/enabled: its list entry has no key",
-                            entry + "/state/target-gain: empty text", entry + "/state/gain-range: no value",
-                            HasSubstr(entry + "/state/target-gain-tilt: "),
-                            entry + "/state/colour: the model has no such node",
-                            entry + "/state/enabled: the model has no such node",
-                            "optical-amplifier/no-slash: the path is not absolute"));
+    EXPECT_THAT(
+        dropped(answer),
+        ElementsAre(list + "/state/enabled: its list entry has no key", entry + "/state/target-gain: empty text",
+                    entry + "/state/gain-range: no value", HasSubstr(entry + "/state/target-gain-tilt: "),
+                    HasSubstr(entry + "/state/actual-gain/avg: "), HasSubstr(entry + "/state/actual-gain/min: "),
+                    entry + "/state/colour: the model has no such node",
+                    entry + "/state/enabled: the model has no such node",
+                    "optical-amplifier/no-slash: the path is not absolute"));
     EXPECT_THAT(print_tree(answer.tree().get(), LYD_JSON), Not(HasSubstr("state")));
 }
 

@@ -1,12 +1,15 @@
 // Behaviour of the system database, its C calls and the availability probe, as the plug-in and the tools see them.
 #include "log/calls.h"
 #include "log/codes.h"
+#include "log/failure.h"
 #include "log/log.h"
+#include "log/seam_guard.h"
 #include "sysdb/bag_record.h"
 #include "sysdb/current_system_database.h"
 #include "sysdb/system_database.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -15,13 +18,38 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+namespace {
+
+bool folders_cannot_be_synced = false;
+
+int sync_unless_folder(int descriptor) {
+    struct stat status = {};
+    if (folders_cannot_be_synced && fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+        errno = EIO;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_fsync, descriptor));
+}
+
+} // namespace
+
+// In front of the C library's, for SQLite.
+extern "C" __attribute__((visibility("default"))) int fsync(int descriptor) {
+    return sync_unless_folder(descriptor);
+}
+extern "C" __attribute__((visibility("default"))) int fdatasync(int descriptor) {
+    return sync_unless_folder(descriptor);
+}
 
 namespace {
 
 using ocamp::CurrentSystemDatabase;
 using ocamp::Database;
-using ocamp::SystemDatabase;
 using Bytes = std::vector<std::uint8_t>;
 using Names = std::vector<std::string>;
 
@@ -31,6 +59,28 @@ constexpr const char *kProbe = "/pkg/lib/libsysdb.so";
 Bytes sample_bag() {
     return ocamp::encode_bag({"ots", 1, 0, {{ocamp::BagType::int32, "Power", std::int64_t{-250}, {}}}});
 }
+
+struct Connection {
+    Database connection;
+};
+
+// A file with the table of items alone. The tables of a file that is created are made.
+class SystemDatabase : Connection, public ocamp::SystemDatabase {
+  public:
+    SystemDatabase(const std::string &file, Database::Mode mode)
+        : Connection{opened(file, mode)}, ocamp::SystemDatabase(connection) {}
+
+  private:
+    static Database opened(const std::string &file, Database::Mode mode) {
+        const bool made = mode == Database::Mode::create && !std::filesystem::exists(file);
+        Database database(file, mode);
+        if (made) {
+            ocamp::run_all(database, ocamp::seal_table_sql());
+            ocamp::run_all(database, ocamp::item_table_sql());
+        }
+        return database;
+    }
+};
 
 class SysdbFile : public testing::Test {
   protected:
@@ -54,7 +104,7 @@ class SysdbSeam : public SysdbFile {
   protected:
     void SetUp() override {
         SysdbFile::SetUp();
-        database_.emplace(file_, Database::Mode::read_write_create);
+        database_.emplace(file_, Database::Mode::create);
         database_->put(kOts, "Ots0_1_0_0/ots_info", sample_bag());
         database_->put(kOts, "summary", sample_bag());
         guard_.emplace(*database_);
@@ -103,7 +153,7 @@ std::int64_t number_of(Database &database, const char *sql) {
 
 TEST_F(SystemDatabaseFile, AnItemComesBackFromTheFile) {
     const Bytes bag = sample_bag();
-    SystemDatabase(file_, Database::Mode::read_write_create).put(kOts, "Ots0_1_0_0/ots_info", bag);
+    SystemDatabase(file_, Database::Mode::create).put(kOts, "Ots0_1_0_0/ots_info", bag);
     SystemDatabase again(file_, Database::Mode::read_only);
     EXPECT_EQ(again.get(kOts, "Ots0_1_0_0/ots_info"), bag);
     EXPECT_EQ(again.get(kOts, "Ots0_1_0_1/ots_info"), std::nullopt);
@@ -111,7 +161,7 @@ TEST_F(SystemDatabaseFile, AnItemComesBackFromTheFile) {
 }
 
 TEST_F(SystemDatabaseFile, AnItemIsReplacedAndRemoved) {
-    SystemDatabase database(file_, Database::Mode::read_write_create);
+    SystemDatabase database(file_, Database::Mode::create);
     database.put(kOts, "a", Bytes{1});
     database.put(kOts, "a", Bytes{2, 3});
     EXPECT_EQ(database.get(kOts, "a"), (Bytes{2, 3}));
@@ -124,7 +174,7 @@ TEST_F(SystemDatabaseFile, AnItemIsReplacedAndRemoved) {
 }
 
 TEST_F(SystemDatabaseFile, AListingShowsImmediateChildrenAndFoldersOnce) {
-    SystemDatabase database(file_, Database::Mode::read_write_create);
+    SystemDatabase database(file_, Database::Mode::create);
     for (const char *item : {"b", "Ots0_1_0_0/ots_info", "Ots0_1_0_0/more/deep", "Ots0_1_0_0/more/deeper",
                              "Ots0_1_0_0-x", "Ots0_1_0_00/ots_info", "b/c", "%2f_"})
         database.put(kOts, item, Bytes{1});
@@ -138,7 +188,7 @@ TEST_F(SystemDatabaseFile, AListingShowsImmediateChildrenAndFoldersOnce) {
 }
 
 TEST_F(SystemDatabaseFile, ABadNameIsRefused) {
-    SystemDatabase database(file_, Database::Mode::read_write_create);
+    SystemDatabase database(file_, Database::Mode::create);
     for (const std::string bad : {"", "oper/", "/oper", "/oper//if/", "/\xff/"})
         EXPECT_THROW(database.get(bad, "a"), ocamp::SysdbNameError) << bad;
     EXPECT_THROW(database.get('/' + std::string(254, 'x') + '/', "a"), ocamp::SysdbNameError);
@@ -165,7 +215,7 @@ TEST_F(SystemDatabaseFile, AFileThatIsMissingOrNoDatabaseIsNamed) {
 }
 
 TEST_F(SystemDatabaseFile, AReadOnlyDatabaseIsNotWritten) {
-    SystemDatabase(file_, Database::Mode::read_write_create).put(kOts, "a", Bytes{1});
+    SystemDatabase(file_, Database::Mode::create).put(kOts, "a", Bytes{1});
     SystemDatabase database(file_, Database::Mode::read_only);
     EXPECT_THROW(database.put(kOts, "b", Bytes{1}), ocamp::SqliteError);
     EXPECT_THROW(database.remove(kOts, "a"), ocamp::SqliteError);
@@ -174,18 +224,131 @@ TEST_F(SystemDatabaseFile, AReadOnlyDatabaseIsNotWritten) {
 
 TEST_F(SystemDatabaseFile, ADatabaseWithoutItsTableIsNotReadable) {
     {
-        Database other(file_, Database::Mode::read_write_create);
+        Database other(file_, Database::Mode::create);
         other.exec("CREATE TABLE t(x);");
     }
     SystemDatabase without(file_, Database::Mode::read_only);
     EXPECT_FALSE(without.readable());
     EXPECT_THROW(without.get(kOts, "a"), ocamp::SqliteError);
-    EXPECT_TRUE(SystemDatabase(file_, Database::Mode::read_write_create).readable());
+    const std::string whole = (folder_ / "whole.db").string();
+    EXPECT_TRUE(SystemDatabase(whole, Database::Mode::create).readable());
+}
+
+constexpr ocamp::FileMark kMark{0x12345678, 7};
+
+// The message of a file that is refused; empty when it is not.
+std::string refusal_of(const std::string &file, const ocamp::FileMark &mark) {
+    try {
+        const Database database(file, Database::Mode::read_only, &mark);
+    } catch (const ocamp::ForeignFileError &error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST_F(SystemDatabaseFile, AForeignOrNewerFileIsRefusedWithWhatWasFound) {
+    Database(file_, Database::Mode::create, &kMark).exec("CREATE TABLE t(x);");
+    EXPECT_EQ(refusal_of(file_, kMark), "");
+    EXPECT_EQ(refusal_of(file_, {0x12345678, 6}), file_ + ": a database of version 7, expected version 6");
+    EXPECT_EQ(refusal_of(file_, {1, 7}), file_ + ": a database with application id 0x12345678, expected 0x00000001");
+    const std::string other = (folder_ / "other").string();
+    for (const std::size_t size : {0, 99, 4096}) {
+        std::ofstream(other) << std::string(size, 'x');
+        EXPECT_EQ(refusal_of(other, kMark), other + ": no SQLite database") << size;
+        EXPECT_EQ(std::filesystem::file_size(other), size);
+    }
+}
+
+TEST_F(SystemDatabaseFile, AFileWithAnotherKindOfJournalIsRefusedBeforeItIsTouched) {
+    Database(file_, Database::Mode::create, &kMark).exec("PRAGMA journal_mode = WAL; CREATE TABLE t(x);");
+    EXPECT_EQ(refusal_of(file_, kMark), file_ + ": file formats 2 and 2, expected a database with a rollback journal");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_), std::filesystem::directory_iterator()), 1);
+}
+
+// Writes into the file itself before it commits, and is killed there.
+void be_killed_while_writing(const std::string &file) {
+    const pid_t child = fork();
+    if (child == 0) {
+        Database database(file, Database::Mode::read_write);
+        database.exec("PRAGMA cache_size = 1; BEGIN IMMEDIATE; UPDATE sysdb_item SET bag = zeroblob(100000);");
+        kill(getpid(), SIGKILL);
+    }
+    waitpid(child, nullptr, 0);
+}
+
+TEST_F(SystemDatabaseFile, WhatAKilledWriterLeftHalfDoneIsUndoneByTheNextReader) {
+    const Bytes bag(50000, 7);
+    {
+        SystemDatabase database(file_, Database::Mode::create);
+        for (const char *item : {"a", "b", "c"})
+            database.put(kOts, item, bag);
+    }
+    for (const bool before_opening : {true, false}) {
+        std::optional<Database> reader;
+        if (!before_opening)
+            reader.emplace(file_, Database::Mode::read_only);
+        be_killed_while_writing(file_);
+        ASSERT_TRUE(std::filesystem::exists(file_ + "-journal"));
+        if (before_opening)
+            reader.emplace(file_, Database::Mode::read_only);
+        const ocamp::ReadTransaction reading(*reader);
+        EXPECT_EQ(ocamp::SystemDatabase(*reader).get(kOts, "b"), bag);
+        EXPECT_FALSE(std::filesystem::exists(file_ + "-journal"));
+    }
+}
+
+TEST_F(SystemDatabaseFile, AReadTransactionSeesOneState) {
+    SystemDatabase writer(file_, Database::Mode::create);
+    writer.put(kOts, "a", Bytes{1});
+    Database connection(file_, Database::Mode::read_only);
+    {
+        const ocamp::ReadTransaction reading(connection);
+        EXPECT_EQ(ocamp::SystemDatabase(connection).list(kOts), Names{"a"});
+        EXPECT_THROW(
+            Database(file_, Database::Mode::read_write).exec("PRAGMA busy_timeout = 0; DELETE FROM sysdb_item;"),
+            ocamp::SqliteError);
+    }
+    writer.put(kOts, "b", Bytes{1});
+    EXPECT_EQ(ocamp::SystemDatabase(connection).list(kOts), (Names{"a", "b"}));
+}
+
+TEST_F(SystemDatabaseFile, ACommitThatFailsInItsLastStepSaysThatTheChangeIsMade) {
+    SystemDatabase(file_, Database::Mode::create);
+    Database connection(file_, Database::Mode::read_write);
+    try {
+        ocamp::Transaction transaction(connection);
+        ocamp::SystemDatabase(connection).put(kOts, "a", Bytes{1});
+        folders_cannot_be_synced = true;
+        transaction.commit();
+        ADD_FAILURE() << "committed";
+    } catch (const ocamp::SqliteError &error) {
+        EXPECT_EQ(std::string(error.what()).find("the change is made, but it may not outlast a power cut: " + file_),
+                  0U)
+            << error.what();
+    }
+    folders_cannot_be_synced = false;
+    EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).list(kOts), Names{"a"});
+}
+
+TEST_F(SystemDatabaseFile, ATableThatIsNotAsMadeIsNamed) {
+    SystemDatabase(file_, Database::Mode::create);
+    std::vector<std::string> tables = ocamp::seal_table_sql();
+    for (const std::string &statement : ocamp::item_table_sql())
+        tables.push_back(statement);
+    Database database(file_, Database::Mode::read_write);
+    check_schema(database, tables);
+    database.exec("CREATE TABLE more(x)");
+    EXPECT_THROW(check_schema(database, tables), ocamp::DamageError);
+    database.exec("DROP TABLE more; DROP TRIGGER sysdb_item_update");
+    EXPECT_THROW(check_schema(database, tables), ocamp::DamageError);
+    database.exec("CREATE TRIGGER sysdb_item_update AFTER update ON sysdb_item BEGIN SELECT 1; END");
+    EXPECT_THROW(check_schema(database, tables), ocamp::DamageError);
 }
 
 TEST_F(SystemDatabaseFile, ASharedConnectionsTransactionCoversTheItems) {
-    Database connection(file_, Database::Mode::read_write_create);
-    SystemDatabase database(connection);
+    SystemDatabase(file_, Database::Mode::create);
+    Database connection(file_, Database::Mode::read_write);
+    ocamp::SystemDatabase database(connection);
     {
         ocamp::Transaction transaction(connection);
         database.put(kOts, "lost", Bytes{1});
@@ -201,7 +364,7 @@ TEST_F(SystemDatabaseFile, ASharedConnectionsTransactionCoversTheItems) {
 }
 
 TEST_F(SystemDatabaseFile, AConnectionHasTheNodesSettings) {
-    Database database(file_, Database::Mode::read_write_create);
+    Database database(file_, Database::Mode::create);
     EXPECT_EQ(number_of(database, "PRAGMA foreign_keys"), 1);
     EXPECT_EQ(number_of(database, "PRAGMA trusted_schema"), 0);
     EXPECT_EQ(number_of(database, "PRAGMA synchronous"), 3);
@@ -209,12 +372,11 @@ TEST_F(SystemDatabaseFile, AConnectionHasTheNodesSettings) {
     ocamp::Statement mode = database.prepare("PRAGMA journal_mode");
     ASSERT_TRUE(mode.step());
     EXPECT_EQ(mode.text(0), "delete");
-    EXPECT_FALSE(database.read_only());
     EXPECT_EQ(number_of(*std::make_unique<Database>(file_, Database::Mode::read_only), "PRAGMA foreign_keys"), 1);
 }
 
 TEST_F(SystemDatabaseFile, AStatementKeepsValuesApartByType) {
-    Database database(file_, Database::Mode::read_write_create);
+    Database database(file_, Database::Mode::create);
     ocamp::Statement row = database.prepare("SELECT ?1, ?2, ?3, ?4, ?5");
     row.bind(1, "a\xe2\x82\xac")
         .bind(2, std::int64_t{-9})
@@ -276,6 +438,112 @@ TEST_F(SysdbSeam, ARecordWhoseHeaderDoesNotHoldIsNotHandedOut) {
     database_->put(kOts, "bad", whole);
     EXPECT_EQ(fetch(handle, "bad"), CERR_SUCCESS);
     EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+}
+
+// What a watch says of a call that met damage; empty when it says nothing.
+template <typename Body>
+std::string failure_of(Body body) {
+    try {
+        ocamp::run_watched(body);
+    } catch (const ocamp::PlatformFailure &failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+TEST_F(SysdbSeam, ADamagedRecordIsAFailureAndNotAbsence) {
+    void *handle = bound();
+    Bytes bag = sample_bag();
+    for (std::size_t byte = 0; byte < bag.size(); ++byte) {
+        bag[byte] ^= 0x10;
+        database_->put(kOts, "bad", bag);
+        bag[byte] ^= 0x10;
+        const std::string failure =
+            failure_of([&] { EXPECT_EQ(fetch(handle, "bad"), ocamp::RC_MALFORMED_RECORD) << byte; });
+        EXPECT_EQ(failure.find(file_ + ": record /oper/ots/if/bad is damaged: offset "), 0U) << byte << ' ' << failure;
+    }
+    EXPECT_EQ(failure_of([&] { EXPECT_EQ(fetch(handle, "missing"), ocamp::RC_NOT_FOUND); }), "");
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+}
+
+TEST_F(SysdbSeam, ADamagedNameIsAFailureWhereAbsenceWouldBeTold) {
+    // The checksum stays the one of the old name.
+    Database(file_, Database::Mode::read_write)
+        .exec("UPDATE sysdb_item SET item = 'Ots0_1_0_4/ots_info' WHERE item = 'Ots0_1_0_0/ots_info'");
+    void *handle = bound();
+    const std::string expected = file_ + ": record /oper/ots/if/Ots0_1_0_4/ots_info is damaged";
+    const std::string fetched =
+        failure_of([&] { EXPECT_EQ(fetch(handle, "Ots0_1_0_0/ots_info"), ocamp::RC_MALFORMED_RECORD); });
+    EXPECT_EQ(fetched.find(expected), 0U) << fetched;
+    const std::string listed = failure_of([&] {
+        std::uint32_t info = 0, count = 0;
+        void *listing = nullptr;
+        EXPECT_EQ(sysdb_list(handle, "", &info, &count, &listing, 0), ocamp::RC_MALFORMED_RECORD);
+    });
+    EXPECT_EQ(listed.find(expected), 0U) << listed;
+    EXPECT_EQ(failure_of([&] { EXPECT_EQ(fetch(handle, "summary"), CERR_SUCCESS); }), "");
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+}
+
+TEST_F(SysdbSeam, ALostRowIsAFailureWhereAbsenceWouldBeTold) {
+    Database file(file_, Database::Mode::read_write);
+    file.exec("DROP TRIGGER sysdb_item_delete; DELETE FROM sysdb_item WHERE item = 'summary'");
+    EXPECT_THROW(database_->get(kOts, "summary"), ocamp::DamageError);
+    EXPECT_THROW(database_->remove(kOts, "summary"), ocamp::DamageError);
+    EXPECT_THROW(database_->list(kOts), ocamp::DamageError);
+    EXPECT_THROW(database_->bind_points(), ocamp::DamageError);
+    EXPECT_TRUE(database_->get(kOts, "Ots0_1_0_0/ots_info"));
+    try {
+        database_->list(kOts);
+    } catch (const ocamp::DamageError &error) {
+        EXPECT_EQ(error.what(), file_ + ": damaged: table sysdb_item holds 1 rows, expected 2");
+    }
+    // One row for another: the number is right and the sum is not.
+    file.exec("INSERT INTO sysdb_item SELECT bind_point, 'twice', bag, checksum FROM sysdb_item; UPDATE seal SET "
+              "row_count = 2");
+    EXPECT_THROW(database_->list(kOts), ocamp::DamageError);
+}
+
+TEST_F(SysdbSeam, AFileThatFailsIsAFailure) {
+    Database(file_, Database::Mode::read_write).exec("DROP TABLE sysdb_item;");
+    const std::string failure = failure_of([&] { EXPECT_EQ(access(kProbe, R_OK), -1); });
+    EXPECT_EQ(failure.find(file_ + ": "), 0U) << failure;
+    EXPECT_NE(failure.find("no such table: sysdb_item"), std::string::npos) << failure;
+    void *handle = bound();
+    EXPECT_NE(failure_of([&] { fetch(handle, "summary"); }).find("no such table: sysdb_item"), std::string::npos);
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+}
+
+TEST(FailureWatch, KeepsTheFirstFailureAndOutweighsWhatFollows) {
+    using ocamp::note_failure, ocamp::run_watched;
+    note_failure("nobody watches");
+    EXPECT_EQ(failure_of([] {}), "");
+    EXPECT_EQ(failure_of([] {
+                  note_failure("first");
+                  note_failure("second");
+                  throw std::runtime_error("because of it");
+              }),
+              "first");
+    EXPECT_THROW(run_watched([] { throw std::out_of_range("by itself"); }), std::out_of_range);
+    EXPECT_EQ(failure_of([] {
+                  EXPECT_EQ(failure_of([] { note_failure("inner"); }), "inner");
+                  note_failure("outer");
+              }),
+              "outer");
+    EXPECT_EQ(failure_of([] { note_failure(std::string(5000, 'x')); }), std::string(1024, 'x'));
+}
+
+TEST(FailureWatch, SeesWhatIsThrownUnderTheCalls) {
+    EXPECT_EQ(failure_of([] {
+                  EXPECT_EQ(ocamp::guarded("f", []() -> cerrno { throw std::bad_alloc(); }), ocamp::RC_OUT_OF_MEMORY);
+              }),
+              "out of memory");
+    EXPECT_EQ(failure_of([] {
+                  EXPECT_EQ(ocamp::guarded("f", []() -> cerrno { throw std::logic_error("why"); }), ocamp::RC_INTERNAL);
+              }),
+              "why");
+    EXPECT_EQ(failure_of([] { EXPECT_EQ(ocamp::guarded("f", []() -> cerrno { throw 1; }), ocamp::RC_INTERNAL); }),
+              "unknown exception");
 }
 
 TEST_F(SysdbSeam, AListingIsSteppedToItsEnd) {
@@ -368,7 +636,7 @@ TEST_F(SysdbSeam, WithoutADatabaseNothingCanBeBound) {
 TEST_F(SysdbSeam, ABindingBelongsToTheDatabaseItWasOpenedOn) {
     void *outer = bound();
     {
-        SystemDatabase other((folder_ / "other.db").string(), Database::Mode::read_write_create);
+        SystemDatabase other((folder_ / "other.db").string(), Database::Mode::create);
         const CurrentSystemDatabase guard(other);
         EXPECT_EQ(fetch(outer, "summary"), ocamp::RC_BAD_HANDLE);
         void *inner = bound();
@@ -386,7 +654,7 @@ TEST_F(SysdbSeam, ADatabaseThatFailsIsACodeAndALine) {
     const std::string log = (folder_ / "log").string();
     const ocamp::LogSession session({log, 0, ""});
     void *handle = bound();
-    Database(file_, Database::Mode::read_write_create).exec("DROP TABLE sysdb_item;");
+    Database(file_, Database::Mode::create).exec("DROP TABLE sysdb_item;");
     EXPECT_EQ(fetch(handle, "summary"), ocamp::RC_DATABASE);
     EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
     std::ostringstream content;
@@ -412,7 +680,7 @@ TEST_F(SysdbSeam, AMissingItemIsATraceAndNoError) {
 
 TEST_F(SysdbSeam, TheProbePathAnswersForTheCurrentDatabase) {
     EXPECT_EQ(access(kProbe, R_OK), 0);
-    Database(file_, Database::Mode::read_write_create).exec("DROP TABLE sysdb_item;");
+    Database(file_, Database::Mode::create).exec("DROP TABLE sysdb_item;");
     EXPECT_EQ(access(kProbe, R_OK), -1);
     guard_.reset();
     errno = 0;

@@ -258,6 +258,57 @@ TEST_F(Frame, MissingNodeLeavesTheErrorPathOfTheRequestAlone) {
     EXPECT_EQ(error_path(), "min-gain");
 }
 
+// ---- A request without kind -------------------------------------------------------------------------------------
+
+// Either the request's state is missing, or its kind word.
+class RequestWithoutKind : public Frame, public testing::WithParamInterface<bool> {
+  protected:
+    void SetUp() override {
+        kind(YFW_KIND_GET); // of no request
+        client_request(container("optical-amplifier", {container("amplifiers")}));
+        request.request_kind = nullptr;
+        if (GetParam())
+            context.req_ctx = nullptr;
+    }
+};
+
+TEST_P(RequestWithoutKind, IsRefusedAnUnknownTagLikeAnEdit) {
+    EXPECT_EQ(call(top_walker, tree(container("optical-amplifier", {leaf("no-such-leaf")}))), YMAP_RC_UNSUPPORTED);
+}
+
+TEST_P(RequestWithoutKind, MustNameTheKeysOfAList) {
+    EXPECT_EQ(call(oc_walker("opticalamplifier_amplifiers_amplifier"), tree(container("amplifier"))),
+              YMAP_RC_BAD_SUBTREE);
+}
+
+TEST_P(RequestWithoutKind, MustFlagTheKeyOfAListAsAnEditMust) {
+    EXPECT_EQ(call(oc_walker("opticalamplifier_amplifiers_amplifier"),
+                   tree(container("amplifier", {leaf("name", "0/1-AMP-PRE")}))),
+              YMAP_RC_BAD_KEY);
+}
+
+TEST_P(RequestWithoutKind, WritesAValueWithItsSource) {
+    EXPECT_EQ(call(oc_handler("leaf", "opticalamplifier_config_targetgain"), tree(leaf("target-gain", "15"))),
+              CERR_SUCCESS);
+    expect_writes({add(interface_list + "/optics/optics-ots-amplifier-gain", ns::optics_cfg, "150", node("target-gain"),
+                       {.follow = 1})});
+}
+
+TEST_P(RequestWithoutKind, AsksForNoState) {
+    EXPECT_EQ(call("oc_opt_amp_cfg_amplifier_key_to_low", tree(leaf("name", "0/1-AMP-PRE"))), CERR_SUCCESS);
+    expect_writes({add(interface_list + "/interface-name", ns::ifmgr_cfg, "Ots0/1/0/0", node("name")),
+                   add(interface_list + "/active", ns::ifmgr_cfg, "act")});
+}
+
+TEST_P(RequestWithoutKind, IsGivenNoState) {
+    Node ports = container("ots-oper", {container("ots-ports")}).in(ns::ots_oper);
+    EXPECT_EQ(call("ymap_xo_oc_opt_amp_korvexcontrollerorvo8otsoper_lvla_otsoper", tree(ports)), CERR_SUCCESS);
+    EXPECT_THAT(messages(), testing::Contains(trc("Unsupported tag `ots-ports`. Ignoring.")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Missing, RequestWithoutKind, testing::Bool(),
+                         [](const auto &test) { return test.param ? "RequestState" : "KindWord"; });
+
 struct ContextCase {
     std::string function;
     void (*call)(const std::string &);

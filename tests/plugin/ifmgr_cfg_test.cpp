@@ -9,7 +9,6 @@ const std::string configurations_walker = prefix + "lvla_interfaceconfigurations
 const std::string entry_walker = prefix + "lvla_interfaceconfigurations_interfaceconfiguration";
 const std::string entry_augments = entry_walker + "_parse_augments";
 const std::string list_handler = prefix + "list_lvla_interfaceconfigurations_interfaceconfiguration";
-const std::string name_handler = prefix + "leaf_lvla_interfaceconfigurations_interfaceconfiguration_interfacename";
 const std::string list_converter = "oc_opt_amp_if_list_cfg_to_high";
 const std::string key_converter = "oc_opt_amp_cfg_interface_key_to_high";
 const std::string channel_name = "optical-amplifier/supervisory-channels/supervisory-channel/interface/config/name";
@@ -209,12 +208,6 @@ TEST_F(IfmgrCfg, EntryAugmentsGoToTheOpticsModuleByNamespace) {
               0x99U);
 }
 
-TEST_F(IfmgrCfg, OtherAugmentParsersAreEmpty) {
-    for (const char *word : {"globalinterfaceconfiguration", "interfaceconfigurations"})
-        EXPECT_EQ(call(prefix + "lvla_" + word + "_parse_augments", tree(leaf("x").in(ns::foreign))), CERR_SUCCESS);
-    expect_content({});
-}
-
 TEST_F(IfmgrCfg, DefaultHandlersSucceedBetweenStartAndEnd) {
     for (const char *word : {"duck_map_list", "duck_map_leaf"}) {
         platform.forget_calls();
@@ -228,17 +221,25 @@ TEST_F(IfmgrCfg, DefaultHandlersSucceedBetweenStartAndEnd) {
     expect_container_refuses_missing_nodes(prefix + "duck_map_container");
 }
 
-TEST_F(IfmgrCfg, HandlersAnswerWithTheirConverters) {
-    for (const auto &[handler, converter, in] :
-         {std::tuple{list_handler, list_converter, tree(interface("Ots0/1/0/0"))},
-          std::tuple{name_handler, key_converter, tree(native(leaf("interface-name", "Ots0/1/0/0")))}}) {
-        platform.forget_calls();
-        call(converter, in);
-        const Lines expected = platform.calls();
-        platform.forget_calls();
-        EXPECT_EQ(call(handler, in), CERR_SUCCESS);
-        expect_content(expected);
-    }
+TEST_F(IfmgrCfg, EntryAugmentsBracketTheOpticsModulesDispatcher) {
+    const yfw_datatree *in = tree(container("otn").in(ns::optics_cfg));
+    lightweight_on();
+    EXPECT_EQ(call(entry_augments, in), CERR_SUCCESS);
+    const std::string dispatcher = "ymap_xo_oc_opt_amp_korvexcontrolleropticscfg_augment_lvla_interface_configuration";
+    expect_named_calls({trc_of(entry_augments, "Start"), trc_of(dispatcher, "Start"),
+                        trc_of(dispatcher, "Processing tag 'otn'"), trc_of(dispatcher, "Unsupported tag. Ignoring."),
+                        trc_of(dispatcher, "End"), trc_of(entry_augments, "End")});
+}
+
+TEST_F(IfmgrCfg, ListHandlerAnswersWithItsConverter) {
+    const yfw_datatree *in = tree(interface("Ots0/1/0/0"));
+    lightweight_on();
+    platform.answer("yfw_map_datatree_add_path_flagged", 0x99);
+    EXPECT_EQ(call(list_converter, in), 0x99U);
+    const Lines converted = named_calls();
+    platform.forget_calls();
+    EXPECT_EQ(call(list_handler, in), 0x99U);
+    expect_named_calls(lines(trc_of(list_handler, "Start"), converted, trc_of(list_handler, "End")));
 }
 
 // ---- Entry conversion -------------------------------------------------------------------------------------------
@@ -348,14 +349,10 @@ class InterfaceKey : public IfmgrCfg {
 
 TEST_F(InterfaceKey, OfAnAmplifierWritesItsNameTwice) {
     EXPECT_EQ(convert("Ots0/2/0/1"), CERR_SUCCESS);
-    expect_writes(amplifier_key("0/2-AMP-BST"));
-    EXPECT_EQ(platform.calls_of({"yfw_map_print_datatree_internal"}),
-              Lines({print_tree(node("reg_dup_datatree"), "reg_dup_datatree")}));
-    EXPECT_THAT(messages(),
-                testing::IsSupersetOf(
-                    lines(compare_path_trace(&request.reg_dup_datatree, "/optical-amplifier/amplifiers/amplifier/name"),
-                          trc("amplifier_name = 0/2-AMP-BST"), trc("reg_dup_datatree key: "))));
-    EXPECT_EQ(messages().front(), trc("Start"));
+    expect_calls(lines(trc("Start"), print_tree(node("reg_dup_datatree"), "reg_dup_datatree"),
+                       trc("value = Ots0/2/0/1"), compare_path_trace(&request.reg_dup_datatree, oc_amplifier + "/name"),
+                       trc("controller_name = Ots0/2/0/1"), ots_check("Ots0/2/0/1", "0/2-AMP-BST", true),
+                       trc("reg_dup_datatree key: "), amplifier_key("0/2-AMP-BST"), trc("End")));
 }
 
 TEST_F(InterfaceKey, OfTheAmplifierAskedForIsWritten) {
@@ -387,7 +384,9 @@ TEST_F(InterfaceKey, OfAnAmplifierThatDoesNotExistIsSkipped) {
 TEST_F(InterfaceKey, OfAChannelIsWrittenForAChannelsRequest) {
     ask_for({container("supervisory-channels")});
     EXPECT_EQ(convert("Optics0/1/0/4"), CERR_SUCCESS);
-    expect_writes(channel_key("Optics0/1/0/4"));
+    expect_calls(lines(trc("Start"), print_tree(node("reg_dup_datatree"), "reg_dup_datatree"),
+                       trc("value = Optics0/1/0/4"), optics_check("Optics0/1/0/4", "0/1-AMP-PRE", true),
+                       channel_key("Optics0/1/0/4"), trc("End")));
 }
 
 TEST_F(InterfaceKey, OfAnAmplifierIsNotWrittenForAChannelsRequest) {

@@ -441,6 +441,27 @@ INSTANTIATE_TEST_SUITE_P(AllSeven, KeyConverter,
                                          "oc_opt_amp_cfg_super_ch_key_to_low", "oc_opt_amp_state_super_ch_key_to_low"),
                          [](const auto &test) { return test.param; });
 
+// ---- Long paths and keys of a request ---------------------------------------------------------------------------
+
+class LongRequest : public PluginTest, public testing::WithParamInterface<size_t> {};
+
+TEST_P(LongRequest, PathThatHoldsNoKeyGivesNone) {
+    kind(YFW_KIND_GET_CONFIG);
+    client_request(container(std::string(GetParam(), 'r'), {leaf("name", "0/1-AMP-PRE").key()}));
+    EXPECT_EQ(call("oc_opt_amp_cfg_amplifier_list_to_low", tree(container("amplifier"))), CERR_SUCCESS);
+    EXPECT_THAT(messages(), testing::Contains(trc("node_data key: ")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Lengths, LongRequest, testing::Values(99, 100, 150, 198, 199, 200, 400),
+                         testing::PrintToStringParamName());
+
+TEST_F(LongRequest, KeyOf19CharactersIsWhole) {
+    kind(YFW_KIND_GET_CONFIG);
+    client_request(amplifier_request("0/1-AMP-PRE-exactly"));
+    EXPECT_EQ(call("oc_opt_amp_cfg_amplifier_list_to_low", tree(container("amplifier"))), CERR_SUCCESS);
+    EXPECT_THAT(messages(), testing::Contains(trc("node_data key: 0/1-AMP-PRE-exactly")));
+}
+
 // ---- A request whose tree is not there --------------------------------------------------------------------------
 
 struct KeyedList {

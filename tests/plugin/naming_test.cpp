@@ -97,6 +97,34 @@ TEST(AmplifierKeyToKey, IsBoundedTo200BytesAndReturnsTheFullLength) {
     EXPECT_EQ(buffer[200], '#');
 }
 
+TEST(AmplifierKeyToKey, ReadsAMissingAmplifierAsOneWithoutSlotAndPort) {
+    std::array<char, 200> buffer{};
+    EXPECT_EQ(plugin().function<ConvertWithFormat>("ampli_key_to_key")(nullptr, "%d %d", buffer.data()), 5);
+    EXPECT_STREQ(buffer.data(), "-1 -1");
+}
+
+TEST(AmplifierKeyToKey, WritesNothingWithoutFormatOrBuffer) {
+    const auto convert = plugin().function<ConvertWithFormat>("ampli_key_to_key");
+    std::array<char, 200> buffer{"untouched"};
+    EXPECT_EQ(convert("0/1-AMP-PRE", nullptr, buffer.data()), 0);
+    EXPECT_STREQ(buffer.data(), "untouched");
+    EXPECT_EQ(convert("0/1-AMP-PRE", "%d %d", nullptr), 0);
+}
+
+TEST(MissingName, ReadsAsTheEmptyText) {
+    std::array<char, 200> buffer{};
+    plugin().function<Convert>("ots_ctrl_key_to_ampli_key")(nullptr, buffer.data());
+    EXPECT_EQ(buffer.data(), converted("ots_ctrl_key_to_ampli_key", ""));
+    plugin().function<ConvertToPort>("convert_amplifier_key_to_otsctrl_port")(nullptr, buffer.data(), 1);
+    EXPECT_EQ(buffer.data(), port_of("", 1));
+}
+
+TEST(MissingName, AndMissingBufferAreLeftAlone) {
+    EXPECT_EQ(plugin().function<Convert>("ots_ctrl_key_to_ampli_key")("Ots0/1/0/0", nullptr), 0);
+    plugin().function<ConvertToPort>("convert_amplifier_key_to_otsctrl_port")("0/1-AMP-PRE", nullptr, 1);
+    plugin().function<SwapInPlace>("swap_controller")(nullptr);
+}
+
 struct ControllerCase {
     std::string controller, amplifier;
 };
@@ -121,6 +149,10 @@ TEST(OtsControllerToAmplifier, IsBoundedTo20Bytes) {
     plugin().function<Convert>("ots_ctrl_key_to_ampli_key")("Ots0/-2147483648/0/1", buffer.data());
     EXPECT_STREQ(buffer.data(), "0/-2147483648-AMP-B");
     EXPECT_EQ(buffer[20], '#');
+}
+
+TEST(OtsControllerToAmplifier, KeepsANameOf19Characters) {
+    EXPECT_EQ(converted("ots_ctrl_key_to_ampli_key", "Ots0/-21474836/0/0"), "0/-21474836-AMP-PRE");
 }
 
 TEST(OtsControllerPort, IsBoundedByTheThreeCharacterPrefix) {
@@ -205,6 +237,17 @@ TEST_F(NameCheck, OtsControllerOfAnExistingAmplifierIsGood) {
     EXPECT_EQ(ots_is_good("Ots0/1/0/0"), 1);
     EXPECT_STREQ(amplifier.data(), "0/1-AMP-PRE");
     expect_calls(ots_check("Ots0/1/0/0", "0/1-AMP-PRE", true));
+}
+
+TEST_F(NameCheck, OfAMissingNameIsNotGood) {
+    EXPECT_EQ(plugin().function<CheckOts>("check_controller_name_ots_is_good")(ctx, nullptr, nullptr), 0);
+    EXPECT_THAT(messages(), testing::Contains(trc("controller_name = (null)")));
+    EXPECT_EQ(plugin().function<CheckOptics>("check_controller_name_optics_is_good")(ctx, nullptr), 0);
+}
+
+TEST_F(NameCheck, NeedsNoBufferForTheAmplifier) {
+    platform.put_amplifier("0/1-AMP-PRE");
+    EXPECT_EQ(plugin().function<CheckOts>("check_controller_name_ots_is_good")(ctx, "Ots0/1/0/0", nullptr), 1);
 }
 
 TEST_F(NameCheck, OtsControllerOfAMissingAmplifierIsDiscarded) {

@@ -152,10 +152,14 @@ TEST_P(EveryAugmentParser, LetsEverythingElsePassEmpty) {
 }
 
 TEST_P(EveryAugmentParser, RefusesMissingNodes) {
-    const Handler parser = plugin().handler(GetParam().augments());
-    EXPECT_EQ(parser(ctx, nullptr, &out), YMAP_RC_INVALID_ARGS);
-    EXPECT_EQ(parser(ctx, tree(leaf("foreign-leaf")), nullptr), YMAP_RC_INVALID_ARGS);
-    EXPECT_THAT(messages(), testing::Contains(err("Invalid arguments passed!")).Times(2));
+    platform.request_adds = true;
+    expect_refuses_missing_nodes(GetParam().augments(), false);
+}
+
+TEST_P(EveryAugmentParser, AssertsTheContext) {
+    expect_context_assertion(GetParam().augments(), call_handler_without_context);
+    EXPECT_DEATH(plugin().handler(GetParam().augments())(nullptr, nullptr, nullptr),
+                 GetParam().augments() + "\\(yfw_map_ctx.*NULL != ctx");
 }
 
 std::vector<OcNode> nodes_with_children() {
@@ -570,6 +574,48 @@ TEST_F(OpenConfigWalkers, ReplaceDoesNotMergeAfterAFailedRemoval) {
     EXPECT_THAT(writes(), testing::Not(testing::Contains(write_gain("150", node("target-gain")))));
 }
 
+TEST_F(OpenConfigWalkers, ReplaceInsideAReplaceLeavesTheOuterOneInItsPass) {
+    kind(YFW_KIND_EDIT);
+    watch_writes();
+    yfw_datatree *in = tree(container("amplifier", {key_leaf("0/1-AMP-PRE"), container("state").op(YFW_OP_REPLACE),
+                                                    container("config", {leaf("target-gain", "15")})})
+                                .op(YFW_OP_REPLACE));
+    EXPECT_EQ(call(amplifier, in), CERR_SUCCESS);
+    EXPECT_THAT(writes(), testing::Contains(write_gain("150", node("target-gain"))).Times(1))
+        << "the configuration waits for the outer second pass";
+    EXPECT_EQ(states_.back(), (State{YFW_WALK_REPLACE_MERGE_PASS, 1, 0, 0}));
+    EXPECT_EQ(request.walk_flags, 0U);
+    EXPECT_EQ(request.replace_in_progress, 0U);
+}
+
+class ReplaceInside : public OpenConfigWalkers, public testing::WithParamInterface<std::pair<uint32_t, uint32_t>> {};
+
+TEST_P(ReplaceInside, GivesBackWhatItFound) {
+    kind(YFW_KIND_EDIT);
+    const auto [walk_flags, in_progress] = GetParam();
+    request.walk_flags = walk_flags;
+    request.replace_in_progress = in_progress;
+    EXPECT_EQ(call(config, tree(container("config", {leaf("target-gain", "15")}).op(YFW_OP_REPLACE))), CERR_SUCCESS);
+    EXPECT_EQ(request.walk_flags, walk_flags);
+    EXPECT_EQ(request.replace_in_progress, in_progress);
+}
+
+TEST_P(ReplaceInside, GivesBackWhatItFoundWhenItFails) {
+    kind(YFW_KIND_EDIT);
+    const auto [walk_flags, in_progress] = GetParam();
+    request.walk_flags = walk_flags;
+    request.replace_in_progress = in_progress;
+    EXPECT_EQ(call(config, tree(container("config", {leaf("min-gain", "15")}).op(YFW_OP_REPLACE))),
+              YMAP_RC_UNSUPPORTED);
+    EXPECT_EQ(request.walk_flags, walk_flags);
+    EXPECT_EQ(request.replace_in_progress, in_progress);
+}
+
+INSTANTIATE_TEST_SUITE_P(Passes, ReplaceInside,
+                         testing::Values(std::pair{0U, 0U}, std::pair{0x40U, 1U}, std::pair{0x80U, 1U},
+                                         std::pair{0xc0U, 1U}, std::pair{0xffffff3fU, 0U}, std::pair{0xffffffffU, 7U}),
+                         [](const auto &test) { return case_name(test.index); });
+
 // ---- List walkers -----------------------------------------------------------------------------------------------
 
 TEST_F(OpenConfigWalkers, EntryIsEnteredMadeCurrentCheckedAndLeft) {
@@ -917,6 +963,86 @@ TEST_F(OpenConfigWalkers, DeleteOfAListWithoutEntriesOwnsTheSubtreeForTheWalk) {
     EXPECT_EQ(states_.front().in_subtree, 1U);
     EXPECT_EQ(request.in_subtree, 0U);
 }
+
+TEST_F(OpenConfigWalkers, DeleteOfAListWithoutEntriesGivesTheSubtreeBackAsItFoundIt) {
+    kind(YFW_KIND_EDIT);
+    request.in_subtree = 7;
+    watch_writes();
+    EXPECT_EQ(call(amplifier, tree(container("amplifier").op(YFW_OP_DELETE))), CERR_SUCCESS);
+    ASSERT_FALSE(states_.empty());
+    EXPECT_EQ(states_.front().in_subtree, 1U);
+    EXPECT_EQ(request.in_subtree, 7U);
+}
+
+TEST_F(OpenConfigWalkers, DeleteOfAnEntryThatNamesMoreThanItsKeyOwnsNoSubtree) {
+    kind(YFW_KIND_EDIT);
+    const Node key = key_leaf("0/2-AMP-BST");
+    const Node more = container("config", {leaf("enabled").op(YFW_OP_DELETE)});
+    for (const bool key_first : {true, false}) {
+        states_.clear();
+        watch_writes();
+        yfw_datatree *in =
+            tree(container("amplifier", key_first ? std::vector<Node>{key, more} : std::vector<Node>{more, key})
+                     .op(YFW_OP_DELETE));
+        EXPECT_EQ(call(amplifier, in), CERR_SUCCESS);
+        EXPECT_THAT(states_, testing::AllOf(testing::Not(testing::IsEmpty()),
+                                            testing::Each(testing::Field(&State::in_subtree, 0U))));
+    }
+}
+
+TEST_F(OpenConfigWalkers, DeleteOfAnEntryThatNamesNoKeyOwnsNoSubtree) {
+    kind(2);
+    watch_writes();
+    yfw_datatree *in =
+        tree(container("amplifier", {container("config", {leaf("enabled").op(YFW_OP_DELETE)})}).op(YFW_OP_DELETE));
+    EXPECT_EQ(call(amplifier, in), CERR_SUCCESS);
+    EXPECT_THAT(states_, testing::AllOf(testing::Not(testing::IsEmpty()),
+                                        testing::Each(testing::Field(&State::in_subtree, 0U))));
+}
+
+// What an enclosing walker does that keeps a list walker from counting keys.
+class UncountedKeys : public OpenConfigWalkers, public testing::WithParamInterface<bool> {
+  protected:
+    void SetUp() override {
+        OpenConfigWalkers::SetUp();
+        kind(YFW_KIND_EDIT);
+        (GetParam() ? request.walk_all : request.in_subtree) = 1;
+    }
+};
+
+TEST_P(UncountedKeys, AreUsedButNeitherSeenNorChecked) {
+    yfw_datatree *in = tree(container("amplifier", {key_leaf("0/2-AMP-BST"), container("config")}));
+    EXPECT_EQ(call(amplifier, in), CERR_SUCCESS);
+    EXPECT_EQ(in->children[0].key_seen, 0);
+    EXPECT_NE(in->children[0].node_flags2 & YFW_NODE_KEY_USED, 0);
+    EXPECT_EQ(in->children[1].node_flags2, 0);
+    EXPECT_TRUE(platform.calls_of({"yfw_map_check_oc_leafref"}).empty());
+    EXPECT_THAT(writes(), testing::IsSupersetOf(write_interface_key("Ots0/2/0/1", node("name"))));
+}
+
+TEST_P(UncountedKeys, MayBeSeveralOrNone) {
+    EXPECT_EQ(call(amplifier, tree(container("amplifier", {key_leaf("0/1-AMP-PRE"), key_leaf("0/1-AMP-BST")}))),
+              CERR_SUCCESS);
+    EXPECT_EQ(call(amplifier, tree(container("amplifier", {container("config")}))), CERR_SUCCESS);
+    EXPECT_EQ(call(amplifier, tree(container("amplifier"))), CERR_SUCCESS);
+}
+
+TEST_P(UncountedKeys, DoNotMakeADeletedEntryOwnItsSubtree) {
+    watch_writes();
+    const uint32_t in_subtree = request.in_subtree;
+    EXPECT_EQ(call(amplifier, tree(container("amplifier", {key_leaf("0/1-AMP-PRE")}).op(YFW_OP_DELETE))), CERR_SUCCESS);
+    EXPECT_THAT(states_, testing::AllOf(testing::Not(testing::IsEmpty()),
+                                        testing::Each(testing::Field(&State::in_subtree, in_subtree))));
+    EXPECT_EQ(request.in_subtree, in_subtree);
+}
+
+TEST_P(UncountedKeys, LetAContainerBeDeletedWithWhatIsInIt) {
+    EXPECT_EQ(call(config, tree(container("config", {leaf("enabled").op(YFW_OP_DELETE)}).op(YFW_OP_DELETE))),
+              CERR_SUCCESS);
+}
+
+INSTANTIATE_TEST_SUITE_P(Enclosing, UncountedKeys, testing::Bool(),
+                         [](const auto &test) { return test.param ? "WholeWalk" : "OwnedSubtree"; });
 
 TEST_F(OpenConfigWalkers, MergedEntryOwnsNoSubtree) {
     kind(YFW_KIND_EDIT);

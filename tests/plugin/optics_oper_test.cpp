@@ -127,19 +127,6 @@ TEST_F(OpticsOper, UntaggedChildAndMissingChildrenEndTheWalk) {
     EXPECT_THAT(messages(), testing::Contains(err("No keys specified with a list node.")));
 }
 
-TEST_F(OpticsOper, XpathErrorLeavesAreRecordedAndStillConverted) {
-    platform.node_key = "Optics0/1/0/4";
-    for (const char *tag : {"receive-power", "transmit-power"}) {
-        request.walk_flags = 0;
-        platform.forget_calls();
-        EXPECT_EQ(call(root_walker, tree(optics_oper({port("Optics0/1/0/4", {leaf(tag, "100").xpath_error()})}))),
-                  CERR_SUCCESS);
-        EXPECT_THAT(messages(), testing::Contains(trc("got xpath error node ")).Times(1));
-        EXPECT_EQ(request.walk_flags, static_cast<uint32_t>(YFW_WALK_XPATH_ERROR));
-        EXPECT_EQ(writes().size(), 3U);
-    }
-}
-
 TEST_F(OpticsOper, RootWalkerRefusesMissingNodes) {
     expect_refuses_missing_nodes(root_walker, true);
 }
@@ -159,36 +146,6 @@ TEST_F(OpticsOper, ContainerAndLaneHandlersSucceedWithoutOutput) {
     EXPECT_EQ(call(prefix + "list_lvla_opticsoper_opticslanes_opticslane", tree(container("optics-lane"))),
               CERR_SUCCESS);
     expect_actions({});
-}
-
-TEST_F(OpticsOper, SilentAugmentParsersSucceedAtOnce) {
-    for (const char *word : {"opticsoper", "opticsoper_opticsports", "opticsoper_opticsports_opticsport"})
-        EXPECT_EQ(call(prefix + "lvla_" + word + "_parse_augments", tree(leaf("x"))), CERR_SUCCESS);
-    expect_calls({});
-}
-
-TEST_F(OpticsOper, TracingAugmentParsersCheckTheirNodes) {
-    for (const char *word : {"opticsoper_opticsport_opticslanes", "opticsoper_opticslanes_opticslane"}) {
-        const std::string name = prefix + "lvla_" + word + "_parse_augments";
-        platform.forget_calls();
-        EXPECT_EQ(call(name, tree(leaf("x"))), CERR_SUCCESS);
-        expect_calls({trc("Start"), trc("End")});
-        EXPECT_EQ(call(name, nullptr), YMAP_RC_INVALID_ARGS);
-        EXPECT_THAT(messages(), testing::Contains(err("Invalid arguments passed!")));
-    }
-}
-
-TEST_F(OpticsOper, LeafHandlersAnswerWithTheirConverters) {
-    for (const auto &[word, converter] : {std::pair{"opticsoper_opticsport_name", key_converter},
-                                          std::pair{"opticsoper_opticslane_receivepower", input_converter},
-                                          std::pair{"opticsoper_opticslane_transmitpower", output_converter}}) {
-        platform.forget_calls();
-        call(converter, tree(leaf("x", "Optics0/1/0/4")));
-        const Lines expected = platform.calls();
-        platform.forget_calls();
-        EXPECT_EQ(call(prefix + "leaf_lvla_" + word, tree(leaf("x", "Optics0/1/0/4"))), CERR_SUCCESS);
-        expect_content(expected);
-    }
 }
 
 // ---- Optics-port list handler -----------------------------------------------------------------------------------
@@ -229,10 +186,33 @@ TEST_F(OpticsPort, ThatTheClientDidNotNameIsSkipped) {
                                                   "[Optics0/2/0/4], discard it!")));
 }
 
-TEST_F(OpticsPort, WithoutNameIsSkipped) {
+TEST_F(OpticsPort, WithoutNameIsSkippedBeforeTheRequestIsLookedAt) {
     EXPECT_EQ(handle(nullptr), YMAP_RC_SKIP);
-    EXPECT_THAT(messages(), testing::Contains(trc("ERROR controller_name is NULL")));
-    EXPECT_TRUE(searches().empty());
+    expect_calls({trc("Start"), node_info(node("optics-port"), optics_list, "name"), trc("controller_name: (null)"),
+                  trc("ERROR controller_name is NULL")});
+}
+
+// The key buffer of 20 bytes holds 19 characters and the terminator.
+TEST_F(OpticsPort, NameOfNineteenCharactersMatchesItsKeyAndALongerOneDoesNot) {
+    const std::string nineteen = "Optics0/1/0/4444444";
+    ASSERT_EQ(nineteen.size(), 19U);
+    const auto asked = [this](const std::string &name) {
+        ask_for_channel(name);
+        platform.forget_calls();
+        const cerrno result = handle(name.c_str());
+        EXPECT_EQ(text_of(platform.calls()),
+                  text_of(lines(
+                      trc("Start"), node_info(node("optics-port"), optics_list, "name"),
+                      trc("controller_name: " + name), optics_check(name, "0/1-AMP-PRE", true), trc("amplifier_name: "),
+                      compare_path_trace(&request.reg_dup_datatree, oc_channel + "/interface"),
+                      trc("reg_dup_datatree key: " + name.substr(0, 19)),
+                      result == CERR_SUCCESS ? lines(search_list(oc_channel, "interface", name), trc("End"))
+                                             : Lines{err("controller_name [" + name + "] does not match with key [" +
+                                                         name.substr(0, 19) + "], discard it!")})));
+        return result;
+    };
+    EXPECT_EQ(asked(nineteen), CERR_SUCCESS);
+    EXPECT_EQ(asked(nineteen + "4"), YMAP_RC_SKIP);
 }
 
 TEST_F(OpticsPort, ThatIsNoChannelIsSkippedByAChannelsRequest) {
@@ -296,9 +276,16 @@ class ChannelKeyToHigh : public OpticsOper {
 
 TEST_F(ChannelKeyToHigh, WritesTheInterfaceTwice) {
     EXPECT_EQ(convert(leaf("name", "Optics0/1/0/4")), CERR_SUCCESS);
-    expect_writes(written("Optics0/1/0/4"));
-    EXPECT_EQ(platform.calls_of({"yfw_map_print_datatree_internal"}),
-              Lines({print_tree(node("reg_dup_datatree"), "reg_dup_datatree")}));
+    expect_calls(lines(trc("Start"), print_tree(node("reg_dup_datatree"), "reg_dup_datatree"),
+                       trc("value = Optics0/1/0/4"), optics_check("Optics0/1/0/4", "0/1-AMP-PRE", true),
+                       written("Optics0/1/0/4"), trc("End")));
+}
+
+TEST_F(ChannelKeyToHigh, OfAnAmplifiersRequestIsNotEvenChecked) {
+    ask_for({container("amplifiers")});
+    EXPECT_EQ(convert(leaf("name", "Optics0/1/0/4")), CERR_SUCCESS);
+    expect_calls(lines(trc("Start"), print_tree(node("reg_dup_datatree"), "reg_dup_datatree"),
+                       trc("value = Optics0/1/0/4"), trc("End")));
 }
 
 TEST_F(ChannelKeyToHigh, WritesForAWholeRequest) {
@@ -320,6 +307,8 @@ TEST_F(ChannelKeyToHigh, WritesNothingForOtherRequestsNamesAndKinds) {
 TEST_F(ChannelKeyToHigh, WithoutValueWritesNothing) {
     EXPECT_EQ(convert(leaf("name")), CERR_SUCCESS);
     expect_writes({});
+    EXPECT_THAT(messages(), testing::Contains(trc("value = (null)")));
+    EXPECT_EQ(messages().back(), trc("End"));
 }
 
 TEST_F(ChannelKeyToHigh, ReturnsTheResultOfTheSecondWrite) {
@@ -395,6 +384,23 @@ TEST_P(LanePower, InterfaceKeyMayHoldOpticsAnywhere) {
     stand_in("xOpticsx");
     EXPECT_EQ(convert(leaf("power", "100")), CERR_SUCCESS);
     expect_writes({write("1.00")});
+}
+
+// The key buffer of 20 bytes holds 19 characters and the terminator.
+TEST_P(LanePower, PortNameOfNineteenCharactersIsReadWholeAndALongerOneCut) {
+    ask_for({});
+    const std::string nineteen = long_text("", 13, 'x') + "Optics";
+    for (const bool is_longer : {false, true}) {
+        platform.forget_calls();
+        const std::string name = is_longer ? "x" + nineteen : nineteen;
+        stand_in(name);
+        EXPECT_EQ(convert(leaf("power", "100")), CERR_SUCCESS);
+        const Lines looked_up = lines(trc("Start"), trc("ampli_request 0, supervisory_channel_request 0"),
+                                      length_trace(3), compare_path_trace(request.hierarchy[2], "optics-port/name"),
+                                      trc("interface_key: " + name.substr(0, 19)));
+        const Lines converted{trc("output_power-native = 100"), trc("output_power-oc = 1.00"), write("1.00")};
+        expect_calls(lines(looked_up, is_longer ? Lines{} : converted, trc("End")));
+    }
 }
 
 TEST_P(LanePower, OfAWholeRequestLessThanThreeLevelsDeepIsWritten) {

@@ -205,11 +205,6 @@ TEST_P(EveryOtsNode, HandlerSucceedsAndDoesNothing) {
     expect_actions({});
 }
 
-TEST_P(EveryOtsNode, AugmentParserSucceedsAndDoesNothing) {
-    EXPECT_EQ(call(walker(GetParam().word) + "_parse_augments", tree(leaf("x"))), CERR_SUCCESS);
-    expect_calls({});
-}
-
 INSTANTIATE_TEST_SUITE_P(Model, EveryOtsNode, testing::ValuesIn(inner_nodes),
                          [](const auto &test) { return test.param.word; });
 
@@ -228,6 +223,26 @@ TEST_P(EveryOtsList, FailedCurrentListNodeIsTheResult) {
     EXPECT_EQ(walk(), 0x88U);
     expect_actions({push(node(tag()), 2), current_list(GetParam().second), pop(node(tag()))});
     EXPECT_EQ(in->children[0].key_seen, 0);
+}
+
+TEST_P(EveryOtsList, SkipOfTheCurrentListNodeIsPassedUp) {
+    platform.answer("yfw_map_update_current_list_node", YMAP_RC_SKIP);
+    EXPECT_EQ(walk(), YMAP_RC_SKIP);
+    expect_calls({trc("Start"), push(node(tag()), 2), current_list(GetParam().second), pop(node(tag())), trc("End")});
+}
+
+TEST_P(EveryOtsList, SkipOfALeafIsPassedUpAndTheEntryLeft) {
+    platform.answer("yfw_map_datatree_add_path_flagged", YMAP_RC_SKIP);
+    const bool is_port = tag() == "ots-port";
+    const Node child = native(is_port ? leaf("name", "Ots0/1/0/0") : leaf("receive-power", "1"));
+    call(walker(is_port ? "otsoper_otsport_name" : "otsoper_lanedata_receivepower"), tree(child));
+    const Lines leaf_calls = platform.calls();
+    platform.forget_calls();
+    EXPECT_EQ(call(walker(GetParam().first.word), tree(native(container(tag(), {child, leaf("ampli-gain", "1")})))),
+              YMAP_RC_SKIP);
+    expect_calls(lines(trc("Start"), push(node(tag()), 2), current_list(GetParam().second),
+                       into_output_list(node(tag())), leaf_calls, pop(node(tag())), out_of_output_list(node(tag())),
+                       trc("End")));
 }
 
 TEST_P(EveryOtsList, EntryIsReleasedOnlyWhenItsRegistrationGrewTheList) {
@@ -254,30 +269,11 @@ class ConvertedOtsLeaf : public OtsWalk, public testing::WithParamInterface<Leaf
     }
 };
 
-TEST_P(ConvertedOtsLeaf, HandlerAnswersWithItsConverter) {
-    lightweight_on();
-    call(handler("leaf", GetParam().word), tree(native(leaf(GetParam().tag, "1750"))));
-    expect_started({GetParam().converter});
-}
-
-TEST_P(ConvertedOtsLeaf, HandlerAddsNothingToItsConvertersCalls) {
-    const Lines expected = calls_of_converter("1750");
-    call(handler("leaf", GetParam().word), tree(native(leaf(GetParam().tag, "1750"))));
-    expect_calls(expected);
-}
-
 TEST_P(ConvertedOtsLeaf, WalkerBracketsItsHandler) {
     const Lines expected = calls_of_converter("1750");
     EXPECT_EQ(call(walker(GetParam().word), tree(native(leaf(GetParam().tag, "1750")))), CERR_SUCCESS);
     expect_calls(lines(trc("Start"), expected, trc("End")));
     EXPECT_EQ(request.walk_flags, 0U);
-}
-
-TEST_P(ConvertedOtsLeaf, XpathErrorIsRecordedAndTheLeafStillConverted) {
-    const Lines expected = calls_of_converter("1750");
-    EXPECT_EQ(call(walker(GetParam().word), tree(native(leaf(GetParam().tag, "1750").xpath_error()))), CERR_SUCCESS);
-    expect_calls(lines(trc("Start"), trc("got xpath error node "), expected, trc("End")));
-    EXPECT_EQ(request.walk_flags, static_cast<uint32_t>(YFW_WALK_XPATH_ERROR));
 }
 
 TEST_P(ConvertedOtsLeaf, OneOfTheTwoMarksIsNoXpathError) {
@@ -288,10 +284,6 @@ TEST_P(ConvertedOtsLeaf, OneOfTheTwoMarksIsNoXpathError) {
     in->node_flags2 = 0;
     call(walker(GetParam().word), in);
     EXPECT_EQ(request.walk_flags, 0U);
-}
-
-TEST_P(ConvertedOtsLeaf, HandlerRefusesMissingNodes) {
-    expect_refuses_missing_nodes(handler("leaf", GetParam().word), false);
 }
 
 TEST_P(ConvertedOtsLeaf, WalkerRefusesMissingNodes) {
@@ -326,16 +318,6 @@ TEST_F(WrittenOtsLeaf, ResultIsThatOfTheWrite) {
         EXPECT_EQ(call(handler("leaf", text_leaf.word), tree(native(leaf("x", "true")))), 0x99U);
         EXPECT_EQ(call(walker(text_leaf.word), tree(native(leaf("x", "true")))), 0x99U);
     }
-}
-
-TEST_F(WrittenOtsLeaf, MissingNodesAreRefused) {
-    for (const LeafNode &text_leaf : text_leaves) {
-        const Handler leaf_handler = plugin().handler(handler("leaf", text_leaf.word));
-        EXPECT_EQ(leaf_handler(ctx, nullptr, &out), YMAP_RC_INVALID_ARGS);
-        EXPECT_EQ(leaf_handler(ctx, tree(leaf("x")), nullptr), YMAP_RC_INVALID_ARGS);
-    }
-    EXPECT_THAT(messages(), testing::Contains(err("Invalid arguments passed!")).Times(4));
-    EXPECT_EQ(platform.calls_of({"yfw_oc_error_path"}).size(), 4U);
 }
 
 TEST_F(OtsWalk, TotalReceivePowerIsWalkedWithoutOutput) {

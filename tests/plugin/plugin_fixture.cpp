@@ -50,6 +50,12 @@ std::string err(const std::string &text) {
 std::string trc(const std::string &text) {
     return "TRC " + text;
 }
+std::string err_of(const std::string &function, const std::string &text) {
+    return "ERR " + function + ": " + text;
+}
+std::string trc_of(const std::string &function, const std::string &text) {
+    return "TRC " + function + ": " + text;
+}
 std::string node(const std::string &tag, uint32_t operation) {
     return show_node(tag, operation);
 }
@@ -271,6 +277,7 @@ void PluginTest::native_list(const Node &description) {
 }
 
 void PluginTest::hierarchy(const std::vector<Node> &levels) {
+    hierarchy_.clear();
     for (const Node &level : levels)
         hierarchy_.push_back(tree(level));
     request.hierarchy = hierarchy_.data();
@@ -287,6 +294,17 @@ Lines PluginTest::actions() const {
     return platform.calls_without({"_xos_dt_log_filter_adv", "_lstrace", "ret_nc_yfw_trace_index_incr",
                                    "yfw_map_is_request_delete", "yfw_map_util_itree_stack_size",
                                    "yfw_map_util_itree_stack_peak"});
+}
+
+Lines PluginTest::named_calls() const {
+    static const std::regex message("^_lstrace 0x[0-9a-f]+ #[0-9]+: (ERR|TRC): ([A-Za-z0-9_]+):[0-9]+ ctx=[^,]*,(.*)$");
+    Lines calls;
+    for (const std::string &line : platform.calls_without({"_xos_dt_log_filter_adv", "ret_nc_yfw_trace_index_incr"}))
+        if (std::smatch parts; std::regex_match(line, parts, message))
+            calls.push_back(parts[1].str() + " " + parts[2].str() + ": " + parts[3].str());
+        else
+            calls.push_back(line);
+    return calls;
 }
 
 Lines PluginTest::started() const {

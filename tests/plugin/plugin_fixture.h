@@ -17,6 +17,9 @@ using Lines = std::vector<std::string>;
 
 std::string err(const std::string &text);
 std::string trc(const std::string &text);
+// The same in named_calls().
+std::string err_of(const std::string &function, const std::string &text);
+std::string trc_of(const std::string &function, const std::string &text);
 // The node as a line shows it. Give the operation that it has at the time of the call.
 std::string node(const std::string &tag, uint32_t operation = YFW_OP_MERGE);
 inline const std::string no_source = "none";
@@ -94,9 +97,10 @@ std::string oc_handler(const std::string &kind, const std::string &path_word, co
 
 inline const std::string history_list =
     "/performance-management-history/global/periodic/optics-history/optics-port-histories/optics-port-history";
+inline const std::string second30_list =
+    history_list + "/optics-second30-history/optics-second30-optics-histories/optics-second30-optics-history";
 inline const std::string time_line =
-    history_list + "/optics-second30-history/optics-second30-optics-histories/optics-second30-optics-history/"
-                   "optics-second30-optics-time-line-instances/optics-second30-optics-time-line-instance";
+    second30_list + "/optics-second30-optics-time-line-instances/optics-second30-optics-time-line-instance";
 inline const std::string interface_list = "/interface-configurations/interface-configuration";
 inline const std::string ots_list = "/ots-oper/ots-ports/ots-port";
 inline const std::string optics_list = "/optics-oper/optics-ports/optics-port";
@@ -153,6 +157,9 @@ class PluginTest : public ::testing::Test {
     Lines messages() const { return platform.calls_of({"_xos_dt_log_filter_adv"}); }
     Lines searches() const { return platform.calls_of({"yfw_map_search_or_add_list"}); }
     std::string error_path() const { return request.error_path == nullptr ? "none" : request.error_path; }
+    // The calls in order, each message led by the function that reports it. Needs lightweight_on().
+    Lines named_calls() const;
+    void expect_named_calls(const Lines &expected) const { EXPECT_EQ(text_of(named_calls()), text_of(expected)); }
     // Functions that traced "Start", in order. Needs lightweight_on().
     Lines started() const;
     void expect_started(const Lines &expected) const { EXPECT_EQ(text_of(started()), text_of(expected)); }

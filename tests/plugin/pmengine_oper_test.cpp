@@ -227,11 +227,6 @@ TEST_F(PmengineWalk, DefaultHandlersSucceedSilently) {
     expect_calls({});
 }
 
-TEST_F(PmengineWalk, RootAugmentParserSucceedsBetweenStartAndEnd) {
-    EXPECT_EQ(call(root_walker + "_parse_augments", tree(leaf("x"))), CERR_SUCCESS);
-    expect_calls({trc("Start"), trc("End")});
-}
-
 // ---- Port-history list handler ----------------------------------------------------------------------------------
 
 class PortHistory : public Pmengine {
@@ -404,7 +399,8 @@ TEST_P(PmStatistic, OutputPowerWithoutValueIsWrittenEmpty) {
 }
 
 TEST_P(PmStatistic, OutputPowerOfAnotherPortIsNotWritten) {
-    for (const char *port : {"", "ots0/1/0/0", "optics0/1/0/4", "xOts0/1/0/0", "Opt", "OTS", "GigE0/0"}) {
+    for (const char *port :
+         {"", "ots0/1/0/0", "optics0/1/0/4", "xOts0/1/0/0", "Opt", "Opticx0/1/0/4", "Otx0/1/0/0", "OTS", "GigE0/0"}) {
         stand_in(port);
         EXPECT_EQ(call(converter("output_power_c_band"), tree(leaf("average", "1"))), CERR_SUCCESS) << port;
     }
@@ -461,9 +457,22 @@ TEST_P(PmStatistic, InputPowerOfAWholeRequestGoesByThePort) {
     expect_writes({write(channel_state + "input-power/", "5"), write(amplifier_state + "input-power-c-band/", "")});
 }
 
-TEST_P(PmStatistic, InputPowerOfAChannelWithoutValueIsNoError) {
+TEST_P(PmStatistic, WithoutValueIsAddedEmptyButAChannelsInputPowerWithoutText) {
+    const auto expect_added = [this](const char *what, const std::string &path, const char *value) {
+        platform.forget_calls();
+        EXPECT_EQ(call(converter(what), tree(leaf("average"))), CERR_SUCCESS);
+        const std::string port = request.native_list->children[0].value;
+        expect_calls(lines(trc("Start"), port_lookup(port), write(path, value), trc("End")));
+    };
     stand_in("Optics0/1/0/4");
-    EXPECT_EQ(call(converter("input_power_c_band"), tree(leaf("average"))), CERR_SUCCESS);
+    ask_for_channels();
+    expect_added("input_power_c_band", channel_state + "input-power/", nullptr);
+    expect_added("output_power_c_band", channel_state + "output-power/", "");
+    stand_in("Ots0/1/0/0");
+    ask_for_amplifiers();
+    expect_added("output_power_c_band", amplifier_state + "output-power-c-band/", "");
+    expect_added("ampli_gain", amplifier_state + "actual-gain/", "");
+    expect_added("ampli_gain_tilt", amplifier_state + "actual-gain-tilt/", "");
 }
 
 TEST_P(PmStatistic, GainAndTiltAreWrittenForAmplifiersAlone) {
@@ -503,6 +512,23 @@ TEST_P(PmStatistic, LongValuesAndKeysAreCutNotOverrun) {
     for (const char *what : {"output_power_c_band", "input_power_c_band", "ampli_gain", "ampli_gain_tilt"})
         EXPECT_EQ(call(converter(what), tree(leaf("average", std::string(400, '7')))), CERR_SUCCESS);
     EXPECT_EQ(writes().front(), write(amplifier_state + "output-power-c-band/", std::string(199, '7').c_str()));
+}
+
+// The key buffer of 20 bytes holds 19 characters and the terminator.
+TEST_P(PmStatistic, PortNameOfNineteenCharactersIsReadWholeAndALongerOneCut) {
+    const std::string nineteen = long_text("Optics", 13, '4');
+    ASSERT_EQ(nineteen.size(), 19U);
+    ask_for_channels();
+    for (const std::string &port : {nineteen, nineteen + "4"}) {
+        stand_in(port);
+        for (const auto &[what, container_name] :
+             {std::pair{"output_power_c_band", "output-power/"}, std::pair{"input_power_c_band", "input-power/"}}) {
+            platform.forget_calls();
+            EXPECT_EQ(call(converter(what), tree(leaf("average", "1"))), CERR_SUCCESS);
+            expect_calls(
+                lines(trc("Start"), port_lookup(nineteen), write(channel_state + container_name, "1"), trc("End")));
+        }
+    }
 }
 
 TEST_P(PmStatistic, NoPortHistoryIsNoPort) {

@@ -1,4 +1,5 @@
 // Finding paths and keys in request trees, the select fields, and the text helpers.
+#include <algorithm>
 #include <array>
 
 #include "plugin_fixture.h"
@@ -59,6 +60,11 @@ TEST_F(RequestHelpers, LongKeyIsCutTo19Characters) {
     EXPECT_EQ(text_of(platform.calls()), text_of(compare_path_trace(root, name_path)));
     EXPECT_THAT(messages(), testing::Contains(trc("key 0123456789012345678,")));
     EXPECT_THAT(messages(), testing::Contains(trc("req->_data 0123456789012345678901234,")));
+}
+
+TEST_F(RequestHelpers, KeyOf19CharactersIsWhole) {
+    EXPECT_EQ(compare(tree(amplifier_request("0123456789012345678")), name_path), 1);
+    EXPECT_STREQ(key.data(), "0123456789012345678");
 }
 
 TEST_F(RequestHelpers, WholeTreeIsSearchedWhenThePathIsNotThere) {
@@ -195,6 +201,86 @@ TEST_F(RequestHelpers, NegativeChildCountIsNoChild) {
     yfw_datatree *root = tree(container("optical-amplifier", {container("amplifiers")}));
     root->child_count = 0x80000000U;
     EXPECT_EQ(check(root, "optical-amplifier/amplifiers"), 0);
+}
+
+// ---- Long paths -------------------------------------------------------------------------------------------------
+
+class LongPath : public RequestHelpers, public testing::WithParamInterface<size_t> {
+  protected:
+    static constexpr size_t longest = 199; // what a path buffer of 200 bytes holds
+    size_t length() const { return GetParam(); }
+    // A key leaf "name" under a root with a tag that gives the path its length.
+    std::string target() const { return std::string(length() - 5, 'r') + "/name"; }
+    const yfw_datatree *request_tree() {
+        return tree(container(std::string(length() - 5, 'r'), {leaf("name", "x").key()}));
+    }
+};
+
+TEST_P(LongPath, IsFoundUpToWhatTheBufferHolds) {
+    const int found = length() <= longest ? 1 : 0;
+    EXPECT_EQ(compare(request_tree(), target()), found);
+    EXPECT_STREQ(key.data(), found != 0 ? "x" : "");
+    EXPECT_EQ(check(request_tree(), target()), found);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lengths, LongPath, testing::Values(99, 100, 101, 150, 198, 199, 200, 201),
+                         testing::PrintToStringParamName());
+
+class FullPath : public RequestHelpers {
+  protected:
+    // A chain of three nodes under a root with a tag of that length; the last is a key.
+    const yfw_datatree *chain(size_t root_tag) {
+        return tree(container(std::string(root_tag, 'r'), {container("child", {leaf("grandchild", "x").key()})}));
+    }
+    size_t nodes_compared() const {
+        const Lines traces = messages();
+        return static_cast<size_t>(std::count_if(
+            traces.begin(), traces.end(), [](const std::string &line) { return line.starts_with("TRC TAG <"); }));
+    }
+};
+
+TEST_F(FullPath, IsTheLastThatIsSearchedForAKey) {
+    const std::array<std::pair<size_t, size_t>, 4> compared{{{192, 3}, {193, 2}, {198, 2}, {199, 1}}};
+    for (const auto &[root_tag, nodes] : compared) {
+        platform.forget_calls();
+        // Below a full path every node would seem to stand at that path.
+        EXPECT_EQ(compare(chain(root_tag), (std::string(root_tag, 'r') + "/child").substr(0, 199)), 0) << root_tag;
+        EXPECT_EQ(nodes_compared(), nodes) << root_tag;
+    }
+}
+
+TEST_F(FullPath, IsTheLastThatIsSearchedForARequestType) {
+    // The tag of each node, and the slash behind each but the last.
+    const std::array<std::pair<size_t, size_t>, 4> appended{{{192, 5}, {193, 3}, {198, 3}, {199, 1}}};
+    for (const auto &[root_tag, texts] : appended) {
+        platform.forget_calls();
+        EXPECT_EQ(check(chain(root_tag), "nowhere"), 0) << root_tag;
+        EXPECT_EQ(platform.calls_of({"yfw_strcat_s"}).size(), texts) << root_tag;
+    }
+}
+
+// ---- The context ------------------------------------------------------------------------------------------------
+
+TEST(RequestHelpersDeath, LookUpsAssertTheContextWhereTheyReport) {
+    GTEST_FLAG_SET(death_test_style, "fast");
+    const auto compare_path = plugin().function<ComparePath>("compare_path");
+    const auto check_type = plugin().function<CheckType3>("check_request_type_3");
+    char path[200] = "";
+    char key[20] = "";
+    Tree present(leaf("name", "x").key());
+    EXPECT_DEATH(compare_path(nullptr, nullptr, "name", path, key), "compare_path\\(yfw_map_ctx.*NULL != ctx");
+    EXPECT_DEATH(compare_path(nullptr, present.root(), "name", path, key), "compare_path\\(yfw_map_ctx.*NULL != ctx");
+    EXPECT_DEATH(check_type(nullptr, nullptr, "name", path), "check_request_type_3\\(yfw_map_ctx.*NULL != ctx");
+    EXPECT_DEATH(plugin().function<PrintData>("print_data")(nullptr), "print_data\\(yfw_map_ctx.*NULL != ctx");
+}
+
+TEST(RequestHelpersWithoutContext, AbsentNodeAndRequestTypeNeedNone) {
+    char path[200] = "";
+    char key[20] = "";
+    Tree absent(leaf("name", "x").key().absent());
+    Tree present(leaf("name", "x"));
+    EXPECT_EQ(plugin().function<ComparePath>("compare_path")(nullptr, absent.root(), "name", path, key), 0);
+    EXPECT_EQ(plugin().function<CheckType3>("check_request_type_3")(nullptr, present.root(), "name", path), 1);
 }
 
 // ---- Children that are not there --------------------------------------------------------------------------------
@@ -335,6 +421,10 @@ TEST(StrStrip, ReturnsAnEmptyTextUnchanged) {
     EXPECT_EQ(plugin().function<Strip>("strstrip")(empty), empty);
 }
 
+TEST(StrStrip, OfAMissingTextIsMissing) {
+    EXPECT_EQ(plugin().function<Strip>("strstrip")(nullptr), nullptr);
+}
+
 TEST(StrStrip, OfAllBlanksIsEmpty) {
     EXPECT_EQ(stripped(" "), "");
     EXPECT_EQ(stripped(" \t  "), "");
@@ -352,6 +442,14 @@ std::string replaced(const std::string &text, const std::string &needle, const s
 
 TEST(ReplaceStr, ChangesOnlyTheFirstOccurrence) {
     EXPECT_EQ(replaced("a/b/c", "/", "%2f"), "a%2fb/c");
+}
+
+TEST(ReplaceStr, ReturnsTheTextItselfWhenAnArgumentIsMissing) {
+    const auto replace = plugin().function<Replace>("replace_str");
+    EXPECT_EQ(replace(nullptr, "/", "x"), nullptr);
+    const char *text = "a/b";
+    EXPECT_EQ(replace(text, nullptr, "x"), text);
+    EXPECT_EQ(replace(text, "/", nullptr), text);
 }
 
 TEST(ReplaceStr, ReturnsTheTextItselfWhenTheNeedleIsAbsent) {

@@ -1,12 +1,13 @@
 // The export list, the mapping reference and the deviations module are what the plug-in's rows say, and the rows name
 // every leaf of the published model.
+#include "support/program.h"
+#include "support/same_text.h"
+
 #include <gtest/gtest.h>
 
 #include <libyang/libyang.h>
 
-#include <cstdio>
 #include <fstream>
-#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
@@ -15,13 +16,7 @@
 namespace {
 
 std::string rows(const std::string &what) {
-    const std::string command = std::string(ROWS_PROGRAM) + " " + what;
-    std::unique_ptr<FILE, int (*)(FILE *)> pipe(popen(command.c_str(), "r"), pclose);
-    std::string text;
-    char buffer[4096];
-    for (size_t length; (length = fread(buffer, 1, sizeof buffer, pipe.get())) != 0;)
-        text.append(buffer, length);
-    return text;
+    return support::run({.words = {ROWS_PROGRAM, what}}).out;
 }
 
 std::string file(const std::string &name) {
@@ -71,15 +66,15 @@ std::set<std::string> leaves_of_model(bool with_deviations) {
 }
 
 TEST(Rows, ExportListIsCurrent) {
-    EXPECT_EQ(file("oc-amplifier/exports.txt"), rows("exports"));
+    EXPECT_SAME_TEXT(file("oc-amplifier/exports.txt"), rows("exports"));
 }
 
 TEST(Rows, MappingReferenceIsCurrent) {
-    EXPECT_EQ(file("docs/mapping.md"), rows("mapping"));
+    EXPECT_SAME_TEXT(file("docs/mapping.md"), rows("mapping"));
 }
 
 TEST(Rows, DeviationsModuleIsCurrent) {
-    EXPECT_EQ(file("yang/openconfig-optical-amplifier-deviations.yang"), rows("deviations"));
+    EXPECT_SAME_TEXT(file("yang/openconfig-optical-amplifier-deviations.yang"), rows("deviations"));
 }
 
 TEST(Rows, NameEveryLeafOfTheModelAndNoOther) {
@@ -119,8 +114,7 @@ TEST(Rows, EveryServedLeafIsAnsweredFromANativeLeaf) {
 }
 
 TEST(Rows, WrongUseIsRefused) {
-    const int status = std::system((std::string(ROWS_PROGRAM) + " nonsense 2>/dev/null").c_str());
-    EXPECT_EQ(WEXITSTATUS(status), 2);
+    EXPECT_EQ(support::run({.words = {ROWS_PROGRAM, "nonsense"}}).status, 2);
 }
 
 } // namespace

@@ -1,0 +1,35 @@
+// How failures are kept. Knows nothing of who runs the plug-in.
+#include "log/failure.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace ocamp {
+
+namespace {
+
+FailureWatch *current_watch = nullptr;
+
+} // namespace
+
+FailureWatch::FailureWatch() noexcept : previous_(std::exchange(current_watch, this)) {}
+
+FailureWatch::~FailureWatch() {
+    current_watch = previous_;
+}
+
+void FailureWatch::check() const {
+    if (noted_)
+        throw PlatformFailure(std::string(reason_.data(), length_));
+}
+
+void note_failure(std::string_view reason) noexcept {
+    if (current_watch == nullptr || current_watch->noted_)
+        return;
+    current_watch->noted_ = true;
+    current_watch->length_ = std::min(reason.size(), current_watch->reason_.size());
+    std::copy_n(reason.begin(), current_watch->length_, current_watch->reason_.begin());
+}
+
+} // namespace ocamp

@@ -1,0 +1,296 @@
+// Reads JSON in two steps: the text into values just as they were written, and those into nodes by one grammar:
+//
+//   object      = { member }
+//   member      = "@" : annotations                   of the object itself
+//               | "@leaf" : annotations               of the leaf beside it, or of one that is only named
+//               | "@leaf-list" : [ annotations|null ] of the values beside it, in their order
+//               | name : object | scalar | [ objects ] | [ scalars ]
+//   annotations = { "module:name" : scalar }
+//
+// Knows no model: whether a name is that of a leaf or of a list is for others to say.
+#include "node/json_document.h"
+
+#include "node/request_error.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+namespace ocamp {
+
+namespace {
+
+constexpr std::string_view operation_annotation = "ietf-netconf:operation";
+// nlohmann's number of its complaint about a number that no double holds.
+constexpr int number_too_large = 406;
+
+struct JsonValue {
+    enum class Kind { object, array, string, number, boolean, null };
+    Kind kind;
+    std::string text = {};               // of a scalar; a number with a fraction just as it was written
+    std::vector<std::string> names = {}; // of an object's members, which are `values`
+    std::vector<JsonValue> values = {};  // of an object or an array
+};
+
+bool is_object(const JsonValue &value) {
+    return value.kind == JsonValue::Kind::object;
+}
+bool is_array(const JsonValue &value) {
+    return value.kind == JsonValue::Kind::array;
+}
+
+// Collects what the parser tells. Unlike the parser's own documents it keeps members of one name apart.
+class JsonCollector : public nlohmann::json_sax<nlohmann::json> {
+  public:
+    JsonValue take() { return std::move(root_); }
+
+    bool null() override { return add({.kind = JsonValue::Kind::null}) != nullptr; }
+    bool boolean(bool value) override {
+        return add({.kind = JsonValue::Kind::boolean, .text = value ? "true" : "false"}) != nullptr;
+    }
+    bool number_integer(number_integer_t value) override { return add_number(std::to_string(value)); }
+    bool number_unsigned(number_unsigned_t value) override { return add_number(std::to_string(value)); }
+    bool number_float(number_float_t, const string_t &text) override { return add_number(text); }
+    bool string(string_t &text) override {
+        return add({.kind = JsonValue::Kind::string, .text = std::move(text)}) != nullptr;
+    }
+    bool binary(binary_t &) override { return false; } // JSON has none
+    bool start_object(std::size_t) override { return open(JsonValue::Kind::object); }
+    bool start_array(std::size_t) override { return open(JsonValue::Kind::array); }
+    bool end_object() override { return close(); }
+    bool end_array() override { return close(); }
+    bool key(string_t &name) override {
+        open_.back()->names.push_back(std::move(name));
+        return true;
+    }
+    bool parse_error(std::size_t, const std::string &token, const nlohmann::detail::exception &error) override {
+        if (error.id == number_too_large)
+            throw RequestError(error_tag::invalid_value, path(),
+                               fmt::format("the number {} is larger than any that is read", token));
+        // The library's own number of the error stands in brackets before the text.
+        const std::string_view message = error.what();
+        throw DocumentError(fmt::format("not well-formed JSON: {}", message.substr(message.find("] ") + 2)));
+    }
+
+  private:
+    // Where the value that is read next stands.
+    std::string path() const {
+        std::string text;
+        for (const JsonValue *value : open_)
+            text += is_array(*value) ? fmt::format("[{}]", value->values.size() + (value == open_.back() ? 1 : 0))
+                                     : "/" + without_module(value->names.back());
+        return text;
+    }
+    static std::string without_module(const std::string &name) { return name.substr(name.find(':') + 1); }
+
+    JsonValue *add(JsonValue value) {
+        if (open_.empty()) {
+            root_ = std::move(value);
+            return &root_;
+        }
+        return &open_.back()->values.emplace_back(std::move(value));
+    }
+    bool add_number(std::string text) {
+        return add({.kind = JsonValue::Kind::number, .text = std::move(text)}) != nullptr;
+    }
+    // An open value stays where it is: nothing is added beside it before it is closed.
+    bool open(JsonValue::Kind kind) {
+        if (open_.size() == kDeepestDocument)
+            throw DocumentError(
+                fmt::format("nested more than {0} levels deep, expected at most {0}", kDeepestDocument));
+        open_.push_back(add({.kind = kind}));
+        return true;
+    }
+    bool close() {
+        open_.pop_back();
+        return true;
+    }
+
+    JsonValue root_{.kind = JsonValue::Kind::null};
+    std::vector<JsonValue *> open_;
+};
+
+ClientNode::JsonForm form_of(const JsonValue &value) {
+    switch (value.kind) {
+    case JsonValue::Kind::string:
+        return ClientNode::JsonForm::string;
+    case JsonValue::Kind::number:
+        return ClientNode::JsonForm::number;
+    case JsonValue::Kind::boolean:
+        return ClientNode::JsonForm::boolean;
+    case JsonValue::Kind::null:
+        return ClientNode::JsonForm::null;
+    default:
+        return ClientNode::JsonForm::object;
+    }
+}
+
+// What RFC 7950 lets a text hold of the characters below the blank.
+bool has_control_character(std::string_view text) {
+    return std::any_of(text.begin(), text.end(), [](char character) {
+        return static_cast<unsigned char>(character) < ' ' && kBlanks.find(character) == std::string_view::npos;
+    });
+}
+
+void annotate(ClientNode &node, const JsonValue &annotations, const std::string &place) {
+    if (!is_object(annotations))
+        throw RequestError(error_tag::bad_attribute, place, "is no annotation, expected an object");
+    for (std::size_t i = 0; i < annotations.values.size(); ++i) {
+        const std::string &name = annotations.names[i];
+        const JsonValue &value = annotations.values[i];
+        if (name != operation_annotation) {
+            node.attributes.push_back(fmt::format("{}={}", name, value.text));
+            continue;
+        }
+        if (value.kind != JsonValue::Kind::string)
+            throw RequestError(error_tag::bad_attribute, place, fmt::format("'{}' is no string", name));
+        if (node.operation)
+            throw RequestError(error_tag::bad_attribute, place,
+                               fmt::format("holds '{}' twice, expected it once", name));
+        node.operation = value.text;
+    }
+}
+
+// Reads the members of one object.
+class ObjectReader {
+  public:
+    // `path`: the object's, empty for the document. `module`: of names without one of their own.
+    ObjectReader(const std::string &path, const std::string &module) : path_(path), module_(module) {}
+
+    std::vector<ClientNode> read(const JsonValue &object) {
+        for (std::size_t i = 0; i < object.values.size(); ++i) {
+            if (!object.names[i].starts_with('@'))
+                read_member(object.names[i], object.values[i]);
+        }
+        for (std::size_t i = 0; i < object.values.size(); ++i) {
+            if (object.names[i].starts_with('@') && object.names[i] != "@")
+                read_annotation(object.names[i], object.values[i]);
+        }
+        return std::move(nodes_);
+    }
+
+  private:
+    struct Name {
+        std::string module, name;
+        std::string whole() const { return module + ":" + name; }
+    };
+    struct Range {
+        std::size_t first, count; // in nodes_
+    };
+
+    // Splits "module:name".
+    Name resolve(std::string_view word) const {
+        const std::size_t colon = word.find(':');
+        if (colon == std::string_view::npos)
+            return {module_, std::string(word)};
+        return {std::string(word.substr(0, colon)), std::string(word.substr(colon + 1))};
+    }
+
+    void read_member(const std::string &word, const JsonValue &value) {
+        const Name name = resolve(word);
+        const std::string path = path_ + "/" + name.name;
+        if (name.name.empty() || has_control_character(word))
+            throw RequestError(error_tag::unknown_element, path, "is no name");
+        const std::size_t first = nodes_.size();
+        if (is_array(value))
+            read_array(name, value, path);
+        else
+            read_value(name, value, path, false);
+        if (!members_.emplace(name.whole(), Range{first, nodes_.size() - first}).second)
+            throw RequestError(error_tag::operation_failed, path, "is given twice, expected once");
+    }
+
+    void read_array(const Name &name, const JsonValue &array, const std::string &path) {
+        if (array.values.empty())
+            throw RequestError(error_tag::invalid_value, path, "is an empty array, expected what it is to hold");
+        for (std::size_t i = 0; i < array.values.size(); ++i) {
+            const JsonValue &item = array.values[i];
+            const std::string place = fmt::format("{}[{}]", path, i + 1);
+            if (is_array(item))
+                throw RequestError(error_tag::invalid_value, place, "is an array inside an array");
+            if (is_object(item) != is_object(array.values.front()))
+                throw RequestError(error_tag::invalid_value, place,
+                                   "is not of the kind of the array's first, expected objects or values alone");
+            read_value(name, item, place, true);
+        }
+    }
+
+    void read_value(const Name &name, const JsonValue &value, const std::string &path, bool in_array) {
+        ClientNode node{.name = name.name, .module = name.module, .value = value.text};
+        node.json = form_of(value);
+        node.in_array = in_array;
+        if (has_control_character(value.text))
+            throw RequestError(error_tag::invalid_value, path, "holds a control character");
+        if (value.kind == JsonValue::Kind::string && value.text.find(':') != std::string::npos)
+            node.value_module = value.text.substr(0, value.text.find(':'));
+        if (is_object(value)) {
+            for (std::size_t i = 0, seen = 0; i < value.values.size(); ++i) {
+                if (value.names[i] != "@")
+                    continue;
+                if (++seen == 2)
+                    throw RequestError(error_tag::bad_attribute, path + "/@", "is given twice, expected once");
+                annotate(node, value.values[i], path + "/@");
+            }
+            node.children = ObjectReader(path, name.module).read(value);
+        }
+        nodes_.push_back(std::move(node));
+    }
+
+    void read_annotation(const std::string &word, const JsonValue &value) {
+        const Name name = resolve(std::string_view(word).substr(1));
+        const std::string path = fmt::format("{}/@{}", path_, name.name);
+        if (!annotated_.insert(name.whole()).second)
+            throw RequestError(error_tag::bad_attribute, path, "is given twice, expected once");
+        const auto member = members_.find(name.whole());
+        if (member == members_.end()) {
+            ClientNode named{.name = name.name, .module = name.module};
+            named.json = ClientNode::JsonForm::absent;
+            annotate(named, value, path);
+            nodes_.push_back(std::move(named));
+            return;
+        }
+        const auto [first, count] = member->second;
+        ClientNode &node = nodes_[first];
+        if (node.json == ClientNode::JsonForm::object)
+            throw RequestError(error_tag::bad_attribute, path,
+                               fmt::format("stands beside what it annotates, expected \"@\" inside {}",
+                                           node.in_array ? "each entry" : "it"));
+        if (!node.in_array) {
+            annotate(node, value, path);
+            return;
+        }
+        if (!is_array(value) || value.values.size() > count)
+            throw RequestError(error_tag::bad_attribute, path,
+                               fmt::format("annotates an array, expected an array of at most {}", count));
+        for (std::size_t i = 0; i < value.values.size(); ++i) {
+            if (value.values[i].kind != JsonValue::Kind::null)
+                annotate(nodes_[first + i], value.values[i], fmt::format("{}[{}]", path, i + 1));
+        }
+    }
+
+    const std::string &path_;
+    const std::string &module_;
+    std::vector<ClientNode> nodes_;
+    std::unordered_map<std::string, Range> members_; // by whole name
+    std::unordered_set<std::string> annotated_;      // whole names
+};
+
+} // namespace
+
+std::vector<ClientNode> read_json(std::string_view document) {
+    JsonCollector collector;
+    if (!nlohmann::json::sax_parse(document, &collector))
+        throw DocumentError("not well-formed JSON");
+    const JsonValue root = collector.take();
+    if (!is_object(root))
+        throw DocumentError("expected one JSON object");
+    if (std::find(root.names.begin(), root.names.end(), "@") != root.names.end())
+        throw RequestError(error_tag::bad_attribute, "/@", "annotates the document, expected it inside a node");
+    const std::string no_path, no_module;
+    return ObjectReader(no_path, no_module).read(root);
+}
+
+} // namespace ocamp

@@ -1,0 +1,74 @@
+// How ranges are scaled and written. Knows neither requests nor the plug-in.
+#include "node/native_range.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace {
+
+// "0.1 dB" as one fraction digit and " dB"; a unit without such a scale has none.
+struct Unit {
+    std::size_t digits = 0;
+    std::string_view name = {};
+};
+
+Unit unit_of(const lysc_node_leaf &leaf) {
+    const std::string_view text = leaf.units != nullptr ? leaf.units : "";
+    const std::size_t end = text.find(' ');
+    const std::string_view scale = text.substr(0, end);
+    const bool power_of_ten =
+        scale.starts_with("0.") && scale.ends_with('1') && scale.find_first_not_of('0', 2) == scale.size() - 1;
+    if (power_of_ten && end != std::string_view::npos)
+        return {.digits = scale.size() - 2, .name = text.substr(end + 1)};
+    return {.name = text};
+}
+
+// A whole number of the smallest steps, with so many fraction digits.
+std::string scaled(std::int64_t steps, std::size_t digits) {
+    std::string text = std::to_string(std::abs(steps));
+    if (digits > 0) {
+        if (text.size() <= digits)
+            text.insert(0, digits + 1 - text.size(), '0');
+        text.insert(text.size() - digits, 1, '.');
+    }
+    return steps < 0 ? "-" + text : text;
+}
+
+// The range of a number of at most 32 bits: every bound fits.
+const lysc_range *range_of(const lysc_type &type) {
+    switch (type.basetype) {
+    case LY_TYPE_INT8:
+    case LY_TYPE_INT16:
+    case LY_TYPE_INT32:
+    case LY_TYPE_UINT8:
+    case LY_TYPE_UINT16:
+    case LY_TYPE_UINT32:
+        return reinterpret_cast<const lysc_type_num &>(type).range;
+    default:
+        return nullptr;
+    }
+}
+
+} // namespace
+
+std::optional<std::string> held_range(const lysc_node &leaf) {
+    const auto &node = reinterpret_cast<const lysc_node_leaf &>(leaf);
+    const lysc_range *range = range_of(*node.type);
+    if (range == nullptr)
+        return std::nullopt;
+    const Unit unit = unit_of(node);
+    std::string text;
+    LY_ARRAY_COUNT_TYPE part = 0;
+    LY_ARRAY_FOR(range->parts, part) {
+        text += fmt::format("{}{} to {}", part == 0 ? "" : " or ", scaled(range->parts[part].min_64, unit.digits),
+                            scaled(range->parts[part].max_64, unit.digits));
+    }
+    return unit.name.empty() ? text : fmt::format("{} {}", text, unit.name);
+}
+
+} // namespace ocamp

@@ -1,0 +1,32 @@
+// Looks nodes up in the model as the device deviates from it. Knows nothing of requests.
+#include "node/served_nodes.h"
+
+#include <array>
+
+namespace ocamp {
+
+namespace {
+
+constexpr std::array<std::string_view, 2> device_modules{"openconfig-optical-amplifier",
+                                                         "openconfig-optical-amplifier-deviations"};
+
+const Schema &device_schema() {
+    static const Schema schema(device_modules);
+    return schema;
+}
+
+// The same node of the device's model; NULL when it has none.
+const lysc_node *on_device(const lysc_node *node) {
+    const lysc_node *parent = node->parent != nullptr ? on_device(node->parent) : nullptr;
+    if (node->parent != nullptr && parent == nullptr)
+        return nullptr;
+    return device_schema().find(parent, node->name, node->module->ns);
+}
+
+} // namespace
+
+bool is_served(const lysc_node &node) {
+    return device_schema().module(node.module->name) == nullptr || on_device(&node) != nullptr;
+}
+
+} // namespace ocamp

@@ -1,0 +1,11 @@
+// Which nodes of the OpenConfig model this device has, as its deviations module says. Knows nothing of requests.
+#pragma once
+
+#include "node/schema.h"
+
+namespace ocamp {
+
+// False for a node of the OpenConfig model that the device does not serve. True for every node of another model.
+bool is_served(const lysc_node &node);
+
+} // namespace ocamp

@@ -1,0 +1,163 @@
+// Reads XML with expat, in time that grows with the text alone. Knows no model but by the names of its modules.
+#include "node/xml_document.h"
+
+#include <algorithm>
+#include <exception>
+#include <map>
+#include <memory>
+#include <string>
+
+#include <expat.h>
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace {
+
+// Between namespace and name, where no name has it.
+constexpr char separator = '\n';
+// The element around all others: XML has one, clients send several.
+constexpr std::string_view wrapper_begin = "<document>", wrapper_end = "</document>";
+// As much as is handed over at once, in bytes.
+constexpr std::size_t chunk_size = 1U << 20U;
+
+// Text between the XML declaration, which may stand at the very beginning only, and the end.
+std::string_view without_declaration(std::string_view xml) {
+    xml.remove_prefix(std::min(xml.find_first_not_of(kBlanks), xml.size()));
+    const std::size_t end = xml.starts_with("<?xml") ? xml.find("?>") : std::string_view::npos;
+    return end == std::string_view::npos ? xml : xml.substr(end + 2);
+}
+
+struct Name {
+    std::string_view ns, name;
+};
+
+Name split(std::string_view whole) {
+    const std::size_t at = whole.find(separator);
+    return at == std::string_view::npos ? Name{{}, whole} : Name{whole.substr(0, at), whole.substr(at + 1)};
+}
+
+class XmlReader {
+  public:
+    explicit XmlReader(const Schema &models) : models_(models), parser_(XML_ParserCreateNS("UTF-8", separator)) {
+        if (parser_ == nullptr)
+            throw std::bad_alloc();
+        XML_SetUserData(parser_.get(), this);
+        XML_SetElementHandler(
+            parser_.get(),
+            [](void *reader, const char *name, const char **attributes) {
+                guarded(reader, [&](XmlReader &self) { self.start(name, attributes); });
+            },
+            [](void *reader, const char *) { guarded(reader, [](XmlReader &self) { self.end(); }); });
+        XML_SetCharacterDataHandler(parser_.get(), [](void *reader, const char *text, int length) {
+            guarded(reader,
+                    [&](XmlReader &self) { self.open_.back().value.append(text, static_cast<std::size_t>(length)); });
+        });
+        XML_SetNamespaceDeclHandler(
+            parser_.get(),
+            [](void *reader, const char *prefix, const char *uri) {
+                guarded(reader, [&](XmlReader &self) {
+                    self.namespaces_[prefix != nullptr ? prefix : ""].emplace_back(uri != nullptr ? uri : "");
+                });
+            },
+            [](void *reader, const char *prefix) {
+                guarded(reader, [&](XmlReader &self) { self.namespaces_[prefix != nullptr ? prefix : ""].pop_back(); });
+            });
+    }
+
+    std::vector<ClientNode> read(std::string_view document) {
+        feed(wrapper_begin);
+        for (std::string_view rest = document; !rest.empty(); rest.remove_prefix(std::min(chunk_size, rest.size())))
+            feed(rest.substr(0, chunk_size));
+        feed(wrapper_end);
+        if (XML_Parse(parser_.get(), nullptr, 0, 1) != XML_STATUS_OK)
+            fail();
+        return std::move(top_.children);
+    }
+
+  private:
+    struct FreeParser {
+        void operator()(XML_Parser parser) const noexcept { XML_ParserFree(parser); }
+    };
+
+    // What is thrown does not pass through expat: it stops the reading and is thrown again outside.
+    template <typename Work>
+    static void guarded(void *reader, Work work) noexcept {
+        XmlReader &self = *static_cast<XmlReader *>(reader);
+        if (self.failure_ != nullptr)
+            return;
+        try {
+            work(self);
+        } catch (...) {
+            self.failure_ = std::current_exception();
+            XML_StopParser(self.parser_.get(), XML_FALSE);
+        }
+    }
+
+    void feed(std::string_view text) {
+        if (XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), 0) != XML_STATUS_OK)
+            fail();
+    }
+
+    [[noreturn]] void fail() const {
+        if (failure_ != nullptr)
+            std::rethrow_exception(failure_);
+        throw DocumentError(fmt::format("not well-formed XML: line {}: {}", XML_GetCurrentLineNumber(parser_.get()),
+                                        XML_ErrorString(XML_GetErrorCode(parser_.get()))));
+    }
+
+    void start(const char *whole_name, const char **attributes) {
+        const auto [ns, name] = split(whole_name);
+        // The wrapper is no level of the client's.
+        if (open_.size() > kDeepestDocument)
+            throw DocumentError(
+                fmt::format("nested more than {0} levels deep, expected at most {0}", kDeepestDocument));
+        ClientNode &node = open_.emplace_back(ClientNode{.name = std::string(name), .module = std::string(ns)});
+        for (; *attributes != nullptr; attributes += 2) {
+            const auto [attribute_ns, attribute] = split(attributes[0]);
+            if (attribute_ns == kNetconfNamespace && attribute == "operation")
+                node.operation = attributes[1];
+            else
+                node.attributes.push_back(fmt::format("{}={}", attribute, attributes[1]));
+        }
+    }
+
+    void end() {
+        ClientNode node = std::move(open_.back());
+        open_.pop_back();
+        if (!node.children.empty() && trimmed(node.value).empty())
+            node.value.clear();
+        node.value_module = value_module(node.value);
+        if (open_.empty())
+            top_ = std::move(node);
+        else
+            open_.back().children.push_back(std::move(node));
+    }
+
+    // Name of the module that the prefix of a value stands for where the value stands.
+    std::optional<std::string> value_module(std::string_view value) const {
+        value = trimmed(value);
+        const std::size_t colon = value.find(':');
+        if (colon == std::string_view::npos)
+            return std::nullopt;
+        const auto uris = namespaces_.find(value.substr(0, colon));
+        const lys_module *module =
+            uris == namespaces_.end() || uris->second.empty() ? nullptr : models_.module(uris->second.back());
+        return module != nullptr ? module->name : "";
+    }
+
+    const Schema &models_;
+    std::unique_ptr<XML_ParserStruct, FreeParser> parser_;
+    std::map<std::string, std::vector<std::string>, std::less<>> namespaces_; // those in force, by prefix
+    std::vector<ClientNode> open_;
+    ClientNode top_;
+    std::exception_ptr failure_;
+};
+
+} // namespace
+
+std::vector<ClientNode> read_xml(std::string_view document, const Schema &models) {
+    return XmlReader(models).read(without_declaration(document));
+}
+
+} // namespace ocamp

@@ -1,0 +1,63 @@
+#!/usr/bin/env python3
+"""Counts the instructions of the main walks and compares them with instructions.json beside this file.
+
+usage: instructions.py VALGRIND WALK_COST COMPILER [--accept]
+
+A walk that takes over 3 % more instructions than are kept there fails. --accept keeps the new figures instead.
+"""
+import json
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+KEPT = pathlib.Path(__file__).with_name("instructions.json")
+COUNTED_ROUNDS = 20  # as in walk_cost.cpp
+TOLERANCE = 0.03
+
+
+def count(valgrind, program):
+    """Instructions of one walk, or of its platform calls alone, by name."""
+    with tempfile.TemporaryDirectory() as folder:
+        # String functions for the least of processors, so that the figures do not depend on the machine.
+        environment = {"GLIBC_TUNABLES": "glibc.cpu.hwcaps=-AVX2,-AVX,-SSE4_2,-SSSE3,-BMI2,-ERMS"}
+        run = subprocess.run([valgrind, "--tool=callgrind", f"--callgrind-out-file={folder}/out", program],
+                             env=environment, stderr=subprocess.PIPE, text=True)
+        if run.returncode != 0:
+            sys.exit(f"{program} under callgrind ended with {run.returncode}:\n{run.stderr}")
+        counts = {}
+        for dump in pathlib.Path(folder).iterdir():
+            text = dump.read_text()
+            name = re.search(r"^desc: Trigger: Client Request: (.+)$", text, re.M)
+            if name:
+                counts[name[1]] = round(int(re.search(r"^(?:summary|totals): (\d+)", text, re.M)[1]) / COUNTED_ROUNDS)
+        return counts
+
+
+def main():
+    valgrind, program, compiler = sys.argv[1:4]
+    counts = count(valgrind, program)
+    walks = {name: figure for name, figure in sorted(counts.items()) if not name.endswith(" calls")}
+    if "--accept" in sys.argv[4:]:
+        KEPT.write_text(json.dumps({"compiler": compiler, "instructions": walks}, indent=4) + "\n")
+        print(f"{KEPT}: written")
+        return
+    kept = json.loads(KEPT.read_text())
+    if walks.keys() != kept["instructions"].keys():
+        sys.exit(f"The walks are others than those in {KEPT.name}. To accept: scripts/accept_cost.sh")
+    failed = False
+    print(f"{'instructions of one walk':32}{'kept':>10}{'now':>10}{'change':>9}{'calls alone':>13}{'ratio':>7}")
+    for name, now in walks.items():
+        before, calls = kept["instructions"][name], counts[name + " calls"]
+        change = now / before - 1
+        failed |= change > TOLERANCE
+        mark = "  too many" if change > TOLERANCE else ""
+        print(f"{name:32}{before:10}{now:10}{change:9.1%}{calls:13}{now / calls:7.2f}{mark}")
+    if failed:
+        sys.exit(f"A walk takes over {TOLERANCE:.0%} more instructions than {KEPT.name} keeps, which was counted with "
+                 f"{kept['compiler']}; this is {compiler}. To accept the new figures: scripts/accept_cost.sh")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,52 @@
+// Goes through the main walks under callgrind, which counts each by itself: the walk, and its platform calls alone.
+// What comes before the counted rounds, such as the loader's search for a function, is not counted.
+#include "own_stack.h"
+#include "walks.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include <valgrind/callgrind.h>
+
+namespace {
+
+constexpr int counted_rounds = 20; // instructions.py divides by it
+constexpr size_t entries = 10;
+
+template <class Round>
+void count(const std::string &name, Round round) {
+    round();
+    CALLGRIND_ZERO_STATS;
+    for (int i = 0; i < counted_rounds; ++i)
+        round();
+    CALLGRIND_DUMP_STATS_AT(name.c_str());
+}
+
+void count_walk(const std::string &name, const walks::Walk &walk) {
+    const auto run = walk.make(entries);
+    null_platform::take_messages(run->context(), null_platform::Messages::none);
+    count(name, [&] {
+        if (run->walk() != CERR_SUCCESS) {
+            std::fprintf(stderr, "%s: the plug-in refuses the walk\n", name.c_str());
+            std::exit(1);
+        }
+    });
+    null_platform::CallRecord calls(&run->context());
+    null_platform::note_calls(&calls);
+    run->walk();
+    null_platform::note_calls(nullptr);
+    count(name + " calls", [&] { calls.replay(); });
+}
+
+} // namespace
+
+int main() {
+    OwnStack::run([] {
+        for (const walks::Walk &walk : walks::requests())
+            count_walk(std::string("request_") + walk.name, walk);
+        for (const walks::Walk &walk : walks::answers())
+            count_walk(std::string("answer_") + walk.name, walk);
+    });
+    return 0;
+}

@@ -1,0 +1,342 @@
+// Fails every call of the C library that a command makes, one run of the command for each, and looks at what is left:
+// the node is as before, or as was acknowledged; the command never crashes, never keeps a failure to itself, and never
+// gives half an answer. Usually a sample of the calls; with FAULTS_ALL set, all of them.
+#include "fault_shim.h"
+#include "support/program.h"
+#include "support/same_text.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <set>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using faults::Call;
+using support::Outcome;
+
+// Calls of one command and kind that are failed in a usual run, spread over all that there are.
+constexpr std::size_t sample_size = 1500;
+
+struct Fault {
+    Call kind;
+    int error;
+    bool lasting;
+};
+
+std::string read_file(const fs::path &file) {
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    return text.str();
+}
+
+void write_file(const fs::path &file, const std::string &text) {
+    std::ofstream stream(file, std::ios::binary | std::ios::trunc);
+    if (!(stream << text).flush())
+        throw fs::filesystem_error("write", file, std::make_error_code(std::errc::io_error));
+}
+
+fs::path new_folder() {
+    std::string name = (fs::temp_directory_path() / "ocamp-faults-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr)
+        throw fs::filesystem_error("mkdtemp", name, std::error_code(errno, std::generic_category()));
+    return name;
+}
+
+std::string replaced(std::string text, const std::string &what, const std::string &by) {
+    for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size())
+        text.replace(at, what.size(), by);
+    return text;
+}
+
+// A folder with a node of its own and the file of the shim's report.
+class Bench {
+  public:
+    Bench() : folder_(new_folder()) {
+        const int descriptor = open((folder_ / "report").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (descriptor < 0 || ftruncate(descriptor, sizeof(faults::Report)) != 0)
+            throw fs::filesystem_error("report", folder_, std::error_code(errno, std::generic_category()));
+        void *mapped = mmap(nullptr, sizeof(faults::Report), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+        close(descriptor);
+        if (mapped == MAP_FAILED)
+            throw fs::filesystem_error("mmap", folder_, std::error_code(errno, std::generic_category()));
+        report_ = static_cast<faults::Report *>(mapped);
+    }
+    ~Bench() {
+        munmap(report_, sizeof(faults::Report));
+        std::error_code ignored;
+        fs::remove_all(folder_, ignored);
+    }
+    Bench(const Bench &) = delete;
+    Bench &operator=(const Bench &) = delete;
+
+    fs::path node() const { return folder_ / "node"; }
+    faults::Report &report() const { return *report_; }
+
+    // Makes the folder hold a node with this database, or none.
+    void restore(const std::string &database) const {
+        fs::remove_all(node());
+        if (database.empty())
+            return;
+        fs::create_directory(node());
+        write_file(node() / "node.db", database);
+    }
+
+    std::vector<std::string> words(const std::vector<std::string> &words) const {
+        std::vector<std::string> result{OCAMP_PROGRAM};
+        for (const std::string &word : words)
+            result.push_back(word == "NODE" ? node().string() : word);
+        return result;
+    }
+    Outcome run(const std::vector<std::string> &command) const { return support::run({.words = words(command)}); }
+
+    // `at`: 0 fails nothing and records the stacks.
+    Outcome run_with(const std::vector<std::string> &command, const Fault &fault, std::uint64_t at) const {
+        std::fill(std::begin(report_->calls), std::end(report_->calls), 0);
+        report_->failed = 0;
+        const auto variable = [](const char *name, std::uint64_t value) {
+            return std::string(name) + "=" + std::to_string(value);
+        };
+        return support::run({.words = words(command),
+                             .environment = {// A name without folder: blanks would end a path there.
+                                             "LD_PRELOAD=" FAULT_SHIM_NAME, "LD_LIBRARY_PATH=" FAULT_SHIM_FOLDER,
+                                             std::string(faults::report_variable) + "=" + (folder_ / "report").string(),
+                                             variable(faults::kind_variable, static_cast<std::uint64_t>(fault.kind)),
+                                             variable(faults::at_variable, at),
+                                             variable(faults::error_variable, std::uint64_t(fault.error)),
+                                             variable(faults::lasting_variable, fault.lasting ? 1 : 0)}});
+    }
+
+    // The whole native data as the node shows them; empty for no node.
+    std::string native_data() const {
+        if (!fs::exists(node() / "node.db"))
+            return "";
+        const Outcome shown = run({"native", "get", "--node", "NODE"});
+        const Outcome records = run({"sysdb", "list", "--node", "NODE"});
+        return shown.status == 0 && records.status == 0 ? shown.out + records.out
+                                                        : "not readable: " + shown.err + records.err;
+    }
+
+  private:
+    fs::path folder_;
+    faults::Report *report_ = nullptr;
+};
+
+// A command, and what it does when nothing fails.
+struct Command {
+    const char *name;
+    std::vector<std::string> words;
+    bool on_new_node; // else on a node made from the example
+};
+
+const Command commands[] = {
+    {"Get",
+     {"get", "--node", "NODE", "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state/actual-gain"},
+     false},
+    {"Edit", {"edit", "--node", "NODE", EXAMPLES "/requests/edit-two-amplifiers.xml"}, false},
+    {"Init", {"node", "init", "NODE", "--from", EXAMPLES "/node"}, true},
+};
+
+void PrintTo(const Command &command, std::ostream *to) {
+    *to << command.name;
+}
+
+struct Expected {
+    std::string database_before;
+    std::string data_before, data_after;
+    std::string database_after;
+    std::string out;
+};
+
+// What came of the failed calls.
+struct Tally {
+    std::uint64_t calls = 0;    // made by the command when nothing fails
+    std::uint64_t failed = 0;   // runs in which one failed, or all from one on
+    std::uint64_t done = 0;     // of them: the command did its work all the same
+    std::uint64_t refused = 0;  // of them: it failed with status 1 and a message
+    std::uint64_t lost = 0;     // of them: the node is neither as before nor as acknowledged
+    std::uint64_t crashed = 0;  // of them: ended by a signal
+    std::uint64_t silent = 0;   // of them: a failure without message, or success without the whole answer
+    std::uint64_t misnamed = 0; // of them: told as wrong use
+    std::map<std::string, std::string> complaints; // of the last four, each with the calls
+};
+
+// Looks at one run.
+class Judge {
+  public:
+    Judge(const Expected &expected, const Bench &bench) : expected_(expected), bench_(bench) {}
+
+    void judge(const Outcome &outcome, std::uint64_t call, Tally &tally) const {
+        const bool acknowledged = outcome.status == 0;
+        const auto complain = [&](std::uint64_t &count, const std::string &what) {
+            ++count;
+            tally.complaints[what + " [status " + std::to_string(outcome.status) + ", signal " +
+                             std::to_string(outcome.signal) + ", out " + outcome.out.substr(0, 200) + ", err " +
+                             without_node(outcome.err).substr(0, 300) + "]"] += " " + std::to_string(call);
+        };
+        if (outcome.signal != 0)
+            complain(tally.crashed, "crashed");
+        else if (acknowledged && without_node(outcome.out) != expected_.out)
+            complain(tally.silent, "half an answer as a whole one");
+        else if (!acknowledged && (outcome.err.rfind("ocamp: ", 0) != 0 || !outcome.out.empty()))
+            complain(tally.silent, "no message, or a part of an answer");
+        else if (outcome.status > 1)
+            complain(tally.misnamed, "a failure told as wrong use");
+        else
+            ++(acknowledged ? tally.done : tally.refused);
+        if (const std::string wrong = node_is_wrong(acknowledged, outcome.err); !wrong.empty())
+            complain(tally.lost, wrong);
+    }
+
+  private:
+    // The node's folder is not the same in each run.
+    std::string without_node(const std::string &text) const { return replaced(text, bench_.node().string(), "NODE"); }
+
+    // What is wrong with the node; empty for nothing.
+    std::string node_is_wrong(bool acknowledged, const std::string &told) const {
+        // A command that changed the node and could not say so says that.
+        const bool made = acknowledged || told.find(" is made") != std::string::npos;
+        const std::string &database = made ? expected_.database_after : expected_.database_before;
+        const std::string &data = made ? expected_.data_after : expected_.data_before;
+        const bool empty = database.empty();
+        const auto files = fs::exists(bench_.node()) ? std::distance(fs::directory_iterator(bench_.node()), {}) : 0;
+        if (files == (empty ? 0 : 1) && read_file(bench_.node() / "node.db") == database)
+            return "";
+        if (const std::string now = bench_.native_data(); now != data)
+            return (made ? "the node is not as acknowledged: " : "the node is not as before: ") + now.substr(0, 300);
+        return "";
+    }
+
+    const Expected &expected_;
+    const Bench &bench_;
+};
+
+class Faults : public testing::TestWithParam<Command> {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(bench_.run({"node", "init", "NODE", "--from", EXAMPLES "/node"}).status, 0);
+        if (!GetParam().on_new_node) {
+            expected_.database_before = read_file(bench_.node() / "node.db");
+            expected_.data_before = bench_.native_data();
+        }
+        bench_.restore(expected_.database_before);
+        const Outcome usual = bench_.run(GetParam().words);
+        ASSERT_EQ(usual.status, 0) << usual.err;
+        expected_.out = replaced(usual.out, bench_.node().string(), "NODE");
+        expected_.database_after = read_file(bench_.node() / "node.db");
+        expected_.data_after = bench_.native_data();
+        ASSERT_EQ(expected_.data_after.find("not readable"), std::string::npos);
+    }
+
+    // The calls to fail: all, or the first from each place in the program, and of these an even sample.
+    std::vector<std::uint64_t> choose(const Fault &fault, Tally &tally) {
+        bench_.restore(expected_.database_before);
+        EXPECT_EQ(bench_.run_with(GetParam().words, fault, 0).status, 0);
+        const faults::Report &report = bench_.report();
+        EXPECT_GT(report.calls[static_cast<std::size_t>(Call::allocate)], 0U) << "the shim is not in the program";
+        tally.calls = report.calls[static_cast<std::size_t>(fault.kind)];
+        EXPECT_LE(tally.calls, faults::most_stacks);
+        const bool all = std::getenv("FAULTS_ALL") != nullptr;
+        std::vector<std::uint64_t> chosen;
+        std::set<std::uint64_t> seen;
+        for (std::uint64_t i = 0; i < tally.calls; ++i) {
+            if (all || tally.calls <= sample_size || seen.insert(report.stacks[i]).second)
+                chosen.push_back(i + 1);
+        }
+        if (all || chosen.size() <= sample_size)
+            return chosen;
+        std::vector<std::uint64_t> sample;
+        for (std::size_t i = 0; i < sample_size; ++i)
+            sample.push_back(chosen[i * chosen.size() / sample_size]);
+        return sample;
+    }
+
+    Tally fail_each(const Fault &fault) {
+        Tally tally;
+        const std::vector<std::uint64_t> chosen = choose(fault, tally);
+        std::atomic<std::size_t> next = 0;
+        std::mutex mutex;
+        const auto work = [&] {
+            const Bench bench;
+            const Judge judge(expected_, bench);
+            for (std::size_t i; (i = next++) < chosen.size();) {
+                bench.restore(expected_.database_before);
+                const Outcome outcome = bench.run_with(GetParam().words, fault, chosen[i]);
+                const bool failed = bench.report().failed != 0;
+                const std::lock_guard lock(mutex);
+                tally.failed += failed ? 1 : 0;
+                judge.judge(outcome, chosen[i], tally);
+            }
+        };
+        std::vector<std::thread> workers(std::max(1U, std::thread::hardware_concurrency()));
+        for (std::thread &worker : workers)
+            worker = std::thread(work);
+        for (std::thread &worker : workers)
+            worker.join();
+        EXPECT_EQ(tally.failed, chosen.size()) << "calls that were to fail were not made";
+        return tally;
+    }
+
+    void expect_no_harm(const char *calls, const Fault &fault) {
+        const Tally tally = fail_each(fault);
+        std::printf(
+            "%s, %s%s (%s): %llu calls, %llu failed: %llu done all the same, %llu told; lost %llu, crashed %llu, "
+            "silent %llu, misnamed %llu\n",
+            GetParam().name, calls, fault.lasting ? " and all later ones" : "", std::strerror(fault.error),
+            static_cast<unsigned long long>(tally.calls), static_cast<unsigned long long>(tally.failed),
+            static_cast<unsigned long long>(tally.done), static_cast<unsigned long long>(tally.refused),
+            static_cast<unsigned long long>(tally.lost), static_cast<unsigned long long>(tally.crashed),
+            static_cast<unsigned long long>(tally.silent), static_cast<unsigned long long>(tally.misnamed));
+        for (const auto &[complaint, places] : tally.complaints)
+            ADD_FAILURE() << complaint << ": calls" << places.substr(0, 200);
+    }
+
+    Bench bench_;
+    Expected expected_;
+};
+
+TEST_P(Faults, AllocationsThatFail) {
+    expect_no_harm("allocations", {Call::allocate, ENOMEM, false});
+}
+
+TEST_P(Faults, AllocationsThatFailForGood) {
+    expect_no_harm("allocations", {Call::allocate, ENOMEM, true});
+}
+
+TEST_P(Faults, FileCallsThatFail) {
+    const struct {
+        const char *calls;
+        Call kind;
+        int error;
+    } rows[] = {
+        {"opens", Call::open, EMFILE},    {"reads", Call::read, EIO},         {"writes", Call::write, ENOSPC},
+        {"writes", Call::write, EIO},     {"syncs", Call::sync, EIO},         {"truncations", Call::truncate, EIO},
+        {"renamings", Call::rename, EIO}, {"removals", Call::unlink, EACCES},
+    };
+    for (const auto &row : rows) {
+        expect_no_harm(row.calls, {row.kind, row.error, false});
+        expect_no_harm(row.calls, {row.kind, row.error, true});
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, Faults, testing::ValuesIn(commands),
+                         [](const auto &command) { return std::string(command.param.name); });
+
+} // namespace

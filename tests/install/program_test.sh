@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# The installed ocamp runs the installed plug-in, wherever the tree was moved to.
+source "$(dirname "$0")/check.sh"
+
+plugin=$LIBDIR/oc-amplifier/liboc-amplifier.so
+expect "version" "ocamp $VERSION
+plug-in $TREE/$plugin" "$("$ocamp" --version)"
+
+cp -r "$TREE" "$work/moved"
+moved=$work/moved/bin/ocamp
+expect "version of the moved program" "ocamp $VERSION
+plug-in $work/moved/$plugin" "$("$moved" --version)"
+
+"$moved" node init "$work/node" --from "$work/moved/share/oc-amplifier/examples/node" >/dev/null
+gain="/optical-amplifier/amplifiers/amplifier[name='0/2-AMP-BST']/config/target-gain"
+"$moved" edit --node "$work/node" "$work/moved/share/oc-amplifier/examples/requests/edit-target-gain.json" >/dev/null
+"$moved" get --node "$work/node" "$gain" | grep -qF '"target-gain": "15.5"' || fail "the example edit is not read back"
+
+# Without the plug-in the version is told all the same, and a read says what is missing.
+rm "$work/moved/$plugin"
+"$moved" --version | grep -qx "ocamp $VERSION" || fail "no version without plug-in"
+"$moved" --version | grep -q "^no plug-in liboc-amplifier.so" || fail "a missing plug-in is not told by --version"
+status=0
+"$moved" get --node "$work/node" "$gain" >"$work/out" 2>"$work/err" || status=$?
+expect "status of a read without plug-in" 2 "$status"
+grep -q "^ocamp: no plug-in liboc-amplifier.so .*expected --plugin FILE$" "$work/err" || fail "$(cat "$work/err")"
