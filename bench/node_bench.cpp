@@ -1,9 +1,10 @@
 // Times whole reads and edits of the example node in one process, with the seconds that each stage takes. Wall-clock
 // time: an edit waits for the disk.
+#include "log/stages.h"
 #include "node/edit_request.h"
 #include "node/filter.h"
 #include "node/service.h"
-#include "node/stages.h"
+#include "yang/models.h"
 
 #include <benchmark/benchmark.h>
 

@@ -3,9 +3,9 @@
 #include "options.h"
 #include "text_io.h"
 
-#include "log/calls.h"
-#include "log/failure.h"
-#include "log/text.h"
+#include "seam/calls.h"
+#include "seam/failure.h"
+#include "seam/text.h"
 
 #include <cstdio>
 #include <map>

@@ -4,10 +4,10 @@
 #include "out_of_memory.h"
 #include "output.h"
 
-#include "log/text.h"
-#include "node/client_document.h"
 #include "node/plugin.h"
+#include "seam/text.h"
 #include "sysdb/bag_json.h"
+#include "yang/client_document.h"
 
 #include <cstdio>
 #include <exception>

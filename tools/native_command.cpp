@@ -3,6 +3,8 @@
 #include "output.h"
 #include "text_io.h"
 
+#include "yang/models.h"
+
 #include <memory>
 
 namespace ocamp {

@@ -3,6 +3,8 @@
 
 #include "text_io.h"
 
+#include "yang/models.h"
+
 #include <map>
 
 namespace ocamp {

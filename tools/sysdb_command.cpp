@@ -3,7 +3,7 @@
 #include "output.h"
 #include "text_io.h"
 
-#include "log/text.h"
+#include "seam/text.h"
 #include "sysdb/bag_json.h"
 #include "sysdb/bag_record.h"
 #include "sysdb/record_reader.h"

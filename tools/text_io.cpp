@@ -1,10 +1,10 @@
 // Files in and answers out. Knows nothing of requests.
 #include "text_io.h"
 
-#include "log/text.h"
-#include "node/client_document.h"
 #include "options.h"
+#include "seam/text.h"
 #include "sysdb/bag_json.h"
+#include "yang/client_document.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 // Files in and answers out. Knows nothing of requests.
 #pragma once
 
-#include "node/schema.h"
+#include "yang/schema.h"
 
 #include <string>
 

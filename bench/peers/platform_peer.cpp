@@ -10,6 +10,7 @@
 #include "sysdb/current_system_database.h"
 #include "sysdb/seal.h"
 #include "sysdb/system_database.h"
+#include "yang/models.h"
 
 #include <deque>
 

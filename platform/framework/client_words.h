@@ -3,9 +3,9 @@
 #pragma once
 
 #include "framework/mapping_run.h"
-#include "log/calls.h"
-#include "log/codes.h"
-#include "log/seam_guard.h"
+#include "seam/calls.h"
+#include "seam/codes.h"
+#include "seam/guard.h"
 
 #include <string_view>
 

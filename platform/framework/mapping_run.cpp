@@ -3,26 +3,20 @@
 
 #include "framework/operation_words.h"
 #include "framework/path_text.h"
-#include "log/codes.h"
-#include "log/seam_guard.h"
+#include "log/log.h"
+#include "seam/codes.h"
+#include "seam/guard.h"
+#include "seam/handle_table.h"
 
 #include <algorithm>
-#include <mutex>
-#include <unordered_map>
 
 namespace ocamp {
 
 namespace {
 
-// The runs that exist now, by handle. A handle is looked up here and never followed by itself.
-struct Registry {
-    std::mutex mutex;
-    std::unordered_map<const yfw_map_ctx_s *, MappingRun *> runs;
-};
-
-Registry &registry() {
-    static Registry live;
-    return live;
+HandleTable<MappingRun> &live_runs() {
+    static HandleTable<MappingRun> runs;
+    return runs;
 }
 
 RequestNode duplicate_of(const std::optional<RequestNode> &request) {
@@ -58,21 +52,16 @@ MappingRun::MappingRun(std::uint32_t kind, const std::optional<RequestNode> &req
     begin_walk();
     context_.req_ctx = &state_;
     context_.debug_filter.threshold = kLogNothing;
-
-    const std::lock_guard lock(registry().mutex);
-    registry().runs.emplace(&context_, this);
+    live_runs().lend(&context_, *this);
 }
 
 MappingRun::~MappingRun() {
     xos_named_free(state_.error_path);
-    const std::lock_guard lock(registry().mutex);
-    registry().runs.erase(&context_);
+    live_runs().close(&context_);
 }
 
 MappingRun *MappingRun::from_handle(yfw_map_ctx handle) noexcept {
-    const std::lock_guard lock(registry().mutex);
-    const auto found = registry().runs.find(handle);
-    return found == registry().runs.end() ? nullptr : found->second;
+    return live_runs().find(handle);
 }
 
 void MappingRun::begin_walk() noexcept {

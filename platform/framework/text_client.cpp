@@ -1,6 +1,7 @@
 // The calls of the seam for text: copies that the platform owns, bounded copies into buffers, and trees printed to the
 // debug log. They know nothing of runs but their handles.
 #include "framework/client_words.h"
+#include "log/log.h"
 
 #include <algorithm>
 #include <cstdlib>

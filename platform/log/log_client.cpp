@@ -1,7 +1,7 @@
 // The log and trace calls of the seam. They check what they are given and hand it to the log it names; they know
 // nothing of what the messages say. Observers of calls do not see these: they would drown the others.
 #include "log/log.h"
-#include "log/seam_guard.h"
+#include "seam/guard.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,7 +1,7 @@
 // How written nodes find their place in the model, or are dropped. Knows nothing of native models.
 #include "node/answer.h"
 
-#include "node/stages.h"
+#include "log/stages.h"
 
 #include "framework/path_text.h"
 

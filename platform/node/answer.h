@@ -3,7 +3,7 @@
 #pragma once
 
 #include "framework/output_tree.h"
-#include "node/schema.h"
+#include "yang/schema.h"
 
 #include <string>
 #include <vector>

@@ -3,7 +3,7 @@
 
 #include "framework/operation_words.h"
 #include "framework/path_text.h"
-#include "node/request_error.h"
+#include "yang/request_error.h"
 
 #include <algorithm>
 #include <unordered_set>

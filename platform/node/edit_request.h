@@ -3,8 +3,8 @@
 #pragma once
 
 #include "framework/request_tree.h"
-#include "node/client_document.h"
-#include "node/schema.h"
+#include "yang/client_document.h"
+#include "yang/schema.h"
 
 #include <cstdint>
 #include <optional>

@@ -6,6 +6,7 @@
 #include "framework/path_text.h"
 #include "node/native_edit.h"
 #include "node/slots.h"
+#include "yang/models.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,10 +1,10 @@
 // How paths and subtree filters are read, turned into requests, and applied to answers. Knows no handler.
 #include "node/filter.h"
 
-#include "log/text.h"
-#include "node/client_document.h"
-#include "node/served_nodes.h"
-#include "node/stages.h"
+#include "log/stages.h"
+#include "seam/text.h"
+#include "yang/client_document.h"
+#include "yang/models.h"
 
 #include <algorithm>
 #include <unordered_set>

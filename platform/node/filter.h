@@ -3,7 +3,7 @@
 #pragma once
 
 #include "framework/request_tree.h"
-#include "node/schema.h"
+#include "yang/schema.h"
 
 #include <optional>
 #include <stdexcept>

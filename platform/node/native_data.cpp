@@ -1,7 +1,7 @@
 // How native documents are kept and selected from. Knows neither OpenConfig nor the plug-in.
 #include "node/native_data.h"
 
-#include "node/stages.h"
+#include "log/stages.h"
 
 #include "log/log.h"
 #include "sysdb/seal.h"

@@ -4,8 +4,8 @@
 
 #include "framework/output_tree.h"
 #include "framework/request_tree.h"
-#include "node/schema.h"
 #include "sysdb/sqlite.h"
+#include "yang/schema.h"
 
 #include <string>
 #include <vector>

@@ -2,11 +2,11 @@
 #include "node/native_edit.h"
 
 #include "framework/operation_words.h"
-#include "log/text.h"
+#include "log/stages.h"
 #include "node/native_range.h"
-#include "node/request_error.h"
 #include "node/slots.h"
-#include "node/stages.h"
+#include "seam/text.h"
+#include "yang/request_error.h"
 
 #include <algorithm>
 #include <map>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "framework/output_tree.h"
-#include "node/schema.h"
+#include "yang/schema.h"
 
 #include <functional>
 #include <string>

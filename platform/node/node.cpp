@@ -3,9 +3,9 @@
 
 #include "sysdb/bag_json.h"
 #include "sysdb/bag_record.h"
+#include "yang/models.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <fstream>
@@ -31,10 +31,6 @@ constexpr std::string_view kQueueName = "node.queue";
 constexpr std::string_view kNewWord = ".new-"; // stands before the number of the process that makes the file
 constexpr std::chrono::seconds kLongestQueue{30};
 constexpr FileMark kMark{0x4f434e44, 1}; // "OCND"
-constexpr std::array<std::string_view, 1> kOpenConfigModules{"openconfig-optical-amplifier"};
-constexpr std::array<std::string_view, 5> kNativeModules{"Korvex-ifmgr-cfg", "Korvex-controller-optics-cfg",
-                                                         "Korvex-controller-orvo8-ots-oper",
-                                                         "Korvex-controller-optics-oper", "Korvex-pmengine-oper"};
 
 [[noreturn]] void fail_on(const fs::path &path, std::string_view action) {
     throw std::system_error(errno, std::generic_category(), fmt::format("{}: {}", path.string(), action));
@@ -279,16 +275,6 @@ std::optional<WriterTurn> turn_for(const fs::path &folder, Node::Access access) 
 }
 
 } // namespace
-
-const Schema &openconfig_schema() {
-    static const Schema schema(kOpenConfigModules);
-    return schema;
-}
-
-const Schema &native_schema() {
-    static const Schema schema(kNativeModules);
-    return schema;
-}
 
 void Node::init(const fs::path &folder, const fs::path &example) {
     if (!fs::is_directory(example))

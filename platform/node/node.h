@@ -3,7 +3,6 @@
 #pragma once
 
 #include "node/native_data.h"
-#include "node/schema.h"
 #include "sysdb/system_database.h"
 #include "sysdb/writer_queue.h"
 
@@ -19,10 +18,6 @@ class NodeError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
-
-// The models that clients speak, and those that the node speaks.
-const Schema &openconfig_schema();
-const Schema &native_schema();
 
 class Node {
   public:

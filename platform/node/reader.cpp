@@ -1,9 +1,9 @@
 // The order of a read. Knows neither where filters come from nor how answers are shown.
 #include "node/reader.h"
 
-#include "node/served_nodes.h"
+#include "log/stages.h"
 #include "node/slots.h"
-#include "node/stages.h"
+#include "yang/models.h"
 
 #include <algorithm>
 

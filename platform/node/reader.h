@@ -8,7 +8,7 @@
 #include "node/filter.h"
 #include "node/node.h"
 #include "node/plugin.h"
-#include "node/request_error.h"
+#include "yang/request_error.h"
 
 #include <cstdint>
 #include <string>

@@ -2,9 +2,10 @@
 // protocols.
 #include "node/service.h"
 
-#include "log/failure.h"
-#include "node/stages.h"
+#include "log/stages.h"
+#include "seam/failure.h"
 #include "sysdb/current_system_database.h"
+#include "yang/models.h"
 
 namespace ocamp {
 

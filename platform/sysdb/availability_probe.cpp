@@ -1,6 +1,6 @@
 // Stands in front of the C library's access() for the whole process, to answer the plug-in's question whether the
 // system database is there. Every other path goes on to the kernel; knows nothing of what else is asked.
-#include "log/calls.h"
+#include "seam/calls.h"
 #include "sysdb/current_system_database.h"
 
 #include <cerrno>

@@ -1,9 +1,9 @@
 // The bag record calls of the seam, over the decoder. They turn its errors into codes and debug-log lines; texts go
 // out as pointers into the record. Knows nothing of where records come from.
-#include "log/calls.h"
-#include "log/seam_guard.h"
+#include "seam/calls.h"
+#include "seam/guard.h"
+#include "seam/handle_table.h"
 #include "sysdb/bag_record.h"
-#include "sysdb/handle_table.h"
 
 #include <arpa/inet.h>
 

@@ -2,7 +2,7 @@
 // bounds are checked. Knows nothing of files, databases or the C seam.
 #include "sysdb/bag_record.h"
 
-#include "log/text.h"
+#include "seam/text.h"
 #include "sysdb/crc32.h"
 
 #include <algorithm>

@@ -1,9 +1,10 @@
 // The system-database calls of the seam, over the current system database. They check handles and arguments and turn
 // failures into codes and debug-log lines. Knows nothing of what is in the records.
-#include "log/calls.h"
-#include "log/seam_guard.h"
+#include "log/log.h"
+#include "seam/calls.h"
+#include "seam/guard.h"
+#include "seam/handle_table.h"
 #include "sysdb/current_system_database.h"
-#include "sysdb/handle_table.h"
 #include "sysdb/record_reader.h"
 
 #include <cstdlib>

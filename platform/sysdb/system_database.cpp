@@ -1,8 +1,8 @@
 // Reads and writes the table of system-database items. Knows neither what is in the records nor the C seam.
 #include "sysdb/system_database.h"
 
-#include "log/failure.h"
-#include "log/text.h"
+#include "seam/failure.h"
+#include "seam/text.h"
 
 #include <fmt/format.h>
 

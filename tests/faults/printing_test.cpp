@@ -2,6 +2,7 @@
 // text is whole, or there is an error. Knows nothing of requests.
 #include "node/native_data.h"
 #include "node/node.h"
+#include "yang/models.h"
 
 #include <fstream>
 #include <functional>

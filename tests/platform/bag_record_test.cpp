@@ -1,7 +1,7 @@
 // Behaviour of the bag record encoder and decoder, in C++ and through the seam. Every bad record is decoded from a
 // heap block of its exact size, so that a read outside it is caught under the sanitizers.
-#include "log/codes.h"
 #include "log/log.h"
+#include "seam/codes.h"
 #include "sysdb/bag_record.h"
 
 #include <arpa/inet.h>

@@ -5,12 +5,13 @@
 #include "framework/path_text.h"
 #include "log/log.h"
 #include "node/answer.h"
-#include "node/client_document.h"
 #include "node/filter.h"
 #include "node/native_data.h"
 #include "node/native_edit.h"
 #include "node/node.h"
-#include "node/request_error.h"
+#include "yang/client_document.h"
+#include "yang/models.h"
+#include "yang/request_error.h"
 
 #include <filesystem>
 #include <fstream>

@@ -2,6 +2,7 @@
 // the whole model gives exactly the answer of the intact node or an error that names the file. One process does it all.
 #include "node/service.h"
 #include "sysdb/record_reader.h"
+#include "yang/models.h"
 
 #include <filesystem>
 #include <fstream>

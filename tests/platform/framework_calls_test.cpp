@@ -1,7 +1,7 @@
 // The calls of the seam into the framework: what they do to a run, and that misuse is a code and never more.
 #include "framework/mapping_run.h"
-#include "log/calls.h"
-#include "log/codes.h"
+#include "seam/calls.h"
+#include "seam/codes.h"
 
 #include <array>
 #include <cstring>

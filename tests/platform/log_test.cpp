@@ -1,9 +1,9 @@
 // Behaviour of the debug log, the lightweight trace, result texts and the observer of calls, as their callers see it.
 // Knows nothing of the system database.
-#include "log/calls.h"
-#include "log/codes.h"
 #include "log/log.h"
-#include "log/text.h"
+#include "seam/calls.h"
+#include "seam/codes.h"
+#include "seam/text.h"
 
 #include <filesystem>
 #include <fstream>

@@ -1,9 +1,10 @@
 // Client documents, filters and edit requests: how they are read, what they ask of the plug-in, what they cut away.
-#include "node/client_document.h"
 #include "node/edit_request.h"
 #include "node/filter.h"
 #include "node/node.h"
-#include "node/request_error.h"
+#include "yang/client_document.h"
+#include "yang/models.h"
+#include "yang/request_error.h"
 
 #include <ctime>
 

@@ -5,7 +5,8 @@
 #include "node/native_edit.h"
 #include "node/node.h"
 #include "node/plugin.h"
-#include "node/request_error.h"
+#include "yang/models.h"
+#include "yang/request_error.h"
 
 #include <gmock/gmock.h>
 

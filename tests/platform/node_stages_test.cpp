@@ -1,8 +1,9 @@
 // Stages of a read or an edit, as an observer sees them.
+#include "log/stages.h"
 #include "node/native_data.h"
 #include "node/node.h"
-#include "node/stages.h"
 #include "sysdb/seal.h"
+#include "yang/models.h"
 
 #include <gmock/gmock.h>
 

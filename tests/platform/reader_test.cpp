@@ -1,9 +1,9 @@
 // Reads through a plug-in in miniature: what a failing, a skipped and an unmapped native entry do to an answer, what
 // the request state says of the native path, and which paths are refused before anything is read.
 #include "node/reader.h"
-#include "node/served_nodes.h"
 #include "node/slots.h"
-#include "node/yang_modules.h"
+#include "yang/models.h"
+#include "yang/modules.h"
 
 #include <filesystem>
 #include <fstream>

@@ -1,10 +1,11 @@
 // How refusals read: their one form, their tags, and what they tell of values that the node cannot hold.
-#include "log/codes.h"
-#include "log/text.h"
 #include "node/native_edit.h"
 #include "node/native_range.h"
 #include "node/node.h"
-#include "node/request_error.h"
+#include "seam/codes.h"
+#include "seam/text.h"
+#include "yang/models.h"
+#include "yang/request_error.h"
 
 #include <gmock/gmock.h>
 

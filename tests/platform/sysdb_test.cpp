@@ -1,9 +1,9 @@
 // Behaviour of the system database, its C calls and the availability probe, as the plug-in and the tools see them.
-#include "log/calls.h"
-#include "log/codes.h"
-#include "log/failure.h"
 #include "log/log.h"
-#include "log/seam_guard.h"
+#include "seam/calls.h"
+#include "seam/codes.h"
+#include "seam/failure.h"
+#include "seam/guard.h"
 #include "sysdb/bag_record.h"
 #include "sysdb/current_system_database.h"
 #include "sysdb/system_database.h"

@@ -1,8 +1,8 @@
 // How refusals read. Knows nothing of requests.
-#include "node/request_error.h"
+#include "yang/request_error.h"
 
-#include "log/codes.h"
-#include "log/text.h"
+#include "seam/codes.h"
+#include "seam/text.h"
 
 #include <array>
 

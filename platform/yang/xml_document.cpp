@@ -1,5 +1,5 @@
 // Reads XML with expat, in time that grows with the text alone. Knows no model but by the names of its modules.
-#include "node/xml_document.h"
+#include "yang/xml_document.h"
 
 #include <algorithm>
 #include <exception>

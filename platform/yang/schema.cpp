@@ -1,9 +1,9 @@
 // How libyang is asked. Knows nothing of requests or nodes.
-#include "node/schema.h"
+#include "yang/schema.h"
 
-#include "log/text.h"
-#include "node/stages.h"
-#include "node/yang_modules.h"
+#include "log/stages.h"
+#include "seam/text.h"
+#include "yang/modules.h"
 
 #include <algorithm>
 #include <array>

@@ -2,7 +2,7 @@
 // modules.
 #pragma once
 
-#include "node/client_document.h"
+#include "yang/client_document.h"
 
 #include <string_view>
 #include <vector>

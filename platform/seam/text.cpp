@@ -1,5 +1,5 @@
 // Checks and escapes text for logs and records. Pure functions; knows nothing of where the text goes.
-#include "log/text.h"
+#include "seam/text.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -2,7 +2,7 @@
 // others to say.
 #pragma once
 
-#include "node/schema.h"
+#include "yang/schema.h"
 
 #include <cstddef>
 #include <optional>

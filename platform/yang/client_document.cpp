@@ -1,8 +1,8 @@
 // How client documents are told apart, and what can be said of them whatever they are written in.
-#include "node/client_document.h"
+#include "yang/client_document.h"
 
-#include "node/json_document.h"
-#include "node/xml_document.h"
+#include "yang/json_document.h"
+#include "yang/xml_document.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 // RFC 7951 JSON as clients send it, with the annotations of RFC 7952. Knows no model.
 #pragma once
 
-#include "node/client_document.h"
+#include "yang/client_document.h"
 
 #include <string_view>
 #include <vector>

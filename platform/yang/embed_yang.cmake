@@ -1,7 +1,7 @@
 # Writes the YANG modules named in MODULES (paths separated by "|") into the C++ source OUTPUT, as text literals.
 string(REPLACE "|" ";" module_files "${MODULES}")
 set(source "// Generated from the modules in yang/. Knows nothing but their texts.\n")
-string(APPEND source "#include \"node/yang_modules.h\"\n\nnamespace ocamp {\n\nnamespace {\n\n")
+string(APPEND source "#include \"yang/modules.h\"\n\nnamespace ocamp {\n\nnamespace {\n\n")
 string(APPEND source "constexpr YangModule kModules[] = {\n")
 foreach(file IN LISTS module_files)
     get_filename_component(name "${file}" NAME_WE)

@@ -8,9 +8,9 @@
 //   annotations = { "module:name" : scalar }
 //
 // Knows no model: whether a name is that of a leaf or of a list is for others to say.
-#include "node/json_document.h"
+#include "yang/json_document.h"
 
-#include "node/request_error.h"
+#include "yang/request_error.h"
 
 #include <algorithm>
 #include <unordered_map>
