@@ -84,7 +84,7 @@ void get(benchmark::State &state, const char *path) {
     const StageClock clock;
     for (auto iteration : state) {
         const ReadResult result = service.read(YFW_KIND_GET, filter);
-        benchmark::DoNotOptimize(print_tree(result.answer.get(), LYD_JSON));
+        benchmark::DoNotOptimize(result.answer.print(LYD_JSON));
     }
     clock.show(state);
 }

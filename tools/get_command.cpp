@@ -25,7 +25,7 @@ void run(const GetOptions &options, const CommonOptions &common) {
     const Filter filter = options.read.filter();
     Service service({.node = options.node, .plugin = common.plugin, .logs = common.logs});
     const ReadResult result = service.read(options.read.kind(), filter);
-    finish_output(answer_text(result.answer.get(), options.format), "");
+    finish_output(answer_text(result.answer, options.format), "");
 }
 
 } // namespace

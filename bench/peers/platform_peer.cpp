@@ -85,7 +85,7 @@ class PlatformPeer : public Peer {
         NativeData data;
         data.operational.push_back(native_schema().parse(node.xml, LYD_XML));
         const ReadResult result = Reader(plugin_, logs_).read(data, YFW_KIND_GET, amplifiers_, nullptr);
-        return print_tree(result.answer.get(), LYD_XML);
+        return result.answer.print(LYD_XML);
     }
 
     const std::vector<NativeNode> &nodes_;

@@ -2,22 +2,22 @@
 // one. Knows nothing of requests, records or models.
 #pragma once
 
+#include "seam/input_error.h"
 #include "yfw_platform.h"
 
 #include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace ocamp {
 
 // A log that cannot be opened. The text names the file and the reason.
-class LogError : public std::runtime_error {
+class LogError : public InputError {
   public:
-    using std::runtime_error::runtime_error;
+    using InputError::InputError;
 };
 
 // Longest message that is written, in bytes before escaping; what is longer is cut and marked.

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "framework/output_tree.h"
-#include "yang/schema.h"
+#include "yang/tree.h"
 
 #include <string>
 #include <vector>
@@ -35,7 +35,6 @@ class Answer {
     void place_container(lyd_node *parent, const lysc_node &schema, const OutputNode &from, const std::string &path);
     void place_children(lyd_node *node, const lysc_node &schema, const OutputNode &from, const std::string &path);
     void drop(const OutputNode &from, const std::string &path, const std::string &reason);
-    lyd_node *siblings_below(lyd_node *parent) const;
 
     const Schema &schema_;
     bool configuration_only_;

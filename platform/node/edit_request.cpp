@@ -3,6 +3,7 @@
 
 #include "framework/operation_words.h"
 #include "framework/path_text.h"
+#include "yang/error.h"
 #include "yang/request_error.h"
 
 #include <algorithm>

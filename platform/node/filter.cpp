@@ -4,6 +4,7 @@
 #include "log/stages.h"
 #include "seam/text.h"
 #include "yang/client_document.h"
+#include "yang/error.h"
 #include "yang/models.h"
 
 #include <algorithm>
@@ -317,17 +318,16 @@ class Filter::Marks {
         return any;
     }
 
-    void remove_unmarked(lyd_node *first) const {
+    // Of `first` and the siblings behind it.
+    void remove_unmarked(YangTree &answer, lyd_node *first) const {
         for (lyd_node *at = first, *next = nullptr; at != nullptr; at = next) {
             next = at->next;
             if (kept_.count(at) == 0)
-                lyd_free_tree(at);
+                answer.remove(at);
             else if (whole_.count(at) == 0)
-                remove_unmarked(lyd_child(at));
+                remove_unmarked(answer, answer.below(at));
         }
     }
-
-    bool kept(const lyd_node &node) const { return kept_.count(&node) != 0; }
 
   private:
     static bool holds(const Node &filter, const lyd_node &parent) {
@@ -370,14 +370,9 @@ void Filter::cut(YangTree &answer) const {
     if (everything_)
         return;
     Marks marks(is_path_);
-    for (const lyd_node *root = answer.get(); root != nullptr; root = root->next)
+    for (const lyd_node *root = answer.first(); root != nullptr; root = root->next)
         marks.mark(roots_, *root);
-    while (answer != nullptr && !marks.kept(*answer)) {
-        lyd_node *first = answer.release();
-        answer.reset(first->next);
-        lyd_free_tree(first);
-    }
-    marks.remove_unmarked(answer.get());
+    marks.remove_unmarked(answer, answer.first());
 }
 
 } // namespace ocamp

@@ -3,10 +3,10 @@
 #pragma once
 
 #include "framework/request_tree.h"
-#include "yang/schema.h"
+#include "seam/input_error.h"
+#include "yang/tree.h"
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,9 +14,9 @@
 namespace ocamp {
 
 // A path that the model does not have, or a filter that is none. The text says what, where and what was expected.
-class FilterError : public std::runtime_error {
+class FilterError : public InputError {
   public:
-    using std::runtime_error::runtime_error;
+    using InputError::InputError;
 };
 
 class Filter {

@@ -5,6 +5,7 @@
 
 #include "log/log.h"
 #include "sysdb/seal.h"
+#include "yang/error.h"
 
 #include <algorithm>
 
@@ -17,8 +18,8 @@ namespace {
 constexpr const char *kTable = "native_data";
 constexpr std::string_view kRunning = "running";
 
-void store(Database &database, std::string_view name, const lyd_node *tree) {
-    const std::string document = print_to_store(tree);
+void store(Database &database, std::string_view name, const YangTree &tree) {
+    const std::string document = tree.print_to_store();
     Statement insert =
         database.prepare("INSERT INTO native_data(name, document, checksum) VALUES(?1, ?2, ?3) ON CONFLICT(name) "
                          "DO UPDATE SET document = excluded.document, checksum = excluded.checksum");
@@ -146,10 +147,10 @@ std::optional<RequestNode> find_named(const Schema &schema, const lysc_node *par
 } // namespace
 
 const lyd_node *NativeData::root(const lysc_node &schema) const {
-    if (const lyd_node *found = find_instance(running.get(), schema); found != nullptr)
+    if (const lyd_node *found = find_instance(running.first(), schema); found != nullptr)
         return found;
     for (const YangTree &tree : operational) {
-        if (const lyd_node *found = find_instance(tree.get(), schema); found != nullptr)
+        if (const lyd_node *found = find_instance(tree.first(), schema); found != nullptr)
             return found;
     }
     return nullptr;
@@ -159,11 +160,11 @@ std::vector<std::string> native_table_sql() {
     return sealed_table_sql(kTable, "name TEXT PRIMARY KEY, document TEXT NOT NULL, checksum INTEGER NOT NULL");
 }
 
-void store_running(Database &database, const lyd_node *tree) {
+void store_running(Database &database, const YangTree &tree) {
     store(database, kRunning, tree);
 }
 
-void store_operational(Database &database, std::string_view module, const lyd_node *tree) {
+void store_operational(Database &database, std::string_view module, const YangTree &tree) {
     store(database, module, tree);
 }
 

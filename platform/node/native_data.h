@@ -5,7 +5,7 @@
 #include "framework/output_tree.h"
 #include "framework/request_tree.h"
 #include "sysdb/sqlite.h"
-#include "yang/schema.h"
+#include "yang/tree.h"
 
 #include <string>
 #include <vector>
@@ -22,8 +22,8 @@ struct NativeData {
 
 // The statements that make the table of native documents, which are JSON. They want the table of seals.
 std::vector<std::string> native_table_sql();
-void store_running(Database &database, const lyd_node *tree);
-void store_operational(Database &database, std::string_view module, const lyd_node *tree);
+void store_running(Database &database, const YangTree &tree);
+void store_operational(Database &database, std::string_view module, const YangTree &tree);
 // Within a transaction. Throws DamageError when a document is not what was stored or is missing, and YangError when one
 // does not fit the modules that this program carries.
 NativeData load_native(Database &database, const Schema &schema);

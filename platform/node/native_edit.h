@@ -2,7 +2,7 @@
 #pragma once
 
 #include "framework/output_tree.h"
-#include "yang/schema.h"
+#include "yang/tree.h"
 
 #include <functional>
 #include <string>
@@ -22,6 +22,6 @@ void apply_native_edit(const Schema &schema, const std::vector<OutputNode> &edit
 
 // What became of the leaves of a tree, a line each: "+ path value" for a new one, "- path value" for one that is gone,
 // "~ path old -> new" for a changed one. In the order of the trees.
-std::vector<std::string> changes(const lyd_node *before, const lyd_node *after);
+std::vector<std::string> changes(const YangTree &before, const YangTree &after);
 
 } // namespace ocamp

@@ -3,6 +3,7 @@
 
 #include "sysdb/bag_json.h"
 #include "sysdb/bag_record.h"
+#include "yang/error.h"
 #include "yang/models.h"
 
 #include <algorithm>
@@ -70,16 +71,11 @@ std::vector<fs::path> files_in(const fs::path &folder, std::initializer_list<std
 
 // Takes away the roots that are only there by default: each file would bring them anew.
 void drop_implicit_roots(YangTree &tree) {
-    lyd_node *first = tree.release();
-    for (lyd_node *root = first; root != nullptr;) {
-        lyd_node *next = root->next;
-        if ((root->flags & LYD_DEFAULT) != 0) {
-            first = root == first ? next : first;
-            lyd_free_tree(root);
-        }
-        root = next;
+    for (lyd_node *root = tree.first(), *next = nullptr; root != nullptr; root = next) {
+        next = root->next;
+        if ((root->flags & LYD_DEFAULT) != 0)
+            tree.remove(root);
     }
-    tree.reset(first);
 }
 
 void load_native_file(Database &database, const fs::path &file, YangTree &running,
@@ -92,7 +88,7 @@ void load_native_file(Database &database, const fs::path &file, YangTree &runnin
     }
     drop_implicit_roots(tree);
     std::size_t roots = 0, configuration_roots = 0;
-    for (const lyd_node *root = tree.get(); root != nullptr; root = root->next) {
+    for (const lyd_node *root = tree.first(); root != nullptr; root = root->next) {
         const auto [earlier, added] = file_of_root.emplace(data_path(*root), file.string());
         if (!added)
             throw NodeError(fmt::format("{}: {} is already in {}, expected each root in one file", file.string(),
@@ -103,9 +99,9 @@ void load_native_file(Database &database, const fs::path &file, YangTree &runnin
     if (roots == 0)
         throw NodeError(fmt::format("{}: holds no data, expected the root of a native model", file.string()));
     if (configuration_roots == roots)
-        add_roots(running, std::move(tree));
+        running.add(std::move(tree));
     else if (roots == 1)
-        store_operational(database, lyd_owner_module(tree.get())->name, tree.get());
+        store_operational(database, lyd_owner_module(tree.first())->name, tree);
     else
         throw NodeError(fmt::format("{}: expected configuration alone or one root of operational data", file.string()));
 }
@@ -130,7 +126,7 @@ void load_example(Database &database, const fs::path &example) {
     std::map<std::string, std::string> file_of_root;
     for (const fs::path &file : files_in(example / "native", {".json", ".xml"}))
         load_native_file(database, file, running, file_of_root);
-    store_running(database, running.get());
+    store_running(database, running);
     SystemDatabase system_database(database);
     for (const fs::path &file : files_in(example / "sysdb", {".json"}))
         load_sysdb_file(system_database, file);

@@ -3,20 +3,20 @@
 #pragma once
 
 #include "node/native_data.h"
+#include "seam/input_error.h"
 #include "sysdb/system_database.h"
 #include "sysdb/writer_queue.h"
 
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 namespace ocamp {
 
 // A folder that is no node, or an example that none can be made from. The text names file and place.
-class NodeError : public std::runtime_error {
+class NodeError : public InputError {
   public:
-    using std::runtime_error::runtime_error;
+    using InputError::InputError;
 };
 
 class Node {

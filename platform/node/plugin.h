@@ -2,19 +2,19 @@
 // what they do.
 #pragma once
 
+#include "seam/input_error.h"
 #include "yfw_platform.h"
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace ocamp {
 
 // A plug-in that cannot be loaded, or lacks what every plug-in has. The text names the file and the reason.
-class PluginError : public std::runtime_error {
+class PluginError : public InputError {
   public:
-    using std::runtime_error::runtime_error;
+    using InputError::InputError;
 };
 
 // `in` is written only where the seam says so.

@@ -85,7 +85,7 @@ ReadResult Reader::read(const NativeData &data, std::uint32_t kind, const Filter
     result.dropped = answer.dropped();
     result.answer = answer.take_tree();
     filter.cut(result.answer);
-    if (result.answer == nullptr)
+    if (result.answer.empty())
         refuse_impossible_entry(filter);
     return result;
 }

@@ -29,7 +29,7 @@ void Service::edit(const EditRequest &request) {
     NativeData data = load_native(node.database(), native_schema());
     run_watched([&] { Editor(plugin_, logs_).edit(data, request, nullptr); });
     const StageMark stage(Stage::commit);
-    store_running(node.database(), data.running.get());
+    store_running(node.database(), data.running);
     transaction.commit("the edit is made");
 }
 

@@ -1,6 +1,7 @@
 // How client documents are told apart, and what can be said of them whatever they are written in.
 #include "yang/client_document.h"
 
+#include "yang/error.h"
 #include "yang/json_document.h"
 #include "yang/xml_document.h"
 

@@ -2,11 +2,11 @@
 // others to say.
 #pragma once
 
+#include "seam/input_error.h"
 #include "yang/schema.h"
 
 #include <cstddef>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,9 +26,9 @@ std::string_view trimmed(std::string_view text) noexcept;
 
 // A document that is neither XML nor JSON, or not of the expected kind. The text says what, where and what was
 // expected.
-class DocumentError : public std::runtime_error {
+class DocumentError : public InputError {
   public:
-    using std::runtime_error::runtime_error;
+    using InputError::InputError;
 };
 
 struct ClientNode {

@@ -46,7 +46,7 @@ class DamagedDatabase : public testing::Test {
 
     std::string read() const {
         Service service({.node = folder_, .plugin = PLUGIN_FILE});
-        return print_tree(service.read(YFW_KIND_GET, Filter(openconfig_schema())).answer.get(), LYD_JSON);
+        return service.read(YFW_KIND_GET, Filter(openconfig_schema())).answer.print(LYD_JSON);
     }
 
     std::vector<Record> records() const {

@@ -230,7 +230,7 @@ class FilterCut : public testing::Test {
               {"name": "b", "config": {"name": "b", "enabled": false}}]}}})",
                                                   LYD_JSON);
         by.cut(tree);
-        std::string text = print_tree(tree.get(), LYD_JSON);
+        std::string text = tree.print(LYD_JSON);
         std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
         constexpr std::string_view head = "{\"openconfig-optical-amplifier:optical-amplifier\":{\"amplifiers\":";
         return text.starts_with(head) ? text.substr(head.size(), text.size() - head.size() - 2) : text;

@@ -152,7 +152,7 @@ class NativeEdits : public testing::Test {
                           .source_path = "/oc/target-gain"});
         return writes;
     }
-    std::vector<std::string> changed() const { return changes(before.running.get(), data.running.get()); }
+    std::vector<std::string> changed() const { return changes(before.running, data.running); }
     // The part of a refusal that the client needs: where.
     std::string refused_at(const std::vector<Write> &writes) {
         try {
@@ -240,7 +240,7 @@ TEST(AnswerBuilding, OutputsOfSeveralWalksMeetInOneEntry) {
     answer.add(OutputTree(first));
     answer.add(OutputTree(second));
     EXPECT_THAT(answer.dropped(), IsEmpty());
-    std::string text = print_tree(answer.tree().get(), LYD_JSON);
+    std::string text = answer.tree().print(LYD_JSON);
     std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
     EXPECT_EQ(text, R"({"openconfig-optical-amplifier:optical-amplifier":{"amplifiers":{"amplifier":[{"name":"a",)"
                     R"("state":{"enabled":false,"actual-gain":{"instant":"17.5"}}}]}}})");
@@ -272,7 +272,7 @@ TEST(AnswerBuilding, WhatTheModelDoesNotTakeIsDroppedAndCounted) {
                     entry + "/state/colour: the model has no such node",
                     entry + "/state/enabled: the model has no such node",
                     "optical-amplifier/no-slash: the path is not absolute"));
-    EXPECT_THAT(print_tree(answer.tree().get(), LYD_JSON), Not(HasSubstr("state")));
+    EXPECT_THAT(answer.tree().print(LYD_JSON), Not(HasSubstr("state")));
 }
 
 TEST(AnswerBuilding, ConfigurationAnswersHoldNoState) {

@@ -71,7 +71,7 @@ class ReaderTest : public testing::Test {
 };
 
 std::string text(const ReadResult &result) {
-    std::string text = print_tree(result.answer.get(), LYD_JSON);
+    std::string text = result.answer.print(LYD_JSON);
     std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
     return text;
 }
