@@ -5,9 +5,8 @@
 #include "output.h"
 
 #include "node/plugin.h"
+#include "seam/input_error.h"
 #include "seam/text.h"
-#include "sysdb/bag_json.h"
-#include "yang/client_document.h"
 
 #include <cstdio>
 #include <exception>
@@ -87,21 +86,7 @@ int main(int argc, char **argv) {
         return run(argc, argv);
     } catch (const std::bad_alloc &) {
         return tell("out of memory", kFailed);
-    } catch (const UsageError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const FilterError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const DocumentError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const NodeError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const PluginError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const LogError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const SysdbNameError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const BagJsonError &error) {
+    } catch (const InputError &error) {
         return tell(error.what(), kWrongUse);
     } catch (const std::exception &error) {
         return tell(error.what(), kFailed);

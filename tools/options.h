@@ -1,22 +1,15 @@
-// What the commands share: their common options, and wrong use as an exception. Knows no command.
+// The options that commands share. Knows no command.
 #pragma once
 
 #include "node/filter.h"
 #include "node/service.h"
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 #include <CLI/CLI.hpp>
 
 namespace ocamp {
-
-// Wrong use of the command line. The text says what, where and what was expected.
-class UsageError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
 
 // Options that every command has.
 struct CommonOptions {

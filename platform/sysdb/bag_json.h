@@ -1,10 +1,10 @@
 // Bag records and system-database items as JSON, for people and for example files. Knows nothing of the database.
 #pragma once
 
+#include "seam/input_error.h"
 #include "sysdb/bag_record.h"
 
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,9 +13,9 @@ namespace ocamp {
 
 // JSON that is not a record or an item file. The text gives the place, as in $[0].bag.tokens[2].value, what was
 // expected there and what was found.
-class BagJsonError : public std::runtime_error {
+class BagJsonError : public InputError {
   public:
-    using std::runtime_error::runtime_error;
+    using InputError::InputError;
 };
 
 struct SysdbItem {

@@ -2,6 +2,7 @@
 // is in the records nor the C seam.
 #pragma once
 
+#include "seam/input_error.h"
 #include "sysdb/seal.h"
 #include "sysdb/sqlite.h"
 
@@ -9,7 +10,6 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,9 +19,9 @@ namespace ocamp {
 inline constexpr std::size_t kSysdbNameLimit = 255; // bytes of a bind point and of an item name
 
 // A bind point or an item name that is none. The text names it and says what was expected.
-class SysdbNameError : public std::runtime_error {
+class SysdbNameError : public InputError {
   public:
-    using std::runtime_error::runtime_error;
+    using InputError::InputError;
 };
 
 // A bind point is a path with "/" at both ends ("/oper/ots/if/"); an item name is a path with "/" at neither
