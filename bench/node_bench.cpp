@@ -23,7 +23,7 @@ constexpr std::array<const char *, 10> stage_names{"parse",  "to_native", "look_
                                                    "filter", "apply",     "check",   "print",         "commit"};
 static_assert(stage_names.size() == static_cast<std::size_t>(Stage::commit) + 1);
 
-/// Adds up the time that each stage takes while the clock lives.
+// Adds up the time that each stage takes while the clock lives.
 class StageClock : public StageObserver {
   public:
     StageClock() { set_stage_observer(this); }
@@ -59,7 +59,7 @@ class StageClock : public StageObserver {
     Clock::time_point since_;
 };
 
-/// The example node in a folder of its own, which is gone with it.
+// The example node in a folder of its own, which is gone with it.
 class ExampleNode {
   public:
     ExampleNode() {

@@ -18,11 +18,11 @@
 
 namespace {
 
-constexpr int kFailed = 1;
-constexpr int kWrongUse = 2;
+constexpr int request_failed = 1;
+constexpr int wrong_use = 2;
 
-constexpr const char *kFooter = "Exit status: 0 done, 1 the request failed, 2 wrong use.\n"
-                                "'ocamp COMMAND --help' tells more of each command.";
+constexpr const char *footer_text = "Exit status: 0 done, 1 the request failed, 2 wrong use.\n"
+                                    "'ocamp COMMAND --help' tells more of each command.";
 
 // The buffer of standard output is there from the start, so that an answer never fails for want of one.
 char output_buffer[BUFSIZ];
@@ -56,7 +56,7 @@ std::string version() {
 int run(int argc, char **argv) {
     CLI::App program("Reads and edits the optical amplifiers of a node through OpenConfig.", "ocamp");
     program.require_subcommand(1);
-    program.footer(kFooter);
+    program.footer(footer_text);
     program.set_version_flag("--version", version, "The version, and the plug-in that runs when none is named");
     ocamp::CommonOptions common;
     ocamp::add_get_command(program, common);
@@ -70,7 +70,7 @@ int run(int argc, char **argv) {
     } catch (const CLI::Success &help) {
         program.exit(help);
     } catch (const CLI::Error &error) {
-        return tell(std::string(error.what()) + "; 'ocamp --help' tells the commands", kWrongUse);
+        return tell(std::string(error.what()) + "; 'ocamp --help' tells the commands", wrong_use);
     }
     ocamp::finish_output("", "");
     return 0;
@@ -85,10 +85,10 @@ int main(int argc, char **argv) {
     try {
         return run(argc, argv);
     } catch (const std::bad_alloc &) {
-        return tell("out of memory", kFailed);
+        return tell("out of memory", request_failed);
     } catch (const InputError &error) {
-        return tell(error.what(), kWrongUse);
+        return tell(error.what(), wrong_use);
     } catch (const std::exception &error) {
-        return tell(error.what(), kFailed);
+        return tell(error.what(), request_failed);
     }
 }

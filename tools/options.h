@@ -11,17 +11,17 @@
 
 namespace ocamp {
 
-// Options that every command has.
+/// Options that every command has.
 struct CommonOptions {
     std::string plugin;
-    LogSettings logs{.debug_log = {}, .level = kLogTraces, .trace = {}};
+    LogSettings logs{.debug_log = {}, .level = log_traces, .trace = {}};
 };
 
-// --node DIR, which must be given.
+/// --node DIR, which must be given.
 void add_node_option(CLI::App &command, std::string &folder);
 void add_common_options(CLI::App &command, CommonOptions &options);
 
-// What a read asks for: PATH or --filter FILE, and --config.
+/// What a read asks for: PATH or --filter FILE, and --config.
 struct ReadOptions {
     std::optional<std::string> path;
     std::string filter_file;
@@ -32,7 +32,7 @@ struct ReadOptions {
 };
 void add_read_options(CLI::App &command, ReadOptions &options);
 
-// What an edit asks for: FILE and --default-operation.
+/// What an edit asks for: FILE and --default-operation.
 struct EditOptions {
     std::string file;
     DefaultOperation default_operation = DefaultOperation::merge;
@@ -41,10 +41,10 @@ struct EditOptions {
 };
 void add_edit_options(CLI::App &command, EditOptions &options);
 
-// --format json|xml.
+/// --format json|xml.
 void add_format_option(CLI::App &command, LYD_FORMAT &format);
 
-// Each adds its command to the program's. The command runs when the command line has been read.
+/// Each adds its command to the program's. The command runs when the command line has been read.
 void add_get_command(CLI::App &program, CommonOptions &common);
 void add_edit_command(CLI::App &program, CommonOptions &common);
 void add_explain_command(CLI::App &program, CommonOptions &common);

@@ -76,7 +76,7 @@ std::string answer_text(const YangTree &answer, LYD_FORMAT format) {
     const std::string text = format == LYD_JSON ? escaped_json(printed) : escaped_xml(printed);
     if (format == LYD_JSON)
         return text.empty() ? "{}\n" : text + (text.ends_with('\n') ? "" : "\n");
-    const std::string open = fmt::format("<data xmlns=\"{}\"", kNetconfNamespace);
+    const std::string open = fmt::format("<data xmlns=\"{}\"", netconf_namespace);
     return text.empty() ? open + "/>\n" : open + ">\n" + indented(text) + "</data>\n";
 }
 

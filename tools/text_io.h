@@ -25,7 +25,7 @@ auto named_input(const std::string &file, Use use) {
     }
 }
 
-// The answer as a document of its own: JSON as an object, XML in NETCONF's <data>. Ends in a newline.
+/// The answer as a document of its own: JSON as an object, XML in NETCONF's <data>. Ends in a newline.
 std::string answer_text(const YangTree &answer, LYD_FORMAT format);
 
 } // namespace ocamp

@@ -30,7 +30,7 @@ std::vector<std::uint8_t> record(const char *name, BagToken token) {
     return encode_bag({.name = name, .version_major = 1, .version_minor = 0, .tokens = {std::move(token)}});
 }
 
-/// A system database in memory with the inventory and the input powers of one node.
+// A system database in memory with the inventory and the input powers of one node.
 class NodeDatabase {
   public:
     explicit NodeDatabase(const NativeNode &node)

@@ -15,41 +15,41 @@
 
 namespace ocamp {
 
-// Most levels of the hierarchy, and most entries of the list-entry stack: what hierarchy_len can count.
-inline constexpr std::size_t kDeepestHierarchy = 255;
+/// Most levels of the hierarchy, and most entries of the list-entry stack: what hierarchy_len can count.
+inline constexpr std::size_t deepest_hierarchy = 255;
 
 class MappingRun {
   public:
-    // `kind`: enum yfw_request_kind. `request`: from the root node of the model on; none for a request that has no
-    // OpenConfig path at all.
+    /// `kind`: enum yfw_request_kind. `request`: from the root node of the model on; none for a request that has no
+    /// OpenConfig path at all.
     MappingRun(std::uint32_t kind, const std::optional<RequestNode> &request);
     ~MappingRun();
     MappingRun(const MappingRun &) = delete;
     MappingRun &operator=(const MappingRun &) = delete;
 
-    // The run that owns the handle; NULL when there is none, or no longer.
+    /// The run that owns the handle; NULL when there is none, or no longer.
     static MappingRun *from_handle(yfw_map_ctx handle) noexcept;
 
     yfw_map_ctx context() noexcept { return &context_; }
     yfw_map_request &state() noexcept { return state_; }
     std::uint32_t kind() const noexcept { return kind_; }
-    // NULL when the run has no OpenConfig path.
+    /// NULL when the run has no OpenConfig path.
     const yfw_datatree *request() const noexcept { return request_ ? request_->root() : nullptr; }
-    // What handlers get as output node. It stays empty: what is written is kept in order by the run.
+    /// What handlers get as output node. It stays empty: what is written is kept in order by the run.
     yfw_datatree *output() noexcept { return &output_; }
 
-    // Forgets output, hierarchy and key list, as before the first walk. The request stays.
+    /// Forgets output, hierarchy and key list, as before the first walk. The request stays.
     void begin_walk() noexcept;
-    // The native list entry that the request reaches; none for a request that reaches into no entry.
+    /// The native list entry that the request reaches; none for a request that reaches into no entry.
     void set_native_path(const std::optional<RequestNode> &entry);
 
     const std::vector<Write> &writes() const noexcept { return writes_; }
-    // Data path of the node that made the request fail; of what the request is about when no handler told where. Means
-    // something only when a walk's result is not 0.
+    /// Data path of the node that made the request fail; of what the request is about when no handler told where. Means
+    /// something only when a walk's result is not 0.
     std::string error_path() const;
 
-    // What the calls of the seam do, once their arguments are checked. Results are codes of the seam; each refusal has
-    // been told to the debug log.
+    /// What the calls of the seam do, once their arguments are checked. Results are codes of the seam; each refusal has
+    /// been told to the debug log.
     cerrno push(const yfw_datatree *node, int level);
     cerrno pop(const yfw_datatree *node);
     cerrno make_current(std::string_view list_path);
@@ -87,12 +87,12 @@ class MappingRun {
     yfw_map_ctx_s context_ = {};
 
     std::vector<Level> levels_;
-    std::vector<const yfw_datatree *> hierarchy_; // the nodes of levels_, as the state shows them
+    std::vector<const yfw_datatree *> hierarchy_; ///< the nodes of levels_, as the state shows them
     std::vector<const yfw_datatree *> entries_;
     std::vector<const yfw_datatree *> output_list_;
     std::vector<Write> writes_;
-    std::string failed_at_;  // data path of the level where the last failure was told
-    std::string failed_tag_; // and its tag
+    std::string failed_at_;  ///< data path of the level where the last failure was told
+    std::string failed_tag_; ///< and its tag
 };
 
 } // namespace ocamp

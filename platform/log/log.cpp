@@ -37,7 +37,7 @@ DebugLog *exchange_current_log(DebugLog *log) noexcept {
 }
 
 void write_refusal(std::string_view text) noexcept {
-    debug_log_line(kLogErrors, text);
+    debug_log_line(log_errors, text);
 }
 
 std::FILE *open_sink(const std::string &where) {
@@ -62,12 +62,12 @@ LogSink::LogSink(const std::string &where) : where_(where), file_(open_sink(wher
 
 void LogSink::write(std::string_view text) noexcept {
     try {
-        const bool cut = text.size() > kLogMessageLimit;
+        const bool cut = text.size() > log_message_limit;
         std::string line;
         line.reserve(text.size() + 64);
-        append_escaped(line, text.substr(0, kLogMessageLimit));
+        append_escaped(line, text.substr(0, log_message_limit));
         if (cut)
-            fmt::format_to(std::back_inserter(line), " [cut at {} bytes]", kLogMessageLimit);
+            fmt::format_to(std::back_inserter(line), " [cut at {} bytes]", log_message_limit);
         line += '\n';
         // One call a line: lines of several threads do not mix.
         if (std::fwrite(line.data(), 1, line.size(), file_.get()) == line.size() || write_failed_)
@@ -117,7 +117,7 @@ LogSession::~LogSession() {
 }
 
 void LogSession::attach(yfw_map_ctx_s &ctx) noexcept {
-    ctx.debug_filter.threshold = debug_log_ ? debug_log_->threshold() : kLogNothing;
+    ctx.debug_filter.threshold = debug_log_ ? debug_log_->threshold() : log_nothing;
     ctx.error_log = debug_log_ ? debug_log_->handle() : nullptr;
     ctx.trace_log = ctx.error_log;
     ctx.ltrace_handle = trace_ ? trace_->handle() : nullptr;
@@ -129,7 +129,7 @@ void debug_log_line(int level, std::string_view text) noexcept {
     if (current_log == nullptr || !current_log->takes(level))
         return;
     try {
-        current_log->write(fmt::format("{}: platform: {}", level <= kLogErrors ? "ERR" : "TRC", text));
+        current_log->write(fmt::format("{}: platform: {}", level <= log_errors ? "ERR" : "TRC", text));
     } catch (...) {
         // Out of memory for the line: it is lost, the request is not.
     }

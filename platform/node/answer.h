@@ -10,7 +10,7 @@
 
 namespace ocamp {
 
-// A leaf that a handler wrote and the answer does not carry.
+/// A leaf that a handler wrote and the answer does not carry.
 struct DroppedLeaf {
     std::string path;
     std::string value;
@@ -19,7 +19,7 @@ struct DroppedLeaf {
 
 class Answer {
   public:
-    // `configuration_only`: state is dropped too.
+    /// `configuration_only`: state is dropped too.
     Answer(const Schema &schema, bool configuration_only) : schema_(schema), configuration_only_(configuration_only) {}
 
     void add(const OutputTree &output);

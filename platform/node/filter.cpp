@@ -18,7 +18,7 @@ namespace ocamp {
 namespace {
 
 // What `check` gives: the value as the model writes it; none when it throws, as the leaf cannot have the value.
-template <typename Check>
+template <class Check>
 std::optional<std::string> canonical_value(Check check) {
     try {
         return check();
@@ -48,7 +48,7 @@ class Filter::PathReader {
                                       at.data() - path_.data() + 1, shortened(what, longest_shown)));
     }
 
-    void skip_blanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(kBlanks), rest_.size())); }
+    void skip_blanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(blanks), rest_.size())); }
 
     void expect(char character) {
         if (!rest_.starts_with(character))
@@ -159,7 +159,7 @@ Filter Filter::from_document(const Schema &schema, std::string_view xml) {
         throw FilterError("not XML, expected a <filter> element or its content");
     std::vector<ClientNode> nodes = read_document(xml, DocumentFormat::xml, schema);
     if (nodes.size() == 1 && nodes.front().name == "filter" &&
-        (nodes.front().module.empty() || nodes.front().module == kNetconfNamespace)) {
+        (nodes.front().module.empty() || nodes.front().module == netconf_namespace)) {
         for (const std::string &attribute : nodes.front().attributes) {
             if (attribute != "type=subtree")
                 throw FilterError(fmt::format("<filter {}>: expected type=\"subtree\"", attribute));

@@ -142,7 +142,7 @@ class NativeEditor {
 
     // Result of `change`; what the native model says against it becomes a refusal of the node's source, told of the
     // value that the client sent.
-    template <typename Change>
+    template <class Change>
     lyd_node *refused_natively(const OutputNode &node, const lysc_node &schema, Change change) {
         try {
             return change();

@@ -13,7 +13,7 @@
 
 namespace ocamp {
 
-// A folder that is no node, or an example that none can be made from. The text names file and place.
+/// A folder that is no node, or an example that none can be made from. The text names file and place.
 class NodeError : public InputError {
   public:
     using InputError::InputError;
@@ -21,18 +21,18 @@ class NodeError : public InputError {
 
 class Node {
   public:
-    // Makes a node in `folder`, which may exist but must hold no node, from an example: the documents in native/ and
-    // the records in sysdb/. Nothing is left behind when it fails, and what earlier runs that were killed left in the
-    // folder is taken away. Throws NodeError, std::system_error and SqliteError.
+    /// Makes a node in `folder`, which may exist but must hold no node, from an example: the documents in native/ and
+    /// the records in sysdb/. Nothing is left behind when it fails, and what earlier runs that were killed left in the
+    /// folder is taken away. Throws NodeError, std::system_error and SqliteError.
     static void init(const std::filesystem::path &folder, const std::filesystem::path &example);
 
     enum class Access {
-        read, // alters nothing; what is read belongs into a ReadTransaction
-        write // waits for its turn among the writers, which lasts as long as the node is open; see WriterTurn
+        read, ///< alters nothing; what is read belongs into a ReadTransaction
+        write ///< waits for its turn among the writers, which lasts as long as the node is open; see WriterTurn
     };
 
-    // Throws NodeError when the folder holds no node of this program's, DamageError when the node's tables are not as
-    // they should be, WriterQueueError, and SqliteError when the file fails it.
+    /// Throws NodeError when the folder holds no node of this program's, DamageError when the node's tables are not as
+    /// they should be, WriterQueueError, and SqliteError when the file fails it.
     Node(const std::filesystem::path &folder, Access access);
 
     Database &database() noexcept { return database_; }

@@ -110,7 +110,7 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
         const std::string root = entry.tree.tag;
         const Walker walker = plugin_.to_openconfig(entry.module->name, root);
         if (walker == nullptr) {
-            debug_log_line(kLogErrors,
+            debug_log_line(log_errors,
                            fmt::format("{}: the plug-in maps no data of {}", entry.path, entry.module->name));
             continue;
         }

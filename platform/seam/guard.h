@@ -50,11 +50,11 @@ cerrno guarded(const char *function, Body body) noexcept {
     try {
         return body();
     } catch (const std::bad_alloc &) {
-        return fail(function, RC_OUT_OF_MEMORY, "out of memory");
+        return fail(function, rc_out_of_memory, "out of memory");
     } catch (const std::exception &error) {
-        return fail(function, RC_INTERNAL, error.what());
+        return fail(function, rc_internal, error.what());
     } catch (...) {
-        return fail(function, RC_INTERNAL, "unknown exception");
+        return fail(function, rc_internal, "unknown exception");
     }
 }
 

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::string_view kProbePath = "/pkg/lib/libsysdb.so";
+constexpr std::string_view probe_path = "/pkg/lib/libsysdb.so";
 
 int answer_probe() noexcept {
     ocamp::CurrentSystemDatabase *current = ocamp::CurrentSystemDatabase::current();
@@ -32,7 +32,7 @@ extern "C" int ocamp_access(const char *path, int mode) noexcept {
         errno = EFAULT;
         return -1;
     }
-    if (path != kProbePath)
+    if (path != probe_path)
         return faccessat(AT_FDCWD, path, mode, 0);
     const int result = answer_probe();
     const int error = errno;

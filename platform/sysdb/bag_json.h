@@ -11,8 +11,8 @@
 
 namespace ocamp {
 
-// JSON that is not a record or an item file. The text gives the place, as in $[0].bag.tokens[2].value, what was
-// expected there and what was found.
+/// JSON that is not a record or an item file. The text gives the place, as in $[0].bag.tokens[2].value, what was
+/// expected there and what was found.
 class BagJsonError : public InputError {
   public:
     using InputError::InputError;
@@ -25,11 +25,11 @@ struct SysdbItem {
     bool operator==(const SysdbItem &) const = default;
 };
 
-// A record that these return can be encoded. Throw BagJsonError.
+/// A record that these return can be encoded. Throw BagJsonError.
 BagRecord bag_from_json(std::string_view text);
 std::vector<SysdbItem> sysdb_items_from_json(std::string_view text);
 
-// Indented by two, with a newline at the end. Throw BagError for a model that could not be encoded either.
+/// Indented by two, with a newline at the end. Throw BagError for a model that could not be encoded either.
 std::string bag_to_json(const BagRecord &record);
 std::string sysdb_items_to_json(std::span<const SysdbItem> items);
 

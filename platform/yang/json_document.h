@@ -8,9 +8,9 @@
 
 namespace ocamp {
 
-// The members of the document's one object. Throws DocumentError for what is no JSON, and RequestError with its place
-// for what is no RFC 7951 data: members given twice, arrays that are empty, mixed or nested, and annotations that do
-// not stand where RFC 7952 puts them.
+/// The members of the document's one object. Throws DocumentError for what is no JSON, and RequestError with its place
+/// for what is no RFC 7951 data: members given twice, arrays that are empty, mixed or nested, and annotations that do
+/// not stand where RFC 7952 puts them.
 std::vector<ClientNode> read_json(std::string_view document);
 
 } // namespace ocamp

@@ -27,7 +27,7 @@ enum class ErrorTag {
     rollback_failed,
     data_exists,
     data_missing,
-    not_supported, // operation-not-supported
+    not_supported, ///< operation-not-supported
     operation_failed,
     malformed_message,
 };
@@ -53,8 +53,8 @@ class RequestError : public std::runtime_error {
     RequestError(cerrno code, const std::string &path);
 
     ErrorTag tag() const noexcept { return tag_; }
-    cerrno code() const noexcept { return code_; }             // 0 when the platform refused it
-    const std::string &path() const noexcept { return path_; } // as given
+    cerrno code() const noexcept { return code_; }             ///< 0 when the platform refused it
+    const std::string &path() const noexcept { return path_; } ///< as given
 
   private:
     RequestError(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason);

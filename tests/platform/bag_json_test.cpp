@@ -195,14 +195,14 @@ TEST(BagJson, NestingIsBounded) {
             text += "]}";
         return text + "]}";
     };
-    EXPECT_EQ(json_error(nested(ocamp::kBagNestingLimit)), "");
-    EXPECT_NE(json_error(nested(ocamp::kBagNestingLimit + 1)).find("nested deeper than 16"), std::string::npos);
+    EXPECT_EQ(json_error(nested(ocamp::bag_nesting_limit)), "");
+    EXPECT_NE(json_error(nested(ocamp::bag_nesting_limit + 1)).find("nested deeper than 16"), std::string::npos);
     EXPECT_NE(json_error(std::string(100000, '[')).find("nested deeper than"), std::string::npos);
-    EXPECT_EQ(items_error(R"([{"bind_point":"/","item":"a","bag":)" + nested(ocamp::kBagNestingLimit) + "}]"), "");
+    EXPECT_EQ(items_error(R"([{"bind_point":"/","item":"a","bag":)" + nested(ocamp::bag_nesting_limit) + "}]"), "");
 }
 
 TEST(BagJson, ARecordThatWouldBeTooLongIsRefused) {
-    EXPECT_NE(json_error(with_value("long-text", '"' + std::string(ocamp::kBagRecordLimit, 'x') + '"'))
+    EXPECT_NE(json_error(with_value("long-text", '"' + std::string(ocamp::bag_record_limit, 'x') + '"'))
                   .find("expected at most 1048576"),
               std::string::npos);
 }

@@ -267,7 +267,7 @@ TEST(RefusedTextCalls, TellTheLogWhoCalledAndWhy) {
     const std::filesystem::path file =
         std::filesystem::temp_directory_path() / ("boundaries_test-" + std::to_string(getpid()) + ".log");
     {
-        const LogSession logs({.debug_log = file.string(), .level = kLogErrors, .trace = {}});
+        const LogSession logs({.debug_log = file.string(), .level = log_errors, .trace = {}});
         char buffer[4] = "abc";
         const char unterminated[3] = {'a', 'b', 'c'};
         yfw_strcpy_s("handler", nullptr, 4, "x");

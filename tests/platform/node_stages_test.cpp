@@ -16,7 +16,7 @@ using testing::IsEmpty;
 
 namespace {
 
-/// Writes down what it sees while it lives.
+// Writes down what it sees while it lives.
 class Witness : public StageObserver {
   public:
     Witness() { set_stage_observer(this); }

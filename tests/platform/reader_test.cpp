@@ -66,7 +66,7 @@ class ReaderTest : public testing::Test {
   private:
     std::filesystem::path log_file_ =
         std::filesystem::temp_directory_path() / ("reader_test-" + std::to_string(getpid()) + ".log");
-    mutable LogSession logs_{{.debug_log = log_file_.string(), .level = kLogErrors, .trace = {}}};
+    mutable LogSession logs_{{.debug_log = log_file_.string(), .level = log_errors, .trace = {}}};
     Plugin plugin_{SCRIPTED_PLUGIN};
 };
 
