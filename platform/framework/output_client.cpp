@@ -28,7 +28,7 @@ cerrno yfw_map_datatree_add_path_flagged(yfw_map_ctx ctx, yfw_datatree *out, con
             return refuse(function, rc_invalid_argument, "no path or no namespace");
         if (zero != 0 || list_flag > 1 || follow_flag > 1)
             return refuse(function, rc_invalid_argument, "the zero is not 0, or a flag is neither 0 nor 1");
-        Write made{.path = path, .ns = ns, .opens_list = list_flag == 1, .follows = follow_flag == 1};
+        Write made{.path = path, .ns = ns, .opens_list = list_flag == 1};
         if (value != nullptr)
             made.value = value;
         return run.write(std::move(made), source);

@@ -20,7 +20,6 @@ struct Write {
     std::string source_path = {};                 ///< data path of the source node in its request
     std::optional<std::string> source_value = {}; ///< the source node's value as the client gave it
     bool opens_list = false;                      ///< a new entry of the list at `path`
-    bool follows = false;                         ///< the writer's word that it fills the entry just opened in a loop
     std::optional<std::string> key_name = {};     ///< the entry with this key is found or added; `value` is the key's
 };
 

@@ -24,7 +24,7 @@ class Answer {
 
     void add(const OutputTree &output);
 
-    const YangTree &tree() const noexcept { return tree_; }
+    /// What has been put together; afterwards the answer is empty.
     YangTree take_tree() noexcept { return std::move(tree_); }
     const std::vector<DroppedLeaf> &dropped() const noexcept { return dropped_; }
 

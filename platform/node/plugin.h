@@ -29,7 +29,6 @@ class Plugin {
 
     explicit Plugin(const std::string &file);
 
-    const std::string &file() const noexcept { return file_; }
     /// Walker that maps requests on the OpenConfig module to native ones. Throws PluginError when there is none.
     Walker to_native(std::string_view module, std::string_view root) const;
     /// Walker that maps data of the native module to OpenConfig. NULL when the plug-in does not map that module.

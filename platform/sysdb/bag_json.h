@@ -4,7 +4,6 @@
 #include "seam/input_error.h"
 #include "sysdb/bag_record.h"
 
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,16 +20,13 @@ class BagJsonError : public InputError {
 struct SysdbItem {
     std::string bind_point, item;
     BagRecord bag;
-
-    bool operator==(const SysdbItem &) const = default;
 };
 
 /// A record that these return can be encoded. Throw BagJsonError.
 BagRecord bag_from_json(std::string_view text);
 std::vector<SysdbItem> sysdb_items_from_json(std::string_view text);
 
-/// Indented by two, with a newline at the end. Throw BagError for a model that could not be encoded either.
+/// Indented by two, with a newline at the end. Throws BagError for a model that could not be encoded either.
 std::string bag_to_json(const BagRecord &record);
-std::string sysdb_items_to_json(std::span<const SysdbItem> items);
 
 } // namespace ocamp

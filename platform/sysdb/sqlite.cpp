@@ -81,11 +81,6 @@ Statement &Statement::bind_blob(int parameter, std::span<const std::uint8_t> blo
     return *this;
 }
 
-Statement &Statement::bind_null(int parameter) {
-    check(sqlite3_bind_null(statement_.get(), parameter), "bind");
-    return *this;
-}
-
 bool Statement::step() {
     const int code = sqlite3_step(statement_.get());
     if (code != SQLITE_ROW && code != SQLITE_DONE)
@@ -115,10 +110,6 @@ std::span<const std::uint8_t> Statement::blob(int column) const {
 
 std::int64_t Statement::number(int column) const {
     return sqlite3_column_int64(statement_.get(), column);
-}
-
-bool Statement::is_null(int column) const {
-    return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
 }
 
 void Database::Close::operator()(sqlite3 *connection) const noexcept {

@@ -36,7 +36,6 @@ class Statement {
     Statement &bind(int parameter, std::string_view text);
     Statement &bind(int parameter, std::int64_t number);
     Statement &bind_blob(int parameter, std::span<const std::uint8_t> blob);
-    Statement &bind_null(int parameter);
 
     /// True when there is a row.
     bool step();
@@ -47,7 +46,6 @@ class Statement {
     std::string_view text(int column) const;
     std::span<const std::uint8_t> blob(int column) const;
     std::int64_t number(int column) const;
-    bool is_null(int column) const;
 
   private:
     void check(int code, const char *action) const;

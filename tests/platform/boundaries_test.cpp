@@ -152,7 +152,7 @@ TEST(LateKey, AnswerTakesItWhereverItWasWritten) {
     Answer answer(openconfig_schema(), false);
     answer.add(OutputTree(writes));
     EXPECT_THAT(answer.dropped(), IsEmpty());
-    EXPECT_THAT(answer.tree().print(LYD_JSON), HasSubstr("\"late\""));
+    EXPECT_THAT(answer.take_tree().print(LYD_JSON), HasSubstr("\"late\""));
 }
 
 TEST(LoneKey, FailureOfTheRequestIsThatOfItsEntry) {

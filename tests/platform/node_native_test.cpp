@@ -240,7 +240,7 @@ TEST(AnswerBuilding, OutputsOfSeveralWalksMeetInOneEntry) {
     answer.add(OutputTree(first));
     answer.add(OutputTree(second));
     EXPECT_THAT(answer.dropped(), IsEmpty());
-    std::string text = answer.tree().print(LYD_JSON);
+    std::string text = answer.take_tree().print(LYD_JSON);
     std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
     EXPECT_EQ(text, R"({"openconfig-optical-amplifier:optical-amplifier":{"amplifiers":{"amplifier":[{"name":"a",)"
                     R"("state":{"enabled":false,"actual-gain":{"instant":"17.5"}}}]}}})");
@@ -272,7 +272,7 @@ TEST(AnswerBuilding, WhatTheModelDoesNotTakeIsDroppedAndCounted) {
                     entry + "/state/colour: the model has no such node",
                     entry + "/state/enabled: the model has no such node",
                     "optical-amplifier/no-slash: the path is not absolute"));
-    EXPECT_THAT(answer.tree().print(LYD_JSON), Not(HasSubstr("state")));
+    EXPECT_THAT(answer.take_tree().print(LYD_JSON), Not(HasSubstr("state")));
 }
 
 TEST(AnswerBuilding, ConfigurationAnswersHoldNoState) {

@@ -48,7 +48,7 @@ TEST(NodeStages, AreThoseOfTheWorkThatIsDone) {
     run_all(database, seal_table_sql());
     run_all(database, native_table_sql());
     const Witness witness;
-    store_running(database, nullptr);
+    store_running(database, {});
     const NativeData data = load_native(database, native_schema());
     select_entries(native_schema(), data, {}, false);
     EXPECT_THAT(witness.seen, ElementsAre(entered(Stage::print), "leave", entered(Stage::parse), "leave",
