@@ -19,6 +19,7 @@ struct CommonOptions {
 
 /// --node DIR, which must be given.
 void add_node_option(CLI::App &command, std::string &folder);
+/// --plugin and those of the logs.
 void add_common_options(CLI::App &command, CommonOptions &options);
 
 /// What a read asks for: PATH or --filter FILE, and --config.
@@ -27,9 +28,12 @@ struct ReadOptions {
     std::string filter_file;
     bool configuration_only = false;
 
+    /// YFW_KIND_GET or YFW_KIND_GET_CONFIG.
     std::uint32_t kind() const noexcept { return configuration_only ? YFW_KIND_GET_CONFIG : YFW_KIND_GET; }
+    /// Reads the filter's file. Throws InputError.
     Filter filter() const;
 };
+/// PATH, --filter FILE and --config.
 void add_read_options(CLI::App &command, ReadOptions &options);
 
 /// What an edit asks for: FILE and --default-operation.
@@ -37,8 +41,10 @@ struct EditOptions {
     std::string file;
     DefaultOperation default_operation = DefaultOperation::merge;
 
+    /// Reads the edit's file. Throws InputError, and RequestError for an edit that the model refuses.
     EditRequest request() const;
 };
+/// FILE and --default-operation.
 void add_edit_options(CLI::App &command, EditOptions &options);
 
 /// --format json|xml.

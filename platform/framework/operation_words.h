@@ -12,6 +12,7 @@ namespace ocamp {
 
 inline constexpr std::array<std::string_view, 5> operation_words{"merge", "replace", "create", "delete", "remove"};
 
+/// "unknown" for a number that is no operation.
 inline std::string_view operation_word(std::uint32_t operation) noexcept {
     return operation < operation_words.size() ? operation_words[operation] : "unknown";
 }
@@ -25,6 +26,7 @@ inline std::optional<std::uint32_t> operation_of(std::string_view word) noexcept
     return std::nullopt;
 }
 
+/// True for delete and remove.
 inline bool deletes(std::uint32_t operation) noexcept {
     return operation == YFW_OP_DELETE || operation == YFW_OP_REMOVE;
 }

@@ -37,6 +37,7 @@ struct OutputNode {
     /// Which child further writes with that tag go into, by index; the other tags have none yet.
     std::vector<std::pair<std::string, std::size_t>> open = {};
 
+    /// The first child with that tag; NULL when there is none.
     const OutputNode *child(std::string_view child_tag) const noexcept;
     /// Value of a child leaf; NULL when there is none, or it has none.
     const std::string *child_value(std::string_view child_tag) const noexcept;
@@ -46,8 +47,10 @@ struct OutputNode {
 /// every other write goes into the entries opened last, and makes what is missing on its way.
 class OutputTree {
   public:
+    /// Places the writes in their order; they are not kept.
     explicit OutputTree(std::span<const Write> writes);
 
+    /// The nodes at the top, in the order in which they were first written.
     const std::vector<OutputNode> &roots() const noexcept { return top_.children; }
     /// Writes whose path is not absolute, or has an empty step.
     const std::vector<Write> &unplaced() const noexcept { return unplaced_; }

@@ -30,10 +30,12 @@ std::string key_predicates(const RequestNode &node);
 /// into them, until the tree is destroyed.
 class DataTree {
   public:
+    /// Copies the description with all its texts.
     explicit DataTree(const RequestNode &root);
     DataTree(const DataTree &) = delete;
     DataTree &operator=(const DataTree &) = delete;
 
+    /// Never NULL.
     yfw_datatree *root() noexcept { return &root_.front(); }
     const yfw_datatree *root() const noexcept { return &root_.front(); }
 

@@ -31,6 +31,7 @@ inline constexpr int log_traces = 3;
 /// Where the lines of a log go: a file that is appended to, or standard error for "-". Throws LogError.
 class LogSink {
   public:
+    /// Throws LogError when the file cannot be opened.
     explicit LogSink(const std::string &where);
 
     /// Writes one line, however the text looks: see append_escaped. A failed write is told once on standard error.
@@ -48,16 +49,20 @@ class LogSink {
 /// What a `yfw_log_handle *` points at.
 class DebugLog {
   public:
+    /// `where` as a LogSink takes it; `threshold`: highest level that is written. Throws LogError.
     DebugLog(const std::string &where, int threshold);
     ~DebugLog();
     DebugLog(const DebugLog &) = delete;
     DebugLog &operator=(const DebugLog &) = delete;
 
+    /// Highest level that is written.
     int threshold() const noexcept { return threshold_; }
+    /// True for a level that is written.
     bool takes(int level) const noexcept { return level >= 0 && level <= threshold_; }
     /// Writes whatever the level: who asked `takes` need not ask twice.
     void write(std::string_view message) noexcept { sink_.write(message); }
 
+    /// Live as long as the log.
     yfw_log_handle *handle() noexcept { return reinterpret_cast<yfw_log_handle *>(this); }
     /// NULL unless `handle` is that of a log that exists now.
     static DebugLog *from_handle(yfw_log_handle *handle) noexcept;
@@ -70,13 +75,16 @@ class DebugLog {
 /// What a `yfw_ltrace_handle *` points at.
 class LightTrace {
   public:
+    /// `where` as a LogSink takes it. Throws LogError.
     explicit LightTrace(const std::string &where);
     ~LightTrace();
     LightTrace(const LightTrace &) = delete;
     LightTrace &operator=(const LightTrace &) = delete;
 
+    /// Writes one line.
     void write(std::string_view line) noexcept { sink_.write(line); }
 
+    /// Live as long as the trace.
     yfw_ltrace_handle *handle() noexcept { return reinterpret_cast<yfw_ltrace_handle *>(this); }
     /// NULL unless `handle` is that of a trace that exists now.
     static LightTrace *from_handle(yfw_ltrace_handle *handle) noexcept;
@@ -96,6 +104,7 @@ struct LogSettings {
 /// again. Sessions end in the reverse order of their beginning. Throws LogError.
 class LogSession {
   public:
+    /// Throws LogError.
     explicit LogSession(const LogSettings &settings);
     ~LogSession();
     LogSession(const LogSession &) = delete;

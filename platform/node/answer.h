@@ -17,15 +17,18 @@ struct DroppedLeaf {
     std::string reason;
 };
 
+/// Grows with every walk over native data.
 class Answer {
   public:
     /// `configuration_only`: state is dropped too.
     Answer(const Schema &schema, bool configuration_only) : schema_(schema), configuration_only_(configuration_only) {}
 
+    /// Adds what one walk wrote to what is there already.
     void add(const OutputTree &output);
 
     /// What has been put together; afterwards the answer is empty.
     YangTree take_tree() noexcept { return std::move(tree_); }
+    /// In the order in which they were written.
     const std::vector<DroppedLeaf> &dropped() const noexcept { return dropped_; }
 
   private:

@@ -16,6 +16,7 @@ namespace ocamp {
 /// What happens to nodes without an operation of their own.
 enum class DefaultOperation { merge, replace, none };
 
+/// One node of an edit with what is below it.
 struct EditNode {
     const lysc_node *schema; ///< NULL for a node of a module that is not the model's
     std::string name;
@@ -30,12 +31,14 @@ struct EditNode {
     std::vector<std::string> keys() const;
 };
 
+/// The edit that one document asks for.
 class EditRequest {
   public:
     /// Throws DocumentError for what is no such document, RequestError for what RFC 7951, RFC 7952 or the model
     /// refuses.
     EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation);
 
+    /// The nodes at the top, in the order of the document.
     const std::vector<EditNode> &roots() const noexcept { return roots_; }
     std::vector<EditNode> &roots() noexcept { return roots_; }
 

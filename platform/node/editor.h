@@ -18,12 +18,14 @@ struct EditRunReport {
     std::string request;
     std::string native_edit;
 };
+/// How the whole edit went.
 struct EditReport {
     std::vector<EditRunReport> runs;
     std::vector<std::string> native_changes;     ///< as changes() gives them
     std::vector<std::string> openconfig_changes; ///< the same for what a client reads
 };
 
+/// Carries edits out on native data in memory.
 class Editor {
   public:
     /// All outlive the editor. Handlers write their messages to the logs of `logs`.

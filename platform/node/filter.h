@@ -19,6 +19,7 @@ class FilterError : public InputError {
     using InputError::InputError;
 };
 
+/// What a read is to give. Refers to the schema that it was made with, which outlives it.
 class Filter {
   public:
     /// The whole model.

@@ -12,6 +12,7 @@
 
 namespace ocamp {
 
+/// All native data of a node, as one read of the database found them.
 struct NativeData {
     YangTree running;
     std::vector<YangTree> operational; ///< one tree a module
@@ -22,6 +23,8 @@ struct NativeData {
 
 /// The statements that make the table of native documents, which are JSON. They want the table of seals.
 std::vector<std::string> native_table_sql();
+/// Each replaces one document: the running configuration, or the operational data of the module. Throw SqliteError, and
+/// YangError for a tree that could not be read back.
 void store_running(Database &database, const YangTree &tree);
 void store_operational(Database &database, std::string_view module, const YangTree &tree);
 /// Within a transaction. Throws DamageError when a document is not what was stored or is missing, and YangError when

@@ -19,6 +19,7 @@ class NodeError : public InputError {
     using InputError::InputError;
 };
 
+/// An open node. Not to be used by several threads at a time.
 class Node {
   public:
     /// Makes a node in `folder`, which may exist but must hold no node, from an example: the documents in native/ and
@@ -26,6 +27,7 @@ class Node {
     /// folder is taken away. Throws NodeError, std::system_error and SqliteError.
     static void init(const std::filesystem::path &folder, const std::filesystem::path &example);
 
+    /// What a node is opened for.
     enum class Access {
         read, ///< alters nothing; what is read belongs into a ReadTransaction
         write ///< waits for its turn among the writers, which lasts as long as the node is open; see WriterTurn
@@ -35,7 +37,9 @@ class Node {
     /// they should be, WriterQueueError, and SqliteError when the file fails it.
     Node(const std::filesystem::path &folder, Access access);
 
+    /// The node's file. It belongs to the node.
     Database &database() noexcept { return database_; }
+    /// The items in that file, on the same connection.
     SystemDatabase &system_database() noexcept { return system_database_; }
 
   private:

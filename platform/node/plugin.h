@@ -20,6 +20,7 @@ class PluginError : public InputError {
 /// `in` is written only where the seam says so.
 using Walker = cerrno (*)(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out);
 
+/// The shared library; it is unloaded when this ends.
 class Plugin {
   public:
     /// Where the plug-in lies when none is named, the first that is there: ../lib seen from the program's folder (a
@@ -27,6 +28,7 @@ class Plugin {
     /// the folder that the build was configured with. Throws PluginError when it is in none of them.
     static std::string default_file();
 
+    /// Throws PluginError.
     explicit Plugin(const std::string &file);
 
     /// Walker that maps requests on the OpenConfig module to native ones. Throws PluginError when there is none.

@@ -23,6 +23,7 @@ struct NativeWalkReport {
     std::string tree;
     cerrno result;
 };
+/// How one mapping run went.
 struct RunReport {
     std::string request;
     std::string native_request;
@@ -30,11 +31,13 @@ struct RunReport {
 };
 using ReadReport = std::vector<RunReport>;
 
+/// What a read gives.
 struct ReadResult {
     YangTree answer;
     std::vector<DroppedLeaf> dropped;
 };
 
+/// Carries reads out on native data in memory.
 class Reader {
   public:
     /// All outlive the reader. Handlers write their messages to the logs of `logs`.

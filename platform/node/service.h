@@ -14,6 +14,7 @@
 
 namespace ocamp {
 
+/// What a service needs to know.
 struct ServiceSettings {
     std::filesystem::path node;
     std::string plugin; ///< empty: the one beside this program

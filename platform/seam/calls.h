@@ -14,6 +14,7 @@
 
 namespace ocamp {
 
+/// Sees the calls of one plug-in, in their order.
 class CallObserver {
   public:
     virtual ~CallObserver() = default;

@@ -20,6 +20,7 @@ class PlatformFailure : public std::runtime_error {
 /// innermost keeps.
 class FailureWatch {
   public:
+    /// Begins with nothing noted.
     FailureWatch() noexcept;
     ~FailureWatch();
     FailureWatch(const FailureWatch &) = delete;

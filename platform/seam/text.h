@@ -8,6 +8,7 @@
 
 namespace ocamp {
 
+/// True for a text that is UTF-8 throughout.
 bool is_utf8(std::string_view text) noexcept;
 
 /// Appends `text` on one line: control characters (C0, DEL, C1, line and paragraph separators) and bytes outside UTF-8

@@ -17,6 +17,7 @@ class BagJsonError : public InputError {
     using InputError::InputError;
 };
 
+/// One item with its place and its record.
 struct SysdbItem {
     std::string bind_point, item;
     BagRecord bag;

@@ -51,6 +51,7 @@ class BagError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// One token with those inside it.
 struct BagToken {
     /// Signed types and enumeration: int64_t. Unsigned types: uint64_t. ipv4: uint64_t, in host order (192.0.2.1 is
     /// 0xc0000201). Texts: UTF-8 without NUL. Structure and sequence: monostate.
@@ -64,6 +65,7 @@ struct BagToken {
     bool operator==(const BagToken &) const = default;
 };
 
+/// A whole record.
 struct BagRecord {
     std::string name;
     std::uint32_t version_major = 0, version_minor = 0;
@@ -76,11 +78,15 @@ struct BagRecord {
 struct SignedRange {
     std::int64_t lowest, highest;
 };
+/// None for a type whose values are not int64_t.
 std::optional<SignedRange> signed_range(BagType type) noexcept;
+/// None for a type whose values are not uint64_t.
 std::optional<std::uint64_t> unsigned_highest(BagType type) noexcept;
 
+/// Throws BagError for a model that no record can hold.
 std::vector<std::uint8_t> encode_bag(const BagRecord &record);
 
+/// Throws BagError for bytes that are no whole record.
 BagRecord decode_bag(std::span<const std::uint8_t> bytes);
 
 /// Throws BagError unless decode_bag could decode it.
@@ -117,7 +123,9 @@ class BagReader {
 
     /// The next token; after BagType::end there is none. A reader that has thrown throws again.
     BagItem next();
+    /// True when the end token has been given.
     bool ended() const noexcept { return ended_; }
+    /// Bytes of the record that have been taken.
     std::size_t offset() const noexcept { return offset_; }
 
   private:

@@ -12,11 +12,13 @@ namespace ocamp {
 /// the guard and not closed end with it. Guards end in the reverse order of their beginning.
 class CurrentSystemDatabase {
   public:
+    /// `database` outlives the guard.
     explicit CurrentSystemDatabase(SystemDatabase &database) noexcept;
     ~CurrentSystemDatabase();
     CurrentSystemDatabase(const CurrentSystemDatabase &) = delete;
     CurrentSystemDatabase &operator=(const CurrentSystemDatabase &) = delete;
 
+    /// The one that the guard was made with.
     SystemDatabase &database() const noexcept { return database_; }
     /// NULL when no guard lives.
     static CurrentSystemDatabase *current() noexcept;

@@ -26,6 +26,7 @@ class DamageError : public std::runtime_error {
 std::vector<std::string> seal_table_sql();
 std::vector<std::string> sealed_table_sql(const std::string &table, const std::string &columns);
 
+/// Runs the statements one after the other. Throws SqliteError.
 void run_all(Database &database, std::span<const std::string> statements);
 /// Throws DamageError unless the file's tables and triggers are those that the statements make.
 void check_schema(Database &database, std::span<const std::string> statements);

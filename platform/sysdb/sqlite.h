@@ -20,6 +20,7 @@ namespace ocamp {
 /// The text names the file, what was being done, and SQLite's reason.
 class SqliteError : public std::runtime_error {
   public:
+    /// `code`: SQLite's extended result code.
     SqliteError(const std::string &text, int code) : std::runtime_error(text), code_(code) {}
     int code() const noexcept { return code_; } ///< SQLite's extended result code
 
@@ -31,8 +32,10 @@ class SqliteError : public std::runtime_error {
 /// copied. All calls that can fail throw SqliteError.
 class Statement {
   public:
+    /// `connection` stays its owner's, and may end before the statement does.
     Statement(sqlite3 *connection, std::string_view sql);
 
+    /// Each gives the statement itself.
     Statement &bind(int parameter, std::string_view text);
     Statement &bind(int parameter, std::int64_t number);
     Statement &bind_blob(int parameter, std::span<const std::uint8_t> blob);
@@ -59,6 +62,7 @@ class Statement {
 /// Resets a statement that is kept for the next use, on every way out.
 class StatementUse {
   public:
+    /// `statement` outlives this.
     explicit StatementUse(Statement &statement) noexcept : statement_(statement) {}
     ~StatementUse() { statement_.reset(); }
     StatementUse(const StatementUse &) = delete;
@@ -84,6 +88,7 @@ class ForeignFileError : public std::runtime_error {
 /// rollback journal that is gone, and synced, before a commit returns.
 class Database {
   public:
+    /// What a file is opened for.
     enum class Mode {
         read_only, ///< writes nothing, but for undoing what a writer that was killed left half done
         read_write,
@@ -96,10 +101,15 @@ class Database {
     /// the mark.
     Database(const std::string &file, Mode mode, const FileMark *mark = nullptr);
 
+    /// Runs statements that give no rows. Throws SqliteError.
     void exec(const std::string &sql);
+    /// Throws SqliteError.
     Statement prepare(std::string_view sql) { return {connection_.get(), sql}; }
+    /// What tells this moment's content from another's, whoever changes it.
     State state();
+    /// As it was given.
     const std::string &file() const noexcept { return file_; }
+    /// Belongs to this object.
     sqlite3 *connection() noexcept { return connection_.get(); }
 
   private:
@@ -117,6 +127,7 @@ class Database {
 /// What is read while it lives is of one state of the database.
 class ReadTransaction {
   public:
+    /// Waits for writers that commit. Throws SqliteError.
     explicit ReadTransaction(Database &database);
     ~ReadTransaction();
     ReadTransaction(const ReadTransaction &) = delete;
@@ -129,6 +140,7 @@ class ReadTransaction {
 /// A write transaction; rolled back unless it was committed.
 class Transaction {
   public:
+    /// Waits for other writers. Throws SqliteError.
     explicit Transaction(Database &database);
     ~Transaction();
     Transaction(const Transaction &) = delete;

@@ -40,6 +40,7 @@ class SystemDatabase {
     /// Shares a connection, which must outlive this object. Writes are then part of the connection's transaction.
     explicit SystemDatabase(Database &shared) : database_(shared) {}
 
+    /// The database's file, for messages.
     const std::string &file() const noexcept { return database_.file(); }
 
     /// Nothing when there truly is no such item: before that is said, the names of all items are checked. The bytes are
@@ -54,6 +55,7 @@ class SystemDatabase {
     /// `folder` is empty for the bind point itself, or ends in "/". Names are relative to it: under "/oper/ots/if/"
     /// the item "Ots0_1_0_0/ots_info" shows as "Ots0_1_0_0/", and in the folder "Ots0_1_0_0/" as "ots_info".
     std::vector<std::string> list(std::string_view bind_point, std::string_view folder = {});
+    /// Those that have items, in byte order.
     std::vector<std::string> bind_points();
 
     /// True when the table of items is there and can be read; else what is wrong is noted as a failure.

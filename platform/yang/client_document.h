@@ -31,6 +31,7 @@ class DocumentError : public InputError {
     using InputError::InputError;
 };
 
+/// One node of a document with those inside it.
 struct ClientNode {
     std::string name;
     /// Namespace URI in XML, module name in JSON; empty when the client gave none.
@@ -49,6 +50,7 @@ struct ClientNode {
     bool in_array = false;
 };
 
+/// How a document is written.
 enum class DocumentFormat { xml, json };
 
 /// By the first character that is no white space. Throws DocumentError when it begins neither.

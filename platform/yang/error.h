@@ -14,6 +14,7 @@ namespace ocamp {
 /// out is std::bad_alloc everywhere here.
 class YangError : public std::runtime_error {
   public:
+    /// `path`: as path() gives it.
     explicit YangError(const std::string &text, std::string path = {})
         : std::runtime_error(text), path_(std::move(path)) {}
 

@@ -52,6 +52,7 @@ class RequestError : public std::runtime_error {
     /// Refused by the plug-in: the tag and the reason are those of the code.
     RequestError(cerrno code, const std::string &path);
 
+    /// What kind of refusal it is.
     ErrorTag tag() const noexcept { return tag_; }
     cerrno code() const noexcept { return code_; }             ///< 0 when the platform refused it
     const std::string &path() const noexcept { return path_; } ///< as given

@@ -24,6 +24,7 @@ class YangTree {
     /// YangError.
     static YangTree parse(const ly_ctx &context, std::string_view document, LYD_FORMAT format);
 
+    /// True when there are no nodes.
     bool empty() const noexcept { return first_ == nullptr; }
     /// The first of the top-level siblings; NULL for an empty tree.
     lyd_node *first() const noexcept { return first_.get(); }
