@@ -1,9 +1,10 @@
 // Times whole reads and edits of the example node in one process, with the seconds that each stage takes. Wall-clock
 // time: an edit waits for the disk.
+#include "log/stages.h"
 #include "node/edit_request.h"
 #include "node/filter.h"
 #include "node/service.h"
-#include "node/stages.h"
+#include "yang/models.h"
 
 #include <benchmark/benchmark.h>
 
@@ -22,7 +23,7 @@ constexpr std::array<const char *, 10> stage_names{"parse",  "to_native", "look_
                                                    "filter", "apply",     "check",   "print",         "commit"};
 static_assert(stage_names.size() == static_cast<std::size_t>(Stage::commit) + 1);
 
-/// Adds up the time that each stage takes while the clock lives.
+// Adds up the time that each stage takes while the clock lives.
 class StageClock : public StageObserver {
   public:
     StageClock() { set_stage_observer(this); }
@@ -58,7 +59,7 @@ class StageClock : public StageObserver {
     Clock::time_point since_;
 };
 
-/// The example node in a folder of its own, which is gone with it.
+// The example node in a folder of its own, which is gone with it.
 class ExampleNode {
   public:
     ExampleNode() {
@@ -83,7 +84,7 @@ void get(benchmark::State &state, const char *path) {
     const StageClock clock;
     for (auto iteration : state) {
         const ReadResult result = service.read(YFW_KIND_GET, filter);
-        benchmark::DoNotOptimize(print_tree(result.answer.get(), LYD_JSON));
+        benchmark::DoNotOptimize(result.answer.print(LYD_JSON));
     }
     clock.show(state);
 }

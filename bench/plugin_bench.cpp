@@ -29,13 +29,13 @@ namespace {
 using null_platform::CallRecord;
 using null_platform::Messages;
 
-/// Work of the plug-in that can be done again and again, and the context of its calls.
+// Work of the plug-in that can be done again and again, and the context of its calls.
 struct Task {
     std::shared_ptr<yfw_map_ctx_s> context;
     std::function<cerrno()> run;
 };
 
-/// How a task of a size is made.
+// How a task of a size is made.
 struct Work {
     std::string name;
     std::vector<size_t> sizes;
@@ -82,7 +82,7 @@ std::vector<Work> names() {
     };
 }
 
-/// A request of that many nodes in which nothing is found: the look-ups go through all of it.
+// A request of that many nodes in which nothing is found: the look-ups go through all of it.
 Node request_of(size_t nodes) {
     Node list = container("amplifiers");
     for (size_t left = nodes > 2 ? nodes - 2 : 0; left != 0;) {
@@ -146,11 +146,11 @@ std::vector<Work> all_work() {
 
 // ---- Measuring -----------------------------------------------------------------------------------------------------
 
-/// Sizes above this are recorded at this size, and the record is gone through as often as it takes: so that what the
-/// record itself takes out of the caches does not slow the limit down.
+// Sizes above this are recorded at this size, and the record is gone through as often as it takes: so that what the
+// record itself takes out of the caches does not slow the limit down.
 constexpr size_t recorded_size = 10;
 
-/// Made once: the trees of many entries take longer to make than to walk.
+// Made once: the trees of many entries take longer to make than to walk.
 const Task &task_of(const Work &work, size_t size) {
     static std::map<std::pair<std::string, size_t>, Task> tasks;
     const auto [task, added] = tasks.try_emplace({work.name, size});

@@ -14,7 +14,7 @@ struct EditCommandOptions {
     EditOptions edit;
 };
 
-constexpr const char *kFooter =
+constexpr const char *footer_text =
     "Example: set the target gain of a booster\n"
     "  ocamp edit --node demo-node - <<'END'\n"
     "  {\"openconfig-optical-amplifier:optical-amplifier\": {\"amplifiers\": {\"amplifier\": [\n"
@@ -39,7 +39,7 @@ void add_edit_command(CLI::App &program, CommonOptions &common) {
     add_node_option(command, options->node);
     add_edit_options(command, options->edit);
     add_common_options(command, common);
-    command.footer(kFooter);
+    command.footer(footer_text);
     command.callback([options, &common] { run(*options, common); });
 }
 

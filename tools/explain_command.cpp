@@ -3,9 +3,9 @@
 #include "options.h"
 #include "text_io.h"
 
-#include "log/calls.h"
-#include "log/failure.h"
-#include "log/text.h"
+#include "seam/calls.h"
+#include "seam/failure.h"
+#include "seam/text.h"
 
 #include <cstdio>
 #include <map>
@@ -144,7 +144,7 @@ void run_get(const ExplainGetOptions &options, const CommonOptions &common) {
     if (refusal)
         std::rethrow_exception(refusal);
     print_title(4, "OpenConfig answer");
-    print_indented(answer_text(result.answer.get(), options.format), 2);
+    print_indented(answer_text(result.answer, options.format), 2);
     print_dropped(result.dropped);
 }
 

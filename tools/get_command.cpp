@@ -15,7 +15,7 @@ struct GetOptions {
     LYD_FORMAT format = LYD_JSON;
 };
 
-constexpr const char *kFooter =
+constexpr const char *footer_text =
     "Examples:\n"
     "  ocamp get --node demo-node \"/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state\"\n"
     "  ocamp get --node demo-node --config --format xml --filter filter.xml\n"
@@ -25,7 +25,7 @@ void run(const GetOptions &options, const CommonOptions &common) {
     const Filter filter = options.read.filter();
     Service service({.node = options.node, .plugin = common.plugin, .logs = common.logs});
     const ReadResult result = service.read(options.read.kind(), filter);
-    finish_output(answer_text(result.answer.get(), options.format), "");
+    finish_output(answer_text(result.answer, options.format), "");
 }
 
 } // namespace
@@ -37,7 +37,7 @@ void add_get_command(CLI::App &program, CommonOptions &common) {
     add_read_options(command, options->read);
     add_format_option(command, options->format);
     add_common_options(command, common);
-    command.footer(kFooter);
+    command.footer(footer_text);
     command.callback([options, &common] { run(*options, common); });
 }
 

@@ -4,10 +4,9 @@
 #include "out_of_memory.h"
 #include "output.h"
 
-#include "log/text.h"
-#include "node/client_document.h"
 #include "node/plugin.h"
-#include "sysdb/bag_json.h"
+#include "seam/input_error.h"
+#include "seam/text.h"
 
 #include <cstdio>
 #include <exception>
@@ -19,11 +18,11 @@
 
 namespace {
 
-constexpr int kFailed = 1;
-constexpr int kWrongUse = 2;
+constexpr int request_failed = 1;
+constexpr int wrong_use = 2;
 
-constexpr const char *kFooter = "Exit status: 0 done, 1 the request failed, 2 wrong use.\n"
-                                "'ocamp COMMAND --help' tells more of each command.";
+constexpr const char *footer_text = "Exit status: 0 done, 1 the request failed, 2 wrong use.\n"
+                                    "'ocamp COMMAND --help' tells more of each command.";
 
 // The buffer of standard output is there from the start, so that an answer never fails for want of one.
 char output_buffer[BUFSIZ];
@@ -57,7 +56,7 @@ std::string version() {
 int run(int argc, char **argv) {
     CLI::App program("Reads and edits the optical amplifiers of a node through OpenConfig.", "ocamp");
     program.require_subcommand(1);
-    program.footer(kFooter);
+    program.footer(footer_text);
     program.set_version_flag("--version", version, "The version, and the plug-in that runs when none is named");
     ocamp::CommonOptions common;
     ocamp::add_get_command(program, common);
@@ -71,7 +70,7 @@ int run(int argc, char **argv) {
     } catch (const CLI::Success &help) {
         program.exit(help);
     } catch (const CLI::Error &error) {
-        return tell(std::string(error.what()) + "; 'ocamp --help' tells the commands", kWrongUse);
+        return tell(std::string(error.what()) + "; 'ocamp --help' tells the commands", wrong_use);
     }
     ocamp::finish_output("", "");
     return 0;
@@ -86,24 +85,10 @@ int main(int argc, char **argv) {
     try {
         return run(argc, argv);
     } catch (const std::bad_alloc &) {
-        return tell("out of memory", kFailed);
-    } catch (const UsageError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const FilterError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const DocumentError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const NodeError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const PluginError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const LogError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const SysdbNameError &error) {
-        return tell(error.what(), kWrongUse);
-    } catch (const BagJsonError &error) {
-        return tell(error.what(), kWrongUse);
+        return tell("out of memory", request_failed);
+    } catch (const InputError &error) {
+        return tell(error.what(), wrong_use);
     } catch (const std::exception &error) {
-        return tell(error.what(), kFailed);
+        return tell(error.what(), request_failed);
     }
 }

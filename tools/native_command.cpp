@@ -3,6 +3,8 @@
 #include "output.h"
 #include "text_io.h"
 
+#include "yang/models.h"
+
 #include <memory>
 
 namespace ocamp {
@@ -17,7 +19,7 @@ struct NativeOptions {
 
 YangTree all_data(NativeData data) {
     for (YangTree &tree : data.operational)
-        add_roots(data.running, std::move(tree));
+        data.running.add(std::move(tree));
     return std::move(data.running);
 }
 
@@ -29,7 +31,7 @@ void run(const NativeOptions &options, const CommonOptions &common) {
     const ReadTransaction snapshot(node.database());
     YangTree tree = all_data(load_native(node.database(), native_schema()));
     filter.cut(tree);
-    finish_output(answer_text(tree.get(), options.format), "");
+    finish_output(answer_text(tree, options.format), "");
 }
 
 } // namespace

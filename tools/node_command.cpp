@@ -2,7 +2,7 @@
 #include "options.h"
 #include "output.h"
 
-#include "log/text.h"
+#include "seam/text.h"
 
 #include <memory>
 

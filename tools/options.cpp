@@ -3,6 +3,8 @@
 
 #include "text_io.h"
 
+#include "yang/models.h"
+
 #include <map>
 
 namespace ocamp {
@@ -10,7 +12,7 @@ namespace ocamp {
 namespace {
 
 // An option whose argument is one of the words, and nothing that they stand for.
-template <typename Meaning>
+template <class Meaning>
 CLI::Option *add_word_option(CLI::App &command, const std::string &name, Meaning &meaning,
                              const std::map<std::string, Meaning> &words, const std::string &description) {
     return command

@@ -8,22 +8,22 @@
 
 namespace ocamp {
 
-// Output that did not get out whole. The text says what was done before, and why it could not be told.
+/// Output that did not get out whole. The text says what was done before, and why it could not be told.
 class OutputError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-// Makes sure that no file which is opened later becomes standard input, output or error. A stream that was closed stays
-// unusable. First call of the program.
+/// Makes sure that no file which is opened later becomes standard input, output or error. A stream that was closed
+/// stays unusable. First call of the program.
 void reserve_standard_streams() noexcept;
 
-// Writes `text` and everything written before it. `done` is what a client must know when that fails, such as "the edit
-// is made"; empty for an answer, which changes nothing. Afterwards nothing
-// can go wrong any more for the one who asked. Throws OutputError.
+/// Writes `text` and everything written before it. `done` is what a client must know when that fails, such as "the edit
+/// is made"; empty for an answer, which changes nothing. Afterwards nothing
+/// can go wrong any more for the one who asked. Throws OutputError.
 void finish_output(std::string_view text, std::string_view done);
 
-// Writes to standard error; what cannot be written is lost.
+/// Writes to standard error; what cannot be written is lost.
 void write_error(std::string_view text) noexcept;
 
 } // namespace ocamp

@@ -3,7 +3,7 @@
 #include "output.h"
 #include "text_io.h"
 
-#include "log/text.h"
+#include "seam/text.h"
 #include "sysdb/bag_json.h"
 #include "sysdb/bag_record.h"
 #include "sysdb/record_reader.h"
@@ -44,7 +44,7 @@ void list(SystemDatabase &database, const SysdbOptions &options) {
 }
 
 [[noreturn]] void refuse_missing(const SysdbOptions &options) {
-    throw UsageError(fmt::format("{}: no item {} under {}, expected one that 'ocamp sysdb list' shows", options.node,
+    throw InputError(fmt::format("{}: no item {} under {}, expected one that 'ocamp sysdb list' shows", options.node,
                                  options.item, options.bind_point));
 }
 

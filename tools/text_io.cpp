@@ -1,10 +1,8 @@
 // Files in and answers out. Knows nothing of requests.
 #include "text_io.h"
 
-#include "log/text.h"
-#include "node/client_document.h"
-#include "options.h"
-#include "sysdb/bag_json.h"
+#include "seam/text.h"
+#include "yang/client_document.h"
 
 #include <algorithm>
 #include <array>
@@ -20,10 +18,6 @@
 namespace ocamp {
 
 namespace {
-
-std::string input_name(const std::string &file) {
-    return file == "-" ? "standard input" : file;
-}
 
 std::string indented(const std::string &text) {
     std::string result;
@@ -55,10 +49,14 @@ class CloseLater {
         fmt::format("{}: {}, expected a file that can be read", input_name(file), std::strerror(error));
     if (error == EIO || error == ENOMEM || error == EMFILE || error == ENFILE)
         throw std::runtime_error(text);
-    throw UsageError(text);
+    throw InputError(text);
 }
 
 } // namespace
+
+std::string input_name(const std::string &file) {
+    return file == "-" ? "standard input" : file;
+}
 
 std::string read_input(const std::string &file) {
     const int descriptor = file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC);
@@ -73,25 +71,12 @@ std::string read_input(const std::string &file) {
     return text;
 }
 
-void rethrow_with_name(const std::string &file) {
-    const std::string name = input_name(file);
-    try {
-        throw;
-    } catch (const FilterError &error) {
-        throw FilterError(fmt::format("{}: {}", name, error.what()));
-    } catch (const DocumentError &error) {
-        throw DocumentError(fmt::format("{}: {}", name, error.what()));
-    } catch (const BagJsonError &error) {
-        throw BagJsonError(fmt::format("{}: {}", name, error.what()));
-    }
-}
-
-std::string answer_text(const lyd_node *answer, LYD_FORMAT format) {
-    const std::string printed = print_tree(answer, format);
+std::string answer_text(const YangTree &answer, LYD_FORMAT format) {
+    const std::string printed = answer.print(format);
     const std::string text = format == LYD_JSON ? escaped_json(printed) : escaped_xml(printed);
     if (format == LYD_JSON)
         return text.empty() ? "{}\n" : text + (text.ends_with('\n') ? "" : "\n");
-    const std::string open = fmt::format("<data xmlns=\"{}\"", kNetconfNamespace);
+    const std::string open = fmt::format("<data xmlns=\"{}\"", netconf_namespace);
     return text.empty() ? open + "/>\n" : open + ">\n" + indented(text) + "</data>\n";
 }
 

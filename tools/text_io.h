@@ -1,32 +1,31 @@
 // Files in and answers out. Knows nothing of requests.
 #pragma once
 
-#include "node/schema.h"
+#include "seam/input_error.h"
+#include "yang/tree.h"
 
 #include <string>
 
 namespace ocamp {
 
-// The whole of a file, or of standard input for "-". Throws UsageError.
+/// What a file is called in messages.
+std::string input_name(const std::string &file);
+
+/// The whole of a file, or of standard input for "-". Throws InputError, and std::runtime_error when the disk fails.
 std::string read_input(const std::string &file);
 
-// Runs `use` on the input; what it refuses is refused again with the input's name in front.
-template <typename Use>
-auto named_input(const std::string &file, Use use);
-
-[[noreturn]] void rethrow_with_name(const std::string &file);
-
-template <typename Use>
+/// Runs `use` on the input; what it refuses is refused again with the input's name in front.
+template <class Use>
 auto named_input(const std::string &file, Use use) {
     const std::string text = read_input(file);
     try {
         return use(text);
-    } catch (const std::runtime_error &) {
-        rethrow_with_name(file);
+    } catch (const InputError &error) {
+        throw InputError(input_name(file) + ": " + error.what());
     }
 }
 
-// The answer as a document of its own: JSON as an object, XML in NETCONF's <data>. Ends in a newline.
-std::string answer_text(const lyd_node *answer, LYD_FORMAT format);
+/// The answer as a document of its own: JSON as an object, XML in NETCONF's <data>. Ends in a newline.
+std::string answer_text(const YangTree &answer, LYD_FORMAT format);
 
 } // namespace ocamp

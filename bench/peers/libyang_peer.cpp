@@ -39,7 +39,7 @@ Context load(std::initializer_list<const char *> modules) {
 enum class Conversion { hundredths, inverted, gain_range, strip };
 
 struct Rule {
-    std::string path; ///< below the amplifier's entry
+    std::string path; // below the amplifier's entry
     Conversion conversion;
 };
 

@@ -10,6 +10,7 @@
 #include "sysdb/current_system_database.h"
 #include "sysdb/seal.h"
 #include "sysdb/system_database.h"
+#include "yang/models.h"
 
 #include <deque>
 
@@ -29,7 +30,7 @@ std::vector<std::uint8_t> record(const char *name, BagToken token) {
     return encode_bag({.name = name, .version_major = 1, .version_minor = 0, .tokens = {std::move(token)}});
 }
 
-/// A system database in memory with the inventory and the input powers of one node.
+// A system database in memory with the inventory and the input powers of one node.
 class NodeDatabase {
   public:
     explicit NodeDatabase(const NativeNode &node)
@@ -84,7 +85,7 @@ class PlatformPeer : public Peer {
         NativeData data;
         data.operational.push_back(native_schema().parse(node.xml, LYD_XML));
         const ReadResult result = Reader(plugin_, logs_).read(data, YFW_KIND_GET, amplifiers_, nullptr);
-        return print_tree(result.answer.get(), LYD_XML);
+        return result.answer.print(LYD_XML);
     }
 
     const std::vector<NativeNode> &nodes_;

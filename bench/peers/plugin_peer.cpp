@@ -31,7 +31,7 @@ Node native_node(const xmlNode &element) {
     return key ? std::move(node).key() : node;
 }
 
-/// The two walks of one node, and what they wrote.
+// The two walks of one node, and what they wrote.
 struct NodeWalks {
     std::unique_ptr<walks::Run> ports, histories;
     null_platform::InputPowers powers;

@@ -3,30 +3,30 @@
 #pragma once
 
 #include "framework/mapping_run.h"
-#include "log/calls.h"
-#include "log/codes.h"
-#include "log/seam_guard.h"
+#include "seam/calls.h"
+#include "seam/codes.h"
+#include "seam/guard.h"
 
 #include <string_view>
 
 namespace ocamp {
 
-// A node as argument or result of an observed call.
+/// A node as argument or result of an observed call.
 struct NodeWord {
     const yfw_datatree *node;
 };
 
-// In the place of the context and of the output node, which are the same in every call of a walk.
-inline constexpr std::string_view kContextWord = "ctx";
-inline constexpr std::string_view kOutputWord = "out";
+/// In the place of the context and of the output node, which are the same in every call of a walk.
+inline constexpr std::string_view context_word = "ctx";
+inline constexpr std::string_view output_word = "out";
 
-// Result of `body(run)` for the run behind `ctx`; a handle without run is refused.
-template <typename Body>
+/// Result of `body(run)` for the run behind `ctx`; a handle without run is refused.
+template <class Body>
 cerrno with_run(const char *function, yfw_map_ctx ctx, Body body) noexcept {
     return guarded(function, [&]() -> cerrno {
         MappingRun *run = MappingRun::from_handle(ctx);
         if (run == nullptr)
-            return refuse(function, RC_BAD_HANDLE, "not the context of a mapping run");
+            return refuse(function, rc_bad_handle, "not the context of a mapping run");
         return body(*run);
     });
 }

@@ -3,26 +3,20 @@
 
 #include "framework/operation_words.h"
 #include "framework/path_text.h"
-#include "log/codes.h"
-#include "log/seam_guard.h"
+#include "log/log.h"
+#include "seam/codes.h"
+#include "seam/guard.h"
+#include "seam/handle_table.h"
 
 #include <algorithm>
-#include <mutex>
-#include <unordered_map>
 
 namespace ocamp {
 
 namespace {
 
-// The runs that exist now, by handle. A handle is looked up here and never followed by itself.
-struct Registry {
-    std::mutex mutex;
-    std::unordered_map<const yfw_map_ctx_s *, MappingRun *> runs;
-};
-
-Registry &registry() {
-    static Registry live;
-    return live;
+HandleTable<MappingRun> &live_runs() {
+    static HandleTable<MappingRun> runs;
+    return runs;
 }
 
 RequestNode duplicate_of(const std::optional<RequestNode> &request) {
@@ -47,7 +41,7 @@ MappingRun::MappingRun(std::uint32_t kind, const std::optional<RequestNode> &req
     : kind_(kind), duplicate_(duplicate_of(request)) {
     if (request)
         request_.emplace(*request);
-    hierarchy_.reserve(kDeepestHierarchy);
+    hierarchy_.reserve(deepest_hierarchy);
     state_.request_kind = &kind_;
     state_.reg_dup_datatree = *duplicate_.root();
     if (request_) {
@@ -57,22 +51,17 @@ MappingRun::MappingRun(std::uint32_t kind, const std::optional<RequestNode> &req
     }
     begin_walk();
     context_.req_ctx = &state_;
-    context_.debug_filter.threshold = kLogNothing;
-
-    const std::lock_guard lock(registry().mutex);
-    registry().runs.emplace(&context_, this);
+    context_.debug_filter.threshold = log_nothing;
+    live_runs().lend(&context_, *this);
 }
 
 MappingRun::~MappingRun() {
     xos_named_free(state_.error_path);
-    const std::lock_guard lock(registry().mutex);
-    registry().runs.erase(&context_);
+    live_runs().close(&context_);
 }
 
 MappingRun *MappingRun::from_handle(yfw_map_ctx handle) noexcept {
-    const std::lock_guard lock(registry().mutex);
-    const auto found = registry().runs.find(handle);
-    return found == registry().runs.end() ? nullptr : found->second;
+    return live_runs().find(handle);
 }
 
 void MappingRun::begin_walk() noexcept {
@@ -121,9 +110,9 @@ std::string MappingRun::subject() const {
 cerrno MappingRun::push(const yfw_datatree *node, int level) {
     static constexpr const char *function = "yfw_map_add_to_node_hierarchy";
     if (level != YFW_LEVEL_CONTAINER && level != YFW_LEVEL_LIST_ENTRY)
-        return refuse(function, RC_INVALID_ARGUMENT, "level is neither 1 nor 2");
-    if (levels_.size() == kDeepestHierarchy)
-        return refuse(function, RC_HIERARCHY_FULL, "255 levels are the most");
+        return refuse(function, rc_invalid_argument, "level is neither 1 nor 2");
+    if (levels_.size() == deepest_hierarchy)
+        return refuse(function, rc_hierarchy_full, "255 levels are the most");
     levels_.push_back({node, level == YFW_LEVEL_LIST_ENTRY});
     describe_hierarchy();
     return CERR_SUCCESS;
@@ -132,9 +121,9 @@ cerrno MappingRun::push(const yfw_datatree *node, int level) {
 cerrno MappingRun::pop(const yfw_datatree *node) {
     static constexpr const char *function = "yfw_map_remove_from_node_hierarchy";
     if (levels_.empty())
-        return refuse(function, RC_HIERARCHY_EMPTY, "nothing to remove");
+        return refuse(function, rc_hierarchy_empty, "nothing to remove");
     if (levels_.back().node != node)
-        return refuse(function, RC_NODE_NOT_ON_TOP, "the node is not the last one added");
+        return refuse(function, rc_node_not_on_top, "the node is not the last one added");
     levels_.pop_back();
     describe_hierarchy();
     return CERR_SUCCESS;
@@ -160,7 +149,7 @@ cerrno MappingRun::make_current(std::string_view list_path) {
     const bool entered = !levels_.empty() && levels_.back().list_entry;
     const char *top = entered ? levels_.back().node->tag : nullptr;
     if (steps.empty() || (top != nullptr && steps.back() != top))
-        return refuse("yfw_map_update_current_list_node", RC_UNKNOWN_PATH, "not the path of the list just entered");
+        return refuse("yfw_map_update_current_list_node", rc_unknown_path, "not the path of the list just entered");
     return CERR_SUCCESS;
 }
 
@@ -169,7 +158,7 @@ cerrno MappingRun::check_leafref(std::string_view container, const yfw_datatree 
     const auto entry =
         std::find_if(levels_.rbegin(), levels_.rend(), [](const Level &level) { return level.list_entry; });
     if (entry == levels_.rend())
-        return refuse(function, RC_NO_LIST_ENTRY, "no list entry is entered");
+        return refuse(function, rc_no_list_entry, "no list entry is entered");
     const yfw_datatree *holder = child_of(*entry->node, container);
     const yfw_datatree *leaf = holder != nullptr && key.tag != nullptr ? child_of(*holder, key.tag) : nullptr;
     // A request may leave the leaf out: the key alone names the entry.
@@ -177,28 +166,28 @@ cerrno MappingRun::check_leafref(std::string_view container, const yfw_datatree 
         return CERR_SUCCESS;
     if (std::string_view(leaf->value) != key.value) {
         note_error_path();
-        return refuse(function, RC_LEAFREF_MISMATCH, "the key differs from the leaf that it refers to");
+        return refuse(function, rc_leafref_mismatch, "the key differs from the leaf that it refers to");
     }
     return CERR_SUCCESS;
 }
 
 cerrno MappingRun::push_entry(const yfw_datatree *node) {
-    if (entries_.size() == kDeepestHierarchy)
-        return refuse("yfw_map_util_itree_stack_push", RC_STACK_FULL, "255 entries are the most");
+    if (entries_.size() == deepest_hierarchy)
+        return refuse("yfw_map_util_itree_stack_push", rc_stack_full, "255 entries are the most");
     entries_.push_back(node);
     return CERR_SUCCESS;
 }
 
 cerrno MappingRun::pop_entry() {
     if (entries_.empty())
-        return refuse("yfw_map_util_itree_stack_pop", RC_STACK_EMPTY, "nothing to pop");
+        return refuse("yfw_map_util_itree_stack_pop", rc_stack_empty, "nothing to pop");
     entries_.pop_back();
     return CERR_SUCCESS;
 }
 
 cerrno MappingRun::write(Write made, const yfw_datatree *source) {
     if (path_steps(made.path).empty())
-        debug_log_line(kLogErrors, "yfw_map_datatree_add_path_flagged: no absolute path, the write leads nowhere");
+        debug_log_line(log_errors, "yfw_map_datatree_add_path_flagged: no absolute path, the write leads nowhere");
     if (source != nullptr) {
         made.operation = source->operation;
         made.source_path = request_ ? request_->path_of(source) : std::string();
@@ -212,7 +201,7 @@ cerrno MappingRun::write(Write made, const yfw_datatree *source) {
 cerrno MappingRun::find_or_add_entry(std::string_view list_path, std::string_view key_value, std::string_view key_name,
                                      std::string_view ns) {
     if (path_steps(list_path).empty())
-        return refuse("yfw_map_search_or_add_list", RC_UNKNOWN_PATH, "not an absolute path");
+        return refuse("yfw_map_search_or_add_list", rc_unknown_path, "not an absolute path");
     writes_.push_back({.path = std::string(list_path),
                        .ns = std::string(ns),
                        .value = std::string(key_value),
@@ -240,7 +229,7 @@ cerrno MappingRun::add_to_output_list(const yfw_datatree *entry) {
 cerrno MappingRun::remove_from_output_list(const yfw_datatree *entry) {
     const auto found = std::find(output_list_.begin(), output_list_.end(), entry);
     if (found == output_list_.end())
-        return refuse("yfw_remove_from_output_list_ctx", RC_NO_LIST_ENTRY, "the entry is not in the output list");
+        return refuse("yfw_remove_from_output_list_ctx", rc_no_list_entry, "the entry is not in the output list");
     output_list_.erase(found);
     state_.output_list_count = static_cast<std::uint32_t>(output_list_.size());
     return CERR_SUCCESS;

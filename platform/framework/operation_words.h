@@ -10,21 +10,23 @@
 
 namespace ocamp {
 
-inline constexpr std::array<std::string_view, 5> kOperationWords{"merge", "replace", "create", "delete", "remove"};
+inline constexpr std::array<std::string_view, 5> operation_words{"merge", "replace", "create", "delete", "remove"};
 
+/// "unknown" for a number that is no operation.
 inline std::string_view operation_word(std::uint32_t operation) noexcept {
-    return operation < kOperationWords.size() ? kOperationWords[operation] : "unknown";
+    return operation < operation_words.size() ? operation_words[operation] : "unknown";
 }
 
-// None for a word that names no operation.
+/// None for a word that names no operation.
 inline std::optional<std::uint32_t> operation_of(std::string_view word) noexcept {
-    for (std::uint32_t i = 0; i < kOperationWords.size(); ++i) {
-        if (kOperationWords[i] == word)
+    for (std::uint32_t i = 0; i < operation_words.size(); ++i) {
+        if (operation_words[i] == word)
             return i;
     }
     return std::nullopt;
 }
 
+/// True for delete and remove.
 inline bool deletes(std::uint32_t operation) noexcept {
     return operation == YFW_OP_DELETE || operation == YFW_OP_REMOVE;
 }

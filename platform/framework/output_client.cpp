@@ -10,7 +10,7 @@ using namespace ocamp;
 namespace {
 
 cerrno check_output(const char *function, MappingRun &run, const yfw_datatree *out) {
-    return out == run.output() ? CERR_SUCCESS : refuse(function, RC_INVALID_ARGUMENT, "not the output of this run");
+    return out == run.output() ? CERR_SUCCESS : refuse(function, rc_invalid_argument, "not the output of this run");
 }
 
 } // namespace
@@ -25,15 +25,15 @@ cerrno yfw_map_datatree_add_path_flagged(yfw_map_ctx ctx, yfw_datatree *out, con
         if (const cerrno bad = check_output(function, run, out); bad != CERR_SUCCESS)
             return bad;
         if (path == nullptr || ns == nullptr)
-            return refuse(function, RC_INVALID_ARGUMENT, "no path or no namespace");
+            return refuse(function, rc_invalid_argument, "no path or no namespace");
         if (zero != 0 || list_flag > 1 || follow_flag > 1)
-            return refuse(function, RC_INVALID_ARGUMENT, "the zero is not 0, or a flag is neither 0 nor 1");
-        Write made{.path = path, .ns = ns, .opens_list = list_flag == 1, .follows = follow_flag == 1};
+            return refuse(function, rc_invalid_argument, "the zero is not 0, or a flag is neither 0 nor 1");
+        Write made{.path = path, .ns = ns, .opens_list = list_flag == 1};
         if (value != nullptr)
             made.value = value;
         return run.write(std::move(made), source);
     });
-    record_call(function, Code{result}, kContextWord, kOutputWord, Quoted{path}, Quoted{ns}, Quoted{value},
+    record_call(function, Code{result}, context_word, output_word, Quoted{path}, Quoted{ns}, Quoted{value},
                 NodeWord{source}, zero, list_flag, follow_flag);
     return result;
 }
@@ -45,12 +45,12 @@ cerrno yfw_map_search_or_add_list(yfw_map_ctx ctx, yfw_datatree *out, yfw_datatr
         if (const cerrno bad = check_output(function, run, out); bad != CERR_SUCCESS)
             return bad;
         if (plist != &run.state().plist)
-            return refuse(function, RC_INVALID_ARGUMENT, "not the key list of this run");
+            return refuse(function, rc_invalid_argument, "not the key list of this run");
         if (list_path == nullptr || key_value == nullptr || key_name == nullptr || ns == nullptr)
-            return refuse(function, RC_INVALID_ARGUMENT, "a path, a key or the namespace is missing");
+            return refuse(function, rc_invalid_argument, "a path, a key or the namespace is missing");
         return run.find_or_add_entry(list_path, key_value, key_name, ns);
     });
-    record_call(function, Code{result}, kContextWord, kOutputWord, "plist", Quoted{list_path}, Quoted{key_value},
+    record_call(function, Code{result}, context_word, output_word, "plist", Quoted{list_path}, Quoted{key_value},
                 Quoted{key_name}, Quoted{ns});
     return result;
 }
@@ -62,9 +62,9 @@ cerrno yfw_map_get_node_info(yfw_map_ctx ctx, const yfw_datatree *entry, const c
         *key_value = nullptr;
     const cerrno result = with_run(function, ctx, [&](MappingRun &) {
         if (entry == nullptr || list_path == nullptr || key_name == nullptr || key_value == nullptr)
-            return refuse(function, RC_INVALID_ARGUMENT, "the entry, its path, its key or the result is missing");
+            return refuse(function, rc_invalid_argument, "the entry, its path, its key or the result is missing");
         if (entry->tag == nullptr || last_step(list_path) != entry->tag)
-            return refuse(function, RC_UNKNOWN_PATH, "the path is not that of the entry");
+            return refuse(function, rc_unknown_path, "the path is not that of the entry");
         const uint32_t count = entry->children != nullptr ? entry->child_count : 0;
         for (uint32_t i = 0; i < count && *key_value == nullptr; ++i) {
             if (yfw_datatree &child = entry->children[i];
@@ -73,7 +73,7 @@ cerrno yfw_map_get_node_info(yfw_map_ctx ctx, const yfw_datatree *entry, const c
         }
         return CERR_SUCCESS;
     });
-    record_call(function, Code{result}, kContextWord, NodeWord{entry}, Quoted{list_path}, Quoted{key_name},
+    record_call(function, Code{result}, context_word, NodeWord{entry}, Quoted{list_path}, Quoted{key_name},
                 Quoted{key_value != nullptr ? *key_value : nullptr});
     return result;
 }
@@ -83,9 +83,9 @@ cerrno yfw_add_to_output_list_ctx(yfw_map_ctx ctx, const yfw_datatree *entry, yf
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
         if (const cerrno bad = check_output(function, run, out); bad != CERR_SUCCESS)
             return bad;
-        return entry == nullptr ? refuse(function, RC_INVALID_ARGUMENT, "no entry") : run.add_to_output_list(entry);
+        return entry == nullptr ? refuse(function, rc_invalid_argument, "no entry") : run.add_to_output_list(entry);
     });
-    record_call(function, Code{result}, kContextWord, NodeWord{entry}, kOutputWord);
+    record_call(function, Code{result}, context_word, NodeWord{entry}, output_word);
     return result;
 }
 
@@ -94,10 +94,10 @@ cerrno yfw_remove_from_output_list_ctx(yfw_map_ctx ctx, const yfw_datatree *entr
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
         if (const cerrno bad = check_output(function, run, out); bad != CERR_SUCCESS)
             return bad;
-        return entry == nullptr ? refuse(function, RC_INVALID_ARGUMENT, "no entry")
+        return entry == nullptr ? refuse(function, rc_invalid_argument, "no entry")
                                 : run.remove_from_output_list(entry);
     });
-    record_call(function, Code{result}, kContextWord, NodeWord{entry}, kOutputWord);
+    record_call(function, Code{result}, context_word, NodeWord{entry}, output_word);
     return result;
 }
 

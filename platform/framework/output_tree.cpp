@@ -3,7 +3,7 @@
 
 #include "framework/operation_words.h"
 #include "framework/path_text.h"
-#include "log/text.h"
+#include "seam/text.h"
 
 #include <algorithm>
 

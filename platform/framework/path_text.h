@@ -7,17 +7,17 @@
 
 namespace ocamp {
 
-// Tag without the prefix that may stand before it ("a1:optics" gives "optics").
+/// Tag without the prefix that may stand before it ("a1:optics" gives "optics").
 std::string_view without_prefix(std::string_view tag) noexcept;
 
-// Tags of an absolute path, the root first, prefixes taken off. Empty when the path does not begin with a slash or
-// has an empty step; such a path leads nowhere.
+/// Tags of an absolute path, the root first, prefixes taken off. Empty when the path does not begin with a slash or
+/// has an empty step; such a path leads nowhere.
 std::vector<std::string_view> path_steps(std::string_view path);
 
-// Last tag of a path, prefix taken off; empty for a path that ends in a slash.
+/// Last tag of a path, prefix taken off; empty for a path that ends in a slash.
 std::string_view last_step(std::string_view path) noexcept;
 
-// One step of a data path with its key, such as amplifier[name='0/1-AMP-PRE'].
+/// One step of a data path with its key, such as amplifier[name='0/1-AMP-PRE'].
 std::string step_with_key(std::string_view tag, std::string_view key_name, std::string_view key_value);
 
 } // namespace ocamp

@@ -3,7 +3,7 @@
 
 #include "framework/operation_words.h"
 #include "framework/path_text.h"
-#include "log/text.h"
+#include "seam/text.h"
 
 #include <algorithm>
 
@@ -11,7 +11,7 @@ namespace ocamp {
 
 namespace {
 
-constexpr std::size_t kShownDepth = 64;
+constexpr std::size_t shown_depth = 64;
 
 void append_quoted(std::string &line, std::string_view text) {
     line += '"';
@@ -25,7 +25,7 @@ void append_lines(std::string &text, const yfw_datatree &node, std::size_t depth
     if (node.operation != YFW_OP_MERGE)
         text.append("  operation ").append(operation_word(node.operation));
     text += '\n';
-    if (depth + 1 == kShownDepth || node.children == nullptr)
+    if (depth + 1 == shown_depth || node.children == nullptr)
         return;
     for (std::uint32_t i = 0; i < node.child_count; ++i)
         append_lines(text, node.children[i], depth + 1);

@@ -13,38 +13,40 @@
 
 namespace ocamp {
 
-// One node of a request or native tree while it is put together.
+/// One node of a request or native tree while it is put together.
 struct RequestNode {
     std::string tag;
-    std::string ns;                         // namespace URI
-    std::optional<std::string> value = {};  // none for containers, list entries and leaves that are only named
-    std::uint32_t operation = YFW_OP_MERGE; // enum yfw_operation
-    bool key = false;                       // a list key
+    std::string ns;                         ///< namespace URI
+    std::optional<std::string> value = {};  ///< none for containers, list entries and leaves that are only named
+    std::uint32_t operation = YFW_OP_MERGE; ///< enum yfw_operation
+    bool key = false;                       ///< a list key
     std::vector<RequestNode> children = {};
 };
 
-// The key leaves of an entry as predicates, such as [name='0/1-AMP-PRE']; empty when it has none with a value.
+/// The key leaves of an entry as predicates, such as [name='0/1-AMP-PRE']; empty when it has none with a value.
 std::string key_predicates(const RequestNode &node);
 
-// A tree in the layout of the seam, with the texts it points at. Its nodes stay where they are, whatever walkers write
-// into them, until the tree is destroyed.
+/// A tree in the layout of the seam, with the texts it points at. Its nodes stay where they are, whatever walkers write
+/// into them, until the tree is destroyed.
 class DataTree {
   public:
+    /// Copies the description with all its texts.
     explicit DataTree(const RequestNode &root);
     DataTree(const DataTree &) = delete;
     DataTree &operator=(const DataTree &) = delete;
 
+    /// Never NULL.
     yfw_datatree *root() noexcept { return &root_.front(); }
     const yfw_datatree *root() const noexcept { return &root_.front(); }
 
-    // Absolute data path of a node as the tree was frozen, list keys included, such as
-    // /optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config. Empty when the node is not of this tree.
+    /// Absolute data path of a node as the tree was frozen, list keys included, such as
+    /// /optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config. Empty when the node is not of this tree.
     std::string path_of(const yfw_datatree *node) const;
 
   private:
     struct Place {
         const yfw_datatree *node;
-        std::size_t parent; // index of the parent's place; its own index for the root
+        std::size_t parent; ///< index of the parent's place; its own index for the root
         std::string step;
     };
 
@@ -57,10 +59,10 @@ class DataTree {
     std::vector<Place> places_;
 };
 
-// One line: tag, key or value, such as <amplifier name="0/1-AMP-PRE"> or <target-gain> "15.56"; "NULL" for NULL.
+/// One line: tag, key or value, such as <amplifier name="0/1-AMP-PRE"> or <target-gain> "15.56"; "NULL" for NULL.
 void append_node_text(std::string &line, const yfw_datatree *node);
 
-// The tree as indented lines, operations other than merge included; at most 64 levels deep.
+/// The tree as indented lines, operations other than merge included; at most 64 levels deep.
 std::string tree_text(const yfw_datatree &root);
 
 } // namespace ocamp

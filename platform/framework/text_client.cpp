@@ -1,6 +1,7 @@
 // The calls of the seam for text: copies that the platform owns, bounded copies into buffers, and trees printed to the
 // debug log. They know nothing of runs but their handles.
 #include "framework/client_words.h"
+#include "log/log.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -18,7 +19,7 @@ cerrno append_bounded(char *dst, size_t size, size_t used, const char *src, size
     // The source may be a part of the destination.
     std::memmove(dst + used, src, fits);
     dst[used + fits] = '\0';
-    return fits == wanted ? CERR_SUCCESS : RC_TEXT_CUT;
+    return fits == wanted ? CERR_SUCCESS : rc_text_cut;
 }
 
 // Name of the caller for the refusal's line.
@@ -28,10 +29,10 @@ const char *name_of(const char *caller, const char *function) noexcept {
 
 cerrno copy_bounded(const char *function, const char *caller, char *dst, size_t size, const char *src, size_t count) {
     if (dst == nullptr || size == 0)
-        return refuse(name_of(caller, function), RC_INVALID_ARGUMENT, "no room to copy a text to");
+        return refuse(name_of(caller, function), rc_invalid_argument, "no room to copy a text to");
     if (src == nullptr) {
         dst[0] = '\0';
-        return refuse(name_of(caller, function), RC_INVALID_ARGUMENT, "no text to copy");
+        return refuse(name_of(caller, function), rc_invalid_argument, "no text to copy");
     }
     return append_bounded(dst, size, 0, src, count);
 }
@@ -44,9 +45,9 @@ char *yfw_strdup(const char *text, const char *label) {
     const char *const function = __func__;
     char *copy = text != nullptr ? strdup(text) : nullptr;
     if (text == nullptr)
-        refuse(function, RC_INVALID_ARGUMENT, "no text to copy");
+        refuse(function, rc_invalid_argument, "no text to copy");
     else if (copy == nullptr)
-        refuse(function, RC_OUT_OF_MEMORY, "no room for a copy");
+        refuse(function, rc_out_of_memory, "no room for a copy");
     record_call(function, Quoted{copy}, Quoted{text}, Quoted{label});
     return copy;
 }
@@ -71,10 +72,10 @@ cerrno yfw_strcat_s(const char *caller, char *dst, size_t size, const char *src)
     const char *const function = __func__;
     const cerrno result = [&]() -> cerrno {
         if (dst == nullptr || size == 0 || src == nullptr)
-            return refuse(name_of(caller, function), RC_INVALID_ARGUMENT, "a text to append or room for it is missing");
+            return refuse(name_of(caller, function), rc_invalid_argument, "a text to append or room for it is missing");
         const size_t used = strnlen(dst, size);
         if (used == size)
-            return refuse(name_of(caller, function), RC_INVALID_ARGUMENT, "the text to append to has no end");
+            return refuse(name_of(caller, function), rc_invalid_argument, "the text to append to has no end");
         return append_bounded(dst, size, used, src, SIZE_MAX);
     }();
     record_call(function, Code{result}, Quoted{caller}, size, Quoted{src});
@@ -85,16 +86,16 @@ void yfw_map_print_datatree_internal(yfw_map_ctx ctx, const yfw_datatree *tree, 
     const char *const function = __func__;
     with_run(function, ctx, [&](MappingRun &) {
         if (tree == nullptr)
-            return refuse(function, RC_INVALID_ARGUMENT, "no tree");
-        if (yfw_debug_should_log(&ctx->debug_filter, kLogTraces) != 0) {
+            return refuse(function, rc_invalid_argument, "no tree");
+        if (yfw_debug_should_log(&ctx->debug_filter, log_traces) != 0) {
             const std::string text = tree_text(*tree);
-            debug_log_line(kLogTraces, std::string(label != nullptr ? label : "tree").append(":"));
+            debug_log_line(log_traces, std::string(label != nullptr ? label : "tree").append(":"));
             for (size_t begin = 0, end = 0; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1)
-                debug_log_line(kLogTraces, std::string_view(text).substr(begin, end - begin));
+                debug_log_line(log_traces, std::string_view(text).substr(begin, end - begin));
         }
         return CERR_SUCCESS;
     });
-    record_call(function, NoResult{}, kContextWord, NodeWord{tree}, Quoted{label});
+    record_call(function, NoResult{}, context_word, NodeWord{tree}, Quoted{label});
 }
 
 } // extern "C"

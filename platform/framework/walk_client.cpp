@@ -12,18 +12,18 @@ extern "C" {
 cerrno yfw_map_add_to_node_hierarchy(yfw_map_ctx ctx, const yfw_datatree *node, int level) {
     const char *const function = __func__;
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
-        return node == nullptr ? refuse(function, RC_INVALID_ARGUMENT, "no node") : run.push(node, level);
+        return node == nullptr ? refuse(function, rc_invalid_argument, "no node") : run.push(node, level);
     });
-    record_call(function, Code{result}, kContextWord, NodeWord{node}, level);
+    record_call(function, Code{result}, context_word, NodeWord{node}, level);
     return result;
 }
 
 cerrno yfw_map_remove_from_node_hierarchy(yfw_map_ctx ctx, const yfw_datatree *node) {
     const char *const function = __func__;
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
-        return node == nullptr ? refuse(function, RC_INVALID_ARGUMENT, "no node") : run.pop(node);
+        return node == nullptr ? refuse(function, rc_invalid_argument, "no node") : run.pop(node);
     });
-    record_call(function, Code{result}, kContextWord, NodeWord{node});
+    record_call(function, Code{result}, context_word, NodeWord{node});
     return result;
 }
 
@@ -36,7 +36,7 @@ int yfw_map_do_these_match(const char *a, const char *b) {
 int yfw_map_is_request_delete(const yfw_datatree *node) {
     const char *const function = __func__;
     if (node == nullptr)
-        refuse(function, RC_INVALID_ARGUMENT, "no node");
+        refuse(function, rc_invalid_argument, "no node");
     const int result = node != nullptr && deletes(node->operation) ? 1 : 0;
     record_call(function, result, NodeWord{node});
     return result;
@@ -48,16 +48,16 @@ int yfw_map_is_request_add(yfw_map_ctx ctx) {
         result = run.adds_data() ? 1 : 0;
         return CERR_SUCCESS;
     });
-    record_call(__func__, result, kContextWord);
+    record_call(__func__, result, context_word);
     return result;
 }
 
 cerrno yfw_map_update_current_list_node(yfw_map_ctx ctx, const char *list_path) {
     const char *const function = __func__;
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
-        return list_path == nullptr ? refuse(function, RC_INVALID_ARGUMENT, "no path") : run.make_current(list_path);
+        return list_path == nullptr ? refuse(function, rc_invalid_argument, "no path") : run.make_current(list_path);
     });
-    record_call(function, Code{result}, kContextWord, Quoted{list_path});
+    record_call(function, Code{result}, context_word, Quoted{list_path});
     return result;
 }
 
@@ -66,10 +66,10 @@ cerrno yfw_map_check_oc_leafref(yfw_map_ctx ctx, const char *list_path, const ch
     const char *const function = __func__;
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
         if (list_path == nullptr || container == nullptr || key == nullptr || out == nullptr)
-            return refuse(function, RC_INVALID_ARGUMENT, "a path, a container, a key or the output is missing");
+            return refuse(function, rc_invalid_argument, "a path, a container, a key or the output is missing");
         return run.check_leafref(container, *key);
     });
-    record_call(function, Code{result}, kContextWord, Quoted{list_path}, Quoted{container}, NodeWord{key}, kOutputWord);
+    record_call(function, Code{result}, context_word, Quoted{list_path}, Quoted{container}, NodeWord{key}, output_word);
     return result;
 }
 
@@ -79,7 +79,7 @@ uint32_t yfw_map_util_itree_stack_size(yfw_map_ctx ctx) {
         size = static_cast<uint32_t>(run.entry_count());
         return CERR_SUCCESS;
     });
-    record_call(__func__, size, kContextWord);
+    record_call(__func__, size, context_word);
     return size;
 }
 
@@ -89,22 +89,22 @@ const yfw_datatree *yfw_map_util_itree_stack_peak(yfw_map_ctx ctx) {
         top = run.top_entry();
         return CERR_SUCCESS;
     });
-    record_call(__func__, NodeWord{top}, kContextWord);
+    record_call(__func__, NodeWord{top}, context_word);
     return top;
 }
 
 cerrno yfw_map_util_itree_stack_push(yfw_map_ctx ctx, const yfw_datatree *node) {
     const char *const function = __func__;
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
-        return node == nullptr ? refuse(function, RC_INVALID_ARGUMENT, "no node") : run.push_entry(node);
+        return node == nullptr ? refuse(function, rc_invalid_argument, "no node") : run.push_entry(node);
     });
-    record_call(function, Code{result}, kContextWord, NodeWord{node});
+    record_call(function, Code{result}, context_word, NodeWord{node});
     return result;
 }
 
 cerrno yfw_map_util_itree_stack_pop(yfw_map_ctx ctx) {
     const cerrno result = with_run(__func__, ctx, [](MappingRun &run) { return run.pop_entry(); });
-    record_call(__func__, Code{result}, kContextWord);
+    record_call(__func__, Code{result}, context_word);
     return result;
 }
 
@@ -113,7 +113,7 @@ void yfw_oc_error_path(yfw_map_ctx ctx) {
         run.note_error_path();
         return CERR_SUCCESS;
     });
-    record_call(__func__, NoResult{}, kContextWord);
+    record_call(__func__, NoResult{}, context_word);
 }
 
 } // extern "C"

@@ -2,14 +2,14 @@
 // that write.
 #include "log/log.h"
 
-#include "log/text.h"
+#include "seam/guard.h"
+#include "seam/handle_table.h"
+#include "seam/text.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 #include <fmt/format.h>
 
@@ -17,36 +17,14 @@ namespace ocamp {
 
 namespace {
 
-// The addresses that are handles now. A handle comes back from the plug-in as a bare pointer; it is used only when it
-// is found here.
-class LiveHandles {
-  public:
-    void add(const void *object) {
-        const std::lock_guard lock(mutex_);
-        objects_.push_back(object);
-    }
-    void remove(const void *object) noexcept {
-        const std::lock_guard lock(mutex_);
-        std::erase(objects_, object);
-    }
-    bool contains(const void *object) const noexcept {
-        const std::lock_guard lock(mutex_);
-        return std::find(objects_.begin(), objects_.end(), object) != objects_.end();
-    }
-
-  private:
-    mutable std::mutex mutex_;
-    std::vector<const void *> objects_;
-};
-
-LiveHandles &live_debug_logs() {
-    static LiveHandles handles;
-    return handles;
+HandleTable<DebugLog> &live_debug_logs() {
+    static HandleTable<DebugLog> logs;
+    return logs;
 }
 
-LiveHandles &live_traces() {
-    static LiveHandles handles;
-    return handles;
+HandleTable<LightTrace> &live_traces() {
+    static HandleTable<LightTrace> traces;
+    return traces;
 }
 
 // Held while a line is written, so that a session cannot close its log under a writer on another thread.
@@ -56,6 +34,10 @@ DebugLog *current_log = nullptr;
 DebugLog *exchange_current_log(DebugLog *log) noexcept {
     const std::lock_guard lock(current_log_mutex);
     return std::exchange(current_log, log);
+}
+
+void write_refusal(std::string_view text) noexcept {
+    debug_log_line(log_errors, text);
 }
 
 std::FILE *open_sink(const std::string &where) {
@@ -80,12 +62,12 @@ LogSink::LogSink(const std::string &where) : where_(where), file_(open_sink(wher
 
 void LogSink::write(std::string_view text) noexcept {
     try {
-        const bool cut = text.size() > kLogMessageLimit;
+        const bool cut = text.size() > log_message_limit;
         std::string line;
         line.reserve(text.size() + 64);
-        append_escaped(line, text.substr(0, kLogMessageLimit));
+        append_escaped(line, text.substr(0, log_message_limit));
         if (cut)
-            fmt::format_to(std::back_inserter(line), " [cut at {} bytes]", kLogMessageLimit);
+            fmt::format_to(std::back_inserter(line), " [cut at {} bytes]", log_message_limit);
         line += '\n';
         // One call a line: lines of several threads do not mix.
         if (std::fwrite(line.data(), 1, line.size(), file_.get()) == line.size() || write_failed_)
@@ -98,27 +80,27 @@ void LogSink::write(std::string_view text) noexcept {
 }
 
 DebugLog::DebugLog(const std::string &where, int threshold) : sink_(where), threshold_(threshold) {
-    live_debug_logs().add(this);
+    live_debug_logs().lend(this, *this);
 }
 
 DebugLog::~DebugLog() {
-    live_debug_logs().remove(this);
+    live_debug_logs().close(this);
 }
 
 DebugLog *DebugLog::from_handle(yfw_log_handle *handle) noexcept {
-    return live_debug_logs().contains(handle) ? reinterpret_cast<DebugLog *>(handle) : nullptr;
+    return live_debug_logs().find(handle);
 }
 
 LightTrace::LightTrace(const std::string &where) : sink_(where) {
-    live_traces().add(this);
+    live_traces().lend(this, *this);
 }
 
 LightTrace::~LightTrace() {
-    live_traces().remove(this);
+    live_traces().close(this);
 }
 
 LightTrace *LightTrace::from_handle(yfw_ltrace_handle *handle) noexcept {
-    return live_traces().contains(handle) ? reinterpret_cast<LightTrace *>(handle) : nullptr;
+    return live_traces().find(handle);
 }
 
 LogSession::LogSession(const LogSettings &settings) {
@@ -126,6 +108,7 @@ LogSession::LogSession(const LogSettings &settings) {
         debug_log_.emplace(settings.debug_log, settings.level);
     if (!settings.trace.empty())
         trace_.emplace(settings.trace);
+    set_refusal_writer(write_refusal);
     previous_ = exchange_current_log(debug_log_ ? &*debug_log_ : nullptr);
 }
 
@@ -134,7 +117,7 @@ LogSession::~LogSession() {
 }
 
 void LogSession::attach(yfw_map_ctx_s &ctx) noexcept {
-    ctx.debug_filter.threshold = debug_log_ ? debug_log_->threshold() : kLogNothing;
+    ctx.debug_filter.threshold = debug_log_ ? debug_log_->threshold() : log_nothing;
     ctx.error_log = debug_log_ ? debug_log_->handle() : nullptr;
     ctx.trace_log = ctx.error_log;
     ctx.ltrace_handle = trace_ ? trace_->handle() : nullptr;
@@ -146,7 +129,7 @@ void debug_log_line(int level, std::string_view text) noexcept {
     if (current_log == nullptr || !current_log->takes(level))
         return;
     try {
-        current_log->write(fmt::format("{}: platform: {}", level <= kLogErrors ? "ERR" : "TRC", text));
+        current_log->write(fmt::format("{}: platform: {}", level <= log_errors ? "ERR" : "TRC", text));
     } catch (...) {
         // Out of memory for the line: it is lost, the request is not.
     }

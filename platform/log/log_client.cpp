@@ -1,7 +1,7 @@
 // The log and trace calls of the seam. They check what they are given and hand it to the log it names; they know
 // nothing of what the messages say. Observers of calls do not see these: they would drown the others.
 #include "log/log.h"
-#include "log/seam_guard.h"
+#include "seam/guard.h"
 
 #include <algorithm>
 #include <atomic>
@@ -16,15 +16,15 @@
 namespace {
 
 // The only flags word that the seam defines: bytes 3, 4 and 5, from the least significant byte 0, are 1.
-constexpr std::uint64_t kTraceFlags = 0x10101000000U;
+constexpr std::uint64_t trace_flags = 0x10101000000U;
 
 // Most messages fit here; longer ones are formatted a second time on the heap.
-constexpr std::size_t kUsualMessage = 1024;
+constexpr std::size_t usual_message = 1024;
 
 void write_formatted(ocamp::DebugLog &log, const char *format, std::va_list arguments) {
     std::va_list again;
     va_copy(again, arguments);
-    char usual[kUsualMessage];
+    char usual[usual_message];
     const int length = std::vsnprintf(usual, sizeof usual, format, arguments);
     if (length < 0) {
         log.write("ERR: platform: a message could not be formatted");
@@ -32,7 +32,7 @@ void write_formatted(ocamp::DebugLog &log, const char *format, std::va_list argu
         log.write({usual, size});
     } else {
         // One byte above the limit tells the sink that the message was longer.
-        std::vector<char> longer(std::min(size, ocamp::kLogMessageLimit + 1) + 1);
+        std::vector<char> longer(std::min(size, ocamp::log_message_limit + 1) + 1);
         std::vsnprintf(longer.data(), longer.size(), format, again);
         log.write({longer.data(), longer.size() - 1});
     }
@@ -52,7 +52,7 @@ void _xos_dt_log_filter_adv(yfw_log_handle *handle, uintptr_t, uintptr_t, uintpt
                             const char *format, ...) {
     ocamp::DebugLog *log = ocamp::DebugLog::from_handle(handle);
     if (log == nullptr || format == nullptr) {
-        ocamp::refuse("_xos_dt_log_filter_adv", ocamp::RC_INVALID_ARGUMENT,
+        ocamp::refuse("_xos_dt_log_filter_adv", ocamp::rc_invalid_argument,
                       log == nullptr ? "not an open log; a message is dropped" : "no format; a message is dropped");
         return;
     }
@@ -69,17 +69,17 @@ void _xos_dt_log_filter_adv(yfw_log_handle *handle, uintptr_t, uintptr_t, uintpt
 void _lstrace(yfw_ltrace_handle *handle, uint64_t flags, const char *line) {
     ocamp::LightTrace *trace = ocamp::LightTrace::from_handle(handle);
     if (trace == nullptr) {
-        ocamp::refuse("_lstrace", ocamp::RC_BAD_HANDLE, "not an open trace; a line is dropped");
+        ocamp::refuse("_lstrace", ocamp::rc_bad_handle, "not an open trace; a line is dropped");
     } else if (line == nullptr) {
-        ocamp::refuse("_lstrace", ocamp::RC_INVALID_ARGUMENT, "no line");
-    } else if (flags != kTraceFlags) {
+        ocamp::refuse("_lstrace", ocamp::rc_invalid_argument, "no line");
+    } else if (flags != trace_flags) {
         ocamp::guarded("_lstrace", [&] {
             return ocamp::refuse(
-                "_lstrace", ocamp::RC_INVALID_ARGUMENT,
-                fmt::format("flags word {:#x}, expected {:#x}; a line is dropped", flags, kTraceFlags));
+                "_lstrace", ocamp::rc_invalid_argument,
+                fmt::format("flags word {:#x}, expected {:#x}; a line is dropped", flags, trace_flags));
         });
     } else {
-        trace->write({line, strnlen(line, ocamp::kLogMessageLimit + 1)});
+        trace->write({line, strnlen(line, ocamp::log_message_limit + 1)});
     }
 }
 

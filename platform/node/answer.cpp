@@ -1,9 +1,10 @@
 // How written nodes find their place in the model, or are dropped. Knows nothing of native models.
 #include "node/answer.h"
 
-#include "node/stages.h"
+#include "log/stages.h"
 
 #include "framework/path_text.h"
+#include "yang/error.h"
 
 #include <optional>
 
@@ -41,10 +42,6 @@ void Answer::add(const OutputTree &output) {
         dropped_.push_back({write.path, write.value.value_or(""), "the path is not absolute"});
 }
 
-lyd_node *Answer::siblings_below(lyd_node *parent) const {
-    return parent != nullptr ? lyd_child(parent) : tree_.get();
-}
-
 void Answer::place(lyd_node *parent, const lysc_node *parent_schema, const OutputNode &from, const std::string &above) {
     const std::string path = above + "/" + from.tag;
     const lysc_node *schema = schema_.find(parent_schema, from.tag, from.ns);
@@ -70,7 +67,7 @@ void Answer::place_leaf(lyd_node *parent, const lysc_node &schema, const OutputN
         return;
     }
     try {
-        schema_.set_leaf(tree_, parent, schema, *from.value);
+        tree_.set_leaf(parent, schema, *from.value);
     } catch (const YangError &error) {
         drop(from, path, error.what());
     }
@@ -82,10 +79,10 @@ void Answer::place_entry(lyd_node *parent, const lysc_node &schema, const Output
         drop(from, path, "its list entry has no key");
         return;
     }
-    lyd_node *entry = find_entry(siblings_below(parent), schema, *keys);
+    lyd_node *entry = find_entry(tree_.below(parent), schema, *keys);
     if (entry == nullptr) {
         try {
-            entry = schema_.add_entry(tree_, parent, schema, *keys);
+            entry = tree_.add_entry(parent, schema, *keys);
         } catch (const YangError &error) {
             drop(from, path, error.what());
             return;
@@ -96,18 +93,13 @@ void Answer::place_entry(lyd_node *parent, const lysc_node &schema, const Output
 
 void Answer::place_container(lyd_node *parent, const lysc_node &schema, const OutputNode &from,
                              const std::string &path) {
-    lyd_node *container = find_instance(siblings_below(parent), schema);
+    lyd_node *container = find_instance(tree_.below(parent), schema);
     if (container == nullptr)
-        container = schema_.add_container(tree_, parent, schema);
+        container = tree_.add_container(parent, schema);
     place_children(container, schema, from, path);
-    if (lyd_child(container) != nullptr)
-        return;
-    // Everything below was dropped.
-    if (tree_.get() == container) {
-        lyd_node *first = tree_.release();
-        tree_.reset(first->next);
-    }
-    lyd_free_tree(container);
+    // Everything below may have been dropped.
+    if (tree_.below(container) == nullptr)
+        tree_.remove(container);
 }
 
 void Answer::place_children(lyd_node *node, const lysc_node &schema, const OutputNode &from, const std::string &path) {

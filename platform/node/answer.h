@@ -3,29 +3,32 @@
 #pragma once
 
 #include "framework/output_tree.h"
-#include "node/schema.h"
+#include "yang/tree.h"
 
 #include <string>
 #include <vector>
 
 namespace ocamp {
 
-// A leaf that a handler wrote and the answer does not carry.
+/// A leaf that a handler wrote and the answer does not carry.
 struct DroppedLeaf {
     std::string path;
     std::string value;
     std::string reason;
 };
 
+/// Grows with every walk over native data.
 class Answer {
   public:
-    // `configuration_only`: state is dropped too.
+    /// `configuration_only`: state is dropped too.
     Answer(const Schema &schema, bool configuration_only) : schema_(schema), configuration_only_(configuration_only) {}
 
+    /// Adds what one walk wrote to what is there already.
     void add(const OutputTree &output);
 
-    const YangTree &tree() const noexcept { return tree_; }
+    /// What has been put together; afterwards the answer is empty.
     YangTree take_tree() noexcept { return std::move(tree_); }
+    /// In the order in which they were written.
     const std::vector<DroppedLeaf> &dropped() const noexcept { return dropped_; }
 
   private:
@@ -35,7 +38,6 @@ class Answer {
     void place_container(lyd_node *parent, const lysc_node &schema, const OutputNode &from, const std::string &path);
     void place_children(lyd_node *node, const lysc_node &schema, const OutputNode &from, const std::string &path);
     void drop(const OutputNode &from, const std::string &path, const std::string &reason);
-    lyd_node *siblings_below(lyd_node *parent) const;
 
     const Schema &schema_;
     bool configuration_only_;

@@ -3,7 +3,8 @@
 
 #include "framework/operation_words.h"
 #include "framework/path_text.h"
-#include "node/request_error.h"
+#include "yang/error.h"
+#include "yang/request_error.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -59,7 +60,7 @@ std::string_view form_word(ClientNode::JsonForm form) {
 [[noreturn]] void refuse_attribute(const ClientNode &node, const std::string &path) {
     throw RequestError(error_tag::unknown_attribute, path,
                        fmt::format("attribute '{}', expected none but 'operation' of the namespace {}",
-                                   node.attributes.front(), kNetconfNamespace));
+                                   node.attributes.front(), netconf_namespace));
 }
 
 std::vector<ClientNode> read_edit(std::string_view document, const Schema &schema) {
@@ -67,9 +68,9 @@ std::vector<ClientNode> read_edit(std::string_view document, const Schema &schem
     std::vector<ClientNode> nodes = read_document(document, format, schema);
     if (format == DocumentFormat::json)
         return nodes;
-    if (nodes.size() != 1 || nodes.front().name != "config" || nodes.front().module != kNetconfNamespace)
+    if (nodes.size() != 1 || nodes.front().name != "config" || nodes.front().module != netconf_namespace)
         throw DocumentError(
-            fmt::format("expected one element <config xmlns=\"{}\"> around the edit", kNetconfNamespace));
+            fmt::format("expected one element <config xmlns=\"{}\"> around the edit", netconf_namespace));
     const ClientNode &config = nodes.front();
     if (config.operation)
         throw RequestError(error_tag::bad_attribute, "/config",
@@ -106,7 +107,7 @@ class EditReader {
                       .value = std::nullopt,
                       .operation = inherited,
                       .children = {}};
-        if (from.name == "operation" && (from.module == kNetconfNamespace || from.module == netconf_module))
+        if (from.name == "operation" && (from.module == netconf_namespace || from.module == netconf_module))
             throw RequestError(error_tag::unknown_element, node.path,
                                "stands as a node, expected an attribute in XML and a member of \"@\" in JSON");
         if (from.module.empty())
@@ -214,7 +215,7 @@ class EditReader {
             if (!node.operation)
                 throw RequestError(error_tag::bad_attribute, node.path,
                                    fmt::format("operation '{}', expected one of: {}", *from.operation,
-                                               fmt::join(kOperationWords, ", ")));
+                                               fmt::join(operation_words, ", ")));
         } else if (node.schema != nullptr && is_key(*node.schema) && deletes(node.operation.value_or(YFW_OP_MERGE))) {
             // The key of an entry that is deleted only says which one it is.
             node.operation = YFW_OP_MERGE;

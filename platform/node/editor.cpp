@@ -6,6 +6,8 @@
 #include "framework/path_text.h"
 #include "node/native_edit.h"
 #include "node/slots.h"
+#include "yang/error.h"
+#include "yang/models.h"
 
 #include <algorithm>
 #include <charconv>
@@ -17,9 +19,9 @@ namespace ocamp {
 
 namespace {
 
-// How far a value may read back from what was asked, in the leaf's unit: the native tenths cost less than this. What
-// reads back further away has lost more than a fraction.
-constexpr double kFarthestReadBack = 1.0;
+// How far a number may read back from what was asked, in the leaf's unit. The loss that is allowed is that of a native
+// leaf which takes whole numbers of the unit or of a part of it: less than one. More is no rounding any more.
+constexpr double farthest_read_back = 1.0;
 
 lyd_node *instance_of(const EditNode &node, lyd_node *siblings) {
     if (node.schema == nullptr || siblings == nullptr)
@@ -101,7 +103,7 @@ bool reads_back(const EditNode &leaf, const std::string &now) {
     const std::optional<double> asked = number(*leaf.schema, *leaf.value);
     const std::optional<double> read = number(*leaf.schema, now);
     if (asked && read)
-        return std::abs(*asked - *read) <= kFarthestReadBack;
+        return std::abs(*asked - *read) <= farthest_read_back;
     return *leaf.value == now;
 }
 
@@ -130,18 +132,37 @@ void check_after(const EditNode &node, lyd_node *siblings) {
         check_after(child, instance != nullptr ? lyd_child(instance) : nullptr);
 }
 
+// The steps of a data path without their keys, which may hold slashes in quotes.
+std::string without_keys(std::string_view path) {
+    std::string names;
+    char quote = '\0';
+    bool in_key = false;
+    for (const char character : path) {
+        if (quote != '\0')
+            quote = character == quote ? '\0' : quote;
+        else if (in_key && (character == '\'' || character == '"'))
+            quote = character;
+        else if (character == '[' || character == ']')
+            in_key = character == '[';
+        else if (!in_key)
+            names += character;
+    }
+    return names;
+}
+
 // Checks the whole of the native configuration. What is wrong with it is told of the OpenConfig node whose write stands
 // where the native model complains, or else of the whole edit.
 void check_natively(YangTree &running, const std::vector<Write> &writes) {
     try {
         native_schema().validate(running);
     } catch (const YangError &error) {
-        const std::string_view complaint = error.what();
+        const std::string place = without_keys(error.path());
+        const std::vector<std::string_view> steps = path_steps(place);
         const auto guilty = std::find_if(writes.rbegin(), writes.rend(), [&](const Write &write) {
-            return !write.source_path.empty() && complaint.find(last_step(write.path)) != std::string_view::npos;
+            return !write.source_path.empty() && !steps.empty() && path_steps(write.path) == steps;
         });
         throw RequestError(error_tag::operation_failed, guilty == writes.rend() ? "" : guilty->source_path,
-                           fmt::format("the native configuration would not be valid: {}", complaint));
+                           fmt::format("the native configuration would not be valid: {}", error.what()));
     }
 }
 
@@ -154,10 +175,10 @@ YangTree Editor::configuration(const NativeData &data) const {
 void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report) const {
     EditRequest request = asked;
     const YangTree before = configuration(data);
-    const YangTree native_before = copy_tree(data.running.get());
+    const YangTree native_before = data.running.copy();
     for (EditNode &root : request.roots()) {
-        check_before(root, before.get());
-        drop_absent_removals(root, before.get());
+        check_before(root, before.first());
+        drop_absent_removals(root, before.first());
     }
     std::vector<Write> writes;
     for (RequestNode &run : request.requests())
@@ -165,11 +186,11 @@ void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report
     check_natively(data.running, writes);
     const YangTree after = configuration(data);
     if (report != nullptr) {
-        report->native_changes = changes(native_before.get(), data.running.get());
-        report->openconfig_changes = changes(before.get(), after.get());
+        report->native_changes = changes(native_before, data.running);
+        report->openconfig_changes = changes(before, after);
     }
     for (const EditNode &root : request.roots())
-        check_after(root, after.get());
+        check_after(root, after.first());
 }
 
 void Editor::run_one(NativeData &data, RequestNode request, std::vector<Write> &writes, EditReport *report) const {

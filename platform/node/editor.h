@@ -13,23 +13,25 @@
 
 namespace ocamp {
 
-// How an edit went, for people. What was done before a refusal is there too.
+/// How an edit went, for people. What was done before a refusal is there too.
 struct EditRunReport {
     std::string request;
     std::string native_edit;
 };
+/// How the whole edit went.
 struct EditReport {
     std::vector<EditRunReport> runs;
-    std::vector<std::string> native_changes;     // as changes() gives them
-    std::vector<std::string> openconfig_changes; // the same for what a client reads
+    std::vector<std::string> native_changes;     ///< as changes() gives them
+    std::vector<std::string> openconfig_changes; ///< the same for what a client reads
 };
 
+/// Carries edits out on native data in memory.
 class Editor {
   public:
-    // All outlive the editor. Handlers write their messages to the logs of `logs`.
+    /// All outlive the editor. Handlers write their messages to the logs of `logs`.
     Editor(const Plugin &plugin, LogSession &logs) : plugin_(plugin), logs_(logs), reader_(plugin, logs) {}
 
-    // Changes `data.running`, which is to be thrown away when this throws RequestError. `report` may be NULL.
+    /// Changes `data.running`, which is to be thrown away when this throws RequestError. `report` may be NULL.
     void edit(NativeData &data, const EditRequest &request, EditReport *report) const;
 
   private:

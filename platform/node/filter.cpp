@@ -1,10 +1,11 @@
 // How paths and subtree filters are read, turned into requests, and applied to answers. Knows no handler.
 #include "node/filter.h"
 
-#include "log/text.h"
-#include "node/client_document.h"
-#include "node/served_nodes.h"
-#include "node/stages.h"
+#include "log/stages.h"
+#include "seam/text.h"
+#include "yang/client_document.h"
+#include "yang/error.h"
+#include "yang/models.h"
 
 #include <algorithm>
 #include <unordered_set>
@@ -17,7 +18,7 @@ namespace ocamp {
 namespace {
 
 // What `check` gives: the value as the model writes it; none when it throws, as the leaf cannot have the value.
-template <typename Check>
+template <class Check>
 std::optional<std::string> canonical_value(Check check) {
     try {
         return check();
@@ -47,7 +48,7 @@ class Filter::PathReader {
                                       at.data() - path_.data() + 1, shortened(what, longest_shown)));
     }
 
-    void skip_blanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(kBlanks), rest_.size())); }
+    void skip_blanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(blanks), rest_.size())); }
 
     void expect(char character) {
         if (!rest_.starts_with(character))
@@ -158,7 +159,7 @@ Filter Filter::from_document(const Schema &schema, std::string_view xml) {
         throw FilterError("not XML, expected a <filter> element or its content");
     std::vector<ClientNode> nodes = read_document(xml, DocumentFormat::xml, schema);
     if (nodes.size() == 1 && nodes.front().name == "filter" &&
-        (nodes.front().module.empty() || nodes.front().module == kNetconfNamespace)) {
+        (nodes.front().module.empty() || nodes.front().module == netconf_namespace)) {
         for (const std::string &attribute : nodes.front().attributes) {
             if (attribute != "type=subtree")
                 throw FilterError(fmt::format("<filter {}>: expected type=\"subtree\"", attribute));
@@ -317,17 +318,16 @@ class Filter::Marks {
         return any;
     }
 
-    void remove_unmarked(lyd_node *first) const {
+    // Of `first` and the siblings behind it.
+    void remove_unmarked(YangTree &answer, lyd_node *first) const {
         for (lyd_node *at = first, *next = nullptr; at != nullptr; at = next) {
             next = at->next;
             if (kept_.count(at) == 0)
-                lyd_free_tree(at);
+                answer.remove(at);
             else if (whole_.count(at) == 0)
-                remove_unmarked(lyd_child(at));
+                remove_unmarked(answer, answer.below(at));
         }
     }
-
-    bool kept(const lyd_node &node) const { return kept_.count(&node) != 0; }
 
   private:
     static bool holds(const Node &filter, const lyd_node &parent) {
@@ -370,14 +370,9 @@ void Filter::cut(YangTree &answer) const {
     if (everything_)
         return;
     Marks marks(is_path_);
-    for (const lyd_node *root = answer.get(); root != nullptr; root = root->next)
+    for (const lyd_node *root = answer.first(); root != nullptr; root = root->next)
         marks.mark(roots_, *root);
-    while (answer != nullptr && !marks.kept(*answer)) {
-        lyd_node *first = answer.release();
-        answer.reset(first->next);
-        lyd_free_tree(first);
-    }
-    marks.remove_unmarked(answer.get());
+    marks.remove_unmarked(answer, answer.first());
 }
 
 } // namespace ocamp

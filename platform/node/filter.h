@@ -3,39 +3,40 @@
 #pragma once
 
 #include "framework/request_tree.h"
-#include "node/schema.h"
+#include "seam/input_error.h"
+#include "yang/tree.h"
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace ocamp {
 
-// A path that the model does not have, or a filter that is none. The text says what, where and what was expected.
-class FilterError : public std::runtime_error {
+/// A path that the model does not have, or a filter that is none. The text says what, where and what was expected.
+class FilterError : public InputError {
   public:
-    using std::runtime_error::runtime_error;
+    using InputError::InputError;
 };
 
+/// What a read is to give. Refers to the schema that it was made with, which outlives it.
 class Filter {
   public:
-    // The whole model.
+    /// The whole model.
     explicit Filter(const Schema &schema);
-    // An absolute data path, such as /optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state: module names
-    // and prefixes may stand before names, keys may be left out. "/" is the whole model. Throws FilterError.
+    /// An absolute data path, such as /optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state: module names
+    /// and prefixes may stand before names, keys may be left out. "/" is the whole model. Throws FilterError.
     static Filter from_path(const Schema &schema, std::string_view path);
-    // A <filter type="subtree"> element or its bare content, as RFC 6241 section 6 says: names that the model does not
-    // have, or the device does not serve, select nothing. Throws FilterError, DocumentError.
+    /// A <filter type="subtree"> element or its bare content, as RFC 6241 section 6 says: names that the model does not
+    /// have, or the device does not serve, select nothing. Throws FilterError, DocumentError.
     static Filter from_document(const Schema &schema, std::string_view xml);
 
-    // One request tree for each mapping run, from the model's root on: a list entry named by its keys has a run of its
-    // own. Empty when nothing is selected.
+    /// One request tree for each mapping run, from the model's root on: a list entry named by its keys has a run of its
+    /// own. Empty when nothing is selected.
     std::vector<RequestNode> requests() const;
-    // The node that a data path ends at; NULL for a filter document and for the whole model.
+    /// The node that a data path ends at; NULL for a filter document and for the whole model.
     const lysc_node *path_target() const noexcept;
-    // Takes away what is not selected.
+    /// Takes away what is not selected.
     void cut(YangTree &answer) const;
 
   private:
@@ -43,12 +44,12 @@ class Filter {
         enum class Kind { selection, containment, content_match };
         const lysc_node *schema;
         Kind kind;
-        std::string value;           // of a content match, canonical
-        std::vector<Node> children;  // of a containment: those that can select something
-        bool selects_inside = false; // a containment that is not content matches alone
+        std::string value;           ///< of a content match, canonical
+        std::vector<Node> children;  ///< of a containment: those that can select something
+        bool selects_inside = false; ///< a containment that is not content matches alone
     };
 
-    // A request and what it is for: the tags and keys down to `depth`, below which its details begin.
+    /// A request and what it is for: the tags and keys down to `depth`, below which its details begin.
     struct PlacedRequest {
         std::string place;
         std::size_t depth;
@@ -59,9 +60,9 @@ class Filter {
     class Marks;
 
     static std::optional<Node> resolve(const Schema &schema, const lysc_node *parent, const struct ClientNode &from);
-    // True when a sibling asks for another value of the same leaf.
+    /// True when a sibling asks for another value of the same leaf.
     static bool contradicts(const std::vector<Node> &siblings, const Node &match);
-    // True when a sibling says the same as a node without children.
+    /// True when a sibling says the same as a node without children.
     static bool repeats(const std::vector<Node> &siblings, const Node &leaf);
     static std::vector<PlacedRequest> requests_of(const Node &node);
     static void add_request(std::vector<PlacedRequest> &requests, PlacedRequest added);

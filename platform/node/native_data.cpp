@@ -1,10 +1,11 @@
 // How native documents are kept and selected from. Knows neither OpenConfig nor the plug-in.
 #include "node/native_data.h"
 
-#include "node/stages.h"
+#include "log/stages.h"
 
 #include "log/log.h"
 #include "sysdb/seal.h"
+#include "yang/error.h"
 
 #include <algorithm>
 
@@ -14,11 +15,11 @@ namespace ocamp {
 
 namespace {
 
-constexpr const char *kTable = "native_data";
-constexpr std::string_view kRunning = "running";
+constexpr const char *table_name = "native_data";
+constexpr std::string_view running_name = "running";
 
-void store(Database &database, std::string_view name, const lyd_node *tree) {
-    const std::string document = print_to_store(tree);
+void store(Database &database, std::string_view name, const YangTree &tree) {
+    const std::string document = tree.print_to_store();
     Statement insert =
         database.prepare("INSERT INTO native_data(name, document, checksum) VALUES(?1, ?2, ?3) ON CONFLICT(name) "
                          "DO UPDATE SET document = excluded.document, checksum = excluded.checksum");
@@ -146,24 +147,24 @@ std::optional<RequestNode> find_named(const Schema &schema, const lysc_node *par
 } // namespace
 
 const lyd_node *NativeData::root(const lysc_node &schema) const {
-    if (const lyd_node *found = find_instance(running.get(), schema); found != nullptr)
+    if (const lyd_node *found = find_instance(running.first(), schema); found != nullptr)
         return found;
     for (const YangTree &tree : operational) {
-        if (const lyd_node *found = find_instance(tree.get(), schema); found != nullptr)
+        if (const lyd_node *found = find_instance(tree.first(), schema); found != nullptr)
             return found;
     }
     return nullptr;
 }
 
 std::vector<std::string> native_table_sql() {
-    return sealed_table_sql(kTable, "name TEXT PRIMARY KEY, document TEXT NOT NULL, checksum INTEGER NOT NULL");
+    return sealed_table_sql(table_name, "name TEXT PRIMARY KEY, document TEXT NOT NULL, checksum INTEGER NOT NULL");
 }
 
-void store_running(Database &database, const lyd_node *tree) {
-    store(database, kRunning, tree);
+void store_running(Database &database, const YangTree &tree) {
+    store(database, running_name, tree);
 }
 
-void store_operational(Database &database, std::string_view module, const lyd_node *tree) {
+void store_operational(Database &database, std::string_view module, const YangTree &tree) {
     store(database, module, tree);
 }
 
@@ -184,12 +185,12 @@ NativeData load_native(Database &database, const Schema &schema) {
         } catch (const YangError &error) {
             throw YangError(fmt::format("{}: native data '{}': {}", database.file(), select.text(0), error.what()));
         }
-        if (select.text(0) == kRunning)
+        if (select.text(0) == running_name)
             data.running = std::move(tree);
         else
             data.operational.push_back(std::move(tree));
     }
-    check_seal(database, kTable, count, sum);
+    check_seal(database, table_name, count, sum);
     return data;
 }
 
@@ -200,7 +201,7 @@ std::vector<NativeEntry> select_entries(const Schema &schema, const NativeData &
     for (const OutputNode &root : request) {
         const lysc_node *node = schema.find(nullptr, root.tag);
         if (node == nullptr) {
-            debug_log_line(kLogErrors, fmt::format("native request: no model has /{}", root.tag));
+            debug_log_line(log_errors, fmt::format("native request: no model has /{}", root.tag));
             continue;
         }
         const lyd_node *instance = data.root(*node);

@@ -2,11 +2,12 @@
 #include "node/native_edit.h"
 
 #include "framework/operation_words.h"
-#include "log/text.h"
+#include "log/stages.h"
 #include "node/native_range.h"
-#include "node/request_error.h"
 #include "node/slots.h"
-#include "node/stages.h"
+#include "seam/text.h"
+#include "yang/error.h"
+#include "yang/request_error.h"
 
 #include <algorithm>
 #include <map>
@@ -60,32 +61,22 @@ class NativeEditor {
     }
 
   private:
-    lyd_node *siblings_below(lyd_node *parent) const { return parent != nullptr ? lyd_child(parent) : running_.get(); }
-
-    void remove(lyd_node *node) {
-        if (running_.get() == node) {
-            lyd_node *first = running_.release();
-            running_.reset(first->next);
-        }
-        lyd_free_tree(node);
-    }
-
     void apply_children(const OutputNode &node, const lysc_node &schema, lyd_node *instance) {
         for (const OutputNode &child : node.children)
             apply(child, &schema, instance);
     }
 
     void apply_container(const OutputNode &node, const lysc_node &schema, lyd_node *parent) {
-        lyd_node *container = find_instance(siblings_below(parent), schema);
+        lyd_node *container = find_instance(running_.below(parent), schema);
         const std::uint32_t operation = node.operation.value_or(YFW_OP_MERGE);
         if (container != nullptr && (deletes(operation) || operation == YFW_OP_REPLACE)) {
-            remove(container);
+            running_.remove(container);
             container = nullptr;
         }
         if (deletes(operation))
             return;
         if (container == nullptr)
-            container = schema_.add_container(running_, parent, schema);
+            container = running_.add_container(parent, schema);
         apply_children(node, schema, container);
     }
 
@@ -99,44 +90,44 @@ class NativeEditor {
             remove_entries_behind(source_of(node), schema, parent);
             return;
         }
-        lyd_node *entry = find_entry(siblings_below(parent), schema, *keys);
+        lyd_node *entry = find_entry(running_.below(parent), schema, *keys);
         // Whether what a delete or a create names exists for the client has been asked before: here there may be
         // nothing left of the one, and something of the other.
         if (entry != nullptr && (deletes(operation) || operation == YFW_OP_REPLACE)) {
-            remove(entry);
+            running_.remove(entry);
             entry = nullptr;
         }
         if (deletes(operation))
             return;
         if (entry == nullptr)
             entry = refused_natively(named_by(node, schema), schema,
-                                     [&] { return schema_.add_entry(running_, parent, schema, *keys); });
+                                     [&] { return running_.add_entry(parent, schema, *keys); });
         apply_children(node, schema, entry);
     }
 
     void remove_entries_behind(const std::string &source, const lysc_node &list, lyd_node *parent) {
         const std::vector<std::string> paths = entries_behind_(source);
-        for (lyd_node *at = siblings_below(parent), *next = nullptr; at != nullptr; at = next) {
+        for (lyd_node *at = running_.below(parent), *next = nullptr; at != nullptr; at = next) {
             next = at->next;
             if (at->schema == &list && std::find(paths.begin(), paths.end(), data_path(*at)) != paths.end())
-                remove(at);
+                running_.remove(at);
         }
     }
 
     void apply_leaf(const OutputNode &node, const lysc_node &schema, lyd_node *parent) {
         if (is_key(schema))
             return;
-        lyd_node *leaf = find_instance(siblings_below(parent), schema);
+        lyd_node *leaf = find_instance(running_.below(parent), schema);
         const std::uint32_t operation = node.operation.value_or(YFW_OP_MERGE);
         if (deletes(operation)) {
             if (leaf != nullptr)
-                remove(leaf);
+                running_.remove(leaf);
             return;
         }
         if (!node.value)
             throw RequestError(error_tag::operation_failed, source_of(node),
                                fmt::format("the native leaf '{}' was given no value", node.tag));
-        refused_natively(node, schema, [&] { return schema_.set_leaf(running_, parent, schema, *node.value); });
+        refused_natively(node, schema, [&] { return running_.set_leaf(parent, schema, *node.value); });
     }
 
     // The key of an entry that a client gave; the entry itself when it gave none.
@@ -151,7 +142,7 @@ class NativeEditor {
 
     // Result of `change`; what the native model says against it becomes a refusal of the node's source, told of the
     // value that the client sent.
-    template <typename Change>
+    template <class Change>
     lyd_node *refused_natively(const OutputNode &node, const lysc_node &schema, Change change) {
         try {
             return change();
@@ -213,10 +204,10 @@ void apply_native_edit(const Schema &schema, const std::vector<OutputNode> &edit
         editor.apply(root, nullptr, nullptr);
 }
 
-std::vector<std::string> changes(const lyd_node *before, const lyd_node *after) {
+std::vector<std::string> changes(const YangTree &before, const YangTree &after) {
     Leaves old_leaves, new_leaves;
-    old_leaves.add(before);
-    new_leaves.add(after);
+    old_leaves.add(before.first());
+    new_leaves.add(after.first());
     std::vector<std::string> lines;
     for (const std::string &path : old_leaves.order) {
         const std::string &old_value = old_leaves.values.at(path);

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "framework/output_tree.h"
-#include "node/schema.h"
+#include "yang/tree.h"
 
 #include <functional>
 #include <string>
@@ -11,17 +11,17 @@
 
 namespace ocamp {
 
-// Data paths of the configuration entries that stand for what an OpenConfig path names.
+/// Data paths of the configuration entries that stand for what an OpenConfig path names.
 using EntriesBehind = std::function<std::vector<std::string>(const std::string &openconfig_path)>;
 
-// Changes `running` as the edit says, node after node. An edit of a list entry that is given without its keys, which
-// can only delete, is an edit of exactly those entries that `entries_behind` gives for the source of the edit. Throws
-// RequestError with the OpenConfig path that a refused node comes from.
+/// Changes `running` as the edit says, node after node. An edit of a list entry that is given without its keys, which
+/// can only delete, is an edit of exactly those entries that `entries_behind` gives for the source of the edit. Throws
+/// RequestError with the OpenConfig path that a refused node comes from.
 void apply_native_edit(const Schema &schema, const std::vector<OutputNode> &edit, const EntriesBehind &entries_behind,
                        YangTree &running);
 
-// What became of the leaves of a tree, a line each: "+ path value" for a new one, "- path value" for one that is gone,
-// "~ path old -> new" for a changed one. In the order of the trees.
-std::vector<std::string> changes(const lyd_node *before, const lyd_node *after);
+/// What became of the leaves of a tree, a line each: "+ path value" for a new one, "- path value" for one that is gone,
+/// "~ path old -> new" for a changed one. In the order of the trees.
+std::vector<std::string> changes(const YangTree &before, const YangTree &after);
 
 } // namespace ocamp

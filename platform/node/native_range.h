@@ -2,7 +2,7 @@
 // the native leaf, such as "0.1 dB", says the scale. Knows neither requests nor the plug-in.
 #pragma once
 
-#include "node/schema.h"
+#include "yang/schema.h"
 
 #include <optional>
 #include <string>

@@ -3,9 +3,10 @@
 
 #include "sysdb/bag_json.h"
 #include "sysdb/bag_record.h"
+#include "yang/error.h"
+#include "yang/models.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <fstream>
@@ -26,15 +27,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::string_view kDatabaseName = "node.db";
-constexpr std::string_view kQueueName = "node.queue";
-constexpr std::string_view kNewWord = ".new-"; // stands before the number of the process that makes the file
-constexpr std::chrono::seconds kLongestQueue{30};
-constexpr FileMark kMark{0x4f434e44, 1}; // "OCND"
-constexpr std::array<std::string_view, 1> kOpenConfigModules{"openconfig-optical-amplifier"};
-constexpr std::array<std::string_view, 5> kNativeModules{"Korvex-ifmgr-cfg", "Korvex-controller-optics-cfg",
-                                                         "Korvex-controller-orvo8-ots-oper",
-                                                         "Korvex-controller-optics-oper", "Korvex-pmengine-oper"};
+constexpr std::string_view database_name = "node.db";
+constexpr std::string_view queue_name = "node.queue";
+constexpr std::string_view new_word = ".new-"; // stands before the number of the process that makes the file
+constexpr std::chrono::seconds longest_queue{30};
+constexpr FileMark node_mark{0x4f434e44, 1}; // "OCND"
 
 [[noreturn]] void fail_on(const fs::path &path, std::string_view action) {
     throw std::system_error(errno, std::generic_category(), fmt::format("{}: {}", path.string(), action));
@@ -74,16 +71,11 @@ std::vector<fs::path> files_in(const fs::path &folder, std::initializer_list<std
 
 // Takes away the roots that are only there by default: each file would bring them anew.
 void drop_implicit_roots(YangTree &tree) {
-    lyd_node *first = tree.release();
-    for (lyd_node *root = first; root != nullptr;) {
-        lyd_node *next = root->next;
-        if ((root->flags & LYD_DEFAULT) != 0) {
-            first = root == first ? next : first;
-            lyd_free_tree(root);
-        }
-        root = next;
+    for (lyd_node *root = tree.first(), *next = nullptr; root != nullptr; root = next) {
+        next = root->next;
+        if ((root->flags & LYD_DEFAULT) != 0)
+            tree.remove(root);
     }
-    tree.reset(first);
 }
 
 void load_native_file(Database &database, const fs::path &file, YangTree &running,
@@ -96,7 +88,7 @@ void load_native_file(Database &database, const fs::path &file, YangTree &runnin
     }
     drop_implicit_roots(tree);
     std::size_t roots = 0, configuration_roots = 0;
-    for (const lyd_node *root = tree.get(); root != nullptr; root = root->next) {
+    for (const lyd_node *root = tree.first(); root != nullptr; root = root->next) {
         const auto [earlier, added] = file_of_root.emplace(data_path(*root), file.string());
         if (!added)
             throw NodeError(fmt::format("{}: {} is already in {}, expected each root in one file", file.string(),
@@ -107,9 +99,9 @@ void load_native_file(Database &database, const fs::path &file, YangTree &runnin
     if (roots == 0)
         throw NodeError(fmt::format("{}: holds no data, expected the root of a native model", file.string()));
     if (configuration_roots == roots)
-        add_roots(running, std::move(tree));
+        running.add(std::move(tree));
     else if (roots == 1)
-        store_operational(database, lyd_owner_module(tree.get())->name, tree.get());
+        store_operational(database, lyd_owner_module(tree.first())->name, tree);
     else
         throw NodeError(fmt::format("{}: expected configuration alone or one root of operational data", file.string()));
 }
@@ -134,7 +126,7 @@ void load_example(Database &database, const fs::path &example) {
     std::map<std::string, std::string> file_of_root;
     for (const fs::path &file : files_in(example / "native", {".json", ".xml"}))
         load_native_file(database, file, running, file_of_root);
-    store_running(database, running.get());
+    store_running(database, running);
     SystemDatabase system_database(database);
     for (const fs::path &file : files_in(example / "sysdb", {".json"}))
         load_sysdb_file(system_database, file);
@@ -183,7 +175,7 @@ class LockedFile {
 
 // Takes away the files that runs which were killed left behind. Those of runs at work are locked.
 void remove_leftovers(const fs::path &final_name) {
-    const std::string prefix = final_name.filename().string() + std::string(kNewWord);
+    const std::string prefix = final_name.filename().string() + std::string(new_word);
     std::error_code error;
     for (const fs::directory_entry &entry : fs::directory_iterator(final_name.parent_path(), error)) {
         const std::string pid = entry.path().filename().string();
@@ -199,7 +191,7 @@ void remove_leftovers(const fs::path &final_name) {
 class NewFile {
   public:
     explicit NewFile(const fs::path &final_name)
-        : final_name_(final_name), path_(final_name.string() + fmt::format("{}{}", kNewWord, getpid())) {
+        : final_name_(final_name), path_(final_name.string() + fmt::format("{}{}", new_word, getpid())) {
         file_.emplace(path_, O_RDWR | O_CREAT | O_EXCL);
         // Another run may have taken it for a leftover before it was locked.
         if (!file_->lock() || !file_->is_named())
@@ -265,7 +257,7 @@ const std::vector<std::string> &node_tables() {
 
 // Path of a node's database. Throws NodeError when there is none.
 std::string database_of(const fs::path &folder) {
-    const fs::path file = folder / kDatabaseName;
+    const fs::path file = folder / database_name;
     if (!fs::is_regular_file(file))
         throw NodeError(fmt::format("{}: no node, expected a folder made with 'ocamp node init'", folder.string()));
     return file.string();
@@ -275,32 +267,22 @@ std::optional<WriterTurn> turn_for(const fs::path &folder, Node::Access access) 
     if (access == Node::Access::read)
         return std::nullopt;
     database_of(folder);
-    return std::optional<WriterTurn>(std::in_place, (folder / kQueueName).string(), kLongestQueue);
+    return std::optional<WriterTurn>(std::in_place, (folder / queue_name).string(), longest_queue);
 }
 
 } // namespace
-
-const Schema &openconfig_schema() {
-    static const Schema schema(kOpenConfigModules);
-    return schema;
-}
-
-const Schema &native_schema() {
-    static const Schema schema(kNativeModules);
-    return schema;
-}
 
 void Node::init(const fs::path &folder, const fs::path &example) {
     if (!fs::is_directory(example))
         throw NodeError(fmt::format("{}: no such folder, expected an example node", example.string()));
     const fs::path target = fs::absolute(folder).lexically_normal();
     const NewFolder made(target);
-    remove_leftovers(target / kDatabaseName);
-    if (fs::exists(target / kDatabaseName))
+    remove_leftovers(target / database_name);
+    if (fs::exists(target / database_name))
         throw NodeError(fmt::format("{}: holds a node already, expected a new or empty folder", folder.string()));
-    NewFile file(target / kDatabaseName);
+    NewFile file(target / database_name);
     {
-        Database database(file.path().string(), Database::Mode::create, &kMark);
+        Database database(file.path().string(), Database::Mode::create, &node_mark);
         Transaction transaction(database);
         run_all(database, node_tables());
         load_example(database, example);
@@ -312,7 +294,7 @@ void Node::init(const fs::path &folder, const fs::path &example) {
 Node::Node(const fs::path &folder, Access access) try
     : turn_(turn_for(folder, access)),
       database_(database_of(folder), access == Access::read ? Database::Mode::read_only : Database::Mode::read_write,
-                &kMark),
+                &node_mark),
       system_database_(database_) {
     const ReadTransaction reading(database_);
     check_schema(database_, node_tables());

@@ -3,44 +3,43 @@
 #pragma once
 
 #include "node/native_data.h"
-#include "node/schema.h"
+#include "seam/input_error.h"
 #include "sysdb/system_database.h"
 #include "sysdb/writer_queue.h"
 
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 namespace ocamp {
 
-// A folder that is no node, or an example that none can be made from. The text names file and place.
-class NodeError : public std::runtime_error {
+/// A folder that is no node, or an example that none can be made from. The text names file and place.
+class NodeError : public InputError {
   public:
-    using std::runtime_error::runtime_error;
+    using InputError::InputError;
 };
 
-// The models that clients speak, and those that the node speaks.
-const Schema &openconfig_schema();
-const Schema &native_schema();
-
+/// An open node. Not to be used by several threads at a time.
 class Node {
   public:
-    // Makes a node in `folder`, which may exist but must hold no node, from an example: the documents in native/ and
-    // the records in sysdb/. Nothing is left behind when it fails, and what earlier runs that were killed left in the
-    // folder is taken away. Throws NodeError, std::system_error and SqliteError.
+    /// Makes a node in `folder`, which may exist but must hold no node, from an example: the documents in native/ and
+    /// the records in sysdb/. Nothing is left behind when it fails, and what earlier runs that were killed left in the
+    /// folder is taken away. Throws NodeError, std::system_error and SqliteError.
     static void init(const std::filesystem::path &folder, const std::filesystem::path &example);
 
+    /// What a node is opened for.
     enum class Access {
-        read, // alters nothing; what is read belongs into a ReadTransaction
-        write // waits for its turn among the writers, which lasts as long as the node is open; see WriterTurn
+        read, ///< alters nothing; what is read belongs into a ReadTransaction
+        write ///< waits for its turn among the writers, which lasts as long as the node is open; see WriterTurn
     };
 
-    // Throws NodeError when the folder holds no node of this program's, DamageError when the node's tables are not as
-    // they should be, WriterQueueError, and SqliteError when the file fails it.
+    /// Throws NodeError when the folder holds no node of this program's, DamageError when the node's tables are not as
+    /// they should be, WriterQueueError, and SqliteError when the file fails it.
     Node(const std::filesystem::path &folder, Access access);
 
+    /// The node's file. It belongs to the node.
     Database &database() noexcept { return database_; }
+    /// The items in that file, on the same connection.
     SystemDatabase &system_database() noexcept { return system_database_; }
 
   private:

@@ -11,8 +11,8 @@ namespace ocamp {
 
 namespace {
 
-constexpr std::string_view kToNative = "ymap_ox_oc_opt_ampli_";
-constexpr std::string_view kToOpenConfig = "ymap_xo_oc_opt_amp_";
+constexpr std::string_view to_native_prefix = "ymap_ox_oc_opt_ampli_";
+constexpr std::string_view to_openconfig_prefix = "ymap_xo_oc_opt_amp_";
 
 std::string squeezed(std::string_view words) {
     std::string text;
@@ -66,7 +66,7 @@ Walker Plugin::find(const std::string &name) const {
 }
 
 Walker Plugin::to_native(std::string_view module, std::string_view root) const {
-    const std::string name = walker_name(kToNative, module, root);
+    const std::string name = walker_name(to_native_prefix, module, root);
     const Walker walker = find(name);
     if (walker == nullptr)
         throw PluginError(fmt::format("plug-in {}: does not export {}", file_, name));
@@ -74,7 +74,7 @@ Walker Plugin::to_native(std::string_view module, std::string_view root) const {
 }
 
 Walker Plugin::to_openconfig(std::string_view module, std::string_view root) const {
-    return find(walker_name(kToOpenConfig, module, root));
+    return find(walker_name(to_openconfig_prefix, module, root));
 }
 
 } // namespace ocamp

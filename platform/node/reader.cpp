@@ -1,9 +1,9 @@
 // The order of a read. Knows neither where filters come from nor how answers are shown.
 #include "node/reader.h"
 
-#include "node/served_nodes.h"
+#include "log/stages.h"
 #include "node/slots.h"
-#include "node/stages.h"
+#include "yang/models.h"
 
 #include <algorithm>
 
@@ -85,7 +85,7 @@ ReadResult Reader::read(const NativeData &data, std::uint32_t kind, const Filter
     result.dropped = answer.dropped();
     result.answer = answer.take_tree();
     filter.cut(result.answer);
-    if (result.answer == nullptr)
+    if (result.answer.empty())
         refuse_impossible_entry(filter);
     return result;
 }
@@ -110,7 +110,7 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
         const std::string root = entry.tree.tag;
         const Walker walker = plugin_.to_openconfig(entry.module->name, root);
         if (walker == nullptr) {
-            debug_log_line(kLogErrors,
+            debug_log_line(log_errors,
                            fmt::format("{}: the plug-in maps no data of {}", entry.path, entry.module->name));
             continue;
         }

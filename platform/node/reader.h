@@ -8,7 +8,7 @@
 #include "node/filter.h"
 #include "node/node.h"
 #include "node/plugin.h"
-#include "node/request_error.h"
+#include "yang/request_error.h"
 
 #include <cstdint>
 #include <string>
@@ -16,13 +16,14 @@
 
 namespace ocamp {
 
-// How a read went, for people: each part as text. What was done before a refusal is there too.
+/// How a read went, for people: each part as text. What was done before a refusal is there too.
 struct NativeWalkReport {
     std::string module;
-    std::string entry; // data path
+    std::string entry; ///< data path
     std::string tree;
     cerrno result;
 };
+/// How one mapping run went.
 struct RunReport {
     std::string request;
     std::string native_request;
@@ -30,17 +31,19 @@ struct RunReport {
 };
 using ReadReport = std::vector<RunReport>;
 
+/// What a read gives.
 struct ReadResult {
     YangTree answer;
     std::vector<DroppedLeaf> dropped;
 };
 
+/// Carries reads out on native data in memory.
 class Reader {
   public:
-    // All outlive the reader. Handlers write their messages to the logs of `logs`.
+    /// All outlive the reader. Handlers write their messages to the logs of `logs`.
     Reader(const Plugin &plugin, LogSession &logs) : plugin_(plugin), logs_(logs) {}
 
-    // `kind`: YFW_KIND_GET or YFW_KIND_GET_CONFIG. `report` may be NULL. Throws RequestError.
+    /// `kind`: YFW_KIND_GET or YFW_KIND_GET_CONFIG. `report` may be NULL. Throws RequestError.
     ReadResult read(const NativeData &data, std::uint32_t kind, const Filter &filter, ReadReport *report) const;
 
   private:
@@ -51,8 +54,8 @@ class Reader {
     LogSession &logs_;
 };
 
-// Runs the plug-in's OpenConfig walker over the run's request: what it wrote is the native request or edit. Throws
-// RequestError with the place when the walker refuses.
+/// Runs the plug-in's OpenConfig walker over the run's request: what it wrote is the native request or edit. Throws
+/// RequestError with the place when the walker refuses.
 void map_to_native(const Plugin &plugin, MappingRun &run);
 
 } // namespace ocamp

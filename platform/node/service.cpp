@@ -2,9 +2,10 @@
 // protocols.
 #include "node/service.h"
 
-#include "log/failure.h"
-#include "node/stages.h"
+#include "log/stages.h"
+#include "seam/failure.h"
 #include "sysdb/current_system_database.h"
+#include "yang/models.h"
 
 namespace ocamp {
 
@@ -28,7 +29,7 @@ void Service::edit(const EditRequest &request) {
     NativeData data = load_native(node.database(), native_schema());
     run_watched([&] { Editor(plugin_, logs_).edit(data, request, nullptr); });
     const StageMark stage(Stage::commit);
-    store_running(node.database(), data.running.get());
+    store_running(node.database(), data.running);
     transaction.commit("the edit is made");
 }
 

@@ -14,25 +14,26 @@
 
 namespace ocamp {
 
+/// What a service needs to know.
 struct ServiceSettings {
     std::filesystem::path node;
-    std::string plugin; // empty: the one beside this program
+    std::string plugin; ///< empty: the one beside this program
     LogSettings logs = {};
 };
 
-// One request at a time. Each throws PlatformFailure or DamageError when it met something damaged, SqliteError when the
-// file failed it: there is no answer that is merely smaller.
+/// One request at a time. Each throws PlatformFailure or DamageError when it met something damaged, SqliteError when
+/// the file failed it: there is no answer that is merely smaller.
 class Service {
   public:
-    // Throws PluginError, LogError, and what Node's constructor throws.
+    /// Throws PluginError, LogError, and what Node's constructor throws.
     explicit Service(const ServiceSettings &settings);
 
-    // As Reader::read.
+    /// As Reader::read.
     ReadResult read(std::uint32_t kind, const Filter &filter, ReadReport *report = nullptr);
-    // Carries the edit out in one transaction; when it returns, the change is on the disk. After a RequestError nothing
-    // has changed.
+    /// Carries the edit out in one transaction; when it returns, the change is on the disk. After a RequestError
+    /// nothing has changed.
     void edit(const EditRequest &request);
-    // As edit, but changes nothing. Tells in `report` how far it came before a RequestError.
+    /// As edit, but changes nothing. Tells in `report` how far it came before a RequestError.
     void try_edit(const EditRequest &request, EditReport &report);
 
   private:

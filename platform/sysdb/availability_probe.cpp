@@ -1,6 +1,6 @@
 // Stands in front of the C library's access() for the whole process, to answer the plug-in's question whether the
 // system database is there. Every other path goes on to the kernel; knows nothing of what else is asked.
-#include "log/calls.h"
+#include "seam/calls.h"
 #include "sysdb/current_system_database.h"
 
 #include <cerrno>
@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::string_view kProbePath = "/pkg/lib/libsysdb.so";
+constexpr std::string_view probe_path = "/pkg/lib/libsysdb.so";
 
 int answer_probe() noexcept {
     ocamp::CurrentSystemDatabase *current = ocamp::CurrentSystemDatabase::current();
@@ -32,7 +32,7 @@ extern "C" int ocamp_access(const char *path, int mode) noexcept {
         errno = EFAULT;
         return -1;
     }
-    if (path != kProbePath)
+    if (path != probe_path)
         return faccessat(AT_FDCWD, path, mode, 0);
     const int result = answer_probe();
     const int error = errno;

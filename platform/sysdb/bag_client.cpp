@@ -1,9 +1,9 @@
 // The bag record calls of the seam, over the decoder. They turn its errors into codes and debug-log lines; texts go
 // out as pointers into the record. Knows nothing of where records come from.
-#include "log/calls.h"
-#include "log/seam_guard.h"
+#include "seam/calls.h"
+#include "seam/guard.h"
+#include "seam/handle_table.h"
 #include "sysdb/bag_record.h"
-#include "sysdb/handle_table.h"
 
 #include <arpa/inet.h>
 
@@ -19,13 +19,13 @@ ocamp::HandleTable<BagReader> &open_walks() {
     return walks;
 }
 
-template <typename Body>
+template <class Body>
 cerrno guarded_decoding(const char *function, Body body) noexcept {
     return ocamp::guarded(function, [&]() -> cerrno {
         try {
             return body();
         } catch (const ocamp::BagError &error) {
-            return ocamp::fail(function, ocamp::RC_MALFORMED_RECORD, error.what());
+            return ocamp::fail(function, ocamp::rc_malformed_record, error.what());
         }
     });
 }
@@ -81,16 +81,16 @@ void clear_value(bag_token_td &token) noexcept {
 }
 
 cerrno next_token(bag_walk_td *walk, bag_token_td *token) {
-    constexpr const char *kFunction = "bag_generic_token";
+    constexpr const char *function = "bag_generic_token";
     if (token != nullptr)
         *token = {BAG_TOKEN_END, nullptr, {{}, nullptr}};
     if (walk == nullptr || token == nullptr)
-        return ocamp::refuse(kFunction, ocamp::RC_INVALID_ARGUMENT, "no walk or no token");
+        return ocamp::refuse(function, ocamp::rc_invalid_argument, "no walk or no token");
     BagReader *reader = open_walks().find(walk->state);
     if (reader == nullptr)
-        return ocamp::refuse(kFunction, ocamp::RC_BAD_HANDLE, "the walk is not open");
+        return ocamp::refuse(function, ocamp::rc_bad_handle, "the walk is not open");
     if (reader->ended())
-        return ocamp::refuse(kFunction, ocamp::RC_WALK_ENDED, "the end token was given already");
+        return ocamp::refuse(function, ocamp::rc_walk_ended, "the end token was given already");
     const ocamp::BagItem item = reader->next();
     clear_value(*token);
     token->type = static_cast<bag_token_type_td>(item.type);
@@ -105,33 +105,33 @@ cerrno next_token(bag_walk_td *walk, bag_token_td *token) {
 extern "C" {
 
 cerrno bag_header_info(const void *bag_data, bag_header_td *header) {
-    constexpr const char *kFunction = "bag_header_info";
+    constexpr const char *function = "bag_header_info";
     if (header != nullptr)
         *header = {};
-    const cerrno rc = guarded_decoding(kFunction, [&]() -> cerrno {
+    const cerrno rc = guarded_decoding(function, [&]() -> cerrno {
         if (bag_data == nullptr || header == nullptr)
-            return ocamp::refuse(kFunction, ocamp::RC_INVALID_ARGUMENT, "no record or no header");
+            return ocamp::refuse(function, ocamp::rc_invalid_argument, "no record or no header");
         const ocamp::BagHeader read = ocamp::read_bag_header(static_cast<const std::uint8_t *>(bag_data));
         *header = {read.length, read.name.data(), read.version_major, read.version_minor};
         return CERR_SUCCESS;
     });
-    ocamp::record_call(kFunction, Code{rc}, Quoted{header == nullptr ? nullptr : header->name});
+    ocamp::record_call(function, Code{rc}, Quoted{header == nullptr ? nullptr : header->name});
     return rc;
 }
 
 cerrno bag_generic_init(const void *bag_data, uint32_t bag_len, bag_walk_td *walk) {
-    constexpr const char *kFunction = "bag_generic_init";
+    constexpr const char *function = "bag_generic_init";
     if (walk != nullptr)
         *walk = {};
-    const cerrno rc = guarded_decoding(kFunction, [&]() -> cerrno {
+    const cerrno rc = guarded_decoding(function, [&]() -> cerrno {
         if (bag_data == nullptr || walk == nullptr)
-            return ocamp::refuse(kFunction, ocamp::RC_INVALID_ARGUMENT, "no record or no walk");
+            return ocamp::refuse(function, ocamp::rc_invalid_argument, "no record or no walk");
         BagReader *reader =
             open_walks().open(std::span(static_cast<const std::uint8_t *>(bag_data), std::size_t{bag_len}));
         *walk = {bag_data, bag_len, static_cast<std::uint32_t>(reader->offset()), reader};
         return CERR_SUCCESS;
     });
-    ocamp::record_call(kFunction, Code{rc}, bag_len);
+    ocamp::record_call(function, Code{rc}, bag_len);
     return rc;
 }
 
@@ -154,7 +154,7 @@ void bag_generic_free_token_allocations(bag_token_td *token) {
 void bag_generic_destroy(bag_walk_td *walk) {
     if (walk != nullptr) {
         if (walk->state != nullptr && !open_walks().close(walk->state))
-            ocamp::refuse("bag_generic_destroy", ocamp::RC_BAD_HANDLE, "the walk is not open");
+            ocamp::refuse("bag_generic_destroy", ocamp::rc_bad_handle, "the walk is not open");
         *walk = {};
     }
     ocamp::record_call("bag_generic_destroy", ocamp::NoResult{});
@@ -163,7 +163,7 @@ void bag_generic_destroy(bag_walk_td *walk) {
 char *inet_ntoa_r(uint32_t address_network_order, char *buffer) {
     const in_addr address{address_network_order};
     if (buffer == nullptr)
-        ocamp::refuse("inet_ntoa_r", ocamp::RC_INVALID_ARGUMENT, "no buffer");
+        ocamp::refuse("inet_ntoa_r", ocamp::rc_invalid_argument, "no buffer");
     else
         inet_ntop(AF_INET, &address, buffer, INET_ADDRSTRLEN);
     ocamp::record_call("inet_ntoa_r", Quoted{buffer});

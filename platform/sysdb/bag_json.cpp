@@ -28,7 +28,7 @@ struct TypeWord {
     std::string_view word;
 };
 
-constexpr TypeWord kTypeWords[] = {
+constexpr TypeWord type_words[] = {
     {BagType::int8, "int8"},           {BagType::uint8, "uint8"},      {BagType::int16, "int16"},
     {BagType::uint16, "uint16"},       {BagType::int32, "int32"},      {BagType::uint32, "uint32"},
     {BagType::int64, "int64"},         {BagType::uint64, "uint64"},    {BagType::ipv4, "ipv4"},
@@ -37,9 +37,9 @@ constexpr TypeWord kTypeWords[] = {
 };
 
 // Arrays and objects inside one another: the tokens of the deepest record, in an item file.
-constexpr int kJsonNestingLimit = 2 * static_cast<int>(kBagNestingLimit) + 8;
+constexpr int json_nesting_limit = 2 * static_cast<int>(bag_nesting_limit) + 8;
 
-template <typename... Values>
+template <class... Values>
 [[noreturn]] void fail(std::string_view path, fmt::format_string<Values...> format, Values &&...values) {
     throw BagJsonError(fmt::format("{}: {}", path, fmt::format(format, std::forward<Values>(values)...)));
 }
@@ -48,9 +48,9 @@ template <typename... Values>
 std::string shown(const Json &value) {
     if (value.is_structured())
         return value.is_array() ? "an array" : "an object";
-    constexpr std::size_t kShownLength = 60;
+    constexpr std::size_t shown_length = 60;
     const std::string text = value.dump(-1, ' ', true);
-    return text.size() <= kShownLength ? text : text.substr(0, kShownLength) + "...";
+    return text.size() <= shown_length ? text : text.substr(0, shown_length) + "...";
 }
 
 // Refuses what the parser itself would take: a member given twice, and nesting without bound.
@@ -71,8 +71,8 @@ class ParseCheck {
         default:
             break;
         }
-        if (depth > kJsonNestingLimit)
-            throw BagJsonError(fmt::format("$: nested deeper than {}", kJsonNestingLimit));
+        if (depth > json_nesting_limit)
+            throw BagJsonError(fmt::format("$: nested deeper than {}", json_nesting_limit));
         return true;
     }
 
@@ -118,7 +118,7 @@ std::string text_of(const Json &value, const std::string &path, std::size_t limi
 }
 
 // A number, or a text that holds nothing but one: not every writer of JSON keeps 64 bits in a number.
-template <typename Integer>
+template <class Integer>
 std::optional<Integer> integer_of(const Json &value) {
     if (value.is_number_unsigned()) {
         const auto number = value.get<std::uint64_t>();
@@ -138,7 +138,7 @@ std::optional<Integer> integer_of(const Json &value) {
     return number;
 }
 
-template <typename Integer>
+template <class Integer>
 Integer ranged_integer(const Json &value, const std::string &path, bool text_allowed, Integer lowest, Integer highest) {
     const auto number = value.is_string() && !text_allowed ? std::nullopt : integer_of<Integer>(value);
     if (!number || *number < lowest || *number > highest)
@@ -175,16 +175,16 @@ BagToken::Value value_from_json(const Json &value, const std::string &path, BagT
             fail(path, "expected true or false, found {}", shown(value));
         return value.get<bool>();
     }
-    return text_of(value, path, type == BagType::text ? kBagTextLimit : kBagRecordLimit);
+    return text_of(value, path, type == BagType::text ? bag_text_limit : bag_record_limit);
 }
 
 BagType type_from_json(const Json &value, const std::string &path) {
     if (value.is_string())
-        for (const TypeWord &row : kTypeWords)
+        for (const TypeWord &row : type_words)
             if (row.word == value.get_ref<const std::string &>())
                 return row.type;
     std::vector<std::string_view> words;
-    for (const TypeWord &row : kTypeWords)
+    for (const TypeWord &row : type_words)
         words.push_back(row.word);
     fail(path, "expected one of {}, found {}", fmt::join(words, ", "), shown(value));
 }
@@ -196,7 +196,7 @@ BagToken token_from_json(const Json &object, const std::string &path, std::size_
     BagToken token;
     token.type = type_from_json(member(object, path, "type"), path + ".type");
     if (const auto name = object.find("name"); name != object.end()) {
-        token.name = text_of(*name, path + ".name", kBagNameLimit);
+        token.name = text_of(*name, path + ".name", bag_name_limit);
         if (token.name.empty())
             fail(path + ".name", "expected a name that is not empty, or no member \"name\"");
     }
@@ -208,8 +208,8 @@ BagToken token_from_json(const Json &object, const std::string &path, std::size_
         token.value = value_from_json(member(object, path, "value"), path + ".value", token.type);
         return token;
     }
-    if (depth >= kBagNestingLimit)
-        fail(path, "nested deeper than {}", kBagNestingLimit);
+    if (depth >= bag_nesting_limit)
+        fail(path, "nested deeper than {}", bag_nesting_limit);
     token.tokens = tokens_from_json(member(object, path, "tokens"), path + ".tokens", depth + 1);
     return token;
 }
@@ -227,7 +227,7 @@ std::vector<BagToken> tokens_from_json(const Json &array, const std::string &pat
 BagRecord record_from_json(const Json &object, const std::string &path) {
     check_members(object, path, {"name", "version", "tokens"});
     BagRecord record;
-    record.name = text_of(member(object, path, "name"), path + ".name", kBagNameLimit);
+    record.name = text_of(member(object, path, "name"), path + ".name", bag_name_limit);
     const Json &version = member(object, path, "version");
     if (!version.is_array() || version.size() != 2)
         fail(path + ".version", "expected an array of two numbers, found {}", shown(version));
@@ -247,9 +247,9 @@ BagRecord record_from_json(const Json &object, const std::string &path) {
 }
 
 // Runs one of the checks of database names and gives its answer a place.
-template <typename Check>
+template <class Check>
 std::string name_from_json(const Json &value, const std::string &path, Check check) {
-    auto name = text_of(value, path, kSysdbNameLimit);
+    auto name = text_of(value, path, sysdb_name_limit);
     try {
         check(name);
     } catch (const SysdbNameError &error) {
@@ -284,7 +284,7 @@ struct JsonValue {
 Json tokens_to_json(const std::vector<BagToken> &tokens) {
     Json array = Json::array();
     for (const BagToken &token : tokens) {
-        const auto row = std::find_if(std::begin(kTypeWords), std::end(kTypeWords),
+        const auto row = std::find_if(std::begin(type_words), std::end(type_words),
                                       [&](const TypeWord &candidate) { return candidate.type == token.type; });
         Json &object = array.emplace_back(Json{{"type", row->word}});
         if (!token.name.empty())
@@ -323,13 +323,6 @@ std::vector<SysdbItem> sysdb_items_from_json(std::string_view text) {
 
 std::string bag_to_json(const BagRecord &record) {
     return record_to_json(record).dump(2) + '\n';
-}
-
-std::string sysdb_items_to_json(std::span<const SysdbItem> items) {
-    Json array = Json::array();
-    for (const SysdbItem &item : items)
-        array.push_back({{"bind_point", item.bind_point}, {"item", item.item}, {"bag", record_to_json(item.bag)}});
-    return array.dump(2) + '\n';
 }
 
 } // namespace ocamp

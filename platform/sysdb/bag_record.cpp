@@ -2,7 +2,7 @@
 // bounds are checked. Knows nothing of files, databases or the C seam.
 #include "sysdb/bag_record.h"
 
-#include "log/text.h"
+#include "seam/text.h"
 #include "sysdb/crc32.h"
 
 #include <algorithm>
@@ -16,17 +16,17 @@ namespace ocamp {
 
 namespace {
 
-constexpr std::array<std::uint8_t, 4> kMagic{'O', 'C', 'B', 'R'};
-constexpr std::uint16_t kFormat = 1;
+constexpr std::array<std::uint8_t, 4> record_magic{'O', 'C', 'B', 'R'};
+constexpr std::uint16_t record_format = 1;
 
 // Offsets of the header's fixed part.
-constexpr std::size_t kFormatAt = 4, kNameLengthAt = 6, kLengthAt = 8, kMajorAt = 12, kMinorAt = 16, kBodyCheckAt = 20,
-                      kHeaderCheckAt = 24, kNameAt = 28;
+constexpr std::size_t format_at = 4, name_length_at = 6, length_at = 8, major_at = 12, minor_at = 16,
+                      body_check_at = 20, header_check_at = 24, name_at = 28;
 
 using Bytes = std::span<const std::uint8_t>;
 
 // The caller has checked that `bytes` is long enough.
-template <typename Integer>
+template <class Integer>
 Integer load(Bytes bytes, std::size_t at = 0) noexcept {
     std::uint64_t value = 0;
     for (std::size_t i = 0; i < sizeof(Integer); ++i)
@@ -34,7 +34,7 @@ Integer load(Bytes bytes, std::size_t at = 0) noexcept {
     return static_cast<Integer>(value);
 }
 
-template <typename Integer>
+template <class Integer>
 void store(std::uint8_t *to, Integer value) noexcept {
     for (std::size_t i = 0; i < sizeof(Integer); ++i)
         to[i] = static_cast<std::uint8_t>(static_cast<std::uint64_t>(value) >> (8 * i));
@@ -44,30 +44,30 @@ std::string_view as_text(Bytes bytes) noexcept {
     return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
 }
 
-template <typename... Values>
+template <class... Values>
 [[noreturn]] void malformed(std::size_t offset, fmt::format_string<Values...> format, Values &&...values) {
     throw BagError(fmt::format("offset {}: {}", offset, fmt::format(format, std::forward<Values>(values)...)));
 }
 
 // The fixed part of the header, which `fixed` holds whole.
 BagHeader read_fixed_header(Bytes fixed) {
-    if (load<std::uint16_t>(fixed, kFormatAt) != kFormat)
-        malformed(kFormatAt, "format {}, expected {}", load<std::uint16_t>(fixed, kFormatAt), kFormat);
-    const auto check = load<std::uint32_t>(fixed, kHeaderCheckAt);
-    if (const std::uint32_t sum = crc32(fixed.first(kHeaderCheckAt)); check != sum)
-        malformed(kHeaderCheckAt, "header checksum {:#010x}, expected {:#010x}", check, sum);
+    if (load<std::uint16_t>(fixed, format_at) != record_format)
+        malformed(format_at, "format {}, expected {}", load<std::uint16_t>(fixed, format_at), record_format);
+    const auto check = load<std::uint32_t>(fixed, header_check_at);
+    if (const std::uint32_t sum = crc32(fixed.first(header_check_at)); check != sum)
+        malformed(header_check_at, "header checksum {:#010x}, expected {:#010x}", check, sum);
     BagHeader header{};
-    header.length = load<std::uint32_t>(fixed, kLengthAt);
-    header.version_major = load<std::uint32_t>(fixed, kMajorAt);
-    header.version_minor = load<std::uint32_t>(fixed, kMinorAt);
-    const std::size_t name_length = load<std::uint16_t>(fixed, kNameLengthAt);
-    if (name_length > kBagNameLimit)
-        malformed(kNameLengthAt, "name of {} bytes, expected at most {}", name_length, kBagNameLimit);
-    header.first_token = static_cast<std::uint32_t>(kNameAt + name_length + 1);
+    header.length = load<std::uint32_t>(fixed, length_at);
+    header.version_major = load<std::uint32_t>(fixed, major_at);
+    header.version_minor = load<std::uint32_t>(fixed, minor_at);
+    const std::size_t name_length = load<std::uint16_t>(fixed, name_length_at);
+    if (name_length > bag_name_limit)
+        malformed(name_length_at, "name of {} bytes, expected at most {}", name_length, bag_name_limit);
+    header.first_token = static_cast<std::uint32_t>(name_at + name_length + 1);
     // The end token needs one byte.
-    if (header.length <= header.first_token || header.length > kBagRecordLimit)
-        malformed(kLengthAt, "record of {} bytes, expected {} to {}", header.length, header.first_token + 1,
-                  kBagRecordLimit);
+    if (header.length <= header.first_token || header.length > bag_record_limit)
+        malformed(length_at, "record of {} bytes, expected {} to {}", header.length, header.first_token + 1,
+                  bag_record_limit);
     return header;
 }
 
@@ -83,14 +83,14 @@ void check_terminated_text(Bytes bytes, std::size_t offset, const char *what) {
 
 // `record` holds the record at least as far as the first token.
 void read_name(BagHeader &header, Bytes record) {
-    const Bytes name = record.subspan(kNameAt, header.first_token - kNameAt);
-    check_terminated_text(name, kNameAt, "record name");
+    const Bytes name = record.subspan(name_at, header.first_token - name_at);
+    check_terminated_text(name, name_at, "record name");
     header.name = as_text(name.first(name.size() - 1));
 }
 
 void check_magic(Bytes bytes) {
-    if (!std::equal(kMagic.begin(), kMagic.end(), bytes.begin()))
-        malformed(0, "not a bag record, expected the magic {}", as_text(kMagic));
+    if (!std::equal(record_magic.begin(), record_magic.end(), bytes.begin()))
+        malformed(0, "not a bag record, expected the magic {}", as_text(record_magic));
 }
 
 bool is_known(std::uint8_t type) noexcept {
@@ -109,29 +109,29 @@ bool ends(BagType type) noexcept {
 class BagWriter {
   public:
     std::vector<std::uint8_t> write(const BagRecord &record) {
-        check_text(record.name, kBagNameLimit, "record name");
-        bytes_.assign(kNameAt, 0);
+        check_text(record.name, bag_name_limit, "record name");
+        bytes_.assign(name_at, 0);
         append_text(record.name);
         for (const BagToken &token : record.tokens)
             write_token(token, 0);
         append(static_cast<std::uint8_t>(BagType::end));
-        if (bytes_.size() > kBagRecordLimit)
-            fail("record of {} bytes, expected at most {}", bytes_.size(), kBagRecordLimit);
+        if (bytes_.size() > bag_record_limit)
+            fail("record of {} bytes, expected at most {}", bytes_.size(), bag_record_limit);
 
         std::uint8_t *header = bytes_.data();
-        std::copy(kMagic.begin(), kMagic.end(), header);
-        store(header + kFormatAt, kFormat);
-        store(header + kNameLengthAt, static_cast<std::uint16_t>(record.name.size()));
-        store(header + kLengthAt, static_cast<std::uint32_t>(bytes_.size()));
-        store(header + kMajorAt, record.version_major);
-        store(header + kMinorAt, record.version_minor);
-        store(header + kBodyCheckAt, crc32(Bytes(bytes_).subspan(kNameAt)));
-        store(header + kHeaderCheckAt, crc32(Bytes(bytes_).first(kHeaderCheckAt)));
+        std::copy(record_magic.begin(), record_magic.end(), header);
+        store(header + format_at, record_format);
+        store(header + name_length_at, static_cast<std::uint16_t>(record.name.size()));
+        store(header + length_at, static_cast<std::uint32_t>(bytes_.size()));
+        store(header + major_at, record.version_major);
+        store(header + minor_at, record.version_minor);
+        store(header + body_check_at, crc32(Bytes(bytes_).subspan(name_at)));
+        store(header + header_check_at, crc32(Bytes(bytes_).first(header_check_at)));
         return std::move(bytes_);
     }
 
   private:
-    template <typename... Values>
+    template <class... Values>
     [[noreturn]] void fail(fmt::format_string<Values...> format, Values &&...values) const {
         throw BagError(fmt::format("{}: {}", path_.empty() ? "record" : path_,
                                    fmt::format(format, std::forward<Values>(values)...)));
@@ -146,7 +146,7 @@ class BagWriter {
             fail("{} is not UTF-8", what);
     }
 
-    template <typename Integer>
+    template <class Integer>
     void append(Integer value) {
         bytes_.resize(bytes_.size() + sizeof value);
         store(bytes_.data() + bytes_.size() - sizeof value, value);
@@ -157,7 +157,7 @@ class BagWriter {
         bytes_.push_back(0);
     }
 
-    template <typename Wanted>
+    template <class Wanted>
     const Wanted &value_of(const BagToken &token, const char *expected) const {
         const auto *value = std::get_if<Wanted>(&token.value);
         if (value == nullptr)
@@ -165,7 +165,7 @@ class BagWriter {
         return *value;
     }
 
-    template <typename Integer>
+    template <class Integer>
     void write_signed(const BagToken &token) {
         const auto value = value_of<std::int64_t>(token, "a signed value");
         if (value < std::numeric_limits<Integer>::min() || value > std::numeric_limits<Integer>::max())
@@ -173,7 +173,7 @@ class BagWriter {
         append(static_cast<Integer>(value));
     }
 
-    template <typename Integer>
+    template <class Integer>
     void write_unsigned(const BagToken &token) {
         const auto value = value_of<std::uint64_t>(token, "an unsigned value");
         if (value > std::numeric_limits<Integer>::max())
@@ -189,7 +189,7 @@ class BagWriter {
             bytes_.push_back(static_cast<std::uint8_t>(value >> shift));
     }
 
-    template <typename Length>
+    template <class Length>
     void write_text(const BagToken &token, std::size_t limit) {
         const auto &text = value_of<std::string>(token, "a text");
         check_text(text, limit, "text");
@@ -199,8 +199,8 @@ class BagWriter {
 
     void write_nested(const BagToken &token, std::size_t depth, BagType end) {
         value_of<std::monostate>(token, "no value of its own");
-        if (depth >= kBagNestingLimit)
-            fail("nested deeper than {}", kBagNestingLimit);
+        if (depth >= bag_nesting_limit)
+            fail("nested deeper than {}", bag_nesting_limit);
         for (const BagToken &nested : token.tokens)
             write_token(nested, depth + 1);
         append(static_cast<std::uint8_t>(end));
@@ -213,7 +213,7 @@ class BagWriter {
             fail("type {} is not that of a token", static_cast<unsigned>(token.type));
         if (!token.tokens.empty() && !opens(token.type))
             fail("type {} has no tokens inside", static_cast<unsigned>(token.type));
-        check_text(token.name, kBagNameLimit, "name");
+        check_text(token.name, bag_name_limit, "name");
         append(static_cast<std::uint8_t>(token.type));
         append(static_cast<std::uint8_t>(token.name.size()));
         if (!token.name.empty())
@@ -246,9 +246,9 @@ class BagWriter {
         case BagType::boolean:
             return append(static_cast<std::uint8_t>(value_of<bool>(token, "a boolean") ? 1 : 0));
         case BagType::text:
-            return write_text<std::uint16_t>(token, kBagTextLimit);
+            return write_text<std::uint16_t>(token, bag_text_limit);
         case BagType::long_text:
-            return write_text<std::uint32_t>(token, kBagRecordLimit);
+            return write_text<std::uint32_t>(token, bag_record_limit);
         case BagType::sequence:
             return write_nested(token, depth, BagType::sequence_end);
         case BagType::structure:
@@ -264,14 +264,14 @@ class BagWriter {
     std::string path_;
 };
 
-template <typename Integer>
+template <class Integer>
 SignedRange range_of() noexcept {
     return {std::numeric_limits<Integer>::min(), std::numeric_limits<Integer>::max()};
 }
 
 struct OwnedValue {
     BagToken::Value operator()(std::string_view text) const { return std::string(text); }
-    template <typename Scalar>
+    template <class Scalar>
     BagToken::Value operator()(Scalar value) const {
         return value;
     }
@@ -343,27 +343,27 @@ void check_bag(Bytes bytes) {
 }
 
 BagHeader read_bag_header(Bytes bytes) {
-    if (bytes.size() < kNameAt)
-        malformed(bytes.size(), "record ends in its header, expected at least {} bytes", kNameAt);
+    if (bytes.size() < name_at)
+        malformed(bytes.size(), "record ends in its header, expected at least {} bytes", name_at);
     check_magic(bytes);
-    BagHeader header = read_fixed_header(bytes.first(kNameAt));
+    BagHeader header = read_fixed_header(bytes.first(name_at));
     if (header.length != bytes.size())
-        malformed(kLengthAt, "record of {} bytes, expected the {} that are there", header.length, bytes.size());
+        malformed(length_at, "record of {} bytes, expected the {} that are there", header.length, bytes.size());
     read_name(header, bytes);
     return header;
 }
 
 BagHeader read_bag_header(const std::uint8_t *data) {
-    check_magic({data, kMagic.size()});
-    BagHeader header = read_fixed_header({data, kNameAt});
+    check_magic({data, record_magic.size()});
+    BagHeader header = read_fixed_header({data, name_at});
     read_name(header, {data, header.first_token});
     return header;
 }
 
 BagReader::BagReader(Bytes bytes) : bytes_(bytes), offset_(read_bag_header(bytes).first_token) {
-    const auto check = load<std::uint32_t>(bytes, kBodyCheckAt);
-    if (const std::uint32_t sum = crc32(bytes.subspan(kNameAt)); check != sum)
-        malformed(kBodyCheckAt, "checksum {:#010x}, expected {:#010x}", check, sum);
+    const auto check = load<std::uint32_t>(bytes, body_check_at);
+    if (const std::uint32_t sum = crc32(bytes.subspan(name_at)); check != sum)
+        malformed(body_check_at, "checksum {:#010x}, expected {:#010x}", check, sum);
 }
 
 Bytes BagReader::take(std::size_t count, const char *what) {
@@ -374,7 +374,7 @@ Bytes BagReader::take(std::size_t count, const char *what) {
     return taken;
 }
 
-template <typename Integer>
+template <class Integer>
 Integer BagReader::take_integer(const char *what) {
     return load<Integer>(take(sizeof(Integer), what));
 }
@@ -479,8 +479,8 @@ BagItem BagReader::read_token() {
         break;
     case BagType::sequence:
     case BagType::structure:
-        if (open_.size() >= kBagNestingLimit)
-            malformed(at, "nested deeper than {}", kBagNestingLimit);
+        if (open_.size() >= bag_nesting_limit)
+            malformed(at, "nested deeper than {}", bag_nesting_limit);
         open_.push_back(item.type);
         break;
     case BagType::sequence_end:

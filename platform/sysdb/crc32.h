@@ -25,7 +25,7 @@ inline constexpr auto crc_table = make_crc_table();
 
 } // namespace detail
 
-// `before` is the checksum of the bytes in front of these.
+/// `before` is the checksum of the bytes in front of these.
 inline std::uint32_t crc32(std::span<const std::uint8_t> bytes, std::uint32_t before = 0) noexcept {
     std::uint32_t value = ~before;
     for (const std::uint8_t byte : bytes)

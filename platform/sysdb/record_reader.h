@@ -10,8 +10,8 @@
 
 namespace ocamp {
 
-// The record of an item, checked from its first byte to its last; nothing when there is no such item. Throws what
-// SystemDatabase::get throws, and DamageError for a record that cannot be decoded.
+/// The record of an item, checked from its first byte to its last; nothing when there is no such item. Throws what
+/// SystemDatabase::get throws, and DamageError for a record that cannot be decoded.
 std::optional<std::vector<std::uint8_t>> read_record(SystemDatabase &database, std::string_view bind_point,
                                                      std::string_view item);
 

@@ -48,11 +48,11 @@ void check_schema(Database &database, std::span<const std::string> statements) {
 }
 
 std::int64_t row_checksum(std::initializer_list<std::string_view> texts) noexcept {
-    constexpr std::uint8_t kEnd = 0;
+    constexpr std::uint8_t terminator = 0;
     std::uint32_t sum = 0;
     for (const std::string_view text : texts) {
         sum = crc32({reinterpret_cast<const std::uint8_t *>(text.data()), text.size()}, sum);
-        sum = crc32({&kEnd, 1}, sum);
+        sum = crc32({&terminator, 1}, sum);
     }
     return sum;
 }

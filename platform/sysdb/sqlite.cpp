@@ -13,23 +13,23 @@ namespace ocamp {
 
 namespace {
 
-constexpr int kBusyTimeout = 5000; // ms
-constexpr int kPrimaryCode = 0xff; // the part of an extended result code that names its kind
+constexpr int busy_timeout = 5000; // ms
+constexpr int primary_code = 0xff; // the part of an extended result code that names its kind
 
 // SQLite's file header: magic, and offsets of what is looked at.
-constexpr std::size_t kHeaderSize = 100;
-constexpr std::string_view kMagic("SQLite format 3\0", 16);
-constexpr std::size_t kWriteFormatAt = 18, kReadFormatAt = 19, kUserVersionAt = 60, kApplicationIdAt = 68;
-constexpr std::uint8_t kRollbackJournal = 1;
+constexpr std::size_t header_size = 100;
+constexpr std::string_view file_magic("SQLite format 3\0", 16);
+constexpr std::size_t write_format_at = 18, read_format_at = 19, user_version_at = 60, application_id_at = 68;
+constexpr std::uint8_t rollback_journal = 1;
 
 std::uint32_t big_endian(const std::uint8_t *bytes) noexcept {
     return std::uint32_t{bytes[0]} << 24U | std::uint32_t{bytes[1]} << 16U | std::uint32_t{bytes[2]} << 8U | bytes[3];
 }
 
 [[noreturn]] void fail(sqlite3 *connection, int code, const std::string &file, std::string_view action) {
-    if ((code & kPrimaryCode) == SQLITE_BUSY)
+    if ((code & primary_code) == SQLITE_BUSY)
         throw SqliteError(fmt::format("{}: locked by another client for longer than the busy limit of {} s: {}", file,
-                                      kBusyTimeout / 1000, action),
+                                      busy_timeout / 1000, action),
                           code);
     const char *reason = connection != nullptr ? sqlite3_errmsg(connection) : sqlite3_errstr(code);
     throw SqliteError(fmt::format("{}: {}: {}", file, action, reason), code);
@@ -81,11 +81,6 @@ Statement &Statement::bind_blob(int parameter, std::span<const std::uint8_t> blo
     return *this;
 }
 
-Statement &Statement::bind_null(int parameter) {
-    check(sqlite3_bind_null(statement_.get(), parameter), "bind");
-    return *this;
-}
-
 bool Statement::step() {
     const int code = sqlite3_step(statement_.get());
     if (code != SQLITE_ROW && code != SQLITE_DONE)
@@ -117,10 +112,6 @@ std::int64_t Statement::number(int column) const {
     return sqlite3_column_int64(statement_.get(), column);
 }
 
-bool Statement::is_null(int column) const {
-    return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL;
-}
-
 void Database::Close::operator()(sqlite3 *connection) const noexcept {
     // v2: statements that outlive the connection stay valid.
     sqlite3_close_v2(connection);
@@ -137,7 +128,7 @@ Database::Database(const std::string &file, Mode mode, const FileMark *mark) : f
         fail(connection, code, file_, "open");
     if (mark != nullptr && mode != Mode::create)
         check_mark(*mark);
-    sqlite3_busy_timeout(connection, kBusyTimeout);
+    sqlite3_busy_timeout(connection, busy_timeout);
     exec("PRAGMA foreign_keys = ON; PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON;");
     if (mode != Mode::read_only)
         exec("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA;");
@@ -151,36 +142,36 @@ Database::Database(const std::string &file, Mode mode, const FileMark *mark) : f
 void Database::check_mark(const FileMark &mark) {
     sqlite3_file *handle = nullptr;
     sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &handle);
-    std::array<std::uint8_t, kHeaderSize> header{};
+    std::array<std::uint8_t, header_size> header{};
     const int code = handle->pMethods->xRead(handle, header.data(), static_cast<int>(header.size()), 0);
     if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ)
         fail(nullptr, code, file_, "read");
-    if (code != SQLITE_OK || std::memcmp(header.data(), kMagic.data(), kMagic.size()) != 0)
+    if (code != SQLITE_OK || std::memcmp(header.data(), file_magic.data(), file_magic.size()) != 0)
         throw ForeignFileError(fmt::format("{}: no SQLite database", file_));
-    const std::uint32_t application_id = big_endian(&header[kApplicationIdAt]);
+    const std::uint32_t application_id = big_endian(&header[application_id_at]);
     if (application_id != static_cast<std::uint32_t>(mark.application_id))
         throw ForeignFileError(fmt::format("{}: a database with application id {:#010x}, expected {:#010x}", file_,
                                            application_id, mark.application_id));
-    const std::uint32_t version = big_endian(&header[kUserVersionAt]);
+    const std::uint32_t version = big_endian(&header[user_version_at]);
     if (version != static_cast<std::uint32_t>(mark.version))
         throw ForeignFileError(
             fmt::format("{}: a database of version {}, expected version {}", file_, version, mark.version));
-    if (header[kWriteFormatAt] != kRollbackJournal || header[kReadFormatAt] != kRollbackJournal)
+    if (header[write_format_at] != rollback_journal || header[read_format_at] != rollback_journal)
         throw ForeignFileError(fmt::format("{}: file formats {} and {}, expected a database with a rollback journal",
-                                           file_, header[kWriteFormatAt], header[kReadFormatAt]));
+                                           file_, header[write_format_at], header[read_format_at]));
 }
 
 // Locks the database for reading, within a transaction to its end.
 void Database::begin_reading() {
-    constexpr const char *kFirstRead = "SELECT count(*) FROM sqlite_schema;";
+    constexpr const char *first_read = "SELECT count(*) FROM sqlite_schema;";
     try {
-        exec(kFirstRead);
+        exec(first_read);
     } catch (const SqliteError &error) {
         if (error.code() != SQLITE_READONLY_ROLLBACK)
             throw;
         // A writer was killed in the middle of a commit: only who may write can undo what it left.
         const Database undo(file_, Mode::read_write);
-        exec(kFirstRead);
+        exec(first_read);
     }
 }
 

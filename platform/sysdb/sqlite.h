@@ -17,37 +17,38 @@ struct sqlite3_stmt;
 
 namespace ocamp {
 
-// The text names the file, what was being done, and SQLite's reason.
+/// The text names the file, what was being done, and SQLite's reason.
 class SqliteError : public std::runtime_error {
   public:
+    /// `code`: SQLite's extended result code.
     SqliteError(const std::string &text, int code) : std::runtime_error(text), code_(code) {}
-    int code() const noexcept { return code_; } // SQLite's extended result code
+    int code() const noexcept { return code_; } ///< SQLite's extended result code
 
   private:
     int code_;
 };
 
-// A prepared statement. Parameters and columns count as SQLite counts them: from 1 and from 0. What is bound is copied.
-// All calls that can fail throw SqliteError.
+/// A prepared statement. Parameters and columns count as SQLite counts them: from 1 and from 0. What is bound is
+/// copied. All calls that can fail throw SqliteError.
 class Statement {
   public:
+    /// `connection` stays its owner's, and may end before the statement does.
     Statement(sqlite3 *connection, std::string_view sql);
 
+    /// Each gives the statement itself.
     Statement &bind(int parameter, std::string_view text);
     Statement &bind(int parameter, std::int64_t number);
     Statement &bind_blob(int parameter, std::span<const std::uint8_t> blob);
-    Statement &bind_null(int parameter);
 
-    // True when there is a row.
+    /// True when there is a row.
     bool step();
-    // Makes the statement ready to run again and forgets what was bound.
+    /// Makes the statement ready to run again and forgets what was bound.
     void reset() noexcept;
 
-    // Columns of the current row; texts and blobs live until the next step or reset. NULL reads as empty or 0.
+    /// Columns of the current row; texts and blobs live until the next step or reset. NULL reads as empty or 0.
     std::string_view text(int column) const;
     std::span<const std::uint8_t> blob(int column) const;
     std::int64_t number(int column) const;
-    bool is_null(int column) const;
 
   private:
     void check(int code, const char *action) const;
@@ -58,9 +59,10 @@ class Statement {
     std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
 
-// Resets a statement that is kept for the next use, on every way out.
+/// Resets a statement that is kept for the next use, on every way out.
 class StatementUse {
   public:
+    /// `statement` outlives this.
     explicit StatementUse(Statement &statement) noexcept : statement_(statement) {}
     ~StatementUse() { statement_.reset(); }
     StatementUse(const StatementUse &) = delete;
@@ -70,38 +72,44 @@ class StatementUse {
     Statement &statement_;
 };
 
-// What tells the files of one program, and of one layout of its tables, from others: words of SQLite's file header.
+/// What tells the files of one program, and of one layout of its tables, from others: words of SQLite's file header.
 struct FileMark {
     std::int32_t application_id;
     std::int32_t version;
 };
 
-// A file that is no database, not of this program, or of a later layout. The text names it and says what was found.
+/// A file that is no database, not of this program, or of a later layout. The text names it and says what was found.
 class ForeignFileError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-// A connection to one database file. Waits up to 5 s for a lock, checks foreign keys, trusts no schema; writes with a
-// rollback journal that is gone, and synced, before a commit returns.
+/// A connection to one database file. Waits up to 5 s for a lock, checks foreign keys, trusts no schema; writes with a
+/// rollback journal that is gone, and synced, before a commit returns.
 class Database {
   public:
+    /// What a file is opened for.
     enum class Mode {
-        read_only, // writes nothing, but for undoing what a writer that was killed left half done
+        read_only, ///< writes nothing, but for undoing what a writer that was killed left half done
         read_write,
-        create // read_write of a file that may not be there yet
+        create ///< read_write of a file that may not be there yet
     };
-    // Changes whenever the content may have changed.
+    /// Changes whenever the content may have changed.
     using State = std::pair<std::uint32_t, std::int64_t>;
 
-    // With a mark the file is looked at before SQLite works with it; throws ForeignFileError then. A created file gets
-    // the mark.
+    /// With a mark the file is looked at before SQLite works with it; throws ForeignFileError then. A created file gets
+    /// the mark.
     Database(const std::string &file, Mode mode, const FileMark *mark = nullptr);
 
+    /// Runs statements that give no rows. Throws SqliteError.
     void exec(const std::string &sql);
+    /// Throws SqliteError.
     Statement prepare(std::string_view sql) { return {connection_.get(), sql}; }
+    /// What tells this moment's content from another's, whoever changes it.
     State state();
+    /// As it was given.
     const std::string &file() const noexcept { return file_; }
+    /// Belongs to this object.
     sqlite3 *connection() noexcept { return connection_.get(); }
 
   private:
@@ -116,9 +124,10 @@ class Database {
     std::unique_ptr<sqlite3, Close> connection_;
 };
 
-// What is read while it lives is of one state of the database.
+/// What is read while it lives is of one state of the database.
 class ReadTransaction {
   public:
+    /// Waits for writers that commit. Throws SqliteError.
     explicit ReadTransaction(Database &database);
     ~ReadTransaction();
     ReadTransaction(const ReadTransaction &) = delete;
@@ -128,16 +137,17 @@ class ReadTransaction {
     Database &database_;
 };
 
-// A write transaction; rolled back unless it was committed.
+/// A write transaction; rolled back unless it was committed.
 class Transaction {
   public:
+    /// Waits for other writers. Throws SqliteError.
     explicit Transaction(Database &database);
     ~Transaction();
     Transaction(const Transaction &) = delete;
     Transaction &operator=(const Transaction &) = delete;
 
-    // When it throws, nothing has changed, unless the text begins with `made`: then only the folder's entry for the
-    // journal could not be synced. An empty `made` is for a file that nobody else sees yet.
+    /// When it throws, nothing has changed, unless the text begins with `made`: then only the folder's entry for the
+    /// journal could not be synced. An empty `made` is for a file that nobody else sees yet.
     void commit(std::string_view made = "the change is made");
 
   private:

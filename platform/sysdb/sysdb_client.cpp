@@ -1,9 +1,10 @@
 // The system-database calls of the seam, over the current system database. They check handles and arguments and turn
 // failures into codes and debug-log lines. Knows nothing of what is in the records.
-#include "log/calls.h"
-#include "log/seam_guard.h"
+#include "log/log.h"
+#include "seam/calls.h"
+#include "seam/guard.h"
+#include "seam/handle_table.h"
 #include "sysdb/current_system_database.h"
-#include "sysdb/handle_table.h"
 #include "sysdb/record_reader.h"
 
 #include <cstdlib>
@@ -21,7 +22,7 @@ using ocamp::Quoted;
 using ocamp::refuse;
 
 // Value of the datatype word of a listing.
-constexpr std::uint32_t kListedItem = 0, kListedFolder = 1;
+constexpr std::uint32_t listed_item = 0, listed_folder = 1;
 
 struct Binding {
     const CurrentSystemDatabase *opened_under;
@@ -52,24 +53,24 @@ const Binding *usable_binding(void *handle) noexcept {
     return binding != nullptr && binding->opened_under == current_guard ? binding : nullptr;
 }
 
-template <typename Body>
+template <class Body>
 cerrno guarded_access(const char *function, Body body) noexcept {
     return ocamp::guarded(function, [&]() -> cerrno {
         try {
             return body();
         } catch (const ocamp::SqliteError &error) {
-            return ocamp::fail(function, ocamp::RC_DATABASE, error.what());
+            return ocamp::fail(function, ocamp::rc_database, error.what());
         } catch (const ocamp::DamageError &error) {
-            return ocamp::fail(function, ocamp::RC_MALFORMED_RECORD, error.what());
+            return ocamp::fail(function, ocamp::rc_malformed_record, error.what());
         } catch (const ocamp::SysdbNameError &error) {
-            return refuse(function, ocamp::RC_INVALID_ARGUMENT, error.what());
+            return refuse(function, ocamp::rc_invalid_argument, error.what());
         }
     });
 }
 
 cerrno bind(const char *function, void **handle, const char *bind_point, std::uint32_t zero) {
     if (handle == nullptr || bind_point == nullptr || zero != 0)
-        return refuse(function, ocamp::RC_INVALID_ARGUMENT, "no handle, no bind point, or a last word that is not 0");
+        return refuse(function, ocamp::rc_invalid_argument, "no handle, no bind point, or a last word that is not 0");
     if (current_guard == nullptr)
         return SYSDB_RC_UNAVAILABLE;
     ocamp::check_bind_point(bind_point);
@@ -80,12 +81,12 @@ cerrno bind(const char *function, void **handle, const char *bind_point, std::ui
 cerrno get_item(const char *function, void *handle, const char *item, void **bag_data, std::uint32_t *bag_len) {
     const Binding *binding = usable_binding(handle);
     if (binding == nullptr)
-        return refuse(function, ocamp::RC_BAD_HANDLE, "the binding is not open");
+        return refuse(function, ocamp::rc_bad_handle, "the binding is not open");
     const auto bag = ocamp::read_record(current_guard->database(), binding->bind_point, item);
     if (!bag) {
         // No error: the plug-in asks for values that a node need not have.
-        ocamp::debug_log_line(ocamp::kLogTraces, fmt::format("{}: no item {}{}", function, binding->bind_point, item));
-        return ocamp::RC_NOT_FOUND;
+        ocamp::debug_log_line(ocamp::log_traces, fmt::format("{}: no item {}{}", function, binding->bind_point, item));
+        return ocamp::rc_not_found;
     }
     void *block = std::malloc(bag->size());
     if (block == nullptr)
@@ -99,7 +100,7 @@ cerrno get_item(const char *function, void *handle, const char *item, void **bag
 cerrno list(const char *function, void *handle, const char *folder, std::uint32_t *count, void **list_handle) {
     const Binding *binding = usable_binding(handle);
     if (binding == nullptr)
-        return refuse(function, ocamp::RC_BAD_HANDLE, "the binding is not open");
+        return refuse(function, ocamp::rc_bad_handle, "the binding is not open");
     auto names = current_guard->database().list(binding->bind_point, folder);
     *count = static_cast<std::uint32_t>(names.size());
     *list_handle = open_listings().open(Listing{current_guard, std::move(names)});
@@ -109,12 +110,12 @@ cerrno list(const char *function, void *handle, const char *folder, std::uint32_
 cerrno list_next(const char *function, void *list_handle, const char **item_name, std::uint32_t *datatype) {
     Listing *listing = open_listings().find(list_handle);
     if (listing == nullptr)
-        return refuse(function, ocamp::RC_BAD_HANDLE, "the listing is not open");
+        return refuse(function, ocamp::rc_bad_handle, "the listing is not open");
     if (listing->next == listing->names.size())
         return CERR_SUCCESS;
     const std::string &name = listing->names[listing->next++];
     *item_name = name.c_str();
-    *datatype = name.ends_with('/') ? kListedFolder : kListedItem;
+    *datatype = name.ends_with('/') ? listed_folder : listed_item;
     return CERR_SUCCESS;
 }
 
@@ -131,7 +132,7 @@ CurrentSystemDatabase::~CurrentSystemDatabase() {
     current_guard = previous_;
     if (left != 0)
         guarded("CurrentSystemDatabase", [left] {
-            return refuse("CurrentSystemDatabase", RC_BAD_HANDLE,
+            return refuse("CurrentSystemDatabase", rc_bad_handle,
                           fmt::format("{} bindings or listings were left open", left));
         });
 }
@@ -155,7 +156,7 @@ cerrno _sysdb_bind(void **handle, const char *bind_point, uint32_t zero) {
 cerrno _sysdb_unbind(void *handle) {
     const cerrno rc = open_bindings().close(handle)
                           ? CERR_SUCCESS
-                          : refuse("_sysdb_unbind", ocamp::RC_BAD_HANDLE, "the binding is not open");
+                          : refuse("_sysdb_unbind", ocamp::rc_bad_handle, "the binding is not open");
     ocamp::record_call("_sysdb_unbind", Code{rc});
     return rc;
 }
@@ -163,63 +164,63 @@ cerrno _sysdb_unbind(void *handle) {
 // `*info_word` is always 0.
 cerrno sysdb_item_get(void *handle, const char *item_path, uint32_t *info_word, void **bag_data, uint32_t *bag_len,
                       uint32_t zero) {
-    constexpr const char *kFunction = "sysdb_item_get";
+    constexpr const char *function = "sysdb_item_get";
     if (info_word != nullptr)
         *info_word = 0;
     if (bag_data != nullptr)
         *bag_data = nullptr;
     if (bag_len != nullptr)
         *bag_len = 0;
-    const cerrno rc = guarded_access(kFunction, [&]() -> cerrno {
+    const cerrno rc = guarded_access(function, [&]() -> cerrno {
         if (item_path == nullptr || info_word == nullptr || bag_data == nullptr || bag_len == nullptr || zero != 0)
-            return refuse(kFunction, ocamp::RC_INVALID_ARGUMENT,
+            return refuse(function, ocamp::rc_invalid_argument,
                           "no item, no place for a result, or a last word that is not 0");
-        return get_item(kFunction, handle, item_path, bag_data, bag_len);
+        return get_item(function, handle, item_path, bag_data, bag_len);
     });
-    ocamp::record_call(kFunction, Code{rc}, Quoted{item_path});
+    ocamp::record_call(function, Code{rc}, Quoted{item_path});
     return rc;
 }
 
 // `pattern` is empty, or a folder that ends in "/". `*list_info` is always 0.
 cerrno sysdb_list(void *handle, const char *pattern, uint32_t *list_info, uint32_t *count, void **list_handle,
                   uint32_t zero) {
-    constexpr const char *kFunction = "sysdb_list";
+    constexpr const char *function = "sysdb_list";
     if (list_info != nullptr)
         *list_info = 0;
     if (count != nullptr)
         *count = 0;
     if (list_handle != nullptr)
         *list_handle = nullptr;
-    const cerrno rc = guarded_access(kFunction, [&]() -> cerrno {
+    const cerrno rc = guarded_access(function, [&]() -> cerrno {
         if (pattern == nullptr || list_info == nullptr || count == nullptr || list_handle == nullptr || zero != 0)
-            return refuse(kFunction, ocamp::RC_INVALID_ARGUMENT,
+            return refuse(function, ocamp::rc_invalid_argument,
                           "no pattern, no place for a result, or a last word that is not 0");
-        return list(kFunction, handle, pattern, count, list_handle);
+        return list(function, handle, pattern, count, list_handle);
     });
-    ocamp::record_call(kFunction, Code{rc}, Quoted{pattern});
+    ocamp::record_call(function, Code{rc}, Quoted{pattern});
     return rc;
 }
 
 // `*datatype` is 1 for a folder, else 0.
 cerrno sysdb_list_next(void *list_handle, const char **item_name, uint32_t *datatype, uint32_t zero) {
-    constexpr const char *kFunction = "sysdb_list_next";
+    constexpr const char *function = "sysdb_list_next";
     if (item_name != nullptr)
         *item_name = nullptr;
     if (datatype != nullptr)
         *datatype = 0;
-    const cerrno rc = guarded_access(kFunction, [&]() -> cerrno {
+    const cerrno rc = guarded_access(function, [&]() -> cerrno {
         if (item_name == nullptr || datatype == nullptr || zero != 0)
-            return refuse(kFunction, ocamp::RC_INVALID_ARGUMENT, "no place for a result, or a last word that is not 0");
-        return list_next(kFunction, list_handle, item_name, datatype);
+            return refuse(function, ocamp::rc_invalid_argument, "no place for a result, or a last word that is not 0");
+        return list_next(function, list_handle, item_name, datatype);
     });
-    ocamp::record_call(kFunction, Code{rc}, Quoted{item_name == nullptr ? nullptr : *item_name});
+    ocamp::record_call(function, Code{rc}, Quoted{item_name == nullptr ? nullptr : *item_name});
     return rc;
 }
 
 cerrno sysdb_list_free(void *list_handle) {
     const cerrno rc = open_listings().close(list_handle)
                           ? CERR_SUCCESS
-                          : refuse("sysdb_list_free", ocamp::RC_BAD_HANDLE, "the listing is not open");
+                          : refuse("sysdb_list_free", ocamp::rc_bad_handle, "the listing is not open");
     ocamp::record_call("sysdb_list_free", Code{rc});
     return rc;
 }

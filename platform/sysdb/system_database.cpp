@@ -1,8 +1,8 @@
 // Reads and writes the table of system-database items. Knows neither what is in the records nor the C seam.
 #include "sysdb/system_database.h"
 
-#include "log/failure.h"
-#include "log/text.h"
+#include "seam/failure.h"
+#include "seam/text.h"
 
 #include <fmt/format.h>
 
@@ -10,16 +10,16 @@ namespace ocamp {
 
 namespace {
 
-constexpr const char *kTable = "sysdb_item";
+constexpr const char *table_name = "sysdb_item";
 
 [[noreturn]] void refuse_name(const char *what, std::string_view name, const char *expected) {
     std::string text = fmt::format("{} \"", what);
-    append_escaped(text, name.substr(0, kSysdbNameLimit), '"');
+    append_escaped(text, name.substr(0, sysdb_name_limit), '"');
     throw SysdbNameError(fmt::format("{}\": expected {}", text, expected));
 }
 
 void check_name(const char *what, std::string_view name) {
-    if (name.size() > kSysdbNameLimit)
+    if (name.size() > sysdb_name_limit)
         refuse_name(what, name, "at most 255 bytes");
     if (name.find("//") != std::string_view::npos)
         refuse_name(what, name, "no empty part");
@@ -43,8 +43,8 @@ void check_item_name(std::string_view item) {
 
 std::vector<std::string> item_table_sql() {
     // The checksum is that of the names: the record has checksums of its own.
-    return sealed_table_sql(kTable, "bind_point TEXT NOT NULL, item TEXT NOT NULL, bag BLOB NOT NULL, "
-                                    "checksum INTEGER NOT NULL, PRIMARY KEY(bind_point, item)");
+    return sealed_table_sql(table_name, "bind_point TEXT NOT NULL, item TEXT NOT NULL, bag BLOB NOT NULL, "
+                                        "checksum INTEGER NOT NULL, PRIMARY KEY(bind_point, item)");
 }
 
 Statement &SystemDatabase::statement(std::optional<Statement> &kept, std::string_view sql) {
@@ -71,7 +71,7 @@ void SystemDatabase::check_names() {
         sum += query.number(2);
         before = std::move(name);
     }
-    check_seal(database_, kTable, count, sum);
+    check_seal(database_, table_name, count, sum);
     checked_ = now;
 }
 

@@ -19,8 +19,8 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kShortestPause{1}, kLongestPause{10};
-constexpr off_t kTicketOffice = 0;
+constexpr milliseconds shortest_pause{1}, longest_pause{10};
+constexpr off_t ticket_office = 0;
 
 struct flock byte_lock(short type, off_t first, off_t count) noexcept {
     struct flock lock = {};
@@ -53,9 +53,9 @@ void WriterTurn::fail(const char *action) const {
     throw WriterQueueError(fmt::format("{}: {}: {}", file_, action, std::strerror(errno)));
 }
 
-template <typename Attempt>
+template <class Attempt>
 void WriterTurn::wait_until(Attempt attempt, const char *action) {
-    milliseconds pause = kShortestPause;
+    milliseconds pause = shortest_pause;
     for (bool failed = false; !attempt(failed);) {
         if (failed)
             fail(action);
@@ -63,24 +63,24 @@ void WriterTurn::wait_until(Attempt attempt, const char *action) {
             throw WriterQueueError(fmt::format("{}: other writers kept it busy for longer than the busy limit of {} s",
                                                file_, std::chrono::duration<double>(limit_).count()));
         std::this_thread::sleep_for(pause);
-        pause = std::min(2 * pause, kLongestPause);
+        pause = std::min(2 * pause, longest_pause);
     }
 }
 
 // Takes the ticket behind the last one given.
 void WriterTurn::join() {
-    wait_until([&](bool &failed) { return try_lock(descriptor_, F_WRLCK, kTicketOffice, failed); }, "lock");
+    wait_until([&](bool &failed) { return try_lock(descriptor_, F_WRLCK, ticket_office, failed); }, "lock");
     bool failed = false;
     long long last = 0;
     // When nobody waits, tickets begin anew.
-    if (!is_free(descriptor_, kTicketOffice + 1, 0, failed) &&
+    if (!is_free(descriptor_, ticket_office + 1, 0, failed) &&
         (failed || pread(descriptor_, &last, sizeof last, 0) != sizeof last))
         fail("read the queue");
     ticket_ = last + 1;
     if (pwrite(descriptor_, &ticket_, sizeof ticket_, 0) != sizeof ticket_)
         fail("join the queue");
     wait_until([&](bool &lock_failed) { return try_lock(descriptor_, F_WRLCK, ticket_, lock_failed); }, "lock");
-    if (!try_lock(descriptor_, F_UNLCK, kTicketOffice, failed))
+    if (!try_lock(descriptor_, F_UNLCK, ticket_office, failed))
         fail("unlock");
 }
 
@@ -92,7 +92,7 @@ WriterTurn::WriterTurn(const std::string &file, milliseconds limit)
     try {
         join();
         wait_until(
-            [&](bool &failed) { return ticket_ == 1 || is_free(descriptor_, kTicketOffice + 1, ticket_ - 1, failed); },
+            [&](bool &failed) { return ticket_ == 1 || is_free(descriptor_, ticket_office + 1, ticket_ - 1, failed); },
             "wait");
     } catch (...) {
         close(descriptor_);

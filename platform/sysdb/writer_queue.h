@@ -8,17 +8,17 @@
 
 namespace ocamp {
 
-// No turn to write. The text names the file and the reason.
+/// No turn to write. The text names the file and the reason.
 class WriterQueueError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-// One writer's turn, from the constructor's return to its end, or to the end of the process however that comes about.
+/// One writer's turn, from the constructor's return to its end, or to the end of the process however that comes about.
 class WriterTurn {
   public:
-    // Waits for all who came before. The file is made when it is not there. Throws WriterQueueError, after `limit` at
-    // the latest.
+    /// Waits for all who came before. The file is made when it is not there. Throws WriterQueueError, after `limit` at
+    /// the latest.
     WriterTurn(const std::string &file, std::chrono::milliseconds limit);
     ~WriterTurn();
     WriterTurn(const WriterTurn &) = delete;
@@ -26,7 +26,7 @@ class WriterTurn {
 
   private:
     void join();
-    template <typename Attempt>
+    template <class Attempt>
     void wait_until(Attempt attempt, const char *action);
     [[noreturn]] void fail(const char *action) const;
 

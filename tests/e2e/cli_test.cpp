@@ -40,7 +40,7 @@ TEST_P(WrongUses, AreToldWithStatusTwo) {
     EXPECT_THAT(outcome.err, HasSubstr(GetParam().message));
 }
 
-const WrongUse kWrongUses[] = {
+const WrongUse wrong_uses[] = {
     {"UnknownNode",
      {"get"},
      {"/optical-amplifier/amplifierz"},
@@ -81,7 +81,7 @@ const WrongUse kWrongUses[] = {
     {"InitWithoutExample", {"node", "init"}, {}, "--from"},
 };
 
-INSTANTIATE_TEST_SUITE_P(CommandLine, WrongUses, testing::ValuesIn(kWrongUses),
+INSTANTIATE_TEST_SUITE_P(CommandLine, WrongUses, testing::ValuesIn(wrong_uses),
                          [](const auto &use) { return std::string(use.param.test_name); });
 
 TEST_F(CommandLine, NoCommandIsWrongUse) {

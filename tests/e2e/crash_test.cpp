@@ -16,9 +16,9 @@ using testing::HasSubstr;
 
 namespace {
 
-constexpr int kRounds = 60;
+constexpr int round_count = 60;
 // An edit takes a few milliseconds; the kills are spread over its whole course and a little beyond.
-constexpr int kLongestWait = 20000; // µs
+constexpr int longest_wait = 20000; // µs
 
 class KilledEdits : public NodeTest {
   protected:
@@ -39,9 +39,9 @@ TEST_F(KilledEdits, AreDoneWhollyOrNotAtAll) {
                        gains[i] + "\"}}]}}}");
     }
     std::minstd_rand random(20191206);
-    std::uniform_int_distribution<int> wait(0, kLongestWait);
+    std::uniform_int_distribution<int> wait(0, longest_wait);
     std::string before = gain();
-    for (int round = 0; round < kRounds; ++round) {
+    for (int round = 0; round < round_count; ++round) {
         const int which = round % 2;
         const std::filesystem::path output = folder() / "output";
         const int child =

@@ -284,7 +284,7 @@ TEST_P(RefusedEdits, NameThePlaceAndChangeNothing) {
 
 #define BOOSTER "/optical-amplifier/amplifiers/amplifier[name='0/2-AMP-BST']"
 
-const Refusal kRefusals[] = {
+const Refusal refusals[] = {
     {"UnsupportedLeaf", booster("\"min-gain\": \"1.5\""),
      BOOSTER "/config/min-gain: ", "Node is not supported [operation-not-supported] (0xaaf2ee00)\n"},
     {"UnsupportedLeafAmongGoodOnes", booster("\"target-gain\": \"12.5\", \"type\": \"EDFA\""),
@@ -502,7 +502,7 @@ const Refusal kRefusals[] = {
     {"NothingAtAll", "", "standard input: ", "neither XML nor JSON", {}, 2},
 };
 
-INSTANTIATE_TEST_SUITE_P(Edits, RefusedEdits, testing::ValuesIn(kRefusals),
+INSTANTIATE_TEST_SUITE_P(Edits, RefusedEdits, testing::ValuesIn(refusals),
                          [](const auto &refusal) { return std::string(refusal.param.test_name); });
 
 } // namespace

@@ -15,26 +15,26 @@ namespace e2e {
 
 using support::Outcome;
 
-// Runs ocamp with these arguments and `input` as standard input, and waits for its end. `redirected`: descriptors that
-// lead into a file, or are closed (no file).
+/// Runs ocamp with these arguments and `input` as standard input, and waits for its end. `redirected`: descriptors that
+/// lead into a file, or are closed (no file).
 Outcome run_ocamp(const std::vector<std::string> &arguments, const std::string &input = "",
                   const std::map<int, std::filesystem::path> &redirected = {});
 
-// The same with `output`, such as /dev/full, as standard output; with none when it is empty.
+/// The same with `output`, such as /dev/full, as standard output; with none when it is empty.
 Outcome run_ocamp_onto(const std::filesystem::path &output, const std::vector<std::string> &arguments,
                        const std::string &input = "");
 
-// Starts ocamp with the file as standard input and its standard output into another file. Gives the process number;
-// the caller waits for it.
+/// Starts ocamp with the file as standard input and its standard output into another file. Gives the process number;
+/// the caller waits for it.
 int start_ocamp(const std::vector<std::string> &arguments, const std::filesystem::path &input,
                 const std::filesystem::path &output);
 
 std::string read_file(const std::filesystem::path &file);
 void write_file(const std::filesystem::path &file, const std::string &text);
-// Text of a file in expected/.
+/// Text of a file in expected/.
 std::string expected(const std::string &name);
 
-// A test with a fresh node made from the example.
+/// A test with a fresh node made from the example.
 class NodeTest : public testing::Test {
   protected:
     void SetUp() override;
@@ -42,10 +42,10 @@ class NodeTest : public testing::Test {
 
     std::string node() const { return (folder_ / "node").string(); }
     const std::filesystem::path &folder() const { return folder_; }
-    // The node's database, byte for byte.
+    /// The node's database, byte for byte.
     std::string data() const { return read_file(folder_ / "node" / "node.db"); }
 
-    // ocamp COMMAND... --node NODE ARGUMENTS...
+    /// ocamp COMMAND... --node NODE ARGUMENTS...
     Outcome ocamp(const std::vector<std::string> &command, const std::vector<std::string> &arguments = {},
                   const std::string &input = "") const;
     Outcome get(const std::vector<std::string> &arguments, const std::string &input = "") const {

@@ -12,8 +12,8 @@ using testing::StartsWith;
 
 namespace {
 
-constexpr const char *kNoData = "{}\n";
-constexpr const char *kPre1 = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']";
+constexpr const char *no_data = "{}\n";
+constexpr const char *pre_1_path = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']";
 
 std::string filter(const std::string &content) {
     return "<filter type=\"subtree\"><optical-amplifier xmlns=\"http://openconfig.net/yang/optical-amplfier\">" +
@@ -41,14 +41,14 @@ TEST_P(FullReads, GiveTheWholeAnswer) {
     EXPECT_SAME_TEXT(outcome.out, expected(GetParam().answer));
 }
 
-const FullRead kReads[] = {
-    {"OneAmplifier", {kPre1}, "", "amplifier.json"},
-    {"OneAmplifierConfiguration", {"--config", kPre1}, "", "amplifier_config.json"},
-    {"StateOfOneAmplifier", {std::string(kPre1) + "/state"}, "", "amplifier_state.json"},
-    {"OneAmplifierAsXml", {"--format", "xml", kPre1}, "", "amplifier.xml"},
-    {"OneStateLeaf", {std::string(kPre1) + "/state/actual-gain/instant"}, "", "leaf_state.json"},
-    {"OneConfigurationLeaf", {"--config", std::string(kPre1) + "/config/target-gain"}, "", "leaf_config.json"},
-    {"ConfigurationLeafInAFullRead", {std::string(kPre1) + "/config/target-gain"}, "", "leaf_config.json"},
+const FullRead full_reads[] = {
+    {"OneAmplifier", {pre_1_path}, "", "amplifier.json"},
+    {"OneAmplifierConfiguration", {"--config", pre_1_path}, "", "amplifier_config.json"},
+    {"StateOfOneAmplifier", {std::string(pre_1_path) + "/state"}, "", "amplifier_state.json"},
+    {"OneAmplifierAsXml", {"--format", "xml", pre_1_path}, "", "amplifier.xml"},
+    {"OneStateLeaf", {std::string(pre_1_path) + "/state/actual-gain/instant"}, "", "leaf_state.json"},
+    {"OneConfigurationLeaf", {"--config", std::string(pre_1_path) + "/config/target-gain"}, "", "leaf_config.json"},
+    {"ConfigurationLeafInAFullRead", {std::string(pre_1_path) + "/config/target-gain"}, "", "leaf_config.json"},
     {"AllAmplifiers", {"/optical-amplifier/amplifiers"}, "", "amplifiers.json"},
     {"AllAmplifiersByTheirList", {"/optical-amplifier/amplifiers/amplifier"}, "", "amplifiers.json"},
     {"ConfigurationOfAllAmplifiers", {"--config", "/optical-amplifier/amplifiers"}, "", "config.json"},
@@ -80,7 +80,7 @@ const FullRead kReads[] = {
      "filter_content.json"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Reads, FullReads, testing::ValuesIn(kReads),
+INSTANTIATE_TEST_SUITE_P(Reads, FullReads, testing::ValuesIn(full_reads),
                          [](const auto &read) { return std::string(read.param.test_name); });
 
 // Reads that select nothing.
@@ -100,10 +100,10 @@ TEST_P(EmptyReads, GiveAnEmptyAnswer) {
     const Outcome outcome = get(GetParam().arguments, GetParam().input);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err, "");
-    EXPECT_EQ(outcome.out, kNoData);
+    EXPECT_EQ(outcome.out, no_data);
 }
 
-const EmptyRead kEmptyReads[] = {
+const EmptyRead empty_reads[] = {
     {"SlotWithoutCard", {"/optical-amplifier/amplifiers/amplifier[name='0/3-AMP-PRE']"}},
     {"FilterForASlotThatCannotBe",
      {"--filter", "-"},
@@ -111,7 +111,7 @@ const EmptyRead kEmptyReads[] = {
     {"NameOfNoKind", {"/optical-amplifier/amplifiers/amplifier[name='nothing']"}},
     {"EmptyName", {"/optical-amplifier/amplifiers/amplifier[name='']"}},
     {"ConfigurationOfSlotWithoutCard", {"--config", "/optical-amplifier/amplifiers/amplifier[name='0/3-AMP-BST']"}},
-    {"StateInAConfigurationRead", {"--config", std::string(kPre1) + "/state"}},
+    {"StateInAConfigurationRead", {"--config", std::string(pre_1_path) + "/state"}},
     {"ChannelsInAConfigurationRead", {"--config", "/optical-amplifier/supervisory-channels"}},
     {"ChannelOfSlotWithoutCard",
      {"/optical-amplifier/supervisory-channels/supervisory-channel[interface='Optics0/3/0/4']"}},
@@ -126,7 +126,7 @@ const EmptyRead kEmptyReads[] = {
      filter("<amplifiers><amplifier><name>0/1-AMP-PRE</name><name>0/1-AMP-BST</name></amplifier></amplifiers>")},
 };
 
-INSTANTIATE_TEST_SUITE_P(Reads, EmptyReads, testing::ValuesIn(kEmptyReads),
+INSTANTIATE_TEST_SUITE_P(Reads, EmptyReads, testing::ValuesIn(empty_reads),
                          [](const auto &read) { return std::string(read.param.test_name); });
 
 class Reads : public NodeTest {};
@@ -139,8 +139,8 @@ TEST_F(Reads, EmptyAnswerAsXmlIsAnEmptyDataElement) {
 TEST_F(Reads, PathToAnUnservedLeafIsRefusedByName) {
     const std::string channel =
         "/optical-amplifier/supervisory-channels/supervisory-channel[interface='Optics0/1/0/4']";
-    for (const std::string &path : {std::string(kPre1) + "/state/min-gain", std::string(kPre1) + "/state/component",
-                                    channel + "/config/interface"}) {
+    for (const std::string &path : {std::string(pre_1_path) + "/state/min-gain",
+                                    std::string(pre_1_path) + "/state/component", channel + "/config/interface"}) {
         const Outcome outcome = get({path});
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(outcome.out, "");
@@ -171,7 +171,7 @@ TEST_F(Reads, OtherInterfacesNeverAppear) {
 
 TEST_F(Reads, InputStatisticsOfAnAmplifierComeFromItsPartnersRecord) {
     const char *bind_point = "/oper/perfmgmt/gl/periodic/optics/interface/";
-    const std::string path = std::string(kPre1) + "/state/input-power-c-band";
+    const std::string path = std::string(pre_1_path) + "/state/input-power-c-band";
     ASSERT_THAT(get({path}).out, HasSubstr("\"avg\""));
     ASSERT_EQ(ocamp({"sysdb", "rm"}, {bind_point, "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1"}).status, 0);
     const std::string without_record = get({path}).out;
@@ -198,13 +198,13 @@ TEST_F(Reads, ReadingChangesNothing) {
 }
 
 TEST_F(Reads, ExplanationShowsTheStepsInOrder) {
-    const Outcome outcome = ocamp({"explain", "get"}, {std::string(kPre1) + "/state/enabled"});
+    const Outcome outcome = ocamp({"explain", "get"}, {std::string(pre_1_path) + "/state/enabled"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_SAME_TEXT(outcome.out, expected("explain_leaf.txt"));
 }
 
 TEST_F(Reads, ExplanationWithCallsShowsEachCall) {
-    const Outcome outcome = ocamp({"explain", "get"}, {"--calls", std::string(kPre1) + "/state/enabled"});
+    const Outcome outcome = ocamp({"explain", "get"}, {"--calls", std::string(pre_1_path) + "/state/enabled"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.out, HasSubstr("2. Calls to the platform"));
     EXPECT_THAT(outcome.out, Not(HasSubstr("2. Native request")));
@@ -239,7 +239,7 @@ TEST_F(Reads, LogsGoWhereTheyAreAsked) {
 }
 
 TEST_F(Reads, OnlyAReadByKeyReachesAnInterfaceByItsKey) {
-    EXPECT_THAT(get({"--debug-log", "-", kPre1}).err, HasSubstr("interface_key: Ots0/1/0/0\n"));
+    EXPECT_THAT(get({"--debug-log", "-", pre_1_path}).err, HasSubstr("interface_key: Ots0/1/0/0\n"));
     const Outcome keyless = get({"--debug-log", "-", "/optical-amplifier/amplifiers"});
     EXPECT_THAT(keyless.err, HasSubstr("TRC: YFW: "));
     EXPECT_THAT(keyless.err, Not(HasSubstr("interface_key: Ots")));

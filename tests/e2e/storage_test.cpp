@@ -109,13 +109,13 @@ TEST_F(Storage, LockedNodeIsToldWithTheLimit) {
 }
 
 TEST_F(Storage, ManyWritersAtOnceAllHaveTheirTurn) {
-    constexpr int kWriters = 16;
+    constexpr int writer_count = 16;
     write_file(folder() / "edit", edit_of("12.0"));
     std::vector<int> writers;
-    for (int i = 0; i < kWriters; ++i)
+    for (int i = 0; i < writer_count; ++i)
         writers.push_back(
             start_ocamp({"edit", "--node", node(), "-"}, folder() / "edit", folder() / ("out" + std::to_string(i))));
-    for (int i = 0; i < kWriters; ++i) {
+    for (int i = 0; i < writer_count; ++i) {
         int status = -1;
         waitpid(writers[static_cast<std::size_t>(i)], &status, 0);
         EXPECT_EQ(status, 0);

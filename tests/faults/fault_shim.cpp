@@ -87,7 +87,7 @@ __attribute__((constructor)) void begin() noexcept {
 }
 
 // The function that this library stands in front of.
-template <typename Function>
+template <class Function>
 Function *next(const char *name) noexcept {
     return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
 }

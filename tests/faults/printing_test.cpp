@@ -2,6 +2,8 @@
 // text is whole, or there is an error. Knows nothing of requests.
 #include "node/native_data.h"
 #include "node/node.h"
+#include "yang/error.h"
+#include "yang/models.h"
 
 #include <fstream>
 #include <functional>
@@ -108,7 +110,7 @@ Failures fail_each(const char *what, const std::function<std::string()> &work) {
 
 TEST(FailedAllocations, NeverGiveAPartOfADocument) {
     const ocamp::YangTree tree = running();
-    const Failures failures = fail_each("print", [&] { return ocamp::print_tree(tree.get(), LYD_JSON); });
+    const Failures failures = fail_each("print", [&] { return tree.print(LYD_JSON); });
     EXPECT_GT(failures.refused, 0U);
     EXPECT_EQ(failures.in_part, 0U);
     EXPECT_EQ(failures.crashed, 0U);
@@ -118,13 +120,13 @@ TEST(FailedAllocations, NeverGiveAPartOfADocument) {
 // the whole document is ever given to be stored.
 TEST(FailedAllocations, NeverLetAPartOfADocumentBeStored) {
     const ocamp::YangTree tree = running();
-    const Failures failures = fail_each("print to store", [&] { return ocamp::print_to_store(tree.get()); });
+    const Failures failures = fail_each("print to store", [&] { return tree.print_to_store(); });
     EXPECT_GT(failures.refused, 0U);
     EXPECT_EQ(failures.in_part, 0U);
 }
 
 lyd_node *first_entry(const ocamp::YangTree &tree) {
-    for (lyd_node *root = tree.get(); root != nullptr; root = root->next) {
+    for (lyd_node *root = tree.first(); root != nullptr; root = root->next) {
         for (lyd_node *child = lyd_child(root); child != nullptr; child = child->next) {
             if (child->schema->nodetype == LYS_LIST)
                 return child;
@@ -134,14 +136,14 @@ lyd_node *first_entry(const ocamp::YangTree &tree) {
 }
 
 TEST(PrintingToStore, RefusesWhatIsNoValidDocument) {
-    const ocamp::YangTree tree = running();
-    EXPECT_EQ(ocamp::print_to_store(nullptr), "{}");
-    EXPECT_NO_THROW(ocamp::print_to_store(tree.get()));
+    ocamp::YangTree tree = running();
+    EXPECT_EQ(ocamp::YangTree().print_to_store(), "{}");
+    EXPECT_NO_THROW(tree.print_to_store());
     // An entry without its key.
     lyd_node *entry = first_entry(tree);
     ASSERT_NE(entry, nullptr);
-    lyd_free_tree(lyd_child(entry));
-    EXPECT_THROW(ocamp::print_to_store(tree.get()), ocamp::YangError);
+    tree.remove(lyd_child(entry));
+    EXPECT_THROW(tree.print_to_store(), ocamp::YangError);
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 // Turns the fuzzer's bytes into choices.
-#ifndef FUZZED_INPUT_H
-#define FUZZED_INPUT_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -30,5 +29,3 @@ class FuzzedInput {
     size_t size_;
     size_t at_ = 0;
 };
-
-#endif

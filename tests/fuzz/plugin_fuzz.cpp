@@ -59,7 +59,7 @@ constexpr const char *values[] = {
     "0/1-AMP-PRE", "0/2-AMP-BST", "Ots0/1/0/0", "Optics0/1/0/4", "true", "-12.34",
     "1e308",       "nan",         "",           " -3.20 ",       "abc",  "9999999999999999"};
 
-/// Makes trees out of one input.
+// Makes trees out of one input.
 class Garden {
   public:
     explicit Garden(FuzzedInput &input) : input_(input) {}

@@ -1,7 +1,7 @@
 // Behaviour of the bag record encoder and decoder, in C++ and through the seam. Every bad record is decoded from a
 // heap block of its exact size, so that a read outside it is caught under the sanitizers.
-#include "log/codes.h"
 #include "log/log.h"
+#include "seam/codes.h"
 #include "sysdb/bag_record.h"
 
 #include <arpa/inet.h>
@@ -166,7 +166,7 @@ TEST(BagRecord, ARecordCutAtAnyByteIsRefused) {
     for (std::size_t length = 0; length < whole.size(); ++length) {
         const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
         EXPECT_NE(decoding_error(cut), "") << length;
-        EXPECT_EQ(walk_through_seam(cut), ocamp::RC_MALFORMED_RECORD) << length;
+        EXPECT_EQ(walk_through_seam(cut), ocamp::rc_malformed_record) << length;
     }
 }
 
@@ -183,7 +183,7 @@ TEST(BagRecord, AFlippedBitAnywhereIsRefused) {
             Bytes flipped = whole;
             flipped[at] = static_cast<std::uint8_t>(flipped[at] ^ (1U << bit));
             EXPECT_NE(decoding_error(flipped), "") << at << "." << bit;
-            EXPECT_EQ(walk_through_seam(flipped), ocamp::RC_MALFORMED_RECORD) << at << "." << bit;
+            EXPECT_EQ(walk_through_seam(flipped), ocamp::rc_malformed_record) << at << "." << bit;
         }
 }
 
@@ -238,14 +238,15 @@ TEST(BagRecord, AWrittenErrorIsNamedWithItsOffset) {
 }
 
 TEST(BagRecord, NestingIsBounded) {
-    const BagRecord deepest = record_of({nested_structures(ocamp::kBagNestingLimit)});
+    const BagRecord deepest = record_of({nested_structures(ocamp::bag_nesting_limit)});
     EXPECT_EQ(ocamp::decode_bag(ocamp::encode_bag(deepest)), deepest);
-    EXPECT_NE(encoding_error(record_of({nested_structures(ocamp::kBagNestingLimit + 1)})).find("nested deeper than 16"),
-              std::string::npos);
+    EXPECT_NE(
+        encoding_error(record_of({nested_structures(ocamp::bag_nesting_limit + 1)})).find("nested deeper than 16"),
+        std::string::npos);
     Bytes tokens;
-    for (std::size_t i = 0; i <= ocamp::kBagNestingLimit; ++i)
+    for (std::size_t i = 0; i <= ocamp::bag_nesting_limit; ++i)
         tokens.insert(tokens.end(), {16, 0});
-    tokens.insert(tokens.end(), ocamp::kBagNestingLimit + 1, 17);
+    tokens.insert(tokens.end(), ocamp::bag_nesting_limit + 1, 17);
     tokens.push_back(18);
     EXPECT_EQ(decoding_error(sealed(tokens)), "offset 62: nested deeper than 16");
 }
@@ -278,7 +279,7 @@ TEST(BagRecord, AModelThatHasNoFormIsRefusedWithTheTokensName) {
         EXPECT_NE(encoding_error(record_of({wrong})).find(error), std::string::npos)
             << error << " / " << encoding_error(record_of({wrong}));
     EXPECT_NE(encoding_error({std::string(256, 'r'), 1, 0, {}}), "");
-    EXPECT_NE(encoding_error(record_of({token(BagType::long_text, "v", std::string(ocamp::kBagRecordLimit, 'x'))})),
+    EXPECT_NE(encoding_error(record_of({token(BagType::long_text, "v", std::string(ocamp::bag_record_limit, 'x'))})),
               "");
 }
 
@@ -301,12 +302,12 @@ TEST(BagSeam, AHeaderThatDoesNotHoldIsRefused) {
     for (std::size_t at = 0; at < 28; ++at) {
         Bytes flipped = whole;
         flipped[at] ^= 0x40U;
-        EXPECT_EQ(bag_header_info(flipped.data(), &header), ocamp::RC_MALFORMED_RECORD) << at;
+        EXPECT_EQ(bag_header_info(flipped.data(), &header), ocamp::rc_malformed_record) << at;
         EXPECT_EQ(header.name, nullptr);
     }
-    EXPECT_EQ(bag_header_info("not a record", &header), ocamp::RC_MALFORMED_RECORD);
-    EXPECT_EQ(bag_header_info(nullptr, &header), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(bag_header_info(whole.data(), nullptr), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(bag_header_info("not a record", &header), ocamp::rc_malformed_record);
+    EXPECT_EQ(bag_header_info(nullptr, &header), ocamp::rc_invalid_argument);
+    EXPECT_EQ(bag_header_info(whole.data(), nullptr), ocamp::rc_invalid_argument);
 }
 
 TEST(BagSeam, EveryTypeStandsWhereTheSeamHasIt) {
@@ -347,15 +348,15 @@ TEST(BagSeam, EveryTypeStandsWhereTheSeamHasIt) {
     expect(BAG_TOKEN_END, nullptr);
     EXPECT_EQ(walk.walk.offset, walk.bytes.size());
     bag_token_td behind;
-    EXPECT_EQ(bag_generic_token(&walk.walk, &behind), ocamp::RC_WALK_ENDED);
+    EXPECT_EQ(bag_generic_token(&walk.walk, &behind), ocamp::rc_walk_ended);
 }
 
 TEST(BagSeam, ABadTokenIsRefusedAgainWhenAskedAgain) {
     OpenWalk walk(sealed({4, 0, 1, 0, 0, 0, 10, 0, 2, 18}));
     EXPECT_EQ(walk.next().value.first.i32, 1);
     bag_token_td next;
-    EXPECT_EQ(bag_generic_token(&walk.walk, &next), ocamp::RC_MALFORMED_RECORD);
-    EXPECT_EQ(bag_generic_token(&walk.walk, &next), ocamp::RC_MALFORMED_RECORD);
+    EXPECT_EQ(bag_generic_token(&walk.walk, &next), ocamp::rc_malformed_record);
+    EXPECT_EQ(bag_generic_token(&walk.walk, &next), ocamp::rc_malformed_record);
     EXPECT_EQ(next.name, nullptr);
 }
 
@@ -363,25 +364,25 @@ TEST(BagSeam, AWalkThatIsNotOpenIsRefused) {
     const Bytes bytes = ocamp::encode_bag(small_record());
     bag_walk_td walk{};
     bag_token_td next;
-    EXPECT_EQ(bag_generic_token(&walk, &next), ocamp::RC_BAD_HANDLE);
+    EXPECT_EQ(bag_generic_token(&walk, &next), ocamp::rc_bad_handle);
     int other = 0;
     walk.state = &other;
-    EXPECT_EQ(bag_generic_token(&walk, &next), ocamp::RC_BAD_HANDLE);
-    EXPECT_EQ(bag_generic_token(nullptr, &next), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(bag_generic_token(&walk, &next), ocamp::rc_bad_handle);
+    EXPECT_EQ(bag_generic_token(nullptr, &next), ocamp::rc_invalid_argument);
     ASSERT_EQ(bag_generic_init(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &walk), CERR_SUCCESS);
-    EXPECT_EQ(bag_generic_token(&walk, nullptr), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(bag_generic_token(&walk, nullptr), ocamp::rc_invalid_argument);
     const bag_walk_td copy = walk;
     bag_generic_destroy(&walk);
     bag_generic_destroy(&walk);
     bag_generic_destroy(nullptr);
-    EXPECT_EQ(bag_generic_token(&walk, &next), ocamp::RC_BAD_HANDLE);
+    EXPECT_EQ(bag_generic_token(&walk, &next), ocamp::rc_bad_handle);
     walk = copy;
-    EXPECT_EQ(bag_generic_token(&walk, &next), ocamp::RC_BAD_HANDLE);
+    EXPECT_EQ(bag_generic_token(&walk, &next), ocamp::rc_bad_handle);
     bag_generic_destroy(&walk);
-    EXPECT_EQ(bag_generic_init(nullptr, 0, &walk), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(bag_generic_init(nullptr, 0, &walk), ocamp::rc_invalid_argument);
     EXPECT_EQ(bag_generic_init(bytes.data(), static_cast<std::uint32_t>(bytes.size()), nullptr),
-              ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(bag_generic_init(bytes.data(), 0, &walk), ocamp::RC_MALFORMED_RECORD);
+              ocamp::rc_invalid_argument);
+    EXPECT_EQ(bag_generic_init(bytes.data(), 0, &walk), ocamp::rc_malformed_record);
     EXPECT_EQ(walk.state, nullptr);
 }
 
@@ -400,7 +401,7 @@ TEST(BagSeam, AMalformedRecordIsToldInTheDebugLog) {
         std::filesystem::temp_directory_path() / ("ocamp-bag-" + std::to_string(getpid()));
     {
         const ocamp::LogSession session({file.string(), 0, ""});
-        EXPECT_EQ(walk_through_seam(sealed({11, 0, 18})), ocamp::RC_MALFORMED_RECORD);
+        EXPECT_EQ(walk_through_seam(sealed({11, 0, 18})), ocamp::rc_malformed_record);
     }
     std::ostringstream content;
     content << std::ifstream(file).rdbuf();

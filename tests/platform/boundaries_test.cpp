@@ -5,12 +5,13 @@
 #include "framework/path_text.h"
 #include "log/log.h"
 #include "node/answer.h"
-#include "node/client_document.h"
 #include "node/filter.h"
 #include "node/native_data.h"
 #include "node/native_edit.h"
 #include "node/node.h"
-#include "node/request_error.h"
+#include "yang/client_document.h"
+#include "yang/models.h"
+#include "yang/request_error.h"
 
 #include <filesystem>
 #include <fstream>
@@ -151,7 +152,7 @@ TEST(LateKey, AnswerTakesItWhereverItWasWritten) {
     Answer answer(openconfig_schema(), false);
     answer.add(OutputTree(writes));
     EXPECT_THAT(answer.dropped(), IsEmpty());
-    EXPECT_THAT(print_tree(answer.tree().get(), LYD_JSON), HasSubstr("\"late\""));
+    EXPECT_THAT(answer.take_tree().print(LYD_JSON), HasSubstr("\"late\""));
 }
 
 TEST(LoneKey, FailureOfTheRequestIsThatOfItsEntry) {
@@ -233,7 +234,7 @@ TEST(ImplicitNodes, AreNotSelected) {
                        {"name": "b", "config": {"name": "b"}}]}}})",
                                               LYD_JSON);
     Filter::from_path(openconfig_schema(), "/optical-amplifier/amplifiers/amplifier/state").cut(tree);
-    const std::string text = print_tree(tree.get(), LYD_JSON);
+    const std::string text = tree.print(LYD_JSON);
     EXPECT_THAT(text, HasSubstr("\"a\""));
     EXPECT_THAT(text, Not(HasSubstr("\"b\"")));
 }
@@ -254,7 +255,7 @@ TEST(ImplicitNodes, AreNodesLikeOthersOnceAnEditFillsThem) {
     const OutputTree edit(writes);
     apply_native_edit(
         native_schema(), edit.roots(), [](const std::string &) { return std::vector<std::string>(); }, data.running);
-    EXPECT_THAT(changes(before.get(), data.running.get()), ElementsAre(HasSubstr("optics-ots-amplifier-gain 155")));
+    EXPECT_THAT(changes(before, data.running), ElementsAre(HasSubstr("optics-ots-amplifier-gain 155")));
     const auto entries = select_entries(native_schema(), data, edit.roots(), true);
     ASSERT_THAT(entries, SizeIs(1));
     EXPECT_THAT(tree_text(*DataTree(entries[0].tree).root()), HasSubstr("<optics-ots-amplifier-gain> \"155\""));
@@ -266,7 +267,7 @@ TEST(RefusedTextCalls, TellTheLogWhoCalledAndWhy) {
     const std::filesystem::path file =
         std::filesystem::temp_directory_path() / ("boundaries_test-" + std::to_string(getpid()) + ".log");
     {
-        const LogSession logs({.debug_log = file.string(), .level = kLogErrors, .trace = {}});
+        const LogSession logs({.debug_log = file.string(), .level = log_errors, .trace = {}});
         char buffer[4] = "abc";
         const char unterminated[3] = {'a', 'b', 'c'};
         yfw_strcpy_s("handler", nullptr, 4, "x");

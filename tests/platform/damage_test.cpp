@@ -2,6 +2,7 @@
 // the whole model gives exactly the answer of the intact node or an error that names the file. One process does it all.
 #include "node/service.h"
 #include "sysdb/record_reader.h"
+#include "yang/models.h"
 
 #include <filesystem>
 #include <fstream>
@@ -16,9 +17,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::size_t kPage = 4096;
+constexpr std::size_t page_size = 4096;
 // Flips in one record, and the distance of those all over the file: prime, so that every place in a page has its turn.
-constexpr std::size_t kFlipsInARecord = 12, kFlipDistance = 127;
+constexpr std::size_t flips_in_arecord = 12, flip_distance = 127;
 
 struct Record {
     std::string bind_point; // empty for a native document
@@ -45,7 +46,7 @@ class DamagedDatabase : public testing::Test {
 
     std::string read() const {
         Service service({.node = folder_, .plugin = PLUGIN_FILE});
-        return print_tree(service.read(YFW_KIND_GET, Filter(openconfig_schema())).answer.get(), LYD_JSON);
+        return service.read(YFW_KIND_GET, Filter(openconfig_schema())).answer.print(LYD_JSON);
     }
 
     std::vector<Record> records() const {
@@ -88,9 +89,9 @@ class DamagedDatabase : public testing::Test {
 };
 
 TEST_F(DamagedDatabase, CutAtEveryPageIsAnError) {
-    for (std::size_t size = 0; size < intact_.size(); size += kPage) {
+    for (std::size_t size = 0; size < intact_.size(); size += page_size) {
         EXPECT_TRUE(expect_error_or_answer(intact_.substr(0, size), "cut at " + std::to_string(size)));
-        for (const std::size_t more : {std::size_t{1}, kPage - 1})
+        for (const std::size_t more : {std::size_t{1}, page_size - 1})
             expect_error_or_answer(intact_.substr(0, size + more), "cut at " + std::to_string(size + more));
     }
 }
@@ -108,7 +109,7 @@ TEST_F(DamagedDatabase, FlippedBitInEveryRecordIsAnErrorThatNamesIt) {
     ASSERT_GT(all.size(), 10U);
     for (const Record &record : all) {
         std::size_t done = 0;
-        const std::size_t distance = std::max<std::size_t>(record.bytes.size() / kFlipsInARecord, 1);
+        const std::size_t distance = std::max<std::size_t>(record.bytes.size() / flips_in_arecord, 1);
         for (std::size_t at = 0; at < record.bytes.size(); at += distance) {
             const std::size_t place = place_of(intact_, record.bytes, at);
             if (place == std::string::npos)
@@ -134,7 +135,7 @@ TEST_F(DamagedDatabase, FlippedBitInEveryRecordIsAnErrorThatNamesIt) {
 }
 
 TEST_F(DamagedDatabase, FlippedBitAnywhereIsAnErrorOrTheWholeAnswer) {
-    for (std::size_t at = 0; at < intact_.size(); at += kFlipDistance)
+    for (std::size_t at = 0; at < intact_.size(); at += flip_distance)
         expect_error_or_answer(flipped(at), "bit of byte " + std::to_string(at));
     EXPECT_GT(errors_, answers_);
 }

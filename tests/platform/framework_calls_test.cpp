@@ -1,7 +1,7 @@
 // The calls of the seam into the framework: what they do to a run, and that misuse is a code and never more.
 #include "framework/mapping_run.h"
-#include "log/calls.h"
-#include "log/codes.h"
+#include "seam/calls.h"
+#include "seam/codes.h"
 
 #include <array>
 #include <cstring>
@@ -15,7 +15,7 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr const char *kList = "/optical-amplifier/amplifiers/amplifier";
+constexpr const char *list_path = "/optical-amplifier/amplifiers/amplifier";
 
 RequestNode request(std::uint32_t operation = YFW_OP_MERGE) {
     RequestNode name{.tag = "name", .ns = "urn:m", .value = "0/1-AMP-PRE", .key = true};
@@ -83,20 +83,20 @@ TEST_F(SeamCalls, HierarchyShowsItsNodesAndTheOutermostEntry) {
 }
 
 TEST_F(SeamCalls, HierarchyRefusesMisuse) {
-    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, root()), RC_HIERARCHY_EMPTY);
-    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, nullptr, 1), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 0), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 3), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, root()), rc_hierarchy_empty);
+    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, nullptr, 1), rc_invalid_argument);
+    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 0), rc_invalid_argument);
+    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 3), rc_invalid_argument);
     enter_entry();
-    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, root()), RC_NODE_NOT_ON_TOP);
-    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, nullptr), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, root()), rc_node_not_on_top);
+    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, nullptr), rc_invalid_argument);
     EXPECT_EQ(ctx->req_ctx->hierarchy_len, 3);
 }
 
 TEST_F(SeamCalls, HierarchyHas255LevelsAtMost) {
     for (int level = 0; level < 255; ++level)
         ASSERT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 1), CERR_SUCCESS);
-    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 1), RC_HIERARCHY_FULL);
+    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 1), rc_hierarchy_full);
     EXPECT_EQ(ctx->req_ctx->hierarchy_len, 255);
 }
 
@@ -131,38 +131,38 @@ TEST_F(SeamCalls, OnlyAnEditThatDoesNotDeleteAdds) {
 
 TEST_F(SeamCalls, CurrentListIsTheOneJustEntered) {
     enter_entry();
-    EXPECT_EQ(yfw_map_update_current_list_node(ctx, kList), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, list_path), CERR_SUCCESS);
     EXPECT_EQ(yfw_map_update_current_list_node(ctx, "/a1:optical-amplifier/a1:amplifiers/a1:amplifier"), CERR_SUCCESS);
-    EXPECT_EQ(yfw_map_update_current_list_node(ctx, "/optical-amplifier/amplifiers"), RC_UNKNOWN_PATH);
-    EXPECT_EQ(yfw_map_update_current_list_node(ctx, "amplifier"), RC_UNKNOWN_PATH);
-    EXPECT_EQ(yfw_map_update_current_list_node(ctx, nullptr), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, "/optical-amplifier/amplifiers"), rc_unknown_path);
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, "amplifier"), rc_unknown_path);
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, nullptr), rc_invalid_argument);
 }
 
 TEST_F(SeamCalls, ListNeedNotBeEnteredInAWalkOfEverything) {
     ASSERT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 1), CERR_SUCCESS);
-    EXPECT_EQ(yfw_map_update_current_list_node(ctx, kList), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, list_path), CERR_SUCCESS);
 }
 
 TEST_F(SeamCalls, KeyMustNotDifferFromTheLeafItRefersTo) {
     yfw_datatree *out = run.output();
     const yfw_datatree *key = &entry()->children[0];
-    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, "config", key, out), RC_NO_LIST_ENTRY);
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", key, out), rc_no_list_entry);
     enter_entry();
-    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, "config", key, out), CERR_SUCCESS);
-    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, "state", key, out), CERR_SUCCESS); // no such container
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", key, out), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "state", key, out), CERR_SUCCESS); // no such container
     char other[] = "0/1-AMP-BST";
     yfw_datatree wrong_key = *key;
     wrong_key.value = other;
-    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, "config", &wrong_key, out), RC_LEAFREF_MISMATCH);
-    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, nullptr, key, out), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, "config", nullptr, out), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", &wrong_key, out), rc_leafref_mismatch);
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, nullptr, key, out), rc_invalid_argument);
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", nullptr, out), rc_invalid_argument);
 }
 
 TEST_F(SeamCalls, EntriesAreStacked) {
     EXPECT_EQ(yfw_map_util_itree_stack_size(ctx), 0U);
     EXPECT_EQ(yfw_map_util_itree_stack_peak(ctx), nullptr);
-    EXPECT_EQ(yfw_map_util_itree_stack_pop(ctx), RC_STACK_EMPTY);
-    EXPECT_EQ(yfw_map_util_itree_stack_push(ctx, nullptr), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_util_itree_stack_pop(ctx), rc_stack_empty);
+    EXPECT_EQ(yfw_map_util_itree_stack_push(ctx, nullptr), rc_invalid_argument);
     EXPECT_EQ(yfw_map_util_itree_stack_push(ctx, entry()), CERR_SUCCESS);
     EXPECT_EQ(yfw_map_util_itree_stack_peak(ctx), entry());
     EXPECT_EQ(yfw_map_util_itree_stack_size(ctx), 1U);
@@ -170,7 +170,7 @@ TEST_F(SeamCalls, EntriesAreStacked) {
     EXPECT_EQ(yfw_map_util_itree_stack_size(ctx), 0U);
     for (int i = 0; i < 255; ++i)
         ASSERT_EQ(yfw_map_util_itree_stack_push(ctx, entry()), CERR_SUCCESS);
-    EXPECT_EQ(yfw_map_util_itree_stack_push(ctx, entry()), RC_STACK_FULL);
+    EXPECT_EQ(yfw_map_util_itree_stack_push(ctx, entry()), rc_stack_full);
 }
 
 TEST_F(SeamCalls, WritesKeepTheirOrderAndTheirSource) {
@@ -202,19 +202,19 @@ TEST_F(SeamCalls, WritesRefuseMisuse) {
                           std::uint32_t follow) {
         return yfw_map_datatree_add_path_flagged(ctx, out, path, ns, "v", nullptr, zero, list, follow);
     };
-    EXPECT_EQ(call(&stranger, "/l", "n", 0, 0, 0), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(call(nullptr, "/l", "n", 0, 0, 0), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(call(run.output(), nullptr, "n", 0, 0, 0), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(call(run.output(), "/l", nullptr, 0, 0, 0), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(call(run.output(), "/l", "n", 1, 0, 0), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(call(run.output(), "/l", "n", 0, 2, 0), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(call(run.output(), "/l", "n", 0, 0, 2), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(call(&stranger, "/l", "n", 0, 0, 0), rc_invalid_argument);
+    EXPECT_EQ(call(nullptr, "/l", "n", 0, 0, 0), rc_invalid_argument);
+    EXPECT_EQ(call(run.output(), nullptr, "n", 0, 0, 0), rc_invalid_argument);
+    EXPECT_EQ(call(run.output(), "/l", nullptr, 0, 0, 0), rc_invalid_argument);
+    EXPECT_EQ(call(run.output(), "/l", "n", 1, 0, 0), rc_invalid_argument);
+    EXPECT_EQ(call(run.output(), "/l", "n", 0, 2, 0), rc_invalid_argument);
+    EXPECT_EQ(call(run.output(), "/l", "n", 0, 0, 2), rc_invalid_argument);
     EXPECT_THAT(run.writes(), IsEmpty());
 }
 
 TEST_F(SeamCalls, EntryFoundOrAddedIsTheKeyList) {
     yfw_datatree *plist = &ctx->req_ctx->plist;
-    ASSERT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, kList, "0/1-AMP-PRE", "name", "urn:m"),
+    ASSERT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, list_path, "0/1-AMP-PRE", "name", "urn:m"),
               CERR_SUCCESS);
     EXPECT_STREQ(plist->tag, "amplifier");
     EXPECT_EQ(plist->node_flags, YFW_NODE_PRESENT | YFW_NODE_HAS_CHILDREN);
@@ -223,28 +223,31 @@ TEST_F(SeamCalls, EntryFoundOrAddedIsTheKeyList) {
     EXPECT_STREQ(plist->children[0].value, "0/1-AMP-PRE");
     EXPECT_EQ(plist->children[0].node_flags, YFW_NODE_PRESENT | YFW_NODE_KEY);
     // The key may be the text of the key list itself.
-    ASSERT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, kList, plist->children[0].value, "name", "urn:m"),
-              CERR_SUCCESS);
+    ASSERT_EQ(
+        yfw_map_search_or_add_list(ctx, run.output(), plist, list_path, plist->children[0].value, "name", "urn:m"),
+        CERR_SUCCESS);
     EXPECT_STREQ(plist->children[0].value, "0/1-AMP-PRE");
 }
 
 TEST_F(SeamCalls, FindOrAddRefusesMisuse) {
     yfw_datatree *plist = &ctx->req_ctx->plist, stranger = {};
-    EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), &stranger, kList, "k", "name", "n"), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(yfw_map_search_or_add_list(ctx, nullptr, plist, kList, "k", "name", "n"), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, kList, nullptr, "name", "n"), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, "amplifier", "k", "name", "n"), RC_UNKNOWN_PATH);
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), &stranger, list_path, "k", "name", "n"),
+              rc_invalid_argument);
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, nullptr, plist, list_path, "k", "name", "n"), rc_invalid_argument);
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, list_path, nullptr, "name", "n"),
+              rc_invalid_argument);
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, "amplifier", "k", "name", "n"), rc_unknown_path);
 }
 
 TEST_F(SeamCalls, NodeInfoGivesTheKeyOrNothing) {
     const char *key = "untouched";
-    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), kList, "name", &key), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), list_path, "name", &key), CERR_SUCCESS);
     EXPECT_STREQ(key, "0/1-AMP-PRE");
-    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), kList, "number", &key), CERR_SUCCESS);
+    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), list_path, "number", &key), CERR_SUCCESS);
     EXPECT_EQ(key, nullptr);
-    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), "/x/y", "name", &key), RC_UNKNOWN_PATH);
-    EXPECT_EQ(yfw_map_get_node_info(ctx, nullptr, kList, "name", &key), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), kList, "name", nullptr), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), "/x/y", "name", &key), rc_unknown_path);
+    EXPECT_EQ(yfw_map_get_node_info(ctx, nullptr, list_path, "name", &key), rc_invalid_argument);
+    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), list_path, "name", nullptr), rc_invalid_argument);
 }
 
 TEST_F(SeamCalls, OutputListCountsEachEntryOnce) {
@@ -252,11 +255,11 @@ TEST_F(SeamCalls, OutputListCountsEachEntryOnce) {
     EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, entry(), run.output()), CERR_SUCCESS);
     EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, entry(), run.output()), CERR_SUCCESS);
     EXPECT_EQ(count, 1U);
-    EXPECT_EQ(yfw_remove_from_output_list_ctx(ctx, root(), run.output()), RC_NO_LIST_ENTRY);
+    EXPECT_EQ(yfw_remove_from_output_list_ctx(ctx, root(), run.output()), rc_no_list_entry);
     EXPECT_EQ(yfw_remove_from_output_list_ctx(ctx, entry(), run.output()), CERR_SUCCESS);
     EXPECT_EQ(count, 0U);
-    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, nullptr, run.output()), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, entry(), nullptr), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, nullptr, run.output()), rc_invalid_argument);
+    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, entry(), nullptr), rc_invalid_argument);
 }
 
 TEST_F(SeamCalls, ErrorPathIsTheLevelAndTheTagThatFailed) {
@@ -303,20 +306,20 @@ TEST_F(SeamCalls, NativePathIsTwoLevelsDeep) {
 void expect_refused(yfw_map_ctx ctx) {
     yfw_datatree node = {};
     const char *key = nullptr;
-    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, &node, 1), RC_BAD_HANDLE);
-    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, &node), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_map_add_to_node_hierarchy(ctx, &node, 1), rc_bad_handle);
+    EXPECT_EQ(yfw_map_remove_from_node_hierarchy(ctx, &node), rc_bad_handle);
     EXPECT_EQ(yfw_map_is_request_add(ctx), 0);
-    EXPECT_EQ(yfw_map_update_current_list_node(ctx, kList), RC_BAD_HANDLE);
-    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, kList, "config", &node, &node), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, list_path), rc_bad_handle);
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", &node, &node), rc_bad_handle);
     EXPECT_EQ(yfw_map_util_itree_stack_size(ctx), 0U);
     EXPECT_EQ(yfw_map_util_itree_stack_peak(ctx), nullptr);
-    EXPECT_EQ(yfw_map_util_itree_stack_push(ctx, &node), RC_BAD_HANDLE);
-    EXPECT_EQ(yfw_map_util_itree_stack_pop(ctx), RC_BAD_HANDLE);
-    EXPECT_EQ(yfw_map_datatree_add_path_flagged(ctx, &node, "/l", "n", "v", nullptr, 0, 0, 0), RC_BAD_HANDLE);
-    EXPECT_EQ(yfw_map_search_or_add_list(ctx, &node, &node, kList, "k", "name", "n"), RC_BAD_HANDLE);
-    EXPECT_EQ(yfw_map_get_node_info(ctx, &node, kList, "name", &key), RC_BAD_HANDLE);
-    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, &node, &node), RC_BAD_HANDLE);
-    EXPECT_EQ(yfw_remove_from_output_list_ctx(ctx, &node, &node), RC_BAD_HANDLE);
+    EXPECT_EQ(yfw_map_util_itree_stack_push(ctx, &node), rc_bad_handle);
+    EXPECT_EQ(yfw_map_util_itree_stack_pop(ctx), rc_bad_handle);
+    EXPECT_EQ(yfw_map_datatree_add_path_flagged(ctx, &node, "/l", "n", "v", nullptr, 0, 0, 0), rc_bad_handle);
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, &node, &node, list_path, "k", "name", "n"), rc_bad_handle);
+    EXPECT_EQ(yfw_map_get_node_info(ctx, &node, list_path, "name", &key), rc_bad_handle);
+    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, &node, &node), rc_bad_handle);
+    EXPECT_EQ(yfw_remove_from_output_list_ctx(ctx, &node, &node), rc_bad_handle);
     yfw_oc_error_path(ctx);
     yfw_map_print_datatree_internal(ctx, &node, "label");
 }
@@ -343,15 +346,15 @@ TEST(TextCalls, CopiesAreCutAndTerminated) {
     char buffer[6];
     EXPECT_EQ(yfw_strcpy_s("t", buffer, sizeof buffer, "12345"), CERR_SUCCESS);
     EXPECT_STREQ(buffer, "12345");
-    EXPECT_EQ(yfw_strcpy_s("t", buffer, sizeof buffer, "1234567"), RC_TEXT_CUT);
+    EXPECT_EQ(yfw_strcpy_s("t", buffer, sizeof buffer, "1234567"), rc_text_cut);
     EXPECT_STREQ(buffer, "12345");
     EXPECT_EQ(yfw_strncpy_s("t", buffer, sizeof buffer, "abcdef", 2), CERR_SUCCESS);
     EXPECT_STREQ(buffer, "ab");
     EXPECT_EQ(yfw_strcat_s("t", buffer, sizeof buffer, "cd"), CERR_SUCCESS);
     EXPECT_STREQ(buffer, "abcd");
-    EXPECT_EQ(yfw_strcat_s("t", buffer, sizeof buffer, "efgh"), RC_TEXT_CUT);
+    EXPECT_EQ(yfw_strcat_s("t", buffer, sizeof buffer, "efgh"), rc_text_cut);
     EXPECT_STREQ(buffer, "abcde");
-    EXPECT_EQ(yfw_strcpy_s("t", buffer, 1, "x"), RC_TEXT_CUT);
+    EXPECT_EQ(yfw_strcpy_s("t", buffer, 1, "x"), rc_text_cut);
     EXPECT_STREQ(buffer, "");
 }
 
@@ -364,16 +367,16 @@ TEST(TextCalls, CopiesReadNoFurtherThanTheyAreTold) {
 
 TEST(TextCalls, CopiesRefuseWhatIsMissing) {
     char buffer[4] = "old";
-    EXPECT_EQ(yfw_strcpy_s("t", nullptr, 4, "x"), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(yfw_strcpy_s("t", buffer, 0, "x"), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_strcpy_s("t", nullptr, 4, "x"), rc_invalid_argument);
+    EXPECT_EQ(yfw_strcpy_s("t", buffer, 0, "x"), rc_invalid_argument);
     EXPECT_STREQ(buffer, "old");
-    EXPECT_EQ(yfw_strcpy_s(nullptr, buffer, 4, nullptr), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_strcpy_s(nullptr, buffer, 4, nullptr), rc_invalid_argument);
     EXPECT_STREQ(buffer, "");
-    EXPECT_EQ(yfw_strcat_s("t", buffer, 4, nullptr), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(yfw_strcat_s("t", nullptr, 4, "x"), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_strcat_s("t", buffer, 4, nullptr), rc_invalid_argument);
+    EXPECT_EQ(yfw_strcat_s("t", nullptr, 4, "x"), rc_invalid_argument);
     char full[3] = {'a', 'b', 'c'};
-    EXPECT_EQ(yfw_strcat_s("t", full, sizeof full, "x"), RC_INVALID_ARGUMENT);
-    EXPECT_EQ(yfw_strncpy_s("t", nullptr, 4, "x", 1), RC_INVALID_ARGUMENT);
+    EXPECT_EQ(yfw_strcat_s("t", full, sizeof full, "x"), rc_invalid_argument);
+    EXPECT_EQ(yfw_strncpy_s("t", nullptr, 4, "x", 1), rc_invalid_argument);
 }
 
 TEST(TextCalls, DuplicatesAreFreedByName) {

@@ -1,9 +1,9 @@
 // Behaviour of the debug log, the lightweight trace, result texts and the observer of calls, as their callers see it.
 // Knows nothing of the system database.
-#include "log/calls.h"
-#include "log/codes.h"
 #include "log/log.h"
-#include "log/text.h"
+#include "seam/calls.h"
+#include "seam/codes.h"
+#include "seam/text.h"
 
 #include <filesystem>
 #include <fstream>
@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr std::uint64_t kFlags = 0x10101000000U;
+constexpr std::uint64_t trace_flags = 0x10101000000U;
 
 class LogFiles : public testing::Test {
   protected:
@@ -43,7 +43,7 @@ using DebugLogFile = LogFiles;
 using LightTraceFile = LogFiles;
 using LogSessionFiles = LogFiles;
 
-template <typename... Arguments>
+template <class... Arguments>
 void log_message(yfw_log_handle *log, const char *format, Arguments... arguments) {
     std::uint32_t site_filter_word = 0xffffffffU;
     _xos_dt_log_filter_adv(log, 0, 0, 0, 0, 0, &site_filter_word, format, arguments...);
@@ -96,18 +96,18 @@ TEST_F(DebugLogFile, AValueCannotForgeALine) {
 
 TEST_F(DebugLogFile, AMessageOfAnyLengthIsWrittenUpToTheLimit) {
     for (const std::size_t length : {std::size_t{1022}, std::size_t{1023}, std::size_t{1024}, std::size_t{1025},
-                                     ocamp::kLogMessageLimit - 1, ocamp::kLogMessageLimit}) {
+                                     ocamp::log_message_limit - 1, ocamp::log_message_limit}) {
         const std::string file = path(std::to_string(length).c_str());
         const std::string text(length, 'a');
         ocamp::DebugLog log(file, 3);
         log_message(log.handle(), "%s", text.c_str());
         EXPECT_EQ(content(file), text + "\n") << length;
     }
-    for (const std::size_t length : {ocamp::kLogMessageLimit + 1, 4 * ocamp::kLogMessageLimit}) {
+    for (const std::size_t length : {ocamp::log_message_limit + 1, 4 * ocamp::log_message_limit}) {
         const std::string file = path(std::to_string(length).c_str());
         ocamp::DebugLog log(file, 3);
         log_message(log.handle(), "%s", std::string(length, 'a').c_str());
-        EXPECT_EQ(content(file), std::string(ocamp::kLogMessageLimit, 'a') + " [cut at 65536 bytes]\n") << length;
+        EXPECT_EQ(content(file), std::string(ocamp::log_message_limit, 'a') + " [cut at 65536 bytes]\n") << length;
     }
 }
 
@@ -167,7 +167,7 @@ TEST_F(DebugLogFile, AWrongHandleOrNoFormatIsRefused) {
 
 TEST_F(LightTraceFile, ALineIsWrittenEscaped) {
     ocamp::LightTrace trace(path("trace"));
-    _lstrace(trace.handle(), kFlags, "#1: ERR: f:2 ctx=0x1,value a\nb");
+    _lstrace(trace.handle(), trace_flags, "#1: ERR: f:2 ctx=0x1,value a\nb");
     EXPECT_EQ(content(path("trace")), "#1: ERR: f:2 ctx=0x1,value a\\nb\n");
 }
 
@@ -175,11 +175,11 @@ TEST_F(LightTraceFile, AWrongFlagsWordHandleOrLineIsRefused) {
     ocamp::LogSession session({path("session"), 0, ""});
     ocamp::LightTrace trace(path("trace"));
     ocamp::DebugLog log(path("debug"), 3);
-    _lstrace(trace.handle(), kFlags + 1, "flags");
+    _lstrace(trace.handle(), trace_flags + 1, "flags");
     _lstrace(trace.handle(), 0, "no flags");
-    _lstrace(nullptr, kFlags, "no trace");
-    _lstrace(reinterpret_cast<yfw_ltrace_handle *>(log.handle()), kFlags, "a debug log");
-    _lstrace(trace.handle(), kFlags, nullptr);
+    _lstrace(nullptr, trace_flags, "no trace");
+    _lstrace(reinterpret_cast<yfw_ltrace_handle *>(log.handle()), trace_flags, "a debug log");
+    _lstrace(trace.handle(), trace_flags, nullptr);
     EXPECT_EQ(content(path("trace")), "");
     EXPECT_EQ(content(path("debug")), "");
     EXPECT_EQ(content(path("session")),
@@ -204,7 +204,7 @@ TEST_F(LogSessionFiles, AContextGetsTheOpenedLogs) {
     EXPECT_EQ(ctx.ltrace_enabled, 1U);
     log_message(ctx.error_log, "%s", "an error");
     log_message(ctx.trace_log, "%s", "a trace");
-    _lstrace(ctx.ltrace_handle, kFlags, "a line");
+    _lstrace(ctx.ltrace_handle, trace_flags, "a line");
     EXPECT_EQ(content(path("debug")), "an error\na trace\n");
     EXPECT_EQ(content(path("trace")), "a line\n");
 }
@@ -288,7 +288,7 @@ TEST(CallObserver, WhatItThrowsDoesNotReachTheCaller) {
 TEST(CallObserver, MessagesAreNotReported) {
     Recorder recorder;
     log_message(nullptr, "%s", "x");
-    _lstrace(nullptr, kFlags, "x");
+    _lstrace(nullptr, trace_flags, "x");
     ret_nc_yfw_trace_index_incr();
     EXPECT_TRUE(recorder.calls.empty());
 }

@@ -1,9 +1,10 @@
 // Client documents, filters and edit requests: how they are read, what they ask of the plug-in, what they cut away.
-#include "node/client_document.h"
 #include "node/edit_request.h"
 #include "node/filter.h"
 #include "node/node.h"
-#include "node/request_error.h"
+#include "yang/client_document.h"
+#include "yang/models.h"
+#include "yang/request_error.h"
 
 #include <ctime>
 
@@ -16,7 +17,7 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr const char *kNs = "http://openconfig.net/yang/optical-amplfier";
+constexpr const char *openconfig_ns = "http://openconfig.net/yang/optical-amplfier";
 
 std::vector<std::string> texts(const std::vector<RequestNode> &requests) {
     std::vector<std::string> shown;
@@ -98,7 +99,7 @@ TEST(ClientDocument, JsonValuesKeepTheirForm) {
 }
 
 TEST(ClientDocument, PrefixesOfValuesStandForTheModulesOfTheirNamespaces) {
-    const auto nodes = read_document(std::string("<a xmlns:x=\"") + kNs +
+    const auto nodes = read_document(std::string("<a xmlns:x=\"") + openconfig_ns +
                                          "\"><b> x:EDFA </b><b xmlns:x=\"urn:y\">x:EDFA</b><b>y:EDFA</b><b>EDFA</b>"
                                          "<b>x:EDFA</b></a>",
                                      DocumentFormat::xml, openconfig_schema());
@@ -151,8 +152,8 @@ Filter path(const std::string &text) {
 }
 
 Filter filter(const std::string &content) {
-    return Filter::from_document(openconfig_schema(), std::string("<optical-amplifier xmlns=\"") + kNs + "\">" +
-                                                          content + "</optical-amplifier>");
+    return Filter::from_document(openconfig_schema(), std::string("<optical-amplifier xmlns=\"") + openconfig_ns +
+                                                          "\">" + content + "</optical-amplifier>");
 }
 
 TEST(FilterRequests, WholeModelIsTheBareRoot) {
@@ -168,7 +169,7 @@ TEST(FilterRequests, KeyIsALeafThatSaysSo) {
     ASSERT_EQ(entry.children.size(), 2U);
     EXPECT_TRUE(entry.children[0].key);
     EXPECT_EQ(entry.children[0].value, "0/1-AMP-PRE");
-    EXPECT_EQ(entry.children[0].ns, kNs);
+    EXPECT_EQ(entry.children[0].ns, openconfig_ns);
     EXPECT_EQ(entry.children[1].tag, "state");
     EXPECT_FALSE(entry.children[1].key);
     EXPECT_EQ(entry.children[1].value, std::nullopt);
@@ -229,7 +230,7 @@ class FilterCut : public testing::Test {
               {"name": "b", "config": {"name": "b", "enabled": false}}]}}})",
                                                   LYD_JSON);
         by.cut(tree);
-        std::string text = print_tree(tree.get(), LYD_JSON);
+        std::string text = tree.print(LYD_JSON);
         std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
         constexpr std::string_view head = "{\"openconfig-optical-amplifier:optical-amplifier\":{\"amplifiers\":";
         return text.starts_with(head) ? text.substr(head.size(), text.size() - head.size() - 2) : text;
@@ -263,7 +264,7 @@ TEST_F(FilterCut, IdentitiesMatchByTheModuleOfTheirPrefix) {
     EXPECT_EQ(cut(filter("<amplifiers><amplifier><state><type xmlns:x=\"urn:y\">x:EDFA</type></state></amplifier>"
                          "</amplifiers>")),
               "");
-    EXPECT_EQ(cut(filter("<amplifiers><amplifier><state><type xmlns:x=\"" + std::string(kNs) +
+    EXPECT_EQ(cut(filter("<amplifiers><amplifier><state><type xmlns:x=\"" + std::string(openconfig_ns) +
                          "\">x:EDFA</type></state></amplifier></amplifiers>")),
               R"({"amplifier":[{"name":"a","state":{"type":"openconfig-optical-amplifier:EDFA","actual-gain":)"
               R"({"instant":"1.5"}}}]})");

@@ -5,7 +5,8 @@
 #include "node/native_edit.h"
 #include "node/node.h"
 #include "node/plugin.h"
-#include "node/request_error.h"
+#include "yang/models.h"
+#include "yang/request_error.h"
 
 #include <gmock/gmock.h>
 
@@ -16,11 +17,11 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr const char *kIfmgr = "http://korvex.example/ns/yang/Korvex-ifmgr-cfg";
-constexpr const char *kOptics = "http://korvex.example/ns/yang/Korvex-controller-optics-cfg";
-constexpr const char *kPm = "http://korvex.example/ns/yang/Korvex-pmengine-oper";
-constexpr const char *kOpenConfig = "http://openconfig.net/yang/optical-amplfier";
-constexpr const char *kEntry = "/interface-configurations/interface-configuration";
+constexpr const char *ifmgr_ns = "http://korvex.example/ns/yang/Korvex-ifmgr-cfg";
+constexpr const char *optics_ns = "http://korvex.example/ns/yang/Korvex-controller-optics-cfg";
+constexpr const char *pm_ns = "http://korvex.example/ns/yang/Korvex-pmengine-oper";
+constexpr const char *openconfig_ns = "http://openconfig.net/yang/optical-amplfier";
+constexpr const char *entry_path = "/interface-configurations/interface-configuration";
 
 NativeData sample() {
     NativeData data;
@@ -62,18 +63,18 @@ Write leaf(const std::string &path, const char *ns, const std::string &value) {
 
 TEST(NativeSelection, WrittenKeysSelectAndOthersDoNot) {
     const NativeData data = sample();
-    EXPECT_THAT(names(select(data, {opened(kEntry, kIfmgr),
-                                    leaf(std::string(kEntry) + "/interface-name", kIfmgr, "Ots0/1/0/1")})),
+    EXPECT_THAT(names(select(data, {opened(entry_path, ifmgr_ns),
+                                    leaf(std::string(entry_path) + "/interface-name", ifmgr_ns, "Ots0/1/0/1")})),
                 ElementsAre("interface-name='Ots0/1/0/1']"));
-    EXPECT_EQ(select(data, {opened(kEntry, kIfmgr)}).size(), 3U);
-    EXPECT_THAT(
-        select(data, {opened(kEntry, kIfmgr), leaf(std::string(kEntry) + "/interface-name", kIfmgr, "Ots0/9/0/1")}),
-        IsEmpty());
-    EXPECT_THAT(select(data, {leaf("/no-such-root/leaf", kIfmgr, "1")}), IsEmpty());
+    EXPECT_EQ(select(data, {opened(entry_path, ifmgr_ns)}).size(), 3U);
+    EXPECT_THAT(select(data, {opened(entry_path, ifmgr_ns),
+                              leaf(std::string(entry_path) + "/interface-name", ifmgr_ns, "Ots0/9/0/1")}),
+                IsEmpty());
+    EXPECT_THAT(select(data, {leaf("/no-such-root/leaf", ifmgr_ns, "1")}), IsEmpty());
 }
 
 TEST(NativeSelection, EachEntryStandsByItselfWithItsKeysFlagged) {
-    const std::vector<NativeEntry> entries = select(sample(), {opened(kEntry, kIfmgr)});
+    const std::vector<NativeEntry> entries = select(sample(), {opened(entry_path, ifmgr_ns)});
     ASSERT_EQ(entries.size(), 3U);
     EXPECT_STREQ(entries[0].module->name, "Korvex-ifmgr-cfg");
     const DataTree tree(entries[0].tree);
@@ -84,8 +85,8 @@ TEST(NativeSelection, EachEntryStandsByItselfWithItsKeysFlagged) {
                                        "    <optics>\n"
                                        "      <optics-ots-amplifier-gain> \"175\"\n");
     const yfw_datatree &optics = tree.root()->children[0].children[2];
-    EXPECT_STREQ(optics.ns, kOptics);
-    EXPECT_STREQ(tree.root()->ns, kIfmgr);
+    EXPECT_STREQ(optics.ns, optics_ns);
+    EXPECT_STREQ(tree.root()->ns, ifmgr_ns);
 }
 
 TEST(NativeSelection, InnerKeysSelectToo) {
@@ -94,8 +95,8 @@ TEST(NativeSelection, InnerKeysSelectToo) {
     const std::string number =
         history + "/optics-second30-history/optics-second30-optics-histories/optics-second30-optics-history/"
                   "optics-second30-optics-time-line-instances/optics-second30-optics-time-line-instance/number";
-    const std::vector<NativeEntry> entries =
-        select(sample(), {opened(history, kPm), leaf(history + "/name", kPm, "Ots0/1/0/0"), leaf(number, kPm, "1")});
+    const std::vector<NativeEntry> entries = select(
+        sample(), {opened(history, pm_ns), leaf(history + "/name", pm_ns, "Ots0/1/0/0"), leaf(number, pm_ns, "1")});
     ASSERT_EQ(entries.size(), 1U);
     const std::string text = tree_text(*DataTree(entries[0].tree).root());
     EXPECT_THAT(text, HasSubstr("\" 2.05 \""));
@@ -106,21 +107,21 @@ TEST(NativeSelection, ConfigurationReadsSeeNoState) {
     EXPECT_THAT(select(sample(),
                        {opened("/performance-management-history/global/periodic/optics-history/optics-port-histories/"
                                "optics-port-history",
-                               kPm)},
+                               pm_ns)},
                        true),
                 IsEmpty());
 }
 
 TEST(NativeSelection, NamedConfigurationEntryIsItsKeysAlone) {
-    const std::vector<Write> keyed{opened(kEntry, kIfmgr),
-                                   leaf(std::string(kEntry) + "/interface-name", kIfmgr, "Ots0/1/0/0"),
-                                   leaf(std::string(kEntry) + "/active", kIfmgr, "act")};
+    const std::vector<Write> keyed{opened(entry_path, ifmgr_ns),
+                                   leaf(std::string(entry_path) + "/interface-name", ifmgr_ns, "Ots0/1/0/0"),
+                                   leaf(std::string(entry_path) + "/active", ifmgr_ns, "act")};
     const auto entry = named_configuration_entry(native_schema(), OutputTree(keyed).roots());
     ASSERT_TRUE(entry);
     EXPECT_EQ(tree_text(*DataTree(*entry).root()),
               "<interface-configuration active=\"act\" interface-name=\"Ots0/1/0/0\">\n"
               "  <active> \"act\"\n  <interface-name> \"Ots0/1/0/0\"\n");
-    const std::vector<Write> keyless{opened(kEntry, kIfmgr)};
+    const std::vector<Write> keyless{opened(entry_path, ifmgr_ns)};
     EXPECT_FALSE(named_configuration_entry(native_schema(), OutputTree(keyless).roots()));
 }
 
@@ -137,21 +138,21 @@ class NativeEdits : public testing::Test {
             data.running);
     }
     std::vector<Write> entry(const std::string &name, std::uint32_t operation) const {
-        Write key = leaf(std::string(kEntry) + "/interface-name", kIfmgr, name);
+        Write key = leaf(std::string(entry_path) + "/interface-name", ifmgr_ns, name);
         key.operation = operation;
         key.source_path = "/oc/name";
-        return {opened(kEntry, kIfmgr), key, leaf(std::string(kEntry) + "/active", kIfmgr, "act")};
+        return {opened(entry_path, ifmgr_ns), key, leaf(std::string(entry_path) + "/active", ifmgr_ns, "act")};
     }
     std::vector<Write> gain(const std::string &name, std::optional<std::string> value, std::uint32_t operation) const {
         std::vector<Write> writes = entry(name, YFW_OP_MERGE);
-        writes.push_back({.path = std::string(kEntry) + "/optics/optics-ots-amplifier-gain",
-                          .ns = kOptics,
+        writes.push_back({.path = std::string(entry_path) + "/optics/optics-ots-amplifier-gain",
+                          .ns = optics_ns,
                           .value = std::move(value),
                           .operation = operation,
                           .source_path = "/oc/target-gain"});
         return writes;
     }
-    std::vector<std::string> changed() const { return changes(before.running.get(), data.running.get()); }
+    std::vector<std::string> changed() const { return changes(before.running, data.running); }
     // The part of a refusal that the client needs: where.
     std::string refused_at(const std::vector<Write> &writes) {
         try {
@@ -195,7 +196,7 @@ TEST_F(NativeEdits, KeyDecidesTheOperationOfAnEntryThatWasOpenedWithoutOne) {
 }
 
 TEST_F(NativeEdits, EntryWithoutKeysIsRemovedWhereTheReadOfItsSourceSays) {
-    Write open = opened(kEntry, kIfmgr);
+    Write open = opened(entry_path, ifmgr_ns);
     open.operation = YFW_OP_REMOVE;
     open.source_path = "/optical-amplifier/amplifiers";
     apply({open});
@@ -204,7 +205,7 @@ TEST_F(NativeEdits, EntryWithoutKeysIsRemovedWhereTheReadOfItsSourceSays) {
 }
 
 TEST_F(NativeEdits, EntryWithoutKeysThatAddsIsRefused) {
-    Write open = opened(kEntry, kIfmgr);
+    Write open = opened(entry_path, ifmgr_ns);
     open.source_path = "/oc/list";
     EXPECT_EQ(refused_at({open}), "/oc/list");
 }
@@ -214,7 +215,7 @@ TEST_F(NativeEdits, ValueThatTheNativeModelRefusesIsToldOfItsSource) {
     EXPECT_EQ(refused_at(gain("Ots0/1/0/0", "much", YFW_OP_MERGE)), "/oc/target-gain");
     EXPECT_EQ(refused_at(gain("Ots0/1/0/0", std::nullopt, YFW_OP_MERGE)), "/oc/target-gain");
     EXPECT_EQ(refused_at(entry("nothing", YFW_OP_MERGE)), "/oc/name");
-    EXPECT_EQ(refused_at({leaf("/no-such-root/leaf", kIfmgr, "1")}), "");
+    EXPECT_EQ(refused_at({leaf("/no-such-root/leaf", ifmgr_ns, "1")}), "");
 }
 
 // Answers
@@ -228,18 +229,18 @@ std::vector<std::string> dropped(const Answer &answer) {
 
 TEST(AnswerBuilding, OutputsOfSeveralWalksMeetInOneEntry) {
     const std::string list = "/optical-amplifier/amplifiers/amplifier";
-    const std::vector<Write> first{opened(list, kOpenConfig), leaf(list + "/name", kOpenConfig, "a"),
-                                   leaf(list + "/state/enabled", kOpenConfig, "true")};
+    const std::vector<Write> first{opened(list, openconfig_ns), leaf(list + "/name", openconfig_ns, "a"),
+                                   leaf(list + "/state/enabled", openconfig_ns, "true")};
     const std::vector<Write> second{
-        {.path = list, .ns = kOpenConfig, .value = "a", .key_name = "name"},
-        leaf(list + "/state/actual-gain/instant", kOpenConfig, "17.50"),
-        leaf(list + "/state/enabled", kOpenConfig, "false"),
+        {.path = list, .ns = openconfig_ns, .value = "a", .key_name = "name"},
+        leaf(list + "/state/actual-gain/instant", openconfig_ns, "17.50"),
+        leaf(list + "/state/enabled", openconfig_ns, "false"),
     };
     Answer answer(openconfig_schema(), false);
     answer.add(OutputTree(first));
     answer.add(OutputTree(second));
     EXPECT_THAT(answer.dropped(), IsEmpty());
-    std::string text = print_tree(answer.tree().get(), LYD_JSON);
+    std::string text = answer.take_tree().print(LYD_JSON);
     std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
     EXPECT_EQ(text, R"({"openconfig-optical-amplifier:optical-amplifier":{"amplifiers":{"amplifier":[{"name":"a",)"
                     R"("state":{"enabled":false,"actual-gain":{"instant":"17.5"}}}]}}})");
@@ -248,18 +249,18 @@ TEST(AnswerBuilding, OutputsOfSeveralWalksMeetInOneEntry) {
 TEST(AnswerBuilding, WhatTheModelDoesNotTakeIsDroppedAndCounted) {
     const std::string list = "/optical-amplifier/amplifiers/amplifier", entry = list + "[name='a']";
     const std::vector<Write> writes{
-        opened(list, kOpenConfig),
-        leaf(list + "/state/enabled", kOpenConfig, "true"), // no key
-        opened(list, kOpenConfig),
-        leaf(list + "/name", kOpenConfig, "a"),
-        leaf(list + "/state/target-gain", kOpenConfig, ""),
-        {.path = list + "/state/gain-range", .ns = kOpenConfig},
-        leaf(list + "/state/target-gain-tilt", kOpenConfig, "steep"),
-        leaf(list + "/state/actual-gain/avg", kOpenConfig, "-"),
-        leaf(list + "/state/actual-gain/min", kOpenConfig, "+"),
-        leaf(list + "/state/colour", kOpenConfig, "red"),
+        opened(list, openconfig_ns),
+        leaf(list + "/state/enabled", openconfig_ns, "true"), // no key
+        opened(list, openconfig_ns),
+        leaf(list + "/name", openconfig_ns, "a"),
+        leaf(list + "/state/target-gain", openconfig_ns, ""),
+        {.path = list + "/state/gain-range", .ns = openconfig_ns},
+        leaf(list + "/state/target-gain-tilt", openconfig_ns, "steep"),
+        leaf(list + "/state/actual-gain/avg", openconfig_ns, "-"),
+        leaf(list + "/state/actual-gain/min", openconfig_ns, "+"),
+        leaf(list + "/state/colour", openconfig_ns, "red"),
         leaf(list + "/state/enabled", "urn:other", "true"),
-        leaf("optical-amplifier/no-slash", kOpenConfig, "x"),
+        leaf("optical-amplifier/no-slash", openconfig_ns, "x"),
     };
     Answer answer(openconfig_schema(), false);
     answer.add(OutputTree(writes));
@@ -271,13 +272,13 @@ TEST(AnswerBuilding, WhatTheModelDoesNotTakeIsDroppedAndCounted) {
                     entry + "/state/colour: the model has no such node",
                     entry + "/state/enabled: the model has no such node",
                     "optical-amplifier/no-slash: the path is not absolute"));
-    EXPECT_THAT(print_tree(answer.tree().get(), LYD_JSON), Not(HasSubstr("state")));
+    EXPECT_THAT(answer.take_tree().print(LYD_JSON), Not(HasSubstr("state")));
 }
 
 TEST(AnswerBuilding, ConfigurationAnswersHoldNoState) {
     const std::string list = "/optical-amplifier/amplifiers/amplifier", entry = list + "[name='a']";
-    const std::vector<Write> writes{opened(list, kOpenConfig), leaf(list + "/name", kOpenConfig, "a"),
-                                    leaf(list + "/state/enabled", kOpenConfig, "true")};
+    const std::vector<Write> writes{opened(list, openconfig_ns), leaf(list + "/name", openconfig_ns, "a"),
+                                    leaf(list + "/state/enabled", openconfig_ns, "true")};
     Answer answer(openconfig_schema(), true);
     answer.add(OutputTree(writes));
     EXPECT_THAT(dropped(answer), ElementsAre(entry + "/state/enabled: state in a read of configuration"));

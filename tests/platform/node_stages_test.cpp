@@ -1,8 +1,9 @@
 // Stages of a read or an edit, as an observer sees them.
+#include "log/stages.h"
 #include "node/native_data.h"
 #include "node/node.h"
-#include "node/stages.h"
 #include "sysdb/seal.h"
+#include "yang/models.h"
 
 #include <gmock/gmock.h>
 
@@ -15,7 +16,7 @@ using testing::IsEmpty;
 
 namespace {
 
-/// Writes down what it sees while it lives.
+// Writes down what it sees while it lives.
 class Witness : public StageObserver {
   public:
     Witness() { set_stage_observer(this); }
@@ -47,7 +48,7 @@ TEST(NodeStages, AreThoseOfTheWorkThatIsDone) {
     run_all(database, seal_table_sql());
     run_all(database, native_table_sql());
     const Witness witness;
-    store_running(database, nullptr);
+    store_running(database, {});
     const NativeData data = load_native(database, native_schema());
     select_entries(native_schema(), data, {}, false);
     EXPECT_THAT(witness.seen, ElementsAre(entered(Stage::print), "leave", entered(Stage::parse), "leave",

@@ -1,9 +1,9 @@
 // Reads through a plug-in in miniature: what a failing, a skipped and an unmapped native entry do to an answer, what
 // the request state says of the native path, and which paths are refused before anything is read.
 #include "node/reader.h"
-#include "node/served_nodes.h"
 #include "node/slots.h"
-#include "node/yang_modules.h"
+#include "yang/models.h"
+#include "yang/modules.h"
 
 #include <filesystem>
 #include <fstream>
@@ -66,12 +66,12 @@ class ReaderTest : public testing::Test {
   private:
     std::filesystem::path log_file_ =
         std::filesystem::temp_directory_path() / ("reader_test-" + std::to_string(getpid()) + ".log");
-    mutable LogSession logs_{{.debug_log = log_file_.string(), .level = kLogErrors, .trace = {}}};
+    mutable LogSession logs_{{.debug_log = log_file_.string(), .level = log_errors, .trace = {}}};
     Plugin plugin_{SCRIPTED_PLUGIN};
 };
 
 std::string text(const ReadResult &result) {
-    std::string text = print_tree(result.answer.get(), LYD_JSON);
+    std::string text = result.answer.print(LYD_JSON);
     std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
     return text;
 }

@@ -1,10 +1,11 @@
 // How refusals read: their one form, their tags, and what they tell of values that the node cannot hold.
-#include "log/codes.h"
-#include "log/text.h"
 #include "node/native_edit.h"
 #include "node/native_range.h"
 #include "node/node.h"
-#include "node/request_error.h"
+#include "seam/codes.h"
+#include "seam/text.h"
+#include "yang/models.h"
+#include "yang/request_error.h"
 
 #include <gmock/gmock.h>
 
@@ -71,7 +72,7 @@ TEST(RefusalTags, FitTheCodesOfWalkers) {
     } rows[] = {
         {YMAP_RC_UNSUPPORTED, ErrorTag::not_supported},    {YMAP_RC_AUGMENT_UNSUPPORTED, ErrorTag::not_supported},
         {YMAP_RC_KEY_DELETE, ErrorTag::not_supported},     {YMAP_RC_BAD_KEY, ErrorTag::missing_element},
-        {RC_LEAFREF_MISMATCH, ErrorTag::invalid_value},    {RC_OUT_OF_MEMORY, ErrorTag::resource_denied},
+        {rc_leafref_mismatch, ErrorTag::invalid_value},    {rc_out_of_memory, ErrorTag::resource_denied},
         {YMAP_RC_BAD_SUBTREE, ErrorTag::operation_failed}, {YMAP_RC_INVALID_ARGS, ErrorTag::operation_failed},
         {YMAP_RC_SKIP, ErrorTag::operation_failed},        {SYSDB_RC_UNAVAILABLE, ErrorTag::operation_failed},
         {0x12345678, ErrorTag::operation_failed},

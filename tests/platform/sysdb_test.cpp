@@ -1,9 +1,9 @@
 // Behaviour of the system database, its C calls and the availability probe, as the plug-in and the tools see them.
-#include "log/calls.h"
-#include "log/codes.h"
-#include "log/failure.h"
 #include "log/log.h"
-#include "log/seam_guard.h"
+#include "seam/calls.h"
+#include "seam/codes.h"
+#include "seam/failure.h"
+#include "seam/guard.h"
 #include "sysdb/bag_record.h"
 #include "sysdb/current_system_database.h"
 #include "sysdb/system_database.h"
@@ -53,8 +53,8 @@ using ocamp::Database;
 using Bytes = std::vector<std::uint8_t>;
 using Names = std::vector<std::string>;
 
-constexpr const char *kOts = "/oper/ots/if/";
-constexpr const char *kProbe = "/pkg/lib/libsysdb.so";
+constexpr const char *ots_bind_point = "/oper/ots/if/";
+constexpr const char *probe_path = "/pkg/lib/libsysdb.so";
 
 Bytes sample_bag() {
     return ocamp::encode_bag({"ots", 1, 0, {{ocamp::BagType::int32, "Power", std::int64_t{-250}, {}}}});
@@ -105,8 +105,8 @@ class SysdbSeam : public SysdbFile {
     void SetUp() override {
         SysdbFile::SetUp();
         database_.emplace(file_, Database::Mode::create);
-        database_->put(kOts, "Ots0_1_0_0/ots_info", sample_bag());
-        database_->put(kOts, "summary", sample_bag());
+        database_->put(ots_bind_point, "Ots0_1_0_0/ots_info", sample_bag());
+        database_->put(ots_bind_point, "summary", sample_bag());
         guard_.emplace(*database_);
     }
     void TearDown() override {
@@ -115,7 +115,7 @@ class SysdbSeam : public SysdbFile {
         SysdbFile::TearDown();
     }
 
-    void *bound(const char *bind_point = kOts) {
+    void *bound(const char *bind_point = ots_bind_point) {
         void *handle = nullptr;
         EXPECT_EQ(_sysdb_bind(&handle, bind_point, 0), CERR_SUCCESS);
         return handle;
@@ -153,36 +153,36 @@ std::int64_t number_of(Database &database, const char *sql) {
 
 TEST_F(SystemDatabaseFile, AnItemComesBackFromTheFile) {
     const Bytes bag = sample_bag();
-    SystemDatabase(file_, Database::Mode::create).put(kOts, "Ots0_1_0_0/ots_info", bag);
+    SystemDatabase(file_, Database::Mode::create).put(ots_bind_point, "Ots0_1_0_0/ots_info", bag);
     SystemDatabase again(file_, Database::Mode::read_only);
-    EXPECT_EQ(again.get(kOts, "Ots0_1_0_0/ots_info"), bag);
-    EXPECT_EQ(again.get(kOts, "Ots0_1_0_1/ots_info"), std::nullopt);
+    EXPECT_EQ(again.get(ots_bind_point, "Ots0_1_0_0/ots_info"), bag);
+    EXPECT_EQ(again.get(ots_bind_point, "Ots0_1_0_1/ots_info"), std::nullopt);
     EXPECT_EQ(again.get("/oper/ots/", "Ots0_1_0_0/ots_info"), std::nullopt);
 }
 
 TEST_F(SystemDatabaseFile, AnItemIsReplacedAndRemoved) {
     SystemDatabase database(file_, Database::Mode::create);
-    database.put(kOts, "a", Bytes{1});
-    database.put(kOts, "a", Bytes{2, 3});
-    EXPECT_EQ(database.get(kOts, "a"), (Bytes{2, 3}));
-    database.put(kOts, "empty", Bytes{});
-    EXPECT_EQ(database.get(kOts, "empty"), Bytes{});
-    EXPECT_TRUE(database.remove(kOts, "a"));
-    EXPECT_FALSE(database.remove(kOts, "a"));
-    EXPECT_EQ(database.get(kOts, "a"), std::nullopt);
-    EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).get(kOts, "a"), std::nullopt);
+    database.put(ots_bind_point, "a", Bytes{1});
+    database.put(ots_bind_point, "a", Bytes{2, 3});
+    EXPECT_EQ(database.get(ots_bind_point, "a"), (Bytes{2, 3}));
+    database.put(ots_bind_point, "empty", Bytes{});
+    EXPECT_EQ(database.get(ots_bind_point, "empty"), Bytes{});
+    EXPECT_TRUE(database.remove(ots_bind_point, "a"));
+    EXPECT_FALSE(database.remove(ots_bind_point, "a"));
+    EXPECT_EQ(database.get(ots_bind_point, "a"), std::nullopt);
+    EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).get(ots_bind_point, "a"), std::nullopt);
 }
 
 TEST_F(SystemDatabaseFile, AListingShowsImmediateChildrenAndFoldersOnce) {
     SystemDatabase database(file_, Database::Mode::create);
     for (const char *item : {"b", "Ots0_1_0_0/ots_info", "Ots0_1_0_0/more/deep", "Ots0_1_0_0/more/deeper",
                              "Ots0_1_0_0-x", "Ots0_1_0_00/ots_info", "b/c", "%2f_"})
-        database.put(kOts, item, Bytes{1});
+        database.put(ots_bind_point, item, Bytes{1});
     database.put("/oper/ots/", "elsewhere", Bytes{1});
-    EXPECT_EQ(database.list(kOts), (Names{"%2f_", "Ots0_1_0_0-x", "Ots0_1_0_0/", "Ots0_1_0_00/", "b", "b/"}));
-    EXPECT_EQ(database.list(kOts, "Ots0_1_0_0/"), (Names{"more/", "ots_info"}));
-    EXPECT_EQ(database.list(kOts, "Ots0_1_0_0/more/"), (Names{"deep", "deeper"}));
-    EXPECT_EQ(database.list(kOts, "Ots0/"), Names{});
+    EXPECT_EQ(database.list(ots_bind_point), (Names{"%2f_", "Ots0_1_0_0-x", "Ots0_1_0_0/", "Ots0_1_0_00/", "b", "b/"}));
+    EXPECT_EQ(database.list(ots_bind_point, "Ots0_1_0_0/"), (Names{"more/", "ots_info"}));
+    EXPECT_EQ(database.list(ots_bind_point, "Ots0_1_0_0/more/"), (Names{"deep", "deeper"}));
+    EXPECT_EQ(database.list(ots_bind_point, "Ots0/"), Names{});
     EXPECT_EQ(database.list("/oper/none/"), Names{});
     EXPECT_EQ(database.bind_points(), (Names{"/oper/ots/", "/oper/ots/if/"}));
 }
@@ -193,13 +193,13 @@ TEST_F(SystemDatabaseFile, ABadNameIsRefused) {
         EXPECT_THROW(database.get(bad, "a"), ocamp::SysdbNameError) << bad;
     EXPECT_THROW(database.get('/' + std::string(254, 'x') + '/', "a"), ocamp::SysdbNameError);
     for (const std::string bad : {"", "/a", "a/", "a//b", "\xff"})
-        EXPECT_THROW(database.put(kOts, bad, Bytes{1}), ocamp::SysdbNameError) << bad;
-    EXPECT_THROW(database.put(kOts, std::string_view("a\0b", 3), Bytes{1}), ocamp::SysdbNameError);
-    EXPECT_THROW(database.remove(kOts, std::string(256, 'x')), ocamp::SysdbNameError);
-    EXPECT_THROW(database.list(kOts, "folder"), ocamp::SysdbNameError);
-    EXPECT_THROW(database.list(kOts, "/"), ocamp::SysdbNameError);
-    database.put(kOts, std::string(255, 'x'), Bytes{1});
-    EXPECT_EQ(database.list(kOts), Names{std::string(255, 'x')});
+        EXPECT_THROW(database.put(ots_bind_point, bad, Bytes{1}), ocamp::SysdbNameError) << bad;
+    EXPECT_THROW(database.put(ots_bind_point, std::string_view("a\0b", 3), Bytes{1}), ocamp::SysdbNameError);
+    EXPECT_THROW(database.remove(ots_bind_point, std::string(256, 'x')), ocamp::SysdbNameError);
+    EXPECT_THROW(database.list(ots_bind_point, "folder"), ocamp::SysdbNameError);
+    EXPECT_THROW(database.list(ots_bind_point, "/"), ocamp::SysdbNameError);
+    database.put(ots_bind_point, std::string(255, 'x'), Bytes{1});
+    EXPECT_EQ(database.list(ots_bind_point), Names{std::string(255, 'x')});
 }
 
 TEST_F(SystemDatabaseFile, AFileThatIsMissingOrNoDatabaseIsNamed) {
@@ -215,11 +215,11 @@ TEST_F(SystemDatabaseFile, AFileThatIsMissingOrNoDatabaseIsNamed) {
 }
 
 TEST_F(SystemDatabaseFile, AReadOnlyDatabaseIsNotWritten) {
-    SystemDatabase(file_, Database::Mode::create).put(kOts, "a", Bytes{1});
+    SystemDatabase(file_, Database::Mode::create).put(ots_bind_point, "a", Bytes{1});
     SystemDatabase database(file_, Database::Mode::read_only);
-    EXPECT_THROW(database.put(kOts, "b", Bytes{1}), ocamp::SqliteError);
-    EXPECT_THROW(database.remove(kOts, "a"), ocamp::SqliteError);
-    EXPECT_EQ(database.list(kOts), Names{"a"});
+    EXPECT_THROW(database.put(ots_bind_point, "b", Bytes{1}), ocamp::SqliteError);
+    EXPECT_THROW(database.remove(ots_bind_point, "a"), ocamp::SqliteError);
+    EXPECT_EQ(database.list(ots_bind_point), Names{"a"});
 }
 
 TEST_F(SystemDatabaseFile, ADatabaseWithoutItsTableIsNotReadable) {
@@ -229,12 +229,12 @@ TEST_F(SystemDatabaseFile, ADatabaseWithoutItsTableIsNotReadable) {
     }
     SystemDatabase without(file_, Database::Mode::read_only);
     EXPECT_FALSE(without.readable());
-    EXPECT_THROW(without.get(kOts, "a"), ocamp::SqliteError);
+    EXPECT_THROW(without.get(ots_bind_point, "a"), ocamp::SqliteError);
     const std::string whole = (folder_ / "whole.db").string();
     EXPECT_TRUE(SystemDatabase(whole, Database::Mode::create).readable());
 }
 
-constexpr ocamp::FileMark kMark{0x12345678, 7};
+constexpr ocamp::FileMark test_mark{0x12345678, 7};
 
 // The message of a file that is refused; empty when it is not.
 std::string refusal_of(const std::string &file, const ocamp::FileMark &mark) {
@@ -247,21 +247,22 @@ std::string refusal_of(const std::string &file, const ocamp::FileMark &mark) {
 }
 
 TEST_F(SystemDatabaseFile, AForeignOrNewerFileIsRefusedWithWhatWasFound) {
-    Database(file_, Database::Mode::create, &kMark).exec("CREATE TABLE t(x);");
-    EXPECT_EQ(refusal_of(file_, kMark), "");
+    Database(file_, Database::Mode::create, &test_mark).exec("CREATE TABLE t(x);");
+    EXPECT_EQ(refusal_of(file_, test_mark), "");
     EXPECT_EQ(refusal_of(file_, {0x12345678, 6}), file_ + ": a database of version 7, expected version 6");
     EXPECT_EQ(refusal_of(file_, {1, 7}), file_ + ": a database with application id 0x12345678, expected 0x00000001");
     const std::string other = (folder_ / "other").string();
     for (const std::size_t size : {0, 99, 4096}) {
         std::ofstream(other) << std::string(size, 'x');
-        EXPECT_EQ(refusal_of(other, kMark), other + ": no SQLite database") << size;
+        EXPECT_EQ(refusal_of(other, test_mark), other + ": no SQLite database") << size;
         EXPECT_EQ(std::filesystem::file_size(other), size);
     }
 }
 
 TEST_F(SystemDatabaseFile, AFileWithAnotherKindOfJournalIsRefusedBeforeItIsTouched) {
-    Database(file_, Database::Mode::create, &kMark).exec("PRAGMA journal_mode = WAL; CREATE TABLE t(x);");
-    EXPECT_EQ(refusal_of(file_, kMark), file_ + ": file formats 2 and 2, expected a database with a rollback journal");
+    Database(file_, Database::Mode::create, &test_mark).exec("PRAGMA journal_mode = WAL; CREATE TABLE t(x);");
+    EXPECT_EQ(refusal_of(file_, test_mark),
+              file_ + ": file formats 2 and 2, expected a database with a rollback journal");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_), std::filesystem::directory_iterator()), 1);
 }
 
@@ -281,7 +282,7 @@ TEST_F(SystemDatabaseFile, WhatAKilledWriterLeftHalfDoneIsUndoneByTheNextReader)
     {
         SystemDatabase database(file_, Database::Mode::create);
         for (const char *item : {"a", "b", "c"})
-            database.put(kOts, item, bag);
+            database.put(ots_bind_point, item, bag);
     }
     for (const bool before_opening : {true, false}) {
         std::optional<Database> reader;
@@ -292,24 +293,24 @@ TEST_F(SystemDatabaseFile, WhatAKilledWriterLeftHalfDoneIsUndoneByTheNextReader)
         if (before_opening)
             reader.emplace(file_, Database::Mode::read_only);
         const ocamp::ReadTransaction reading(*reader);
-        EXPECT_EQ(ocamp::SystemDatabase(*reader).get(kOts, "b"), bag);
+        EXPECT_EQ(ocamp::SystemDatabase(*reader).get(ots_bind_point, "b"), bag);
         EXPECT_FALSE(std::filesystem::exists(file_ + "-journal"));
     }
 }
 
 TEST_F(SystemDatabaseFile, AReadTransactionSeesOneState) {
     SystemDatabase writer(file_, Database::Mode::create);
-    writer.put(kOts, "a", Bytes{1});
+    writer.put(ots_bind_point, "a", Bytes{1});
     Database connection(file_, Database::Mode::read_only);
     {
         const ocamp::ReadTransaction reading(connection);
-        EXPECT_EQ(ocamp::SystemDatabase(connection).list(kOts), Names{"a"});
+        EXPECT_EQ(ocamp::SystemDatabase(connection).list(ots_bind_point), Names{"a"});
         EXPECT_THROW(
             Database(file_, Database::Mode::read_write).exec("PRAGMA busy_timeout = 0; DELETE FROM sysdb_item;"),
             ocamp::SqliteError);
     }
-    writer.put(kOts, "b", Bytes{1});
-    EXPECT_EQ(ocamp::SystemDatabase(connection).list(kOts), (Names{"a", "b"}));
+    writer.put(ots_bind_point, "b", Bytes{1});
+    EXPECT_EQ(ocamp::SystemDatabase(connection).list(ots_bind_point), (Names{"a", "b"}));
 }
 
 TEST_F(SystemDatabaseFile, ACommitThatFailsInItsLastStepSaysThatTheChangeIsMade) {
@@ -317,7 +318,7 @@ TEST_F(SystemDatabaseFile, ACommitThatFailsInItsLastStepSaysThatTheChangeIsMade)
     Database connection(file_, Database::Mode::read_write);
     try {
         ocamp::Transaction transaction(connection);
-        ocamp::SystemDatabase(connection).put(kOts, "a", Bytes{1});
+        ocamp::SystemDatabase(connection).put(ots_bind_point, "a", Bytes{1});
         folders_cannot_be_synced = true;
         transaction.commit();
         ADD_FAILURE() << "committed";
@@ -327,7 +328,7 @@ TEST_F(SystemDatabaseFile, ACommitThatFailsInItsLastStepSaysThatTheChangeIsMade)
             << error.what();
     }
     folders_cannot_be_synced = false;
-    EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).list(kOts), Names{"a"});
+    EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).list(ots_bind_point), Names{"a"});
 }
 
 TEST_F(SystemDatabaseFile, ATableThatIsNotAsMadeIsNamed) {
@@ -351,16 +352,16 @@ TEST_F(SystemDatabaseFile, ASharedConnectionsTransactionCoversTheItems) {
     ocamp::SystemDatabase database(connection);
     {
         ocamp::Transaction transaction(connection);
-        database.put(kOts, "lost", Bytes{1});
-        EXPECT_EQ(database.list(kOts), Names{"lost"});
+        database.put(ots_bind_point, "lost", Bytes{1});
+        EXPECT_EQ(database.list(ots_bind_point), Names{"lost"});
     }
-    EXPECT_EQ(database.list(kOts), Names{});
+    EXPECT_EQ(database.list(ots_bind_point), Names{});
     {
         ocamp::Transaction transaction(connection);
-        database.put(kOts, "kept", Bytes{1});
+        database.put(ots_bind_point, "kept", Bytes{1});
         transaction.commit();
     }
-    EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).list(kOts), Names{"kept"});
+    EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).list(ots_bind_point), Names{"kept"});
 }
 
 TEST_F(SystemDatabaseFile, AConnectionHasTheNodesSettings) {
@@ -377,18 +378,13 @@ TEST_F(SystemDatabaseFile, AConnectionHasTheNodesSettings) {
 
 TEST_F(SystemDatabaseFile, AStatementKeepsValuesApartByType) {
     Database database(file_, Database::Mode::create);
-    ocamp::Statement row = database.prepare("SELECT ?1, ?2, ?3, ?4, ?5");
-    row.bind(1, "a\xe2\x82\xac")
-        .bind(2, std::int64_t{-9})
-        .bind_blob(3, Bytes{0, 1})
-        .bind_null(4)
-        .bind(5, std::string_view{});
+    ocamp::Statement row = database.prepare("SELECT ?1, ?2, ?3, ?4 IS NULL");
+    row.bind(1, "a\xe2\x82\xac").bind(2, std::int64_t{-9}).bind_blob(3, Bytes{0, 1}).bind(4, std::string_view{});
     ASSERT_TRUE(row.step());
     EXPECT_EQ(row.text(0), "a\xe2\x82\xac");
     EXPECT_EQ(row.number(1), -9);
     EXPECT_EQ(Bytes(row.blob(2).begin(), row.blob(2).end()), (Bytes{0, 1}));
-    EXPECT_TRUE(row.is_null(3));
-    EXPECT_FALSE(row.is_null(4));
+    EXPECT_EQ(row.number(3), 0);
     EXPECT_FALSE(row.step());
     try {
         database.prepare("SELECT nonsense");
@@ -416,11 +412,11 @@ TEST_F(SysdbSeam, AnItemIsFetchedIntoABlockOfItsOwn) {
 
 TEST_F(SysdbSeam, AMissingOrBadItemIsRefused) {
     void *handle = bound();
-    EXPECT_EQ(fetch(handle, "Ots0_9_0_0/ots_info"), ocamp::RC_NOT_FOUND);
-    EXPECT_EQ(fetch(handle, "Ots0_1_0_0"), ocamp::RC_NOT_FOUND);
-    EXPECT_EQ(fetch(handle, ""), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(fetch(handle, "a/"), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(fetch(handle, nullptr), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(fetch(handle, "Ots0_9_0_0/ots_info"), ocamp::rc_not_found);
+    EXPECT_EQ(fetch(handle, "Ots0_1_0_0"), ocamp::rc_not_found);
+    EXPECT_EQ(fetch(handle, ""), ocamp::rc_invalid_argument);
+    EXPECT_EQ(fetch(handle, "a/"), ocamp::rc_invalid_argument);
+    EXPECT_EQ(fetch(handle, nullptr), ocamp::rc_invalid_argument);
     EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
 }
 
@@ -428,20 +424,20 @@ TEST_F(SysdbSeam, ARecordWhoseHeaderDoesNotHoldIsNotHandedOut) {
     void *handle = bound();
     const Bytes whole = sample_bag();
     for (std::size_t length = 0; length < whole.size(); ++length) {
-        database_->put(kOts, "bad", std::span(whole).first(length));
-        EXPECT_EQ(fetch(handle, "bad"), ocamp::RC_MALFORMED_RECORD) << length;
+        database_->put(ots_bind_point, "bad", std::span(whole).first(length));
+        EXPECT_EQ(fetch(handle, "bad"), ocamp::rc_malformed_record) << length;
     }
     Bytes longer = whole;
     longer.push_back(0);
-    database_->put(kOts, "bad", longer);
-    EXPECT_EQ(fetch(handle, "bad"), ocamp::RC_MALFORMED_RECORD);
-    database_->put(kOts, "bad", whole);
+    database_->put(ots_bind_point, "bad", longer);
+    EXPECT_EQ(fetch(handle, "bad"), ocamp::rc_malformed_record);
+    database_->put(ots_bind_point, "bad", whole);
     EXPECT_EQ(fetch(handle, "bad"), CERR_SUCCESS);
     EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
 }
 
 // What a watch says of a call that met damage; empty when it says nothing.
-template <typename Body>
+template <class Body>
 std::string failure_of(Body body) {
     try {
         ocamp::run_watched(body);
@@ -456,13 +452,13 @@ TEST_F(SysdbSeam, ADamagedRecordIsAFailureAndNotAbsence) {
     Bytes bag = sample_bag();
     for (std::size_t byte = 0; byte < bag.size(); ++byte) {
         bag[byte] ^= 0x10;
-        database_->put(kOts, "bad", bag);
+        database_->put(ots_bind_point, "bad", bag);
         bag[byte] ^= 0x10;
         const std::string failure =
-            failure_of([&] { EXPECT_EQ(fetch(handle, "bad"), ocamp::RC_MALFORMED_RECORD) << byte; });
+            failure_of([&] { EXPECT_EQ(fetch(handle, "bad"), ocamp::rc_malformed_record) << byte; });
         EXPECT_EQ(failure.find(file_ + ": record /oper/ots/if/bad is damaged: offset "), 0U) << byte << ' ' << failure;
     }
-    EXPECT_EQ(failure_of([&] { EXPECT_EQ(fetch(handle, "missing"), ocamp::RC_NOT_FOUND); }), "");
+    EXPECT_EQ(failure_of([&] { EXPECT_EQ(fetch(handle, "missing"), ocamp::rc_not_found); }), "");
     EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
 }
 
@@ -473,12 +469,12 @@ TEST_F(SysdbSeam, ADamagedNameIsAFailureWhereAbsenceWouldBeTold) {
     void *handle = bound();
     const std::string expected = file_ + ": record /oper/ots/if/Ots0_1_0_4/ots_info is damaged";
     const std::string fetched =
-        failure_of([&] { EXPECT_EQ(fetch(handle, "Ots0_1_0_0/ots_info"), ocamp::RC_MALFORMED_RECORD); });
+        failure_of([&] { EXPECT_EQ(fetch(handle, "Ots0_1_0_0/ots_info"), ocamp::rc_malformed_record); });
     EXPECT_EQ(fetched.find(expected), 0U) << fetched;
     const std::string listed = failure_of([&] {
         std::uint32_t info = 0, count = 0;
         void *listing = nullptr;
-        EXPECT_EQ(sysdb_list(handle, "", &info, &count, &listing, 0), ocamp::RC_MALFORMED_RECORD);
+        EXPECT_EQ(sysdb_list(handle, "", &info, &count, &listing, 0), ocamp::rc_malformed_record);
     });
     EXPECT_EQ(listed.find(expected), 0U) << listed;
     EXPECT_EQ(failure_of([&] { EXPECT_EQ(fetch(handle, "summary"), CERR_SUCCESS); }), "");
@@ -488,25 +484,25 @@ TEST_F(SysdbSeam, ADamagedNameIsAFailureWhereAbsenceWouldBeTold) {
 TEST_F(SysdbSeam, ALostRowIsAFailureWhereAbsenceWouldBeTold) {
     Database file(file_, Database::Mode::read_write);
     file.exec("DROP TRIGGER sysdb_item_delete; DELETE FROM sysdb_item WHERE item = 'summary'");
-    EXPECT_THROW(database_->get(kOts, "summary"), ocamp::DamageError);
-    EXPECT_THROW(database_->remove(kOts, "summary"), ocamp::DamageError);
-    EXPECT_THROW(database_->list(kOts), ocamp::DamageError);
+    EXPECT_THROW(database_->get(ots_bind_point, "summary"), ocamp::DamageError);
+    EXPECT_THROW(database_->remove(ots_bind_point, "summary"), ocamp::DamageError);
+    EXPECT_THROW(database_->list(ots_bind_point), ocamp::DamageError);
     EXPECT_THROW(database_->bind_points(), ocamp::DamageError);
-    EXPECT_TRUE(database_->get(kOts, "Ots0_1_0_0/ots_info"));
+    EXPECT_TRUE(database_->get(ots_bind_point, "Ots0_1_0_0/ots_info"));
     try {
-        database_->list(kOts);
+        database_->list(ots_bind_point);
     } catch (const ocamp::DamageError &error) {
         EXPECT_EQ(error.what(), file_ + ": damaged: table sysdb_item holds 1 rows, expected 2");
     }
     // One row for another: the number is right and the sum is not.
     file.exec("INSERT INTO sysdb_item SELECT bind_point, 'twice', bag, checksum FROM sysdb_item; UPDATE seal SET "
               "row_count = 2");
-    EXPECT_THROW(database_->list(kOts), ocamp::DamageError);
+    EXPECT_THROW(database_->list(ots_bind_point), ocamp::DamageError);
 }
 
 TEST_F(SysdbSeam, AFileThatFailsIsAFailure) {
     Database(file_, Database::Mode::read_write).exec("DROP TABLE sysdb_item;");
-    const std::string failure = failure_of([&] { EXPECT_EQ(access(kProbe, R_OK), -1); });
+    const std::string failure = failure_of([&] { EXPECT_EQ(access(probe_path, R_OK), -1); });
     EXPECT_EQ(failure.find(file_ + ": "), 0U) << failure;
     EXPECT_NE(failure.find("no such table: sysdb_item"), std::string::npos) << failure;
     void *handle = bound();
@@ -535,14 +531,14 @@ TEST(FailureWatch, KeepsTheFirstFailureAndOutweighsWhatFollows) {
 
 TEST(FailureWatch, SeesWhatIsThrownUnderTheCalls) {
     EXPECT_EQ(failure_of([] {
-                  EXPECT_EQ(ocamp::guarded("f", []() -> cerrno { throw std::bad_alloc(); }), ocamp::RC_OUT_OF_MEMORY);
+                  EXPECT_EQ(ocamp::guarded("f", []() -> cerrno { throw std::bad_alloc(); }), ocamp::rc_out_of_memory);
               }),
               "out of memory");
     EXPECT_EQ(failure_of([] {
-                  EXPECT_EQ(ocamp::guarded("f", []() -> cerrno { throw std::logic_error("why"); }), ocamp::RC_INTERNAL);
+                  EXPECT_EQ(ocamp::guarded("f", []() -> cerrno { throw std::logic_error("why"); }), ocamp::rc_internal);
               }),
               "why");
-    EXPECT_EQ(failure_of([] { EXPECT_EQ(ocamp::guarded("f", []() -> cerrno { throw 1; }), ocamp::RC_INTERNAL); }),
+    EXPECT_EQ(failure_of([] { EXPECT_EQ(ocamp::guarded("f", []() -> cerrno { throw 1; }), ocamp::rc_internal); }),
               "unknown exception");
 }
 
@@ -581,47 +577,47 @@ TEST_F(SysdbSeam, AWrongHandleIsRefused) {
     int other = 0;
     for (void *wrong : {static_cast<void *>(nullptr), static_cast<void *>(&other), listing}) {
         void *never = &other;
-        EXPECT_EQ(fetch(wrong, "summary"), ocamp::RC_BAD_HANDLE);
-        EXPECT_EQ(sysdb_list(wrong, "", &info, &count, &never, 0), ocamp::RC_BAD_HANDLE);
+        EXPECT_EQ(fetch(wrong, "summary"), ocamp::rc_bad_handle);
+        EXPECT_EQ(sysdb_list(wrong, "", &info, &count, &never, 0), ocamp::rc_bad_handle);
         EXPECT_EQ(never, nullptr);
-        EXPECT_EQ(_sysdb_unbind(wrong), ocamp::RC_BAD_HANDLE);
+        EXPECT_EQ(_sysdb_unbind(wrong), ocamp::rc_bad_handle);
     }
     for (void *wrong : {static_cast<void *>(nullptr), static_cast<void *>(&other), handle}) {
-        EXPECT_EQ(sysdb_list_next(wrong, &name, &datatype, 0), ocamp::RC_BAD_HANDLE);
-        EXPECT_EQ(sysdb_list_free(wrong), ocamp::RC_BAD_HANDLE);
+        EXPECT_EQ(sysdb_list_next(wrong, &name, &datatype, 0), ocamp::rc_bad_handle);
+        EXPECT_EQ(sysdb_list_free(wrong), ocamp::rc_bad_handle);
     }
     EXPECT_EQ(sysdb_list_free(listing), CERR_SUCCESS);
-    EXPECT_EQ(sysdb_list_free(listing), ocamp::RC_BAD_HANDLE);
+    EXPECT_EQ(sysdb_list_free(listing), ocamp::rc_bad_handle);
     EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
-    EXPECT_EQ(_sysdb_unbind(handle), ocamp::RC_BAD_HANDLE);
-    EXPECT_EQ(fetch(handle, "summary"), ocamp::RC_BAD_HANDLE);
+    EXPECT_EQ(_sysdb_unbind(handle), ocamp::rc_bad_handle);
+    EXPECT_EQ(fetch(handle, "summary"), ocamp::rc_bad_handle);
 }
 
 TEST_F(SysdbSeam, AMissingArgumentIsRefused) {
     void *handle = nullptr, *bag = nullptr, *listing = nullptr;
     std::uint32_t info = 0, length = 0, count = 0, datatype = 0;
     const char *name = nullptr;
-    EXPECT_EQ(_sysdb_bind(nullptr, kOts, 0), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(_sysdb_bind(&handle, nullptr, 0), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(_sysdb_bind(&handle, kOts, 1), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(_sysdb_bind(&handle, "oper", 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(_sysdb_bind(nullptr, ots_bind_point, 0), ocamp::rc_invalid_argument);
+    EXPECT_EQ(_sysdb_bind(&handle, nullptr, 0), ocamp::rc_invalid_argument);
+    EXPECT_EQ(_sysdb_bind(&handle, ots_bind_point, 1), ocamp::rc_invalid_argument);
+    EXPECT_EQ(_sysdb_bind(&handle, "oper", 0), ocamp::rc_invalid_argument);
     EXPECT_EQ(handle, nullptr);
     handle = bound();
-    EXPECT_EQ(sysdb_item_get(handle, "summary", nullptr, &bag, &length, 0), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(sysdb_item_get(handle, "summary", &info, nullptr, &length, 0), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(sysdb_item_get(handle, "summary", &info, &bag, nullptr, 0), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(sysdb_item_get(handle, "summary", &info, &bag, &length, 1), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_item_get(handle, "summary", nullptr, &bag, &length, 0), ocamp::rc_invalid_argument);
+    EXPECT_EQ(sysdb_item_get(handle, "summary", &info, nullptr, &length, 0), ocamp::rc_invalid_argument);
+    EXPECT_EQ(sysdb_item_get(handle, "summary", &info, &bag, nullptr, 0), ocamp::rc_invalid_argument);
+    EXPECT_EQ(sysdb_item_get(handle, "summary", &info, &bag, &length, 1), ocamp::rc_invalid_argument);
     EXPECT_EQ(bag, nullptr);
-    EXPECT_EQ(sysdb_list(handle, nullptr, &info, &count, &listing, 0), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(sysdb_list(handle, "", nullptr, &count, &listing, 0), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(sysdb_list(handle, "", &info, nullptr, &listing, 0), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(sysdb_list(handle, "", &info, &count, nullptr, 0), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(sysdb_list(handle, "Ots", &info, &count, &listing, 0), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_list(handle, nullptr, &info, &count, &listing, 0), ocamp::rc_invalid_argument);
+    EXPECT_EQ(sysdb_list(handle, "", nullptr, &count, &listing, 0), ocamp::rc_invalid_argument);
+    EXPECT_EQ(sysdb_list(handle, "", &info, nullptr, &listing, 0), ocamp::rc_invalid_argument);
+    EXPECT_EQ(sysdb_list(handle, "", &info, &count, nullptr, 0), ocamp::rc_invalid_argument);
+    EXPECT_EQ(sysdb_list(handle, "Ots", &info, &count, &listing, 0), ocamp::rc_invalid_argument);
     EXPECT_EQ(listing, nullptr);
     ASSERT_EQ(sysdb_list(handle, "", &info, &count, &listing, 0), CERR_SUCCESS);
-    EXPECT_EQ(sysdb_list_next(listing, nullptr, &datatype, 0), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(sysdb_list_next(listing, &name, nullptr, 0), ocamp::RC_INVALID_ARGUMENT);
-    EXPECT_EQ(sysdb_list_next(listing, &name, &datatype, 2), ocamp::RC_INVALID_ARGUMENT);
+    EXPECT_EQ(sysdb_list_next(listing, nullptr, &datatype, 0), ocamp::rc_invalid_argument);
+    EXPECT_EQ(sysdb_list_next(listing, &name, nullptr, 0), ocamp::rc_invalid_argument);
+    EXPECT_EQ(sysdb_list_next(listing, &name, &datatype, 2), ocamp::rc_invalid_argument);
     EXPECT_EQ(sysdb_list_free(listing), CERR_SUCCESS);
     EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
 }
@@ -629,7 +625,7 @@ TEST_F(SysdbSeam, AMissingArgumentIsRefused) {
 TEST_F(SysdbSeam, WithoutADatabaseNothingCanBeBound) {
     guard_.reset();
     void *handle = &file_;
-    EXPECT_EQ(_sysdb_bind(&handle, kOts, 0), SYSDB_RC_UNAVAILABLE);
+    EXPECT_EQ(_sysdb_bind(&handle, ots_bind_point, 0), SYSDB_RC_UNAVAILABLE);
     EXPECT_EQ(handle, nullptr);
 }
 
@@ -638,16 +634,16 @@ TEST_F(SysdbSeam, ABindingBelongsToTheDatabaseItWasOpenedOn) {
     {
         SystemDatabase other((folder_ / "other.db").string(), Database::Mode::create);
         const CurrentSystemDatabase guard(other);
-        EXPECT_EQ(fetch(outer, "summary"), ocamp::RC_BAD_HANDLE);
+        EXPECT_EQ(fetch(outer, "summary"), ocamp::rc_bad_handle);
         void *inner = bound();
-        EXPECT_EQ(fetch(inner, "summary"), ocamp::RC_NOT_FOUND);
+        EXPECT_EQ(fetch(inner, "summary"), ocamp::rc_not_found);
         EXPECT_EQ(_sysdb_unbind(inner), CERR_SUCCESS);
     }
     EXPECT_EQ(fetch(outer, "summary"), CERR_SUCCESS);
     guard_.reset();
     guard_.emplace(*database_);
     // Closed with the guard it was opened under, although the database is the same one.
-    EXPECT_EQ(_sysdb_unbind(outer), ocamp::RC_BAD_HANDLE);
+    EXPECT_EQ(_sysdb_unbind(outer), ocamp::rc_bad_handle);
 }
 
 TEST_F(SysdbSeam, ADatabaseThatFailsIsACodeAndALine) {
@@ -655,7 +651,7 @@ TEST_F(SysdbSeam, ADatabaseThatFailsIsACodeAndALine) {
     const ocamp::LogSession session({log, 0, ""});
     void *handle = bound();
     Database(file_, Database::Mode::create).exec("DROP TABLE sysdb_item;");
-    EXPECT_EQ(fetch(handle, "summary"), ocamp::RC_DATABASE);
+    EXPECT_EQ(fetch(handle, "summary"), ocamp::rc_database);
     EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
     std::ostringstream content;
     content << std::ifstream(log).rdbuf();
@@ -668,10 +664,10 @@ TEST_F(SysdbSeam, AMissingItemIsATraceAndNoError) {
     void *handle = bound();
     {
         const ocamp::LogSession errors({log, 0, ""});
-        EXPECT_EQ(fetch(handle, "missing"), ocamp::RC_NOT_FOUND);
+        EXPECT_EQ(fetch(handle, "missing"), ocamp::rc_not_found);
     }
     const ocamp::LogSession traces({log, 3, ""});
-    EXPECT_EQ(fetch(handle, "missing"), ocamp::RC_NOT_FOUND);
+    EXPECT_EQ(fetch(handle, "missing"), ocamp::rc_not_found);
     EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
     std::ostringstream content;
     content << std::ifstream(log).rdbuf();
@@ -679,12 +675,12 @@ TEST_F(SysdbSeam, AMissingItemIsATraceAndNoError) {
 }
 
 TEST_F(SysdbSeam, TheProbePathAnswersForTheCurrentDatabase) {
-    EXPECT_EQ(access(kProbe, R_OK), 0);
+    EXPECT_EQ(access(probe_path, R_OK), 0);
     Database(file_, Database::Mode::create).exec("DROP TABLE sysdb_item;");
-    EXPECT_EQ(access(kProbe, R_OK), -1);
+    EXPECT_EQ(access(probe_path, R_OK), -1);
     guard_.reset();
     errno = 0;
-    EXPECT_EQ(access(kProbe, R_OK), -1);
+    EXPECT_EQ(access(probe_path, R_OK), -1);
     EXPECT_EQ(errno, ENOENT);
 }
 
@@ -722,7 +718,7 @@ TEST_F(SysdbSeam, AnObserverSeesTheCalls) {
     fetch(handle, "0%2f1-AMP-PRE/attrib/inv_basic_bag");
     fetch(handle, "summary");
     _sysdb_unbind(handle);
-    access(kProbe, R_OK);
+    access(probe_path, R_OK);
     EXPECT_EQ(recorder.calls, (Names{"_sysdb_bind(\"/oper/ots/if/\") = 0",
                                      "sysdb_item_get(\"0%2f1-AMP-PRE/attrib/inv_basic_bag\") = 0x4f430110",
                                      "sysdb_item_get(\"summary\") = 0", "_sysdb_unbind() = 0",

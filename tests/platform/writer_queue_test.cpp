@@ -32,13 +32,13 @@ class WriterQueue : public testing::Test {
 };
 
 TEST_F(WriterQueue, TurnsComeInTheOrderOfArrivalOneAtATime) {
-    constexpr int kWriters = 8;
+    constexpr int writer_count = 8;
     std::optional<WriterTurn> first(std::in_place, file_, 60s);
     std::mutex mutex;
     std::vector<int> order;
     int at_work = 0;
     std::vector<std::thread> writers;
-    for (int i = 0; i < kWriters; ++i) {
+    for (int i = 0; i < writer_count; ++i) {
         writers.emplace_back([&, i] {
             const WriterTurn turn(file_, 60s);
             {

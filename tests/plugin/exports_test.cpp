@@ -43,7 +43,7 @@ class SharedLibrary {
     }
 
   private:
-    template <typename Record>
+    template <class Record>
     Record read(size_t offset) const {
         Record record{};
         if (offset + sizeof record <= bytes_.size())

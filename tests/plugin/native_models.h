@@ -7,26 +7,26 @@
 
 struct NativeModule {
     std::string name;
-    std::string prefix; // of its exported functions
+    std::string prefix; ///< of its exported functions
     const char *ns;
-    std::string port; // a port or interface that the module's list handler takes
-    // Children are walked for a read of state alone; for other requests they count as unknown.
+    std::string port; ///< a port or interface that the module's list handler takes
+    /// Children are walked for a read of state alone; for other requests they count as unknown.
     bool state_reads_only;
     bool names_unknown_tags;
     bool reports_empty_entries;
-    // A list entry with a broken child array is reported as an entry without keys.
+    /// A list entry with a broken child array is reported as an entry without keys.
     bool broken_entries_lack_keys;
-    // Leaf handlers trace "Start" and "End" around their converter.
+    /// Leaf handlers trace "Start" and "End" around their converter.
     bool leaf_handlers_trace;
 };
 
 struct NativeNode {
     const NativeModule *module;
-    std::string parent; // word of the parent; empty: the node's walker is where the framework begins
-    std::string word;   // what the names of the node's functions end in
+    std::string parent; ///< word of the parent; empty: the node's walker is where the framework begins
+    std::string word;   ///< what the names of the node's functions end in
     std::string tag;
     std::string handler;
-    std::string list_path = {}; // of a list
+    std::string list_path = {}; ///< of a list
     bool augments_silently = false;
 
     bool is_list() const { return !list_path.empty(); }
@@ -37,7 +37,7 @@ struct NativeNode {
 struct NativeLeaf {
     const NativeModule *module;
     std::string parent, word, tag, value, converter;
-    std::string written = {}; // where the handler writes the text that the converter returns
+    std::string written = {}; ///< where the handler writes the text that the converter returns
 
     bool converter_returns_text() const { return !written.empty(); }
     std::string walker() const { return module->prefix + "lvla_" + word; }
@@ -47,7 +47,7 @@ struct NativeLeaf {
 const std::vector<NativeNode> &native_nodes();
 const std::vector<NativeLeaf> &native_leaves();
 
-// From the node at which the framework begins down to the one of this word.
+/// From the node at which the framework begins down to the one of this word.
 std::vector<NativeNode> native_path_to(const NativeModule *module, const std::string &word);
 
 inline std::string native_test_name(const NativeModule *module, const std::string &word) {

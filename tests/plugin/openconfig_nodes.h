@@ -9,10 +9,10 @@ enum class OcKind { container, list, leaf };
 struct OcNode {
     OcKind kind;
     std::string tag;
-    std::string word;           // path word of walker and handler
-    std::string level = "lvla"; // "lvlb" keeps a channel's laser-bias-current apart from the amplifier's
-    std::string converter = {}; // empty: unsupported leaf, or a container
-    bool own_logic = false;     // the leaf's handler writes itself and traces "Start"
+    std::string word;           ///< path word of walker and handler
+    std::string level = "lvla"; ///< "lvlb" keeps a channel's laser-bias-current apart from the amplifier's
+    std::string converter = {}; ///< empty: unsupported leaf, or a container
+    bool own_logic = false;     ///< the leaf's handler writes itself and traces "Start"
     std::vector<OcNode> children = {};
 
     std::string walker() const;
@@ -20,9 +20,9 @@ struct OcNode {
     std::string augments() const { return walker() + "_parse_augments"; }
 };
 
-// The model, rooted at the optical-amplifier container.
+/// The model, rooted at the optical-amplifier container.
 const OcNode &oc_model();
-// All its nodes, parents before children.
+/// All its nodes, parents before children.
 std::vector<OcNode> oc_nodes();
 std::vector<OcNode> oc_nodes(OcKind kind);
 const OcNode &oc_node(const std::string &word, const std::string &level = "lvla");

@@ -13,14 +13,14 @@
 
 using Lines = std::vector<std::string>;
 
-// ---- Expected lines, one for each function of the seam ----------------------------------------------------------
+/// ---- Expected lines, one for each function of the seam ----------------------------------------------------------
 
 std::string err(const std::string &text);
 std::string trc(const std::string &text);
-// The same in named_calls().
+/// The same in named_calls().
 std::string err_of(const std::string &function, const std::string &text);
 std::string trc_of(const std::string &function, const std::string &text);
-// The node as a line shows it. Give the operation that it has at the time of the call.
+/// The node as a line shows it. Give the operation that it has at the time of the call.
 std::string node(const std::string &tag, uint32_t operation = YFW_OP_MERGE);
 inline const std::string no_source = "none";
 
@@ -48,49 +48,49 @@ std::string bind(const std::string &bind_point);
 std::string item_get(const std::string &item_path);
 inline const std::string unbind = "_sysdb_unbind handle";
 
-// Message, error path set to `tag`, and the framework told.
+/// Message, error path set to `tag`, and the framework told.
 Lines failed_at(const std::string &message, const std::string &tag);
-// What every handler does about a missing node, after its "Start" where it has one.
+/// What every handler does about a missing node, after its "Start" where it has one.
 Lines missing_node();
-// A walk of the inventory for an amplifier, found or not.
+/// A walk of the inventory for an amplifier, found or not.
 Lines inventory_lookup(const std::string &amplifier, bool found);
-// check_controller_name_ots_is_good for a controller of a valid slot and port.
+/// check_controller_name_ots_is_good for a controller of a valid slot and port.
 Lines ots_check(const std::string &controller, const std::string &amplifier, bool found);
-// check_controller_name_optics_is_good likewise; `amplifier` is the slot's pre-amplifier.
+/// check_controller_name_optics_is_good likewise; `amplifier` is the slot's pre-amplifier.
 Lines optics_check(const std::string &controller, const std::string &amplifier, bool found);
 Lines ots_check_wrong_port(const std::string &controller, int port);
 Lines optics_check_wrong_port(const std::string &controller, int port);
-// sysdb_key_is_defined for a key that is the only one listed, or that is not listed at all.
+/// sysdb_key_is_defined for a key that is the only one listed, or that is not listed at all.
 Lines key_lookup(const std::string &controller_key, bool defined);
-// The traces of compare_path over a tree; `root` may be NULL.
+/// The traces of compare_path over a tree; `root` may be NULL.
 Lines compare_path_trace(const yfw_datatree *root, const std::string &target);
 
-// `front` and `count` more characters, for texts that run past a buffer.
+/// `front` and `count` more characters, for texts that run past a buffer.
 inline std::string long_text(std::string front, size_t count, char more) {
     return front.append(count, more);
 }
 
-// Joins single lines and groups of lines into one sequence.
+/// Joins single lines and groups of lines into one sequence.
 inline void append(Lines &lines, const std::string &line) {
     lines.push_back(line);
 }
 inline void append(Lines &lines, const Lines &more) {
     lines.insert(lines.end(), more.begin(), more.end());
 }
-template <typename... Parts>
+template <class... Parts>
 Lines lines(const Parts &...parts) {
     Lines all;
     (append(all, parts), ...);
     return all;
 }
-// The lines without those that begin with `start`.
+/// The lines without those that begin with `start`.
 Lines without_start(const Lines &lines, const std::string &start);
-// The lines without the "Start" and "End" of any function.
+/// The lines without the "Start" and "End" of any function.
 Lines without_brackets(const Lines &lines);
-// One text, a line each, so that a failed comparison shows a readable difference.
+/// One text, a line each, so that a failed comparison shows a readable difference.
 std::string text_of(const Lines &lines);
 
-// ---- Names -----------------------------------------------------------------------------------------------------
+/// ---- Names -----------------------------------------------------------------------------------------------------
 
 std::string oc_walker(const std::string &path_word, const std::string &level = "lvla");
 std::string oc_handler(const std::string &kind, const std::string &path_word, const std::string &level = "lvla");
@@ -108,7 +108,7 @@ inline const std::string optics_lane = optics_list + "/optics-lanes/optics-lane"
 inline const std::string oc_amplifier = "/optical-amplifier/amplifiers/amplifier";
 inline const std::string oc_channel = "/optical-amplifier/supervisory-channels/supervisory-channel";
 
-// ---- The fixture -----------------------------------------------------------------------------------------------
+/// ---- The fixture -----------------------------------------------------------------------------------------------
 
 class PluginTest : public ::testing::Test {
   protected:
@@ -123,15 +123,15 @@ class PluginTest : public ::testing::Test {
     yfw_datatree out{};
 
     void kind(uint32_t request_kind) { kind_word_ = request_kind; }
-    // The request as the client sent it: node_data[0] and the duplicate under the root with the empty tag.
+    /// The request as the client sent it: node_data[0] and the duplicate under the root with the empty tag.
     yfw_datatree *client_request(const Node &tree);
-    // A tree of its own, kept for the length of the test.
+    /// A tree of its own, kept for the length of the test.
     yfw_datatree *tree(const Node &description);
-    void output_list_entry(const Node &tree);        // plist
-    void native_path(const Node &tree);              // native_path
-    void native_list(const Node &tree);              // native_list
-    void hierarchy(const std::vector<Node> &levels); // hierarchy, the root first
-    void all_amplifiers_exist();                     // six amplifiers in the inventory
+    void output_list_entry(const Node &tree);        ///< plist
+    void native_path(const Node &tree);              ///< native_path
+    void native_list(const Node &tree);              ///< native_list
+    void hierarchy(const std::vector<Node> &levels); ///< hierarchy, the root first
+    void all_amplifiers_exist();                     ///< six amplifiers in the inventory
     void lightweight_on() { context.ltrace_enabled = 1; }
 
     cerrno call(const std::string &name, const yfw_datatree *in) { return plugin().handler(name)(ctx, in, &out); }
@@ -142,31 +142,31 @@ class PluginTest : public ::testing::Test {
         return recording::show_text(plugin().text_converter(name)(ctx, in, &out));
     }
 
-    // Compares the whole sequence of calls.
+    /// Compares the whole sequence of calls.
     void expect_calls(const Lines &expected) const { EXPECT_EQ(text_of(platform.calls()), text_of(expected)); }
-    // Compares the sequence without messages, delete questions and list-instance questions: what walkers do.
+    /// Compares the sequence without messages, delete questions and list-instance questions: what walkers do.
     Lines actions() const;
     void expect_actions(const Lines &expected) const { EXPECT_EQ(text_of(actions()), text_of(expected)); }
-    // Compares the whole sequence but for "Start" and "End" lines.
+    /// Compares the whole sequence but for "Start" and "End" lines.
     void expect_content(const Lines &expected) const {
         EXPECT_EQ(text_of(without_brackets(platform.calls())), text_of(without_brackets(expected)));
     }
-    // Compares only what is written into the output tree.
+    /// Compares only what is written into the output tree.
     void expect_writes(const Lines &expected) const { EXPECT_EQ(text_of(writes()), text_of(expected)); }
     Lines writes() const { return platform.calls_of({"yfw_map_datatree_add_path_flagged"}); }
     Lines messages() const { return platform.calls_of({"_xos_dt_log_filter_adv"}); }
     Lines searches() const { return platform.calls_of({"yfw_map_search_or_add_list"}); }
     std::string error_path() const { return request.error_path == nullptr ? "none" : request.error_path; }
-    // The calls in order, each message led by the function that reports it. Needs lightweight_on().
+    /// The calls in order, each message led by the function that reports it. Needs lightweight_on().
     Lines named_calls() const;
     void expect_named_calls(const Lines &expected) const { EXPECT_EQ(text_of(named_calls()), text_of(expected)); }
-    // Functions that traced "Start", in order. Needs lightweight_on().
+    /// Functions that traced "Start", in order. Needs lightweight_on().
     Lines started() const;
     void expect_started(const Lines &expected) const { EXPECT_EQ(text_of(started()), text_of(expected)); }
 
-    // Missing input and missing output: "Start" when the function traces it, the report, the code.
+    /// Missing input and missing output: "Start" when the function traces it, the report, the code.
     void expect_refuses_missing_nodes(const std::string &name, bool traces_start);
-    // The same for a container handler.
+    /// The same for a container handler.
     void expect_container_refuses_missing_nodes(const std::string &name);
 
   private:
@@ -175,13 +175,13 @@ class PluginTest : public ::testing::Test {
     std::vector<const yfw_datatree *> hierarchy_;
 };
 
-// The process ends with the standard assertion report that names the function with its prototype.
+/// The process ends with the standard assertion report that names the function with its prototype.
 void expect_context_assertion(const std::string &function, void (*call)(const std::string &function));
 void call_handler_without_context(const std::string &function);
 void call_container_handler_without_context(const std::string &function);
 void call_text_converter_without_context(const std::string &function);
 
-// Name of a parameterised test from a text: letters and digits only.
+/// Name of a parameterised test from a text: letters and digits only.
 std::string test_name(const std::string &text);
-// The same led by the number of the case, for texts that do not tell the cases apart.
+/// The same led by the number of the case, for texts that do not tell the cases apart.
 std::string case_name(size_t index, const std::string &text = {});

@@ -17,10 +17,10 @@ class PluginUnderTest {
     PluginUnderTest(const PluginUnderTest &) = delete;
     PluginUnderTest &operator=(const PluginUnderTest &) = delete;
 
-    // Address of an exported name. An unknown name ends the test process with a line that says so.
+    /// Address of an exported name. An unknown name ends the test process with a line that says so.
     void *symbol(const std::string &name) const;
 
-    template <typename Function>
+    template <class Function>
     Function function(const std::string &name) const {
         return reinterpret_cast<Function>(symbol(name));
     }
@@ -34,8 +34,8 @@ class PluginUnderTest {
     void *library_;
 };
 
-// The one that all tests share.
+/// The one that all tests share.
 const PluginUnderTest &plugin();
 
-// A second copy whose module-wide state is as after loading.
+/// A second copy whose module-wide state is as after loading.
 std::unique_ptr<PluginUnderTest> fresh_plugin();

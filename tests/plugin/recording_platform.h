@@ -14,7 +14,7 @@
 
 namespace recording {
 
-// One token of a scripted bag. `number` fills the scalar word, `text` the text word that the type uses.
+/// One token of a scripted bag. `number` fills the scalar word, `text` the text word that the type uses.
 struct Token {
     bag_token_type_td type;
     const char *name;
@@ -43,57 +43,57 @@ struct LightweightLine {
 
 class Platform {
   public:
-    // Forgets every call and every scripted answer. The answers are then the sensible ones.
+    /// Forgets every call and every scripted answer. The answers are then the sensible ones.
     void reset();
 
-    // The context and output tree of the test. Lines name them "ctx" and "out"; any other is shown as a stranger.
+    /// The context and output tree of the test. Lines name them "ctx" and "out"; any other is shown as a stranger.
     void know(yfw_map_ctx ctx, const yfw_datatree *out);
-    // Lines show `node` under this name instead of its tag.
+    /// Lines show `node` under this name instead of its tag.
     void name_node(const yfw_datatree *node, const std::string &name);
 
-    // The calls in order, without the questions and bounded copies that change nothing (see is_pure).
+    /// The calls in order, without the questions and bounded copies that change nothing (see is_pure).
     std::vector<std::string> calls() const;
-    // The same without the lines of the functions named.
+    /// The same without the lines of the functions named.
     std::vector<std::string> calls_without(const std::set<std::string> &functions) const;
-    // Only the lines of the functions named.
+    /// Only the lines of the functions named.
     std::vector<std::string> calls_of(const std::set<std::string> &functions) const;
-    // Every call there was.
+    /// Every call there was.
     std::vector<std::string> all_calls() const;
     void forget_calls();
 
-    // The function answers `code` instead of success: always, or at its nth call, or when its line holds `part`.
+    /// The function answers `code` instead of success: always, or at its nth call, or when its line holds `part`.
     void answer(const std::string &function, cerrno code, unsigned nth = 0, const std::string &part = "");
     void debug_log_takes(int level, bool taken);
 
-    // Inventory name of an amplifier that exists on the node.
+    /// Inventory name of an amplifier that exists on the node.
     void put_amplifier(const std::string &amplifier);
     void put_item(const std::string &bind_point, const std::string &item_path, Bag bag);
-    // The item exists and reads as success, without a record.
+    /// The item exists and reads as success, without a record.
     void put_empty_item(const std::string &bind_point, const std::string &item_path);
-    // What the listing under any binding gives.
+    /// What the listing under any binding gives.
     std::vector<std::string> listing;
     bool library_present = true;
     bool bind_gives_handle = true;
     bool request_adds = false;
     bool output_list_grows = true;
-    // What yfw_map_get_node_info hands out; NULL for none.
+    /// What yfw_map_get_node_info hands out; NULL for none.
     const char *node_key = nullptr;
     std::vector<const yfw_datatree *> list_instances;
-    // Told of every call as it is made, so that a test can look at the request at that moment.
+    /// Told of every call as it is made, so that a test can look at the request at that moment.
     std::function<void(const std::string &function, const std::string &line)> watch;
 
     const std::map<uint32_t *, MessageSite> &message_sites() const { return sites_; }
     const std::vector<LightweightLine> &lightweight() const { return lightweight_; }
-    // Copies handed out by yfw_strdup and not freed yet; texts of bag tokens not released yet; walks not ended yet.
+    /// Copies handed out by yfw_strdup and not freed yet; texts of bag tokens not released yet; walks not ended yet.
     size_t live_copies() const { return copies_.size(); }
     size_t live_token_texts() const { return token_texts_.size(); }
     int open_walks() const { return open_walks_; }
     int open_bindings() const { return open_bindings_; }
     int open_listings() const { return open_listings_; }
-    // Nodes pushed and not popped.
+    /// Nodes pushed and not popped.
     int hierarchy_depth() const { return hierarchy_depth_; }
 
-    // For the functions of the seam.
+    /// For the functions of the seam.
     struct Access;
 
   private:
@@ -133,13 +133,13 @@ class Platform {
 
 Platform &platform();
 
-// Questions that the answer of depends on nothing but their arguments, bounded copies, and the release of token
-// texts (which the fixture checks by count). `access` belongs here because its answer is latched by the plug-in.
+/// Questions that the answer of depends on nothing but their arguments, bounded copies, and the release of token
+/// texts (which the fixture checks by count). `access` belongs here because its answer is latched by the plug-in.
 bool is_pure(const std::string &function);
 
-// How a node is shown in a line: "<tag>", with "op=N" when its operation is not a merge; "none" for NULL.
+/// How a node is shown in a line: "<tag>", with "op=N" when its operation is not a merge; "none" for NULL.
 std::string show_node(const std::string &tag, uint32_t operation = YFW_OP_MERGE);
-// How a text is shown in a line: in quotes, or "none" for NULL.
+/// How a text is shown in a line: in quotes, or "none" for NULL.
 std::string show_text(const char *text);
 
 } // namespace recording

@@ -26,7 +26,7 @@ std::string file(const std::string &name) {
     return text.str();
 }
 
-/// Paths of the leaves that the rows give, those "served" or "unsupported", or both.
+// Paths of the leaves that the rows give, those "served" or "unsupported", or both.
 std::set<std::string> leaves_of_rows(const std::set<std::string> &states) {
     std::set<std::string> paths;
     std::istringstream lines(rows("leaves"));
@@ -36,7 +36,7 @@ std::set<std::string> leaves_of_rows(const std::set<std::string> &states) {
     return paths;
 }
 
-/// Paths of the leaves of the OpenConfig model as libyang reads it, with or without the device's deviations.
+// Paths of the leaves of the OpenConfig model as libyang reads it, with or without the device's deviations.
 std::set<std::string> leaves_of_model(bool with_deviations) {
     struct Walk {
         static void collect(const lysc_node *siblings, const std::string &above, std::set<std::string> &paths) {

@@ -11,7 +11,7 @@ namespace {
 
 constexpr size_t buffer_size = 4096; // the largest buffer that the plug-in copies into
 
-/// Has blanks everywhere between two calls, so that a text of any length is made with one byte.
+// Has blanks everywhere between two calls, so that a text of any length is made with one byte.
 struct AppendBuffer {
     char text[buffer_size];
     AppendBuffer() { memset(text, ' ', sizeof text); }
@@ -25,7 +25,7 @@ struct AppendBuffer {
 
 AppendBuffer append_buffer;
 
-/// Walks over the words of one record.
+// Walks over the words of one record.
 class Words {
   public:
     explicit Words(const std::vector<CallRecord::Word> &words) : at_(words.data()), end_(at_ + words.size()) {}
@@ -49,7 +49,7 @@ class Words {
     uint64_t head_ = 0;
 };
 
-/// What the calls of one replay hand on to one another.
+// What the calls of one replay hand on to one another.
 struct Results {
     char buffer[buffer_size];
     char *duplicate = nullptr;

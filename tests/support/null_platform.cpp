@@ -46,7 +46,7 @@ void pop(yfw_map_request &request, const yfw_datatree *node) {
         request.native_list = nullptr;
 }
 
-/// What the key list points at: the entry being filled, and its key.
+// What the key list points at: the entry being filled, and its key.
 struct CurrentEntry {
     char value[200];
     yfw_datatree key;
@@ -78,12 +78,12 @@ const InputPowers::Record *find_input_power(const char *item) {
     return input_powers != nullptr ? input_powers->find(item) : any_port.find("/");
 }
 
-/// What the plug-in takes for a record.
+// What the plug-in takes for a record.
 struct Bag {
     const RecordField *record;
 };
 
-/// NULL when there is no such item.
+// NULL when there is no such item.
 const RecordField *find_record(const void *handle, const char *item) {
     if (handle == &inventory)
         return inventory_record;

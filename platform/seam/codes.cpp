@@ -1,7 +1,7 @@
 // Texts of result codes: those of the seam and those of the platform. Knows no caller and keeps no state.
-#include "log/codes.h"
+#include "seam/codes.h"
 
-#include "log/calls.h"
+#include "seam/calls.h"
 
 namespace {
 

@@ -6,11 +6,13 @@
 
 namespace ocamp {
 
+/// One module, both texts NUL-terminated and as old as the program.
 struct YangModule {
     std::string_view name;
     const char *text;
 };
 
+/// All that the program carries.
 std::span<const YangModule> yang_modules() noexcept;
 
 } // namespace ocamp

@@ -27,7 +27,7 @@ enum class ErrorTag {
     rollback_failed,
     data_exists,
     data_missing,
-    not_supported, // operation-not-supported
+    not_supported, ///< operation-not-supported
     operation_failed,
     malformed_message,
 };
@@ -52,9 +52,10 @@ class RequestError : public std::runtime_error {
     /// Refused by the plug-in: the tag and the reason are those of the code.
     RequestError(cerrno code, const std::string &path);
 
+    /// What kind of refusal it is.
     ErrorTag tag() const noexcept { return tag_; }
-    cerrno code() const noexcept { return code_; }             // 0 when the platform refused it
-    const std::string &path() const noexcept { return path_; } // as given
+    cerrno code() const noexcept { return code_; }             ///< 0 when the platform refused it
+    const std::string &path() const noexcept { return path_; } ///< as given
 
   private:
     RequestError(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason);

@@ -1,8 +1,8 @@
 // How refusals read. Knows nothing of requests.
-#include "node/request_error.h"
+#include "yang/request_error.h"
 
-#include "log/codes.h"
-#include "log/text.h"
+#include "seam/codes.h"
+#include "seam/text.h"
 
 #include <array>
 
@@ -60,9 +60,9 @@ ErrorTag tag_of(cerrno code) noexcept {
         return ErrorTag::not_supported;
     case YMAP_RC_BAD_KEY:
         return ErrorTag::missing_element;
-    case RC_LEAFREF_MISMATCH:
+    case rc_leafref_mismatch:
         return ErrorTag::invalid_value;
-    case RC_OUT_OF_MEMORY:
+    case rc_out_of_memory:
         return ErrorTag::resource_denied;
     default:
         return ErrorTag::operation_failed;

@@ -1,5 +1,5 @@
 // Checks and escapes text for logs and records. Pure functions; knows nothing of where the text goes.
-#include "log/text.h"
+#include "seam/text.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -17,7 +17,7 @@ struct Utf8Form {
     char32_t smallest; // anything below has a shorter form
 };
 
-constexpr Utf8Form kLongForms[] = {{0xe0, 0xc0, 2, 0x80}, {0xf0, 0xe0, 3, 0x800}, {0xf8, 0xf0, 4, 0x10000}};
+constexpr Utf8Form long_forms[] = {{0xe0, 0xc0, 2, 0x80}, {0xf0, 0xe0, 3, 0x800}, {0xf8, 0xf0, 4, 0x10000}};
 
 struct Utf8Character {
     std::size_t length = 0; // 0: not well-formed
@@ -30,7 +30,7 @@ Utf8Character first_character(std::string_view text) noexcept {
     const auto lead = static_cast<unsigned char>(text[0]);
     if (lead < 0x80)
         return {1, lead};
-    for (const Utf8Form &form : kLongForms) {
+    for (const Utf8Form &form : long_forms) {
         if ((lead & form.lead_mask) != form.lead_bits)
             continue;
         if (text.size() < form.length)
@@ -55,11 +55,11 @@ bool breaks_a_line(char32_t value) noexcept {
 }
 
 void append_hex_byte(std::string &line, char byte) {
-    constexpr char kDigits[] = "0123456789abcdef";
+    constexpr char digits[] = "0123456789abcdef";
     const auto value = static_cast<unsigned char>(byte);
     line += "\\x";
-    line += kDigits[value >> 4];
-    line += kDigits[value & 0xf];
+    line += digits[value >> 4];
+    line += digits[value & 0xf];
 }
 
 } // namespace
@@ -106,7 +106,7 @@ std::string escaped(std::string_view text) {
 namespace {
 
 // `Escape` writes the number of a character.
-template <typename Escape>
+template <class Escape>
 std::string escaped_document(std::string_view document, Escape escape) {
     constexpr char32_t replacement = 0xfffd;
     std::string text;

@@ -1,5 +1,5 @@
 // How failures are kept. Knows nothing of who runs the plug-in.
-#include "log/failure.h"
+#include "seam/failure.h"
 
 #include <algorithm>
 #include <string>

@@ -1,5 +1,5 @@
 // Reads XML with expat, in time that grows with the text alone. Knows no model but by the names of its modules.
-#include "node/xml_document.h"
+#include "yang/xml_document.h"
 
 #include <algorithm>
 #include <exception>
@@ -23,7 +23,7 @@ constexpr std::size_t chunk_size = 1U << 20U;
 
 // Text between the XML declaration, which may stand at the very beginning only, and the end.
 std::string_view without_declaration(std::string_view xml) {
-    xml.remove_prefix(std::min(xml.find_first_not_of(kBlanks), xml.size()));
+    xml.remove_prefix(std::min(xml.find_first_not_of(blanks), xml.size()));
     const std::size_t end = xml.starts_with("<?xml") ? xml.find("?>") : std::string_view::npos;
     return end == std::string_view::npos ? xml : xml.substr(end + 2);
 }
@@ -81,7 +81,7 @@ class XmlReader {
     };
 
     // What is thrown does not pass through expat: it stops the reading and is thrown again outside.
-    template <typename Work>
+    template <class Work>
     static void guarded(void *reader, Work work) noexcept {
         XmlReader &self = *static_cast<XmlReader *>(reader);
         if (self.failure_ != nullptr)
@@ -109,13 +109,13 @@ class XmlReader {
     void start(const char *whole_name, const char **attributes) {
         const auto [ns, name] = split(whole_name);
         // The wrapper is no level of the client's.
-        if (open_.size() > kDeepestDocument)
+        if (open_.size() > deepest_document)
             throw DocumentError(
-                fmt::format("nested more than {0} levels deep, expected at most {0}", kDeepestDocument));
+                fmt::format("nested more than {0} levels deep, expected at most {0}", deepest_document));
         ClientNode &node = open_.emplace_back(ClientNode{.name = std::string(name), .module = std::string(ns)});
         for (; *attributes != nullptr; attributes += 2) {
             const auto [attribute_ns, attribute] = split(attributes[0]);
-            if (attribute_ns == kNetconfNamespace && attribute == "operation")
+            if (attribute_ns == netconf_namespace && attribute == "operation")
                 node.operation = attributes[1];
             else
                 node.attributes.push_back(fmt::format("{}={}", attribute, attributes[1]));

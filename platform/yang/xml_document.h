@@ -2,14 +2,14 @@
 // modules.
 #pragma once
 
-#include "node/client_document.h"
+#include "yang/client_document.h"
 
 #include <string_view>
 #include <vector>
 
 namespace ocamp {
 
-// The top-level elements of the text, after the XML declaration that it may have. `models` only tells which module a
+/// The top-level elements of the text, after the XML declaration that it may have. `models` only tells which module a
 // namespace in a value stands for. Throws DocumentError.
 std::vector<ClientNode> read_xml(std::string_view document, const Schema &models);
 

@@ -1,5 +1,6 @@
-// Looks nodes up in the model as the device deviates from it. Knows nothing of requests.
-#include "node/served_nodes.h"
+// Which modules make which model, and how nodes are looked up in the model as the device deviates from it. Knows
+// nothing of requests.
+#include "yang/models.h"
 
 #include <array>
 
@@ -7,6 +8,10 @@ namespace ocamp {
 
 namespace {
 
+constexpr std::array<std::string_view, 1> openconfig_modules{"openconfig-optical-amplifier"};
+constexpr std::array<std::string_view, 5> native_modules{"Korvex-ifmgr-cfg", "Korvex-controller-optics-cfg",
+                                                         "Korvex-controller-orvo8-ots-oper",
+                                                         "Korvex-controller-optics-oper", "Korvex-pmengine-oper"};
 constexpr std::array<std::string_view, 2> device_modules{"openconfig-optical-amplifier",
                                                          "openconfig-optical-amplifier-deviations"};
 
@@ -24,6 +29,16 @@ const lysc_node *on_device(const lysc_node *node) {
 }
 
 } // namespace
+
+const Schema &openconfig_schema() {
+    static const Schema schema(openconfig_modules);
+    return schema;
+}
+
+const Schema &native_schema() {
+    static const Schema schema(native_modules);
+    return schema;
+}
 
 bool is_served(const lysc_node &node) {
     return device_schema().module(node.module->name) == nullptr || on_device(&node) != nullptr;

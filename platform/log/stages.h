@@ -6,6 +6,7 @@
 
 namespace ocamp {
 
+/// What can take time in a request.
 enum class Stage {
     parse,         ///< native documents become trees
     to_native,     ///< the plug-in's walk over the request
@@ -23,7 +24,9 @@ enum class Stage {
 class StageObserver {
   public:
     virtual ~StageObserver() = default;
+    /// Called at the beginning of a stage, on the thread that is in it.
     virtual void enter(Stage stage) noexcept = 0;
+    /// Called at the end of the stage entered last.
     virtual void leave() noexcept = 0;
 };
 
@@ -39,6 +42,7 @@ inline void set_stage_observer(StageObserver *observer) noexcept {
 /// The rest of the block is part of `stage`.
 class StageMark {
   public:
+    /// The stage begins here and ends with the object.
     explicit StageMark(Stage stage) noexcept
         : observer_(detail::current_stage_observer.load(std::memory_order_acquire)) {
         if (observer_ != nullptr)

@@ -8,9 +8,9 @@
 //   annotations = { "module:name" : scalar }
 //
 // Knows no model: whether a name is that of a leaf or of a list is for others to say.
-#include "node/json_document.h"
+#include "yang/json_document.h"
 
-#include "node/request_error.h"
+#include "yang/request_error.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -98,9 +98,9 @@ class JsonCollector : public nlohmann::json_sax<nlohmann::json> {
     }
     // An open value stays where it is: nothing is added beside it before it is closed.
     bool open(JsonValue::Kind kind) {
-        if (open_.size() == kDeepestDocument)
+        if (open_.size() == deepest_document)
             throw DocumentError(
-                fmt::format("nested more than {0} levels deep, expected at most {0}", kDeepestDocument));
+                fmt::format("nested more than {0} levels deep, expected at most {0}", deepest_document));
         open_.push_back(add({.kind = kind}));
         return true;
     }
@@ -131,7 +131,7 @@ ClientNode::JsonForm form_of(const JsonValue &value) {
 // What RFC 7950 lets a text hold of the characters below the blank.
 bool has_control_character(std::string_view text) {
     return std::any_of(text.begin(), text.end(), [](char character) {
-        return static_cast<unsigned char>(character) < ' ' && kBlanks.find(character) == std::string_view::npos;
+        return static_cast<unsigned char>(character) < ' ' && blanks.find(character) == std::string_view::npos;
     });
 }
 

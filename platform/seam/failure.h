@@ -10,39 +10,40 @@
 
 namespace ocamp {
 
-// The text names what failed: the record or the file, and the reason.
+/// The text names what failed: the record or the file, and the reason.
 class PlatformFailure : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-// Keeps the first failure that is noted while it lives. Watches end in the reverse order of their beginning; only the
-// innermost keeps.
+/// Keeps the first failure that is noted while it lives. Watches end in the reverse order of their beginning; only the
+/// innermost keeps.
 class FailureWatch {
   public:
+    /// Begins with nothing noted.
     FailureWatch() noexcept;
     ~FailureWatch();
     FailureWatch(const FailureWatch &) = delete;
     FailureWatch &operator=(const FailureWatch &) = delete;
 
-    // Throws PlatformFailure when a failure has been noted.
+    /// Throws PlatformFailure when a failure has been noted.
     void check() const;
 
   private:
     friend void note_failure(std::string_view reason) noexcept;
 
     FailureWatch *previous_;
-    // Of its own, because there may be no memory left; a longer reason is cut.
+    /// Of its own, because there may be no memory left; a longer reason is cut.
     std::array<char, 1024> reason_{};
     std::size_t length_ = 0;
     bool noted_ = false;
 };
 
-// Tells the watch that lives, if one does. Allocates nothing.
+/// Tells the watch that lives, if one does. Allocates nothing.
 void note_failure(std::string_view reason) noexcept;
 
-// Runs `body`. What failed under it outweighs what it returns or throws.
-template <typename Body>
+/// Runs `body`. What failed under it outweighs what it returns or throws.
+template <class Body>
 void run_watched(Body body) {
     const FailureWatch watch;
     try {

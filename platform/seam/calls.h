@@ -14,10 +14,11 @@
 
 namespace ocamp {
 
+/// Sees the calls of one plug-in, in their order.
 class CallObserver {
   public:
     virtual ~CallObserver() = default;
-    // `text` is one line, valid during the call only. What it throws is dropped: the call goes on.
+    /// `text` is one line, valid during the call only. What it throws is dropped: the call goes on.
     virtual void on_call(std::string_view text) = 0;
 };
 
@@ -25,39 +26,39 @@ namespace detail {
 inline std::atomic<CallObserver *> current_call_observer{nullptr};
 }
 
-// NULL when nobody observes.
+/// NULL when nobody observes.
 inline CallObserver *call_observer() noexcept {
     return detail::current_call_observer.load(std::memory_order_acquire);
 }
 
-// The observer stays its owner's; NULL ends the observing.
+/// The observer stays its owner's; NULL ends the observing.
 inline void set_call_observer(CallObserver *observer) noexcept {
     detail::current_call_observer.store(observer, std::memory_order_release);
 }
 
-// A C text as argument or result: quoted and escaped, or NULL.
+/// A C text as argument or result: quoted and escaped, or NULL.
 struct Quoted {
     const char *text;
 };
 
-// A result code as argument or result: 0, or eight hexadecimal digits.
+/// A result code as argument or result: 0, or eight hexadecimal digits.
 struct Code {
     cerrno code;
 };
 
-// In the place of the result of a function that returns nothing.
+/// In the place of the result of a function that returns nothing.
 struct NoResult {};
 
 namespace detail {
 
 void append_word(std::string &line, Quoted quoted);
 void append_word(std::string &line, Code code);
-template <typename Value>
+template <class Value>
 void append_word(std::string &line, const Value &value) {
     fmt::format_to(std::back_inserter(line), "{}", value);
 }
 
-template <typename... Words>
+template <class... Words>
 void append_words(std::string &line, const Words &...words) {
     std::string_view separator;
     ((line += separator, append_word(line, words), separator = ", "), ...);
@@ -65,9 +66,9 @@ void append_words(std::string &line, const Words &...words) {
 
 } // namespace detail
 
-// Reports one call of a C function of the platform, like: sysdb_item_get("Ots0_1_0_0/ots_info") = 0
-// Arguments and result: Quoted, Code, or anything that fmt prints. Call it when the result is known.
-template <typename Result, typename... Arguments>
+/// Reports one call of a C function of the platform, like: sysdb_item_get("Ots0_1_0_0/ots_info") = 0
+/// Arguments and result: Quoted, Code, or anything that fmt prints. Call it when the result is known.
+template <class Result, class... Arguments>
 void record_call(const char *function, const Result &result, const Arguments &...arguments) noexcept {
     CallObserver *observer = call_observer();
     if (observer == nullptr)

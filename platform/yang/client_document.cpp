@@ -1,8 +1,9 @@
 // How client documents are told apart, and what can be said of them whatever they are written in.
-#include "node/client_document.h"
+#include "yang/client_document.h"
 
-#include "node/json_document.h"
-#include "node/xml_document.h"
+#include "yang/error.h"
+#include "yang/json_document.h"
+#include "yang/xml_document.h"
 
 #include <algorithm>
 
@@ -20,13 +21,13 @@ std::string_view without_byte_order_mark(std::string_view document) {
 } // namespace
 
 std::string_view trimmed(std::string_view text) noexcept {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
 DocumentFormat format_of(std::string_view document) {
     document = without_byte_order_mark(document);
-    const std::size_t first = document.find_first_not_of(kBlanks);
+    const std::size_t first = document.find_first_not_of(blanks);
     if (first != std::string_view::npos && document[first] == '<')
         return DocumentFormat::xml;
     if (first != std::string_view::npos && document[first] == '{')

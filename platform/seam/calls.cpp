@@ -1,7 +1,7 @@
 // How the words of an observed call are written. Knows nothing of the calls themselves.
-#include "log/calls.h"
+#include "seam/calls.h"
 
-#include "log/text.h"
+#include "seam/text.h"
 
 namespace ocamp::detail {
 

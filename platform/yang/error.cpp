@@ -1,0 +1,70 @@
+// How libyang's complaints are asked for, and what it should have complained of. Knows nothing of what it was asked.
+#include "yang/error.h"
+
+#include "seam/text.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace {
+
+// Takes digits from the front of the text; false when there are none.
+bool take_digits(std::string_view &text) {
+    const std::size_t count = std::min(text.find_first_not_of("0123456789"), text.size());
+    text.remove_prefix(count);
+    return count != 0;
+}
+
+// An optional sign, digits, and after a point more digits; white space may stand around them.
+bool is_decimal(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n";
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    text = text.substr(0, text.find_last_not_of(blanks) + 1);
+    if (text.starts_with('+') || text.starts_with('-'))
+        text.remove_prefix(1);
+    if (!take_digits(text))
+        return false;
+    if (!text.starts_with('.'))
+        return text.empty();
+    text.remove_prefix(1);
+    return take_digits(text) && text.empty();
+}
+
+// The path in what libyang says of a place, where it stands in quotes; empty when there is none.
+std::string path_in(std::string_view place) {
+    const std::size_t begin = place.find("\"/");
+    if (begin == std::string_view::npos)
+        return {};
+    place.remove_prefix(begin + 1);
+    return std::string(place.substr(0, place.find('"')));
+}
+
+} // namespace
+
+YangError complaint_of(const ly_ctx *context) {
+    const char *message = ly_errmsg(context);
+    const char *place = ly_errpath(context);
+    if (message == nullptr)
+        return YangError("refused without a reason");
+    return place == nullptr ? YangError(message) : YangError(fmt::format("{} ({})", message, place), path_in(place));
+}
+
+void check(LY_ERR result, const ly_ctx *context) {
+    if (result == LY_EMEM)
+        throw std::bad_alloc();
+    if (result != LY_SUCCESS)
+        throw complaint_of(context);
+}
+
+// libyang takes a sign alone for the number 0.
+void check_lexical_form(const lysc_node &leaf, std::string_view value) {
+    if (reinterpret_cast<const lysc_node_leaf &>(leaf).type->basetype == LY_TYPE_DEC64 && !is_decimal(value))
+        throw YangError(fmt::format("Invalid decimal64 value \"{}\", expected one such as \"-1.5\".",
+                                    shortened(value, longest_shown_value)));
+}
+
+} // namespace ocamp

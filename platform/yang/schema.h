@@ -1,0 +1,65 @@
+// A set of YANG modules: libyang's context and compiled nodes. Knows nothing of requests or nodes.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <libyang/libyang.h>
+
+namespace ocamp {
+
+class YangTree;
+
+/// A set of YANG modules. Memory that ran out is std::bad_alloc everywhere here.
+class Schema {
+  public:
+    /// The named modules are implemented; what they import is loaded as needed. All come with the program.
+    explicit Schema(std::span<const std::string_view> modules);
+
+    ly_ctx *context() const noexcept { return context_.get(); }
+
+    /// Data node below `parent` (NULL: a root of an implemented module). An empty `ns` stands for every namespace.
+    /// NULL when there is none.
+    const lysc_node *find(const lysc_node *parent, std::string_view name, std::string_view ns = {}) const;
+    /// Names of the data nodes that may stand below `parent`, in model order.
+    std::vector<std::string_view> children(const lysc_node *parent) const;
+    /// Implemented module by name, prefix or namespace URI; NULL when there is none.
+    const lys_module *module(std::string_view word) const;
+
+    /// Throws YangError unless the value is one that the leaf may have. Before an identity its module's name may stand.
+    /// Gives the canonical form, as leaf_text does.
+    std::string check_value(const lysc_node &leaf, std::string_view value) const;
+
+    /// A complete instance document, valid against the modules. Throws YangError.
+    YangTree parse(std::string_view document, LYD_FORMAT format) const;
+    /// Throws YangError unless the tree, to which implicit nodes may be added, is valid.
+    void validate(YangTree &tree) const;
+
+  private:
+    struct FreeContext {
+        void operator()(ly_ctx *context) const noexcept { ly_ctx_destroy(context); }
+    };
+
+    std::unique_ptr<ly_ctx, FreeContext> context_;
+    std::vector<const lys_module *> modules_;
+};
+
+/// Key leaves of a list in their order.
+std::vector<const lysc_node *> list_keys(const lysc_node &list);
+inline bool is_key(const lysc_node &node) noexcept {
+    return lysc_is_key((&node));
+}
+inline bool is_list(const lysc_node &node) noexcept {
+    return node.nodetype == LYS_LIST;
+}
+inline bool is_leaf(const lysc_node &node) noexcept {
+    return (node.nodetype & (LYS_LEAF | LYS_LEAFLIST)) != 0;
+}
+inline bool is_configuration(const lysc_node &node) noexcept {
+    return (node.flags & LYS_CONFIG_W) != 0;
+}
+
+} // namespace ocamp

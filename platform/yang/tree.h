@@ -1,0 +1,81 @@
+// Data trees: libyang's nodes with an owner. Nodes are made, moved, copied, freed, printed and looked up here and
+// nowhere else. Knows nothing of requests or nodes.
+#pragma once
+
+#include "yang/schema.h"
+
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include <libyang/libyang.h>
+
+namespace ocamp {
+
+/// The top-level nodes of a tree with all that is below them. All functions throw std::bad_alloc when memory runs out.
+/// Nodes are handed out as libyang's; they belong to the tree until they are removed.
+class YangTree {
+  public:
+    /// An empty tree.
+    YangTree() = default;
+
+    /// A complete instance document, valid against the modules of the context, which outlives the tree. Throws
+    /// YangError.
+    static YangTree parse(const ly_ctx &context, std::string_view document, LYD_FORMAT format);
+
+    /// True when there are no nodes.
+    bool empty() const noexcept { return first_ == nullptr; }
+    /// The first of the top-level siblings; NULL for an empty tree.
+    lyd_node *first() const noexcept { return first_.get(); }
+    /// The first child of a node of the tree, or, for NULL, the first of the top-level siblings. NULL when there is
+    /// none.
+    lyd_node *below(const lyd_node *parent) const noexcept {
+        return parent != nullptr ? lyd_child(parent) : first_.get();
+    }
+
+    /// Each adds a container, a list entry or a leaf below `parent`, or, for NULL, at the top. Throw YangError; an
+    /// entry whose keys are not all given is refused. `keys`: in the order of list_keys.
+    lyd_node *add_container(lyd_node *parent, const lysc_node &node);
+    lyd_node *add_entry(lyd_node *parent, const lysc_node &list, std::span<const std::string> keys);
+    /// Adds the leaf, or changes the value of the one that is there.
+    lyd_node *set_leaf(lyd_node *parent, const lysc_node &leaf, const std::string &value);
+    /// Moves the top-level nodes of another tree in here. Throws YangError.
+    void add(YangTree roots);
+    /// Frees a node of the tree with everything below it.
+    void remove(lyd_node *node) noexcept;
+
+    /// Throws YangError.
+    YangTree copy() const;
+    /// Adds what the modules of the context say is there by default. Throws YangError unless the tree is valid then.
+    void validate(const ly_ctx &context);
+
+    /// The whole tree as text, indented. An empty tree gives an empty text. Throws YangError when a part of it got
+    /// lost.
+    std::string print(LYD_FORMAT format) const;
+    /// A valid tree as the JSON document to be stored, "{}" for an empty one. It has been read back, and gave the same
+    /// tree. Throws YangError.
+    std::string print_to_store() const;
+
+  private:
+    struct FreeTree {
+        void operator()(lyd_node *first) const noexcept { lyd_free_all(first); }
+    };
+    template <class Call>
+    LY_ERR call_with_first(Call call);
+    lyd_node *insert(lyd_node *parent, lyd_node *added);
+
+    std::unique_ptr<lyd_node, FreeTree> first_;
+};
+
+/// Value of a leaf in canonical form, without the module name that identities carry.
+std::string leaf_text(const lyd_node &leaf);
+/// Data path of a node with its keys, module names only where the module changes.
+std::string data_path(const lyd_node &node);
+
+/// Instance of a container or leaf; `siblings` is the first sibling to look among. NULL when there is none.
+lyd_node *find_instance(const lyd_node *siblings, const lysc_node &node);
+/// Instance of a list with those keys, in the order of list_keys. NULL when there is none.
+lyd_node *find_entry(lyd_node *siblings, const lysc_node &list, std::span<const std::string> keys);
+
+} // namespace ocamp

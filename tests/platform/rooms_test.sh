@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# The rooms of the platform know what lies below them and nothing above: what a file includes says so.
+set -uo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/../../platform"
+
+# Rooms whose headers the files of a room may include.
+declare -A below=(
+    [seam]=""
+    [log]="seam"
+    [framework]="log seam"
+    [sysdb]="log seam"
+    [yang]="log seam"
+    [node]="yang framework sysdb log seam"
+)
+
+status=0
+complain() {
+    echo "$1" >&2
+    status=1
+}
+
+for room in */; do
+    room=${room%/}
+    [[ -v below[$room] ]] || complain "platform/$room: a room that has no place among the others"
+    while IFS=: read -r file included; do
+        [[ $included == yfw_platform.h ]] && continue
+        [[ " $room ${below[$room]-} " == *" ${included%%/*} "* ]] && continue
+        complain "platform/$file includes $included, expected a header of: $room ${below[$room]-}"
+    done < <(grep -rHoP '^\s*#\s*include\s*"\K[^"]+' "$room")
+done
+exit $status
