@@ -259,15 +259,18 @@ cerrno sysdb_get_data(yfw_map_ctx ctx, const char *bind_point, const char *item_
     ymap_trc(ctx, "path %s", shown(item_path));
     void *handle = nullptr;
     if (const cerrno result = bind_database(&handle, bind_point); result != CERR_SUCCESS) {
-        ymap_trc(ctx, "sysdb_bind failed %s", cerr_strerror(result));
+        const char *reason = cerr_strerror(result);
+        ymap_trc(ctx, "sysdb_bind failed %s", reason);
         return result;
     }
     cerrno result = CERR_SUCCESS;
     if (handle != nullptr) {
         uint32_t info_word = 0;
         result = sysdb_item_get(handle, item_path, &info_word, bag_data, bag_len, 0);
-        if (result != CERR_SUCCESS)
-            ymap_trc(ctx, "sysdb_item_get failed: %s", cerr_strerror(result));
+        if (result != CERR_SUCCESS) {
+            const char *reason = cerr_strerror(result);
+            ymap_trc(ctx, "sysdb_item_get failed: %s", reason);
+        }
         ymap_trc(ctx, "sysdb_unbind");
         unbind_database(handle);
     }
@@ -328,19 +331,23 @@ cerrno get_value_in_bag(yfw_map_ctx ctx, const char *field, bag_token_type_td ty
     }
     bag_header_td header = {};
     if (const cerrno result = bag_header_info(bag_data, &header); result != CERR_SUCCESS) {
-        ymap_trc(ctx, "bag_header_info failed: %s", cerr_strerror(result));
+        const char *reason = cerr_strerror(result);
+        ymap_trc(ctx, "bag_header_info failed: %s", reason);
         return result;
     }
     ymap_trc(ctx, "[bag (len %u)] \t (%s v%d.%d)", header.length, shown(header.name),
              static_cast<int>(header.version_major), static_cast<int>(header.version_minor));
     bag_walk_td walk = {};
     if (const cerrno result = bag_generic_init(bag_data, bag_len, &walk); result != CERR_SUCCESS) {
-        ymap_trc(ctx, "bag_generic_init failed: %s", cerr_strerror(result));
+        const char *reason = cerr_strerror(result);
+        ymap_trc(ctx, "bag_generic_init failed: %s", reason);
         return result;
     }
     const cerrno result = convert_field(ctx, &walk, path, type, out);
-    if (result != CERR_SUCCESS)
-        ymap_trc(ctx, "bag_generic_token failed: %s", cerr_strerror(result));
+    if (result != CERR_SUCCESS) {
+        const char *reason = cerr_strerror(result);
+        ymap_trc(ctx, "bag_generic_token failed: %s", reason);
+    }
     ymap_trc(ctx, "bag_generic_destroy");
     bag_generic_destroy(&walk);
     return result;
@@ -411,7 +418,8 @@ int sysdb_key_is_defined(yfw_map_ctx ctx, char *controller_key) {
     YMAP_ASSERT_CTX(ctx);
     void *handle = nullptr;
     if (const cerrno result = bind_database(&handle, controllers_bind_point); result != CERR_SUCCESS) {
-        ymap_trc(ctx, "sysdb_bind failed %s", cerr_strerror(result));
+        const char *reason = cerr_strerror(result);
+        ymap_trc(ctx, "sysdb_bind failed %s", reason);
         return 0;
     }
     if (handle == nullptr)
@@ -425,10 +433,12 @@ int sysdb_key_is_defined(yfw_map_ctx ctx, char *controller_key) {
     const cerrno result = sysdb_list(handle, "", &list_info, &count, &listing, 0);
     ymap_trc(ctx, "found %d object(s)", static_cast<int>(count));
     int defined = 0;
-    if (result != CERR_SUCCESS)
-        ymap_trc(ctx, "sysdb_list failed %s", cerr_strerror(result));
-    else
+    if (result == CERR_SUCCESS) {
         defined = listing_holds(ctx, __func__, listing, name);
+    } else {
+        const char *reason = cerr_strerror(result);
+        ymap_trc(ctx, "sysdb_list failed %s", reason);
+    }
     if (result == CERR_SUCCESS || listing != nullptr)
         sysdb_list_free(listing);
     unbind_database(handle);
