@@ -557,10 +557,10 @@ cerrno sysdb_get_input_pm_30sec_max_power(yfw_map_ctx ctx, const char *controlle
 
 namespace {
 
-/// The children that the look-ups go through: none when the count, read as a signed number, is below 1.
-ymap::Children searched_children(const yfw_datatree *node) {
+/// How many of its children the look-ups go through: none when the count, read as a signed number, is below 1.
+uint32_t searched_children(const yfw_datatree *node) {
     const ymap::Children children = ymap::children_of(node);
-    return static_cast<int32_t>(children.count) >= 1 ? children : ymap::Children{nullptr, 0};
+    return children.first != nullptr && static_cast<int32_t>(children.count) >= 1 ? children.count : 0;
 }
 
 /// No path below a full buffer can be told from its parent; this also bounds the depth of the search.
@@ -596,17 +596,17 @@ int compare_path(yfw_map_ctx ctx, const yfw_datatree *node, const char *path_to_
             return 1;
         }
     }
-    const ymap::Children children = searched_children(node);
-    const bool goes_deeper = children.count != 0 && !is_full(path_buffer);
+    const uint32_t children = searched_children(node);
+    const bool goes_deeper = children != 0 && !is_full(path_buffer);
     yfw_strcat_s(__func__, path_buffer, value_size, "/");
     ymap_trc(ctx, "subtree_count %d", static_cast<int>(node->child_count));
     if (!goes_deeper)
         return 0;
-    for (const yfw_datatree &child : children) {
+    for (uint32_t i = 0; i < children; ++i) {
         char child_path[value_size];
         child_path[0] = '\0';
         yfw_strcpy_s(__func__, child_path, sizeof child_path, path_buffer);
-        if (compare_path(ctx, &child, path_to_find, child_path, key_buffer) == 1)
+        if (compare_path(ctx, &node->children[i], path_to_find, child_path, key_buffer) == 1)
             return 1;
     }
     return 0;
@@ -624,15 +624,15 @@ int check_request_type_3(yfw_map_ctx ctx, const yfw_datatree *node, const char *
         yfw_strcat_s(__func__, path_buffer, value_size, node->tag);
     if (strcmp(path_buffer, path_to_find) == 0)
         return 1;
-    const ymap::Children children = searched_children(node);
-    if (children.count == 0 || is_full(path_buffer))
+    const uint32_t children = searched_children(node);
+    if (children == 0 || is_full(path_buffer))
         return 0;
-    for (const yfw_datatree &child : children) {
+    for (uint32_t i = 0; i < children; ++i) {
         char saved_path[value_size];
         saved_path[0] = '\0';
         yfw_strcpy_s(__func__, saved_path, sizeof saved_path, path_buffer);
         yfw_strcat_s(__func__, path_buffer, value_size, "/");
-        if (check_request_type_3(ctx, &child, path_to_find, path_buffer) == 1)
+        if (check_request_type_3(ctx, &node->children[i], path_to_find, path_buffer) == 1)
             return 1;
         yfw_strcpy_s(__func__, path_buffer, value_size, saved_path);
     }
