@@ -1,9 +1,10 @@
-// Native numbers as OpenConfig decimals, written digit by digit: most values of an answer are short integer texts, and
-// the C library's general conversions would be most of its cost.
+// Native numbers as OpenConfig decimals and back, digit by digit: most values are short texts, and the C library's
+// general conversions would be most of their cost.
 #ifndef DECIMAL_TEXT_H
 #define DECIMAL_TEXT_H
 
 #include <stddef.h>
+#include <stdint.h>
 #include <string.h>
 
 namespace ymap {
@@ -50,6 +51,37 @@ inline bool divided_integer(const char *text, NativeDecimals native, char *out) 
     if (decimals == 1)
         *out++ = '0';
     *out = '\0';
+    return true;
+}
+
+/// Most digits that short_decimal() reads. Any number of so many digits is a double, and so is any power of ten up to
+/// there, so that their quotient is the double that is nearest to the decimal: the one that the C library reads.
+inline constexpr int safe_decimal_digits = 15;
+
+/// Reads `text`, an optional minus sign and 1 to 15 digits with a point between two of them or none. False, with
+/// `number` as it was, when `text` is anything else.
+inline bool short_decimal(const char *text, double &number) {
+    const bool negative = *text == '-';
+    const char *at = text + (negative ? 1 : 0);
+    int64_t digits = 0;
+    int count = 0;
+    double divisor = 1.0; // ten for each digit after the point
+    bool after_point = false;
+    for (;; ++at) {
+        if (*at == '.' && !after_point && count != 0) {
+            after_point = true;
+            continue;
+        }
+        if (*at < '0' || *at > '9' || ++count > safe_decimal_digits)
+            break;
+        digits = digits * 10 + (*at - '0');
+        if (after_point)
+            divisor *= 10.0;
+    }
+    if (*at != '\0' || count == 0 || at[-1] == '.')
+        return false;
+    const double magnitude = static_cast<double>(digits) / divisor;
+    number = negative ? -magnitude : magnitude;
     return true;
 }
 

@@ -90,10 +90,11 @@ namespace ymap {
 
 /// A key that a request tree holds at a path; empty when it holds none.
 struct RequestKey {
-    char path[value_size] = {};
-    char text[key_size] = {};
+    char path[value_size];
+    char text[key_size];
 
     RequestKey(yfw_map_ctx ctx, const yfw_datatree *tree, const char *path_to_find) {
+        path[0] = text[0] = '\0';
         compare_path(ctx, tree, path_to_find, path, text);
     }
     bool empty() const { return text[0] == '\0'; }

@@ -70,14 +70,21 @@ struct TraceChannel {
     static yfw_log_handle *log(yfw_map_ctx ctx) { return ctx->trace_log; }
 };
 
-/// Sends one message to the debug log and to the lightweight trace, each only if it takes it. `ctx` not NULL;
+/// Whether the debug log takes messages of that channel, which the platform is asked once a message.
+template <class Channel>
+bool is_logged(yfw_map_ctx ctx) {
+    return yfw_debug_should_log(&ctx->debug_filter, Channel::level) != 0;
+}
+
+/// Sends one message to the debug log if `logged`, and to the lightweight trace if that takes it. `ctx` not NULL;
 /// `function`: the exported function that reports.
 template <class Channel, FixedText Text, class... Arguments>
-[[gnu::noinline]] // there are some 1,600 sites; inlined, they push the walks out of the instruction cache
-void report(yfw_map_ctx ctx, const char *function, int line, uint32_t *site_filter_word, Arguments... arguments) {
+[[gnu::noinline, gnu::cold]] // messages are off most of the time: away from the code of the walks
+void report(yfw_map_ctx ctx, bool logged, const char *function, int line, uint32_t *site_filter_word,
+            Arguments... arguments) {
     static constexpr auto debug_format = Channel::word + FixedText(": YFW: ctx=%p,") + Text;
     static constexpr auto trace_format = FixedText("#%u: ") + Channel::word + FixedText(": %s:%d ctx=%p,") + Text;
-    if (yfw_debug_should_log(&ctx->debug_filter, Channel::level) != 0)
+    if (logged)
         _xos_dt_log_filter_adv(Channel::log(ctx), 0, 0, 0, 0, 0, site_filter_word, debug_format.text,
                                static_cast<void *>(ctx), arguments...);
     if (ctx->ltrace_enabled != 0) {
@@ -97,11 +104,16 @@ inline const char *shown(const char *text) {
 } // namespace ymap
 
 // A message site: owns the word in which the platform keeps its filter state for the site, and has a line of its own.
+// Whether anyone takes the message is asked here, in line, because there are some 1,600 sites and mostly no one does:
+// the arguments are made only if one does, so they may not call the platform.
 #define YMAP_REPORT(channel, function, ctx, text, ...)                                                                 \
     do {                                                                                                               \
-        static uint32_t site_filter_word = UINT32_MAX;                                                                 \
-        ::ymap::report<::ymap::channel, (text)>((ctx), (function), __LINE__,                                           \
-                                                &site_filter_word __VA_OPT__(, ) __VA_ARGS__);                         \
+        const bool is_logged_here = ::ymap::is_logged<::ymap::channel>(ctx);                                           \
+        if (is_logged_here || (ctx)->ltrace_enabled != 0) [[unlikely]] {                                               \
+            static uint32_t site_filter_word = UINT32_MAX;                                                             \
+            ::ymap::report<::ymap::channel, (text)>((ctx), is_logged_here, (function), __LINE__,                       \
+                                                    &site_filter_word __VA_OPT__(, ) __VA_ARGS__);                     \
+        }                                                                                                              \
     } while (false)
 
 // Messages of generic code, which speaks for the exported function `function`.

@@ -4,21 +4,24 @@
 #define YMAP_VALUES_H
 
 #include "decimal_text.h"
+#include "short_text.h"
 #include "utility.h"
 
 namespace ymap {
 
 /// Text buffer of a converter; starts empty.
 struct Value {
-    char text[value_size] = {};
+    char text[value_size];
 
+    Value() { text[0] = '\0'; }
     bool empty() const { return text[0] == '\0'; }
     void copy_from(const char *caller, const char *value) { yfw_strcpy_s(caller, text, sizeof text, value); }
 
     /// The number that the text starts with; 0 when there is none.
     double number() const {
         double number = 0.0;
-        sscanf(text, "%lf", &number);
+        if (!short_decimal(text, number))
+            sscanf(text, "%lf", &number);
         return number;
     }
 
@@ -28,8 +31,7 @@ struct Value {
         // A number that 64 bits cannot hold becomes the least of them, whose low 32 bits are zero.
         constexpr double bound = 9223372036854775808.0; // 2^63
         const int64_t whole = scaled >= -bound && scaled < bound ? static_cast<int64_t>(scaled) : INT64_MIN;
-        clear();
-        snprintf(text, sizeof text, "%d", static_cast<int32_t>(static_cast<uint32_t>(whole)));
+        TextWriter(text, sizeof text).number(static_cast<int32_t>(static_cast<uint32_t>(whole))).finish();
     }
 
     /// Native number to OpenConfig unit, two decimals.
@@ -40,11 +42,8 @@ struct Value {
             return;
         }
         const double scaled = number() / (native == NativeDecimals::hundredths ? 100.0 : 10.0);
-        clear();
         snprintf(text, sizeof text, "%.2f", scaled);
     }
-
-    void clear() { memset(text, 0, sizeof text); }
 };
 
 /// The opposite of a boolean text, NULL for none: the native leaf says whether an amplifier is shut, OpenConfig

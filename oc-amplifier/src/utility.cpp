@@ -2,11 +2,15 @@
 // Knows the native name forms and database items; knows nothing of walkers and handlers.
 #include "utility.h"
 
+#include "short_text.h"
+
 #include <ctype.h>
 #include <stdlib.h>
 #include <unistd.h>
 
 using ymap::shown;
+using ymap::TextReader;
+using ymap::TextWriter;
 using ymap::value_size;
 
 // ---- Names -----------------------------------------------------------------------------------------------------
@@ -29,7 +33,9 @@ Position position_of_amplifier(const char *amplifier) {
     Position position;
     if (amplifier == nullptr)
         return position;
-    sscanf(amplifier, "0/%d-AMP-", &position.slot);
+    TextReader name(amplifier);
+    if (name.passes("0/"))
+        name.number(position.slot);
     if (strstr(amplifier, "PRE") != nullptr)
         position.port = 0;
     else if (strstr(amplifier, "BST") != nullptr)
@@ -37,20 +43,37 @@ Position position_of_amplifier(const char *amplifier) {
     return position;
 }
 
-/// `format` holds two integers: slot, then port.
-Position position_of_controller(const char *controller, const char *format) {
+/// What a controller's name is made of around slot and port.
+struct ControllerForm {
+    const char *before_slot;
+    const char *before_port;
+};
+constexpr ControllerForm ots_form{"Ots0/", "/0/"};
+constexpr ControllerForm database_ots_form{"Ots0_", "_0_"};
+constexpr ControllerForm optics_form{"Optics0/", "/0/"};
+
+Position position_of_controller(const char *controller, ControllerForm form) {
     Position position;
-    if (controller != nullptr)
-        sscanf(controller, format, &position.slot, &position.port);
+    if (controller == nullptr)
+        return position;
+    TextReader name(controller);
+    if (name.passes(form.before_slot) && name.number(position.slot) && name.passes(form.before_port))
+        name.number(position.port);
     return position;
 }
 
-int print_amplifier(Position position, char *out, size_t size) {
-    return snprintf(out, size, "0/%d-AMP-%s", position.slot, position.port == 0 ? "PRE" : "BST");
+int print_controller(Position position, ControllerForm form, char *out) {
+    TextWriter name(out, value_size);
+    name.text(form.before_slot).number(position.slot).text(form.before_port).number(position.port);
+    return name.finish();
 }
 
-constexpr char ots_format[] = "Ots0/%d/0/%d";
-constexpr char optics_format[] = "Optics0/%d/0/%d";
+int print_amplifier(Position position, char *out, size_t size) {
+    TextWriter name(out, size);
+    name.literal("0/").number(position.slot).literal("-AMP-").text(position.port == 0 ? "PRE" : "BST");
+    return name.finish();
+}
+
 constexpr unsigned ots_ports = 2; // 0 pre-amplifier, 1 booster; higher ones are optics ports
 constexpr unsigned slots = 4;     // 0 to 3; the inventory tells which are filled
 
@@ -64,17 +87,17 @@ int ampli_key_to_key(const char *amplifier, const char *format, char *out) {
 }
 
 int ampli_key_to_ots_ctrl_key(const char *amplifier, char *out) {
-    return ampli_key_to_key(amplifier, ots_format, out);
+    return out != nullptr ? print_controller(position_of_amplifier(amplifier), ots_form, out) : 0;
 }
 
 int ampli_key_to_sysdb_ots_ctrl_key(const char *amplifier, char *out) {
-    return ampli_key_to_key(amplifier, "Ots0_%d_0_%d", out);
+    return out != nullptr ? print_controller(position_of_amplifier(amplifier), database_ots_form, out) : 0;
 }
 
 int ots_ctrl_key_to_ampli_key(const char *controller, char *out) {
     if (out == nullptr)
         return 0;
-    return print_amplifier(position_of_controller(controller, ots_format), out, ymap::key_size);
+    return print_amplifier(position_of_controller(controller, ots_form), out, ymap::key_size);
 }
 
 void convert_amplifier_key_to_otsctrl_port(const char *amplifier, char *out, int egress) {
@@ -82,13 +105,13 @@ void convert_amplifier_key_to_otsctrl_port(const char *amplifier, char *out, int
         return;
     if (amplifier == nullptr)
         amplifier = "";
-    constexpr int rack_and_slot = 3; // "0/1": slots have one digit
-    char prefix[rack_and_slot + 1] = "";
+    constexpr size_t rack_and_slot = 3; // "0/1": slots have one digit; "-AMP-" alone is longer
+    TextWriter name(out, value_size);
     if (strstr(amplifier, "-AMP-") != nullptr)
-        snprintf(prefix, sizeof prefix, "%.*s", rack_and_slot, amplifier);
+        name.text(amplifier, rack_and_slot);
     const bool is_pre_amplifier = strstr(amplifier, "-AMP-PRE") != nullptr;
     const int port = (egress != 0) != is_pre_amplifier ? 1 : 0;
-    snprintf(out, value_size, "%s-OtsCtrl-0/%d", prefix, port);
+    name.literal("-OtsCtrl-0/").number(port).finish();
 }
 
 void swap_controller(char *controller) {
@@ -108,7 +131,7 @@ void swap_controller(char *controller) {
 
 int check_controller_name_ots_is_good(yfw_map_ctx ctx, const char *controller, char *amplifier) {
     YMAP_ASSERT_CTX(ctx);
-    const Position position = position_of_controller(controller, ots_format);
+    const Position position = position_of_controller(controller, ots_form);
     ymap_trc(ctx, "controller_name = %s", shown(controller));
     if (static_cast<unsigned>(position.port) >= ots_ports) {
         ymap_err(ctx, "Invalid controller_name [%s] and port id [%d], discard it!", shown(controller), position.port);
@@ -134,7 +157,7 @@ int check_controller_name_ots_is_good(yfw_map_ctx ctx, const char *controller, c
 
 int check_controller_name_optics_is_good(yfw_map_ctx ctx, const char *controller) {
     YMAP_ASSERT_CTX(ctx);
-    const Position position = position_of_controller(controller, optics_format);
+    const Position position = position_of_controller(controller, optics_form);
     ymap_trc(ctx, "controller_name = %s", shown(controller));
     // An unread port passes, unlike in the OTS check; clients rely on it.
     if (static_cast<unsigned>(position.port) < ots_ports) {
@@ -175,7 +198,8 @@ const char *replace_first(const char *caller, char (&buffer)[ymap::replaced_text
     const size_t kept = prefix < sizeof replaced ? prefix : sizeof replaced - 1;
     yfw_strncpy_s(caller, replaced, sizeof replaced, text, prefix);
     replaced[kept] = '\0';
-    snprintf(replaced + kept, sizeof replaced - kept, "%s%s", replacement, found + strlen(needle));
+    TextWriter rest(replaced + kept, sizeof replaced - kept);
+    rest.text(replacement).text(found + strlen(needle)).finish();
     memcpy(buffer, replaced, strlen(replaced) + 1);
     return buffer;
 }
@@ -230,23 +254,26 @@ void unbind_database(void *handle) {
 /// Components of a dotted field name, matched in order against the tokens of a record.
 class FieldPath {
   public:
-    /// Splits `text` in place, which must outlive the path.
-    explicit FieldPath(char *text) {
-        char *rest = nullptr;
-        for (char *part = strtok_r(text, ".", &rest); part != nullptr; part = strtok_r(nullptr, ".", &rest))
-            parts_[count_++] = part;
-    }
+    /// `text` must outlive the path.
+    explicit FieldPath(const char *text) : next_(text) { pass_separators(); }
+
     /// True when this token's name completes the field. Tokens between components are passed over.
     bool completed_by(const char *name) {
-        if (matched_ == count_ || strcmp(name != nullptr ? name : "", parts_[matched_]) != 0)
+        const size_t length = strcspn(next_, ".");
+        if (length == 0 || name == nullptr || strncmp(name, next_, length) != 0 || name[length] != '\0')
             return false;
-        return ++matched_ == count_;
+        next_ += length;
+        pass_separators();
+        return *next_ == '\0';
     }
 
   private:
-    const char *parts_[value_size / 2] = {}; // each takes a character and a separator of a 200-byte text
-    size_t count_ = 0;
-    size_t matched_ = 0;
+    void pass_separators() {
+        while (*next_ == '.')
+            ++next_;
+    }
+
+    const char *next_; // the component to be matched; empty when there is none left
 };
 
 } // namespace
@@ -259,15 +286,18 @@ cerrno sysdb_get_data(yfw_map_ctx ctx, const char *bind_point, const char *item_
     ymap_trc(ctx, "path %s", shown(item_path));
     void *handle = nullptr;
     if (const cerrno result = bind_database(&handle, bind_point); result != CERR_SUCCESS) {
-        ymap_trc(ctx, "sysdb_bind failed %s", cerr_strerror(result));
+        const char *reason = cerr_strerror(result);
+        ymap_trc(ctx, "sysdb_bind failed %s", reason);
         return result;
     }
     cerrno result = CERR_SUCCESS;
     if (handle != nullptr) {
         uint32_t info_word = 0;
         result = sysdb_item_get(handle, item_path, &info_word, bag_data, bag_len, 0);
-        if (result != CERR_SUCCESS)
-            ymap_trc(ctx, "sysdb_item_get failed: %s", cerr_strerror(result));
+        if (result != CERR_SUCCESS) {
+            const char *reason = cerr_strerror(result);
+            ymap_trc(ctx, "sysdb_item_get failed: %s", reason);
+        }
         ymap_trc(ctx, "sysdb_unbind");
         unbind_database(handle);
     }
@@ -319,7 +349,8 @@ cerrno convert_field(yfw_map_ctx ctx, bag_walk_td *walk, FieldPath &field, bag_t
 cerrno get_value_in_bag(yfw_map_ctx ctx, const char *field, bag_token_type_td type, void *bag_data, uint32_t bag_len,
                         char *out) {
     YMAP_ASSERT_CTX(ctx);
-    char field_text[value_size] = "";
+    char field_text[value_size];
+    field_text[0] = '\0';
     yfw_strcpy_s(__func__, field_text, sizeof field_text, field);
     FieldPath path(field_text);
     if (bag_data == nullptr) {
@@ -328,19 +359,23 @@ cerrno get_value_in_bag(yfw_map_ctx ctx, const char *field, bag_token_type_td ty
     }
     bag_header_td header = {};
     if (const cerrno result = bag_header_info(bag_data, &header); result != CERR_SUCCESS) {
-        ymap_trc(ctx, "bag_header_info failed: %s", cerr_strerror(result));
+        const char *reason = cerr_strerror(result);
+        ymap_trc(ctx, "bag_header_info failed: %s", reason);
         return result;
     }
     ymap_trc(ctx, "[bag (len %u)] \t (%s v%d.%d)", header.length, shown(header.name),
              static_cast<int>(header.version_major), static_cast<int>(header.version_minor));
     bag_walk_td walk = {};
     if (const cerrno result = bag_generic_init(bag_data, bag_len, &walk); result != CERR_SUCCESS) {
-        ymap_trc(ctx, "bag_generic_init failed: %s", cerr_strerror(result));
+        const char *reason = cerr_strerror(result);
+        ymap_trc(ctx, "bag_generic_init failed: %s", reason);
         return result;
     }
     const cerrno result = convert_field(ctx, &walk, path, type, out);
-    if (result != CERR_SUCCESS)
-        ymap_trc(ctx, "bag_generic_token failed: %s", cerr_strerror(result));
+    if (result != CERR_SUCCESS) {
+        const char *reason = cerr_strerror(result);
+        ymap_trc(ctx, "bag_generic_token failed: %s", reason);
+    }
     ymap_trc(ctx, "bag_generic_destroy");
     bag_generic_destroy(&walk);
     return result;
@@ -352,35 +387,35 @@ void convert_bag_value_to_str(yfw_map_ctx ctx, bag_token_td *token, char *out) {
     char address[16]; // "255.255.255.255"
     switch (token->type) {
     case BAG_TOKEN_INT8:
-        snprintf(out, value_size, "%d", value.first.i8);
+        TextWriter(out, value_size).number(value.first.i8).finish();
         break;
     case BAG_TOKEN_UINT8:
-        snprintf(out, value_size, "%u", value.first.u8);
+        TextWriter(out, value_size).number(value.first.u8).finish();
         break;
     case BAG_TOKEN_INT16:
-        snprintf(out, value_size, "%d", value.first.i16);
+        TextWriter(out, value_size).number(value.first.i16).finish();
         break;
     case BAG_TOKEN_UINT16:
-        snprintf(out, value_size, "%u", value.first.u16);
+        TextWriter(out, value_size).number(value.first.u16).finish();
         break;
     case BAG_TOKEN_INT32:
     case BAG_TOKEN_ENUM:
-        snprintf(out, value_size, "%d", value.first.i32);
+        TextWriter(out, value_size).number(value.first.i32).finish();
         break;
     case BAG_TOKEN_UINT32:
-        snprintf(out, value_size, "%u", value.first.u32);
+        TextWriter(out, value_size).number(value.first.u32).finish();
         break;
     case BAG_TOKEN_IPV4:
-        snprintf(out, value_size, "%s", inet_ntoa_r(value.first.u32, address));
+        TextWriter(out, value_size).text(shown(inet_ntoa_r(value.first.u32, address))).finish();
         break;
     case BAG_TOKEN_BOOL:
-        snprintf(out, value_size, "%s", value.first.u32 != 0 ? "TRUE" : "FALSE");
+        TextWriter(out, value_size).text(value.first.u32 != 0 ? "TRUE" : "FALSE").finish();
         break;
     case BAG_TOKEN_TEXT:
-        snprintf(out, value_size, "%s", value.first.text != nullptr ? value.first.text : "");
+        TextWriter(out, value_size).text(value.first.text != nullptr ? value.first.text : "").finish();
         break;
     case BAG_TOKEN_LONG_TEXT:
-        snprintf(out, value_size, "%s", value.second != nullptr ? value.second : "");
+        TextWriter(out, value_size).text(value.second != nullptr ? value.second : "").finish();
         break;
     default: // 64-bit values (6, 7) too; the unbalanced bracket and the newline are relied on
         ymap_trc(ctx, "UNKNOWN TOKEN TYPE %d - ERROR]\n", static_cast<int>(token->type));
@@ -411,13 +446,14 @@ int sysdb_key_is_defined(yfw_map_ctx ctx, char *controller_key) {
     YMAP_ASSERT_CTX(ctx);
     void *handle = nullptr;
     if (const cerrno result = bind_database(&handle, controllers_bind_point); result != CERR_SUCCESS) {
-        ymap_trc(ctx, "sysdb_bind failed %s", cerr_strerror(result));
+        const char *reason = cerr_strerror(result);
+        ymap_trc(ctx, "sysdb_bind failed %s", reason);
         return 0;
     }
     if (handle == nullptr)
         return 0;
     char name[ymap::database_path_size];
-    snprintf(name, sizeof name, "%s/", shown(controller_key));
+    TextWriter(name, sizeof name).text(shown(controller_key)).literal("/").finish();
     ymap_trc(ctx, "key: %s", name);
     uint32_t list_info = 0;
     uint32_t count = 0;
@@ -425,10 +461,12 @@ int sysdb_key_is_defined(yfw_map_ctx ctx, char *controller_key) {
     const cerrno result = sysdb_list(handle, "", &list_info, &count, &listing, 0);
     ymap_trc(ctx, "found %d object(s)", static_cast<int>(count));
     int defined = 0;
-    if (result != CERR_SUCCESS)
-        ymap_trc(ctx, "sysdb_list failed %s", cerr_strerror(result));
-    else
+    if (result == CERR_SUCCESS) {
         defined = listing_holds(ctx, __func__, listing, name);
+    } else {
+        const char *reason = cerr_strerror(result);
+        ymap_trc(ctx, "sysdb_list failed %s", reason);
+    }
     if (result == CERR_SUCCESS || listing != nullptr)
         sysdb_list_free(listing);
     unbind_database(handle);
@@ -440,7 +478,7 @@ namespace {
 /// A database item under a bind point, and the field of its record that a getter wants.
 struct DatabaseField {
     const char *bind_point;
-    const char *item_format; // filled with the getter's key
+    const char *item; // what follows the getter's key in the item's path
     const char *field;
     bag_token_type_td type;
 };
@@ -448,7 +486,7 @@ struct DatabaseField {
 /// Reads one field into `out`. `*fetched` tells whether the item itself could be read.
 cerrno read_field(yfw_map_ctx ctx, const DatabaseField &wanted, const char *key, char *out, bool *fetched) {
     char item_path[ymap::database_path_size];
-    snprintf(item_path, sizeof item_path, wanted.item_format, shown(key));
+    TextWriter(item_path, sizeof item_path).text(shown(key)).text(wanted.item).finish();
     void *bag_data = nullptr;
     uint32_t bag_len = 0;
     cerrno result = sysdb_get_data(ctx, wanted.bind_point, item_path, &bag_data, &bag_len);
@@ -469,8 +507,7 @@ cerrno read_field(yfw_map_ctx ctx, const DatabaseField &wanted, const char *key,
 cerrno sysdb_get_amp_receive_power(yfw_map_ctx ctx, const char *controller_key, char *out) {
     YMAP_ASSERT_CTX(ctx);
     ymap_trc(ctx, "controller_key %s", shown(controller_key));
-    return read_field(ctx,
-                      {controllers_bind_point, "%s/ots_info", "Ots_edm_info.LaneData.ReceivePower", BAG_TOKEN_INT32},
+    return read_field(ctx, {controllers_bind_point, "/ots_info", "Ots_edm_info.LaneData.ReceivePower", BAG_TOKEN_INT32},
                       controller_key, out);
 }
 
@@ -478,7 +515,7 @@ cerrno sysdb_get_amp_transmit_power(yfw_map_ctx ctx, const char *controller_key,
     YMAP_ASSERT_CTX(ctx);
     ymap_trc(ctx, "controller_key %s", shown(controller_key));
     return read_field(ctx,
-                      {controllers_bind_point, "%s/ots_info", "Ots_edm_info.LaneData.TransmitPower", BAG_TOKEN_INT32},
+                      {controllers_bind_point, "/ots_info", "Ots_edm_info.LaneData.TransmitPower", BAG_TOKEN_INT32},
                       controller_key, out);
 }
 
@@ -490,7 +527,7 @@ cerrno sysdb_get_amp_name_from_inventory(yfw_map_ctx ctx, const char *amp_name_k
     const char *key = replace_first(__func__, escaped_key, amp_name_key, "/", "%2f");
     bool fetched = false;
     const cerrno result = read_field(
-        ctx, {inventory_bind_point, "%s/attrib/inv_basic_bag", "inv_phy_entity_basic_info.Name", BAG_TOKEN_TEXT}, key,
+        ctx, {inventory_bind_point, "/attrib/inv_basic_bag", "inv_phy_entity_basic_info.Name", BAG_TOKEN_TEXT}, key,
         out, &fetched);
     if (!fetched)
         ymap_trc(ctx, "rc != CERR_SUCCESS");
@@ -501,8 +538,7 @@ cerrno sysdb_get_input_pm_30sec_power(yfw_map_ctx ctx, const char *field, bag_to
                                       const char *controller_key, char *out) {
     YMAP_ASSERT_CTX(ctx);
     ymap_trc(ctx, "controller_key %s", shown(controller_key));
-    return read_field(ctx, {history_bind_point, "%s/30sec/optics/1/timeline_rev/0x1", field, type}, controller_key,
-                      out);
+    return read_field(ctx, {history_bind_point, "/30sec/optics/1/timeline_rev/0x1", field, type}, controller_key, out);
 }
 
 cerrno sysdb_get_input_pm_30sec_avg_power(yfw_map_ctx ctx, const char *controller_key, char *out) {
@@ -521,10 +557,10 @@ cerrno sysdb_get_input_pm_30sec_max_power(yfw_map_ctx ctx, const char *controlle
 
 namespace {
 
-/// The children that the look-ups go through: none when the count, read as a signed number, is below 1.
-ymap::Children searched_children(const yfw_datatree *node) {
+/// How many of its children the look-ups go through: none when the count, read as a signed number, is below 1.
+uint32_t searched_children(const yfw_datatree *node) {
     const ymap::Children children = ymap::children_of(node);
-    return static_cast<int32_t>(children.count) >= 1 ? children : ymap::Children{nullptr, 0};
+    return children.first != nullptr && static_cast<int32_t>(children.count) >= 1 ? children.count : 0;
 }
 
 /// No path below a full buffer can be told from its parent; this also bounds the depth of the search.
@@ -560,15 +596,17 @@ int compare_path(yfw_map_ctx ctx, const yfw_datatree *node, const char *path_to_
             return 1;
         }
     }
-    const bool deepest = is_full(path_buffer);
+    const uint32_t children = searched_children(node);
+    const bool goes_deeper = children != 0 && !is_full(path_buffer);
     yfw_strcat_s(__func__, path_buffer, value_size, "/");
     ymap_trc(ctx, "subtree_count %d", static_cast<int>(node->child_count));
-    if (deepest)
+    if (!goes_deeper)
         return 0;
-    for (const yfw_datatree &child : searched_children(node)) {
-        char child_path[value_size] = "";
+    for (uint32_t i = 0; i < children; ++i) {
+        char child_path[value_size];
+        child_path[0] = '\0';
         yfw_strcpy_s(__func__, child_path, sizeof child_path, path_buffer);
-        if (compare_path(ctx, &child, path_to_find, child_path, key_buffer) == 1)
+        if (compare_path(ctx, &node->children[i], path_to_find, child_path, key_buffer) == 1)
             return 1;
     }
     return 0;
@@ -586,13 +624,15 @@ int check_request_type_3(yfw_map_ctx ctx, const yfw_datatree *node, const char *
         yfw_strcat_s(__func__, path_buffer, value_size, node->tag);
     if (strcmp(path_buffer, path_to_find) == 0)
         return 1;
-    if (is_full(path_buffer))
+    const uint32_t children = searched_children(node);
+    if (children == 0 || is_full(path_buffer))
         return 0;
-    for (const yfw_datatree &child : searched_children(node)) {
-        char saved_path[value_size] = "";
+    for (uint32_t i = 0; i < children; ++i) {
+        char saved_path[value_size];
+        saved_path[0] = '\0';
         yfw_strcpy_s(__func__, saved_path, sizeof saved_path, path_buffer);
         yfw_strcat_s(__func__, path_buffer, value_size, "/");
-        if (check_request_type_3(ctx, &child, path_to_find, path_buffer) == 1)
+        if (check_request_type_3(ctx, &node->children[i], path_to_find, path_buffer) == 1)
             return 1;
         yfw_strcpy_s(__func__, path_buffer, value_size, saved_path);
     }
@@ -600,7 +640,8 @@ int check_request_type_3(yfw_map_ctx ctx, const yfw_datatree *node, const char *
 }
 
 int check_request_type(yfw_map_ctx ctx, const yfw_datatree *node, const char *path_to_find) {
-    char path_buffer[value_size] = "";
+    char path_buffer[value_size];
+    path_buffer[0] = '\0';
     return check_request_type_3(ctx, node, path_to_find, path_buffer);
 }
 

@@ -1,9 +1,10 @@
-// The conversion of native integers by digits gives what the C library gives, or leaves the text to it. Every value of
+// The conversion of numbers by digits gives what the C library gives, or leaves the text to it. Every value of
 // eight digits is compared by scripts/prove_decimals.sh; here are samples and the edges.
 #include "c_library_decimal.h"
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstdint>
 #include <random>
 #include <string>
@@ -61,6 +62,77 @@ TEST(DecimalText, WhatIsNoPlainIntegerIsLeftToTheCLibrary) {
          {"", "-", "+5", " 5", "5 ", "--5", "1.5", "1e3", "0x10", "inf", "nan", "12a", "5\n", "/", ":"})
         for (const NativeDecimals native : both)
             EXPECT_EQ(by_digits(text, native), "left to the C library") << '"' << text << '"';
+}
+
+// ---- OpenConfig decimals read
+// ----------------------------------------------------------------------------------------
+
+constexpr double untouched = -77.5;
+
+void expect_read_as_c_library(const std::string &text) {
+    double expected = untouched;
+    std::sscanf(text.c_str(), "%lf", &expected);
+    double read = untouched;
+    ASSERT_TRUE(ymap::short_decimal(text.c_str(), read)) << text;
+    ASSERT_EQ(std::bit_cast<std::uint64_t>(read), std::bit_cast<std::uint64_t>(expected)) << text;
+}
+
+TEST(ShortDecimal, EveryValueOfFourDigitsIsAsTheCLibraryReadsIt) {
+    for (int value = 0; value <= 9999; ++value) {
+        const std::string digits = std::to_string(value);
+        for (size_t whole = 1; whole <= digits.size(); ++whole) {
+            const std::string text =
+                digits.substr(0, whole) + (whole < digits.size() ? "." : "") + digits.substr(whole);
+            expect_read_as_c_library(text);
+            expect_read_as_c_library("-" + text);
+        }
+    }
+}
+
+TEST(ShortDecimal, RandomValuesOfUpToFifteenDigitsAreAsTheCLibraryReadsThem) {
+    std::mt19937_64 random(21);
+    for (int i = 0; i < 200'000; ++i) {
+        std::string digits;
+        for (auto count = 1 + random() % ymap::safe_decimal_digits; count > 0; --count)
+            digits.push_back(static_cast<char>('0' + random() % 10));
+        expect_read_as_c_library(digits);
+        if (digits.size() > 1)
+            digits.insert(1 + random() % (digits.size() - 1), ".");
+        expect_read_as_c_library("-" + digits);
+    }
+}
+
+TEST(ShortDecimal, TheEdgesAreAsTheCLibraryReadsThem) {
+    for (const char *text : {"0", "-0", "0.0", "-0.00", "007.50", "999999999999999", "-0.00000000000001",
+                             "9.99999999999999", "99999999999999.9"})
+        expect_read_as_c_library(text);
+}
+
+TEST(ShortDecimal, OtherTextsAreLeftToTheCLibrary) {
+    for (const char *text : {"",
+                             "-",
+                             ".",
+                             ".5",
+                             "5.",
+                             "-.5",
+                             "1..5",
+                             "1.5.2",
+                             "+5",
+                             " 5",
+                             "5 ",
+                             "1e3",
+                             "0x10",
+                             "inf",
+                             "nan",
+                             "1,5",
+                             "12a",
+                             "--5",
+                             "1000000000000000",
+                             "0.000000000000001"}) {
+        double read = untouched;
+        EXPECT_FALSE(ymap::short_decimal(text, read)) << '"' << text << '"';
+        EXPECT_EQ(read, untouched) << '"' << text << '"';
+    }
 }
 
 } // namespace
