@@ -68,8 +68,11 @@ bool is_decimal(std::string_view text) {
     return take_digits(text) && text.empty();
 }
 
-// libyang takes a sign alone for the number 0.
+// libyang takes a sign alone for the number 0. Its dictionary ends texts at a zero byte and frees another text in their
+// place.
 void check_lexical_form(const lysc_node &leaf, std::string_view value) {
+    if (value.find('\0') != std::string_view::npos)
+        throw YangError("holds a zero byte, expected text");
     if (type_of(leaf).basetype == LY_TYPE_DEC64 && !is_decimal(value))
         throw YangError(fmt::format("Invalid decimal64 value \"{}\", expected one such as \"-1.5\".",
                                     shortened(value, longest_shown_value)));

@@ -1,5 +1,5 @@
-// Hands arbitrary bytes to the record decoder: as a whole record, and as the tokens behind a header that holds, because no
-// fuzzer guesses checksums.
+// Hands arbitrary bytes to the record decoder: as a whole record, and as the tokens behind a header that holds, because
+// no fuzzer guesses checksums.
 #include "sysdb/bag_record.h"
 #include "sysdb/crc32.h"
 
@@ -29,7 +29,7 @@ void put(Bytes &record, size_t at, size_t number) {
 
 // docs/bag-records.md has the offsets.
 Bytes behind_a_header(const Bytes &tokens) {
-    const Bytes empty = ocamp::encode_bag({.name = "fuzzed"});
+    const Bytes empty = ocamp::encode_bag({.name = "fuzzed", .tokens = {}});
     Bytes record(empty.begin(), empty.end() - 1); // without its end token
     record.insert(record.end(), tokens.begin(), tokens.end());
     put(record, 8, record.size());

@@ -1,5 +1,5 @@
-// Hands arbitrary texts to the readers of paths and subtree filters, and cuts a whole answer with what they make of them.
-// They may refuse them, and only as they say that they do. A second cut has to find nothing left to take away.
+// Hands arbitrary texts to the readers of paths and subtree filters, and cuts a whole answer with what they make of
+// them. They may refuse them, and only as they say that they do. A second cut has to find nothing left to take away.
 #include "node/client_document.h"
 #include "node/filter.h"
 #include "node/node.h"
