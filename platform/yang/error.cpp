@@ -60,8 +60,11 @@ void check(LY_ERR result, const ly_ctx *context) {
         throw complaint_of(context);
 }
 
-// libyang takes a sign alone for the number 0.
+// libyang takes a sign alone for the number 0. Its dictionary ends texts at a zero byte and frees another text in their
+// place.
 void check_lexical_form(const lysc_node &leaf, std::string_view value) {
+    if (value.find('\0') != std::string_view::npos)
+        throw YangError("holds a zero byte, expected text");
     if (reinterpret_cast<const lysc_node_leaf &>(leaf).type->basetype == LY_TYPE_DEC64 && !is_decimal(value))
         throw YangError(fmt::format("Invalid decimal64 value \"{}\", expected one such as \"-1.5\".",
                                     shortened(value, longest_shown_value)));

@@ -175,6 +175,11 @@ TEST(FilterRequests, KeyIsALeafThatSaysSo) {
     EXPECT_EQ(entry.children[1].value, std::nullopt);
 }
 
+TEST(FilterRequests, KeyWithAZeroByteIsRefused) {
+    const std::string key("0/9-\0AMP", 8);
+    EXPECT_THROW(path("/optical-amplifier/amplifiers/amplifier[name='" + key + "']"), FilterError);
+}
+
 TEST(FilterRequests, EntriesNamedByKeyHaveRunsOfTheirOwn) {
     const Filter several = filter("<amplifiers><amplifier><name>a</name></amplifier>"
                                   "<amplifier><name>b</name><config/></amplifier></amplifiers><supervisory-channels/>");

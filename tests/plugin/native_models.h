@@ -2,6 +2,7 @@
 // that take them, and in what the walkers of the modules differ.
 #pragma once
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,14 @@ struct NativeLeaf {
     std::string walker() const { return module->prefix + "lvla_" + word; }
     std::string handler() const { return module->prefix + "leaf_lvla_" + word; }
 };
+
+// As GoogleTest shows them; it would print every byte, and does so whenever the program starts.
+inline void PrintTo(const NativeNode &node, std::ostream *out) {
+    *out << node.walker();
+}
+inline void PrintTo(const NativeLeaf &leaf, std::ostream *out) {
+    *out << leaf.walker();
+}
 
 const std::vector<NativeNode> &native_nodes();
 const std::vector<NativeLeaf> &native_leaves();

@@ -5,14 +5,14 @@
 
 namespace {
 
-std::string word_of(const testing::TestParamInfo<OcNode> &info) {
-    return info.param.level + "_" + info.param.word;
+std::string word_of(const testing::TestParamInfo<const OcNode *> &info) {
+    return info.param->level + "_" + info.param->word;
 }
 
-std::vector<OcNode> leaves(bool supported, bool own_logic) {
-    std::vector<OcNode> nodes;
-    for (const OcNode &leaf_node : oc_nodes(OcKind::leaf))
-        if (leaf_node.converter.empty() != supported && leaf_node.own_logic == own_logic)
+std::vector<const OcNode *> leaves(bool supported, bool own_logic) {
+    std::vector<const OcNode *> nodes;
+    for (const OcNode *leaf_node : oc_nodes(OcKind::leaf))
+        if (leaf_node->converter.empty() != supported && leaf_node->own_logic == own_logic)
             nodes.push_back(leaf_node);
     return nodes;
 }
@@ -23,23 +23,23 @@ TEST(OpenConfigModel, HasAllItsLeaves) {
     EXPECT_EQ(leaves(true, false).size() + leaves(true, true).size(), 39U);
 }
 
-class ContainerNode : public PluginTest, public testing::WithParamInterface<OcNode> {};
+class ContainerNode : public PluginTest, public testing::WithParamInterface<const OcNode *> {};
 
 TEST_P(ContainerNode, SucceedsWhateverTheCount) {
     for (const unsigned count : {0U, 1U, 4000000000U}) {
         platform.forget_calls();
-        EXPECT_EQ(call_container(GetParam().handler(), tree(container(GetParam().tag)), count), CERR_SUCCESS);
+        EXPECT_EQ(call_container(GetParam()->handler(), tree(container(GetParam()->tag)), count), CERR_SUCCESS);
         expect_calls({trc("Start")});
     }
 }
 
 TEST_P(ContainerNode, RefusesMissingNodes) {
-    expect_container_refuses_missing_nodes(GetParam().handler());
+    expect_container_refuses_missing_nodes(GetParam()->handler());
 }
 
 INSTANTIATE_TEST_SUITE_P(Model, ContainerNode, testing::ValuesIn(oc_nodes(OcKind::container)), word_of);
 
-class ListNode : public PluginTest, public testing::WithParamInterface<OcNode> {};
+class ListNode : public PluginTest, public testing::WithParamInterface<const OcNode *> {};
 
 TEST_P(ListNode, TracesStartAndAnswersWithItsConverter) {
     client_request(container("optical-amplifier"));
@@ -47,10 +47,10 @@ TEST_P(ListNode, TracesStartAndAnswersWithItsConverter) {
     for (const uint32_t request_kind : {0U, 1U, 10U}) {
         kind(request_kind);
         platform.forget_calls();
-        const cerrno expected = call(GetParam().converter, tree(container(GetParam().tag)));
+        const cerrno expected = call(GetParam()->converter, tree(container(GetParam()->tag)));
         const Lines of_converter = platform.calls();
         platform.forget_calls();
-        EXPECT_EQ(call(GetParam().handler(), tree(container(GetParam().tag))), expected);
+        EXPECT_EQ(call(GetParam()->handler(), tree(container(GetParam()->tag))), expected);
         expect_calls(lines(trc("Start"), of_converter));
     }
 }
@@ -61,24 +61,24 @@ TEST_P(ListNode, PassesItsConvertersResultOn) {
         {container("amplifiers", {container("amplifier", {leaf("name", "x").key()})}),
          container("supervisory-channels", {container("supervisory-channel", {leaf("interface", "x").key()})})}));
     platform.answer("yfw_map_datatree_add_path_flagged", YMAP_RC_SKIP);
-    EXPECT_EQ(call(GetParam().handler(), tree(container(GetParam().tag))), YMAP_RC_SKIP);
+    EXPECT_EQ(call(GetParam()->handler(), tree(container(GetParam()->tag))), YMAP_RC_SKIP);
 }
 
 TEST_P(ListNode, RefusesMissingNodes) {
-    expect_refuses_missing_nodes(GetParam().handler(), true);
+    expect_refuses_missing_nodes(GetParam()->handler(), true);
 }
 
 INSTANTIATE_TEST_SUITE_P(Model, ListNode, testing::ValuesIn(oc_nodes(OcKind::list)), word_of);
 
-class SupportedLeaf : public PluginTest, public testing::WithParamInterface<OcNode> {};
+class SupportedLeaf : public PluginTest, public testing::WithParamInterface<const OcNode *> {};
 
 TEST_P(SupportedLeaf, AnswersWithItsConverter) {
     lightweight_on();
     for (const uint32_t request_kind : {0U, 1U, 10U}) {
         kind(request_kind);
         platform.forget_calls();
-        EXPECT_EQ(call(GetParam().handler(), tree(leaf(GetParam().tag, "1"))), CERR_SUCCESS);
-        expect_started({GetParam().converter});
+        EXPECT_EQ(call(GetParam()->handler(), tree(leaf(GetParam()->tag, "1"))), CERR_SUCCESS);
+        expect_started({GetParam()->converter});
     }
 }
 
@@ -86,35 +86,35 @@ TEST_P(SupportedLeaf, AddsNothingToItsConvertersCalls) {
     for (const uint32_t request_kind : {0U, 1U, 10U}) {
         kind(request_kind);
         platform.forget_calls();
-        call(GetParam().converter, tree(leaf(GetParam().tag, "1.5")));
+        call(GetParam()->converter, tree(leaf(GetParam()->tag, "1.5")));
         const Lines of_converter = platform.calls();
         platform.forget_calls();
-        call(GetParam().handler(), tree(leaf(GetParam().tag, "1.5")));
+        call(GetParam()->handler(), tree(leaf(GetParam()->tag, "1.5")));
         expect_calls(of_converter);
     }
 }
 
 TEST_P(SupportedLeaf, RefusesMissingNodes) {
-    expect_refuses_missing_nodes(GetParam().handler(), false);
+    expect_refuses_missing_nodes(GetParam()->handler(), false);
 }
 
 INSTANTIATE_TEST_SUITE_P(Model, SupportedLeaf, testing::ValuesIn(leaves(true, false)), word_of);
 
-class UnsupportedLeaf : public PluginTest, public testing::WithParamInterface<OcNode> {};
+class UnsupportedLeaf : public PluginTest, public testing::WithParamInterface<const OcNode *> {};
 
 TEST_P(UnsupportedLeaf, IsRefusedWithItsTagAndNoMessage) {
     for (const uint32_t request_kind : {1U, 10U}) {
         kind(request_kind);
         platform.forget_calls();
-        EXPECT_EQ(call(GetParam().handler(), tree(leaf(GetParam().tag, "1"))), YMAP_RC_UNSUPPORTED);
-        EXPECT_EQ(error_path(), GetParam().tag);
+        EXPECT_EQ(call(GetParam()->handler(), tree(leaf(GetParam()->tag, "1"))), YMAP_RC_UNSUPPORTED);
+        EXPECT_EQ(error_path(), GetParam()->tag);
         EXPECT_TRUE(messages().empty());
     }
-    expect_calls({error_path_call(), freed(GetParam().tag), copied(GetParam().tag, GetParam().tag)});
+    expect_calls({error_path_call(), freed(GetParam()->tag), copied(GetParam()->tag, GetParam()->tag)});
 }
 
 TEST_P(UnsupportedLeaf, RefusesMissingNodes) {
-    expect_refuses_missing_nodes(GetParam().handler(), false);
+    expect_refuses_missing_nodes(GetParam()->handler(), false);
 }
 
 INSTANTIATE_TEST_SUITE_P(Model, UnsupportedLeaf, testing::ValuesIn(leaves(false, false)), word_of);

@@ -124,8 +124,8 @@ OcNode make_model() {
     return {OcKind::container, "optical-amplifier", "opticalamplifier", "lvla", {}, false, {amplifiers, channels}};
 }
 
-void collect(const OcNode &node, std::vector<OcNode> &nodes) {
-    nodes.push_back(node);
+void collect(const OcNode &node, std::vector<const OcNode *> &nodes) {
+    nodes.push_back(&node);
     for (const OcNode &child : node.children)
         collect(child, nodes);
 }
@@ -156,24 +156,24 @@ const OcNode &oc_model() {
     return model;
 }
 
-std::vector<OcNode> oc_nodes() {
-    std::vector<OcNode> nodes;
+std::vector<const OcNode *> oc_nodes() {
+    std::vector<const OcNode *> nodes;
     collect(oc_model(), nodes);
     return nodes;
 }
 
-std::vector<OcNode> oc_nodes(OcKind kind) {
-    std::vector<OcNode> nodes;
-    for (const OcNode &node : oc_nodes())
-        if (node.kind == kind)
+std::vector<const OcNode *> oc_nodes(OcKind kind) {
+    std::vector<const OcNode *> nodes;
+    for (const OcNode *node : oc_nodes())
+        if (node->kind == kind)
             nodes.push_back(node);
     return nodes;
 }
 
 const OcNode &oc_node(const std::string &word, const std::string &level) {
-    static const std::vector<OcNode> nodes = oc_nodes();
-    for (const OcNode &node : nodes)
-        if (node.word == word && node.level == level)
-            return node;
+    static const std::vector<const OcNode *> nodes = oc_nodes();
+    for (const OcNode *node : nodes)
+        if (node->word == word && node->level == level)
+            return *node;
     throw std::invalid_argument("no such node: " + word);
 }

@@ -22,7 +22,8 @@ struct OcNode {
 
 /// The model, rooted at the optical-amplifier container.
 const OcNode &oc_model();
-/// All its nodes, parents before children.
-std::vector<OcNode> oc_nodes();
-std::vector<OcNode> oc_nodes(OcKind kind);
+/// All its nodes, parents before children. Pointers, because a node holds everything below it, and each test would copy
+/// that.
+std::vector<const OcNode *> oc_nodes();
+std::vector<const OcNode *> oc_nodes(OcKind kind);
 const OcNode &oc_node(const std::string &word, const std::string &level = "lvla");

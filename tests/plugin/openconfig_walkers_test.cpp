@@ -128,49 +128,49 @@ TEST_F(OpenConfigWalkers, LeafWalkerReturnsTheHandlersResultAndStillMarks) {
 
 // ---- Every walker -----------------------------------------------------------------------------------------------
 
-class EveryWalker : public OpenConfigWalkers, public testing::WithParamInterface<OcNode> {};
+class EveryWalker : public OpenConfigWalkers, public testing::WithParamInterface<const OcNode *> {};
 
 TEST_P(EveryWalker, RefusesMissingNodes) {
-    expect_refuses_missing_nodes(GetParam().walker(), true);
+    expect_refuses_missing_nodes(GetParam()->walker(), true);
 }
 
 INSTANTIATE_TEST_SUITE_P(Model, EveryWalker, testing::ValuesIn(oc_nodes()),
-                         [](const auto &test) { return test.param.level + "_" + test.param.word; });
+                         [](const auto &test) { return test.param->level + "_" + test.param->word; });
 
-class EveryAugmentParser : public OpenConfigWalkers, public testing::WithParamInterface<OcNode> {};
+class EveryAugmentParser : public OpenConfigWalkers, public testing::WithParamInterface<const OcNode *> {};
 
 TEST_P(EveryAugmentParser, RefusesAnAddition) {
     platform.request_adds = true;
-    EXPECT_EQ(call(GetParam().augments(), tree(leaf("foreign-leaf", "1"))), YMAP_RC_AUGMENT_UNSUPPORTED);
+    EXPECT_EQ(call(GetParam()->augments(), tree(leaf("foreign-leaf", "1"))), YMAP_RC_AUGMENT_UNSUPPORTED);
     expect_calls({ask_add(), copied("foreign-leaf", "YFW MAP"), error_path_call()});
     EXPECT_EQ(error_path(), "foreign-leaf");
 }
 
 TEST_P(EveryAugmentParser, LetsEverythingElsePassEmpty) {
-    EXPECT_EQ(call(GetParam().augments(), tree(leaf("foreign-leaf", "1"))), CERR_SUCCESS);
+    EXPECT_EQ(call(GetParam()->augments(), tree(leaf("foreign-leaf", "1"))), CERR_SUCCESS);
     expect_calls({ask_add()});
 }
 
 TEST_P(EveryAugmentParser, RefusesMissingNodes) {
     platform.request_adds = true;
-    expect_refuses_missing_nodes(GetParam().augments(), false);
+    expect_refuses_missing_nodes(GetParam()->augments(), false);
 }
 
 TEST_P(EveryAugmentParser, AssertsTheContext) {
-    expect_context_assertion(GetParam().augments(), call_handler_without_context);
-    EXPECT_DEATH(plugin().handler(GetParam().augments())(nullptr, nullptr, nullptr),
-                 GetParam().augments() + "\\(yfw_map_ctx.*NULL != ctx");
+    expect_context_assertion(GetParam()->augments(), call_handler_without_context);
+    EXPECT_DEATH(plugin().handler(GetParam()->augments())(nullptr, nullptr, nullptr),
+                 GetParam()->augments() + "\\(yfw_map_ctx.*NULL != ctx");
 }
 
-std::vector<OcNode> nodes_with_children() {
-    std::vector<OcNode> nodes = oc_nodes(OcKind::container);
-    for (const OcNode &list : oc_nodes(OcKind::list))
+std::vector<const OcNode *> nodes_with_children() {
+    std::vector<const OcNode *> nodes = oc_nodes(OcKind::container);
+    for (const OcNode *list : oc_nodes(OcKind::list))
         nodes.push_back(list);
     return nodes;
 }
 
 INSTANTIATE_TEST_SUITE_P(Model, EveryAugmentParser, testing::ValuesIn(nodes_with_children()),
-                         [](const auto &test) { return test.param.level + "_" + test.param.word; });
+                         [](const auto &test) { return test.param->level + "_" + test.param->word; });
 
 // Functions that trace "Start" when the node is visited by a whole walk of a read.
 void whole_walk(const OcNode &visited, Lines &functions) {
@@ -183,16 +183,16 @@ void whole_walk(const OcNode &visited, Lines &functions) {
         whole_walk(child, functions);
 }
 
-class EveryContainerWalker : public OpenConfigWalkers, public testing::WithParamInterface<OcNode> {};
+class EveryContainerWalker : public OpenConfigWalkers, public testing::WithParamInterface<const OcNode *> {};
 
 TEST_P(EveryContainerWalker, VisitsEverythingBelowItInModelOrderInARead) {
     lightweight_on();
     for (const uint32_t read : {YFW_KIND_GET_CONFIG, YFW_KIND_GET}) {
         kind(read);
         platform.forget_calls();
-        EXPECT_EQ(call(GetParam().walker(), tree(container(GetParam().tag))), CERR_SUCCESS);
+        EXPECT_EQ(call(GetParam()->walker(), tree(container(GetParam()->tag))), CERR_SUCCESS);
         Lines expected;
-        whole_walk(GetParam(), expected);
+        whole_walk(*GetParam(), expected);
         expect_started(expected);
     }
     EXPECT_EQ(request.walk_all, 0U);
@@ -201,13 +201,13 @@ TEST_P(EveryContainerWalker, VisitsEverythingBelowItInModelOrderInARead) {
 TEST_P(EveryContainerWalker, CallsTheWalkerOfEachChildByItsTag) {
     lightweight_on();
     kind(YFW_KIND_GET_CONFIG);
-    for (const OcNode &child : GetParam().children) {
+    for (const OcNode &child : GetParam()->children) {
         platform.forget_calls();
-        call(GetParam().walker(), tree(container(GetParam().tag, {container(child.tag)})));
+        call(GetParam()->walker(), tree(container(GetParam()->tag, {container(child.tag)})));
         const Lines functions = started();
         ASSERT_GE(functions.size(), 3U) << child.tag;
-        EXPECT_EQ(functions[0], GetParam().walker());
-        EXPECT_EQ(functions[1], GetParam().handler());
+        EXPECT_EQ(functions[0], GetParam()->walker());
+        EXPECT_EQ(functions[1], GetParam()->handler());
         EXPECT_EQ(functions[2], child.walker());
     }
 }
@@ -215,29 +215,29 @@ TEST_P(EveryContainerWalker, CallsTheWalkerOfEachChildByItsTag) {
 TEST_P(EveryContainerWalker, PassesForeignChildrenToItsAugmentParser) {
     kind(YFW_KIND_EDIT);
     platform.request_adds = true;
-    EXPECT_EQ(call(GetParam().walker(), tree(container(GetParam().tag, {leaf("foreign-leaf").in(ns::foreign)}))),
+    EXPECT_EQ(call(GetParam()->walker(), tree(container(GetParam()->tag, {leaf("foreign-leaf").in(ns::foreign)}))),
               YMAP_RC_AUGMENT_UNSUPPORTED);
-    expect_walk({trc("Start"), push(node(GetParam().tag), 1), trc("Start"), ask_add(),
-                 copied("foreign-leaf", "YFW MAP"), error_path_call(), pop(node(GetParam().tag)), trc("End")});
+    expect_walk({trc("Start"), push(node(GetParam()->tag), 1), trc("Start"), ask_add(),
+                 copied("foreign-leaf", "YFW MAP"), error_path_call(), pop(node(GetParam()->tag)), trc("End")});
 }
 
 TEST_P(EveryContainerWalker, RefusesAnUnknownTagInAnEdit) {
     kind(YFW_KIND_EDIT);
-    EXPECT_EQ(call(GetParam().walker(), tree(container(GetParam().tag, {leaf("no-such-leaf", "1")}))),
+    EXPECT_EQ(call(GetParam()->walker(), tree(container(GetParam()->tag, {leaf("no-such-leaf", "1")}))),
               YMAP_RC_UNSUPPORTED);
-    expect_walk(lines(trc("Start"), push(node(GetParam().tag), 1), trc("Start"),
+    expect_walk(lines(trc("Start"), push(node(GetParam()->tag), 1), trc("Start"),
                       failed_at("Unsupported tag `no-such-leaf` is specified in the request.", "no-such-leaf"),
-                      pop(node(GetParam().tag)), trc("End")));
+                      pop(node(GetParam()->tag)), trc("End")));
     EXPECT_EQ(error_path(), "no-such-leaf");
 }
 
 TEST_P(EveryContainerWalker, RefusesMissingChildren) {
-    EXPECT_EQ(call(GetParam().walker(), tree(container(GetParam().tag).missing_children(2))), YMAP_RC_BAD_SUBTREE);
-    expect_walk(lines(trc("Start"), failed_at("Failed to get subtrees!", GetParam().tag), trc("End")));
+    EXPECT_EQ(call(GetParam()->walker(), tree(container(GetParam()->tag).missing_children(2))), YMAP_RC_BAD_SUBTREE);
+    expect_walk(lines(trc("Start"), failed_at("Failed to get subtrees!", GetParam()->tag), trc("End")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Model, EveryContainerWalker, testing::ValuesIn(oc_nodes(OcKind::container)),
-                         [](const auto &test) { return test.param.level + "_" + test.param.word; });
+                         [](const auto &test) { return test.param->level + "_" + test.param->word; });
 
 // ---- Container walkers ------------------------------------------------------------------------------------------
 
@@ -474,8 +474,8 @@ TEST_F(OpenConfigWalkers, DeleteOfEverythingVisitsTheWholeModel) {
     kind(YFW_KIND_EDIT);
     lightweight_on();
     call(top, tree(container("optical-amplifier").op(YFW_OP_DELETE)));
-    for (const OcNode &visited : oc_nodes())
-        EXPECT_THAT(started(), testing::Contains(visited.walker()));
+    for (const OcNode *visited : oc_nodes())
+        EXPECT_THAT(started(), testing::Contains(visited->walker()));
 }
 
 TEST_F(OpenConfigWalkers, RemovalKeepsItsOperation) {
