@@ -122,22 +122,28 @@ void print_dropped(const std::vector<DroppedLeaf> &dropped) {
                    escaped(leaf.second));
 }
 
+// What was thrown about the request or the node, to be thrown again when the steps before it have been shown.
+template <class Work>
+std::exception_ptr refusal_of(Work work) {
+    try {
+        work();
+    } catch (const RequestError &) {
+        return std::current_exception();
+    } catch (const PlatformFailure &) {
+        return std::current_exception();
+    }
+    return nullptr;
+}
+
 void run_get(const ExplainGetOptions &options, const CommonOptions &common) {
     const Filter filter = options.read.filter();
     Service service({.node = options.node, .plugin = common.plugin, .logs = common.logs});
     ReadReport report;
     ReadResult result;
-    std::exception_ptr refusal;
     std::optional<CallRecorder> calls;
     if (options.calls)
         calls.emplace();
-    try {
-        result = service.read(options.read.kind(), filter, &report);
-    } catch (const RequestError &) {
-        refusal = std::current_exception();
-    } catch (const PlatformFailure &) {
-        refusal = std::current_exception();
-    }
+    const std::exception_ptr refusal = refusal_of([&] { result = service.read(options.read.kind(), filter, &report); });
     print_requests(report, options.read.kind());
     calls ? print_calls(*calls) : print_native_requests(report);
     print_native_answer(report);
@@ -174,17 +180,10 @@ void run_edit(const ExplainEditOptions &options, const CommonOptions &common) {
     const EditRequest request = options.edit.request();
     Service service({.node = options.node, .plugin = common.plugin, .logs = common.logs});
     EditReport report;
-    std::exception_ptr refusal;
     std::optional<CallRecorder> calls;
     if (options.calls)
         calls.emplace();
-    try {
-        service.try_edit(request, report);
-    } catch (const RequestError &) {
-        refusal = std::current_exception();
-    } catch (const PlatformFailure &) {
-        refusal = std::current_exception();
-    }
+    const std::exception_ptr refusal = refusal_of([&] { service.try_edit(request, report); });
     print_title(1, "Request tree");
     for (std::size_t i = 0; i < report.runs.size(); ++i) {
         fmt::print("  {}edit (kind 1)\n", run_word(i, report.runs.size()));

@@ -25,19 +25,10 @@ const lysc_type &type_of(const lysc_node &leaf) {
 
 // How RFC 7951 writes a value of the type.
 ClientNode::JsonForm json_form(const lysc_type &type) {
-    switch (type.basetype) {
-    case LY_TYPE_INT8:
-    case LY_TYPE_INT16:
-    case LY_TYPE_INT32:
-    case LY_TYPE_UINT8:
-    case LY_TYPE_UINT16:
-    case LY_TYPE_UINT32:
+    if (is_short_integer(type))
         return ClientNode::JsonForm::number;
-    case LY_TYPE_BOOL:
-        return ClientNode::JsonForm::boolean;
-    default:
-        return ClientNode::JsonForm::string; // decimal64 and the long integers too
-    }
+    // Texts are decimal64 and the long integers, too.
+    return type.basetype == LY_TYPE_BOOL ? ClientNode::JsonForm::boolean : ClientNode::JsonForm::string;
 }
 
 std::string_view form_word(ClientNode::JsonForm form) {

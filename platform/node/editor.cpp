@@ -80,20 +80,11 @@ void drop_absent_removals(EditNode &node, lyd_node *siblings) {
 }
 
 std::optional<double> number(const lysc_node &leaf, const std::string &text) {
-    switch (reinterpret_cast<const lysc_node_leaf &>(leaf).type->basetype) {
-    case LY_TYPE_DEC64:
-    case LY_TYPE_INT8:
-    case LY_TYPE_INT16:
-    case LY_TYPE_INT32:
-    case LY_TYPE_INT64:
-    case LY_TYPE_UINT8:
-    case LY_TYPE_UINT16:
-    case LY_TYPE_UINT32:
-    case LY_TYPE_UINT64:
-        break;
-    default:
+    const lysc_type &type = *reinterpret_cast<const lysc_node_leaf &>(leaf).type;
+    const bool is_number = is_short_integer(type) || type.basetype == LY_TYPE_DEC64 || type.basetype == LY_TYPE_INT64 ||
+                           type.basetype == LY_TYPE_UINT64;
+    if (!is_number)
         return std::nullopt;
-    }
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;

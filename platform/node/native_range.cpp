@@ -41,17 +41,7 @@ std::string scaled(std::int64_t steps, std::size_t digits) {
 
 // The range of a number of at most 32 bits: every bound fits.
 const lysc_range *range_of(const lysc_type &type) {
-    switch (type.basetype) {
-    case LY_TYPE_INT8:
-    case LY_TYPE_INT16:
-    case LY_TYPE_INT32:
-    case LY_TYPE_UINT8:
-    case LY_TYPE_UINT16:
-    case LY_TYPE_UINT32:
-        return reinterpret_cast<const lysc_type_num &>(type).range;
-    default:
-        return nullptr;
-    }
+    return is_short_integer(type) ? reinterpret_cast<const lysc_type_num &>(type).range : nullptr;
 }
 
 } // namespace

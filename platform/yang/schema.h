@@ -19,6 +19,7 @@ class Schema {
     /// The named modules are implemented; what they import is loaded as needed. All come with the program.
     explicit Schema(std::span<const std::string_view> modules);
 
+    /// Belongs to the schema, and outlives every tree of it.
     ly_ctx *context() const noexcept { return context_.get(); }
 
     /// Data node below `parent` (NULL: a root of an implemented module). An empty `ns` stands for every namespace.
@@ -49,6 +50,7 @@ class Schema {
 
 /// Key leaves of a list in their order.
 std::vector<const lysc_node *> list_keys(const lysc_node &list);
+/// What a node is.
 inline bool is_key(const lysc_node &node) noexcept {
     return lysc_is_key((&node));
 }
@@ -57,6 +59,20 @@ inline bool is_list(const lysc_node &node) noexcept {
 }
 inline bool is_leaf(const lysc_node &node) noexcept {
     return (node.nodetype & (LYS_LEAF | LYS_LEAFLIST)) != 0;
+}
+/// True for a whole number of at most 32 bits.
+inline bool is_short_integer(const lysc_type &type) noexcept {
+    switch (type.basetype) {
+    case LY_TYPE_INT8:
+    case LY_TYPE_INT16:
+    case LY_TYPE_INT32:
+    case LY_TYPE_UINT8:
+    case LY_TYPE_UINT16:
+    case LY_TYPE_UINT32:
+        return true;
+    default:
+        return false;
+    }
 }
 inline bool is_configuration(const lysc_node &node) noexcept {
     return (node.flags & LYS_CONFIG_W) != 0;

@@ -1,11 +1,13 @@
 // Runs ocamp as its users do, and gives each test a node of its own. Knows nothing of what the commands answer.
 #pragma once
 
+#include "support/files.h"
 #include "support/program.h"
 #include "support/same_text.h"
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +16,8 @@
 namespace e2e {
 
 using support::Outcome;
+using support::read_file;
+using support::write_file;
 
 /// Runs ocamp with these arguments and `input` as standard input, and waits for its end. `redirected`: descriptors that
 /// lead into a file, or are closed (no file).
@@ -29,8 +33,6 @@ Outcome run_ocamp_onto(const std::filesystem::path &output, const std::vector<st
 int start_ocamp(const std::vector<std::string> &arguments, const std::filesystem::path &input,
                 const std::filesystem::path &output);
 
-std::string read_file(const std::filesystem::path &file);
-void write_file(const std::filesystem::path &file, const std::string &text);
 /// Text of a file in expected/.
 std::string expected(const std::string &name);
 
@@ -40,10 +42,10 @@ class NodeTest : public testing::Test {
     void SetUp() override;
     void TearDown() override;
 
-    std::string node() const { return (folder_ / "node").string(); }
-    const std::filesystem::path &folder() const { return folder_; }
+    std::string node() const { return (folder() / "node").string(); }
+    const std::filesystem::path &folder() const { return folder_->path(); }
     /// The node's database, byte for byte.
-    std::string data() const { return read_file(folder_ / "node" / "node.db"); }
+    std::string data() const { return read_file(folder() / "node" / "node.db"); }
 
     /// ocamp COMMAND... --node NODE ARGUMENTS...
     Outcome ocamp(const std::vector<std::string> &command, const std::vector<std::string> &arguments = {},
@@ -53,7 +55,7 @@ class NodeTest : public testing::Test {
     }
 
   private:
-    std::filesystem::path folder_;
+    std::optional<support::TemporaryFolder> folder_;
 };
 
 } // namespace e2e

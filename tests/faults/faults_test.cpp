@@ -2,6 +2,7 @@
 // the node is as before, or as was acknowledged; the command never crashes, never keeps a failure to itself, and never
 // gives half an answer. Usually a sample of the calls; with FAULTS_ALL set, all of them.
 #include "fault_shim.h"
+#include "support/files.h"
 #include "support/program.h"
 #include "support/same_text.h"
 
@@ -30,6 +31,8 @@ namespace {
 namespace fs = std::filesystem;
 using faults::Call;
 using support::Outcome;
+using support::read_file;
+using support::write_file;
 
 // Calls of one command and kind that are failed in a usual run, spread over all that there are.
 constexpr std::size_t sample_size = 1500;
@@ -40,26 +43,6 @@ struct Fault {
     bool lasting;
 };
 
-std::string read_file(const fs::path &file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
-
-void write_file(const fs::path &file, const std::string &text) {
-    std::ofstream stream(file, std::ios::binary | std::ios::trunc);
-    if (!(stream << text).flush())
-        throw fs::filesystem_error("write", file, std::make_error_code(std::errc::io_error));
-}
-
-fs::path new_folder() {
-    std::string name = (fs::temp_directory_path() / "ocamp-faults-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr)
-        throw fs::filesystem_error("mkdtemp", name, std::error_code(errno, std::generic_category()));
-    return name;
-}
-
 std::string replaced(std::string text, const std::string &what, const std::string &by) {
     for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size())
         text.replace(at, what.size(), by);
@@ -69,25 +52,21 @@ std::string replaced(std::string text, const std::string &what, const std::strin
 // A folder with a node of its own and the file of the shim's report.
 class Bench {
   public:
-    Bench() : folder_(new_folder()) {
-        const int descriptor = open((folder_ / "report").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    Bench() {
+        const int descriptor = open((folder_.path() / "report").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
         if (descriptor < 0 || ftruncate(descriptor, sizeof(faults::Report)) != 0)
-            throw fs::filesystem_error("report", folder_, std::error_code(errno, std::generic_category()));
+            throw fs::filesystem_error("report", folder_.path(), std::error_code(errno, std::generic_category()));
         void *mapped = mmap(nullptr, sizeof(faults::Report), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
         close(descriptor);
         if (mapped == MAP_FAILED)
-            throw fs::filesystem_error("mmap", folder_, std::error_code(errno, std::generic_category()));
+            throw fs::filesystem_error("mmap", folder_.path(), std::error_code(errno, std::generic_category()));
         report_ = static_cast<faults::Report *>(mapped);
     }
-    ~Bench() {
-        munmap(report_, sizeof(faults::Report));
-        std::error_code ignored;
-        fs::remove_all(folder_, ignored);
-    }
+    ~Bench() { munmap(report_, sizeof(faults::Report)); }
     Bench(const Bench &) = delete;
     Bench &operator=(const Bench &) = delete;
 
-    fs::path node() const { return folder_ / "node"; }
+    fs::path node() const { return folder_.path() / "node"; }
     faults::Report &report() const { return *report_; }
 
     // Makes the folder hold a node with this database, or none.
@@ -114,14 +93,15 @@ class Bench {
         const auto variable = [](const char *name, std::uint64_t value) {
             return std::string(name) + "=" + std::to_string(value);
         };
-        return support::run({.words = words(command),
-                             .environment = {// A name without folder: blanks would end a path there.
-                                             "LD_PRELOAD=" FAULT_SHIM_NAME, "LD_LIBRARY_PATH=" FAULT_SHIM_FOLDER,
-                                             std::string(faults::report_variable) + "=" + (folder_ / "report").string(),
-                                             variable(faults::kind_variable, static_cast<std::uint64_t>(fault.kind)),
-                                             variable(faults::at_variable, at),
-                                             variable(faults::error_variable, std::uint64_t(fault.error)),
-                                             variable(faults::lasting_variable, fault.lasting ? 1 : 0)}});
+        return support::run(
+            {.words = words(command),
+             .environment = {// A name without folder: blanks would end a path there.
+                             "LD_PRELOAD=" FAULT_SHIM_NAME, "LD_LIBRARY_PATH=" FAULT_SHIM_FOLDER,
+                             std::string(faults::report_variable) + "=" + (folder_.path() / "report").string(),
+                             variable(faults::kind_variable, static_cast<std::uint64_t>(fault.kind)),
+                             variable(faults::at_variable, at),
+                             variable(faults::error_variable, std::uint64_t(fault.error)),
+                             variable(faults::lasting_variable, fault.lasting ? 1 : 0)}});
     }
 
     // The whole native data as the node shows them; empty for no node.
@@ -135,7 +115,7 @@ class Bench {
     }
 
   private:
-    fs::path folder_;
+    support::TemporaryFolder folder_;
     faults::Report *report_ = nullptr;
 };
 

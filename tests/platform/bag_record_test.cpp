@@ -2,18 +2,16 @@
 // heap block of its exact size, so that a read outside it is caught under the sanitizers.
 #include "log/log.h"
 #include "seam/codes.h"
+#include "support/files.h"
 #include "sysdb/bag_record.h"
 
 #include <arpa/inet.h>
 
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <memory>
-#include <sstream>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 namespace {
 
@@ -397,16 +395,13 @@ TEST(BagSeam, AFreedTokenHoldsNoText) {
 }
 
 TEST(BagSeam, AMalformedRecordIsToldInTheDebugLog) {
-    const std::filesystem::path file =
-        std::filesystem::temp_directory_path() / ("ocamp-bag-" + std::to_string(getpid()));
+    const support::TemporaryFolder folder;
+    const std::filesystem::path file = folder.path() / "log";
     {
         const ocamp::LogSession session({file.string(), 0, ""});
         EXPECT_EQ(walk_through_seam(sealed({11, 0, 18})), ocamp::rc_malformed_record);
     }
-    std::ostringstream content;
-    content << std::ifstream(file).rdbuf();
-    std::filesystem::remove(file);
-    EXPECT_EQ(content.str(),
+    EXPECT_EQ(support::read_file(file),
               "ERR: platform: bag_generic_token: offset 30: token type 11, expected 0 to 10 or 12 to 18\n");
 }
 

@@ -9,16 +9,15 @@
 #include "node/native_data.h"
 #include "node/native_edit.h"
 #include "node/node.h"
+#include "support/files.h"
 #include "yang/client_document.h"
 #include "yang/models.h"
 #include "yang/request_error.h"
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 using namespace ocamp;
 using testing::ElementsAre;
@@ -264,8 +263,8 @@ TEST(ImplicitNodes, AreNodesLikeOthersOnceAnEditFillsThem) {
 // Text calls
 
 TEST(RefusedTextCalls, TellTheLogWhoCalledAndWhy) {
-    const std::filesystem::path file =
-        std::filesystem::temp_directory_path() / ("boundaries_test-" + std::to_string(getpid()) + ".log");
+    const support::TemporaryFolder folder;
+    const std::filesystem::path file = folder.path() / "log";
     {
         const LogSession logs({.debug_log = file.string(), .level = log_errors, .trace = {}});
         char buffer[4] = "abc";
@@ -284,7 +283,6 @@ TEST(RefusedTextCalls, TellTheLogWhoCalledAndWhy) {
     std::vector<std::string> lines;
     for (std::string line; std::getline(stream, line);)
         lines.push_back(line);
-    std::filesystem::remove(file);
     EXPECT_THAT(lines, ElementsAre("ERR: platform: handler: no room to copy a text to", //
                                    "ERR: platform: handler: no text to copy",           //
                                    "ERR: platform: other: no room to copy a text to",

@@ -1,16 +1,15 @@
 // A node's database cut at every page, and with single bits flipped in every record and all over the file: each read of
 // the whole model gives exactly the answer of the intact node or an error that names the file. One process does it all.
 #include "node/service.h"
+#include "support/files.h"
 #include "sysdb/record_reader.h"
 #include "yang/models.h"
 
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <sstream>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 using namespace ocamp;
 namespace fs = std::filesystem;
@@ -30,17 +29,12 @@ struct Record {
 class DamagedDatabase : public testing::Test {
   protected:
     void SetUp() override {
-        folder_ = fs::temp_directory_path() / ("ocamp-damage-" + std::to_string(getpid()));
-        fs::remove_all(folder_);
         Node::init(folder_, EXAMPLE_NODE);
-        std::ostringstream content;
-        content << std::ifstream(folder_ / "node.db", std::ios::binary).rdbuf();
-        intact_ = content.str();
+        intact_ = support::read_file(folder_ / "node.db");
         answer_ = read();
         ASSERT_NE(answer_.find("0/2-AMP-BST"), std::string::npos);
     }
     void TearDown() override {
-        fs::remove_all(folder_);
         std::cout << "errors that name the file: " << errors_ << ", whole answers: " << answers_ << '\n';
     }
 
@@ -83,7 +77,8 @@ class DamagedDatabase : public testing::Test {
         return content;
     }
 
-    fs::path folder_;
+    support::TemporaryFolder made_;
+    fs::path folder_ = made_.path() / "node";
     std::string intact_, answer_;
     std::size_t errors_ = 0, answers_ = 0;
 };

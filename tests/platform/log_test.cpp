@@ -4,12 +4,12 @@
 #include "seam/calls.h"
 #include "seam/codes.h"
 #include "seam/text.h"
+#include "support/files.h"
 
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <set>
-#include <sstream>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -20,23 +20,10 @@ constexpr std::uint64_t trace_flags = 0x10101000000U;
 
 class LogFiles : public testing::Test {
   protected:
-    void SetUp() override {
-        const auto *test = testing::UnitTest::GetInstance()->current_test_info();
-        folder_ = std::filesystem::temp_directory_path() /
-                  ("ocamp-log-" + std::to_string(getpid()) + "-" + std::string(test->name()));
-        std::filesystem::create_directories(folder_);
-    }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
+    std::string path(const char *name) const { return (folder_.path() / name).string(); }
+    static std::string content(const std::string &file) { return support::read_file(file); }
 
-    std::string path(const char *name) const { return (folder_ / name).string(); }
-    static std::string content(const std::string &file) {
-        std::ifstream in(file, std::ios::binary);
-        std::ostringstream out;
-        out << in.rdbuf();
-        return out.str();
-    }
-
-    std::filesystem::path folder_;
+    support::TemporaryFolder folder_;
 };
 
 using DebugLogFile = LogFiles;
@@ -125,7 +112,7 @@ TEST_F(DebugLogFile, AFileThatCannotBeOpenedIsNamed) {
         EXPECT_NE(std::string(error.what()).find(path("no/such/folder")), std::string::npos) << error.what();
         EXPECT_NE(std::string(error.what()).find("No such file"), std::string::npos) << error.what();
     }
-    EXPECT_THROW(ocamp::LightTrace{folder_.string()}, ocamp::LogError);
+    EXPECT_THROW(ocamp::LightTrace{folder_.path().string()}, ocamp::LogError);
 }
 
 TEST_F(DebugLogFile, AFullDiskIsToldOnce) {

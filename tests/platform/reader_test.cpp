@@ -2,15 +2,14 @@
 // the request state says of the native path, and which paths are refused before anything is read.
 #include "node/reader.h"
 #include "node/slots.h"
+#include "support/files.h"
 #include "yang/models.h"
 #include "yang/modules.h"
 
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 using namespace ocamp;
 using testing::ElementsAre;
@@ -35,13 +34,6 @@ NativeData node_with(const std::string &first_description, const std::string &se
     return data;
 }
 
-std::string file_text(const std::filesystem::path &file) {
-    std::ifstream stream(file);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
-
 class ReaderTest : public testing::Test {
   protected:
     ReadResult read(const NativeData &data, const Filter &filter, std::uint32_t kind = YFW_KIND_GET) const {
@@ -59,13 +51,11 @@ class ReaderTest : public testing::Test {
         }
         return "";
     }
-    std::string log() const { return file_text(log_file_); }
-
-    void TearDown() override { std::filesystem::remove(log_file_); }
+    std::string log() const { return support::read_file(log_file_); }
 
   private:
-    std::filesystem::path log_file_ =
-        std::filesystem::temp_directory_path() / ("reader_test-" + std::to_string(getpid()) + ".log");
+    support::TemporaryFolder folder_;
+    std::filesystem::path log_file_ = folder_.path() / "log";
     mutable LogSession logs_{{.debug_log = log_file_.string(), .level = log_errors, .trace = {}}};
     Plugin plugin_{SCRIPTED_PLUGIN};
 };

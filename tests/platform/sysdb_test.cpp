@@ -4,6 +4,7 @@
 #include "seam/codes.h"
 #include "seam/failure.h"
 #include "seam/guard.h"
+#include "support/files.h"
 #include "sysdb/bag_record.h"
 #include "sysdb/current_system_database.h"
 #include "sysdb/system_database.h"
@@ -84,17 +85,13 @@ class SystemDatabase : Connection, public ocamp::SystemDatabase {
 
 class SysdbFile : public testing::Test {
   protected:
-    void SetUp() override {
-        const auto *test = testing::UnitTest::GetInstance()->current_test_info();
-        folder_ = std::filesystem::temp_directory_path() /
-                  ("ocamp-sysdb-" + std::to_string(getpid()) + "-" + std::string(test->name()));
-        std::filesystem::create_directories(folder_);
-        file_ = (folder_ / "node.db").string();
-    }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
+    std::filesystem::path folder() const { return folder_.path(); }
 
-    std::filesystem::path folder_;
-    std::string file_;
+  private:
+    support::TemporaryFolder folder_;
+
+  protected:
+    std::string file_ = (folder() / "node.db").string();
 };
 
 class SystemDatabaseFile : public SysdbFile {};
@@ -103,7 +100,6 @@ class SystemDatabaseFile : public SysdbFile {};
 class SysdbSeam : public SysdbFile {
   protected:
     void SetUp() override {
-        SysdbFile::SetUp();
         database_.emplace(file_, Database::Mode::create);
         database_->put(ots_bind_point, "Ots0_1_0_0/ots_info", sample_bag());
         database_->put(ots_bind_point, "summary", sample_bag());
@@ -112,7 +108,6 @@ class SysdbSeam : public SysdbFile {
     void TearDown() override {
         guard_.reset();
         database_.reset();
-        SysdbFile::TearDown();
     }
 
     void *bound(const char *bind_point = ots_bind_point) {
@@ -204,14 +199,14 @@ TEST_F(SystemDatabaseFile, ABadNameIsRefused) {
 
 TEST_F(SystemDatabaseFile, AFileThatIsMissingOrNoDatabaseIsNamed) {
     std::ofstream(file_) << std::string(4096, 'x');
-    for (const std::string &file : {file_, (folder_ / "missing").string()})
+    for (const std::string &file : {file_, (folder() / "missing").string()})
         try {
             SystemDatabase database(file, Database::Mode::read_only);
             FAIL() << "opened " << file;
         } catch (const ocamp::SqliteError &error) {
             EXPECT_NE(std::string(error.what()).find(file), std::string::npos) << error.what();
         }
-    EXPECT_FALSE(std::filesystem::exists(folder_ / "missing"));
+    EXPECT_FALSE(std::filesystem::exists(folder() / "missing"));
 }
 
 TEST_F(SystemDatabaseFile, AReadOnlyDatabaseIsNotWritten) {
@@ -230,7 +225,7 @@ TEST_F(SystemDatabaseFile, ADatabaseWithoutItsTableIsNotReadable) {
     SystemDatabase without(file_, Database::Mode::read_only);
     EXPECT_FALSE(without.readable());
     EXPECT_THROW(without.get(ots_bind_point, "a"), ocamp::SqliteError);
-    const std::string whole = (folder_ / "whole.db").string();
+    const std::string whole = (folder() / "whole.db").string();
     EXPECT_TRUE(SystemDatabase(whole, Database::Mode::create).readable());
 }
 
@@ -251,7 +246,7 @@ TEST_F(SystemDatabaseFile, AForeignOrNewerFileIsRefusedWithWhatWasFound) {
     EXPECT_EQ(refusal_of(file_, test_mark), "");
     EXPECT_EQ(refusal_of(file_, {0x12345678, 6}), file_ + ": a database of version 7, expected version 6");
     EXPECT_EQ(refusal_of(file_, {1, 7}), file_ + ": a database with application id 0x12345678, expected 0x00000001");
-    const std::string other = (folder_ / "other").string();
+    const std::string other = (folder() / "other").string();
     for (const std::size_t size : {0, 99, 4096}) {
         std::ofstream(other) << std::string(size, 'x');
         EXPECT_EQ(refusal_of(other, test_mark), other + ": no SQLite database") << size;
@@ -263,7 +258,7 @@ TEST_F(SystemDatabaseFile, AFileWithAnotherKindOfJournalIsRefusedBeforeItIsTouch
     Database(file_, Database::Mode::create, &test_mark).exec("PRAGMA journal_mode = WAL; CREATE TABLE t(x);");
     EXPECT_EQ(refusal_of(file_, test_mark),
               file_ + ": file formats 2 and 2, expected a database with a rollback journal");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_), std::filesystem::directory_iterator()), 1);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder()), std::filesystem::directory_iterator()), 1);
 }
 
 // Writes into the file itself before it commits, and is killed there.
@@ -632,7 +627,7 @@ TEST_F(SysdbSeam, WithoutADatabaseNothingCanBeBound) {
 TEST_F(SysdbSeam, ABindingBelongsToTheDatabaseItWasOpenedOn) {
     void *outer = bound();
     {
-        SystemDatabase other((folder_ / "other.db").string(), Database::Mode::create);
+        SystemDatabase other((folder() / "other.db").string(), Database::Mode::create);
         const CurrentSystemDatabase guard(other);
         EXPECT_EQ(fetch(outer, "summary"), ocamp::rc_bad_handle);
         void *inner = bound();
@@ -647,7 +642,7 @@ TEST_F(SysdbSeam, ABindingBelongsToTheDatabaseItWasOpenedOn) {
 }
 
 TEST_F(SysdbSeam, ADatabaseThatFailsIsACodeAndALine) {
-    const std::string log = (folder_ / "log").string();
+    const std::string log = (folder() / "log").string();
     const ocamp::LogSession session({log, 0, ""});
     void *handle = bound();
     Database(file_, Database::Mode::create).exec("DROP TABLE sysdb_item;");
@@ -660,7 +655,7 @@ TEST_F(SysdbSeam, ADatabaseThatFailsIsACodeAndALine) {
 }
 
 TEST_F(SysdbSeam, AMissingItemIsATraceAndNoError) {
-    const std::string log = (folder_ / "log").string();
+    const std::string log = (folder() / "log").string();
     void *handle = bound();
     {
         const ocamp::LogSession errors({log, 0, ""});
@@ -687,7 +682,7 @@ TEST_F(SysdbSeam, TheProbePathAnswersForTheCurrentDatabase) {
 TEST_F(SysdbSeam, OtherPathsAreTheKernelsToAnswer) {
     EXPECT_EQ(access(file_.c_str(), R_OK), 0);
     errno = 0;
-    EXPECT_EQ(access((folder_ / "missing").c_str(), F_OK), -1);
+    EXPECT_EQ(access((folder() / "missing").c_str(), F_OK), -1);
     EXPECT_EQ(errno, ENOENT);
     errno = 0;
     EXPECT_EQ(access("/pkg/lib/libsysdb.so.1", R_OK), -1);

@@ -1,4 +1,5 @@
 // How writers wait for one another.
+#include "support/files.h"
 #include "sysdb/writer_queue.h"
 
 #include <csignal>
@@ -19,16 +20,11 @@ using ocamp::WriterTurn;
 using namespace std::chrono_literals;
 
 class WriterQueue : public testing::Test {
-  protected:
-    void SetUp() override {
-        const auto *test = testing::UnitTest::GetInstance()->current_test_info();
-        file_ = (std::filesystem::temp_directory_path() /
-                 ("ocamp-queue-" + std::to_string(getpid()) + "-" + std::string(test->name())))
-                    .string();
-    }
-    void TearDown() override { std::filesystem::remove(file_); }
+  private:
+    support::TemporaryFolder folder_;
 
-    std::string file_;
+  protected:
+    std::string file_ = (folder_.path() / "queue").string();
 };
 
 TEST_F(WriterQueue, TurnsComeInTheOrderOfArrivalOneAtATime) {
