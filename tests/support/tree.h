@@ -3,9 +3,11 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <deque>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -85,11 +87,33 @@ inline Node untagged() {
     return Node();
 }
 
+/// One text for each tag and namespace, as a framework has them from its schema: the nodes of a large tree share them.
+/// Texts begin at cache lines, so that what it takes to compare them does not depend on where they happen to lie.
+class SchemaNames {
+  public:
+    const char *of(const std::string &name) {
+        std::vector<CacheLine> &lines = lines_[name];
+        if (lines.empty()) {
+            lines.resize(name.size() / sizeof(CacheLine) + 1);
+            std::memcpy(lines.data(), name.c_str(), name.size() + 1);
+        }
+        return lines.front().text;
+    }
+
+  private:
+    static constexpr size_t line_size = 64;
+    struct alignas(line_size) CacheLine {
+        char text[line_size];
+    };
+    std::unordered_map<std::string, std::vector<CacheLine>> lines_;
+};
+
 /// Records of one described tree; owns their arrays and texts. Children lie side by side, as the plug-in expects.
 class Tree {
   public:
     Tree() : Tree(Node()) {}
-    explicit Tree(const Node &description) { fill(root_, description); }
+    /// `names`: where tags and namespaces come from, for as long as the tree lives. NULL: each is a text of its own.
+    explicit Tree(const Node &description, SchemaNames *names = nullptr) : names_(names) { fill(root_, description); }
     Tree(const Tree &) = delete;
     Tree &operator=(const Tree &) = delete;
 
@@ -105,9 +129,9 @@ class Tree {
   private:
     void fill(yfw_datatree &node, const Node &description) {
         node = {};
-        node.tag = description.tag ? keep(*description.tag) : nullptr;
+        node.tag = description.tag ? name(*description.tag) : nullptr;
         node.value = description.text ? keep(*description.text) : nullptr;
-        node.ns = description.space ? keep(*description.space) : nullptr;
+        node.ns = description.space ? name(*description.space) : nullptr;
         node.operation = description.operation;
         node.node_flags = description.flags;
         node.node_flags2 = description.flags2;
@@ -127,6 +151,9 @@ class Tree {
 
     char *keep(const std::string &text) { return texts_.emplace_back(text).data(); }
 
+    const char *name(const std::string &text) { return names_ != nullptr ? names_->of(text) : keep(text); }
+
+    SchemaNames *names_;
     yfw_datatree root_{};
     std::deque<std::vector<yfw_datatree>> arrays_;
     std::deque<std::string> texts_;

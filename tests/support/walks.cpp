@@ -23,8 +23,9 @@ Run::Run(uint32_t kind, const Node &request)
 Run::Run(const Node &request, Walker *walker, const Node &answer) : Run(YFW_KIND_GET, request, walker, &answer) {}
 
 Run::Run(uint32_t kind, const Node &request, Walker *walker, const Node *answer)
-    : kind_(kind), walker_(walker), request_(request), duplicate_(container("", {request})),
-      answer_(answer != nullptr ? *answer : Node()), walked_(answer != nullptr ? answer_.root() : request_.root()) {
+    : kind_(kind), walker_(walker), request_(request, &names_), duplicate_(container("", {request}), &names_),
+      answer_(answer != nullptr ? *answer : Node(), &names_),
+      walked_(answer != nullptr ? answer_.root() : request_.root()) {
     state_.request_kind = &kind_;
     state_.reg_dup_datatree = *duplicate_.root();
     state_.node_data = request_.root();

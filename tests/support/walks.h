@@ -35,6 +35,7 @@ class Run {
 
     uint32_t kind_;
     Walker *walker_;
+    SchemaNames names_;
     Tree request_, duplicate_;
     Tree answer_;
     yfw_datatree *walked_;
