@@ -393,4 +393,9 @@ std::string data_path(const lyd_node &node) {
     return there(path.get());
 }
 
+std::string schema_path(const lysc_node &node) {
+    const std::unique_ptr<char, decltype(&std::free)> path(lysc_path(&node, LYSC_PATH_DATA, nullptr, 0), &std::free);
+    return there(path.get());
+}
+
 } // namespace ocamp

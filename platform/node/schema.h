@@ -108,5 +108,7 @@ std::string print_tree(const lyd_node *tree, LYD_FORMAT format);
 std::string print_to_store(const lyd_node *tree);
 // Data path of a node with its keys, module names only where the module changes.
 std::string data_path(const lyd_node &node);
+/// Path of the data nodes that lead to a node of a model, module names only where the module changes.
+std::string schema_path(const lysc_node &node);
 
 } // namespace ocamp

@@ -1,32 +1,19 @@
-// Looks nodes up in the model as the device deviates from it. Knows nothing of requests.
+// Looks nodes up among those that the device does not have. Knows nothing of requests.
 #include "node/served_nodes.h"
 
-#include <array>
+#include "node/yang_modules.h"
+
+#include <algorithm>
 
 namespace ocamp {
 
-namespace {
-
-constexpr std::array<std::string_view, 2> device_modules{"openconfig-optical-amplifier",
-                                                         "openconfig-optical-amplifier-deviations"};
-
-const Schema &device_schema() {
-    static const Schema schema(device_modules);
-    return schema;
-}
-
-// The same node of the device's model; NULL when it has none.
-const lysc_node *on_device(const lysc_node *node) {
-    const lysc_node *parent = node->parent != nullptr ? on_device(node->parent) : nullptr;
-    if (node->parent != nullptr && parent == nullptr)
-        return nullptr;
-    return device_schema().find(parent, node->name, node->module->ns);
-}
-
-} // namespace
-
 bool is_served(const lysc_node &node) {
-    return device_schema().module(node.module->name) == nullptr || on_device(&node) != nullptr;
+    const std::string path = schema_path(node);
+    const auto lies_at_or_below = [&](std::string_view unserved) {
+        return path.starts_with(unserved) && (path.size() == unserved.size() || path[unserved.size()] == '/');
+    };
+    const auto unserved = unserved_paths();
+    return std::none_of(unserved.begin(), unserved.end(), lies_at_or_below);
 }
 
 } // namespace ocamp
