@@ -36,6 +36,17 @@ constexpr std::array<std::string_view, 5> kNativeModules{"Korvex-ifmgr-cfg", "Ko
                                                          "Korvex-controller-orvo8-ots-oper",
                                                          "Korvex-controller-optics-oper", "Korvex-pmengine-oper"};
 
+struct Models {
+    Schema openconfig{kOpenConfigModules};
+    Schema native{openconfig, kNativeModules};
+};
+
+// Never taken apart: a process that ends has no need of it, and it takes as long as a small read.
+const Models &models() {
+    static const Models &models = *new Models;
+    return models;
+}
+
 [[noreturn]] void fail_on(const fs::path &path, std::string_view action) {
     throw std::system_error(errno, std::generic_category(), fmt::format("{}: {}", path.string(), action));
 }
@@ -281,13 +292,11 @@ std::optional<WriterTurn> turn_for(const fs::path &folder, Node::Access access) 
 } // namespace
 
 const Schema &openconfig_schema() {
-    static const Schema schema(kOpenConfigModules);
-    return schema;
+    return models().openconfig;
 }
 
 const Schema &native_schema() {
-    static const Schema schema(kNativeModules);
-    return schema;
+    return models().native;
 }
 
 void Node::init(const fs::path &folder, const fs::path &example) {

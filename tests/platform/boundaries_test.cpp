@@ -295,4 +295,16 @@ TEST(RefusedTextCalls, TellTheLogWhoCalledAndWhy) {
                                    "ERR: platform: yfw_strdup: no text to copy"));
 }
 
+// Both live in one context.
+TEST(Schemas, SeeTheirOwnModulesOnly) {
+    const char *openconfig = R"({"openconfig-optical-amplifier:optical-amplifier": {}})";
+    const char *native = R"({"Korvex-ifmgr-cfg:interface-configurations": {}})";
+    EXPECT_NO_THROW(openconfig_schema().parse(openconfig, LYD_JSON));
+    EXPECT_NO_THROW(native_schema().parse(native, LYD_JSON));
+    EXPECT_THROW(openconfig_schema().parse(native, LYD_JSON), YangError);
+    EXPECT_THROW(native_schema().parse(openconfig, LYD_JSON), YangError);
+    EXPECT_EQ(openconfig_schema().find(nullptr, "interface-configurations"), nullptr);
+    EXPECT_EQ(native_schema().module("openconfig-optical-amplifier"), nullptr);
+}
+
 } // namespace
