@@ -16,9 +16,9 @@ struct NativeOptions {
 };
 
 YangTree all_data(NativeData data) {
-    for (YangTree &tree : data.operational)
-        add_roots(data.running, std::move(tree));
-    return std::move(data.running);
+    for (NativeDocument &document : data.operational)
+        add_roots(data.running.tree(), std::move(document.tree()));
+    return std::move(data.running.tree());
 }
 
 void run(const NativeOptions &options, const CommonOptions &common) {

@@ -162,7 +162,7 @@ void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report
     std::vector<Write> writes;
     for (RequestNode &run : request.requests())
         run_one(data, std::move(run), writes, report);
-    check_natively(data.running, writes);
+    check_natively(data.running.tree(), writes);
     const YangTree after = configuration(data);
     if (report != nullptr) {
         report->native_changes = changes(native_before.get(), data.running.get());
@@ -185,7 +185,7 @@ void Editor::run_one(NativeData &data, RequestNode request, std::vector<Write> &
     writes.insert(writes.end(), run.writes().begin(), run.writes().end());
     apply_native_edit(
         native_schema(), edit.roots(), [&](const std::string &path) { return native_entries(data, path); },
-        data.running);
+        data.running.tree());
 }
 
 // A read of the same path says which entries it stands for.

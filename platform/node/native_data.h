@@ -7,16 +7,49 @@
 #include "node/schema.h"
 #include "sysdb/sqlite.h"
 
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace ocamp {
 
-struct NativeData {
-    YangTree running;
-    std::vector<YangTree> operational; // one tree a module
+/// A stored document, whose text becomes a tree when it is first looked into, or a tree that came from elsewhere.
+class NativeDocument {
+  public:
+    NativeDocument() = default;
+    NativeDocument(YangTree tree) : tree_(std::move(tree)) {} // NOLINT: a tree is a document, too
+    /// `schema` outlives the document. `place` stands before complaints about the text.
+    NativeDocument(const Schema &schema, std::string name, std::string text, const std::string &place);
 
-    // Root instance of that schema node; NULL when there is no such data.
+    /// First root; NULL for an empty tree. Throws YangError when the text does not fit the schema.
+    lyd_node *get() const { return parsed().get(); }
+    /// The tree, to be changed: the document is no longer the stored one.
+    YangTree &tree();
+
+    /// Whether this is the stored document of that name and text, unchanged.
+    bool is_stored(std::string_view name, std::string_view text) const noexcept;
+    /// False when the document is stored as that of another module.
+    bool may_be_of(std::string_view module) const noexcept;
+
+  private:
+    struct Stored {
+        std::string name, text;
+    };
+    YangTree &parsed() const;
+
+    mutable const Schema *schema_ = nullptr; // NULL once the tree is there
+    std::string place_;
+    std::optional<Stored> stored_;
+    mutable YangTree tree_;
+};
+
+struct NativeData {
+    NativeDocument running;
+    std::vector<NativeDocument> operational; // one document a module
+
+    // Root instance of that schema node; NULL when there is no such data. Throws YangError as NativeDocument::get.
     const lyd_node *root(const lysc_node &schema) const;
 };
 
@@ -24,9 +57,9 @@ struct NativeData {
 std::vector<std::string> native_table_sql();
 void store_running(Database &database, const lyd_node *tree);
 void store_operational(Database &database, std::string_view module, const lyd_node *tree);
-// Within a transaction. Throws DamageError when a document is not what was stored or is missing, and YangError when one
-// does not fit the modules that this program carries.
-NativeData load_native(Database &database, const Schema &schema);
+/// Within a transaction. Throws DamageError when any document is not what was stored or is missing. Trees of `earlier`
+/// whose documents are the same to the byte are taken over. `schema` outlives the data.
+NativeData load_native(Database &database, const Schema &schema, NativeData earlier = {});
 
 // One entry of an outermost native list, by itself: `tree` leads from the root container to this entry and no other.
 struct NativeEntry {

@@ -15,9 +15,9 @@ Service::Service(const ServiceSettings &settings)
 ReadResult Service::read(std::uint32_t kind, const Filter &filter, ReadReport *report) {
     const CurrentSystemDatabase current(node_.system_database());
     const ReadTransaction snapshot(node_.database());
-    const NativeData data = load_native(node_.database(), native_schema());
+    native_ = load_native(node_.database(), native_schema(), std::move(native_));
     ReadResult result;
-    run_watched([&] { result = Reader(plugin_, logs_).read(data, kind, filter, report); });
+    run_watched([&] { result = Reader(plugin_, logs_).read(native_, kind, filter, report); });
     return result;
 }
 

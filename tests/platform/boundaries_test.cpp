@@ -253,7 +253,8 @@ TEST(ImplicitNodes, AreNodesLikeOthersOnceAnEditFillsThem) {
     };
     const OutputTree edit(writes);
     apply_native_edit(
-        native_schema(), edit.roots(), [](const std::string &) { return std::vector<std::string>(); }, data.running);
+        native_schema(), edit.roots(), [](const std::string &) { return std::vector<std::string>(); },
+        data.running.tree());
     EXPECT_THAT(changes(before.get(), data.running.get()), ElementsAre(HasSubstr("optics-ots-amplifier-gain 155")));
     const auto entries = select_entries(native_schema(), data, edit.roots(), true);
     ASSERT_THAT(entries, SizeIs(1));

@@ -134,7 +134,7 @@ class NativeEdits : public testing::Test {
                 return std::vector<std::string>{"/Korvex-ifmgr-cfg:interface-configurations/"
                                                 "interface-configuration[active='act'][interface-name='Ots0/1/0/1']"};
             },
-            data.running);
+            data.running.tree());
     }
     std::vector<Write> entry(const std::string &name, std::uint32_t operation) const {
         Write key = leaf(std::string(kEntry) + "/interface-name", kIfmgr, name);
