@@ -18,9 +18,9 @@ struct NativeOptions {
 };
 
 YangTree all_data(NativeData data) {
-    for (YangTree &tree : data.operational)
-        data.running.add(std::move(tree));
-    return std::move(data.running);
+    for (NativeDocument &document : data.operational)
+        data.running.to_change().add(std::move(document.to_change()));
+    return std::move(data.running.to_change());
 }
 
 void run(const NativeOptions &options, const CommonOptions &common) {

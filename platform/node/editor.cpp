@@ -166,7 +166,7 @@ YangTree Editor::configuration(const NativeData &data) const {
 void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report) const {
     EditRequest request = asked;
     const YangTree before = configuration(data);
-    const YangTree native_before = data.running.copy();
+    const YangTree native_before = data.running.tree().copy();
     for (EditNode &root : request.roots()) {
         check_before(root, before.first());
         drop_absent_removals(root, before.first());
@@ -174,10 +174,10 @@ void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report
     std::vector<Write> writes;
     for (RequestNode &run : request.requests())
         run_one(data, std::move(run), writes, report);
-    check_natively(data.running, writes);
+    check_natively(data.running.to_change(), writes);
     const YangTree after = configuration(data);
     if (report != nullptr) {
-        report->native_changes = changes(native_before, data.running);
+        report->native_changes = changes(native_before, data.running.tree());
         report->openconfig_changes = changes(before, after);
     }
     for (const EditNode &root : request.roots())
@@ -197,7 +197,7 @@ void Editor::run_one(NativeData &data, RequestNode request, std::vector<Write> &
     writes.insert(writes.end(), run.writes().begin(), run.writes().end());
     apply_native_edit(
         native_schema(), edit.roots(), [&](const std::string &path) { return native_entries(data, path); },
-        data.running);
+        data.running.to_change());
 }
 
 // A read of the same path says which entries it stands for.

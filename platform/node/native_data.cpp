@@ -26,6 +26,18 @@ void store(Database &database, std::string_view name, const YangTree &tree) {
     insert.bind(1, name).bind(2, document).bind(3, row_checksum({name, document})).step();
 }
 
+// The document of that name and text, from the earlier ones when it is among them.
+NativeDocument take_or_make(NativeData &earlier, const Schema &schema, std::string_view name, std::string_view text,
+                            const std::string &file) {
+    if (earlier.running.is_stored(name, text))
+        return std::move(earlier.running);
+    const auto same = std::find_if(earlier.operational.begin(), earlier.operational.end(),
+                                   [&](const NativeDocument &document) { return document.is_stored(name, text); });
+    if (same != earlier.operational.end())
+        return std::move(*same);
+    return {schema, std::string(name), std::string(text), fmt::format("{}: native data '{}'", file, name)};
+}
+
 using Requests = std::vector<const OutputNode *>;
 
 Requests children_with_tag(const Requests &requests, std::string_view tag) {
@@ -146,11 +158,45 @@ std::optional<RequestNode> find_named(const Schema &schema, const lysc_node *par
 
 } // namespace
 
+NativeDocument::NativeDocument(const Schema &schema, std::string name, std::string text, const std::string &place)
+    : schema_(&schema), place_(place), stored_(Stored{std::move(name), std::move(text)}) {}
+
+const YangTree &NativeDocument::tree() const {
+    if (schema_ == nullptr)
+        return tree_;
+    const StageMark stage(Stage::parse);
+    try {
+        tree_ = schema_->parse(stored_->text, LYD_JSON);
+    } catch (const YangError &error) {
+        throw YangError(fmt::format("{}: {}", place_, error.what()));
+    }
+    schema_ = nullptr;
+    return tree_;
+}
+
+YangTree &NativeDocument::to_change() {
+    tree();
+    stored_.reset();
+    return tree_;
+}
+
+bool NativeDocument::is_stored(std::string_view name, std::string_view text) const noexcept {
+    return stored_ && stored_->name == name && stored_->text == text;
+}
+
+bool NativeDocument::may_be_of(std::string_view module) const noexcept {
+    return !stored_ || stored_->name == module;
+}
+
 const lyd_node *NativeData::root(const lysc_node &schema) const {
-    if (const lyd_node *found = find_instance(running.first(), schema); found != nullptr)
-        return found;
-    for (const YangTree &tree : operational) {
-        if (const lyd_node *found = find_instance(tree.first(), schema); found != nullptr)
+    if (is_configuration(schema)) {
+        if (const lyd_node *found = find_instance(running.tree().first(), schema); found != nullptr)
+            return found;
+    }
+    for (const NativeDocument &document : operational) {
+        if (!document.may_be_of(schema.module->name))
+            continue;
+        if (const lyd_node *found = find_instance(document.tree().first(), schema); found != nullptr)
             return found;
     }
     return nullptr;
@@ -168,7 +214,7 @@ void store_operational(Database &database, std::string_view module, const YangTr
     store(database, module, tree);
 }
 
-NativeData load_native(Database &database, const Schema &schema) {
+NativeData load_native(Database &database, const Schema &schema, NativeData earlier) {
     const StageMark stage(Stage::parse);
     NativeData data;
     Statement select = database.prepare("SELECT name, document, checksum FROM native_data ORDER BY name");
@@ -179,16 +225,11 @@ NativeData load_native(Database &database, const Schema &schema) {
                                           database.file(), select.text(0)));
         ++count;
         sum += select.number(2);
-        YangTree tree;
-        try {
-            tree = schema.parse(select.text(1), LYD_JSON);
-        } catch (const YangError &error) {
-            throw YangError(fmt::format("{}: native data '{}': {}", database.file(), select.text(0), error.what()));
-        }
+        NativeDocument document = take_or_make(earlier, schema, select.text(0), select.text(1), database.file());
         if (select.text(0) == running_name)
-            data.running = std::move(tree);
+            data.running = std::move(document);
         else
-            data.operational.push_back(std::move(tree));
+            data.operational.push_back(std::move(document));
     }
     check_seal(database, table_name, count, sum);
     return data;
@@ -204,8 +245,9 @@ std::vector<NativeEntry> select_entries(const Schema &schema, const NativeData &
             debug_log_line(log_errors, fmt::format("native request: no model has /{}", root.tag));
             continue;
         }
-        const lyd_node *instance = data.root(*node);
-        if (instance != nullptr && (!configuration_only || is_configuration(*node)))
+        if (configuration_only && !is_configuration(*node))
+            continue;
+        if (const lyd_node *instance = data.root(*node); instance != nullptr)
             selection.add_root(*instance, root);
     }
     return selection.take();

@@ -7,17 +7,49 @@
 #include "sysdb/sqlite.h"
 #include "yang/tree.h"
 
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace ocamp {
 
+/// A stored document, whose text becomes a tree when it is first looked into, or a tree that came from elsewhere.
+class NativeDocument {
+  public:
+    NativeDocument() = default;
+    NativeDocument(YangTree tree) : tree_(std::move(tree)) {} // NOLINT: a tree is a document, too
+    /// `schema` outlives the document. `place` stands before complaints about the text.
+    NativeDocument(const Schema &schema, std::string name, std::string text, const std::string &place);
+
+    /// The tree. Throws YangError when the text does not fit the schema.
+    const YangTree &tree() const;
+    /// As tree, to be changed: the document is no longer the stored one.
+    YangTree &to_change();
+
+    /// Whether this is the stored document of that name and text, unchanged.
+    bool is_stored(std::string_view name, std::string_view text) const noexcept;
+    /// False when the document is stored as that of another module.
+    bool may_be_of(std::string_view module) const noexcept;
+
+  private:
+    struct Stored {
+        std::string name, text;
+    };
+
+    mutable const Schema *schema_ = nullptr; // NULL once the tree is there
+    std::string place_;
+    std::optional<Stored> stored_;
+    mutable YangTree tree_;
+};
+
 /// All native data of a node, as one read of the database found them.
 struct NativeData {
-    YangTree running;
-    std::vector<YangTree> operational; ///< one tree a module
+    NativeDocument running;
+    std::vector<NativeDocument> operational; ///< one document a module
 
-    /// Root instance of that schema node; NULL when there is no such data.
+    /// Root instance of that schema node; NULL when there is no such data. Throws YangError as NativeDocument::tree.
     const lyd_node *root(const lysc_node &schema) const;
 };
 
@@ -27,9 +59,9 @@ std::vector<std::string> native_table_sql();
 /// YangError for a tree that could not be read back.
 void store_running(Database &database, const YangTree &tree);
 void store_operational(Database &database, std::string_view module, const YangTree &tree);
-/// Within a transaction. Throws DamageError when a document is not what was stored or is missing, and YangError when
-/// one does not fit the modules that this program carries.
-NativeData load_native(Database &database, const Schema &schema);
+/// Within a transaction. Throws DamageError when any document is not what was stored or is missing. Trees of `earlier`
+/// whose documents are the same to the byte are taken over. `schema` outlives the data.
+NativeData load_native(Database &database, const Schema &schema, NativeData earlier = {});
 
 /// One entry of an outermost native list, by itself: `tree` leads from the root container to this entry and no other.
 struct NativeEntry {

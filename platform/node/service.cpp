@@ -16,9 +16,9 @@ Service::Service(const ServiceSettings &settings)
 ReadResult Service::read(std::uint32_t kind, const Filter &filter, ReadReport *report) {
     const CurrentSystemDatabase current(node_.system_database());
     const ReadTransaction snapshot(node_.database());
-    const NativeData data = load_native(node_.database(), native_schema());
+    native_ = load_native(node_.database(), native_schema(), std::move(native_));
     ReadResult result;
-    run_watched([&] { result = Reader(plugin_, logs_).read(data, kind, filter, report); });
+    run_watched([&] { result = Reader(plugin_, logs_).read(native_, kind, filter, report); });
     return result;
 }
 
@@ -29,7 +29,7 @@ void Service::edit(const EditRequest &request) {
     NativeData data = load_native(node.database(), native_schema());
     run_watched([&] { Editor(plugin_, logs_).edit(data, request, nullptr); });
     const StageMark stage(Stage::commit);
-    store_running(node.database(), data.running);
+    store_running(node.database(), data.running.tree());
     transaction.commit("the edit is made");
 }
 

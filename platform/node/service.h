@@ -40,6 +40,7 @@ class Service {
     LogSession logs_;
     std::filesystem::path folder_;
     Node node_;
+    NativeData native_; // as the last read met it
     Plugin plugin_;
 };
 

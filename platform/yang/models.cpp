@@ -1,7 +1,9 @@
-// Which modules make which model, and how nodes are looked up in the model as the device deviates from it. Knows
-// nothing of requests.
+// Which modules make which model, and which nodes the device does not have. Knows nothing of requests.
 #include "yang/models.h"
 
+#include "yang/modules.h"
+
+#include <algorithm>
 #include <array>
 
 namespace ocamp {
@@ -12,36 +14,35 @@ constexpr std::array<std::string_view, 1> openconfig_modules{"openconfig-optical
 constexpr std::array<std::string_view, 5> native_modules{"Korvex-ifmgr-cfg", "Korvex-controller-optics-cfg",
                                                          "Korvex-controller-orvo8-ots-oper",
                                                          "Korvex-controller-optics-oper", "Korvex-pmengine-oper"};
-constexpr std::array<std::string_view, 2> device_modules{"openconfig-optical-amplifier",
-                                                         "openconfig-optical-amplifier-deviations"};
 
-const Schema &device_schema() {
-    static const Schema schema(device_modules);
-    return schema;
-}
+struct Models {
+    Schema openconfig{openconfig_modules};
+    Schema native{openconfig, native_modules};
+};
 
-// The same node of the device's model; NULL when it has none.
-const lysc_node *on_device(const lysc_node *node) {
-    const lysc_node *parent = node->parent != nullptr ? on_device(node->parent) : nullptr;
-    if (node->parent != nullptr && parent == nullptr)
-        return nullptr;
-    return device_schema().find(parent, node->name, node->module->ns);
+// Never taken apart: a process that ends has no need of it, and it takes as long as a small read.
+const Models &models() {
+    static const Models &models = *new Models;
+    return models;
 }
 
 } // namespace
 
 const Schema &openconfig_schema() {
-    static const Schema schema(openconfig_modules);
-    return schema;
+    return models().openconfig;
 }
 
 const Schema &native_schema() {
-    static const Schema schema(native_modules);
-    return schema;
+    return models().native;
 }
 
 bool is_served(const lysc_node &node) {
-    return device_schema().module(node.module->name) == nullptr || on_device(&node) != nullptr;
+    const std::string path = schema_path(node);
+    const auto lies_at_or_below = [&](std::string_view unserved) {
+        return path.starts_with(unserved) && (path.size() == unserved.size() || path[unserved.size()] == '/');
+    };
+    const auto unserved = unserved_paths();
+    return std::none_of(unserved.begin(), unserved.end(), lies_at_or_below);
 }
 
 } // namespace ocamp

@@ -15,4 +15,7 @@ struct YangModule {
 /// All that the program carries.
 std::span<const YangModule> yang_modules() noexcept;
 
+/// Schema paths of the nodes that the deviations module takes away, as schema_path writes them.
+std::span<const std::string_view> unserved_paths() noexcept;
+
 } // namespace ocamp

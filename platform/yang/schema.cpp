@@ -7,6 +7,7 @@
 #include "yang/tree.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <new>
 
 #include <fmt/format.h>
@@ -48,15 +49,23 @@ Schema::Schema(std::span<const std::string_view> modules) {
     ly_log_options(LY_LOSTORE_LAST);
     ly_ctx *context = nullptr;
     const LY_ERR made = ly_ctx_new(nullptr, LY_CTX_NO_YANGLIBRARY | LY_CTX_DISABLE_SEARCHDIRS, &context);
-    context_.reset(context);
+    context_.reset(context, ly_ctx_destroy);
     check(made, context);
     ly_ctx_set_module_imp_clb(context, provide_module, nullptr);
+    load(modules);
+}
+
+Schema::Schema(const Schema &other, std::span<const std::string_view> modules) : context_(other.context_) {
+    load(modules);
+}
+
+void Schema::load(std::span<const std::string_view> modules) {
     for (const std::string_view name : modules) {
-        const lys_module *module = ly_ctx_load_module(context, std::string(name).c_str(), nullptr, nullptr);
-        if (module == nullptr && ly_errcode(context) == LY_EMEM)
+        const lys_module *module = ly_ctx_load_module(context(), std::string(name).c_str(), nullptr, nullptr);
+        if (module == nullptr && ly_errcode(context()) == LY_EMEM)
             throw std::bad_alloc();
         if (module == nullptr)
-            throw YangError(fmt::format("YANG module {}: {}", name, complaint_of(context).what()));
+            throw YangError(fmt::format("YANG module {}: {}", name, complaint_of(context()).what()));
         modules_.push_back(module);
     }
 }
@@ -123,11 +132,27 @@ std::string Schema::check_value(const lysc_node &leaf, std::string_view value) c
 }
 
 YangTree Schema::parse(std::string_view document, LYD_FORMAT format) const {
-    return YangTree::parse(*context(), document, format);
+    YangTree tree = YangTree::parse(*context(), document, format);
+    check_roots(tree);
+    return tree;
+}
+
+// The context may have modules of another schema.
+void Schema::check_roots(const YangTree &tree) const {
+    for (const lyd_node *root = tree.first(); root != nullptr; root = root->next) {
+        const lys_module *owner = lyd_owner_module(root);
+        if (std::find(modules_.begin(), modules_.end(), owner) == modules_.end())
+            throw YangError(fmt::format("/{}:{}: data of another model", owner->name, root->schema->name));
+    }
 }
 
 void Schema::validate(YangTree &tree) const {
     tree.validate(*context());
+}
+
+std::string schema_path(const lysc_node &node) {
+    const std::unique_ptr<char, decltype(&std::free)> path(lysc_path(&node, LYSC_PATH_DATA, nullptr, 0), &std::free);
+    return there(path.get());
 }
 
 std::vector<const lysc_node *> list_keys(const lysc_node &list) {

@@ -18,6 +18,9 @@ class Schema {
   public:
     /// The named modules are implemented; what they import is loaded as needed. All come with the program.
     explicit Schema(std::span<const std::string_view> modules);
+    /// As above, in the context of another schema: the modules that libyang loads for every context are loaded once.
+    /// Each schema sees its own modules only. Not while trees of the other are used in another thread.
+    Schema(const Schema &other, std::span<const std::string_view> modules);
 
     /// Belongs to the schema, and outlives every tree of it.
     ly_ctx *context() const noexcept { return context_.get(); }
@@ -34,20 +37,21 @@ class Schema {
     /// Gives the canonical form, as leaf_text does.
     std::string check_value(const lysc_node &leaf, std::string_view value) const;
 
-    /// A complete instance document, valid against the modules. Throws YangError.
+    /// A complete instance document, valid against the modules, and of no others. Throws YangError.
     YangTree parse(std::string_view document, LYD_FORMAT format) const;
     /// Throws YangError unless the tree, to which implicit nodes may be added, is valid.
     void validate(YangTree &tree) const;
 
   private:
-    struct FreeContext {
-        void operator()(ly_ctx *context) const noexcept { ly_ctx_destroy(context); }
-    };
+    void load(std::span<const std::string_view> modules);
+    void check_roots(const YangTree &tree) const;
 
-    std::unique_ptr<ly_ctx, FreeContext> context_;
+    std::shared_ptr<ly_ctx> context_;
     std::vector<const lys_module *> modules_;
 };
 
+/// Path of the data nodes that lead to a node of a model, module names only where the module changes.
+std::string schema_path(const lysc_node &node);
 /// Key leaves of a list in their order.
 std::vector<const lysc_node *> list_keys(const lysc_node &list);
 /// What a node is.

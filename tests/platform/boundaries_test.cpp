@@ -253,8 +253,9 @@ TEST(ImplicitNodes, AreNodesLikeOthersOnceAnEditFillsThem) {
     };
     const OutputTree edit(writes);
     apply_native_edit(
-        native_schema(), edit.roots(), [](const std::string &) { return std::vector<std::string>(); }, data.running);
-    EXPECT_THAT(changes(before, data.running), ElementsAre(HasSubstr("optics-ots-amplifier-gain 155")));
+        native_schema(), edit.roots(), [](const std::string &) { return std::vector<std::string>(); },
+        data.running.to_change());
+    EXPECT_THAT(changes(before, data.running.tree()), ElementsAre(HasSubstr("optics-ots-amplifier-gain 155")));
     const auto entries = select_entries(native_schema(), data, edit.roots(), true);
     ASSERT_THAT(entries, SizeIs(1));
     EXPECT_THAT(tree_text(*DataTree(entries[0].tree).root()), HasSubstr("<optics-ots-amplifier-gain> \"155\""));
@@ -292,6 +293,18 @@ TEST(RefusedTextCalls, TellTheLogWhoCalledAndWhy) {
                                    "ERR: platform: yfw_strncpy_s: no room to copy a text to",
                                    "ERR: platform: yfw_strcat_s: a text to append or room for it is missing",
                                    "ERR: platform: yfw_strdup: no text to copy"));
+}
+
+// Both live in one context.
+TEST(Schemas, SeeTheirOwnModulesOnly) {
+    const char *openconfig = R"({"openconfig-optical-amplifier:optical-amplifier": {}})";
+    const char *native = R"({"Korvex-ifmgr-cfg:interface-configurations": {}})";
+    EXPECT_NO_THROW(openconfig_schema().parse(openconfig, LYD_JSON));
+    EXPECT_NO_THROW(native_schema().parse(native, LYD_JSON));
+    EXPECT_THROW(openconfig_schema().parse(native, LYD_JSON), YangError);
+    EXPECT_THROW(native_schema().parse(openconfig, LYD_JSON), YangError);
+    EXPECT_EQ(openconfig_schema().find(nullptr, "interface-configurations"), nullptr);
+    EXPECT_EQ(native_schema().module("openconfig-optical-amplifier"), nullptr);
 }
 
 } // namespace

@@ -135,7 +135,7 @@ class NativeEdits : public testing::Test {
                 return std::vector<std::string>{"/Korvex-ifmgr-cfg:interface-configurations/"
                                                 "interface-configuration[active='act'][interface-name='Ots0/1/0/1']"};
             },
-            data.running);
+            data.running.to_change());
     }
     std::vector<Write> entry(const std::string &name, std::uint32_t operation) const {
         Write key = leaf(std::string(entry_path) + "/interface-name", ifmgr_ns, name);
@@ -152,7 +152,7 @@ class NativeEdits : public testing::Test {
                           .source_path = "/oc/target-gain"});
         return writes;
     }
-    std::vector<std::string> changed() const { return changes(before.running, data.running); }
+    std::vector<std::string> changed() const { return changes(before.running.tree(), data.running.tree()); }
     // The part of a refusal that the client needs: where.
     std::string refused_at(const std::vector<Write> &writes) {
         try {

@@ -55,6 +55,78 @@ TEST(NodeStages, AreThoseOfTheWorkThatIsDone) {
                                           entered(Stage::look_up), "leave"));
 }
 
+/// A database in memory with native documents.
+struct NativeDatabase {
+    NativeDatabase() {
+        run_all(database, seal_table_sql());
+        run_all(database, native_table_sql());
+        store_running(database, parse(R"({"Korvex-ifmgr-cfg:interface-configurations": {"interface-configuration": [
+            {"active": "act", "interface-name": "Ots0/1/0/0", "description": "line east"}]}})"));
+        store_ports("Ots0/1/0/0");
+    }
+    static YangTree parse(const std::string &text) { return native_schema().parse(text, LYD_JSON); }
+    void store_ports(const std::string &port) {
+        const YangTree tree =
+            parse(R"({"Korvex-controller-orvo8-ots-oper:ots-oper": {"ots-ports": {"ots-port": [{"name": ")" + port +
+                  "\"}]}}}");
+        store_operational(database, "Korvex-controller-orvo8-ots-oper", tree);
+    }
+    Database database{":memory:", Database::Mode::create};
+};
+
+const lysc_node &native_root(std::string_view name) {
+    return *native_schema().find(nullptr, name);
+}
+
+TEST(NativeDocuments, AreParsedWhenTheyAreLookedInto) {
+    NativeDatabase node;
+    const Witness witness;
+    const NativeData data = load_native(node.database, native_schema());
+    EXPECT_EQ(witness.seen.size(), 2U);
+    EXPECT_NE(data.root(native_root("ots-oper")), nullptr);
+    EXPECT_EQ(witness.seen.size(), 4U);
+    EXPECT_EQ(data.root(native_root("performance-management-history")), nullptr);
+    EXPECT_EQ(witness.seen.size(), 4U);
+    EXPECT_NE(data.root(native_root("interface-configurations")), nullptr);
+    EXPECT_EQ(witness.seen.size(), 6U);
+}
+
+TEST(NativeDocuments, AreParsedAgainOnlyWhenTheyHaveChanged) {
+    NativeDatabase node;
+    NativeData data = load_native(node.database, native_schema());
+    const lyd_node *ports = data.root(native_root("ots-oper"));
+    const lyd_node *interfaces = data.root(native_root("interface-configurations"));
+    node.store_ports("Ots0/2/0/0");
+    data = load_native(node.database, native_schema(), std::move(data));
+    EXPECT_EQ(data.root(native_root("interface-configurations")), interfaces);
+    EXPECT_NE(data.root(native_root("ots-oper")), ports);
+    EXPECT_THAT(data.operational.at(0).tree().print(LYD_JSON), testing::HasSubstr("Ots0/2/0/0"));
+}
+
+TEST(NativeDocuments, AreNotTakenOverOnceTheyWereChangedHere) {
+    NativeDatabase node;
+    NativeData data = load_native(node.database, native_schema());
+    data.running.to_change() = {};
+    data = load_native(node.database, native_schema(), std::move(data));
+    EXPECT_NE(data.root(native_root("interface-configurations")), nullptr);
+}
+
+TEST(NativeDocuments, NameFileAndDocumentWhenTheyDoNotFit) {
+    NativeDatabase node;
+    const std::string text = R"({"Korvex-pmengine-oper:nothing": {}})";
+    node.database.prepare("INSERT INTO native_data(name, document, checksum) VALUES('Korvex-pmengine-oper', ?1, ?2)")
+        .bind(1, text)
+        .bind(2, row_checksum({"Korvex-pmengine-oper", text}))
+        .step();
+    const NativeData data = load_native(node.database, native_schema());
+    try {
+        data.root(native_root("performance-management-history"));
+        FAIL() << "expected a complaint";
+    } catch (const YangError &error) {
+        EXPECT_THAT(error.what(), testing::StartsWith(":memory:: native data 'Korvex-pmengine-oper': "));
+    }
+}
+
 TEST(NodeStages, AreNobodysWithoutAnObserver) {
     std::vector<std::string> seen;
     {

@@ -161,6 +161,24 @@ TEST_F(ReaderTest, EveryUnservedLeafIsRefusedAlikeWhenAPathNamesIt) {
     }
 }
 
+// Counts the nodes below `parent`, each of which is served when the model as libyang deviates from it has the node.
+std::size_t expect_served_as_deviated(const Schema &deviated, const lysc_node *parent, const lysc_node *in_deviated) {
+    std::size_t count = 0;
+    for (const std::string_view name : openconfig_schema().children(parent)) {
+        const lysc_node *node = openconfig_schema().find(parent, name);
+        const bool above_is_there = parent == nullptr || in_deviated != nullptr;
+        const lysc_node *there = above_is_there ? deviated.find(in_deviated, name) : nullptr;
+        EXPECT_EQ(is_served(*node), there != nullptr) << schema_path(*node);
+        count += 1 + expect_served_as_deviated(deviated, node, there);
+    }
+    return count;
+}
+
+TEST_F(ReaderTest, ServedIsWhatTheDeviatedModelHas) {
+    constexpr std::string_view modules[] = {"openconfig-optical-amplifier", "openconfig-optical-amplifier-deviations"};
+    EXPECT_GT(expect_served_as_deviated(Schema(modules), nullptr, nullptr), 100U);
+}
+
 TEST_F(ReaderTest, ServedLeavesAndContainersAreNotRefused) {
     for (const char *path : {"/config/target-gain", "/state/actual-gain/instant", "/state/input-power-total", "/name"})
         EXPECT_EQ(refusal(std::string(first_amplifier) + path), "");
