@@ -4,4 +4,4 @@ source "$(dirname "$0")/lib.sh"
 
 scripts/setup.sh clang
 build clang
-run ctest --preset clang "$@"
+run ctest --preset clang --parallel "$(nproc)" "$@"

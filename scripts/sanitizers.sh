@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Every test under the address and undefined-behaviour sanitizers. Arguments go to CTest.
+# Builds everything with Clang under the address and undefined-behaviour sanitizers and runs every test. Arguments go to
+# CTest.
 source "$(dirname "$0")/lib.sh"
 
+scripts/setup.sh clang libclang-rt-14-dev
 build asan
-run ctest --preset asan "$@"
+run ctest --preset asan --parallel "$(nproc)" "$@"

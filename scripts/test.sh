@@ -3,4 +3,4 @@
 source "$(dirname "$0")/lib.sh"
 
 build release
-run ctest --preset release "$@"
+run ctest --preset release --parallel "$(nproc)" "$@"
