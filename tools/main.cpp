@@ -82,6 +82,7 @@ int run(int argc, char **argv) {
 int main(int argc, char **argv) {
     using namespace ocamp;
     reserve_standard_streams();
+    let_writes_fail();
     std::setvbuf(stdout, output_buffer, _IOFBF, sizeof output_buffer);
     try {
         return run(argc, argv);

@@ -18,6 +18,10 @@ class OutputError : public std::runtime_error {
 // unusable. First call of the program.
 void reserve_standard_streams() noexcept;
 
+// Lets writes to pipes that nobody reads, and writes beyond the file size limit, fail with a code as all others do
+// instead of ending the process.
+void let_writes_fail() noexcept;
+
 // Writes `text` and everything written before it. `done` is what a client must know when that fails, such as "the edit
 // is made"; empty for an answer, which changes nothing. Afterwards nothing
 // can go wrong any more for the one who asked. Throws OutputError.
