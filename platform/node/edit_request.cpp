@@ -124,7 +124,7 @@ class EditReader {
             return read_foreign(from, above, inherited);
         }
         if (node.schema == nullptr)
-            refuse_unknown(node, parent);
+            refuse_unknown(node, from, parent);
         if (is_list(*node.schema))
             node.path += predicates(from, *node.schema);
         check_form(node, from);
@@ -157,16 +157,23 @@ class EditReader {
         return node;
     }
 
-    // URI of the node's module; the name that the client gave when the module is not known.
-    std::string namespace_of(const ClientNode &from) const {
+    // The module as the format tells it: by its namespace URI in XML, by its name in JSON. NULL when it is not known.
+    const lys_module *module_of(const ClientNode &from) const {
         const lys_module *module = schema_.module(from.module);
+        return module != nullptr && (from.json ? module->name : module->ns) == from.module ? module : nullptr;
+    }
+
+    // URI of the node's module; the text that the client gave when the module is not known.
+    std::string namespace_of(const ClientNode &from) const {
+        const lys_module *module = module_of(from);
         return module != nullptr ? module->ns : from.module;
     }
 
-    [[noreturn]] void refuse_unknown(const EditNode &node, const lysc_node *parent) const {
-        if (schema_.module(node.ns) == nullptr)
-            throw RequestError(error_tag::unknown_namespace, node.path,
-                               fmt::format("module '{}' is none of the model's", node.ns));
+    [[noreturn]] void refuse_unknown(const EditNode &node, const ClientNode &from, const lysc_node *parent) const {
+        if (module_of(from) == nullptr)
+            throw RequestError(
+                error_tag::unknown_namespace, node.path,
+                fmt::format("{} '{}' is none of the model's", from.json ? "module" : "namespace", from.module));
         throw RequestError(
             error_tag::unknown_element, node.path,
             fmt::format("the model has no such node, expected one of: {}", fmt::join(schema_.children(parent), ", ")));

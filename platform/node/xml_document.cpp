@@ -143,7 +143,7 @@ class XmlReader {
         const auto uris = namespaces_.find(value.substr(0, colon));
         const lys_module *module =
             uris == namespaces_.end() || uris->second.empty() ? nullptr : models_.module(uris->second.back());
-        return module != nullptr ? module->name : "";
+        return module != nullptr && module->ns == uris->second.back() ? module->name : "";
     }
 
     const Schema &models_;

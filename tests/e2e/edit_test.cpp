@@ -489,6 +489,20 @@ const Refusal kRefusals[] = {
     {"OperationWithoutNamespace", xml("<amplifiers operation=\"delete\"/>"),
      "/optical-amplifier/amplifiers: ", "attribute 'operation=delete'"},
     {"OtherModel", "{\"other-module:root\": {}}", "/root: ", "module 'other-module' is none of the model's"},
+    {"PrefixForAModuleName", "{\"oc-opt-amp:optical-amplifier\": {}}",
+     "/optical-amplifier: ", "module 'oc-opt-amp' is none of the model's [unknown-namespace]"},
+    {"ModuleNameForANamespace",
+     "<config xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\">"
+     "<optical-amplifier xmlns=\"openconfig-optical-amplifier\"/></config>",
+     "/optical-amplifier: ", "namespace 'openconfig-optical-amplifier' is none of the model's [unknown-namespace]"},
+    {"ModuleNameForTheNamespaceOfALeaf",
+     xml("<amplifiers><amplifier><name>0/2-AMP-BST</name><config>"
+         "<target-gain xmlns=\"openconfig-optical-amplifier\">11.0</target-gain></config></amplifier></amplifiers>"),
+     BOOSTER "/config/target-gain: ", "is in the namespace 'openconfig-optical-amplifier', expected 'http"},
+    {"ModuleNameForTheNamespaceOfAnIdentity",
+     xml("<amplifiers><amplifier><name>0/2-AMP-BST</name><config>"
+         "<type xmlns:x=\"openconfig-optical-amplifier\">x:EDFA</type></config></amplifier></amplifiers>"),
+     BOOSTER "/config/type: ", "the prefix 'x' stands for no module of the model [invalid-value]"},
     {"TextAmongElements", xml("<amplifiers>all</amplifiers>"), "/optical-amplifier/amplifiers: ", "expected elements"},
     {"NoConfigElement",
      "<optical-amplifier xmlns=\"http://openconfig.net/yang/optical-amplfier\"/>",
