@@ -226,10 +226,11 @@ class EditReader {
             // The key of an entry that is deleted only says which one it is.
             node.operation = YFW_OP_MERGE;
         }
-        // A key replaced by itself changes nothing; what is replaced is for the entry to say.
+        // A key only says which entry it is: what happens to the entry stands there.
         if (node.own_operation && node.schema != nullptr && is_key(*node.schema) &&
-            node.operation == std::optional<std::uint32_t>(YFW_OP_REPLACE))
-            node.operation = YFW_OP_MERGE;
+            node.operation != std::optional<std::uint32_t>(YFW_OP_MERGE))
+            throw RequestError(error_tag::bad_attribute, node.path,
+                               fmt::format("operation '{}' on a key, expected it on the entry", *from.operation));
     }
 
     void read_value(EditNode &node, const ClientNode &from) const {

@@ -214,10 +214,9 @@ TEST_F(Edits, WithoutDefaultOperationOnlyMarkedNodesChange) {
     EXPECT_THAT(now, HasSubstr("\"target-gain-tilt\": \"0.5\""));
 }
 
-TEST_F(Edits, ReplaceOfAKeyByItselfChangesNothing) {
+TEST_F(Edits, MergeOfAKeyChangesNothing) {
     const std::string before = ocamp({"native", "get"}, {}).out;
-    expect_done(
-        xml("<amplifiers><amplifier><name nc:operation=\"replace\">0/2-AMP-BST</name></amplifier></amplifiers>"));
+    expect_done(xml("<amplifiers><amplifier><name nc:operation=\"merge\">0/2-AMP-BST</name></amplifier></amplifiers>"));
     EXPECT_EQ(ocamp({"native", "get"}, {}).out, before);
 }
 
@@ -352,7 +351,16 @@ const Refusal kRefusals[] = {
      BOOSTER ": ", "[data-exists]"},
     {"CreateOfAnExistingLeaf", booster("\"target-gain\": \"12.5\", " + leaf_operation("target-gain", "create")),
      BOOSTER "/config/target-gain: ", "[data-exists]"},
-    {"DeleteOfAKey", amplifiers(amplifier("0/2-AMP-BST", leaf_operation("name", "delete"))), BOOSTER, "0xaaf2f200"},
+    {"CreateOfAKey", amplifiers(amplifier("0/2-AMP-BST", leaf_operation("name", "create"))),
+     BOOSTER "/name: ", "operation 'create' on a key, expected it on the entry [bad-attribute]\n"},
+    {"DeleteOfAKey", amplifiers(amplifier("0/2-AMP-BST", leaf_operation("name", "delete"))),
+     BOOSTER "/name: ", "operation 'delete' on a key, expected it on the entry [bad-attribute]\n"},
+    {"RemoveOfTheKeyOfADeletedEntry",
+     amplifiers("{" + operation("delete") + ", \"name\": \"0/2-AMP-BST\", " + leaf_operation("name", "remove") + "}"),
+     BOOSTER "/name: ", "operation 'remove' on a key, expected it on the entry [bad-attribute]\n"},
+    {"ReplaceOfAKey",
+     xml("<amplifiers><amplifier><name nc:operation=\"replace\">0/2-AMP-BST</name></amplifier></amplifiers>"),
+     BOOSTER "/name: ", "operation 'replace' on a key, expected it on the entry [bad-attribute]\n"},
     {"DeleteOfTheLeafThatTheKeyRefersTo", booster("\"name\": \"0/2-AMP-BST\", " + leaf_operation("name", "delete")),
      BOOSTER "/config/name: ", "cannot be deleted"},
     {"DeleteOfAnEntryWithoutKey", amplifiers("{\"@\": {\"ietf-netconf:operation\": \"remove\"}}"),
