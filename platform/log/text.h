@@ -10,8 +10,8 @@ namespace ocamp {
 
 bool is_utf8(std::string_view text) noexcept;
 
-// Appends `text` on one line: control characters (C0, DEL, C1, line and paragraph separators) and bytes outside UTF-8
-// become \n, \r, \t or \xNN for each byte, a backslash is doubled, and `quote`, when not 0, gets a backslash in front.
+// Appends `text` on one line: control characters (C0, DEL, C1, line and paragraph separators, marks of the direction of
+// writing, the byte order mark) and bytes outside UTF-8 become \n, \r, \t or \xNN for each byte, a backslash is doubled, and `quote`, when not 0, gets a backslash in front.
 void append_escaped(std::string &line, std::string_view text, char quote = 0);
 // The same as a text of its own.
 std::string escaped(std::string_view text);
