@@ -1,6 +1,7 @@
 // Files in and answers out. Knows nothing of requests.
 #include "text_io.h"
 
+#include "log/failure.h"
 #include "log/text.h"
 #include "node/client_document.h"
 #include "options.h"
@@ -53,7 +54,7 @@ class CloseLater {
 [[noreturn]] void refuse_input(const std::string &file, int error) {
     const std::string text =
         fmt::format("{}: {}, expected a file that can be read", input_name(file), std::strerror(error));
-    if (error == EIO || error == ENOMEM || error == EMFILE || error == ENFILE)
+    if (is_shortage(error))
         throw std::runtime_error(text);
     throw UsageError(text);
 }

@@ -28,7 +28,8 @@ inline constexpr int kLogNothing = -1; // as a threshold
 inline constexpr int kLogErrors = 0;
 inline constexpr int kLogTraces = 3;
 
-// Where the lines of a log go: a file that is appended to, or standard error for "-". Throws LogError.
+// Where the lines of a log go: a file, a device or a pipe with a reader, or standard error for "-". Throws
+// LogError, and std::system_error for want of something that another run may have.
 class LogSink {
   public:
     explicit LogSink(const std::string &where);

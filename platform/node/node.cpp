@@ -28,6 +28,7 @@ namespace {
 
 constexpr std::string_view kDatabaseName = "node.db";
 constexpr std::string_view kQueueName = "node.queue";
+constexpr std::string_view kJournalName = "node.db-journal";
 constexpr std::string_view kNewWord = ".new-"; // stands before the number of the process that makes the file
 constexpr std::chrono::seconds kLongestQueue{30};
 constexpr FileMark kMark{0x4f434e44, 1}; // "OCND"
@@ -268,7 +269,19 @@ std::string database_of(const fs::path &folder) {
     const fs::path file = folder / kDatabaseName;
     if (!fs::is_regular_file(file))
         throw NodeError(fmt::format("{}: no node, expected a folder made with 'ocamp node init'", folder.string()));
+    // SQLite would wait for whoever writes into a pipe.
+    const fs::path journal = folder / kJournalName;
+    if (fs::exists(journal) && !fs::is_regular_file(journal))
+        throw NodeError(fmt::format("{}: not a regular file, expected the journal of a database", journal.string()));
     return file.string();
+}
+
+// Whether both are one file, which may not exist yet.
+bool is_same_file(const fs::path &one, const fs::path &other) {
+    std::error_code error;
+    if (fs::exists(one, error) && fs::exists(other, error))
+        return fs::equivalent(one, other, error);
+    return fs::weakly_canonical(fs::absolute(one), error) == fs::weakly_canonical(fs::absolute(other), error);
 }
 
 std::optional<WriterTurn> turn_for(const fs::path &folder, Node::Access access) {
@@ -288,6 +301,16 @@ const Schema &openconfig_schema() {
 const Schema &native_schema() {
     static const Schema schema(kNativeModules);
     return schema;
+}
+
+const LogSettings &logs_outside(const fs::path &folder, const LogSettings &logs) {
+    for (const std::string &log : {logs.debug_log, logs.trace}) {
+        for (const std::string_view name : {kDatabaseName, kQueueName, kJournalName}) {
+            if (!log.empty() && is_same_file(log, folder / name))
+                throw LogError(fmt::format("log file {}: a file of the node's own, expected another", log));
+        }
+    }
+    return logs;
 }
 
 void Node::init(const fs::path &folder, const fs::path &example) {

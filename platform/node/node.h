@@ -2,6 +2,7 @@
 // plug-in nor OpenConfig requests.
 #pragma once
 
+#include "log/log.h"
 #include "node/native_data.h"
 #include "node/schema.h"
 #include "sysdb/system_database.h"
@@ -23,6 +24,9 @@ class NodeError : public std::runtime_error {
 // The models that clients speak, and those that the node speaks.
 const Schema &openconfig_schema();
 const Schema &native_schema();
+
+/// The settings, unless a log of theirs would be written into a file of the node in `folder`. Throws LogError.
+const LogSettings &logs_outside(const std::filesystem::path &folder, const LogSettings &logs);
 
 class Node {
   public:

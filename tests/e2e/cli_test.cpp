@@ -237,6 +237,62 @@ TEST_F(CommandLine, ExampleFileThatIsNoFileIsRefusedAndNotWaitedFor) {
     EXPECT_FALSE(std::filesystem::exists(folder() / "new"));
 }
 
+// Runs ocamp, which must not wait for the other end of the pipe.
+Outcome run_beside_pipe(const std::vector<std::string> &words, const std::filesystem::path &pipe) {
+    EXPECT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::future<Outcome> run = std::async(std::launch::async, [&] { return run_ocamp(words); });
+    EXPECT_EQ(run.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    // Lets whoever waits go on.
+    close(open(pipe.c_str(), O_RDWR | O_CLOEXEC));
+    const Outcome outcome = run.get();
+    std::filesystem::remove(pipe);
+    return outcome;
+}
+
+TEST_F(CommandLine, PipesAreNotWaitedFor) {
+    const std::filesystem::path pipe = folder() / "pipe", journal = folder() / "node" / "node.db-journal";
+    for (const char *option : {"--debug-log", "--trace"}) {
+        const Outcome outcome = run_beside_pipe({"get", "--node", node(), option, pipe.string()}, pipe);
+        EXPECT_EQ(outcome.status, 2) << option;
+        EXPECT_THAT(outcome.err, HasSubstr("pipe: not a regular file"));
+    }
+    const Outcome outcome = run_beside_pipe({"get", "--node", node()}, journal);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("node.db-journal: not a regular file"));
+    EXPECT_EQ(get({"--debug-log", "/dev/null", "--trace", "/dev/stderr"}).status, 0);
+}
+
+TEST_F(CommandLine, NoLogIsWrittenIntoTheNode) {
+    const std::string before = data();
+    std::filesystem::create_hard_link(folder() / "node" / "node.db", folder() / "link");
+    for (const std::string &file : {node() + "/node.db", node() + "/../node/node.queue", node() + "/node.db-journal",
+                                    (folder() / "link").string()}) {
+        for (const char *option : {"--debug-log", "--trace"}) {
+            for (const std::vector<std::string> &command :
+                 {std::vector<std::string>{"get"}, {"native", "get"}, {"sysdb", "list"}}) {
+                const Outcome outcome = ocamp(command, {option, file});
+                EXPECT_EQ(outcome.status, 2) << file;
+                EXPECT_THAT(outcome.err, HasSubstr(file + ": a file of the node's own, expected another"));
+            }
+        }
+    }
+    EXPECT_TRUE(before == data());
+    EXPECT_FALSE(std::filesystem::exists(node() + "/node.queue"));
+    EXPECT_FALSE(std::filesystem::exists(node() + "/node.db-journal"));
+}
+
+TEST_F(CommandLine, WantOfDescriptorsIsNoWrongUse) {
+    for (const std::vector<std::string> &words :
+         {std::vector<std::string>{"get", "--node", node()},
+          {"get", "--node", node(), "--debug-log", (folder() / "1").string(), "--trace", (folder() / "2").string()}}) {
+        support::Launch launch{.words = {"/usr/bin/prlimit", "--nofile=4", OCAMP_PROGRAM}};
+        launch.words.insert(launch.words.end(), words.begin(), words.end());
+        const Outcome outcome = support::run(launch);
+        EXPECT_EQ(outcome.status, 1) << outcome.err;
+        EXPECT_THAT(outcome.err, HasSubstr("Too many open files"));
+    }
+}
+
 TEST_F(CommandLine, LeftoversOfKilledRunsGoAndThoseOfRunsAtWorkStay) {
     const std::filesystem::path target = folder() / "new", left = target / "node.db.new-1",
                                 busy = target / "node.db.new-2", other = target / "node.db.new-x";
