@@ -13,8 +13,10 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 namespace {
 
@@ -53,6 +55,38 @@ std::string version() {
     return fmt::format("ocamp {}\n{}", OCAMP_VERSION, plugin);
 }
 
+// Command words are looked at before the rest: what is wrong with them, the library tells without naming them.
+void check_commands(CLI::App &program, int argc, char **argv) {
+    CLI::App *at = &program;
+    for (int i = 1; i < argc && *argv[i] != '-' && at->get_require_subcommand_min() > 0; ++i) {
+        const std::string_view word = argv[i];
+        const auto named = at->get_subcommands([&](const CLI::App *command) { return command->get_name() == word; });
+        if (named.empty()) {
+            std::vector<std::string> names;
+            for (const CLI::App *known : at->get_subcommands(nullptr))
+                names.push_back(known->get_name());
+            throw ocamp::UsageError(fmt::format("no command '{}{}', expected one of: {}; 'ocamp --help' tells more",
+                                                at == &program ? "" : at->get_name() + " ", word,
+                                                fmt::join(names, ", ")));
+        }
+        at = named.front();
+    }
+}
+
+// An empty argument is most likely a variable that was never set, and never means the default.
+void refuse_empty_arguments(CLI::App &command) {
+    for (CLI::Option *option : command.get_options()) {
+        if (option->get_items_expected_max() == 0)
+            continue;
+        const auto check = [option](const std::string &argument) {
+            return argument.empty() ? "is empty, expected: " + option->get_description() : std::string();
+        };
+        option->check(check, "");
+    }
+    for (CLI::App *inner : command.get_subcommands(nullptr))
+        refuse_empty_arguments(*inner);
+}
+
 int run(int argc, char **argv) {
     CLI::App program("Reads and edits the optical amplifiers of a node through OpenConfig.", "ocamp");
     program.require_subcommand(1);
@@ -65,6 +99,8 @@ int run(int argc, char **argv) {
     ocamp::add_native_command(program, common);
     ocamp::add_node_command(program, common);
     ocamp::add_sysdb_command(program, common);
+    refuse_empty_arguments(program);
+    check_commands(program, argc, argv);
     try {
         program.parse(argc, argv);
     } catch (const CLI::Success &help) {
@@ -81,6 +117,7 @@ int run(int argc, char **argv) {
 int main(int argc, char **argv) {
     using namespace ocamp;
     reserve_standard_streams();
+    let_writes_fail();
     std::setvbuf(stdout, output_buffer, _IOFBF, sizeof output_buffer);
     try {
         return run(argc, argv);

@@ -31,7 +31,7 @@ void add_node_command(CLI::App &program, CommonOptions &common) {
     add_common_options(init, common);
     init.footer("Example:\n  ocamp node init demo-node --from examples/node");
     init.callback([options, &common] {
-        const LogSession logs(common.logs);
+        const LogSession logs(logs_outside(options->folder, common.logs));
         const std::string made =
             escaped(fmt::format("{}: node made from {}", options->folder, options->example)) + "\n";
         Node::init(options->folder, options->example);

@@ -4,6 +4,7 @@
 #include "out_of_memory.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 
@@ -30,6 +31,11 @@ void reserve_standard_streams() noexcept {
         if (fcntl(descriptor, F_GETFD) < 0)
             open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }
+}
+
+void let_writes_fail() noexcept {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 void finish_output(std::string_view text, std::string_view done) {

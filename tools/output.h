@@ -18,9 +18,13 @@ class OutputError : public std::runtime_error {
 /// stays unusable. First call of the program.
 void reserve_standard_streams() noexcept;
 
+/// Lets writes to pipes that nobody reads, and writes beyond the file size limit, fail with a code as all others do
+/// instead of ending the process.
+void let_writes_fail() noexcept;
+
 /// Writes `text` and everything written before it. `done` is what a client must know when that fails, such as "the edit
-/// is made"; empty for an answer, which changes nothing. Afterwards nothing
-/// can go wrong any more for the one who asked. Throws OutputError.
+/// is made"; empty for an answer, which changes nothing. Afterwards nothing can go wrong any
+/// more for the one who asked. Throws OutputError.
 void finish_output(std::string_view text, std::string_view done);
 
 /// Writes to standard error; what cannot be written is lost.

@@ -1,6 +1,7 @@
 // Files in and answers out. Knows nothing of requests.
 #include "text_io.h"
 
+#include "seam/failure.h"
 #include "seam/text.h"
 #include "yang/client_document.h"
 
@@ -47,7 +48,7 @@ class CloseLater {
 [[noreturn]] void refuse_input(const std::string &file, int error) {
     const std::string text =
         fmt::format("{}: {}, expected a file that can be read", input_name(file), std::strerror(error));
-    if (error == EIO || error == ENOMEM || error == EMFILE || error == ENFILE)
+    if (is_shortage(error))
         throw std::runtime_error(text);
     throw InputError(text);
 }

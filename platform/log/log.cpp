@@ -2,6 +2,7 @@
 // that write.
 #include "log/log.h"
 
+#include "seam/failure.h"
 #include "seam/guard.h"
 #include "seam/handle_table.h"
 #include "seam/text.h"
@@ -9,7 +10,12 @@
 #include <cerrno>
 #include <cstring>
 #include <mutex>
+#include <new>
+#include <system_error>
 #include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <fmt/format.h>
 
@@ -40,12 +46,28 @@ void write_refusal(std::string_view text) noexcept {
     debug_log_line(log_errors, text);
 }
 
+// A pipe that nobody reads would be waited for.
+int open_log(const std::string &where) {
+    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    const int descriptor = open(where.c_str(), flags, 0666);
+    if (descriptor < 0 && is_shortage(errno))
+        throw std::system_error(errno, std::generic_category(), fmt::format("log file {}", where));
+    if (descriptor < 0)
+        throw LogError(fmt::format("cannot open log file {}: {}", where,
+                                   errno == ENXIO ? "not a regular file, and nobody reads it" : std::strerror(errno)));
+    fcntl(descriptor, F_SETFL, O_APPEND);
+    return descriptor;
+}
+
 std::FILE *open_sink(const std::string &where) {
     if (where == "-")
         return stderr;
-    std::FILE *file = std::fopen(where.c_str(), "ae");
-    if (file == nullptr)
-        throw LogError(fmt::format("cannot open log file {}: {}", where, std::strerror(errno)));
+    const int descriptor = open_log(where);
+    std::FILE *file = fdopen(descriptor, "a");
+    if (file == nullptr) {
+        close(descriptor);
+        throw std::bad_alloc();
+    }
     // A line reaches the file when it is complete, so that a crash loses none.
     std::setvbuf(file, nullptr, _IOLBF, BUFSIZ);
     return file;

@@ -28,7 +28,8 @@ inline constexpr int log_nothing = -1; ///< as a threshold
 inline constexpr int log_errors = 0;
 inline constexpr int log_traces = 3;
 
-/// Where the lines of a log go: a file that is appended to, or standard error for "-". Throws LogError.
+/// Where the lines of a log go: a file, a device or a pipe with a reader, or standard error for "-". Throws LogError,
+/// and std::system_error for want of something that another run may have.
 class LogSink {
   public:
     /// Throws LogError when the file cannot be opened.

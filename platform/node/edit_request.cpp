@@ -116,7 +116,7 @@ class EditReader {
             return read_foreign(from, above, inherited);
         }
         if (node.schema == nullptr)
-            refuse_unknown(node, parent);
+            refuse_unknown(node, from, parent);
         if (is_list(*node.schema))
             node.path += predicates(from, *node.schema);
         check_form(node, from);
@@ -149,16 +149,23 @@ class EditReader {
         return node;
     }
 
-    // URI of the node's module; the name that the client gave when the module is not known.
-    std::string namespace_of(const ClientNode &from) const {
+    // The module as the format tells it: by its namespace URI in XML, by its name in JSON. NULL when it is not known.
+    const lys_module *module_of(const ClientNode &from) const {
         const lys_module *module = schema_.module(from.module);
+        return module != nullptr && (from.json ? module->name : module->ns) == from.module ? module : nullptr;
+    }
+
+    // URI of the node's module; the text that the client gave when the module is not known.
+    std::string namespace_of(const ClientNode &from) const {
+        const lys_module *module = module_of(from);
         return module != nullptr ? module->ns : from.module;
     }
 
-    [[noreturn]] void refuse_unknown(const EditNode &node, const lysc_node *parent) const {
-        if (schema_.module(node.ns) == nullptr)
-            throw RequestError(error_tag::unknown_namespace, node.path,
-                               fmt::format("module '{}' is none of the model's", node.ns));
+    [[noreturn]] void refuse_unknown(const EditNode &node, const ClientNode &from, const lysc_node *parent) const {
+        if (module_of(from) == nullptr)
+            throw RequestError(
+                error_tag::unknown_namespace, node.path,
+                fmt::format("{} '{}' is none of the model's", from.json ? "module" : "namespace", from.module));
         throw RequestError(
             error_tag::unknown_element, node.path,
             fmt::format("the model has no such node, expected one of: {}", fmt::join(schema_.children(parent), ", ")));
@@ -211,10 +218,11 @@ class EditReader {
             // The key of an entry that is deleted only says which one it is.
             node.operation = YFW_OP_MERGE;
         }
-        // A key replaced by itself changes nothing; what is replaced is for the entry to say.
+        // A key only says which entry it is: what happens to the entry stands there.
         if (node.own_operation && node.schema != nullptr && is_key(*node.schema) &&
-            node.operation == std::optional<std::uint32_t>(YFW_OP_REPLACE))
-            node.operation = YFW_OP_MERGE;
+            node.operation != std::optional<std::uint32_t>(YFW_OP_MERGE))
+            throw RequestError(error_tag::bad_attribute, node.path,
+                               fmt::format("operation '{}' on a key, expected it on the entry", *from.operation));
     }
 
     void read_value(EditNode &node, const ClientNode &from) const {

@@ -40,12 +40,17 @@ bool is_deleted(const EditNode &node) {
     return node.operation && deletes(*node.operation);
 }
 
-// A key that names a slot which the platform does not have explains more than `reason`.
-[[noreturn]] void refuse_absent(const EditNode &node, ErrorTag tag, const std::string &reason) {
+// Refuses a key that names a slot which the platform does not have.
+void refuse_missing_slot(const EditNode &node) {
     for (const std::string &key : is_list(*node.schema) ? node.keys() : std::vector<std::string>()) {
         if (const std::optional<std::string> never = why_never_there(key))
             throw RequestError(error_tag::invalid_value, node.path, *never);
     }
+}
+
+// A missing slot explains more than `reason`.
+[[noreturn]] void refuse_absent(const EditNode &node, ErrorTag tag, const std::string &reason) {
+    refuse_missing_slot(node);
     throw RequestError(tag, node.path, reason);
 }
 
@@ -72,8 +77,11 @@ void drop_absent_removals(EditNode &node, lyd_node *siblings) {
     lyd_node *instance = instance_of(node, siblings);
     lyd_node *below = instance != nullptr ? lyd_child(instance) : nullptr;
     std::erase_if(node.children, [&](EditNode &child) {
-        return child.schema != nullptr && is_list(*child.schema) && is_operation(child, YFW_OP_REMOVE) &&
-               instance_of(child, below) == nullptr;
+        const bool absent = child.schema != nullptr && is_list(*child.schema) && is_operation(child, YFW_OP_REMOVE) &&
+                            instance_of(child, below) == nullptr;
+        if (absent)
+            refuse_missing_slot(child);
+        return absent;
     });
     for (EditNode &child : node.children)
         drop_absent_removals(child, below);

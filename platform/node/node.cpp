@@ -29,6 +29,7 @@ namespace {
 
 constexpr std::string_view database_name = "node.db";
 constexpr std::string_view queue_name = "node.queue";
+constexpr std::string_view journal_name = "node.db-journal";
 constexpr std::string_view new_word = ".new-"; // stands before the number of the process that makes the file
 constexpr std::chrono::seconds longest_queue{30};
 constexpr FileMark node_mark{0x4f434e44, 1}; // "OCND"
@@ -260,7 +261,19 @@ std::string database_of(const fs::path &folder) {
     const fs::path file = folder / database_name;
     if (!fs::is_regular_file(file))
         throw NodeError(fmt::format("{}: no node, expected a folder made with 'ocamp node init'", folder.string()));
+    // SQLite would wait for whoever writes into a pipe.
+    const fs::path journal = folder / journal_name;
+    if (fs::exists(journal) && !fs::is_regular_file(journal))
+        throw NodeError(fmt::format("{}: not a regular file, expected the journal of a database", journal.string()));
     return file.string();
+}
+
+// Whether both are one file, which may not exist yet.
+bool is_same_file(const fs::path &one, const fs::path &other) {
+    std::error_code error;
+    if (fs::exists(one, error) && fs::exists(other, error))
+        return fs::equivalent(one, other, error);
+    return fs::weakly_canonical(fs::absolute(one), error) == fs::weakly_canonical(fs::absolute(other), error);
 }
 
 std::optional<WriterTurn> turn_for(const fs::path &folder, Node::Access access) {
@@ -271,6 +284,16 @@ std::optional<WriterTurn> turn_for(const fs::path &folder, Node::Access access) 
 }
 
 } // namespace
+
+const LogSettings &logs_outside(const fs::path &folder, const LogSettings &logs) {
+    for (const std::string &log : {logs.debug_log, logs.trace}) {
+        for (const std::string_view name : {database_name, queue_name, journal_name}) {
+            if (!log.empty() && is_same_file(log, folder / name))
+                throw LogError(fmt::format("log file {}: a file of the node's own, expected another", log));
+        }
+    }
+    return logs;
+}
 
 void Node::init(const fs::path &folder, const fs::path &example) {
     if (!fs::is_directory(example))

@@ -2,6 +2,7 @@
 // plug-in nor OpenConfig requests.
 #pragma once
 
+#include "log/log.h"
 #include "node/native_data.h"
 #include "seam/input_error.h"
 #include "sysdb/system_database.h"
@@ -18,6 +19,9 @@ class NodeError : public InputError {
   public:
     using InputError::InputError;
 };
+
+/// The settings, unless a log of theirs would be written into a file of the node in `folder`. Throws LogError.
+const LogSettings &logs_outside(const std::filesystem::path &folder, const LogSettings &logs);
 
 /// An open node. Not to be used by several threads at a time.
 class Node {

@@ -1,10 +1,19 @@
 // How the plug-in is loaded and searched. Knows nothing of what its walkers do.
 #include "node/plugin.h"
 
+#include "seam/failure.h"
+
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <new>
+#include <system_error>
 #include <vector>
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <fmt/format.h>
 
 namespace ocamp {
@@ -23,6 +32,15 @@ std::string squeezed(std::string_view words) {
             text += character;
     }
     return text;
+}
+
+// The loader tells by a text alone why it could not open the file.
+void refuse_shortage(const std::string &file) {
+    const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (descriptor >= 0)
+        close(descriptor);
+    else if (is_shortage(errno))
+        throw std::system_error(errno, std::generic_category(), fmt::format("plug-in {}", file));
 }
 
 } // namespace
@@ -51,10 +69,15 @@ std::string Plugin::default_file() {
 Plugin::Plugin(const std::string &file) : file_(file) {
     if (!std::filesystem::exists(file))
         throw PluginError(fmt::format("plug-in {}: no such file, expected the shared library of the plug-in", file));
+    refuse_shortage(file);
     // A name without slash would be searched for elsewhere.
     library_.reset(dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL));
-    if (library_ == nullptr)
-        throw PluginError(fmt::format("plug-in {}: {}", file, dlerror()));
+    if (library_ != nullptr)
+        return;
+    const std::string reason = dlerror();
+    if (reason.ends_with(std::strerror(ENOMEM)) || reason.find("failed to map segment") != std::string::npos)
+        throw std::bad_alloc();
+    throw PluginError(fmt::format("plug-in {}: {}", file, reason));
 }
 
 void Plugin::Close::operator()(void *library) const noexcept {

@@ -10,7 +10,7 @@
 namespace ocamp {
 
 Service::Service(const ServiceSettings &settings)
-    : logs_(settings.logs), folder_(settings.node), node_(folder_, Node::Access::read),
+    : logs_(logs_outside(settings.node, settings.logs)), folder_(settings.node), node_(folder_, Node::Access::read),
       plugin_(settings.plugin.empty() ? Plugin::default_file() : settings.plugin) {}
 
 ReadResult Service::read(std::uint32_t kind, const Filter &filter, ReadReport *report) {

@@ -2,6 +2,7 @@
 #include "seam/failure.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <string>
 #include <utility>
 
@@ -22,6 +23,20 @@ FailureWatch::~FailureWatch() {
 void FailureWatch::check() const {
     if (noted_)
         throw PlatformFailure(std::string(reason_.data(), length_));
+}
+
+bool is_shortage(int error) noexcept {
+    switch (error) {
+    case EIO:
+    case ENOMEM:
+    case EMFILE:
+    case ENFILE:
+    case ENOSPC:
+    case EDQUOT:
+        return true;
+    default:
+        return false;
+    }
 }
 
 void note_failure(std::string_view reason) noexcept {

@@ -39,6 +39,9 @@ class FailureWatch {
     bool noted_ = false;
 };
 
+/// Whether a code of errno tells of something that was in want or broken, rather than of what was asked for.
+bool is_shortage(int error) noexcept;
+
 /// Tells the watch that lives, if one does. Allocates nothing.
 void note_failure(std::string_view reason) noexcept;
 

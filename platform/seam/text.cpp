@@ -54,6 +54,16 @@ bool breaks_a_line(char32_t value) noexcept {
     return value < 0x20 || (value >= 0x7f && value < 0xa0) || value == 0x2028 || value == 0x2029;
 }
 
+// What changes the order in which a terminal shows the text around it, or is not seen at all.
+bool misleads(char32_t value) noexcept {
+    return value == 0x61c || value == 0x200e || value == 0x200f || (value >= 0x202a && value <= 0x202e) ||
+           (value >= 0x2066 && value <= 0x2069) || value == 0xfeff;
+}
+
+bool is_escaped(char32_t value) noexcept {
+    return breaks_a_line(value) || misleads(value);
+}
+
 void append_hex_byte(std::string &line, char byte) {
     constexpr char digits[] = "0123456789abcdef";
     const auto value = static_cast<unsigned char>(byte);
@@ -88,7 +98,7 @@ void append_escaped(std::string &line, std::string_view text, char quote) {
             line += "\\\\";
         else if (quote != 0 && text[0] == quote)
             (line += '\\') += quote;
-        else if (character.length == 0 || breaks_a_line(character.value))
+        else if (character.length == 0 || is_escaped(character.value))
             for (const char byte : text.substr(0, length))
                 append_hex_byte(line, byte);
         else
@@ -114,7 +124,7 @@ std::string escaped_document(std::string_view document, Escape escape) {
     while (!document.empty()) {
         const Utf8Character character = first_character(document);
         const std::size_t length = std::max<std::size_t>(character.length, 1);
-        const bool kept = character.value == '\n' || character.value == '\t' || !breaks_a_line(character.value);
+        const bool kept = character.value == '\n' || character.value == '\t' || !is_escaped(character.value);
         if (character.length == 0)
             text += escape(replacement);
         else if (kept)

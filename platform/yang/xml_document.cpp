@@ -21,11 +21,27 @@ constexpr std::string_view wrapper_begin = "<document>", wrapper_end = "</docume
 // As much as is handed over at once, in bytes.
 constexpr std::size_t chunk_size = 1U << 20U;
 
-// Text between the XML declaration, which may stand at the very beginning only, and the end.
-std::string_view without_declaration(std::string_view xml) {
-    xml.remove_prefix(std::min(xml.find_first_not_of(blanks), xml.size()));
-    const std::size_t end = xml.starts_with("<?xml") ? xml.find("?>") : std::string_view::npos;
-    return end == std::string_view::npos ? xml : xml.substr(end + 2);
+// The XML declaration at the beginning of the text; empty when there is none.
+std::string_view declaration_of(std::string_view xml) {
+    constexpr std::string_view begin = "<?xml", end = "?>";
+    if (!xml.starts_with(begin) || blanks.find(xml.substr(begin.size(), 1)) == std::string_view::npos)
+        return {};
+    const std::size_t at = xml.find(end);
+    return at == std::string_view::npos ? std::string_view() : xml.substr(0, at + end.size());
+}
+
+bool is_version(std::string_view text) {
+    constexpr std::string_view begin = "1.";
+    return text.starts_with(begin) && text.size() > begin.size() &&
+           text.find_first_not_of("0123456789", begin.size()) == std::string_view::npos;
+}
+
+// As names of encodings are compared.
+bool is_utf_8(std::string_view encoding) {
+    constexpr std::string_view name = "utf-8";
+    return std::equal(encoding.begin(), encoding.end(), name.begin(), name.end(), [](char one, char other) {
+        return one == other || (one >= 'A' && one <= 'Z' && one - 'A' + 'a' == other);
+    });
 }
 
 struct Name {
@@ -53,6 +69,9 @@ class XmlReader {
             guarded(reader,
                     [&](XmlReader &self) { self.open_.back().value.append(text, static_cast<std::size_t>(length)); });
         });
+        XML_SetXmlDeclHandler(parser_.get(), [](void *reader, const char *version, const char *encoding, int) {
+            guarded(reader, [&](XmlReader &) { check_declaration(version, encoding); });
+        });
         XML_SetNamespaceDeclHandler(
             parser_.get(),
             [](void *reader, const char *prefix, const char *uri) {
@@ -66,6 +85,10 @@ class XmlReader {
     }
 
     std::vector<ClientNode> read(std::string_view document) {
+        document.remove_prefix(std::min(document.find_first_not_of(blanks), document.size()));
+        const std::string_view declaration = declaration_of(document);
+        document.remove_prefix(declaration.size());
+        feed(declaration);
         feed(wrapper_begin);
         for (std::string_view rest = document; !rest.empty(); rest.remove_prefix(std::min(chunk_size, rest.size())))
             feed(rest.substr(0, chunk_size));
@@ -92,6 +115,14 @@ class XmlReader {
             self.failure_ = std::current_exception();
             XML_StopParser(self.parser_.get(), XML_FALSE);
         }
+    }
+
+    // NULL for what is not declared. The text is read as UTF-8 whatever is declared.
+    static void check_declaration(const char *version, const char *encoding) {
+        if (version != nullptr && !is_version(version))
+            throw DocumentError(fmt::format("XML version '{}', expected '1.0'", version));
+        if (encoding != nullptr && !is_utf_8(encoding))
+            throw DocumentError(fmt::format("encoding '{}', expected 'UTF-8'", encoding));
     }
 
     void feed(std::string_view text) {
@@ -143,7 +174,7 @@ class XmlReader {
         const auto uris = namespaces_.find(value.substr(0, colon));
         const lys_module *module =
             uris == namespaces_.end() || uris->second.empty() ? nullptr : models_.module(uris->second.back());
-        return module != nullptr ? module->name : "";
+        return module != nullptr && module->ns == uris->second.back() ? module->name : "";
     }
 
     const Schema &models_;
@@ -157,7 +188,7 @@ class XmlReader {
 } // namespace
 
 std::vector<ClientNode> read_xml(std::string_view document, const Schema &models) {
-    return XmlReader(models).read(without_declaration(document));
+    return XmlReader(models).read(document);
 }
 
 } // namespace ocamp

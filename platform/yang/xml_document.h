@@ -9,8 +9,8 @@
 
 namespace ocamp {
 
-/// The top-level elements of the text, after the XML declaration that it may have. `models` only tells which module a
-// namespace in a value stands for. Throws DocumentError.
+/// The top-level elements of the text, after the XML declaration that it may have: of version 1 and UTF-8. `models`
+/// only tells which module a namespace in a value stands for. Throws DocumentError.
 std::vector<ClientNode> read_xml(std::string_view document, const Schema &models);
 
 } // namespace ocamp

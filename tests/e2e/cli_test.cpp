@@ -48,7 +48,13 @@ const WrongUse wrong_uses[] = {
     {"UnknownRoot", {"get"}, {"/interfaces"}, "no node 'interfaces' at the top, expected one of: optical-amplifier"},
     {"UnknownModule", {"get"}, {"/oc-if:optical-amplifier"}, "no module 'oc-if'"},
     {"RelativePath", {"get"}, {"optical-amplifier"}, "at character 1: expected '/'"},
-    {"EmptyPath", {"get"}, {""}, "at character 1: expected '/'"},
+    {"EmptyPath", {"get"}, {""}, "PATH: is empty, expected: Absolute data path to read"},
+    {"EmptyFilter", {"get"}, {"--filter", ""}, "--filter: is empty, expected: NETCONF subtree filter"},
+    {"EmptyPlugin", {"get"}, {"--plugin", ""}, "--plugin: is empty, expected: Plug-in to run"},
+    {"EmptyDebugLog", {"get"}, {"--debug-log", ""}, "--debug-log: is empty, expected: Append the debug log to FILE"},
+    {"EmptyTrace", {"get"}, {"--trace", ""}, "--trace: is empty"},
+    {"EmptyNativePath", {"native", "get"}, {""}, "PATH: is empty, expected: Absolute data path in the native models"},
+    {"EmptyBindPoint", {"sysdb", "list"}, {""}, "BIND_POINT: is empty"},
     {"PathThatEndsInASlash", {"get"}, {"/optical-amplifier/"}, "expected a name"},
     {"PathBeyondALeaf", {"get"}, {"/optical-amplifier/amplifiers/amplifier/name/x"}, "'name' is a leaf"},
     {"KeyOfNoList", {"get"}, {"/optical-amplifier/amplifiers[name='x']"}, "'amplifiers' is no list with keys"},
@@ -71,7 +77,11 @@ const WrongUse wrong_uses[] = {
     {"LogThatCannotBeWritten", {"get"}, {"--debug-log", "/no-such-folder/log"}, "/no-such-folder/log"},
     {"LevelThatIsNoNumber", {"get"}, {"--log-level", "all"}, "--log-level"},
     {"UnknownOption", {"get"}, {"--fast"}, "--fast"},
-    {"UnknownCommand", {"fetch"}, {}, "ocamp --help"},
+    {"UnknownCommand",
+     {"fetch"},
+     {},
+     "no command 'fetch', expected one of: get, edit, explain, native, node, sysdb; 'ocamp --help' tells more"},
+    {"CommandOfAnother", {"explain", "sysdb"}, {}, "no command 'explain sysdb', expected one of: get, edit; "},
     {"EditWithoutFile", {"edit"}, {}, "FILE"},
     {"UnknownDefaultOperation", {"edit"}, {"--default-operation", "delete", "-"}, "--default-operation"},
     {"UnknownNativePath",
@@ -225,6 +235,62 @@ TEST_F(CommandLine, ExampleFileThatIsNoFileIsRefusedAndNotWaitedFor) {
     std::filesystem::create_directory(folder() / "example" / "native" / "folder.json");
     EXPECT_THAT(init().err, HasSubstr("native/folder.json: not a regular file"));
     EXPECT_FALSE(std::filesystem::exists(folder() / "new"));
+}
+
+// Runs ocamp, which must not wait for the other end of the pipe.
+Outcome run_beside_pipe(const std::vector<std::string> &words, const std::filesystem::path &pipe) {
+    EXPECT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::future<Outcome> run = std::async(std::launch::async, [&] { return run_ocamp(words); });
+    EXPECT_EQ(run.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    // Lets whoever waits go on.
+    close(open(pipe.c_str(), O_RDWR | O_CLOEXEC));
+    const Outcome outcome = run.get();
+    std::filesystem::remove(pipe);
+    return outcome;
+}
+
+TEST_F(CommandLine, PipesAreNotWaitedFor) {
+    const std::filesystem::path pipe = folder() / "pipe", journal = folder() / "node" / "node.db-journal";
+    for (const char *option : {"--debug-log", "--trace"}) {
+        const Outcome outcome = run_beside_pipe({"get", "--node", node(), option, pipe.string()}, pipe);
+        EXPECT_EQ(outcome.status, 2) << option;
+        EXPECT_THAT(outcome.err, HasSubstr("pipe: not a regular file"));
+    }
+    const Outcome outcome = run_beside_pipe({"get", "--node", node()}, journal);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("node.db-journal: not a regular file"));
+    EXPECT_EQ(get({"--debug-log", "/dev/null", "--trace", "/dev/stderr"}).status, 0);
+}
+
+TEST_F(CommandLine, NoLogIsWrittenIntoTheNode) {
+    const std::string before = data();
+    std::filesystem::create_hard_link(folder() / "node" / "node.db", folder() / "link");
+    for (const std::string &file : {node() + "/node.db", node() + "/../node/node.queue", node() + "/node.db-journal",
+                                    (folder() / "link").string()}) {
+        for (const char *option : {"--debug-log", "--trace"}) {
+            for (const std::vector<std::string> &command :
+                 {std::vector<std::string>{"get"}, {"native", "get"}, {"sysdb", "list"}}) {
+                const Outcome outcome = ocamp(command, {option, file});
+                EXPECT_EQ(outcome.status, 2) << file;
+                EXPECT_THAT(outcome.err, HasSubstr(file + ": a file of the node's own, expected another"));
+            }
+        }
+    }
+    EXPECT_TRUE(before == data());
+    EXPECT_FALSE(std::filesystem::exists(node() + "/node.queue"));
+    EXPECT_FALSE(std::filesystem::exists(node() + "/node.db-journal"));
+}
+
+TEST_F(CommandLine, WantOfDescriptorsIsNoWrongUse) {
+    for (const std::vector<std::string> &words :
+         {std::vector<std::string>{"get", "--node", node()},
+          {"get", "--node", node(), "--debug-log", (folder() / "1").string(), "--trace", (folder() / "2").string()}}) {
+        support::Launch launch{.words = {"/usr/bin/prlimit", "--nofile=4", OCAMP_PROGRAM}};
+        launch.words.insert(launch.words.end(), words.begin(), words.end());
+        const Outcome outcome = support::run(launch);
+        EXPECT_EQ(outcome.status, 1) << outcome.err;
+        EXPECT_THAT(outcome.err, HasSubstr("Too many open files"));
+    }
 }
 
 TEST_F(CommandLine, LeftoversOfKilledRunsGoAndThoseOfRunsAtWorkStay) {

@@ -1,6 +1,10 @@
 // ocamp with closed or full standard descriptors: it never aborts, and nothing that it says gets into the node.
 #include "ocamp_program.h"
 
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -26,6 +30,34 @@ class Descriptors : public NodeTest {
                          "\"name\": \"0/2-AMP-BST\", \"config\": {\"" +
                              leaf + "\": \"" + value + "\"}}]}}}",
                          redirected);
+    }
+
+    // Runs ocamp with the descriptor as a pipe whose reader is gone before anything is written: it waits for its input
+    // until then. Standard error is kept unless it is the pipe.
+    Outcome run_into_closed_pipe(int descriptor, const std::vector<std::string> &words,
+                                 const std::string &input) const {
+        const std::filesystem::path in = folder() / "in", pipe = folder() / "pipe", err = folder() / "err";
+        for (const std::filesystem::path &fifo : {in, pipe})
+            EXPECT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+        write_file(err, "");
+        const int writer = open(in.c_str(), O_RDWR | O_CLOEXEC);
+        const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        support::Launch launch{.words = {OCAMP_PROGRAM}};
+        launch.words.insert(launch.words.end(), words.begin(), words.end());
+        launch.redirected = {{STDIN_FILENO, in}, {STDERR_FILENO, err}};
+        launch.redirected[descriptor] = pipe;
+        const int child = support::start(launch);
+        close(reader);
+        EXPECT_EQ(write(writer, input.data(), input.size()), ssize_t(input.size()));
+        close(writer);
+        int status = 0;
+        waitpid(child, &status, 0);
+        for (const std::filesystem::path &fifo : {in, pipe})
+            std::filesystem::remove(fifo);
+        return {.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1,
+                .out = "",
+                .err = read_file(err),
+                .signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0};
     }
 };
 
@@ -82,6 +114,67 @@ TEST_F(Descriptors, OutputThatIsFullIsAFailure) {
         EXPECT_THAT(outcome.err, testing::StartsWith("ocamp: "));
         EXPECT_EQ(run_ocamp(words, "", full_output_and_error).status, 1) << words.front();
     }
+}
+
+constexpr const char *gain_edit = R"({"openconfig-optical-amplifier:optical-amplifier": {"amplifiers": {"amplifier": [
+    {"name": "0/2-AMP-BST", "config": {"target-gain": "11.1"}}]}}})";
+constexpr const char *filter = "<optical-amplifier xmlns=\"http://openconfig.net/yang/optical-amplfier\"/>";
+
+TEST_F(Descriptors, EditWhoseReaderIsGoneIsMadeAndSaysSo) {
+    const Outcome outcome = run_into_closed_pipe(STDOUT_FILENO, {"edit", "--node", node(), "-"}, gain_edit);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "ocamp: the edit is made, but it could not be acknowledged: standard output: Broken pipe\n");
+    EXPECT_THAT(get({"--config"}).out, HasSubstr("\"target-gain\": \"11.1\""));
+}
+
+TEST_F(Descriptors, AnswersWhoseReaderIsGoneAreFailures) {
+    for (const std::vector<std::string> &words : {std::vector<std::string>{"get", "--node", node(), "--filter", "-"},
+                                                  {"explain", "get", "--node", node(), "--filter", "-"}}) {
+        const Outcome outcome = run_into_closed_pipe(STDOUT_FILENO, words, filter);
+        EXPECT_EQ(outcome.status, 1) << words.front();
+        EXPECT_THAT(outcome.err, HasSubstr("Broken pipe")) << words.front();
+    }
+}
+
+TEST_F(Descriptors, MessagesWhoseReaderIsGoneKeepTheirStatus) {
+    EXPECT_EQ(run_into_closed_pipe(STDERR_FILENO, {"get", "--node", node(), "--filter", "-"}, "no filter").status, 2);
+    EXPECT_EQ(run_into_closed_pipe(
+                  STDERR_FILENO, {"get", "--node", node(), "--filter", "-", "--debug-log", "-", "--trace", "-"}, filter)
+                  .status,
+              0);
+}
+
+// While it lives, no file of this process or of those that it starts grows beyond so many bytes.
+class FileSizeLimit {
+  public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{.rlim_cur = bytes, .rlim_max = before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
+    FileSizeLimit(const FileSizeLimit &) = delete;
+    FileSizeLimit &operator=(const FileSizeLimit &) = delete;
+
+  private:
+    rlimit before_{};
+};
+
+TEST_F(Descriptors, WritesBeyondTheFileSizeLimitAreFailures) {
+    const std::string before = data(), made = (folder() / "new").string();
+    std::vector<Outcome> outcomes;
+    {
+        const FileSizeLimit limit(8192);
+        outcomes.push_back(run_ocamp({"node", "init", made, "--from", EXAMPLE_NODE}));
+        outcomes.push_back(run_ocamp({"edit", "--node", node(), "-"}, gain_edit));
+    }
+    for (const Outcome &outcome : outcomes) {
+        EXPECT_EQ(outcome.status, 1) << "signal " << outcome.signal;
+        EXPECT_THAT(outcome.err, testing::StartsWith("ocamp: "));
+    }
+    EXPECT_FALSE(std::filesystem::exists(made));
+    EXPECT_TRUE(before == data());
+    EXPECT_FALSE(std::filesystem::exists(folder() / "node" / "node.db-journal"));
 }
 
 } // namespace

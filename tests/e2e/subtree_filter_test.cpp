@@ -98,6 +98,7 @@ const Row rows[] = {
     // Namespaces
     {"AnyNamespace", filter("<optical-amplifier xmlns=\"\"><amplifiers/></optical-amplifier>"), entries(all)},
     {"ForeignRoot", filter("<optical-amplifier xmlns=\"urn:foreign\"/>"), nothing},
+    {"ModuleNameForANamespace", filter("<optical-amplifier xmlns=\"openconfig-optical-amplifier\"/>"), nothing},
     {"ForeignChild", filter(root("<amplifiers xmlns=\"urn:foreign\"/>")), nothing},
     {"ForeignChildBesideAKnownOne", amplifier("<name/><config xmlns=\"urn:foreign\"/>"), entries(names)},
     {"PrefixedNames",

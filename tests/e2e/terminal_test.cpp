@@ -1,5 +1,5 @@
 // No text of a client or of the node reaches a terminal with its control characters: every place that prints texts,
-// with a delete character, an eight-bit control sequence and a line separator in them.
+// with a delete character, an eight-bit control sequence, a line separator and a reversal of the direction in them.
 #include "ocamp_program.h"
 
 #include <algorithm>
@@ -13,10 +13,10 @@ using testing::StartsWith;
 namespace {
 
 constexpr const char *raw = "\x7f\xc2\x9b"
-                            "31m\xe2\x80\xa8";
-constexpr const char *escaped = "\\x7f\\xc2\\x9b31m\\xe2\\x80\\xa8";
-constexpr const char *in_json = "\\u007f\\u009b31m\\u2028";
-constexpr const char *in_xml = "&#x7F;&#x9B;31m&#x2028;";
+                            "31m\xe2\x80\xa8\xe2\x80\xae";
+constexpr const char *escaped = "\\x7f\\xc2\\x9b31m\\xe2\\x80\\xa8\\xe2\\x80\\xae";
+constexpr const char *in_json = "\\u007f\\u009b31m\\u2028\\u202e";
+constexpr const char *in_xml = "&#x7F;&#x9B;31m&#x2028;&#x202E;";
 
 bool is_control(unsigned char byte) {
     return (byte < 0x20 && byte != '\n') || byte == 0x7f;
@@ -25,7 +25,7 @@ bool is_control(unsigned char byte) {
 // True when nothing of the text acts on a terminal.
 bool is_harmless(const std::string &text) {
     return std::none_of(text.begin(), text.end(), is_control) && text.find("\xc2\x9b") == std::string::npos &&
-           text.find("\xe2\x80\xa8") == std::string::npos;
+           text.find("\xe2\x80\xa8") == std::string::npos && text.find("\xe2\x80\xae") == std::string::npos;
 }
 
 void expect_harmless(const Outcome &outcome) {

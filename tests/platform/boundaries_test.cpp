@@ -97,6 +97,27 @@ TEST(DocumentStart, XmlDeclarationMayStandBeforeElementsWithoutNamespace) {
     EXPECT_THAT(document_refusal("<?xml version=\"1.0\"<a/>"), HasSubstr("not well-formed XML"));
 }
 
+TEST(DocumentStart, XmlDeclarationSaysVersionOneAndUtf8) {
+    for (const char *declaration : {"<?xml version='1.0'?>", "<?xml version=\"1.0\" encoding='utf-8'?>",
+                                    "<?xml version='1.1' encoding='UTF-8' standalone='yes' ?>", "<?xml-style sheet?>"})
+        EXPECT_EQ(document_refusal(std::string(declaration) + "<a/>"), "") << declaration;
+    const struct {
+        const char *declaration, *refusal;
+    } rows[] = {
+        {"<?xml version='1.0' encoding='ISO-8859-1'?>", "encoding 'ISO-8859-1', expected 'UTF-8'"},
+        {"<?xml version='1.0' encoding='UTF-16'?>", "encoding 'UTF-16', expected 'UTF-8'"},
+        {"<?xml version='1.0' encoding='utf-88'?>", "encoding 'utf-88', expected 'UTF-8'"},
+        {"<?xml version='9.9'?>", "XML version '9.9', expected '1.0'"},
+        {"<?xml version='1.'?>", "XML version '1.', expected '1.0'"},
+        {"<?xml nonsense ?>", "not well-formed XML: line 1: XML declaration not well-formed"},
+        {"<?xml encoding='UTF-8'?>", "not well-formed XML: line 1: XML declaration not well-formed"},
+        {"<?xml?>", "not well-formed XML"},
+        {"<?xml version='1.0'?><?xml version='1.0'?>", "not well-formed XML"},
+    };
+    for (const auto &row : rows)
+        EXPECT_THAT(document_refusal(std::string(row.declaration) + "<a/>"), HasSubstr(row.refusal)) << row.declaration;
+}
+
 // Keys
 
 RequestNode leaf(const std::string &tag, const std::string &value, bool key = false) {

@@ -228,6 +228,9 @@ TEST(LogText, WellFormedTextPassesAndTheRestIsShownInHex) {
     EXPECT_EQ(escaped("\x7f"), "\\x7f");
     EXPECT_EQ(escaped("\xc2\x85"), "\\xc2\\x85");                   // next line, a C1 control
     EXPECT_EQ(escaped("\xe2\x80\xa8"), "\\xe2\\x80\\xa8");          // line separator
+    EXPECT_EQ(escaped("\xe2\x80\xa9"), "\\xe2\\x80\\xa9");          // paragraph separator
+    EXPECT_EQ(escaped("\xef\xbb\xbf"), "\\xef\\xbb\\xbf");          // byte order mark
+    EXPECT_EQ(escaped("\xd8\x9c"), "\\xd8\\x9c");                   // a mark of the direction
     EXPECT_EQ(escaped("\xc0\x8a"), "\\xc0\\x8a");                   // overlong newline
     EXPECT_EQ(escaped("\xed\xa0\x80"), "\\xed\\xa0\\x80");          // surrogate
     EXPECT_EQ(escaped("\xf4\x90\x80\x80"), "\\xf4\\x90\\x80\\x80"); // behind the last character
@@ -236,6 +239,17 @@ TEST(LogText, WellFormedTextPassesAndTheRestIsShownInHex) {
                       "31m"),
               "\\x9b31m");
     EXPECT_EQ(escaped(std::string_view("a\0b", 3)), "a\\x00b");
+}
+
+TEST(EscapedText, NoMarkOfTheDirectionIsShown) {
+    const auto utf8 = [](unsigned value) {
+        return std::string{char(0xe0 | value >> 12U), char(0x80 | (value >> 6U & 0x3fU)), char(0x80 | (value & 0x3fU))};
+    };
+    for (const unsigned mark :
+         {0x200eU, 0x200fU, 0x202aU, 0x202bU, 0x202cU, 0x202dU, 0x202eU, 0x2066U, 0x2067U, 0x2068U, 0x2069U})
+        EXPECT_NE(escaped(utf8(mark)), utf8(mark)) << mark;
+    for (const unsigned other : {0x200dU, 0x2010U, 0x2027U, 0x202fU, 0x2065U, 0x206aU, 0xfefeU})
+        EXPECT_EQ(escaped(utf8(other)), utf8(other)) << other;
 }
 
 TEST(ResultText, EveryCodeHasATextOfItsOwn) {
