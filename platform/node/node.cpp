@@ -1,6 +1,8 @@
 // How nodes are made and opened. Knows neither the plug-in nor OpenConfig requests.
 #include "node/node.h"
 
+#include "node/client_document.h"
+
 #include "sysdb/bag_json.h"
 #include "sysdb/bag_record.h"
 
@@ -46,6 +48,9 @@ std::string read_file(const fs::path &file) {
         throw NodeError(fmt::format("{}: not a regular file, expected a document", file.string()));
     errno = 0;
     std::ifstream stream(file, std::ios::binary);
+    stream.peek();
+    if (stream.eof())
+        return {};
     std::ostringstream text;
     if (stream && (text << stream.rdbuf()))
         return text.str();
@@ -86,14 +91,21 @@ void drop_implicit_roots(YangTree &tree) {
     tree.reset(first);
 }
 
-void load_native_file(Database &database, const fs::path &file, YangTree &running,
-                      std::map<std::string, std::string> &file_of_root) {
-    YangTree tree;
+YangTree read_native_file(const fs::path &file) {
+    const std::string text = read_file(file);
+    const bool is_xml = file.extension() == ".xml";
     try {
-        tree = native_schema().parse(read_file(file), file.extension() == ".xml" ? LYD_XML : LYD_JSON);
-    } catch (const YangError &error) {
+        // libyang reads up to the end of the first document and says nothing of what follows.
+        read_document(text, is_xml ? DocumentFormat::xml : DocumentFormat::json, native_schema());
+        return native_schema().parse(text, is_xml ? LYD_XML : LYD_JSON);
+    } catch (const std::runtime_error &error) {
         throw NodeError(fmt::format("{}: {}", file.string(), error.what()));
     }
+}
+
+void load_native_file(Database &database, const fs::path &file, YangTree &running,
+                      std::map<std::string, std::string> &file_of_root) {
+    YangTree tree = read_native_file(file);
     drop_implicit_roots(tree);
     std::size_t roots = 0, configuration_roots = 0;
     for (const lyd_node *root = tree.get(); root != nullptr; root = root->next) {

@@ -180,7 +180,9 @@ Outcome init_with(const std::filesystem::path &folder, const std::string &file, 
 
 TEST_F(CommandLine, FaultyExampleIsToldByFileAndPlaceAndLeavesNothing) {
     const struct {
-        const char *file, *text, *message;
+        const char *file;
+        std::string text;
+        const char *message;
     } faults[] = {
         {"native/running.json", "{\"Korvex-ifmgr-cfg:interface-configurations\": {\"interface\": []}}",
          "native/running.json: "},
@@ -192,6 +194,16 @@ TEST_F(CommandLine, FaultyExampleIsToldByFileAndPlaceAndLeavesNothing) {
          "[{\"name\": \"Ots0/1/0/0\"}]}}}",
          "expected each root in one file"},
         {"native/empty.json", "{}", "native/empty.json: holds no data"},
+        {"native/more.json", "{}}", "native/more.json: not well-formed JSON: parse error at line 1, column 3"},
+        {"native/more.json", "{}\n{}", "native/more.json: not well-formed JSON: parse error at line 2, column 1"},
+        {"native/more.json", "{} junk", "native/more.json: not well-formed JSON: parse error at line 1, column 4"},
+        {"native/cut.json", "{\"a\":", "native/cut.json: not well-formed JSON: parse error at line 1, column 6"},
+        {"native/zero.json", std::string("{}\0{}", 5), "native/zero.json: holds a zero byte"},
+        {"native/zero.xml", std::string(1, '\0'), "native/zero.xml: holds a zero byte"},
+        {"native/nothing.json", "", "native/nothing.json: not well-formed JSON: parse error at line 1, column 1"},
+        {"native/nothing.xml", "", "native/nothing.xml: holds no data"},
+        {"sysdb/nothing.json", "", "sysdb/nothing.json: $: not JSON: parse error at line 1, column 1"},
+        {"sysdb/zero.json", std::string("[]\0[]", 5), "sysdb/zero.json: $: holds a zero byte"},
         {"native/notes.txt", "", "native/notes.txt: expected a file whose name ends in .json or .xml"},
         {"sysdb/ots-if.json", "[{\"bind_point\": 1}]", "sysdb/ots-if.json: $[0].bind_point"},
     };
