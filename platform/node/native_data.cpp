@@ -17,8 +17,16 @@ namespace {
 constexpr const char *kTable = "native_data";
 constexpr std::string_view kRunning = "running";
 
+std::string document_to_store(std::string_view name, const lyd_node *tree) {
+    try {
+        return print_to_store(tree);
+    } catch (const YangError &error) {
+        throw YangError(fmt::format("native data '{}': {}", name, error.what()));
+    }
+}
+
 void store(Database &database, std::string_view name, const lyd_node *tree) {
-    const std::string document = print_to_store(tree);
+    const std::string document = document_to_store(name, tree);
     Statement insert =
         database.prepare("INSERT INTO native_data(name, document, checksum) VALUES(?1, ?2, ?3) ON CONFLICT(name) "
                          "DO UPDATE SET document = excluded.document, checksum = excluded.checksum");

@@ -128,6 +128,41 @@ TEST_F(CommandLine, ConfigurationMayComeInOneFileForEachRoot) {
     EXPECT_THAT(native, HasSubstr("\"interface-name\": \"Ots0/1/0/0\""));
 }
 
+TEST_F(CommandLine, ConfigurationMayHaveOneRootAlone) {
+    const std::pair<const char *, const char *> roots[] = {
+        {"interface-name", R"({"Korvex-ifmgr-cfg:interface-configurations": {"interface-configuration": [
+            {"active": "act", "interface-name": "Ots0/1/0/0"}]}})"},
+        {"link-status", R"({"Korvex-ifmgr-cfg:global-interface-configuration": {"link-status": "physical"}})"}};
+    for (const auto &[leaf, running] : roots) {
+        std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
+        write_file(folder() / "example/native/running.json", running);
+        const std::string made = (folder() / "new").string();
+        const Outcome outcome = run_ocamp({"node", "init", made, "--from", (folder() / "example").string()});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_THAT(run_ocamp({"native", "get", "--node", made}).out, HasSubstr(leaf));
+        std::filesystem::remove_all(made);
+        std::filesystem::remove_all(folder() / "example");
+    }
+}
+
+TEST_F(CommandLine, LastConfigurationOfANodeMayBeDeleted) {
+    std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
+    std::filesystem::remove(folder() / "example/native/running.json");
+    const std::string made = (folder() / "new").string();
+    ASSERT_EQ(run_ocamp({"node", "init", made, "--from", (folder() / "example").string()}).status, 0);
+    const std::string edit = "{\"openconfig-optical-amplifier:optical-amplifier\": {\"amplifiers\": {\"amplifier\": "
+                             "[{\"name\": \"0/1-AMP-PRE\", \"config\": {\"target-gain\": \"12.0\"}}]}}}";
+    ASSERT_EQ(run_ocamp({"edit", "--node", made, "-"}, edit).status, 0);
+    const Outcome outcome =
+        run_ocamp({"edit", "--node", made, "-"},
+                  "<config xmlns='urn:ietf:params:xml:ns:netconf:base:1.0' "
+                  "xmlns:nc='urn:ietf:params:xml:ns:netconf:base:1.0'><optical-amplifier "
+                  "xmlns='http://openconfig.net/yang/optical-amplfier'><amplifiers nc:operation='delete'/>"
+                  "</optical-amplifier></config>");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(run_ocamp({"get", "--node", made, "--config"}).out, "{}\n");
+}
+
 TEST_F(CommandLine, EachCommandHasHelpWithAnExample) {
     EXPECT_THAT(run_ocamp({"--help"}).out, HasSubstr("explain"));
     const std::vector<std::vector<std::string>> commands = {
