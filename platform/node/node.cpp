@@ -32,7 +32,7 @@ constexpr std::string_view kDatabaseName = "node.db";
 constexpr std::string_view kQueueName = "node.queue";
 constexpr std::string_view kNewWord = ".new-"; // stands before the number of the process that makes the file
 constexpr std::chrono::seconds kLongestQueue{30};
-constexpr FileMark kMark{0x4f434e44, 1}; // "OCND"
+constexpr FileMark kMark{0x4f434e44, 2}; // "OCND"
 constexpr std::array<std::string_view, 1> kOpenConfigModules{"openconfig-optical-amplifier"};
 constexpr std::array<std::string_view, 5> kNativeModules{"Korvex-ifmgr-cfg", "Korvex-controller-optics-cfg",
                                                          "Korvex-controller-orvo8-ots-oper",
