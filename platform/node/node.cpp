@@ -126,10 +126,18 @@ void load_native_file(Database &database, const fs::path &file, YangTree &runnin
         throw NodeError(fmt::format("{}: expected configuration alone or one root of operational data", file.string()));
 }
 
-void load_sysdb_file(SystemDatabase &system_database, const fs::path &file) {
+using ItemName = std::pair<std::string, std::string>; // bind point and name
+
+void load_sysdb_file(SystemDatabase &system_database, const fs::path &file,
+                     std::map<ItemName, std::string> &file_of_item) {
     try {
-        for (const SysdbItem &item : sysdb_items_from_json(read_file(file)))
+        for (const SysdbItem &item : sysdb_items_from_json(read_file(file))) {
+            const auto [earlier, added] = file_of_item.emplace(ItemName(item.bind_point, item.item), file.string());
+            if (!added)
+                throw NodeError(fmt::format("{}: item {}{} is already in {}, expected each item once", file.string(),
+                                            item.bind_point, item.item, earlier->second));
             system_database.put(item.bind_point, item.item, encode_bag(item.bag));
+        }
     } catch (const std::system_error &) {
         throw; // names the file already, and is no fault of the example
     } catch (const SqliteError &) {
@@ -148,8 +156,9 @@ void load_example(Database &database, const fs::path &example) {
         load_native_file(database, file, running, file_of_root);
     store_running(database, running.get());
     SystemDatabase system_database(database);
+    std::map<ItemName, std::string> file_of_item;
     for (const fs::path &file : files_in(example / "sysdb", {".json"}))
-        load_sysdb_file(system_database, file);
+        load_sysdb_file(system_database, file, file_of_item);
 }
 
 void sync(const fs::path &path, std::string_view failure = "cannot be written to the disk") {

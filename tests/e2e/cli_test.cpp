@@ -251,6 +251,25 @@ TEST_F(CommandLine, FaultyExampleIsToldByFileAndPlaceAndLeavesNothing) {
     }
 }
 
+TEST_F(CommandLine, ItemOfAnExampleIsGivenOnce) {
+    const std::string item = R"({"bind_point": "/a/", "item": "b/c", "bag": {"name": "r", "version": [1, 0],
+                                "tokens": []}})";
+    const Outcome in_one = init_with(folder(), "sysdb/more.json", "[" + item + "," + item + "]");
+    const std::string files = (folder() / "example/sysdb/").string();
+    EXPECT_EQ(in_one.status, 2);
+    EXPECT_THAT(in_one.err, HasSubstr(files + "more.json: item /a/b/c is already in " + files + "more.json, expected"));
+    std::filesystem::remove_all(folder() / "example");
+    const Outcome again = init_with(folder(), "sysdb/again.json", read_file(EXAMPLE_NODE "/sysdb/inventory.json"));
+    EXPECT_EQ(again.status, 2);
+    EXPECT_THAT(again.err, StartsWith("ocamp: " + files + "inventory.json: item /oper/inventory/gl/entity/"));
+    EXPECT_THAT(again.err, HasSubstr(" is already in " + files + "again.json, expected each item once"));
+    EXPECT_FALSE(std::filesystem::exists(folder() / "new"));
+    std::filesystem::remove_all(folder() / "example");
+    const std::string other = R"({"bind_point": "/a/b/", "item": "c", "bag": {"name": "r", "version": [1, 0],
+                                 "tokens": []}})";
+    EXPECT_EQ(init_with(folder(), "sysdb/more.json", "[" + item + "," + other + "]").status, 0);
+}
+
 TEST_F(CommandLine, ExampleFileThatIsNoFileIsRefusedAndNotWaitedFor) {
     std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
     const auto init = [&] {
