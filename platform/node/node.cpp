@@ -14,6 +14,7 @@
 #include <map>
 #include <sstream>
 #include <system_error>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -31,6 +32,7 @@ namespace {
 constexpr std::string_view kDatabaseName = "node.db";
 constexpr std::string_view kQueueName = "node.queue";
 constexpr std::string_view kNewWord = ".new-"; // stands before the number of the process that makes the file
+constexpr std::string_view kJournalWord = "-journal";
 constexpr std::chrono::seconds kLongestQueue{30};
 constexpr FileMark kMark{0x4f434e44, 2}; // "OCND"
 constexpr std::array<std::string_view, 1> kOpenConfigModules{"openconfig-optical-amplifier"};
@@ -42,9 +44,21 @@ constexpr std::array<std::string_view, 5> kNativeModules{"Korvex-ifmgr-cfg", "Ko
     throw std::system_error(errno, std::generic_category(), fmt::format("{}: {}", path.string(), action));
 }
 
+// What a path leads to; fs::file_type::not_found for nothing. Throws NodeError when it cannot be followed.
+fs::file_type type_of(const fs::path &path) {
+    std::error_code error;
+    const fs::file_type type = fs::status(path, error).type();
+    if (type != fs::file_type::none)
+        return type;
+    // A disk that fails is not the fault of who named the path.
+    if (error == std::errc::io_error || error == std::errc::not_enough_memory)
+        throw std::system_error(error, fmt::format("{}: cannot be looked at", path.string()));
+    throw NodeError(fmt::format("{}: {}, expected a path that can be followed", path.string(), error.message()));
+}
+
 std::string read_file(const fs::path &file) {
     // A pipe or a device might never end.
-    if (!fs::is_regular_file(file))
+    if (type_of(file) != fs::file_type::regular)
         throw NodeError(fmt::format("{}: not a regular file, expected a document", file.string()));
     errno = 0;
     std::ifstream stream(file, std::ios::binary);
@@ -176,7 +190,7 @@ void sync(const fs::path &path, std::string_view failure = "cannot be written to
 void remove_with_journal(const fs::path &file) {
     std::error_code ignored;
     // The journal first: without its file nobody would find it again.
-    fs::remove(file.string() + "-journal", ignored);
+    fs::remove(file.string().append(kJournalWord), ignored);
     fs::remove(file, ignored);
 }
 
@@ -207,13 +221,25 @@ void remove_leftovers(const fs::path &final_name) {
     const std::string prefix = final_name.filename().string() + std::string(kNewWord);
     std::error_code error;
     for (const fs::directory_entry &entry : fs::directory_iterator(final_name.parent_path(), error)) {
-        const std::string pid = entry.path().filename().string();
-        if (!pid.starts_with(prefix) || pid.find_first_not_of("0123456789", prefix.size()) != std::string::npos ||
+        std::string name = entry.path().filename().string();
+        const bool is_journal = name.ends_with(kJournalWord);
+        name.resize(name.size() - (is_journal ? kJournalWord.size() : 0));
+        if (!name.starts_with(prefix) || name.find_first_not_of("0123456789", prefix.size()) != std::string::npos ||
             !entry.is_regular_file(error))
             continue;
-        if (LockedFile(entry.path(), O_RDWR).lock())
-            remove_with_journal(entry.path());
+        const fs::path file = final_name.parent_path() / name;
+        // A journal goes with its file, which is there before it and is gone after it.
+        if (is_journal && fs::exists(file, error))
+            continue;
+        // Held until the file is gone: nobody may begin with what is being taken away.
+        const LockedFile leftover(file, O_RDWR);
+        if (is_journal || (leftover.lock() && leftover.is_named()))
+            remove_with_journal(file);
     }
+}
+
+[[noreturn]] void refuse_second_node(const fs::path &folder) {
+    throw NodeError(fmt::format("{}: holds a node already, expected a new or empty folder", folder.string()));
 }
 
 // A file that is gone again unless it was given its name.
@@ -221,10 +247,12 @@ class NewFile {
   public:
     explicit NewFile(const fs::path &final_name)
         : final_name_(final_name), path_(final_name.string() + fmt::format("{}{}", kNewWord, getpid())) {
-        file_.emplace(path_, O_RDWR | O_CREAT | O_EXCL);
-        // Another run may have taken it for a leftover before it was locked.
-        if (!file_->lock() || !file_->is_named())
-            fail_on(path_, "cannot be made");
+        // Another run may take it for a leftover before it is locked.
+        for (int attempt = 0; !make(); ++attempt) {
+            if (attempt == kMostAttempts)
+                fail_on(path_, "cannot be made");
+            std::this_thread::sleep_for(kPause);
+        }
     }
     ~NewFile() {
         if (!named_)
@@ -239,13 +267,28 @@ class NewFile {
     void give_name() {
         sync(path_);
         const fs::path folder = final_name_.parent_path();
-        if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, final_name_.c_str(), RENAME_NOREPLACE) != 0)
+        if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, final_name_.c_str(), RENAME_NOREPLACE) != 0) {
+            if (errno == EEXIST)
+                refuse_second_node(folder);
             fail_on(final_name_, "cannot be made");
+        }
         named_ = true;
         sync(folder, "the node is made, but it may not outlast a power cut");
     }
 
   private:
+    static constexpr int kMostAttempts = 100;
+    static constexpr std::chrono::milliseconds kPause{1};
+
+    bool make() {
+        file_.emplace(path_, O_RDWR | O_CREAT | O_EXCL);
+        if (file_->lock())
+            return file_->is_named();
+        if (errno != EEXIST && errno != EWOULDBLOCK)
+            fail_on(path_, "cannot be made");
+        return false;
+    }
+
     fs::path final_name_;
     fs::path path_;
     std::optional<LockedFile> file_;
@@ -287,7 +330,7 @@ const std::vector<std::string> &node_tables() {
 // Path of a node's database. Throws NodeError when there is none.
 std::string database_of(const fs::path &folder) {
     const fs::path file = folder / kDatabaseName;
-    if (!fs::is_regular_file(file))
+    if (type_of(file) != fs::file_type::regular)
         throw NodeError(fmt::format("{}: no node, expected a folder made with 'ocamp node init'", folder.string()));
     return file.string();
 }
@@ -312,13 +355,16 @@ const Schema &native_schema() {
 }
 
 void Node::init(const fs::path &folder, const fs::path &example) {
-    if (!fs::is_directory(example))
+    if (type_of(example) != fs::file_type::directory)
         throw NodeError(fmt::format("{}: no such folder, expected an example node", example.string()));
-    const fs::path target = fs::absolute(folder).lexically_normal();
+    std::error_code error;
+    const fs::path target = fs::absolute(folder, error).lexically_normal();
+    if (error)
+        throw NodeError(fmt::format("\"{}\": {}, expected the name of a folder", folder.string(), error.message()));
     const NewFolder made(target);
     remove_leftovers(target / kDatabaseName);
-    if (fs::exists(target / kDatabaseName))
-        throw NodeError(fmt::format("{}: holds a node already, expected a new or empty folder", folder.string()));
+    if (fs::exists(fs::symlink_status(target / kDatabaseName, error)))
+        refuse_second_node(folder);
     NewFile file(target / kDatabaseName);
     {
         Database database(file.path().string(), Database::Mode::create, &kMark);

@@ -318,6 +318,14 @@ TEST_F(CommandLine, LeftoversOfKilledRunsGoAndThoseOfRunsAtWorkStay) {
     EXPECT_FALSE(std::filesystem::exists(busy));
 }
 
+TEST_F(CommandLine, JournalThatAKilledRunLeftAloneGoes) {
+    const std::filesystem::path journal = folder() / "new" / "node.db.new-9-journal";
+    std::filesystem::create_directory(folder() / "new");
+    write_file(journal, "x");
+    EXPECT_EQ(run_ocamp({"node", "init", (folder() / "new").string(), "--from", EXAMPLE_NODE}).status, 0);
+    EXPECT_FALSE(std::filesystem::exists(journal));
+}
+
 TEST_F(CommandLine, SecondHistoryOfAPortIsRefused) {
     std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
     const std::filesystem::path file = folder() / "example" / "native" / "history.xml";
@@ -330,6 +338,81 @@ TEST_F(CommandLine, SecondHistoryOfAPortIsRefused) {
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, HasSubstr("native/history.xml: "));
     EXPECT_THAT(outcome.err, HasSubstr("a port has one history, number 1"));
+}
+
+TEST_F(CommandLine, ReadingThatNoAnswerCanCarryIsRefused) {
+    const std::string text = read_file(EXAMPLE_NODE "/native/history.xml"), before = "<average>";
+    const std::size_t at = text.find(before) + before.size(), end = text.find("</average>");
+    const auto init_with_reading = [&](const std::string &reading) {
+        std::filesystem::remove_all(folder() / "example");
+        std::filesystem::remove_all(folder() / "new");
+        return init_with(folder(), "native/history.xml", text.substr(0, at) + reading + text.substr(end));
+    };
+    for (const char *reading : {"99999999999999999999999", "10000000000000000.5", "-0.125", "-"}) {
+        const Outcome outcome = init_with_reading(reading);
+        EXPECT_EQ(outcome.status, 2) << reading;
+        EXPECT_THAT(outcome.err, HasSubstr("native/history.xml: a reading has up to 16 digits before the point"));
+    }
+    for (const char *reading : {"9999999999999999.99", "  -09999999999999999.990 ", "0"})
+        EXPECT_EQ(init_with_reading(reading).status, 0) << reading;
+}
+
+TEST_F(CommandLine, PathThatCannotBeFollowedIsToldAndWrongUse) {
+    const std::filesystem::path loop = folder() / "loop";
+    std::filesystem::create_symlink(loop, loop);
+    const std::string looped = "loop: Too many levels of symbolic links", example = EXAMPLE_NODE;
+    const std::string made = (folder() / "new").string(), long_name(5000, 'x');
+    std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
+    std::filesystem::create_symlink("loop.json", folder() / "example/native/loop.json");
+    const struct {
+        std::vector<std::string> words;
+        std::string message;
+    } cases[] = {
+        {{"get", "--node", loop.string()}, "loop/node.db: Too many levels of symbolic links, expected"},
+        {{"get", "--node", long_name}, "File name too long, expected"},
+        {{"edit", "--node", loop.string(), "-"}, "loop/node.db: Too many levels of symbolic links, expected"},
+        {{"get", "--node", node(), "--plugin", loop.string()}, looped + ", expected"},
+        {{"node", "init", made, "--from", loop.string()}, looped + ", expected"},
+        {{"node", "init", made, "--from", (folder() / "example").string()},
+         "native/loop.json: Too many levels of symbolic links, expected"},
+        {{"node", "init", "", "--from", example}, "\"\": "},
+        {{"node", "init", loop.string(), "--from", example}, "loop: "},
+    };
+    for (const auto &wrong : cases) {
+        const Outcome outcome = run_ocamp(wrong.words, "{}");
+        EXPECT_EQ(outcome.status, 2) << outcome.err;
+        EXPECT_THAT(outcome.err, HasSubstr(wrong.message));
+        EXPECT_THAT(outcome.err, Not(HasSubstr("filesystem error")));
+    }
+}
+
+TEST_F(CommandLine, LinkInThePlaceOfANodeIsNoRoomForOne) {
+    const std::filesystem::path target = folder() / "new";
+    std::filesystem::create_directory(target);
+    std::filesystem::create_symlink("nowhere", target / "node.db");
+    const Outcome outcome = run_ocamp({"node", "init", target.string(), "--from", EXAMPLE_NODE});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("new: holds a node already, expected a new or empty folder"));
+}
+
+TEST_F(CommandLine, NodesMadeAtOnceAreOne) {
+    const std::string made = (folder() / "new").string();
+    std::vector<std::future<Outcome>> runs;
+    for (int i = 0; i < 4; ++i)
+        runs.push_back(std::async(std::launch::async, [&] {
+            return run_ocamp({"node", "init", made, "--from", EXAMPLE_NODE});
+        }));
+    int done = 0;
+    for (std::future<Outcome> &run : runs) {
+        const Outcome outcome = run.get();
+        if (outcome.status == 0) {
+            ++done;
+            continue;
+        }
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_THAT(outcome.err, HasSubstr("new: holds a node already"));
+    }
+    EXPECT_EQ(done, 1);
 }
 
 TEST_F(CommandLine, MissingExampleIsTold) {
