@@ -18,8 +18,16 @@ namespace {
 constexpr const char *table_name = "native_data";
 constexpr std::string_view running_name = "running";
 
+std::string document_to_store(std::string_view name, const YangTree &tree) {
+    try {
+        return tree.print_to_store();
+    } catch (const YangError &error) {
+        throw YangError(fmt::format("native data '{}': {}", name, error.what()));
+    }
+}
+
 void store(Database &database, std::string_view name, const YangTree &tree) {
-    const std::string document = tree.print_to_store();
+    const std::string document = document_to_store(name, tree);
     Statement insert =
         database.prepare("INSERT INTO native_data(name, document, checksum) VALUES(?1, ?2, ?3) ON CONFLICT(name) "
                          "DO UPDATE SET document = excluded.document, checksum = excluded.checksum");

@@ -3,6 +3,7 @@
 
 #include "sysdb/bag_json.h"
 #include "sysdb/bag_record.h"
+#include "yang/client_document.h"
 #include "yang/error.h"
 #include "yang/models.h"
 
@@ -13,6 +14,7 @@
 #include <map>
 #include <sstream>
 #include <system_error>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -31,19 +33,35 @@ constexpr std::string_view database_name = "node.db";
 constexpr std::string_view queue_name = "node.queue";
 constexpr std::string_view journal_name = "node.db-journal";
 constexpr std::string_view new_word = ".new-"; // stands before the number of the process that makes the file
+constexpr std::string_view journal_word = "-journal";
 constexpr std::chrono::seconds longest_queue{30};
-constexpr FileMark node_mark{0x4f434e44, 1}; // "OCND"
+constexpr FileMark node_mark{0x4f434e44, 2}; // "OCND"
 
 [[noreturn]] void fail_on(const fs::path &path, std::string_view action) {
     throw std::system_error(errno, std::generic_category(), fmt::format("{}: {}", path.string(), action));
 }
 
+// What a path leads to; fs::file_type::not_found for nothing. Throws NodeError when it cannot be followed.
+fs::file_type type_of(const fs::path &path) {
+    std::error_code error;
+    const fs::file_type type = fs::status(path, error).type();
+    if (type != fs::file_type::none)
+        return type;
+    // A disk that fails is not the fault of who named the path.
+    if (error == std::errc::io_error || error == std::errc::not_enough_memory)
+        throw std::system_error(error, fmt::format("{}: cannot be looked at", path.string()));
+    throw NodeError(fmt::format("{}: {}, expected a path that can be followed", path.string(), error.message()));
+}
+
 std::string read_file(const fs::path &file) {
     // A pipe or a device might never end.
-    if (!fs::is_regular_file(file))
+    if (type_of(file) != fs::file_type::regular)
         throw NodeError(fmt::format("{}: not a regular file, expected a document", file.string()));
     errno = 0;
     std::ifstream stream(file, std::ios::binary);
+    stream.peek();
+    if (stream.eof())
+        return {};
     std::ostringstream text;
     if (stream && (text << stream.rdbuf()))
         return text.str();
@@ -79,14 +97,21 @@ void drop_implicit_roots(YangTree &tree) {
     }
 }
 
-void load_native_file(Database &database, const fs::path &file, YangTree &running,
-                      std::map<std::string, std::string> &file_of_root) {
-    YangTree tree;
+YangTree read_native_file(const fs::path &file) {
+    const std::string text = read_file(file);
+    const bool is_xml = file.extension() == ".xml";
     try {
-        tree = native_schema().parse(read_file(file), file.extension() == ".xml" ? LYD_XML : LYD_JSON);
-    } catch (const YangError &error) {
+        // libyang reads up to the end of the first document and says nothing of what follows.
+        read_document(text, is_xml ? DocumentFormat::xml : DocumentFormat::json, native_schema());
+        return native_schema().parse(text, is_xml ? LYD_XML : LYD_JSON);
+    } catch (const std::runtime_error &error) {
         throw NodeError(fmt::format("{}: {}", file.string(), error.what()));
     }
+}
+
+void load_native_file(Database &database, const fs::path &file, YangTree &running,
+                      std::map<std::string, std::string> &file_of_root) {
+    YangTree tree = read_native_file(file);
     drop_implicit_roots(tree);
     std::size_t roots = 0, configuration_roots = 0;
     for (const lyd_node *root = tree.first(); root != nullptr; root = root->next) {
@@ -107,10 +132,18 @@ void load_native_file(Database &database, const fs::path &file, YangTree &runnin
         throw NodeError(fmt::format("{}: expected configuration alone or one root of operational data", file.string()));
 }
 
-void load_sysdb_file(SystemDatabase &system_database, const fs::path &file) {
+using ItemName = std::pair<std::string, std::string>; // bind point and name
+
+void load_sysdb_file(SystemDatabase &system_database, const fs::path &file,
+                     std::map<ItemName, std::string> &file_of_item) {
     try {
-        for (const SysdbItem &item : sysdb_items_from_json(read_file(file)))
+        for (const SysdbItem &item : sysdb_items_from_json(read_file(file))) {
+            const auto [earlier, added] = file_of_item.emplace(ItemName(item.bind_point, item.item), file.string());
+            if (!added)
+                throw NodeError(fmt::format("{}: item {}{} is already in {}, expected each item once", file.string(),
+                                            item.bind_point, item.item, earlier->second));
             system_database.put(item.bind_point, item.item, encode_bag(item.bag));
+        }
     } catch (const std::system_error &) {
         throw; // names the file already, and is no fault of the example
     } catch (const SqliteError &) {
@@ -129,8 +162,9 @@ void load_example(Database &database, const fs::path &example) {
         load_native_file(database, file, running, file_of_root);
     store_running(database, running);
     SystemDatabase system_database(database);
+    std::map<ItemName, std::string> file_of_item;
     for (const fs::path &file : files_in(example / "sysdb", {".json"}))
-        load_sysdb_file(system_database, file);
+        load_sysdb_file(system_database, file, file_of_item);
 }
 
 void sync(const fs::path &path, std::string_view failure = "cannot be written to the disk") {
@@ -148,7 +182,7 @@ void sync(const fs::path &path, std::string_view failure = "cannot be written to
 void remove_with_journal(const fs::path &file) {
     std::error_code ignored;
     // The journal first: without its file nobody would find it again.
-    fs::remove(file.string() + "-journal", ignored);
+    fs::remove(file.string().append(journal_word), ignored);
     fs::remove(file, ignored);
 }
 
@@ -179,13 +213,25 @@ void remove_leftovers(const fs::path &final_name) {
     const std::string prefix = final_name.filename().string() + std::string(new_word);
     std::error_code error;
     for (const fs::directory_entry &entry : fs::directory_iterator(final_name.parent_path(), error)) {
-        const std::string pid = entry.path().filename().string();
-        if (!pid.starts_with(prefix) || pid.find_first_not_of("0123456789", prefix.size()) != std::string::npos ||
+        std::string name = entry.path().filename().string();
+        const bool is_journal = name.ends_with(journal_word);
+        name.resize(name.size() - (is_journal ? journal_word.size() : 0));
+        if (!name.starts_with(prefix) || name.find_first_not_of("0123456789", prefix.size()) != std::string::npos ||
             !entry.is_regular_file(error))
             continue;
-        if (LockedFile(entry.path(), O_RDWR).lock())
-            remove_with_journal(entry.path());
+        const fs::path file = final_name.parent_path() / name;
+        // A journal goes with its file, which is there before it and is gone after it.
+        if (is_journal && fs::exists(file, error))
+            continue;
+        // Held until the file is gone: nobody may begin with what is being taken away.
+        const LockedFile leftover(file, O_RDWR);
+        if (is_journal || (leftover.lock() && leftover.is_named()))
+            remove_with_journal(file);
     }
+}
+
+[[noreturn]] void refuse_second_node(const fs::path &folder) {
+    throw NodeError(fmt::format("{}: holds a node already, expected a new or empty folder", folder.string()));
 }
 
 // A file that is gone again unless it was given its name.
@@ -211,13 +257,28 @@ class NewFile {
     void give_name() {
         sync(path_);
         const fs::path folder = final_name_.parent_path();
-        if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, final_name_.c_str(), RENAME_NOREPLACE) != 0)
+        if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, final_name_.c_str(), RENAME_NOREPLACE) != 0) {
+            if (errno == EEXIST)
+                refuse_second_node(folder);
             fail_on(final_name_, "cannot be made");
+        }
         named_ = true;
         sync(folder, "the node is made, but it may not outlast a power cut");
     }
 
   private:
+    static constexpr int most_attempts = 100;
+    static constexpr std::chrono::milliseconds pause{1};
+
+    bool make() {
+        file_.emplace(path_, O_RDWR | O_CREAT | O_EXCL);
+        if (file_->lock())
+            return file_->is_named();
+        if (errno != EEXIST && errno != EWOULDBLOCK)
+            fail_on(path_, "cannot be made");
+        return false;
+    }
+
     fs::path final_name_;
     fs::path path_;
     std::optional<LockedFile> file_;
@@ -259,7 +320,7 @@ const std::vector<std::string> &node_tables() {
 // Path of a node's database. Throws NodeError when there is none.
 std::string database_of(const fs::path &folder) {
     const fs::path file = folder / database_name;
-    if (!fs::is_regular_file(file))
+    if (type_of(file) != fs::file_type::regular)
         throw NodeError(fmt::format("{}: no node, expected a folder made with 'ocamp node init'", folder.string()));
     // SQLite would wait for whoever writes into a pipe.
     const fs::path journal = folder / journal_name;
@@ -296,13 +357,16 @@ const LogSettings &logs_outside(const fs::path &folder, const LogSettings &logs)
 }
 
 void Node::init(const fs::path &folder, const fs::path &example) {
-    if (!fs::is_directory(example))
+    if (type_of(example) != fs::file_type::directory)
         throw NodeError(fmt::format("{}: no such folder, expected an example node", example.string()));
-    const fs::path target = fs::absolute(folder).lexically_normal();
+    std::error_code error;
+    const fs::path target = fs::absolute(folder, error).lexically_normal();
+    if (error)
+        throw NodeError(fmt::format("\"{}\": {}, expected the name of a folder", folder.string(), error.message()));
     const NewFolder made(target);
     remove_leftovers(target / database_name);
-    if (fs::exists(target / database_name))
-        throw NodeError(fmt::format("{}: holds a node already, expected a new or empty folder", folder.string()));
+    if (fs::exists(fs::symlink_status(target / database_name, error)))
+        refuse_second_node(folder);
     NewFile file(target / database_name);
     {
         Database database(file.path().string(), Database::Mode::create, &node_mark);

@@ -67,11 +67,14 @@ std::string Plugin::default_file() {
 }
 
 Plugin::Plugin(const std::string &file) : file_(file) {
-    if (!std::filesystem::exists(file))
-        throw PluginError(fmt::format("plug-in {}: no such file, expected the shared library of the plug-in", file));
+    std::error_code error;
+    if (!std::filesystem::exists(file, error))
+        throw PluginError(fmt::format("plug-in {}: {}, expected the shared library of the plug-in", file,
+                                      error ? error.message() : "no such file"));
     refuse_shortage(file);
     // A name without slash would be searched for elsewhere.
-    library_.reset(dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL));
+    const bool has_slash = file.find('/') != std::string::npos;
+    library_.reset(dlopen(has_slash ? file.c_str() : ("./" + file).c_str(), RTLD_NOW | RTLD_LOCAL));
     if (library_ != nullptr)
         return;
     const std::string reason = dlerror();

@@ -81,6 +81,9 @@ class ParseCheck {
 };
 
 Json parse(std::string_view text) {
+    // The parser takes one for the end of the text.
+    if (text.find('\0') != std::string_view::npos)
+        throw BagJsonError("$: holds a zero byte, expected text");
     ParseCheck check;
     try {
         return Json::parse(text, std::ref(check));

@@ -18,6 +18,10 @@ constexpr const char *table_name = "sysdb_item";
     throw SysdbNameError(fmt::format("{}\": expected {}", text, expected));
 }
 
+std::int64_t bag_checksum(std::string_view bind_point, std::string_view item, std::span<const std::uint8_t> bag) {
+    return row_checksum({bind_point, item, {reinterpret_cast<const char *>(bag.data()), bag.size()}});
+}
+
 void check_name(const char *what, std::string_view name) {
     if (name.size() > sysdb_name_limit)
         refuse_name(what, name, "at most 255 bytes");
@@ -42,9 +46,11 @@ void check_item_name(std::string_view item) {
 }
 
 std::vector<std::string> item_table_sql() {
-    // The checksum is that of the names: the record has checksums of its own.
+    // The checksum is that of the names, so that absence can be told without reading the records. The record's is that
+    // of both: its own checksums do not say whose it is.
     return sealed_table_sql(table_name, "bind_point TEXT NOT NULL, item TEXT NOT NULL, bag BLOB NOT NULL, "
-                                        "checksum INTEGER NOT NULL, PRIMARY KEY(bind_point, item)");
+                                        "bag_checksum INTEGER NOT NULL, checksum INTEGER NOT NULL, "
+                                        "PRIMARY KEY(bind_point, item)");
 }
 
 Statement &SystemDatabase::statement(std::optional<Statement> &kept, std::string_view sql) {
@@ -78,24 +84,29 @@ void SystemDatabase::check_names() {
 std::optional<std::vector<std::uint8_t>> SystemDatabase::get(std::string_view bind_point, std::string_view item) {
     check_bind_point(bind_point);
     check_item_name(item);
-    Statement &query = statement(get_, "SELECT bag FROM sysdb_item WHERE bind_point = ?1 AND item = ?2");
+    Statement &query = statement(get_, "SELECT bag, bag_checksum FROM sysdb_item WHERE bind_point = ?1 AND item = ?2");
     const StatementUse use(query);
     if (!query.bind(1, bind_point).bind(2, item).step()) {
         check_names();
         return std::nullopt;
     }
     const auto bag = query.blob(0);
+    if (bag_checksum(bind_point, item, bag) != query.number(1))
+        throw DamageError(
+            fmt::format("{}: record {}{} is damaged: it does not hold its checksum", file(), bind_point, item));
     return std::vector<std::uint8_t>(bag.begin(), bag.end());
 }
 
 void SystemDatabase::put(std::string_view bind_point, std::string_view item, std::span<const std::uint8_t> bag) {
     check_bind_point(bind_point);
     check_item_name(item);
-    Statement &change = statement(put_, "INSERT INTO sysdb_item(bind_point, item, bag, checksum) "
-                                        "VALUES(?1, ?2, ?3, ?4) ON CONFLICT(bind_point, item) "
-                                        "DO UPDATE SET bag = excluded.bag, checksum = excluded.checksum");
+    Statement &change = statement(put_, "INSERT INTO sysdb_item(bind_point, item, bag, bag_checksum, checksum) "
+                                        "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(bind_point, item) DO UPDATE SET "
+                                        "bag = excluded.bag, bag_checksum = excluded.bag_checksum, "
+                                        "checksum = excluded.checksum");
     const StatementUse use(change);
-    change.bind(1, bind_point).bind(2, item).bind_blob(3, bag).bind(4, row_checksum({bind_point, item})).step();
+    change.bind(1, bind_point).bind(2, item).bind_blob(3, bag).bind(4, bag_checksum(bind_point, item, bag));
+    change.bind(5, row_checksum({bind_point, item})).step();
 }
 
 bool SystemDatabase::remove(std::string_view bind_point, std::string_view item) {

@@ -44,7 +44,7 @@ class SystemDatabase {
     const std::string &file() const noexcept { return database_.file(); }
 
     /// Nothing when there truly is no such item: before that is said, the names of all items are checked. The bytes are
-    /// given as they are.
+    /// those that were put under this name.
     std::optional<std::vector<std::uint8_t>> get(std::string_view bind_point, std::string_view item);
     /// Writes or overwrites. The bytes are taken as they are.
     void put(std::string_view bind_point, std::string_view item, std::span<const std::uint8_t> bag);

@@ -6,9 +6,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fmt/format.h>
@@ -73,9 +75,12 @@ void WriterTurn::join() {
     bool failed = false;
     long long last = 0;
     // When nobody waits, tickets begin anew.
-    if (!is_free(descriptor_, ticket_office + 1, 0, failed) &&
-        (failed || pread(descriptor_, &last, sizeof last, 0) != sizeof last))
+    const bool alone = is_free(descriptor_, ticket_office + 1, 0, failed);
+    if (!alone && (failed || pread(descriptor_, &last, sizeof last, 0) != sizeof last))
         fail("read the queue");
+    if (!alone && (last < 1 || last == std::numeric_limits<long long>::max()))
+        throw WriterQueueError(fmt::format(
+            "{}: holds the ticket {}, expected one from 1 on; remove the file when nobody writes", file_, last));
     ticket_ = last + 1;
     if (pwrite(descriptor_, &ticket_, sizeof ticket_, 0) != sizeof ticket_)
         fail("join the queue");
@@ -87,9 +92,16 @@ void WriterTurn::join() {
 WriterTurn::WriterTurn(const std::string &file, milliseconds limit)
     : file_(file), limit_(limit), end_(std::chrono::steady_clock::now() + limit),
       descriptor_(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666)) {
+    if (descriptor_ < 0 && errno == ELOOP)
+        refuse_file("a symbolic link");
     if (descriptor_ < 0)
         fail("open");
     try {
+        struct stat status = {};
+        if (fstat(descriptor_, &status) != 0)
+            fail("look at");
+        if (!S_ISREG(status.st_mode))
+            refuse_file("no regular file");
         join();
         wait_until(
             [&](bool &failed) { return ticket_ == 1 || is_free(descriptor_, ticket_office + 1, ticket_ - 1, failed); },

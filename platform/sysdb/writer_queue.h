@@ -29,6 +29,7 @@ class WriterTurn {
     template <class Attempt>
     void wait_until(Attempt attempt, const char *action);
     [[noreturn]] void fail(const char *action) const;
+    [[noreturn]] void refuse_file(const char *found) const;
 
     std::string file_;
     std::chrono::milliseconds limit_;

@@ -64,6 +64,9 @@ class YangTree {
     template <class Call>
     LY_ERR call_with_first(Call call);
     lyd_node *insert(lyd_node *parent, lyd_node *added);
+    void add_implicit_nodes(const ly_ctx &context);
+    // Nodes that are there by default may be missing in either. This tree is not empty.
+    bool says_the_same_as(YangTree other) const;
 
     std::unique_ptr<lyd_node, FreeTree> first_;
 };

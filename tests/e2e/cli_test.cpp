@@ -138,6 +138,41 @@ TEST_F(CommandLine, ConfigurationMayComeInOneFileForEachRoot) {
     EXPECT_THAT(native, HasSubstr("\"interface-name\": \"Ots0/1/0/0\""));
 }
 
+TEST_F(CommandLine, ConfigurationMayHaveOneRootAlone) {
+    const std::pair<const char *, const char *> roots[] = {
+        {"interface-name", R"({"Korvex-ifmgr-cfg:interface-configurations": {"interface-configuration": [
+            {"active": "act", "interface-name": "Ots0/1/0/0"}]}})"},
+        {"link-status", R"({"Korvex-ifmgr-cfg:global-interface-configuration": {"link-status": "physical"}})"}};
+    for (const auto &[leaf, running] : roots) {
+        std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
+        write_file(folder() / "example/native/running.json", running);
+        const std::string made = (folder() / "new").string();
+        const Outcome outcome = run_ocamp({"node", "init", made, "--from", (folder() / "example").string()});
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_THAT(run_ocamp({"native", "get", "--node", made}).out, HasSubstr(leaf));
+        std::filesystem::remove_all(made);
+        std::filesystem::remove_all(folder() / "example");
+    }
+}
+
+TEST_F(CommandLine, LastConfigurationOfANodeMayBeDeleted) {
+    std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
+    std::filesystem::remove(folder() / "example/native/running.json");
+    const std::string made = (folder() / "new").string();
+    ASSERT_EQ(run_ocamp({"node", "init", made, "--from", (folder() / "example").string()}).status, 0);
+    const std::string edit = "{\"openconfig-optical-amplifier:optical-amplifier\": {\"amplifiers\": {\"amplifier\": "
+                             "[{\"name\": \"0/1-AMP-PRE\", \"config\": {\"target-gain\": \"12.0\"}}]}}}";
+    ASSERT_EQ(run_ocamp({"edit", "--node", made, "-"}, edit).status, 0);
+    const Outcome outcome =
+        run_ocamp({"edit", "--node", made, "-"},
+                  "<config xmlns='urn:ietf:params:xml:ns:netconf:base:1.0' "
+                  "xmlns:nc='urn:ietf:params:xml:ns:netconf:base:1.0'><optical-amplifier "
+                  "xmlns='http://openconfig.net/yang/optical-amplfier'><amplifiers nc:operation='delete'/>"
+                  "</optical-amplifier></config>");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(run_ocamp({"get", "--node", made, "--config"}).out, "{}\n");
+}
+
 TEST_F(CommandLine, EachCommandHasHelpWithAnExample) {
     EXPECT_THAT(run_ocamp({"--help"}).out, HasSubstr("explain"));
     const std::vector<std::vector<std::string>> commands = {
@@ -190,7 +225,9 @@ Outcome init_with(const std::filesystem::path &folder, const std::string &file, 
 
 TEST_F(CommandLine, FaultyExampleIsToldByFileAndPlaceAndLeavesNothing) {
     const struct {
-        const char *file, *text, *message;
+        const char *file;
+        std::string text;
+        const char *message;
     } faults[] = {
         {"native/running.json", "{\"Korvex-ifmgr-cfg:interface-configurations\": {\"interface\": []}}",
          "native/running.json: "},
@@ -202,6 +239,16 @@ TEST_F(CommandLine, FaultyExampleIsToldByFileAndPlaceAndLeavesNothing) {
          "[{\"name\": \"Ots0/1/0/0\"}]}}}",
          "expected each root in one file"},
         {"native/empty.json", "{}", "native/empty.json: holds no data"},
+        {"native/more.json", "{}}", "native/more.json: not well-formed JSON: parse error at line 1, column 3"},
+        {"native/more.json", "{}\n{}", "native/more.json: not well-formed JSON: parse error at line 2, column 1"},
+        {"native/more.json", "{} junk", "native/more.json: not well-formed JSON: parse error at line 1, column 4"},
+        {"native/cut.json", "{\"a\":", "native/cut.json: not well-formed JSON: parse error at line 1, column 6"},
+        {"native/zero.json", std::string("{}\0{}", 5), "native/zero.json: holds a zero byte"},
+        {"native/zero.xml", std::string(1, '\0'), "native/zero.xml: holds a zero byte"},
+        {"native/nothing.json", "", "native/nothing.json: not well-formed JSON: parse error at line 1, column 1"},
+        {"native/nothing.xml", "", "native/nothing.xml: holds no data"},
+        {"sysdb/nothing.json", "", "sysdb/nothing.json: $: not JSON: parse error at line 1, column 1"},
+        {"sysdb/zero.json", std::string("[]\0[]", 5), "sysdb/zero.json: $: holds a zero byte"},
         {"native/notes.txt", "", "native/notes.txt: expected a file whose name ends in .json or .xml"},
         {"sysdb/ots-if.json", "[{\"bind_point\": 1}]", "sysdb/ots-if.json: $[0].bind_point"},
     };
@@ -212,6 +259,25 @@ TEST_F(CommandLine, FaultyExampleIsToldByFileAndPlaceAndLeavesNothing) {
         EXPECT_FALSE(std::filesystem::exists(folder() / "new")) << fault.file;
         std::filesystem::remove_all(folder() / "example");
     }
+}
+
+TEST_F(CommandLine, ItemOfAnExampleIsGivenOnce) {
+    const std::string item = R"({"bind_point": "/a/", "item": "b/c", "bag": {"name": "r", "version": [1, 0],
+                                "tokens": []}})";
+    const Outcome in_one = init_with(folder(), "sysdb/more.json", "[" + item + "," + item + "]");
+    const std::string files = (folder() / "example/sysdb/").string();
+    EXPECT_EQ(in_one.status, 2);
+    EXPECT_THAT(in_one.err, HasSubstr(files + "more.json: item /a/b/c is already in " + files + "more.json, expected"));
+    std::filesystem::remove_all(folder() / "example");
+    const Outcome again = init_with(folder(), "sysdb/again.json", read_file(EXAMPLE_NODE "/sysdb/inventory.json"));
+    EXPECT_EQ(again.status, 2);
+    EXPECT_THAT(again.err, StartsWith("ocamp: " + files + "inventory.json: item /oper/inventory/gl/entity/"));
+    EXPECT_THAT(again.err, HasSubstr(" is already in " + files + "again.json, expected each item once"));
+    EXPECT_FALSE(std::filesystem::exists(folder() / "new"));
+    std::filesystem::remove_all(folder() / "example");
+    const std::string other = R"({"bind_point": "/a/b/", "item": "c", "bag": {"name": "r", "version": [1, 0],
+                                 "tokens": []}})";
+    EXPECT_EQ(init_with(folder(), "sysdb/more.json", "[" + item + "," + other + "]").status, 0);
 }
 
 TEST_F(CommandLine, ExampleFileThatIsNoFileIsRefusedAndNotWaitedFor) {
@@ -318,6 +384,14 @@ TEST_F(CommandLine, LeftoversOfKilledRunsGoAndThoseOfRunsAtWorkStay) {
     EXPECT_FALSE(std::filesystem::exists(busy));
 }
 
+TEST_F(CommandLine, JournalThatAKilledRunLeftAloneGoes) {
+    const std::filesystem::path journal = folder() / "new" / "node.db.new-9-journal";
+    std::filesystem::create_directory(folder() / "new");
+    write_file(journal, "x");
+    EXPECT_EQ(run_ocamp({"node", "init", (folder() / "new").string(), "--from", EXAMPLE_NODE}).status, 0);
+    EXPECT_FALSE(std::filesystem::exists(journal));
+}
+
 TEST_F(CommandLine, SecondHistoryOfAPortIsRefused) {
     std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
     const std::filesystem::path file = folder() / "example" / "native" / "history.xml";
@@ -330,6 +404,81 @@ TEST_F(CommandLine, SecondHistoryOfAPortIsRefused) {
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, HasSubstr("native/history.xml: "));
     EXPECT_THAT(outcome.err, HasSubstr("a port has one history, number 1"));
+}
+
+TEST_F(CommandLine, ReadingThatNoAnswerCanCarryIsRefused) {
+    const std::string text = read_file(EXAMPLE_NODE "/native/history.xml"), before = "<average>";
+    const std::size_t at = text.find(before) + before.size(), end = text.find("</average>");
+    const auto init_with_reading = [&](const std::string &reading) {
+        std::filesystem::remove_all(folder() / "example");
+        std::filesystem::remove_all(folder() / "new");
+        return init_with(folder(), "native/history.xml", text.substr(0, at) + reading + text.substr(end));
+    };
+    for (const char *reading : {"99999999999999999999999", "10000000000000000.5", "-0.125", "-"}) {
+        const Outcome outcome = init_with_reading(reading);
+        EXPECT_EQ(outcome.status, 2) << reading;
+        EXPECT_THAT(outcome.err, HasSubstr("native/history.xml: a reading has up to 16 digits before the point"));
+    }
+    for (const char *reading : {"9999999999999999.99", "  -09999999999999999.990 ", "0"})
+        EXPECT_EQ(init_with_reading(reading).status, 0) << reading;
+}
+
+TEST_F(CommandLine, PathThatCannotBeFollowedIsToldAndWrongUse) {
+    const std::filesystem::path loop = folder() / "loop";
+    std::filesystem::create_symlink(loop, loop);
+    const std::string looped = "loop: Too many levels of symbolic links", example = EXAMPLE_NODE;
+    const std::string made = (folder() / "new").string(), long_name(5000, 'x');
+    std::filesystem::copy(EXAMPLE_NODE, folder() / "example", std::filesystem::copy_options::recursive);
+    std::filesystem::create_symlink("loop.json", folder() / "example/native/loop.json");
+    const struct {
+        std::vector<std::string> words;
+        std::string message;
+    } cases[] = {
+        {{"get", "--node", loop.string()}, "loop/node.db: Too many levels of symbolic links, expected"},
+        {{"get", "--node", long_name}, "File name too long, expected"},
+        {{"edit", "--node", loop.string(), "-"}, "loop/node.db: Too many levels of symbolic links, expected"},
+        {{"get", "--node", node(), "--plugin", loop.string()}, looped + ", expected"},
+        {{"node", "init", made, "--from", loop.string()}, looped + ", expected"},
+        {{"node", "init", made, "--from", (folder() / "example").string()},
+         "native/loop.json: Too many levels of symbolic links, expected"},
+        {{"node", "init", "", "--from", example}, "\"\": "},
+        {{"node", "init", loop.string(), "--from", example}, "loop: "},
+    };
+    for (const auto &wrong : cases) {
+        const Outcome outcome = run_ocamp(wrong.words, "{}");
+        EXPECT_EQ(outcome.status, 2) << outcome.err;
+        EXPECT_THAT(outcome.err, HasSubstr(wrong.message));
+        EXPECT_THAT(outcome.err, Not(HasSubstr("filesystem error")));
+    }
+}
+
+TEST_F(CommandLine, LinkInThePlaceOfANodeIsNoRoomForOne) {
+    const std::filesystem::path target = folder() / "new";
+    std::filesystem::create_directory(target);
+    std::filesystem::create_symlink("nowhere", target / "node.db");
+    const Outcome outcome = run_ocamp({"node", "init", target.string(), "--from", EXAMPLE_NODE});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("new: holds a node already, expected a new or empty folder"));
+}
+
+TEST_F(CommandLine, NodesMadeAtOnceAreOne) {
+    const std::string made = (folder() / "new").string();
+    std::vector<std::future<Outcome>> runs;
+    for (int i = 0; i < 4; ++i)
+        runs.push_back(std::async(std::launch::async, [&] {
+            return run_ocamp({"node", "init", made, "--from", EXAMPLE_NODE});
+        }));
+    int done = 0;
+    for (std::future<Outcome> &run : runs) {
+        const Outcome outcome = run.get();
+        if (outcome.status == 0) {
+            ++done;
+            continue;
+        }
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_THAT(outcome.err, HasSubstr("new: holds a node already"));
+    }
+    EXPECT_EQ(done, 1);
 }
 
 TEST_F(CommandLine, MissingExampleIsTold) {

@@ -89,10 +89,10 @@ TEST_F(Storage, EmptyFileIsRefusedAndStaysEmpty) {
 }
 
 TEST_F(Storage, NewerFileIsRefused) {
-    { const Connection newer(file(), "PRAGMA user_version = 2;"); }
+    { const Connection newer(file(), "PRAGMA user_version = 3;"); }
     const Outcome outcome = get({});
     EXPECT_EQ(outcome.status, 2);
-    EXPECT_THAT(outcome.err, HasSubstr("node.db: a database of version 2, expected version 1"));
+    EXPECT_THAT(outcome.err, HasSubstr("node.db: a database of version 3, expected version 2"));
 }
 
 TEST_F(Storage, LockedNodeIsToldWithTheLimit) {

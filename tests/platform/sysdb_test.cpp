@@ -476,6 +476,22 @@ TEST_F(SysdbSeam, ADamagedNameIsAFailureWhereAbsenceWouldBeTold) {
     EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
 }
 
+TEST_F(SysdbSeam, ARecordUnderTheNameOfAnotherIsAFailure) {
+    const Bytes other = ocamp::encode_bag({"other", 1, 0, {}});
+    database_->put(ots_bind_point, "other", other);
+    void *handle = bound();
+    for (const char *columns : {"bag", "bag, bag_checksum"}) {
+        Database(file_, Database::Mode::read_write)
+            .exec("UPDATE sysdb_item SET (" + std::string(columns) + ") = (SELECT " + columns +
+                  " FROM sysdb_item WHERE item = 'other') WHERE item = 'summary'");
+        const std::string failure =
+            failure_of([&] { EXPECT_EQ(fetch(handle, "summary"), ocamp::rc_malformed_record); });
+        EXPECT_EQ(failure, file_ + ": record /oper/ots/if/summary is damaged: it does not hold its checksum");
+    }
+    EXPECT_EQ(database_->get(ots_bind_point, "other"), other);
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+}
+
 TEST_F(SysdbSeam, ALostRowIsAFailureWhereAbsenceWouldBeTold) {
     Database file(file_, Database::Mode::read_write);
     file.exec("DROP TRIGGER sysdb_item_delete; DELETE FROM sysdb_item WHERE item = 'summary'");
@@ -490,7 +506,8 @@ TEST_F(SysdbSeam, ALostRowIsAFailureWhereAbsenceWouldBeTold) {
         EXPECT_EQ(error.what(), file_ + ": damaged: table sysdb_item holds 1 rows, expected 2");
     }
     // One row for another: the number is right and the sum is not.
-    file.exec("INSERT INTO sysdb_item SELECT bind_point, 'twice', bag, checksum FROM sysdb_item; UPDATE seal SET "
+    file.exec("INSERT INTO sysdb_item SELECT bind_point, 'twice', bag, bag_checksum, checksum FROM sysdb_item; UPDATE "
+              "seal SET "
               "row_count = 2");
     EXPECT_THROW(database_->list(ots_bind_point), ocamp::DamageError);
 }

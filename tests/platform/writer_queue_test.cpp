@@ -5,12 +5,14 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -75,6 +77,36 @@ TEST_F(WriterQueue, KilledWriterHoldsNobodyUp) {
     }
     waitpid(child, nullptr, 0);
     EXPECT_NO_THROW(WriterTurn(file_, 1s));
+}
+
+TEST_F(WriterQueue, TicketThatNoneCanFollowIsToldWhileOthersWait) {
+    const WriterTurn turn(file_, 1s);
+    for (const long long last : {std::numeric_limits<long long>::max(), -5LL, 0LL}) {
+        std::fstream(file_, std::ios::in | std::ios::out).write(reinterpret_cast<const char *>(&last), sizeof last);
+        try {
+            const WriterTurn next(file_, 200ms);
+            FAIL() << "queued behind " << last;
+        } catch (const ocamp::WriterQueueError &error) {
+            EXPECT_EQ(error.what(), file_ + ": holds the ticket " + std::to_string(last) +
+                                        ", expected one from 1 on; remove the file when nobody writes");
+        }
+    }
+}
+
+TEST_F(WriterQueue, WhatIsNoFileIsTold) {
+    ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
+    const auto refusal = [&] {
+        try {
+            const WriterTurn turn(file_, 200ms);
+        } catch (const ocamp::WriterQueueError &error) {
+            return std::string(error.what());
+        }
+        return std::string("queued");
+    };
+    EXPECT_EQ(refusal(), file_ + ": no regular file, expected the queue of the writers or nothing");
+    std::filesystem::remove(file_);
+    std::filesystem::create_symlink("elsewhere", file_);
+    EXPECT_EQ(refusal(), file_ + ": a symbolic link, expected the queue of the writers or nothing");
 }
 
 TEST_F(WriterQueue, FileThatHoldsAnythingElseDoesNoHarm) {
