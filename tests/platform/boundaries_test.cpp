@@ -10,6 +10,7 @@
 #include "node/native_edit.h"
 #include "node/node.h"
 #include "yang/client_document.h"
+#include "yang/error.h"
 #include "yang/models.h"
 #include "yang/request_error.h"
 
