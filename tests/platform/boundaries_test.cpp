@@ -11,6 +11,7 @@
 #include "node/node.h"
 #include "support/files.h"
 #include "yang/client_document.h"
+#include "yang/error.h"
 #include "yang/models.h"
 #include "yang/request_error.h"
 

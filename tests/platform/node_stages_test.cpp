@@ -3,6 +3,7 @@
 #include "node/native_data.h"
 #include "node/node.h"
 #include "sysdb/seal.h"
+#include "yang/error.h"
 #include "yang/models.h"
 
 #include <gmock/gmock.h>
