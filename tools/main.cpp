@@ -65,7 +65,7 @@ void check_commands(CLI::App &program, int argc, char **argv) {
             std::vector<std::string> names;
             for (const CLI::App *known : at->get_subcommands(nullptr))
                 names.push_back(known->get_name());
-            throw ocamp::UsageError(fmt::format("no command '{}{}', expected one of: {}; 'ocamp --help' tells more",
+            throw ocamp::InputError(fmt::format("no command '{}{}', expected one of: {}; 'ocamp --help' tells more",
                                                 at == &program ? "" : at->get_name() + " ", word,
                                                 fmt::join(names, ", ")));
         }
