@@ -1,6 +1,7 @@
 // ocamp explain: how an answer or an edit comes about, step by step. Knows how the steps are shown, not how they are
 // done.
 #include "options.h"
+#include "output.h"
 #include "text_io.h"
 
 #include "seam/calls.h"
@@ -58,13 +59,13 @@ class CallRecorder : public CallObserver {
 
 void print_title(int number, std::string_view title) {
     const std::string head = fmt::format("{}. {} ", number, title);
-    fmt::print("{}{:-<{}}\n", head, "", std::max<std::size_t>(80, head.size() + 1) - head.size());
+    print("{}{:-<{}}\n", head, "", std::max<std::size_t>(80, head.size() + 1) - head.size());
 }
 
 void print_indented(std::string_view text, std::size_t columns) {
     std::istringstream lines{std::string(text)};
     for (std::string line; std::getline(lines, line);)
-        fmt::print("{:{}}{}\n", "", columns, line);
+        print("{:{}}{}\n", "", columns, line);
 }
 
 // "run 2 of 3: " when there are several.
@@ -75,19 +76,18 @@ std::string run_word(std::size_t index, std::size_t count) {
 void print_requests(const ReadReport &report, std::uint32_t kind) {
     print_title(1, "Request tree");
     for (std::size_t i = 0; i < report.size(); ++i) {
-        fmt::print("  {}{}\n", run_word(i, report.size()),
-                   kind == YFW_KIND_GET ? "get (kind 10)" : "get-config (kind 0)");
+        print("  {}{}\n", run_word(i, report.size()), kind == YFW_KIND_GET ? "get (kind 10)" : "get-config (kind 0)");
         print_indented(report[i].request, 4);
     }
     if (report.empty())
-        fmt::print("  none: the filter names nothing that the model has\n");
+        print("  none: the filter names nothing that the model has\n");
 }
 
 void print_native_requests(const ReadReport &report) {
     print_title(2, "Native request");
     for (std::size_t i = 0; i < report.size(); ++i) {
         if (report.size() > 1)
-            fmt::print("  run {} of {}\n", i + 1, report.size());
+            print("  run {} of {}\n", i + 1, report.size());
         print_indented(report[i].native_request, 4);
     }
 }
@@ -101,25 +101,25 @@ void print_native_answer(const ReadReport &report) {
     print_title(3, "Native answer");
     for (std::size_t i = 0; i < report.size(); ++i) {
         for (const NativeWalkReport &walk : report[i].walks) {
-            fmt::print("  {}{}{}\n", run_word(i, report.size()), escaped(walk.entry),
-                       walk.result == YMAP_RC_SKIP ? "  (not an entry of this mapping: left out)" : "");
+            print("  {}{}{}\n", run_word(i, report.size()), escaped(walk.entry),
+                  walk.result == YMAP_RC_SKIP ? "  (not an entry of this mapping: left out)" : "");
             print_indented(walk.tree, 4);
         }
         if (report[i].walks.empty())
-            fmt::print("  {}nothing\n", run_word(i, report.size()));
+            print("  {}nothing\n", run_word(i, report.size()));
     }
 }
 
 void print_dropped(const std::vector<DroppedLeaf> &dropped) {
     if (dropped.empty())
         return;
-    fmt::print("  {} {} written and not sent:\n", dropped.size(), dropped.size() == 1 ? "leaf" : "leaves");
+    print("  {} {} written and not sent:\n", dropped.size(), dropped.size() == 1 ? "leaf" : "leaves");
     std::map<std::pair<std::string, std::string>, std::size_t> counted;
     for (const DroppedLeaf &leaf : dropped)
         ++counted[{leaf.path, leaf.reason}];
     for (const auto &[leaf, count] : counted)
-        fmt::print("    {}{}: {}\n", escaped(leaf.first), count == 1 ? "" : fmt::format(" ({} times)", count),
-                   escaped(leaf.second));
+        print("    {}{}: {}\n", escaped(leaf.first), count == 1 ? "" : fmt::format(" ({} times)", count),
+              escaped(leaf.second));
 }
 
 // What was thrown about the request or the node, to be thrown again when the steps before it have been shown.
@@ -171,9 +171,9 @@ void add_explain_get(CLI::App &explain, CommonOptions &common) {
 void print_changes(int number, std::string_view title, const std::vector<std::string> &lines) {
     print_title(number, title);
     for (const std::string &line : lines)
-        fmt::print("  {}\n", line);
+        print("  {}\n", line);
     if (lines.empty())
-        fmt::print("  nothing\n");
+        print("  nothing\n");
 }
 
 void run_edit(const ExplainEditOptions &options, const CommonOptions &common) {
@@ -186,7 +186,7 @@ void run_edit(const ExplainEditOptions &options, const CommonOptions &common) {
     const std::exception_ptr refusal = refusal_of([&] { service.try_edit(request, report); });
     print_title(1, "Request tree");
     for (std::size_t i = 0; i < report.runs.size(); ++i) {
-        fmt::print("  {}edit (kind 1)\n", run_word(i, report.runs.size()));
+        print("  {}edit (kind 1)\n", run_word(i, report.runs.size()));
         print_indented(report.runs[i].request, 4);
     }
     if (calls) {
@@ -195,7 +195,7 @@ void run_edit(const ExplainEditOptions &options, const CommonOptions &common) {
         print_title(2, "Native edit");
         for (std::size_t i = 0; i < report.runs.size(); ++i) {
             if (report.runs.size() > 1)
-                fmt::print("  run {} of {}\n", i + 1, report.runs.size());
+                print("  run {} of {}\n", i + 1, report.runs.size());
             print_indented(report.runs[i].native_edit.empty() ? "nothing" : report.runs[i].native_edit, 4);
         }
     }

@@ -23,6 +23,15 @@ bool is_open_for_writing(int descriptor) noexcept {
     return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
 }
 
+// As errno says it. `done`: as for finish_output.
+[[noreturn]] void refuse_output(std::string_view done) {
+    const std::string reason = fmt::format("standard output: {}", !is_open_for_writing(STDOUT_FILENO) ? "closed"
+                                                                  : errno != 0 ? std::strerror(errno)
+                                                                               : "could not be written");
+    throw OutputError(done.empty() ? reason + ", the answer could not be written"
+                                   : fmt::format("{}, but it could not be acknowledged: {}", done, reason));
+}
+
 } // namespace
 
 void reserve_standard_streams() noexcept {
@@ -38,18 +47,18 @@ void let_writes_fail() noexcept {
     std::signal(SIGXFSZ, SIG_IGN);
 }
 
+void write_output(std::string_view text) {
+    errno = 0;
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
+        refuse_output("");
+}
+
 void finish_output(std::string_view text, std::string_view done) {
     errno = 0;
     const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    if (std::fflush(stdout) == 0 && written && std::ferror(stdout) == 0 && is_open_for_writing(STDOUT_FILENO)) {
-        outcome_is_told(0);
-        return;
-    }
-    const std::string reason = fmt::format("standard output: {}", !is_open_for_writing(STDOUT_FILENO) ? "closed"
-                                                                  : errno != 0 ? std::strerror(errno)
-                                                                               : "could not be written");
-    throw OutputError(done.empty() ? reason + ", the answer could not be written"
-                                   : fmt::format("{}, but it could not be acknowledged: {}", done, reason));
+    if (std::fflush(stdout) != 0 || !written || std::ferror(stdout) != 0 || !is_open_for_writing(STDOUT_FILENO))
+        refuse_output(done);
+    outcome_is_told(0);
 }
 
 void write_error(std::string_view text) noexcept {

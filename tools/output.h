@@ -5,6 +5,9 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include <fmt/format.h>
 
 namespace ocamp {
 
@@ -26,6 +29,15 @@ void let_writes_fail() noexcept;
 /// is made"; empty for an answer, which changes nothing. Afterwards nothing can go wrong any
 /// more for the one who asked. Throws OutputError.
 void finish_output(std::string_view text, std::string_view done);
+
+/// Writes to standard output; it need not be out before finish_output. Throws OutputError.
+void write_output(std::string_view text);
+
+/// As write_output, of what fmt::format makes of the arguments.
+template <class... Arguments>
+void print(fmt::format_string<Arguments...> format, Arguments &&...arguments) {
+    write_output(fmt::format(format, std::forward<Arguments>(arguments)...));
+}
 
 /// Writes to standard error; what cannot be written is lost.
 void write_error(std::string_view text) noexcept;

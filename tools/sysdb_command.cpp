@@ -8,7 +8,6 @@
 #include "sysdb/bag_record.h"
 #include "sysdb/record_reader.h"
 
-#include <cstdio>
 #include <functional>
 #include <memory>
 
@@ -30,7 +29,7 @@ void list_folder(SystemDatabase &database, const std::string &bind_point, const 
         if (name.ends_with('/'))
             list_folder(database, bind_point, folder + name);
         else
-            fmt::print("{}\n", escaped(fmt::format("{} {}{}", bind_point, folder, name)));
+            print("{}\n", escaped(fmt::format("{} {}{}", bind_point, folder, name)));
     }
 }
 
@@ -52,7 +51,7 @@ void get(SystemDatabase &database, const SysdbOptions &options) {
     const auto bag = read_record(database, options.bind_point, options.item);
     if (!bag)
         refuse_missing(options);
-    std::fputs(escaped_json(bag_to_json(decode_bag(*bag))).c_str(), stdout);
+    write_output(escaped_json(bag_to_json(decode_bag(*bag))));
 }
 
 using Read = void (*)(SystemDatabase &, const SysdbOptions &);

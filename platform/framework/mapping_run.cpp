@@ -2,11 +2,11 @@
 #include "framework/mapping_run.h"
 
 #include "framework/operation_words.h"
-#include "framework/path_text.h"
 #include "log/log.h"
 #include "seam/codes.h"
 #include "seam/guard.h"
 #include "seam/handle_table.h"
+#include "seam/path_text.h"
 
 #include <algorithm>
 

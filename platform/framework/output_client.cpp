@@ -1,7 +1,7 @@
 // The calls of the seam by which handlers write their output and look into list entries. They check what they are
 // given and hand it to the run; they know no model.
 #include "framework/client_words.h"
-#include "framework/path_text.h"
+#include "seam/path_text.h"
 
 #include <string>
 

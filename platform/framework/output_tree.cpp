@@ -2,7 +2,7 @@
 #include "framework/output_tree.h"
 
 #include "framework/operation_words.h"
-#include "framework/path_text.h"
+#include "seam/path_text.h"
 #include "seam/text.h"
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 
 #include "log/stages.h"
 
-#include "framework/path_text.h"
+#include "seam/path_text.h"
 #include "yang/error.h"
 
 #include <optional>

@@ -2,7 +2,9 @@
 #include "node/edit_request.h"
 
 #include "framework/operation_words.h"
-#include "framework/path_text.h"
+#include "node/native_range.h"
+#include "seam/path_text.h"
+#include "seam/text.h"
 #include "yang/error.h"
 #include "yang/request_error.h"
 
@@ -233,7 +235,8 @@ class EditReader {
         const lysc_type &type = type_of(*node.schema);
         if (from.json == ClientNode::JsonForm::absent)
             throw RequestError(error_tag::invalid_value, node.path,
-                               "has an operation that needs a value, and no value");
+                               from.operation ? "has an operation that needs a value, and no value"
+                                              : "is annotated and has no value, expected one beside the annotation");
         if (from.json && from.json != json_form(type))
             throw RequestError(error_tag::invalid_value, node.path,
                                fmt::format("is {}, expected {} as RFC 7951 writes it", form_word(*from.json),
@@ -243,7 +246,11 @@ class EditReader {
             node.value = type.basetype == LY_TYPE_STRING ? schema_.check_value(*node.schema, from.value)
                                                          : client_value(schema_, *node.schema, from);
         } catch (const YangError &error) {
-            throw RequestError(error_tag::invalid_value, node.path, error.what());
+            const std::optional<std::string> range = passed_range(*node.schema, trimmed(from.value));
+            throw RequestError(error_tag::invalid_value, node.path,
+                               range ? fmt::format("'{}': the model holds {}",
+                                                   shortened(trimmed(from.value), longest_shown_value), *range)
+                                     : error.what());
         }
     }
 

@@ -3,9 +3,9 @@
 #include "node/editor.h"
 
 #include "framework/operation_words.h"
-#include "framework/path_text.h"
 #include "node/native_edit.h"
 #include "node/slots.h"
+#include "seam/path_text.h"
 #include "yang/error.h"
 #include "yang/models.h"
 

@@ -1,8 +1,10 @@
 // How ranges are scaled and written. Knows neither requests nor the plug-in.
 #include "node/native_range.h"
 
+#include <charconv>
+#include <cmath>
 #include <cstdint>
-#include <cstdlib>
+#include <limits>
 #include <string_view>
 
 #include <fmt/format.h>
@@ -30,7 +32,9 @@ Unit unit_of(const lysc_node_leaf &leaf) {
 
 // A whole number of the smallest steps, with so many fraction digits.
 std::string scaled(std::int64_t steps, std::size_t digits) {
-    std::string text = std::to_string(std::abs(steps));
+    // The smallest number has no positive counterpart.
+    const auto size = steps < 0 ? 0 - static_cast<std::uint64_t>(steps) : static_cast<std::uint64_t>(steps);
+    std::string text = std::to_string(size);
     if (digits > 0) {
         if (text.size() <= digits)
             text.insert(0, digits + 1 - text.size(), '0');
@@ -59,6 +63,27 @@ std::optional<std::string> held_range(const lysc_node &leaf) {
                             scaled(range->parts[part].max_64, unit.digits));
     }
     return unit.name.empty() ? text : fmt::format("{} {}", text, unit.name);
+}
+
+std::optional<std::string> passed_range(const lysc_node &leaf, std::string_view number) {
+    const auto &node = reinterpret_cast<const lysc_node_leaf &>(leaf);
+    if (node.type->basetype != LY_TYPE_DEC64)
+        return std::nullopt;
+    const auto &type = reinterpret_cast<const lysc_type_dec &>(*node.type);
+    const std::size_t parts = type.range != nullptr ? LY_ARRAY_COUNT(type.range->parts) : 0;
+    const std::int64_t smallest = parts != 0 ? type.range->parts[0].min_64 : std::numeric_limits<std::int64_t>::min();
+    const std::int64_t largest =
+        parts != 0 ? type.range->parts[parts - 1].max_64 : std::numeric_limits<std::int64_t>::max();
+    number.remove_prefix(number.starts_with('+') ? 1 : 0);
+    double value = 0;
+    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
+    if (error == std::errc::invalid_argument || end != number.data() + number.size())
+        return std::nullopt;
+    const double steps = value * std::pow(10.0, type.fraction_digits);
+    if (error == std::errc() && steps >= static_cast<double>(smallest) && steps <= static_cast<double>(largest))
+        return std::nullopt;
+    return fmt::format("{} to {}{}{}", scaled(smallest, type.fraction_digits), scaled(largest, type.fraction_digits),
+                       node.units != nullptr ? " " : "", node.units != nullptr ? node.units : "");
 }
 
 } // namespace ocamp

@@ -39,7 +39,7 @@ std::vector<ClientNode> read_document(std::string_view document, DocumentFormat 
     document = without_byte_order_mark(document);
     if (document.find('\0') != std::string_view::npos)
         throw DocumentError("holds a zero byte, expected text");
-    return format == DocumentFormat::json ? read_json(document) : read_xml(document, models);
+    return format == DocumentFormat::json ? read_json(document, models) : read_xml(document, models);
 }
 
 std::string client_value(const Schema &schema, const lysc_node &leaf, const ClientNode &node) {

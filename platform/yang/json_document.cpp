@@ -7,9 +7,10 @@
 //               | name : object | scalar | [ objects ] | [ scalars ]
 //   annotations = { "module:name" : scalar }
 //
-// Knows no model: whether a name is that of a leaf or of a list is for others to say.
+// Whether a name is that of a leaf or of a list is for others to say: the model only tells the keys of entries.
 #include "yang/json_document.h"
 
+#include "seam/path_text.h"
 #include "yang/request_error.h"
 
 #include <algorithm>
@@ -42,9 +43,46 @@ bool is_array(const JsonValue &value) {
     return value.kind == JsonValue::Kind::array;
 }
 
+std::string without_module(const std::string &name) {
+    return name.substr(name.find(':') + 1);
+}
+
+// Where a value stands: its data path, and what the model has there; NULL for nothing, and for the document.
+struct Place {
+    std::string path = {};
+    const lysc_node *schema = nullptr;
+
+    Place member(const Schema &models, const std::string &name) const {
+        const bool known = schema != nullptr || path.empty();
+        return {path + "/" + name, known ? models.find(schema, name) : nullptr};
+    }
+
+    // By the entry's keys; by its number, from 1, when it does not have them.
+    Place item(const JsonValue &value, std::size_t number) const {
+        const std::string keys = schema != nullptr && is_list(*schema) && is_object(value) ? predicates(value) : "";
+        return {path + (keys.empty() ? fmt::format("[{}]", number) : keys), schema};
+    }
+
+  private:
+    std::string predicates(const JsonValue &entry) const {
+        std::string text;
+        for (const lysc_node *key : list_keys(*schema)) {
+            std::size_t i = 0;
+            while (i < entry.values.size() && without_module(entry.names[i]) != key->name)
+                ++i;
+            if (i == entry.values.size() || entry.values[i].kind != JsonValue::Kind::string)
+                return "";
+            text += step_with_key("", key->name, entry.values[i].text);
+        }
+        return text;
+    }
+};
+
 // Collects what the parser tells. Unlike the parser's own documents it keeps members of one name apart.
 class JsonCollector : public nlohmann::json_sax<nlohmann::json> {
   public:
+    explicit JsonCollector(const Schema &models) : models_(models) {}
+
     JsonValue take() { return std::move(root_); }
 
     bool null() override { return add({.kind = JsonValue::Kind::null}) != nullptr; }
@@ -78,13 +116,17 @@ class JsonCollector : public nlohmann::json_sax<nlohmann::json> {
   private:
     // Where the value that is read next stands.
     std::string path() const {
-        std::string text;
-        for (const JsonValue *value : open_)
-            text += is_array(*value) ? fmt::format("[{}]", value->values.size() + (value == open_.back() ? 1 : 0))
-                                     : "/" + without_module(value->names.back());
-        return text;
+        Place place;
+        for (const JsonValue *value : open_) {
+            if (!is_array(*value))
+                place = place.member(models_, without_module(value->names.back()));
+            else if (value == open_.back())
+                place = place.item({.kind = JsonValue::Kind::null}, value->values.size() + 1);
+            else
+                place = place.item(value->values.back(), value->values.size());
+        }
+        return place.path;
     }
-    static std::string without_module(const std::string &name) { return name.substr(name.find(':') + 1); }
 
     JsonValue *add(JsonValue value) {
         if (open_.empty()) {
@@ -109,6 +151,7 @@ class JsonCollector : public nlohmann::json_sax<nlohmann::json> {
         return true;
     }
 
+    const Schema &models_;
     JsonValue root_{.kind = JsonValue::Kind::null};
     std::vector<JsonValue *> open_;
 };
@@ -157,8 +200,9 @@ void annotate(ClientNode &node, const JsonValue &annotations, const std::string 
 // Reads the members of one object.
 class ObjectReader {
   public:
-    // `path`: the object's, empty for the document. `module`: of names without one of their own.
-    ObjectReader(const std::string &path, const std::string &module) : path_(path), module_(module) {}
+    // `module`: of names without one of their own.
+    ObjectReader(const Schema &models, const Place &place, const std::string &module)
+        : models_(models), place_(place), module_(module) {}
 
     std::vector<ClientNode> read(const JsonValue &object) {
         for (std::size_t i = 0; i < object.values.size(); ++i) {
@@ -191,34 +235,36 @@ class ObjectReader {
 
     void read_member(const std::string &word, const JsonValue &value) {
         const Name name = resolve(word);
-        const std::string path = path_ + "/" + name.name;
+        const Place place = place_.member(models_, name.name);
+        const std::string &path = place.path;
         if (name.name.empty() || has_control_character(word))
             throw RequestError(error_tag::unknown_element, path, "is no name");
         const std::size_t first = nodes_.size();
         if (is_array(value))
-            read_array(name, value, path);
+            read_array(name, value, place);
         else
-            read_value(name, value, path, false);
+            read_value(name, value, place, false);
         if (!members_.emplace(name.whole(), Range{first, nodes_.size() - first}).second)
             throw RequestError(error_tag::operation_failed, path, "is given twice, expected once");
     }
 
-    void read_array(const Name &name, const JsonValue &array, const std::string &path) {
+    void read_array(const Name &name, const JsonValue &array, const Place &list) {
         if (array.values.empty())
-            throw RequestError(error_tag::invalid_value, path, "is an empty array, expected what it is to hold");
+            throw RequestError(error_tag::invalid_value, list.path, "is an empty array, expected what it is to hold");
         for (std::size_t i = 0; i < array.values.size(); ++i) {
             const JsonValue &item = array.values[i];
-            const std::string place = fmt::format("{}[{}]", path, i + 1);
+            const Place place = list.item(item, i + 1);
             if (is_array(item))
-                throw RequestError(error_tag::invalid_value, place, "is an array inside an array");
+                throw RequestError(error_tag::invalid_value, place.path, "is an array inside an array");
             if (is_object(item) != is_object(array.values.front()))
-                throw RequestError(error_tag::invalid_value, place,
+                throw RequestError(error_tag::invalid_value, place.path,
                                    "is not of the kind of the array's first, expected objects or values alone");
             read_value(name, item, place, true);
         }
     }
 
-    void read_value(const Name &name, const JsonValue &value, const std::string &path, bool in_array) {
+    void read_value(const Name &name, const JsonValue &value, const Place &place, bool in_array) {
+        const std::string &path = place.path;
         ClientNode node{.name = name.name, .module = name.module, .value = value.text};
         node.json = form_of(value);
         node.in_array = in_array;
@@ -234,14 +280,14 @@ class ObjectReader {
                     throw RequestError(error_tag::bad_attribute, path + "/@", "is given twice, expected once");
                 annotate(node, value.values[i], path + "/@");
             }
-            node.children = ObjectReader(path, name.module).read(value);
+            node.children = ObjectReader(models_, place, name.module).read(value);
         }
         nodes_.push_back(std::move(node));
     }
 
     void read_annotation(const std::string &word, const JsonValue &value) {
         const Name name = resolve(std::string_view(word).substr(1));
-        const std::string path = fmt::format("{}/@{}", path_, name.name);
+        const std::string path = fmt::format("{}/@{}", place_.path, name.name);
         if (!annotated_.insert(name.whole()).second)
             throw RequestError(error_tag::bad_attribute, path, "is given twice, expected once");
         const auto member = members_.find(name.whole());
@@ -271,7 +317,8 @@ class ObjectReader {
         }
     }
 
-    const std::string &path_;
+    const Schema &models_;
+    const Place &place_;
     const std::string &module_;
     std::vector<ClientNode> nodes_;
     std::unordered_map<std::string, Range> members_; // by whole name
@@ -280,8 +327,8 @@ class ObjectReader {
 
 } // namespace
 
-std::vector<ClientNode> read_json(std::string_view document) {
-    JsonCollector collector;
+std::vector<ClientNode> read_json(std::string_view document, const Schema &models) {
+    JsonCollector collector(models);
     if (!nlohmann::json::sax_parse(document, &collector))
         throw DocumentError("not well-formed JSON");
     const JsonValue root = collector.take();
@@ -289,8 +336,9 @@ std::vector<ClientNode> read_json(std::string_view document) {
         throw DocumentError("expected one JSON object");
     if (std::find(root.names.begin(), root.names.end(), "@") != root.names.end())
         throw RequestError(error_tag::bad_attribute, "/@", "annotates the document, expected it inside a node");
-    const std::string no_path, no_module;
-    return ObjectReader(no_path, no_module).read(root);
+    const Place document_place;
+    const std::string no_module;
+    return ObjectReader(models, document_place, no_module).read(root);
 }
 
 } // namespace ocamp

@@ -111,7 +111,7 @@ TEST_F(Descriptors, OutputThatIsFullIsAFailure) {
                                                   {"explain", "get", "--node", node()}}) {
         const Outcome outcome = run_ocamp(words, "", full_output);
         EXPECT_EQ(outcome.status, 1) << words.front();
-        EXPECT_THAT(outcome.err, testing::StartsWith("ocamp: "));
+        EXPECT_THAT(outcome.err, testing::StartsWith("ocamp: standard output: No space left on device"));
         EXPECT_EQ(run_ocamp(words, "", full_output_and_error).status, 1) << words.front();
     }
 }

@@ -1,7 +1,7 @@
 // Request trees as walkers get them, and the trees that their writes make.
 #include "framework/output_tree.h"
-#include "framework/path_text.h"
 #include "framework/request_tree.h"
+#include "seam/path_text.h"
 
 #include <cstring>
 

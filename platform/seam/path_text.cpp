@@ -1,5 +1,5 @@
 // How paths are taken apart and put together. Knows no model.
-#include "framework/path_text.h"
+#include "seam/path_text.h"
 
 namespace ocamp {
 
