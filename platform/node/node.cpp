@@ -1,6 +1,7 @@
 // How nodes are made and opened. Knows neither the plug-in nor OpenConfig requests.
 #include "node/node.h"
 
+#include "node/unfinished_node.h"
 #include "sysdb/bag_json.h"
 #include "sysdb/bag_record.h"
 
@@ -204,11 +205,9 @@ class NewFile {
         // Another run may have taken it for a leftover before it was locked.
         if (!file_->lock() || !file_->is_named())
             fail_on(path_, "cannot be made");
+        unfinished_node::file_is_made(path_);
     }
-    ~NewFile() {
-        if (!named_)
-            remove_with_journal(path_);
-    }
+    ~NewFile() { unfinished_node::remove_file(); }
     NewFile(const NewFile &) = delete;
     NewFile &operator=(const NewFile &) = delete;
 
@@ -220,7 +219,7 @@ class NewFile {
         const fs::path folder = final_name_.parent_path();
         if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, final_name_.c_str(), RENAME_NOREPLACE) != 0)
             fail_on(final_name_, "cannot be made");
-        named_ = true;
+        unfinished_node::file_is_finished();
         sync(folder, "the node is made, but it may not outlast a power cut");
     }
 
@@ -228,29 +227,21 @@ class NewFile {
     fs::path final_name_;
     fs::path path_;
     std::optional<LockedFile> file_;
-    bool named_ = false;
 };
 
 // A folder that is gone again, if it was made here and is empty.
 class NewFolder {
   public:
-    explicit NewFolder(const fs::path &path) : path_(path) {
+    explicit NewFolder(const fs::path &path) {
         std::error_code error;
-        made_ = fs::create_directory(path, error);
+        if (fs::create_directory(path, error))
+            unfinished_node::folder_is_made(path);
         if (error)
             throw NodeError(fmt::format("{}: {}, expected a folder that can be made", path.string(), error.message()));
     }
-    ~NewFolder() {
-        std::error_code ignored;
-        if (made_)
-            fs::remove(path_, ignored); // leaves a folder that holds anything
-    }
+    ~NewFolder() { unfinished_node::remove_folder(); }
     NewFolder(const NewFolder &) = delete;
     NewFolder &operator=(const NewFolder &) = delete;
-
-  private:
-    fs::path path_;
-    bool made_ = false;
 };
 
 const std::vector<std::string> &node_tables() {
