@@ -46,7 +46,7 @@ char *yfw_strdup(const char *text, const char *label) {
     if (text == nullptr)
         refuse(function, RC_INVALID_ARGUMENT, "no text to copy");
     else if (copy == nullptr)
-        refuse(function, RC_OUT_OF_MEMORY, "no room for a copy");
+        fail(function, RC_OUT_OF_MEMORY, "no room for a copy");
     record_call(function, Quoted{copy}, Quoted{text}, Quoted{label});
     return copy;
 }
