@@ -3,7 +3,7 @@
 
 #include "node/unfinished_node.h"
 #include "sysdb/bag_json.h"
-#include "sysdb/bag_record.h"
+#include "sysdb/record_reader.h"
 
 #include <algorithm>
 #include <array>
@@ -118,7 +118,7 @@ void load_native_file(Database &database, const fs::path &file, YangTree &runnin
 void load_sysdb_file(SystemDatabase &system_database, const fs::path &file) {
     try {
         for (const SysdbItem &item : sysdb_items_from_json(read_file(file)))
-            system_database.put(item.bind_point, item.item, encode_bag(item.bag));
+            write_record(system_database, item.bind_point, item.item, item.bag);
     } catch (const std::system_error &) {
         throw; // names the file already, and is no fault of the example
     } catch (const SqliteError &) {

@@ -6,6 +6,7 @@
 #include "log/seam_guard.h"
 #include "sysdb/bag_record.h"
 #include "sysdb/current_system_database.h"
+#include "sysdb/record_reader.h"
 #include "sysdb/system_database.h"
 
 #include <cerrno>
@@ -98,6 +99,26 @@ class SysdbFile : public testing::Test {
 };
 
 class SystemDatabaseFile : public SysdbFile {};
+
+TEST_F(SystemDatabaseFile, RecordIsReadBackBeforeItIsWritten) {
+    const ocamp::BagRecord record = ocamp::decode_bag(sample_bag());
+    SystemDatabase database(file_, Database::Mode::create);
+    ocamp::write_record(database, kOts, "whole", record);
+    EXPECT_EQ(ocamp::decode_bag(*ocamp::read_record(database, kOts, "whole")), record);
+    // A file that keeps something else than it is given.
+    for (const char *kept : {"x'00'", "(SELECT bag FROM sysdb_item WHERE item = 'other')"}) {
+        ocamp::BagRecord other = record;
+        other.name = "other";
+        ocamp::write_record(database, kOts, "other", other);
+        Database file(file_, Database::Mode::read_write);
+        file.exec(std::string("CREATE TRIGGER loss AFTER INSERT ON sysdb_item WHEN new.item = 'lost' BEGIN "
+                              "UPDATE sysdb_item SET bag = ") +
+                  kept + " WHERE item = 'lost'; END;");
+        EXPECT_THROW(ocamp::write_record(database, kOts, "lost", record), ocamp::DamageError);
+        file.exec("DROP TRIGGER loss;");
+        database.remove(kOts, "lost");
+    }
+}
 
 // The calls of the seam on a database with one amplifier's items.
 class SysdbSeam : public SysdbFile {
