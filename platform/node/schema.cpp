@@ -76,12 +76,12 @@ void check_lexical_form(const lysc_node &leaf, std::string_view value) {
 }
 
 // The last complaint that was made in the context, with its place.
-std::string complaint_of(const ly_ctx *context) {
+YangError complaint_of(const ly_ctx *context) {
     const char *message = ly_errmsg(context);
     const char *path = ly_errpath(context);
     if (message == nullptr)
-        return "refused without a reason";
-    return path == nullptr ? message : fmt::format("{} ({})", message, path);
+        return YangError("refused without a reason");
+    return path == nullptr ? YangError(message) : YangError(message, path);
 }
 
 // Memory that has run out is no complaint about what libyang was given.
@@ -89,7 +89,7 @@ void check(LY_ERR result, const ly_ctx *context) {
     if (result == LY_EMEM)
         throw std::bad_alloc();
     if (result != LY_SUCCESS)
-        throw YangError(complaint_of(context));
+        throw complaint_of(context);
 }
 
 // A stream of the C library into a text. Unlike libyang's own printing to memory, which goes on without what it could
@@ -221,7 +221,7 @@ const lys_module *Schema::module(std::string_view word) const {
 }
 
 std::string Schema::complaint() const {
-    return complaint_of(context_.get());
+    return complaint_of(context_.get()).what();
 }
 
 std::string Schema::check_value(const lysc_node &leaf, std::string_view value) const {

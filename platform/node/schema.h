@@ -20,6 +20,15 @@ namespace ocamp {
 class YangError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
+    /// `place`: where in the model or the data. The text has it in brackets behind the complaint.
+    YangError(const std::string &complaint, const std::string &place)
+        : std::runtime_error(complaint + " (" + place + ")"), complaint_size_(complaint.size()) {}
+
+    /// The text without the place.
+    std::string_view complaint() const noexcept { return std::string_view(what()).substr(0, complaint_size_); }
+
+  private:
+    std::size_t complaint_size_ = std::string_view::npos;
 };
 
 struct FreeTree {

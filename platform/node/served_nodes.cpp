@@ -23,10 +23,24 @@ const lysc_node *on_device(const lysc_node *node) {
     return device_schema().find(parent, node->name, node->module->ns);
 }
 
+// A container keeps its place in the device's model when all of its leaves are taken away.
+bool holds_leaf(const lysc_node &node) {
+    if (is_leaf(node))
+        return true;
+    for (const lysc_node *child = lysc_node_child(&node); child != nullptr; child = child->next) {
+        if (holds_leaf(*child))
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 bool is_served(const lysc_node &node) {
-    return device_schema().module(node.module->name) == nullptr || on_device(&node) != nullptr;
+    if (device_schema().module(node.module->name) == nullptr)
+        return true;
+    const lysc_node *device_node = on_device(&node);
+    return device_node != nullptr && holds_leaf(*device_node);
 }
 
 } // namespace ocamp

@@ -16,6 +16,7 @@ using namespace ocamp;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 namespace {
 
@@ -93,7 +94,20 @@ TEST_F(ReaderTest, WalkerThatFailsOnANativeAnswerFailsTheRead) {
         FAIL() << "the read gave an answer";
     } catch (const RequestError &error) {
         EXPECT_EQ(error.code(), YMAP_RC_INVALID_ARGS);
-        EXPECT_THAT(error.path(), HasSubstr("[interface-name='Ots0/1/0/1']"));
+        EXPECT_EQ(error.path(), "");
+        EXPECT_THAT(error.what(), StartsWith("/: native data /Korvex-ifmgr-cfg:interface-configurations"));
+        EXPECT_THAT(error.what(), HasSubstr("[interface-name='Ots0/1/0/1']: "));
+    }
+}
+
+TEST_F(ReaderTest, WalkerThatFailsIsToldOfTheEntryThatTheClientNamed) {
+    try {
+        read(node_with("", "fails"), "/optical-amplifier/amplifiers/amplifier[name='Ots0/1/0/1']/config");
+        FAIL() << "the read gave an answer";
+    } catch (const RequestError &error) {
+        EXPECT_EQ(error.path(), "/optical-amplifier/amplifiers/amplifier[name='Ots0/1/0/1']");
+        EXPECT_EQ(error.code(), YMAP_RC_INVALID_ARGS);
+        EXPECT_EQ(error.tag(), ErrorTag::operation_failed);
     }
 }
 
@@ -171,8 +185,16 @@ TEST_F(ReaderTest, EveryUnservedLeafIsRefusedAlikeWhenAPathNamesIt) {
     }
 }
 
+TEST_F(ReaderTest, ContainerWithoutAServedLeafIsRefusedAsItsLeavesAre) {
+    const std::string entry = first_amplifier;
+    for (const std::string &path : {entry + "/state/input-power-total", entry + "/state/output-power-l-band",
+                                    std::string("/optical-amplifier/amplifiers/amplifier/state/input-power-total")})
+        EXPECT_EQ(refusal(path), path + ": not served by this device [operation-not-supported]");
+}
+
 TEST_F(ReaderTest, ServedLeavesAndContainersAreNotRefused) {
-    for (const char *path : {"/config/target-gain", "/state/actual-gain/instant", "/state/input-power-total", "/name"})
+    for (const char *path :
+         {"/config/target-gain", "/state/actual-gain/instant", "/state/actual-gain", "/state", "/name"})
         EXPECT_EQ(refusal(std::string(first_amplifier) + path), "");
 }
 
