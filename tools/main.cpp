@@ -8,6 +8,7 @@
 #include "seam/input_error.h"
 #include "seam/text.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -32,9 +33,11 @@ char output_buffer[BUFSIZ];
 // One line, whatever a client's text in the message holds. Nothing here throws: the message may be about memory, and
 // standard error may be gone.
 int tell(std::string_view message, int status) noexcept {
+    // In bytes: a refusal with its longest path and reason, and a little more.
+    constexpr std::size_t longest_message = 1600;
     try {
         std::string line = "ocamp: ";
-        ocamp::append_escaped(line, message);
+        ocamp::append_escaped(line, ocamp::shortened(message, longest_message));
         line += '\n';
         ocamp::write_error(line);
     } catch (...) {

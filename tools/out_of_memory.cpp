@@ -4,8 +4,10 @@
 // before. Other C libraries do not check every allocation. Among them is libyang, which crashes at some places and at
 // others leaves a part out of a text without a word. So an allocation of theirs that fails ends the process here, with
 // a message and status 1, before anything can be made of it; what is not committed then is rolled back by whoever opens
-// the node next.
+// the node next, and a node that was being made is taken away.
 #include "out_of_memory.h"
+
+#include "node/unfinished_node.h"
 
 #include <cstdlib>
 #include <exception>
@@ -28,6 +30,8 @@ bool allocation_failed = false; // of C++
 [[noreturn]] void end_process() noexcept {
     if (outcome)
         _exit(*outcome);
+    ocamp::unfinished_node::remove_file();
+    ocamp::unfinished_node::remove_folder();
     constexpr std::string_view message = "ocamp: out of memory\n";
     // There is nobody left to tell that nobody could be told.
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, message.data(), message.size());

@@ -68,7 +68,7 @@ void put(const SysdbOptions &options) {
     const BagRecord record = named_input(options.file, [](const std::string &text) { return bag_from_json(text); });
     Node node(options.node, Node::Access::write);
     Transaction transaction(node.database());
-    node.system_database().put(options.bind_point, options.item, encode_bag(record));
+    write_record(node.system_database(), options.bind_point, options.item, record);
     transaction.commit();
     finish_output("", "the record is written");
 }

@@ -182,7 +182,8 @@ cerrno yfw_map_check_oc_leafref(yfw_map_ctx ctx, const char *list_path, const ch
                                 yfw_datatree *out);
 /*
  * Stack of the list entries that a request names in one walk; `peak` gives the top, NULL when empty. The list walker
- * uses it up: it takes every entry off and runs the handler of each but its own, which may stand anywhere.
+ * uses it up: it takes every entry off and runs the handler of each but its own, which may stand anywhere. When it
+ * fails the rest stays on the stack, which the framework discards with the request.
  */
 uint32_t yfw_map_util_itree_stack_size(yfw_map_ctx ctx);
 const yfw_datatree *yfw_map_util_itree_stack_peak(yfw_map_ctx ctx);

@@ -422,8 +422,9 @@ class NodeWalk {
     }
 
     /// Instances that the framework holds on its stack for this list: of the others than this entry, which may stand
-    /// anywhere among them, only the handlers run. The stack is used up and nothing is pushed back on it: what stayed
-    /// there would be visited again by the walker of the next entry.
+    /// anywhere among them, only the handlers run. On success the stack is used up and nothing is pushed back on it:
+    /// what stayed there would be visited again by the walker of the next entry. After a failure the rest stays there,
+    /// and the framework discards it with the request.
     cerrno visit_further_entries() {
         if constexpr (is_list) {
             if (!entered_)

@@ -47,7 +47,7 @@ char *yfw_strdup(const char *text, const char *label) {
     if (text == nullptr)
         refuse(function, rc_invalid_argument, "no text to copy");
     else if (copy == nullptr)
-        refuse(function, rc_out_of_memory, "no room for a copy");
+        fail(function, rc_out_of_memory, "no room for a copy");
     record_call(function, Quoted{copy}, Quoted{text}, Quoted{label});
     return copy;
 }

@@ -123,7 +123,8 @@ class EditReader {
             node.path += predicates(from, *node.schema);
         check_form(node, from);
         settle_operation(node, from);
-        if (!is_configuration(*node.schema))
+        // State inside what is deleted goes with it: a client may send what it has read.
+        if (!is_configuration(*node.schema) && !deletes(inherited.value_or(YFW_OP_MERGE)))
             throw RequestError(error_tag::not_supported, node.path, "is state, which cannot be edited");
         if (is_leaf(*node.schema))
             read_value(node, from);

@@ -117,7 +117,7 @@ void check_after(const EditNode &node, lyd_node *siblings) {
         return;
     }
     if (is_list(*node.schema) && instance == nullptr)
-        refuse_absent(node, error_tag::operation_failed,
+        refuse_absent(node, error_tag::invalid_value,
                       fmt::format("the node has no such entry to configure: the '{}' of none is '{}'",
                                   list_keys(*node.schema).front()->name, node.keys().front()));
     if (is_leaf(*node.schema) && node.operation) {

@@ -8,7 +8,10 @@
 #include "yang/models.h"
 
 #include <algorithm>
+#include <map>
+#include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -177,18 +180,6 @@ Filter Filter::from_document(const Schema &schema, std::string_view xml) {
     return filter;
 }
 
-bool Filter::contradicts(const std::vector<Node> &siblings, const Node &match) {
-    return std::any_of(siblings.begin(), siblings.end(), [&](const Node &other) {
-        return other.schema == match.schema && other.kind == Node::Kind::content_match && other.value != match.value;
-    });
-}
-
-bool Filter::repeats(const std::vector<Node> &siblings, const Node &leaf) {
-    return leaf.children.empty() && std::any_of(siblings.begin(), siblings.end(), [&](const Node &other) {
-               return other.schema == leaf.schema && other.kind == leaf.kind && other.value == leaf.value;
-           });
-}
-
 // None for a filter node that can select nothing: a name that the model does not have or the device does not serve, a
 // value that the leaf cannot have, an attribute that no data node carries, or a containment whose children select
 // nothing.
@@ -208,14 +199,22 @@ std::optional<Filter::Node> Filter::resolve(const Schema &schema, const lysc_nod
         resolved.value = *std::move(canonical);
     } else if (!from.children.empty()) {
         resolved.kind = Node::Kind::containment;
+        std::map<std::pair<const lysc_node *, Node::Kind>, std::string> childless; // with the value of each
         for (const ClientNode &child : from.children) {
             std::optional<Node> inner = resolve(schema, node, child);
             const bool content_match = !trimmed(child.value).empty();
             resolved.selects_inside = resolved.selects_inside || !content_match;
             // A content match that can never hold, alone or beside another, rules out the whole element.
-            if (content_match && (!inner || contradicts(resolved.children, *inner)))
+            if (content_match && !inner)
                 return std::nullopt;
-            if (inner && !repeats(resolved.children, *inner))
+            if (inner && inner->children.empty()) {
+                const auto [same, added] = childless.emplace(std::pair(inner->schema, inner->kind), inner->value);
+                if (same->second != inner->value)
+                    return std::nullopt;
+                if (!added)
+                    continue;
+            }
+            if (inner)
                 resolved.children.push_back(*std::move(inner));
         }
         if (resolved.children.empty())
@@ -258,25 +257,26 @@ std::vector<Filter::PlacedRequest> Filter::requests_of(const Node &node) {
     return requests;
 }
 
-// Requests for one place become one request for all that is there: the answer is cut afterwards anyway.
-void Filter::add_request(std::vector<PlacedRequest> &requests, PlacedRequest added) {
-    const auto same = std::find_if(requests.begin(), requests.end(),
-                                   [&](const PlacedRequest &other) { return other.place == added.place; });
-    if (same == requests.end()) {
-        requests.push_back(std::move(added));
-        return;
-    }
-    RequestNode *end = &same->tree;
-    for (std::size_t i = 0; i < same->depth; ++i)
+// Makes the request ask for all that is at its place: the answer is cut afterwards anyway.
+void Filter::widen(PlacedRequest &request) {
+    RequestNode *end = &request.tree;
+    for (std::size_t i = 0; i < request.depth; ++i)
         end = &end->children.front();
     std::erase_if(end->children, [](const RequestNode &child) { return !child.key || !child.value; });
 }
 
 std::vector<RequestNode> Filter::requests() const {
     std::vector<PlacedRequest> placed;
+    std::unordered_map<std::string, std::size_t> at_place; // in `placed`
     for (const Node &root : roots_) {
-        for (PlacedRequest &request : requests_of(root))
-            add_request(placed, std::move(request));
+        for (PlacedRequest &request : requests_of(root)) {
+            // Requests for one place become one request.
+            const auto [same, added] = at_place.try_emplace(request.place, placed.size());
+            if (added)
+                placed.push_back(std::move(request));
+            else
+                widen(placed[same->second]);
+        }
     }
     std::vector<RequestNode> requests;
     requests.reserve(placed.size());

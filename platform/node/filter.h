@@ -65,7 +65,7 @@ class Filter {
     /// True when a sibling says the same as a node without children.
     static bool repeats(const std::vector<Node> &siblings, const Node &leaf);
     static std::vector<PlacedRequest> requests_of(const Node &node);
-    static void add_request(std::vector<PlacedRequest> &requests, PlacedRequest added);
+    static void widen(PlacedRequest &request);
     static RequestNode request_node(const Node &node);
 
     bool everything_;

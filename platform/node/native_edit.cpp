@@ -156,7 +156,7 @@ class NativeEditor {
                                fmt::format("{}{}",
                                            value ? fmt::format("'{}': ", shortened(*value, longest_shown_value)) : "",
                                            range ? "the node holds " + *range
-                                                 : fmt::format("the native model refuses it: {}", error.what())));
+                                                 : fmt::format("the native model refuses it: {}", error.complaint())));
         }
     }
 

@@ -1,8 +1,9 @@
 // How nodes are made and opened. Knows neither the plug-in nor OpenConfig requests.
 #include "node/node.h"
 
+#include "node/unfinished_node.h"
 #include "sysdb/bag_json.h"
-#include "sysdb/bag_record.h"
+#include "sysdb/record_reader.h"
 #include "yang/client_document.h"
 #include "yang/error.h"
 #include "yang/models.h"
@@ -142,7 +143,7 @@ void load_sysdb_file(SystemDatabase &system_database, const fs::path &file,
             if (!added)
                 throw NodeError(fmt::format("{}: item {}{} is already in {}, expected each item once", file.string(),
                                             item.bind_point, item.item, earlier->second));
-            system_database.put(item.bind_point, item.item, encode_bag(item.bag));
+            write_record(system_database, item.bind_point, item.item, item.bag);
         }
     } catch (const std::system_error &) {
         throw; // names the file already, and is no fault of the example
@@ -239,15 +240,15 @@ class NewFile {
   public:
     explicit NewFile(const fs::path &final_name)
         : final_name_(final_name), path_(final_name.string() + fmt::format("{}{}", new_word, getpid())) {
-        file_.emplace(path_, O_RDWR | O_CREAT | O_EXCL);
-        // Another run may have taken it for a leftover before it was locked.
-        if (!file_->lock() || !file_->is_named())
-            fail_on(path_, "cannot be made");
+        // Another run may take it for a leftover before it is locked.
+        for (int attempt = 0; !make(); ++attempt) {
+            if (attempt == most_attempts)
+                fail_on(path_, "cannot be made");
+            std::this_thread::sleep_for(pause);
+        }
+        unfinished_node::file_is_made(path_);
     }
-    ~NewFile() {
-        if (!named_)
-            remove_with_journal(path_);
-    }
+    ~NewFile() { unfinished_node::remove_file(); }
     NewFile(const NewFile &) = delete;
     NewFile &operator=(const NewFile &) = delete;
 
@@ -262,7 +263,7 @@ class NewFile {
                 refuse_second_node(folder);
             fail_on(final_name_, "cannot be made");
         }
-        named_ = true;
+        unfinished_node::file_is_finished();
         sync(folder, "the node is made, but it may not outlast a power cut");
     }
 
@@ -282,29 +283,21 @@ class NewFile {
     fs::path final_name_;
     fs::path path_;
     std::optional<LockedFile> file_;
-    bool named_ = false;
 };
 
 // A folder that is gone again, if it was made here and is empty.
 class NewFolder {
   public:
-    explicit NewFolder(const fs::path &path) : path_(path) {
+    explicit NewFolder(const fs::path &path) {
         std::error_code error;
-        made_ = fs::create_directory(path, error);
+        if (fs::create_directory(path, error))
+            unfinished_node::folder_is_made(path);
         if (error)
             throw NodeError(fmt::format("{}: {}, expected a folder that can be made", path.string(), error.message()));
     }
-    ~NewFolder() {
-        std::error_code ignored;
-        if (made_)
-            fs::remove(path_, ignored); // leaves a folder that holds anything
-    }
+    ~NewFolder() { unfinished_node::remove_folder(); }
     NewFolder(const NewFolder &) = delete;
     NewFolder &operator=(const NewFolder &) = delete;
-
-  private:
-    fs::path path_;
-    bool made_ = false;
 };
 
 const std::vector<std::string> &node_tables() {

@@ -47,7 +47,7 @@ std::string path_of(const RequestNode &node) {
 
 void refuse_unserved(const Filter &filter) {
     const lysc_node *target = filter.path_target();
-    if (target != nullptr && is_leaf(*target) && !is_served(*target))
+    if (target != nullptr && !is_served(*target))
         throw RequestError(error_tag::not_supported, path_of(filter.requests().front()), "not served by this device");
 }
 
@@ -92,7 +92,8 @@ ReadResult Reader::read(const NativeData &data, std::uint32_t kind, const Filter
 
 void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode request, Answer &answer,
                       RunReport *report) const {
-    const bool names_entry = named_entry(request).has_value();
+    const std::optional<NamedEntry> named = named_entry(request);
+    const std::string asked_path = named ? named->path : "";
     MappingRun run(kind, std::move(request));
     logs_.attach(*run.context());
     if (report != nullptr)
@@ -103,7 +104,7 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
     if (report != nullptr)
         report->native_request = output_text(native_request.roots());
     // A request that names no entry reaches none, whatever entries the plug-in asks for to answer it.
-    if (names_entry)
+    if (named)
         run.set_native_path(named_configuration_entry(native_schema(), native_request.roots()));
     for (const NativeEntry &entry :
          select_entries(native_schema(), data, native_request.roots(), kind == YFW_KIND_GET_CONFIG)) {
@@ -126,7 +127,7 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
         if (result == YMAP_RC_SKIP)
             continue;
         if (result != CERR_SUCCESS)
-            throw RequestError(result, entry.path);
+            throw RequestError(result, asked_path, "native data " + entry.path);
         answer.add(OutputTree(run.writes()));
     }
 }

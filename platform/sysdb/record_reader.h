@@ -1,6 +1,7 @@
-// Items whose bytes hold: the records of the system database as clients want them.
+// Items whose bytes hold: the records of the system database as clients want them, read and written.
 #pragma once
 
+#include "sysdb/bag_record.h"
 #include "sysdb/system_database.h"
 
 #include <cstdint>
@@ -14,5 +15,10 @@ namespace ocamp {
 /// SystemDatabase::get throws, and DamageError for a record that cannot be decoded.
 std::optional<std::vector<std::uint8_t>> read_record(SystemDatabase &database, std::string_view bind_point,
                                                      std::string_view item);
+
+// Writes or overwrites an item, and reads it back before anything can be committed. Throws what SystemDatabase::put
+// throws, BagError for a record that cannot be encoded, and DamageError when it would read back as another one.
+void write_record(SystemDatabase &database, std::string_view bind_point, std::string_view item,
+                  const BagRecord &record);
 
 } // namespace ocamp

@@ -50,7 +50,7 @@ YangError complaint_of(const ly_ctx *context) {
     const char *place = ly_errpath(context);
     if (message == nullptr)
         return YangError("refused without a reason");
-    return place == nullptr ? YangError(message) : YangError(fmt::format("{} ({})", message, place), path_in(place));
+    return place == nullptr ? YangError(message) : YangError(message, place, path_in(place));
 }
 
 void check(LY_ERR result, const ly_ctx *context) {

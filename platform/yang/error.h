@@ -17,12 +17,19 @@ class YangError : public std::runtime_error {
     /// `path`: as path() gives it.
     explicit YangError(const std::string &text, std::string path = {})
         : std::runtime_error(text), path_(std::move(path)) {}
+    /// `place`: where in the model or the data, as libyang says it. The text has it in brackets behind the complaint.
+    YangError(const std::string &complaint, const std::string &place, std::string path)
+        : std::runtime_error(complaint + " (" + place + ")"), path_(std::move(path)),
+          complaint_size_(complaint.size()) {}
 
     /// The path that libyang gave, with module names and keys, such as /m:list[key='1']/leaf. Empty when it gave none.
     const std::string &path() const noexcept { return path_; }
+    /// The text without the place.
+    std::string_view complaint() const noexcept { return std::string_view(what()).substr(0, complaint_size_); }
 
   private:
     std::string path_;
+    std::size_t complaint_size_ = std::string_view::npos;
 };
 
 /// The last complaint that was made in the context.

@@ -36,13 +36,28 @@ const Schema &native_schema() {
     return models().native;
 }
 
-bool is_served(const lysc_node &node) {
+namespace {
+
+bool is_taken_away(const lysc_node &node) {
     const std::string path = schema_path(node);
     const auto lies_at_or_below = [&](std::string_view unserved) {
         return path.starts_with(unserved) && (path.size() == unserved.size() || path[unserved.size()] == '/');
     };
     const auto unserved = unserved_paths();
-    return std::none_of(unserved.begin(), unserved.end(), lies_at_or_below);
+    return std::any_of(unserved.begin(), unserved.end(), lies_at_or_below);
+}
+
+} // namespace
+
+bool is_served(const lysc_node &node) {
+    if (is_taken_away(node))
+        return false;
+    const lysc_node *child = lysc_node_child(&node);
+    if (child == nullptr)
+        return true;
+    while (child != nullptr && !is_served(*child))
+        child = child->next;
+    return child != nullptr;
 }
 
 } // namespace ocamp

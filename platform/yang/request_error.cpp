@@ -78,4 +78,7 @@ RequestError::RequestError(ErrorTag tag, const std::string &path, const std::str
 RequestError::RequestError(cerrno code, const std::string &path)
     : RequestError(tag_of(code), code, path, cerr_strerror(code)) {}
 
+RequestError::RequestError(cerrno code, const std::string &path, const std::string &place)
+    : RequestError(tag_of(code), code, path, fmt::format("{}: {}", place, cerr_strerror(code))) {}
+
 } // namespace ocamp

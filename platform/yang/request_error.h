@@ -51,6 +51,8 @@ class RequestError : public std::runtime_error {
     RequestError(ErrorTag tag, const std::string &path, const std::string &reason);
     /// Refused by the plug-in: the tag and the reason are those of the code.
     RequestError(cerrno code, const std::string &path);
+    /// The same with the place inside the node, which the client's path does not tell, before the reason.
+    RequestError(cerrno code, const std::string &path, const std::string &place);
 
     /// What kind of refusal it is.
     ErrorTag tag() const noexcept { return tag_; }

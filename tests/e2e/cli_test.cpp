@@ -40,6 +40,38 @@ TEST_P(WrongUses, AreToldWithStatusTwo) {
     EXPECT_THAT(outcome.err, HasSubstr(GetParam().message));
 }
 
+class LongValues : public NodeTest {};
+
+TEST_F(LongValues, AreShortenedWhereverTheyStand) {
+    const std::string value(100000, 'v');
+    const std::string example = (folder() / "example").string();
+    std::filesystem::copy(EXAMPLE_NODE, example, std::filesystem::copy_options::recursive);
+    write_file(folder() / "example" / "native" / "running.json",
+               "{\"Korvex-ifmgr-cfg:interface-configurations\": {\"interface-configuration\": [{\"active\": \"act\", "
+               "\"interface-name\": \"" +
+                   value + "\"}]}}");
+    write_file(folder() / "filter.xml", "<filter type=\"" + value + "\"/>");
+    const struct {
+        const char *entrance;
+        Outcome outcome;
+    } rows[] = {
+        {"native value", run_ocamp({"node", "init", (folder() / "new").string(), "--from", example})},
+        {"choice", get({"--format", value})},
+        {"folder", run_ocamp({"get", "--node", value})},
+        {"JSON", ocamp({"edit"}, {"-"}, "{\"" + value + "\" x")},
+        {"record", ocamp({"sysdb", "put"}, {"/oper/ots/if/", "x", "-"}, "{\"" + value + "\" x")},
+        {"filter", get({"--filter", (folder() / "filter.xml").string()})},
+        {"path", get({"/" + value})},
+        {"file", ocamp({"edit"}, {value})},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(row.outcome.status, 2) << row.entrance;
+        EXPECT_THAT(row.outcome.err, StartsWith("ocamp: ")) << row.entrance;
+        EXPECT_THAT(row.outcome.err, HasSubstr(" bytes] ... ")) << row.entrance;
+        EXPECT_LT(row.outcome.err.size(), 2000U) << row.entrance;
+    }
+}
+
 const WrongUse wrong_uses[] = {
     {"UnknownNode",
      {"get"},

@@ -63,6 +63,17 @@ TEST_F(DamagedNode, CutDatabaseIsNamed) {
     }
 }
 
+TEST_F(DamagedNode, DatabaseWithoutAWholeHeaderIsNotKnownAsANodes) {
+    constexpr std::size_t header_size = 100;
+    const std::string whole = data();
+    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{90}, header_size - 1, header_size}) {
+        write_file(folder() / "node" / "node.db", whole.substr(0, size));
+        const Outcome outcome = get({});
+        EXPECT_EQ(outcome.status, size < header_size ? 2 : 1) << size;
+        EXPECT_THAT(outcome.err, HasSubstr(size < header_size ? "node.db: no SQLite database" : "node.db: ")) << size;
+    }
+}
+
 TEST_F(DamagedNode, PutMendsADamagedRecord) {
     const std::string item = "0%2f1-AMP-PRE/attrib/inv_basic_bag";
     const std::string answer = get({}).out;

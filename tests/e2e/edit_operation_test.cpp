@@ -184,10 +184,17 @@ TEST_P(EditOperations, LeaveExactlyThis) {
 
 #define BOOSTER "/amplifiers/amplifier[name='0/2-AMP-BST']"
 #define ABSENT "/amplifiers/amplifier[name='0/3-AMP-PRE']"
+// What a read shows beside the configuration.
+const EditedNode state{
+    .name = "state",
+    .children = {leaf("name", "0/2-AMP-BST"),
+                 leaf("enabled", "true"),
+                 {.name = "actual-gain", .children = {leaf("instant", "13.9"), leaf("interval", "30000000000")}}}};
+
 constexpr const char *not_there = ": does not exist, 'delete' expects that it does [data-missing]";
 constexpr const char *there = ": exists already, 'create' expects that it does not [data-exists]";
 constexpr const char *no_such_entry =
-    ABSENT ": the node has no such entry to configure: the 'name' of none is '0/3-AMP-PRE' [operation-failed]";
+    ABSENT ": the node has no such entry to configure: the 'name' of none is '0/3-AMP-PRE' [invalid-value]";
 
 const Row rows[] = {
     // merge
@@ -271,6 +278,18 @@ const Row rows[] = {
     {"DeleteOfAnEntryWithContent",
      one(amplifier("0/2-AMP-BST", {config({leaf("target-gain", "14.2"), leaf("enabled", "true")})}, "delete")), "",
      without_booster},
+    {"DeleteOfAnEntryAsItWasRead",
+     one(amplifier("0/2-AMP-BST", {config({leaf("target-gain", "14.2")}), state}, "delete")), "", without_booster},
+    {"DeleteOfTheListsContainerAsItWasRead", root({amplifiers({amplifier("0/2-AMP-BST", {state})}, "delete")}), "", {}},
+    {"DeleteWithAnUnknownNode", one(amplifier("0/2-AMP-BST", {config({leaf("gain", "1.0")})}, "delete")),
+     BOOSTER "/config/gain: the model has no such node, expected one of: name, type, target-gain, min-gain, max-gain, "
+             "target-gain-tilt, gain-range, amp-mode, target-output-power, enabled, fiber-type-profile "
+             "[unknown-element]",
+     unchanged},
+    {"DeleteOfStateAlone", one(amplifier("0/2-AMP-BST", {{.name = "state", .operation = "delete"}})),
+     BOOSTER "/state: is state, which cannot be edited [operation-not-supported]", unchanged},
+    {"MergeOfStateInsideADelete", one(amplifier("0/2-AMP-BST", {{.name = "state", .operation = "merge"}}, "delete")),
+     BOOSTER "/state: operation 'merge' inside what is deleted, expected none [bad-attribute]", unchanged},
     {"DeleteOfAnAbsentEntry", one(amplifier("0/3-AMP-PRE", {}, "delete")), ABSENT + std::string(not_there), unchanged},
     {"DeleteOfTheListsContainer", root({amplifiers({}, "delete")}), "", {}},
     {"DeleteOfTheListsContainerWithContent", root({amplifiers({amplifier("0/2-AMP-BST", {})}, "delete")}), "", {}},
@@ -295,6 +314,7 @@ const Row rows[] = {
     {"RemoveOfAContainerWithContent", booster({leaf("enabled", "false")}, "remove"), "", with_booster(bst_2_with(""))},
     {"RemoveOfAnAbsentContainer", root({{.name = "supervisory-channels", .operation = "remove"}}), "", unchanged},
     {"RemoveOfAnEntry", one(amplifier("0/2-AMP-BST", {}, "remove")), "", without_booster},
+    {"RemoveOfAnEntryAsItWasRead", one(amplifier("0/2-AMP-BST", {config({}), state}, "remove")), "", without_booster},
     {"RemoveOfAnAbsentEntry", one(amplifier("0/3-AMP-PRE", {}, "remove")), "", unchanged},
     {"RemoveOfTheListsContainer", root({amplifiers({}, "remove")}), "", {}},
     {"RemoveOfTheRootTwice", root({}, "remove"), "", {}, "merge", root({}, "remove")},

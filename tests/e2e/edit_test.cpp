@@ -494,7 +494,8 @@ const Refusal refusals[] = {
      amplifiers("{" + operation("create") +
                 ", \"name\": \"0/01-AMP-PRE\", \"config\": {\"name\": \"0/01-AMP-PRE\", "
                 "\"target-gain\": \"15.5\"}}"),
-     "/optical-amplifier/amplifiers/amplifier[name='0/01-AMP-PRE']: ", "the 'name' of none is '0/01-AMP-PRE'"},
+     "/optical-amplifier/amplifiers/amplifier[name='0/01-AMP-PRE']: ",
+     "the 'name' of none is '0/01-AMP-PRE' [invalid-value]"},
     {"EntryGivenTwice", amplifiers(amplifier("0/2-AMP-BST", "") + "," + amplifier("0/2-AMP-BST", "")), BOOSTER ": ",
      "given twice"},
     {"UnknownOperation", json("\"amplifiers\": {" + operation("destroy") + "}"),

@@ -130,8 +130,6 @@ FAULTS_FUNCTION(Call::write, ssize_t, pwrite64, -1, (int file, const void *from,
                 (file, from, size, at))
 FAULTS_FUNCTION(Call::sync, int, fsync, -1, (int file), (file))
 FAULTS_FUNCTION(Call::sync, int, fdatasync, -1, (int file), (file))
-FAULTS_FUNCTION(Call::truncate, int, ftruncate, -1, (int file, off_t size), (file, size))
-FAULTS_FUNCTION(Call::truncate, int, ftruncate64, -1, (int file, off_t size), (file, size))
 FAULTS_FUNCTION(Call::rename, int, rename, -1, (const char *from, const char *to), (from, to))
 FAULTS_FUNCTION(Call::rename, int, renameat2, -1,
                 (int from_folder, const char *from, int to_folder, const char *to, unsigned flags),

@@ -7,6 +7,7 @@
 #include "support/same_text.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -161,7 +162,8 @@ struct Tally {
 // Looks at one run.
 class Judge {
   public:
-    Judge(const Expected &expected, const Bench &bench) : expected_(expected), bench_(bench) {}
+    Judge(const Expected &expected, const Bench &bench, const Fault &fault)
+        : expected_(expected), bench_(bench), fault_(fault) {}
 
     void judge(const Outcome &outcome, std::uint64_t call, Tally &tally) const {
         const bool acknowledged = outcome.status == 0;
@@ -189,15 +191,34 @@ class Judge {
     // The node's folder is not the same in each run.
     std::string without_node(const std::string &text) const { return replaced(text, bench_.node().string(), "NODE"); }
 
+    // A command that changed the node and then failed says so. It has that excuse only where the acknowledgement did
+    // not get out, or the folder could not be opened and synced.
+    bool is_made(const std::string &told) const {
+        if (fault_.kind == Call::write)
+            return told.find(" is made, but it could not be acknowledged: ") != std::string::npos;
+        return (fault_.kind == Call::sync || fault_.kind == Call::open) &&
+               told.find(" is made, but it may not outlast a power cut") != std::string::npos;
+    }
+
+    // Nothing is left of a node that was not made, unless nothing can be removed.
+    std::string leftovers() const {
+        std::string names;
+        if (fault_.kind == Call::unlink || !fs::exists(bench_.node()))
+            return names;
+        for (const fs::directory_entry &entry : fs::directory_iterator(bench_.node()))
+            names += " " + entry.path().extension().string().substr(0, 4); // without the number of the process
+        return names.empty() ? names : "left in the folder:" + names;
+    }
+
     // What is wrong with the node; empty for nothing.
     std::string node_is_wrong(bool acknowledged, const std::string &told) const {
-        // A command that changed the node and could not say so says that.
-        const bool made = acknowledged || told.find(" is made") != std::string::npos;
+        const bool made = acknowledged || is_made(told);
         const std::string &database = made ? expected_.database_after : expected_.database_before;
         const std::string &data = made ? expected_.data_after : expected_.data_before;
-        const bool empty = database.empty();
+        if (database.empty())
+            return leftovers();
         const auto files = fs::exists(bench_.node()) ? std::distance(fs::directory_iterator(bench_.node()), {}) : 0;
-        if (files == (empty ? 0 : 1) && read_file(bench_.node() / "node.db") == database)
+        if (files == 1 && read_file(bench_.node() / "node.db") == database)
             return "";
         if (const std::string now = bench_.native_data(); now != data)
             return (made ? "the node is not as acknowledged: " : "the node is not as before: ") + now.substr(0, 300);
@@ -206,6 +227,18 @@ class Judge {
 
     const Expected &expected_;
     const Bench &bench_;
+    const Fault &fault_;
+};
+
+struct FaultRow {
+    const char *calls;
+    Call kind;
+    int error;
+};
+constexpr FaultRow file_calls[] = {
+    {"opens", Call::open, EMFILE},      {"reads", Call::read, EIO}, {"writes", Call::write, ENOSPC},
+    {"writes", Call::write, EIO},       {"syncs", Call::sync, EIO}, {"renamings", Call::rename, EIO},
+    {"removals", Call::unlink, EACCES},
 };
 
 class Faults : public testing::TestWithParam<Command> {
@@ -255,7 +288,7 @@ class Faults : public testing::TestWithParam<Command> {
         std::mutex mutex;
         const auto work = [&] {
             const Bench bench;
-            const Judge judge(expected_, bench);
+            const Judge judge(expected_, bench, fault);
             for (std::size_t i; (i = next++) < chosen.size();) {
                 bench.restore(expected_.database_before);
                 const Outcome outcome = bench.run_with(GetParam().words, fault, chosen[i]);
@@ -301,19 +334,26 @@ TEST_P(Faults, AllocationsThatFailForGood) {
 }
 
 TEST_P(Faults, FileCallsThatFail) {
-    const struct {
-        const char *calls;
-        Call kind;
-        int error;
-    } rows[] = {
-        {"opens", Call::open, EMFILE},    {"reads", Call::read, EIO},         {"writes", Call::write, ENOSPC},
-        {"writes", Call::write, EIO},     {"syncs", Call::sync, EIO},         {"truncations", Call::truncate, EIO},
-        {"renamings", Call::rename, EIO}, {"removals", Call::unlink, EACCES},
-    };
-    for (const auto &row : rows) {
+    for (const FaultRow &row : file_calls) {
         expect_no_harm(row.calls, {row.kind, row.error, false});
         expect_no_harm(row.calls, {row.kind, row.error, true});
     }
+}
+
+TEST(FaultRows, EachFailsCallsOfSomeCommand) {
+    const Bench bench;
+    std::array<std::uint64_t, faults::call_kinds> all{};
+    const Fault none{Call::kinds, 0, false};
+    ASSERT_EQ(bench.run({"node", "init", "NODE", "--from", EXAMPLES "/node"}).status, 0);
+    const std::string database = read_file(bench.node() / "node.db");
+    for (const Command &command : commands) {
+        bench.restore(command.on_new_node ? "" : database);
+        ASSERT_EQ(bench.run_with(command.words, none, 0).status, 0);
+        for (std::size_t kind = 0; kind < faults::call_kinds; ++kind)
+            all[kind] += bench.report().calls[kind];
+    }
+    for (const FaultRow &row : file_calls)
+        EXPECT_GT(all[static_cast<std::size_t>(row.kind)], 0U) << row.calls;
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, Faults, testing::ValuesIn(commands),

@@ -116,8 +116,9 @@ TEST(FailedAllocations, NeverGiveAPartOfADocument) {
     EXPECT_EQ(failures.crashed, 0U);
 }
 
-// libyang's parser crashes for want of memory, which is why ocamp ends before it can. What counts is that nothing but
-// the whole document is ever given to be stored.
+// To compare, the document is read back, and libyang's parser crashes for want of memory at places of its own: ocamp
+// ends before it can, and this program has nothing that would. A crash gives nothing to be stored. What counts is that
+// nothing but the whole document ever is.
 TEST(FailedAllocations, NeverLetAPartOfADocumentBeStored) {
     const ocamp::YangTree tree = running();
     const Failures failures = fail_each("print to store", [&] { return tree.print_to_store(); });

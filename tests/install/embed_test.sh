@@ -14,7 +14,8 @@ expect "native request" "$(cat "$here/embed_request.txt")" "$(cat "$work/with_cm
 
 export PKG_CONFIG_PATH=$TREE/$LIBDIR/pkgconfig
 expect "version of pkg-config" "$VERSION" "$(pkg-config --modversion oc-amplifier)"
-read -ra flags <<<"$warnings $CXXFLAGS $(pkg-config --cflags oc-amplifier)"
+# shellcheck disable=SC2162 # pkg-config writes a backslash before the blanks of a path
+read -a flags <<<"$warnings $CXXFLAGS $(pkg-config --cflags oc-amplifier)"
 "$CXX" -std=c++11 "${flags[@]}" -rdynamic "$example/embed.cpp" -o "$work/embed" -ldl
 "$work/embed" "$(pkg-config --variable=plugin oc-amplifier)" 0/1-AMP-PRE >"$work/with_pkg_config"
 expect "native request of the program made with pkg-config" "$(cat "$here/embed_request.txt")" "$(cat "$work/with_pkg_config")"

@@ -2,12 +2,27 @@
 #include "framework/mapping_run.h"
 #include "seam/calls.h"
 #include "seam/codes.h"
+#include "seam/failure.h"
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 
 #include <gmock/gmock.h>
+
+namespace {
+
+bool no_memory_for_copies = false;
+
+} // namespace
+
+// In front of the C library's.
+extern "C" char *strdup(const char *text) noexcept {
+    const std::size_t size = std::strlen(text) + 1;
+    void *copy = no_memory_for_copies ? nullptr : std::malloc(size);
+    return copy != nullptr ? static_cast<char *>(std::memcpy(copy, text, size)) : nullptr;
+}
 
 using namespace ocamp;
 using testing::HasSubstr;
@@ -385,6 +400,16 @@ TEST(TextCalls, DuplicatesAreFreedByName) {
     xos_named_free(copy);
     xos_named_free(nullptr);
     EXPECT_EQ(yfw_strdup(nullptr, "YFW MAP"), nullptr);
+}
+
+TEST(TextCalls, CopyThatFindsNoMemoryFailsTheRun) {
+    const FailureWatch watch;
+    EXPECT_EQ(yfw_strdup(nullptr, "YFW MAP"), nullptr);
+    EXPECT_NO_THROW(watch.check());
+    no_memory_for_copies = true;
+    EXPECT_EQ(yfw_strdup("tag", "YFW MAP"), nullptr);
+    no_memory_for_copies = false;
+    EXPECT_THROW(watch.check(), PlatformFailure);
 }
 
 class Recorder : public CallObserver {

@@ -147,6 +147,16 @@ TEST(ClientDocument, ManySiblingsAreReadInTimeThatGrowsWithThem) {
 
 // Filters
 
+TEST(FilterDocument, ManySiblingsBecomeRequestsInTimeThatGrowsWithThem) {
+    std::string document = "<optical-amplifier><amplifiers>";
+    for (int i = 0; i < 50000; ++i)
+        document += "<amplifier><name>a" + std::to_string(i) + "</name></amplifier>";
+    const Filter filter = Filter::from_document(openconfig_schema(), document + "</amplifiers></optical-amplifier>");
+    const std::clock_t begin = std::clock();
+    EXPECT_EQ(filter.requests().size(), 50000U);
+    EXPECT_LT((std::clock() - begin) / CLOCKS_PER_SEC, 5);
+}
+
 Filter path(const std::string &text) {
     return Filter::from_path(openconfig_schema(), text);
 }

@@ -7,6 +7,7 @@
 #include "support/files.h"
 #include "sysdb/bag_record.h"
 #include "sysdb/current_system_database.h"
+#include "sysdb/record_reader.h"
 #include "sysdb/system_database.h"
 
 #include <cerrno>
@@ -95,6 +96,26 @@ class SysdbFile : public testing::Test {
 };
 
 class SystemDatabaseFile : public SysdbFile {};
+
+TEST_F(SystemDatabaseFile, RecordIsReadBackBeforeItIsWritten) {
+    const ocamp::BagRecord record = ocamp::decode_bag(sample_bag());
+    SystemDatabase database(file_, Database::Mode::create);
+    ocamp::write_record(database, ots_bind_point, "whole", record);
+    EXPECT_EQ(ocamp::decode_bag(*ocamp::read_record(database, ots_bind_point, "whole")), record);
+    // A file that keeps something else than it is given.
+    for (const char *kept : {"x'00'", "(SELECT bag FROM sysdb_item WHERE item = 'other')"}) {
+        ocamp::BagRecord other = record;
+        other.name = "other";
+        ocamp::write_record(database, ots_bind_point, "other", other);
+        Database file(file_, Database::Mode::read_write);
+        file.exec(std::string("CREATE TRIGGER loss AFTER INSERT ON sysdb_item WHEN new.item = 'lost' BEGIN "
+                              "UPDATE sysdb_item SET bag = ") +
+                  kept + " WHERE item = 'lost'; END;");
+        EXPECT_THROW(ocamp::write_record(database, ots_bind_point, "lost", record), ocamp::DamageError);
+        file.exec("DROP TRIGGER loss;");
+        database.remove(ots_bind_point, "lost");
+    }
+}
 
 // The calls of the seam on a database with one amplifier's items.
 class SysdbSeam : public SysdbFile {

@@ -27,6 +27,12 @@ class WriterQueue : public testing::Test {
 
   protected:
     std::string file_ = (folder_.path() / "queue").string();
+    // The ticket that was given last.
+    long long last_ticket() const {
+        long long ticket = 0;
+        std::ifstream(file_, std::ios::binary).read(reinterpret_cast<char *>(&ticket), sizeof ticket);
+        return ticket;
+    }
 };
 
 TEST_F(WriterQueue, TurnsComeInTheOrderOfArrivalOneAtATime) {
@@ -48,7 +54,9 @@ TEST_F(WriterQueue, TurnsComeInTheOrderOfArrivalOneAtATime) {
             const std::lock_guard lock(mutex);
             --at_work;
         });
-        std::this_thread::sleep_for(100ms); // time to arrive
+        // The first turn has the ticket before theirs.
+        while (last_ticket() < i + 2)
+            std::this_thread::sleep_for(1ms);
     }
     EXPECT_TRUE(order.empty());
     first.reset();

@@ -300,6 +300,22 @@ TEST_P(RequestWithoutKind, AsksForNoState) {
                    add(interface_list + "/active", ns::ifmgr_cfg, "act")});
 }
 
+TEST_P(RequestWithoutKind, WritesATextWithItsSourceAndDeletesItWithoutValue) {
+    const std::string handler = oc_handler("leaf", "opticalamplifier_config_enabled");
+    const std::string path = interface_list + "/optics/optics-ots-osri";
+    EXPECT_EQ(call(handler, tree(leaf("enabled", "true"))), CERR_SUCCESS);
+    expect_writes({add(path, ns::optics_cfg, "false", node("enabled"), {.follow = 1})});
+    platform.forget_calls();
+    EXPECT_EQ(call(handler, tree(leaf("enabled", "true").op(YFW_OP_DELETE))), CERR_SUCCESS);
+    expect_writes({add(path, ns::optics_cfg, nullptr, node("enabled", YFW_OP_DELETE), {.follow = 1})});
+}
+
+TEST_P(RequestWithoutKind, WritesNoTextOfState) {
+    EXPECT_EQ(call(oc_handler("leaf", "opticalamplifier_state_enabled"), tree(leaf("enabled", "true"))), CERR_SUCCESS);
+    EXPECT_EQ(call(oc_handler("leaf", "opticalamplifier_state_gainrange"), tree(leaf("gain-range"))), CERR_SUCCESS);
+    expect_writes({});
+}
+
 TEST_P(RequestWithoutKind, IsGivenNoState) {
     Node ports = container("ots-oper", {container("ots-ports")}).in(ns::ots_oper);
     EXPECT_EQ(call("ymap_xo_oc_opt_amp_korvexcontrollerorvo8otsoper_lvla_otsoper", tree(ports)), CERR_SUCCESS);
