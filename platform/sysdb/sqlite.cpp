@@ -26,13 +26,35 @@ std::uint32_t big_endian(const std::uint8_t *bytes) noexcept {
     return std::uint32_t{bytes[0]} << 24U | std::uint32_t{bytes[1]} << 16U | std::uint32_t{bytes[2]} << 8U | bytes[3];
 }
 
+// What a statement does, in words for people.
+std::string_view action_of(std::string_view sql) noexcept {
+    constexpr std::pair<std::string_view, std::string_view> actions[] = {
+        {"SELECT", "read"},  {"INSERT", "write"}, {"UPDATE", "write"},         {"DELETE", "write"},
+        {"COMMIT", "write"}, {"PRAGMA", "open"},  {"BEGIN;", "begin to read"}, {"BEGIN", "begin to write"},
+    };
+    for (const auto &[word, action] : actions) {
+        if (sql.starts_with(word))
+            return action;
+    }
+    return "change the tables";
+}
+
+std::string reason_of(sqlite3 *connection, int code) {
+    if (code == SQLITE_READONLY_DBMOVED)
+        return "the file has been renamed or removed since it was opened";
+    std::string reason = connection != nullptr ? sqlite3_errmsg(connection) : sqlite3_errstr(code);
+    const int error = connection != nullptr ? sqlite3_system_errno(connection) : 0;
+    if ((code & primary_code) == SQLITE_CANTOPEN && error != 0)
+        reason.append(": ").append(std::strerror(error));
+    return reason;
+}
+
 [[noreturn]] void fail(sqlite3 *connection, int code, const std::string &file, std::string_view action) {
     if ((code & primary_code) == SQLITE_BUSY)
         throw SqliteError(fmt::format("{}: locked by another client for longer than the busy limit of {} s: {}", file,
                                       busy_timeout / 1000, action),
                           code);
-    const char *reason = connection != nullptr ? sqlite3_errmsg(connection) : sqlite3_errstr(code);
-    throw SqliteError(fmt::format("{}: {}: {}", file, action, reason), code);
+    throw SqliteError(fmt::format("{}: {}: {}", file, action, reason_of(connection, code)), code);
 }
 
 std::string file_of(sqlite3 *connection) {
@@ -50,41 +72,41 @@ Statement::Statement(sqlite3 *connection, std::string_view sql) {
     sqlite3_stmt *statement = nullptr;
     const int code = sqlite3_prepare_v3(connection, sql.data(), static_cast<int>(sql.size()), 0, &statement, nullptr);
     if (code != SQLITE_OK)
-        fail(connection, code, file_of(connection), fmt::format("prepare {}", sql));
+        fail(connection, code, file_of(connection), action_of(sql));
     statement_.reset(statement);
 }
 
-void Statement::check(int code, const char *action) const {
+void Statement::check(int code) const {
     if (code == SQLITE_OK)
         return;
     sqlite3 *connection = sqlite3_db_handle(statement_.get());
-    fail(connection, code, file_of(connection), fmt::format("{} {}", action, sqlite3_sql(statement_.get())));
+    fail(connection, code, file_of(connection), action_of(sqlite3_sql(statement_.get())));
 }
 
 Statement &Statement::bind(int parameter, std::string_view text) {
     // A view without data would bind NULL.
     const char *data = text.data() == nullptr ? "" : text.data();
-    check(sqlite3_bind_text64(statement_.get(), parameter, data, text.size(), SQLITE_TRANSIENT, SQLITE_UTF8), "bind");
+    check(sqlite3_bind_text64(statement_.get(), parameter, data, text.size(), SQLITE_TRANSIENT, SQLITE_UTF8));
     return *this;
 }
 
 Statement &Statement::bind(int parameter, std::int64_t number) {
-    check(sqlite3_bind_int64(statement_.get(), parameter, number), "bind");
+    check(sqlite3_bind_int64(statement_.get(), parameter, number));
     return *this;
 }
 
 Statement &Statement::bind_blob(int parameter, std::span<const std::uint8_t> blob) {
     if (blob.empty())
-        check(sqlite3_bind_zeroblob(statement_.get(), parameter, 0), "bind");
+        check(sqlite3_bind_zeroblob(statement_.get(), parameter, 0));
     else
-        check(sqlite3_bind_blob64(statement_.get(), parameter, blob.data(), blob.size(), SQLITE_TRANSIENT), "bind");
+        check(sqlite3_bind_blob64(statement_.get(), parameter, blob.data(), blob.size(), SQLITE_TRANSIENT));
     return *this;
 }
 
 bool Statement::step() {
     const int code = sqlite3_step(statement_.get());
     if (code != SQLITE_ROW && code != SQLITE_DONE)
-        check(code, "run");
+        check(code);
     return code == SQLITE_ROW;
 }
 
@@ -161,6 +183,17 @@ void Database::check_mark(const FileMark &mark) {
                                            file_, header[write_format_at], header[read_format_at]));
 }
 
+void Database::undo_killed_writer() const {
+    try {
+        const Database undo(file_, Mode::read_write);
+    } catch (const SqliteError &error) {
+        throw SqliteError(fmt::format("{}, expected somebody who may write: a writer was killed, and what it left half "
+                                      "done must be undone first",
+                                      error.what()),
+                          error.code());
+    }
+}
+
 // Locks the database for reading, within a transaction to its end.
 void Database::begin_reading() {
     constexpr const char *first_read = "SELECT count(*) FROM sqlite_schema;";
@@ -170,7 +203,7 @@ void Database::begin_reading() {
         if (error.code() != SQLITE_READONLY_ROLLBACK)
             throw;
         // A writer was killed in the middle of a commit: only who may write can undo what it left.
-        const Database undo(file_, Mode::read_write);
+        undo_killed_writer();
         exec(first_read);
     }
 }
@@ -178,7 +211,7 @@ void Database::begin_reading() {
 void Database::exec(const std::string &sql) {
     const int code = sqlite3_exec(connection_.get(), sql.c_str(), nullptr, nullptr, nullptr);
     if (code != SQLITE_OK)
-        fail(connection_.get(), code, file_, sql);
+        fail(connection_.get(), code, file_, action_of(sql));
 }
 
 Database::State Database::state() {

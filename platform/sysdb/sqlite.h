@@ -51,7 +51,7 @@ class Statement {
     std::int64_t number(int column) const;
 
   private:
-    void check(int code, const char *action) const;
+    void check(int code) const;
 
     struct Finalize {
         void operator()(sqlite3_stmt *statement) const noexcept;
@@ -116,6 +116,7 @@ class Database {
     friend class ReadTransaction;
     void check_mark(const FileMark &mark);
     void begin_reading();
+    void undo_killed_writer() const;
 
     struct Close {
         void operator()(sqlite3 *connection) const noexcept;

@@ -10,6 +10,8 @@
 #include "sysdb/record_reader.h"
 #include "sysdb/system_database.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -312,6 +314,65 @@ TEST_F(SystemDatabaseFile, WhatAKilledWriterLeftHalfDoneIsUndoneByTheNextReader)
         EXPECT_EQ(ocamp::SystemDatabase(*reader).get(ots_bind_point, "b"), bag);
         EXPECT_FALSE(std::filesystem::exists(file_ + "-journal"));
     }
+}
+
+// What `use` throws; empty when it throws nothing.
+template <class Use>
+std::string sqlite_complaint(Use use) {
+    try {
+        use();
+    } catch (const ocamp::SqliteError &error) {
+        return error.what();
+    }
+    return "";
+}
+
+// The same for somebody who may not write here.
+template <class Use>
+std::string complaint_of_reader(const std::filesystem::path &file, Use use) {
+    chmod(file.c_str(), 0444);
+    chmod(file.parent_path().c_str(), 0555);
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        constexpr uid_t nobody = 65534;
+        const bool may_not_write = geteuid() != 0 || seteuid(nobody) == 0;
+        const std::string complaint = may_not_write ? sqlite_complaint(use) : "still root";
+        _exit(write(ends[1], complaint.data(), complaint.size()) < 0 ? 1 : 0);
+    }
+    close(ends[1]);
+    waitpid(child, nullptr, 0);
+    std::array<char, 1024> text;
+    const ssize_t size = read(ends[0], text.data(), text.size());
+    close(ends[0]);
+    chmod(file.parent_path().c_str(), 0755);
+    return {text.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+}
+
+TEST_F(SystemDatabaseFile, WhatAKilledWriterLeftIsToldToWhoMayNotUndoIt) {
+    {
+        SystemDatabase database(file_, Database::Mode::create);
+        for (const char *item : {"a", "b", "c"})
+            database.put(ots_bind_point, item, Bytes(50000, 7));
+    }
+    be_killed_while_writing(file_);
+    chmod((file_ + "-journal").c_str(), 0444);
+    const std::string complaint =
+        complaint_of_reader(file_, [&] { const Database reader(file_, Database::Mode::read_only); });
+    EXPECT_EQ(complaint.find(file_ + ": "), 0U) << complaint;
+    EXPECT_NE(complaint.find("expected somebody who may write: a writer was killed"), std::string::npos) << complaint;
+    EXPECT_EQ(complaint.find("PRAGMA"), std::string::npos) << complaint;
+}
+
+TEST_F(SystemDatabaseFile, AFailureIsToldInWordsWithItsReason) {
+    const std::string nowhere = (folder_ / "nowhere" / "node.db").string();
+    EXPECT_EQ(sqlite_complaint([&] { const Database database(nowhere, Database::Mode::read_write); }),
+              nowhere + ": open: unable to open database file: No such file or directory");
+    SystemDatabase database(file_, Database::Mode::create);
+    std::filesystem::rename(file_, folder_ / "moved");
+    EXPECT_EQ(sqlite_complaint([&] { database.put(ots_bind_point, "a", Bytes{1}); }),
+              file_ + ": write: the file has been renamed or removed since it was opened");
 }
 
 TEST_F(SystemDatabaseFile, AReadTransactionSeesOneState) {
