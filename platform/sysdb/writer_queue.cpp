@@ -55,6 +55,10 @@ void WriterTurn::fail(const char *action) const {
     throw WriterQueueError(fmt::format("{}: {}: {}", file_, action, std::strerror(errno)));
 }
 
+void WriterTurn::refuse_file(const char *found) const {
+    throw WriterQueueError(fmt::format("{}: {}, expected the queue of the writers or nothing", file_, found));
+}
+
 template <class Attempt>
 void WriterTurn::wait_until(Attempt attempt, const char *action) {
     milliseconds pause = shortest_pause;

@@ -282,9 +282,10 @@ const Row rows[] = {
      one(amplifier("0/2-AMP-BST", {config({leaf("target-gain", "14.2")}), state}, "delete")), "", without_booster},
     {"DeleteOfTheListsContainerAsItWasRead", root({amplifiers({amplifier("0/2-AMP-BST", {state})}, "delete")}), "", {}},
     {"DeleteWithAnUnknownNode", one(amplifier("0/2-AMP-BST", {config({leaf("gain", "1.0")})}, "delete")),
-     BOOSTER "/config/gain: the model has no such node, expected one of: name, type, target-gain, min-gain, max-gain, "
-             "target-gain-tilt, gain-range, amp-mode, target-output-power, enabled, fiber-type-profile "
-             "[unknown-element]",
+     BOOSTER
+     "/config/gain: the model has no such node, expected one of: name, type, target-gain, min-gain, max-gain, "
+     "target-gain-tilt, gain-range, amp-mode, target-output-power, max-output-power, enabled, fiber-type-profile "
+     "[unknown-element]",
      unchanged},
     {"DeleteOfStateAlone", one(amplifier("0/2-AMP-BST", {{.name = "state", .operation = "delete"}})),
      BOOSTER "/state: is state, which cannot be edited [operation-not-supported]", unchanged},

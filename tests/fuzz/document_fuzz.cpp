@@ -2,6 +2,7 @@
 // that they do: any other exception ends the run.
 #include "node/edit_request.h"
 #include "node/node.h"
+#include "yang/models.h"
 #include "yang/request_error.h"
 
 #include <cstdint>

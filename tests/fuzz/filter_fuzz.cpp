@@ -3,6 +3,7 @@
 #include "node/filter.h"
 #include "node/node.h"
 #include "yang/client_document.h"
+#include "yang/models.h"
 #include "yang/request_error.h"
 
 #include <cstdint>
@@ -39,14 +40,14 @@ Filter read_filter(std::string_view text) {
 
 std::string cut_with(const Filter &filter, YangTree &answer) {
     filter.cut(answer);
-    return print_tree(answer.get(), LYD_JSON);
+    return answer.print(LYD_JSON);
 }
 
 void use(const Filter &filter) {
     static const YangTree whole = whole_answer();
     filter.requests();
     filter.path_target();
-    YangTree answer = copy_tree(whole.get());
+    YangTree answer = whole.copy();
     const std::string once = cut_with(filter, answer);
     if (cut_with(filter, answer) != once)
         std::abort();

@@ -366,11 +366,11 @@ TEST_F(SystemDatabaseFile, WhatAKilledWriterLeftIsToldToWhoMayNotUndoIt) {
 }
 
 TEST_F(SystemDatabaseFile, AFailureIsToldInWordsWithItsReason) {
-    const std::string nowhere = (folder_ / "nowhere" / "node.db").string();
+    const std::string nowhere = (folder() / "nowhere" / "node.db").string();
     EXPECT_EQ(sqlite_complaint([&] { const Database database(nowhere, Database::Mode::read_write); }),
               nowhere + ": open: unable to open database file: No such file or directory");
     SystemDatabase database(file_, Database::Mode::create);
-    std::filesystem::rename(file_, folder_ / "moved");
+    std::filesystem::rename(file_, folder() / "moved");
     EXPECT_EQ(sqlite_complaint([&] { database.put(ots_bind_point, "a", Bytes{1}); }),
               file_ + ": write: the file has been renamed or removed since it was opened");
 }
