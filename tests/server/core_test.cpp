@@ -215,6 +215,18 @@ TEST_F(Edits, NativeOperations) {
     EXPECT_EQ(edit(admin, native_gain_edit("88\"")), "invalid-value");
 }
 
+TEST_F(Edits, EmptyLeavesOfJsonAreArraysOfNull) {
+    const SessionId admin = session();
+    const auto shutdown = [](const std::string &written) {
+        return fmt::format(R"({{"Korvex-ifmgr-cfg:interface-configurations":{{"interface-configuration":[)"
+                           R"({{"active":"act","interface-name":"Loopback0","shutdown":{}}}]}}}})",
+                           written);
+    };
+    EXPECT_EQ(edit(admin, shutdown("[null]")), "ok");
+    for (const char *wrong : {"null", "\"\"", "true", "[]", "[true]"})
+        EXPECT_EQ(edit(admin, shutdown(wrong)), "invalid-value") << wrong;
+}
+
 TEST_F(Edits, NativeReplaceOfTheWholeLeavesNothingElse) {
     const SessionId admin = session();
     EXPECT_EQ(answer(admin, CopyConfig{.source = EditStep{.document = native_gain_edit("88")}}), "ok");
