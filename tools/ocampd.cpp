@@ -45,6 +45,7 @@ struct ServeOptions {
     std::string node;
     LogFormat log_format = LogFormat::text;
     std::map<std::string, std::vector<std::string>> addresses, call_home; // by protocol
+    TlsSettings tls;
 };
 
 template <class Number>
@@ -92,6 +93,16 @@ void add_protocols(CLI::App &program, ServeOptions &options) {
     }
 }
 
+void add_tls(CLI::App &program, TlsSettings &tls) {
+    const auto add_file = [&](const char *name, std::string &file, const char *description) {
+        program.add_option(name, file, description)->type_name("FILE")->group("TLS");
+    };
+    add_file("--cert", tls.certificate, "Certificate of the server; none: it makes one of its own");
+    add_file("--key", tls.key, "Key of the certificate");
+    add_file("--client-ca", tls.client_ca, "Certificates that sign those of clients, which then must have one");
+    program.add_flag("--insecure", tls.insecure, "No TLS; on loopback only")->group("TLS");
+}
+
 // The sockets of each protocol that is served.
 std::map<std::string, std::vector<ListeningSocket>> sockets_of(const ServeOptions &options) {
     std::map<std::string, std::vector<ListeningSocket>> sockets = inherited_sockets();
@@ -137,9 +148,9 @@ Serving serve_all(Core &core, const ServeOptions &options,
             serving.addresses += fmt::format(" {}={}", name, socket.address);
         const auto call_home = options.call_home.find(name);
         serving.adapters.push_back(protocol.serve(
-            core,
-            {.sockets = std::move(found->second),
-             .call_home = call_home != options.call_home.end() ? call_home->second : std::vector<std::string>()}));
+            core, {.sockets = std::move(found->second),
+                   .call_home = call_home != options.call_home.end() ? call_home->second : std::vector<std::string>(),
+                   .tls = options.tls}));
     }
     return serving;
 }
@@ -227,6 +238,8 @@ int run(int argc, char **argv) {
     CommonOptions common;
     add_node_option(program, options.node);
     add_protocols(program, options);
+    if (std::ranges::any_of(protocols(), &Protocol::tls))
+        add_tls(program, options.tls);
     program
         .add_option_function<std::string>(
             "--log-format",
