@@ -6,6 +6,8 @@ packages=(g++ cmake ninja-build pkg-config libyang2-dev libyang2-tools libsqlite
           libsystemd-dev libcrypt-dev
           libgrpc++-dev libprotobuf-dev protobuf-compiler protobuf-compiler-grpc libssl-dev openssl python3-grpcio python3-protobuf
           nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev groff-base valgrind python3)
+# Node.js of another origin brings its own npm, and refuses Debian's.
+command -v npm >/dev/null || packages+=(npm)
 # Further packages may be named as arguments.
 packages+=("$@")
 
