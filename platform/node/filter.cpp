@@ -51,7 +51,7 @@ class Filter::PathReader {
                                       at.data() - path_.data() + 1, shortened(what, longest_shown)));
     }
 
-    void skip_blanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(blanks), rest_.size())); }
+    void skip_blanks() { rest_ = without_leading_blanks(rest_); }
 
     void expect(char character) {
         if (!rest_.starts_with(character))

@@ -21,9 +21,7 @@ bool take_digits(std::string_view &text) {
 
 // An optional sign, digits, and after a point more digits; white space may stand around them.
 bool is_decimal(std::string_view text) {
-    constexpr std::string_view blanks = " \t\r\n";
-    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-    text = text.substr(0, text.find_last_not_of(blanks) + 1);
+    text = trimmed(text);
     if (text.starts_with('+') || text.starts_with('-'))
         text.remove_prefix(1);
     if (!take_digits(text))

@@ -11,6 +11,7 @@
 #include "yang/json_document.h"
 
 #include "seam/path_text.h"
+#include "seam/text.h"
 #include "yang/request_error.h"
 
 #include <algorithm>
