@@ -306,7 +306,7 @@ class Filter::Marks {
     // True when the filter nodes select anything of `data`.
     bool mark(const std::vector<Node> &filters, const lyd_node &data) {
         // What libyang added by itself is nobody's data.
-        if ((data.flags & LYD_DEFAULT) != 0)
+        if (is_implicit(data))
             return false;
         bool any = false;
         for (const Node &filter : filters) {

@@ -93,7 +93,7 @@ std::vector<fs::path> files_in(const fs::path &folder, std::initializer_list<std
 void drop_implicit_roots(YangTree &tree) {
     for (lyd_node *root = tree.first(), *next = nullptr; root != nullptr; root = next) {
         next = root->next;
-        if ((root->flags & LYD_DEFAULT) != 0)
+        if (is_implicit(*root))
             tree.remove(root);
     }
 }

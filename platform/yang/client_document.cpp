@@ -37,7 +37,7 @@ std::vector<ClientNode> read_document(std::string_view document, DocumentFormat 
 
 std::string client_value(const Schema &schema, const lysc_node &leaf, const ClientNode &node) {
     const std::string_view value = trimmed(node.value);
-    const bool identity = reinterpret_cast<const lysc_node_leaf &>(leaf).type->basetype == LY_TYPE_IDENT;
+    const bool identity = type_of(leaf).basetype == LY_TYPE_IDENT;
     if (!identity || !node.value_module)
         return schema.check_value(leaf, value);
     const std::size_t colon = value.find(':');

@@ -2,6 +2,7 @@
 #include "yang/error.h"
 
 #include "seam/text.h"
+#include "yang/schema.h"
 
 #include <algorithm>
 #include <string_view>
@@ -63,7 +64,7 @@ void check(LY_ERR result, const ly_ctx *context) {
 void check_lexical_form(const lysc_node &leaf, std::string_view value) {
     if (value.find('\0') != std::string_view::npos)
         throw YangError("holds a zero byte, expected text");
-    if (reinterpret_cast<const lysc_node_leaf &>(leaf).type->basetype == LY_TYPE_DEC64 && !is_decimal(value))
+    if (type_of(leaf).basetype == LY_TYPE_DEC64 && !is_decimal(value))
         throw YangError(fmt::format("Invalid decimal64 value \"{}\", expected one such as \"-1.5\".",
                                     shortened(value, longest_shown_value)));
 }
