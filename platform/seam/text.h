@@ -17,6 +17,9 @@ std::string_view without_leading_blanks(std::string_view text) noexcept;
 /// The text without white space around it.
 std::string_view trimmed(std::string_view text) noexcept;
 
+/// A complaint of the JSON library without its number of the error, which stands in brackets in front.
+std::string_view without_error_number(std::string_view complaint) noexcept;
+
 /// True for a text that is UTF-8 throughout.
 bool is_utf8(std::string_view text) noexcept;
 
