@@ -117,6 +117,7 @@ struct ChannelAnswer {
     const char *openconfig;
     const char *unit;
     NativeDecimals scale;
+    Word traced_as;
     bool shows_hierarchy = false; // the depth of the node hierarchy is traced
     int selected = 0;
 };

@@ -46,6 +46,16 @@ struct Value {
     }
 };
 
+/// Fills `value` with a native number in the unit of OpenConfig and traces it before and after, as the row's answer
+/// says. A template of the row, because each converter has message sites of its own.
+template <class Row>
+void convert_value(yfw_map_ctx ctx, const char *native, Value &value) {
+    value.copy_from(Row::converter, native);
+    ymap_trc_at(Row::converter, ctx, Row::answer.traced_as + FixedText("-native = %s"), value.text);
+    value.to_openconfig(Row::answer.scale);
+    ymap_trc_at(Row::converter, ctx, Row::answer.traced_as + FixedText("-oc = %s"), value.text);
+}
+
 /// The opposite of a boolean text, NULL for none: the native leaf says whether an amplifier is shut, OpenConfig
 /// whether it is enabled. Only "true" is true, in both directions.
 inline const char *inverted(const char *value) {
