@@ -25,6 +25,18 @@ cerrno answer(YMAP_NODE_PARAMETERS) {
     }
 }
 
+/// Begins the handler of a port's list: reads the controller's name, the key of `entry`, and traces it. `controller`
+/// stays NULL when the entry has none. Gives the result of the reading. `function`: the handler, which reports; a
+/// template of the row, because each has message sites of its own.
+template <class Row>
+cerrno read_controller(yfw_map_ctx ctx, const char *function, const yfw_datatree *entry, const char *&controller) {
+    const cerrno result = yfw_map_get_node_info(ctx, entry, Row::path, "name", &controller);
+    ymap_trc_at(function, ctx, "controller_name: %s", shown(controller));
+    if (controller == nullptr)
+        ymap_trc_at(function, ctx, "ERROR controller_name is NULL");
+    return result;
+}
+
 } // namespace
 } // namespace ymap::native
 
