@@ -15,7 +15,8 @@ struct Value {
 
     Value() { text[0] = '\0'; }
     bool empty() const { return text[0] == '\0'; }
-    void copy_from(const char *caller, const char *value) { yfw_strcpy_s(caller, text, sizeof text, value); }
+    /// `function`: the exported function that copies.
+    void copy_from(const char *function, const char *value) { yfw_strcpy_s(function, text, sizeof text, value); }
 
     /// The number that the text starts with; 0 when there is none.
     double number() const {
