@@ -41,6 +41,13 @@ using TextConverterByHand = TextFunction;
 
 } // namespace ymap::exported
 
+// Name of the OpenConfig side's exported function `name`.
+#define OC_NAME(name) ymap_ox_oc_opt_ampli_openconfigopticalamplifier_##name
+
+// A name as text, after macros in it are expanded.
+#define YMAP_TEXT_OF(name) #name
+#define YMAP_TEXT(name) YMAP_TEXT_OF(name)
+
 // Declares an exported function; for EXPORT.
 #define YMAP_DECLARE(kind, name, row) YMAP_EXPORT ymap::exported::kind name;
 

@@ -78,7 +78,7 @@ cerrno read_controller(yfw_map_ctx ctx, const char *function, const yfw_datatree
 
 // Another exported name of a default handler, which the framework may override.
 #define NATIVE_ALIAS(kind, name, handler)                                                                              \
-    extern "C" __attribute__((weak, visibility("default"), alias(NATIVE_TEXT(handler)))) ymap::exported::kind name;
+    extern "C" __attribute__((weak, visibility("default"), alias(YMAP_TEXT(handler)))) ymap::exported::kind name;
 #define DEFINE_ContainerAlias(name, row) NATIVE_ALIAS(ContainerAlias, name, XO_NAME(duck_map_container))
 #define DEFINE_ListAlias(name, row) NATIVE_ALIAS(ListAlias, name, XO_NAME(duck_map_list))
 #define DEFINE_LeafAlias(name, row) NATIVE_ALIAS(LeafAlias, name, XO_NAME(duck_map_leaf))
