@@ -95,6 +95,7 @@ inline bool has_no_path(yfw_map_ctx ctx) {
     return tree == nullptr || tree->child_count == 0;
 }
 
+/// True when the request reaches the model at all, whatever it names below its root.
 inline bool names_the_model(yfw_map_ctx ctx) {
     return check_request_type(ctx, request_tree(ctx), "/optical-amplifier") != 0;
 }

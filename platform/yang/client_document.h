@@ -13,6 +13,7 @@
 
 namespace ocamp {
 
+/// Namespace of what NETCONF itself puts into documents: <config>, <filter> and the attribute `operation`.
 inline constexpr std::string_view netconf_namespace = "urn:ietf:params:xml:ns:netconf:base:1.0";
 
 /// The most levels that a document may have: who reads one descends level by level.
