@@ -60,6 +60,7 @@ class Filter {
     class Marks;
 
     static std::optional<Node> resolve(const Schema &schema, const lysc_node *parent, const struct ClientNode &from);
+    static bool resolve_children(const Schema &schema, const struct ClientNode &from, Node &resolved);
     static std::vector<PlacedRequest> requests_of(const Node &node);
     static void widen(PlacedRequest &request);
     static RequestNode request_node(const Node &node);
