@@ -115,7 +115,8 @@ inline RequestScope wanted_lists(yfw_map_ctx ctx) {
     return scope;
 }
 
-/// The request's options let configuration through. What each option stands for is the framework's.
+/// The request's options let configuration through. Each mask is a group of options that is tested at once, in the
+/// order of the record; what an option stands for is the framework's, and bits outside the masks do not matter.
 inline bool request_options_clear(const yfw_request_options &options) {
     if (options.word_signed < 0)
         return false;
