@@ -1,6 +1,5 @@
 // The OpenConfig rows as types, and the declarations of the functions behind them.
-#ifndef OPENCONFIG_ROWS_H
-#define OPENCONFIG_ROWS_H
+#pragma once
 
 #include "ymap_exports.h"
 #include "ymap_rows.h"
@@ -64,5 +63,3 @@ struct no_parent;
 #undef OC_NAME
 
 } // namespace ymap::openconfig
-
-#endif
