@@ -155,41 +155,16 @@ struct Module {
 
 // clang-format off
 const std::vector<Module> native_modules = {
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_controller_optics_cfg.def"
-}},
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_ifmgr_cfg.def"
-}},
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_controller_orvo8_ots_oper.def"
-}},
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_controller_optics_oper.def"
-}},
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_pmengine_oper.def"
-}},
+#define NATIVE_ROWS "korvex_controller_optics_cfg.def"
+#include "ocamp_rows_of_module.h"
+#define NATIVE_ROWS "korvex_ifmgr_cfg.def"
+#include "ocamp_rows_of_module.h"
+#define NATIVE_ROWS "korvex_controller_orvo8_ots_oper.def"
+#include "ocamp_rows_of_module.h"
+#define NATIVE_ROWS "korvex_controller_optics_oper.def"
+#include "ocamp_rows_of_module.h"
+#define NATIVE_ROWS "korvex_pmengine_oper.def"
+#include "ocamp_rows_of_module.h"
 };
 // clang-format on
 

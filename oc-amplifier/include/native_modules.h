@@ -1,6 +1,5 @@
 // Names of the native modules' exported functions, and the declarations that all modules expand from their rows.
-#ifndef NATIVE_MODULES_H
-#define NATIVE_MODULES_H
+#pragma once
 
 #include "ymap_exports.h"
 #include "ymap_rows.h"
@@ -31,5 +30,3 @@ bool is_one_of(const char *tag, const char *key, Keys... further_keys) {
 
 #define NATIVE_EXPORT YMAP_DECLARE
 #include "native_modules_exports.h"
-
-#endif

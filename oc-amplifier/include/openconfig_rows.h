@@ -1,6 +1,5 @@
 // The OpenConfig rows as types, and the declarations of the functions behind them.
-#ifndef OPENCONFIG_ROWS_H
-#define OPENCONFIG_ROWS_H
+#pragma once
 
 #include "ymap_exports.h"
 #include "ymap_rows.h"
@@ -62,5 +61,3 @@ struct no_parent;
 #undef OC_ROW
 
 } // namespace ymap::openconfig
-
-#endif

@@ -1,7 +1,6 @@
 // Shared helpers of the converters: name forms of amplifiers, controllers and ports, the system database, look-ups
 // in request trees, select fields and text. All are exported under these names. Buffers belong to the caller.
-#ifndef UTILITY_H
-#define UTILITY_H
+#pragma once
 
 #include "ymap_frame.h"
 
@@ -108,5 +107,3 @@ struct RequestKey {
 };
 
 } // namespace ymap
-
-#endif

@@ -1,7 +1,6 @@
 // What kinds of functions the plug-in exports for its rows. A kind is a function type by the name that the lists of
 // exports (openconfig_exports.h, native_exports.h) give it.
-#ifndef YMAP_EXPORTS_H
-#define YMAP_EXPORTS_H
+#pragma once
 
 #include "ymap_frame.h"
 
@@ -54,5 +53,3 @@ using TextConverterByHand = TextFunction;
 // The parameters of a NodeFunction, as definitions spell them.
 #define YMAP_NODE_PARAMETERS yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out
 #define YMAP_CONTAINER_PARAMETERS yfw_map_ctx ctx, const yfw_datatree *in, unsigned int /*children*/, yfw_datatree *out
-
-#endif

@@ -1,7 +1,6 @@
 // The frame that every handler and converter follows: the two message channels, the error path, the argument
 // check, and what the request state says. Knows nothing of any model.
-#ifndef YMAP_FRAME_H
-#define YMAP_FRAME_H
+#pragma once
 
 #include "yfw_platform.h"
 
@@ -146,6 +145,13 @@ inline const char *shown(const char *text) {
         YMAP_REQUIRE_NODES(__func__, ctx, in, out, result);                                                            \
     } while (false)
 
+// Body of a container's handler: it checks and has nothing else to do.
+#define YMAP_CHECK_ONLY(ctx, in, out)                                                                                  \
+    do {                                                                                                               \
+        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
+        return CERR_SUCCESS;                                                                                           \
+    } while (false)
+
 // Body of a list or leaf handler that has nothing of its own: hand over to `converter`, check only if that cannot be.
 #define YMAP_HAND_TO(converter, ctx, in, out)                                                                          \
     do {                                                                                                               \
@@ -259,5 +265,3 @@ inline void mark_key(yfw_datatree *child) {
 }
 
 } // namespace ymap
-
-#endif

@@ -1,6 +1,5 @@
 // Defines the node handlers of one native module, XO_ROWS. Included once by the module's handlers.
-#ifndef YMAP_NATIVE_HANDLERS_H
-#define YMAP_NATIVE_HANDLERS_H
+#pragma once
 
 #include "native_modules.h"
 #include "ymap_values.h"
@@ -42,8 +41,7 @@ cerrno read_controller(yfw_map_ctx ctx, const char *function, const yfw_datatree
 
 #define DEFINE_ContainerHandler(name, row)                                                                             \
     cerrno name(YMAP_CONTAINER_PARAMETERS) {                                                                           \
-        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
-        return CERR_SUCCESS;                                                                                           \
+        YMAP_CHECK_ONLY(ctx, in, out);                                                                                 \
     }
 // A list has nothing to do: its key leaf makes the OpenConfig entry.
 #define DEFINE_ListHandler(name, row)                                                                                  \
@@ -83,5 +81,3 @@ cerrno read_controller(yfw_map_ctx ctx, const char *function, const yfw_datatree
 #define DEFINE_ListAlias(name, row) NATIVE_ALIAS(ListAlias, name, XO_NAME(duck_map_list))
 #define DEFINE_LeafAlias(name, row) NATIVE_ALIAS(LeafAlias, name, XO_NAME(duck_map_leaf))
 #include "native_exports.h"
-
-#endif

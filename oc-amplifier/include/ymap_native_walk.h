@@ -1,7 +1,6 @@
 // The walk over native answers that all five native modules share. A module says with its rows and its NativeModule in
 // what it differs.
-#ifndef YMAP_NATIVE_WALK_H
-#define YMAP_NATIVE_WALK_H
+#pragma once
 
 #include "ymap_rows.h"
 
@@ -162,5 +161,3 @@ cerrno walk(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
 }
 
 } // namespace ymap::native
-
-#endif

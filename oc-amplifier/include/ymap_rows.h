@@ -1,7 +1,6 @@
 // What rows say of their nodes, in named fields. A request is the way of an OpenConfig leaf to native leaves, an answer
 // the way of a native leaf to OpenConfig ones. Knows no node.
-#ifndef YMAP_ROWS_H
-#define YMAP_ROWS_H
+#pragma once
 
 #include "decimal_text.h"
 #include "utility.h"
@@ -154,5 +153,3 @@ struct TextAnswer {
 struct AnswerByHand {};
 
 } // namespace ymap
-
-#endif

@@ -1,7 +1,6 @@
 // What converters of both directions do with values, requests and output: scaling, request scope, the test whether
 // configuration is written, and the one way to write a node. Knows no leaf and no path of its own.
-#ifndef YMAP_VALUES_H
-#define YMAP_VALUES_H
+#pragma once
 
 #include "decimal_text.h"
 #include "short_text.h"
@@ -142,5 +141,3 @@ inline bool writes_config(yfw_map_ctx ctx) {
 }
 
 } // namespace ymap
-
-#endif
