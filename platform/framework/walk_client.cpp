@@ -55,7 +55,8 @@ int yfw_map_is_request_add(yfw_map_ctx ctx) {
 cerrno yfw_map_update_current_list_node(yfw_map_ctx ctx, const char *list_path) {
     const char *const function = __func__;
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
-        return list_path == nullptr ? refuse(function, rc_invalid_argument, "no path") : run.make_current(function, list_path);
+        return list_path == nullptr ? refuse(function, rc_invalid_argument, "no path")
+                                    : run.make_current(function, list_path);
     });
     record_call(function, Code{result}, context_word, Quoted{list_path});
     return result;

@@ -155,9 +155,8 @@ cerrno _sysdb_bind(void **handle, const char *bind_point, uint32_t zero) {
 }
 
 cerrno _sysdb_unbind(void *handle) {
-    const cerrno rc = open_bindings().close(handle)
-                          ? CERR_SUCCESS
-                          : refuse(__func__, ocamp::rc_bad_handle, "the binding is not open");
+    const cerrno rc = open_bindings().close(handle) ? CERR_SUCCESS
+                                                    : refuse(__func__, ocamp::rc_bad_handle, "the binding is not open");
     ocamp::record_call(__func__, Code{rc});
     return rc;
 }
