@@ -1,5 +1,6 @@
 // One module of `native_modules` in ocamp_rows.cpp, from the list that NATIVE_ROWS names. Without include guard on
 // purpose.
+// clang-format off
 {
 #define XO_EACH_MODULE MODULE_OF_ROWS
 #define XO_EACH_ROOT ROOT_OF_ROWS
@@ -7,4 +8,5 @@
 #define XO_EACH_LEAF LEAF_OF_ROWS
 #include NATIVE_ROWS
 }},
+// clang-format on
 #undef NATIVE_ROWS
