@@ -98,6 +98,7 @@ int run(int argc, char **argv) {
     ocamp::CommonOptions common;
     ocamp::add_get_command(program, common);
     ocamp::add_edit_command(program, common);
+    ocamp::add_why_command(program, common);
     ocamp::add_explain_command(program, common);
     ocamp::add_native_command(program, common);
     ocamp::add_node_command(program, common);

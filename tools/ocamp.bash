@@ -23,6 +23,7 @@ _ocamp() {
         DIR | EXAMPLE) mapfile -t COMPREPLY < <(compgen -d -- "$word") ;;
         FILE) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
         FORMAT) mapfile -t COMPREPLY < <(compgen -W "json xml" -- "$word") ;;
+        WHEN) mapfile -t COMPREPLY < <(compgen -W "always auto never" -- "$word") ;;
         OPERATION) mapfile -t COMPREPLY < <(compgen -W "merge replace none" -- "$word") ;;
         ?*) COMPREPLY=() ;;
         *)

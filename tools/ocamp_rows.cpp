@@ -214,6 +214,13 @@ std::vector<Leaf> openconfig_leaves() {
     return leaves;
 }
 
+/// Whether the native leaf's converter is one that answers the OpenConfig leaf by hand.
+bool is_answered_by_hand(const Leaf &leaf, const NativeLeafRow &native) {
+    const auto &by_hand = leaf.request.answered_by;
+    return !native.converter.empty() &&
+           std::find(std::begin(by_hand), std::end(by_hand), native.converter) != std::end(by_hand);
+}
+
 /// The native leaves behind an OpenConfig leaf, with the converters of the way back. Each text once.
 struct Mapping {
     std::vector<std::string> native_leaves, to_high, units;
@@ -239,9 +246,7 @@ Mapping mapping_of(const Leaf &leaf, const std::vector<NativeLeafRow> &natives) 
         Mapping::add(mapping.native_leaves, asked);
     Mapping::add(mapping.units, leaf.request.unit);
     for (const NativeLeafRow &native : natives) {
-        const auto &by_hand = leaf.request.answered_by;
-        bool answers = !native.converter.empty() &&
-                       std::find(std::begin(by_hand), std::end(by_hand), native.converter) != std::end(by_hand);
+        bool answers = is_answered_by_hand(leaf, native);
         for (const Answer &answer : {native.answers.first, native.answers.second}) {
             if (text(answer.openconfig) != leaf.path)
                 continue;
@@ -318,6 +323,33 @@ void print_mapping() {
     }
 }
 
+void print_answer(const Leaf &leaf, const NativeLeafRow &native, std::string_view unit, std::string_view rule,
+                  std::string_view getter) {
+    std::printf("    {\"%s\", \"%s\", \"%.*s\", \"%.*s\", \"%.*s\", \"%.*s\", \"%.*s\"},\n", leaf.path.c_str(),
+                native.path.c_str(), static_cast<int>(native.module.size()), native.module.data(),
+                static_cast<int>(native.converter.size()), native.converter.data(), static_cast<int>(unit.size()),
+                unit.data(), static_cast<int>(rule.size()), rule.data(), static_cast<int>(getter.size()),
+                getter.data());
+}
+
+/// Who answers each OpenConfig leaf, as the elements of an array of ocamp::MappingRow.
+void print_table() {
+    for (const Leaf &leaf : openconfig_leaves()) {
+        for (const NativeLeafRow &native : native_leaves()) {
+            if (is_answered_by_hand(leaf, native))
+                print_answer(leaf, native, "", leaf.request.unit, "");
+            for (const Answer &answer : {native.answers.first, native.answers.second}) {
+                if (text(answer.openconfig) != leaf.path)
+                    continue;
+                // Where there is no scale, the row's unit says what becomes of the text.
+                const bool has_unit = answer.scale != nullptr;
+                print_answer(leaf, native, has_unit ? answer.unit : "", has_unit ? answer.scale : text(answer.unit),
+                             text(answer.getter));
+            }
+        }
+    }
+}
+
 /// The schema path of a data path, with the module's prefix on every step.
 std::string prefixed(const std::string &path) {
     std::string text;
@@ -372,8 +404,10 @@ int main(int argc, char **argv) {
         print_mapping();
     else if (what == "deviations")
         print_deviations();
+    else if (what == "table")
+        print_table();
     else {
-        std::fputs("usage: ocamp-rows exports|leaves|mapping|deviations\n", stderr);
+        std::fputs("usage: ocamp-rows exports|leaves|mapping|deviations|table\n", stderr);
         return 2;
     }
     return 0;

@@ -62,5 +62,6 @@ void add_explain_command(CLI::App &program, CommonOptions &common);
 void add_native_command(CLI::App &program, CommonOptions &common);
 void add_node_command(CLI::App &program, CommonOptions &common);
 void add_sysdb_command(CLI::App &program, CommonOptions &common);
+void add_why_command(CLI::App &program, CommonOptions &common);
 
 } // namespace ocamp

@@ -43,7 +43,7 @@ OutputNode &open_child(OutputNode &parent, std::string_view tag, std::string_vie
     return known == parent.open.end() ? add_child(parent, tag, ns) : parent.children[known->second];
 }
 
-void open_entry_with_key(OutputNode &parent, std::string_view tag, const Write &write) {
+void open_entry_with_key(OutputNode &parent, std::string_view tag, const Write &write, std::size_t number) {
     for (std::size_t i = 0; i < parent.children.size(); ++i) {
         const std::string *key = parent.children[i].child_value(*write.key_name);
         if (parent.children[i].tag == tag && key != nullptr && *key == write.value) {
@@ -56,6 +56,7 @@ void open_entry_with_key(OutputNode &parent, std::string_view tag, const Write &
     OutputNode &key = add_child(entry, *write.key_name, write.ns);
     key.value = write.value;
     key.addressed = true;
+    key.write = number;
 }
 
 void append_lines(std::string &text, const OutputNode &node, std::size_t depth) {
@@ -75,11 +76,11 @@ void append_lines(std::string &text, const OutputNode &node, std::size_t depth) 
 } // namespace
 
 OutputTree::OutputTree(std::span<const Write> writes) {
-    for (const Write &write : writes)
-        place(write);
+    for (std::size_t number = 0; number < writes.size(); ++number)
+        place(writes[number], number);
 }
 
-void OutputTree::place(const Write &write) {
+void OutputTree::place(const Write &write, std::size_t number) {
     const std::vector<std::string_view> steps = path_steps(write.path);
     if (steps.empty()) {
         unplaced_.push_back(write);
@@ -89,7 +90,7 @@ void OutputTree::place(const Write &write) {
     for (std::size_t i = 0; i + 1 < steps.size(); ++i)
         parent = &open_child(*parent, steps[i], write.ns);
     if (write.key_name) {
-        open_entry_with_key(*parent, steps.back(), write);
+        open_entry_with_key(*parent, steps.back(), write, number);
         return;
     }
     OutputNode &node =
@@ -101,6 +102,7 @@ void OutputTree::place(const Write &write) {
     node.operation = write.operation;
     node.source_path = write.source_path;
     node.source_value = write.source_value;
+    node.write = number;
 }
 
 std::string output_text(const std::vector<OutputNode> &roots) {

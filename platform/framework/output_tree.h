@@ -1,6 +1,7 @@
 // What a mapping run wrote, in order, and the tree that those writes make. Knows nothing of the models written in.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -31,8 +32,9 @@ struct OutputNode {
     std::optional<std::uint32_t> operation = {};
     std::string source_path = {};
     std::optional<std::string> source_value = {};
-    bool list_entry = false; ///< opened, found or added as one
-    bool addressed = false;  ///< a write ended here; the others only stand on the way
+    std::optional<std::size_t> write = {}; ///< place among the writes of the one that gave the value
+    bool list_entry = false;               ///< opened, found or added as one
+    bool addressed = false;                ///< a write ended here; the others only stand on the way
     std::vector<OutputNode> children = {};
     /// Which child further writes with that tag go into, by index; the other tags have none yet.
     std::vector<std::pair<std::string, std::size_t>> open = {};
@@ -56,7 +58,7 @@ class OutputTree {
     const std::vector<Write> &unplaced() const noexcept { return unplaced_; }
 
   private:
-    void place(const Write &write);
+    void place(const Write &write, std::size_t number);
 
     OutputNode top_;
     std::vector<Write> unplaced_;

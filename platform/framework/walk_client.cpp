@@ -29,6 +29,8 @@ cerrno yfw_map_remove_from_node_hierarchy(yfw_map_ctx ctx, const yfw_datatree *n
 
 int yfw_map_do_these_match(const char *a, const char *b) {
     const int result = a != nullptr && b != nullptr && std::strcmp(a, b) == 0 ? 1 : 0;
+    if (result != 0)
+        tell_data_flow([&](DataFlowObserver &observer) { observer.on_match(a); });
     record_call(__func__, result, Quoted{a}, Quoted{b});
     return result;
 }

@@ -34,8 +34,9 @@ std::string with_keys(std::string path, const lysc_node &list, const std::vector
 
 } // namespace
 
-void Answer::add(const OutputTree &output) {
+void Answer::add(const OutputTree &output, std::vector<Placement> *placements) {
     const StageMark stage(Stage::put_together);
+    placements_ = placements;
     for (const OutputNode &root : output.roots())
         place(nullptr, nullptr, root, "");
     for (const Write &write : output.unplaced())
@@ -60,6 +61,8 @@ void Answer::place(lyd_node *parent, const lysc_node *parent_schema, const Outpu
 void Answer::place_leaf(lyd_node *parent, const lysc_node &schema, const OutputNode &from, const std::string &path) {
     for (const OutputNode &child : from.children)
         drop(child, path + "/" + child.tag, "the model has no such node");
+    if (is_key(schema))
+        note(from, path, "");
     if (is_key(schema) || !from.addressed)
         return;
     if (!from.value || from.value->empty()) {
@@ -68,6 +71,7 @@ void Answer::place_leaf(lyd_node *parent, const lysc_node &schema, const OutputN
     }
     try {
         tree_.set_leaf(parent, schema, *from.value);
+        note(from, path, "");
     } catch (const YangError &error) {
         drop(from, path, error.what());
     }
@@ -107,9 +111,16 @@ void Answer::place_children(lyd_node *node, const lysc_node &schema, const Outpu
         place(node, &schema, child, path);
 }
 
+void Answer::note(const OutputNode &from, const std::string &path, const std::string &dropped) {
+    if (placements_ != nullptr && from.write)
+        placements_->push_back({path, *from.write, from.value.value_or(""), dropped});
+}
+
 void Answer::drop(const OutputNode &from, const std::string &path, const std::string &reason) {
-    if (from.children.empty() && !from.list_entry)
+    if (from.children.empty() && !from.list_entry) {
         dropped_.push_back({path, from.value.value_or(""), reason});
+        note(from, path, reason);
+    }
     for (const OutputNode &child : from.children)
         drop(child, path + "/" + child.tag, reason);
 }

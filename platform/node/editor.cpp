@@ -179,12 +179,15 @@ void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report
         check_before(root, before.first());
         drop_absent_removals(root, before.first());
     }
+    if (report != nullptr)
+        report->leaves = asked_leaves(request);
     std::vector<Write> writes;
     for (RequestNode &run : request.requests())
         run_one(data, std::move(run), writes, report);
     check_natively(data.running.to_change(), writes);
     const YangTree after = configuration(data);
     if (report != nullptr) {
+        note_read_back(report->leaves, after);
         report->native_changes = changes(native_before, data.running.tree());
         report->openconfig_changes = changes(before, after);
     }
@@ -193,15 +196,21 @@ void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report
 }
 
 void Editor::run_one(NativeData &data, RequestNode request, std::vector<Write> &writes, EditReport *report) const {
+    EditRunReport *const shown =
+        report != nullptr ? &report->runs.emplace_back(EditRunReport{.request = request}) : nullptr;
     MappingRun run(YFW_KIND_EDIT, std::move(request));
     logs_.attach(*run.context());
-    EditRunReport *const shown = report != nullptr ? &report->runs.emplace_back() : nullptr;
-    if (shown != nullptr)
-        shown->request = tree_text(*run.request());
-    map_to_native(plugin_, run);
+    {
+        std::optional<ProvenanceRecorder> recorder;
+        if (shown != nullptr)
+            recorder.emplace(shown->trace, nullptr);
+        map_to_native(plugin_, run);
+    }
     const OutputTree edit(run.writes());
-    if (shown != nullptr)
-        shown->native_edit = output_text(edit.roots());
+    if (shown != nullptr) {
+        shown->native_edit = edit.roots();
+        note_native_edit(report->leaves, edit.roots());
+    }
     writes.insert(writes.end(), run.writes().begin(), run.writes().end());
     apply_native_edit(
         native_schema(), edit.roots(), [&](const std::string &path) { return native_entries(data, path); },

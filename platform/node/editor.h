@@ -7,6 +7,7 @@
 #include "node/native_data.h"
 #include "node/plugin.h"
 #include "node/reader.h"
+#include "node/why_edit.h"
 
 #include <string>
 #include <vector>
@@ -15,12 +16,14 @@ namespace ocamp {
 
 /// How an edit went, for people. What was done before a refusal is there too.
 struct EditRunReport {
-    std::string request;
-    std::string native_edit;
+    RequestNode request;
+    std::vector<OutputNode> native_edit = {};
+    WalkTrace trace = {}; ///< of the walk over the request
 };
 /// How the whole edit went.
 struct EditReport {
     std::vector<EditRunReport> runs;
+    std::vector<WhyEdit> leaves;                 ///< what becomes of what was asked for
     std::vector<std::string> native_changes;     ///< as changes() gives them
     std::vector<std::string> openconfig_changes; ///< the same for what a client reads
 };

@@ -22,6 +22,24 @@ ReadResult Service::read(std::uint32_t kind, const Filter &filter, ReadReport *r
     return result;
 }
 
+WhyReport Service::why(std::uint32_t kind, const Filter &filter) {
+    ObservedRead read{.kind = kind, .filter = filter};
+    // What the device does not serve, the plug-in need not be asked for.
+    if (const lysc_node *target = filter.path_target(); target != nullptr && !is_served(*target))
+        return ocamp::why(read);
+    const CurrentSystemDatabase current(node_.system_database());
+    const ReadTransaction snapshot(node_.database());
+    native_ = load_native(node_.database(), native_schema(), std::move(native_));
+    try {
+        run_watched([&] { read.result = Reader(plugin_, logs_).read_anyway(native_, kind, filter, &read.report); });
+    } catch (const RequestError &error) {
+        read.refusal = error.what();
+    } catch (const PlatformFailure &error) {
+        read.failure = error.what();
+    }
+    return ocamp::why(read);
+}
+
 void Service::edit(const EditRequest &request) {
     Node node(folder_, Node::Access::write);
     const CurrentSystemDatabase current(node.system_database());

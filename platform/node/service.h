@@ -7,6 +7,7 @@
 #include "node/node.h"
 #include "node/plugin.h"
 #include "node/reader.h"
+#include "node/why.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -30,6 +31,9 @@ class Service {
 
     /// As Reader::read. `report` may be NULL: nothing is told then.
     ReadResult read(std::uint32_t kind, const Filter &filter, ReadReport *report = nullptr);
+    /// Why the leaves under a path, or of the whole model, have the values that a read gives, or none. What a read
+    /// would be refused or fail for is part of the answer, unless the node itself cannot be read.
+    WhyReport why(std::uint32_t kind, const Filter &filter);
     /// Carries the edit out in one transaction; when it returns, the change is on the disk. After a RequestError
     /// nothing has changed.
     void edit(const EditRequest &request);

@@ -2,6 +2,7 @@
 // failures into codes and debug-log lines. Knows nothing of what is in the records.
 #include "log/log.h"
 #include "seam/calls.h"
+#include "seam/data_flow.h"
 #include "seam/guard.h"
 #include "seam/handle_table.h"
 #include "sysdb/current_system_database.h"
@@ -82,7 +83,19 @@ cerrno get_item(const char *function, void *handle, const char *item, void **bag
     const Binding *binding = usable_binding(handle);
     if (binding == nullptr)
         return refuse(function, ocamp::rc_bad_handle, "the binding is not open");
-    const auto bag = ocamp::read_record(current_guard->database(), binding->bind_point, item);
+    const auto tell_item = [&](cerrno code, std::string_view failure) {
+        ocamp::tell_data_flow(
+            [&](ocamp::DataFlowObserver &observer) { observer.on_item(binding->bind_point, item, code, failure); });
+    };
+    const auto bag = [&] {
+        try {
+            return ocamp::read_record(current_guard->database(), binding->bind_point, item);
+        } catch (const std::exception &error) {
+            tell_item(ocamp::rc_database, error.what());
+            throw;
+        }
+    }();
+    tell_item(bag ? CERR_SUCCESS : ocamp::rc_not_found, "");
     if (!bag) {
         // No error: the plug-in asks for values that a node need not have.
         ocamp::debug_log_line(ocamp::log_traces, fmt::format("{}: no item {}{}", function, binding->bind_point, item));
@@ -102,6 +115,7 @@ cerrno list(const char *function, void *handle, const char *folder, std::uint32_
     if (binding == nullptr)
         return refuse(function, ocamp::rc_bad_handle, "the binding is not open");
     auto names = current_guard->database().list(binding->bind_point, folder);
+    ocamp::tell_data_flow([&](ocamp::DataFlowObserver &observer) { observer.on_listing(binding->bind_point, folder); });
     *count = static_cast<std::uint32_t>(names.size());
     *list_handle = open_listings().open(Listing{current_guard, std::move(names)});
     return CERR_SUCCESS;
@@ -111,9 +125,12 @@ cerrno list_next(const char *function, void *list_handle, const char **item_name
     Listing *listing = open_listings().find(list_handle);
     if (listing == nullptr)
         return refuse(function, ocamp::rc_bad_handle, "the listing is not open");
-    if (listing->next == listing->names.size())
+    if (listing->next == listing->names.size()) {
+        ocamp::tell_data_flow([](ocamp::DataFlowObserver &observer) { observer.on_listed(""); });
         return CERR_SUCCESS;
+    }
     const std::string &name = listing->names[listing->next++];
+    ocamp::tell_data_flow([&](ocamp::DataFlowObserver &observer) { observer.on_listed(name); });
     *item_name = name.c_str();
     *datatype = name.ends_with('/') ? listed_folder : listed_item;
     return CERR_SUCCESS;

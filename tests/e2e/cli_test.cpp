@@ -112,7 +112,7 @@ const WrongUse wrong_uses[] = {
     {"UnknownCommand",
      {"fetch"},
      {},
-     "no command 'fetch', expected one of: get, edit, explain, native, node, sysdb; 'ocamp --help' tells more"},
+     "no command 'fetch', expected one of: get, edit, why, explain, native, node, sysdb; 'ocamp --help' tells more"},
     {"CommandOfAnother", {"explain", "sysdb"}, {}, "no command 'explain sysdb', expected one of: get, edit; "},
     {"EditWithoutFile", {"edit"}, {}, "FILE"},
     {"UnknownDefaultOperation", {"edit"}, {"--default-operation", "delete", "-"}, "--default-operation"},
@@ -208,8 +208,9 @@ TEST_F(CommandLine, LastConfigurationOfANodeMayBeDeleted) {
 TEST_F(CommandLine, EachCommandHasHelpWithAnExample) {
     EXPECT_THAT(run_ocamp({"--help"}).out, HasSubstr("explain"));
     const std::vector<std::vector<std::string>> commands = {
-        {"get"},          {"edit"},          {"explain", "get"}, {"explain", "edit"}, {"native", "get"},
-        {"node", "init"}, {"sysdb", "list"}, {"sysdb", "get"},   {"sysdb", "put"},    {"sysdb", "rm"}};
+        {"get"},           {"edit"},         {"why"},           {"explain", "get"}, {"explain", "edit"},
+        {"native", "get"}, {"node", "init"}, {"sysdb", "list"}, {"sysdb", "get"},   {"sysdb", "put"},
+        {"sysdb", "rm"}};
     for (std::vector<std::string> words : commands) {
         words.emplace_back("--help");
         const Outcome outcome = run_ocamp(words);

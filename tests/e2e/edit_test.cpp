@@ -251,6 +251,9 @@ TEST_F(Edits, ExplanationOfARefusedEditShowsHowFarItCame) {
     const Outcome outcome = ocamp({"explain", "edit"}, {"-"}, booster("\"target-gain\": \"99.9\""));
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.out, HasSubstr("<optics-ots-amplifier-gain> \"999\""));
+    EXPECT_THAT(outcome.out, HasSubstr("\n3. Refused: nothing would change ---"));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("the node holds"))) << "the reason is told once";
+    EXPECT_THAT(outcome.out, Not(HasSubstr("4. ")));
     EXPECT_THAT(outcome.err, HasSubstr("/config/target-gain: '99.9': the node holds 0.0 to 40.0 dB [invalid-value]\n"));
 }
 

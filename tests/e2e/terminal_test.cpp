@@ -62,7 +62,7 @@ TEST_F(TerminalTexts, NativeDataAreEscapedByTheRulesOfTheirFormat) {
 }
 
 TEST_F(TerminalTexts, ExplanationsAndLogsAreEscaped) {
-    const Outcome outcome = ocamp({"explain", "get"}, {"--debug-log", "-", amplifier});
+    const Outcome outcome = ocamp({"explain", "get"}, {"--all", "--debug-log", "-", amplifier});
     EXPECT_THAT(outcome.out, HasSubstr(std::string("<description> \"") + escaped + "\""));
     expect_harmless(outcome);
     expect_harmless(ocamp({"explain", "get"}, {"--calls", amplifier}));

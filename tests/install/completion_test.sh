@@ -27,6 +27,9 @@ expect "one command" "explain" "$(completions ocamp ex)"
 expect "a command's own options after others" "--format" "$(completions ocamp explain get --node here --fo)"
 expect "formats" "json
 xml" "$(completions ocamp get --format "")"
+expect "colours" "always
+auto
+never" "$(completions ocamp explain get --color "")"
 expect "operations" "merge
 none
 replace" "$(completions ocamp edit --default-operation "")"
