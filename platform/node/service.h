@@ -4,6 +4,7 @@
 
 #include "log/log.h"
 #include "node/editor.h"
+#include "node/history.h"
 #include "node/node.h"
 #include "node/plugin.h"
 #include "node/reader.h"
@@ -30,11 +31,13 @@ class Service {
 
     /// As Reader::read.
     ReadResult read(std::uint32_t kind, const Filter &filter, ReadReport *report = nullptr);
+    /// As history_of, of this node.
+    std::vector<LeafHistory> history(const Filter &filter);
     /// Carries the edit out in one transaction; when it returns, the change is on the disk. After a RequestError
     /// nothing has changed.
-    void edit(const EditRequest &request);
+    EditOutcome edit(const EditRequest &request);
     /// As edit, but changes nothing. Tells in `report` how far it came before a RequestError.
-    void try_edit(const EditRequest &request, EditReport &report);
+    EditOutcome try_edit(const EditRequest &request, EditReport &report);
 
   private:
     LogSession logs_;
