@@ -112,7 +112,8 @@ const WrongUse wrong_uses[] = {
     {"UnknownCommand",
      {"fetch"},
      {},
-     "no command 'fetch', expected one of: get, edit, explain, native, node, sysdb; 'ocamp --help' tells more"},
+     "no command 'fetch', expected one of: get, edit, set, rm, explain, watch, history, native, node, sysdb; 'ocamp "
+     "--help' tells more"},
     {"CommandOfAnother", {"explain", "sysdb"}, {}, "no command 'explain sysdb', expected one of: get, edit; "},
     {"EditWithoutFile", {"edit"}, {}, "FILE"},
     {"UnknownDefaultOperation", {"edit"}, {"--default-operation", "delete", "-"}, "--default-operation"},
@@ -208,8 +209,10 @@ TEST_F(CommandLine, LastConfigurationOfANodeMayBeDeleted) {
 TEST_F(CommandLine, EachCommandHasHelpWithAnExample) {
     EXPECT_THAT(run_ocamp({"--help"}).out, HasSubstr("explain"));
     const std::vector<std::vector<std::string>> commands = {
-        {"get"},          {"edit"},          {"explain", "get"}, {"explain", "edit"}, {"native", "get"},
-        {"node", "init"}, {"sysdb", "list"}, {"sysdb", "get"},   {"sysdb", "put"},    {"sysdb", "rm"}};
+        {"get"},           {"edit"},          {"set"},           {"rm"},           {"explain", "get"},
+        {"explain", "edit"}, {"watch"},       {"history"},       {"native", "get"}, {"native", "set"},
+        {"native", "put"}, {"native", "rm"},  {"node", "init"},  {"node", "export"}, {"sysdb", "list"},
+        {"sysdb", "get"},  {"sysdb", "put"},  {"sysdb", "rm"}};
     for (std::vector<std::string> words : commands) {
         words.emplace_back("--help");
         const Outcome outcome = run_ocamp(words);
@@ -217,6 +220,7 @@ TEST_F(CommandLine, EachCommandHasHelpWithAnExample) {
         EXPECT_THAT(outcome.out, HasSubstr("Example"));
         EXPECT_THAT(outcome.out, HasSubstr("--debug-log"));
         EXPECT_THAT(outcome.out, HasSubstr("--plugin"));
+        EXPECT_THAT(outcome.out, HasSubstr("Exit status: 0 done, 1 the request failed, 2 wrong use."));
     }
 }
 
