@@ -1,8 +1,6 @@
 // How changes are worded. Knows no command.
 #include "change_text.h"
 
-#include "output.h"
-
 #include "seam/path_text.h"
 #include "seam/text.h"
 
@@ -24,7 +22,8 @@ std::string rounding_behind(const std::string &path, const std::vector<Rounding>
 }
 
 bool is_changed(const std::string &path, const std::vector<LeafChange> &changed) {
-    return std::any_of(changed.begin(), changed.end(), [&](const LeafChange &change) { return without_modules(change.path) == path; });
+    return std::any_of(changed.begin(), changed.end(),
+                       [&](const LeafChange &change) { return without_modules(change.path) == path; });
 }
 
 std::string text_of(const ToldChanges &told, bool dry_run) {
@@ -51,13 +50,12 @@ Json or_null(const std::optional<std::string> &value) {
 std::string json_of(const ToldChanges &told, bool dry_run) {
     Json changed = Json::array(), rounded = Json::array();
     for (const LeafChange &change : told.changed)
-        changed.push_back({{"path", without_modules(change.path)}, {"old", or_null(change.before)}, {"new", or_null(change.after)}});
+        changed.push_back(
+            {{"path", without_modules(change.path)}, {"old", or_null(change.before)}, {"new", or_null(change.after)}});
     for (const Rounding &rounding : told.rounded)
         rounded.push_back({{"path", rounding.path}, {"asked", rounding.asked}, {"held", rounding.held}});
-    const Json whole{{"changed", changed},
-                     {"rounded", rounded},
-                     {"state-passed-over", told.passed_over},
-                     {"dry-run", dry_run}};
+    const Json whole{
+        {"changed", changed}, {"rounded", rounded}, {"state-passed-over", told.passed_over}, {"dry-run", dry_run}};
     return escaped_json(whole.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 
@@ -71,12 +69,11 @@ std::string told_line(const LeafChange &change) {
     return line_of(plain) + escaped((change.unit.empty() ? "" : is_part ? " x " : " ") + change.unit);
 }
 
-void tell_changes(const ToldChanges &told, const TellOptions &options, bool as_json, std::string_view done) {
-    std::string text;
+std::string told_text(const ToldChanges &told, const TellOptions &options, bool as_json) {
     // A dry run has nothing to do but tell.
-    if (!options.quiet || options.dry_run)
-        text = as_json ? json_of(told, options.dry_run) : text_of(told, options.dry_run);
-    finish_output(text, options.dry_run ? "" : done);
+    if (options.quiet && !options.dry_run)
+        return {};
+    return as_json ? json_of(told, options.dry_run) : text_of(told, options.dry_run);
 }
 
 } // namespace ocamp

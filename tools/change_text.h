@@ -19,10 +19,11 @@ struct ToldChanges {
     std::size_t passed_over = 0; ///< leaves of state that the document held
 };
 
-/// A change on one line, escaped, with its unit and without module names in the path: "~ /list[key='1']/leaf 1.0 -> 1.5 dB".
+/// A change on one line, escaped, with its unit and without module names in the path: "~ /list[key='1']/leaf 1.0 -> 1.5
+/// dB".
 std::string told_line(const LeafChange &change);
 
-/// Ends the output with it. `done`: as for finish_output. Throws OutputError.
-void tell_changes(const ToldChanges &told, const TellOptions &options, bool as_json, std::string_view done);
+/// All of it, as the options want it told.
+std::string told_text(const ToldChanges &told, const TellOptions &options, bool as_json);
 
 } // namespace ocamp

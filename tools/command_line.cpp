@@ -60,10 +60,10 @@ std::string hint(const std::optional<std::string> &nearest, const std::string &o
     std::vector<std::string> known;
     for (const CLI::App *command : shown_commands(above))
         known.push_back(command->get_name());
-    throw InputError(fmt::format("no command '{}{}'{}", above.get_parent() == nullptr ? "" : above.get_name() + " ",
-                                 shortened(word, longest_shown_value),
-                                 hint(nearest_word(word, known),
-                                      fmt::format(", expected one of: {}", fmt::join(known, ", ")), above)));
+    throw InputError(fmt::format(
+        "no command '{}{}'{}", above.get_parent() == nullptr ? "" : above.get_name() + " ",
+        shortened(word, longest_shown_value),
+        hint(nearest_word(word, known), fmt::format(", expected one of: {}", fmt::join(known, ", ")), above)));
 }
 
 // Goes through the words from left to right.
@@ -105,7 +105,8 @@ class Reader {
         if (option == nullptr)
             refuse_option(*command_, name);
         // What only the program has is asked of the program.
-        if (command_ == &program_ && program_.get_option_no_throw(name) != nullptr && name != "--help" && name != "-h") {
+        if (command_ == &program_ && program_.get_option_no_throw(name) != nullptr && name != "--help" &&
+            name != "-h") {
             commands_.push_back(word);
             ++at_;
             return;

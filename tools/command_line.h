@@ -1,5 +1,5 @@
-// The words of the command line before they are parsed: which command is meant, options that stand before it, and what is
-// wrong with either, told with the nearest known word. Knows no command.
+// The words of the command line before they are parsed: which command is meant, options that stand before it, and what
+// is wrong with either, told with the nearest known word. Knows no command.
 #pragma once
 
 #include <string>

@@ -1,6 +1,7 @@
 // ocamp edit, ocamp set and ocamp rm. Knows how an edit is handed over, not how it is carried out.
 #include "change_text.h"
 #include "options.h"
+#include "output.h"
 
 #include "yang/models.h"
 
@@ -45,12 +46,17 @@ constexpr const char *rm_footer =
 
 void run(const std::string &node, const EditRequest &request, const TellOptions &tell, const CommonOptions &common) {
     Service service({.node = node, .plugin = common.plugin, .logs = common.logs});
+    std::string text;
+    const auto prepare = [&](const EditOutcome &outcome) {
+        text = told_text({.changed = outcome.changed, .rounded = outcome.rounded, .passed_over = request.passed_over()},
+                         tell, common.json);
+    };
     EditReport report;
-    EditOutcome outcome = tell.dry_run ? service.try_edit(request, report) : service.edit(request);
-    tell_changes({.changed = std::move(outcome.changed),
-                  .rounded = std::move(outcome.rounded),
-                  .passed_over = request.passed_over()},
-                 tell, common.json, "the edit is made");
+    if (tell.dry_run)
+        prepare(service.try_edit(request, report));
+    else
+        service.edit(request, prepare);
+    finish_output(text, tell.dry_run ? "" : "the edit is made");
 }
 
 CLI::App &add_leaf_command(CLI::App &program, CommonOptions &common, const char *name, const char *description,
@@ -75,8 +81,7 @@ void add_edit_command(CLI::App &program, CommonOptions &common) {
     add_dry_run_option(command, options->tell);
     add_common_options(command, common);
     command.footer(edit_footer);
-    command.callback(
-        [options, &common] { run(options->node, options->edit.request(), options->tell, common); });
+    command.callback([options, &common] { run(options->node, options->edit.request(), options->tell, common); });
 }
 
 void add_set_command(CLI::App &program, CommonOptions &common) {

@@ -34,8 +34,11 @@ std::string failure_message(const std::exception &failure, int status, bool as_j
         return line + '\n';
     }
     using Json = nlohmann::ordered_json;
-    Json told{{"path", nullptr}, {"reason", shortened(text_of(failure), longest_message)}, {"tag", nullptr},
-              {"code", nullptr}, {"status", status}};
+    Json told{{"path", nullptr},
+              {"reason", shortened(text_of(failure), longest_message)},
+              {"tag", nullptr},
+              {"code", nullptr},
+              {"status", status}};
     if (const auto *refusal = dynamic_cast<const RequestError *>(&failure); refusal != nullptr) {
         told["path"] = refusal->path().empty() ? "/" : refusal->path();
         told["reason"] = refusal->reason();

@@ -13,8 +13,8 @@ inline constexpr int wrong_use = 2;
 /// The status that a failure has: wrong_use for an InputError, request_failed for everything else.
 int status_of(const std::exception &failure) noexcept;
 
-/// One line with a newline, whatever a client's text in the message holds. As JSON an object with the member "error" and
-/// in it "path", "reason", "tag", "code" (null where a failure has none) and "status". Throws std::bad_alloc.
+/// One line with a newline, whatever a client's text in the message holds. As JSON an object with the member "error"
+/// and in it "path", "reason", "tag", "code" (null where a failure has none) and "status". Throws std::bad_alloc.
 std::string failure_message(const std::exception &failure, int status, bool as_json);
 
 } // namespace ocamp

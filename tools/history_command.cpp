@@ -1,4 +1,5 @@
-// ocamp history: minimum, average and maximum of past intervals. Knows neither how they are read nor how they are drawn.
+// ocamp history: minimum, average and maximum of past intervals. Knows neither how they are read nor how they are
+// drawn.
 #include "history_plot.h"
 #include "options.h"
 #include "output.h"

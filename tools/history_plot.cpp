@@ -55,9 +55,10 @@ std::string bar(const LeafHistory &leaf, const Range &range, bool ascii) {
     std::string text;
     for (const std::optional<std::string> &value : leaf.values) {
         const std::optional<double> there = number(value);
-        text += there ? levels[std::min(levels.size() - 1, static_cast<std::size_t>(range.place(*there) *
-                                                                                   static_cast<double>(levels.size())))]
-                      : " ";
+        text +=
+            there ? levels[std::min(levels.size() - 1,
+                                    static_cast<std::size_t>(range.place(*there) * static_cast<double>(levels.size())))]
+                  : " ";
     }
     return text;
 }
@@ -87,9 +88,9 @@ class Diagram {
     Diagram(const Quantity &quantity, double y) : quantity_(quantity), range_(range_of(quantity.leaves)), y_(y + top) {}
 
     std::string svg() const {
-        std::string text = fmt::format("  <text x=\"{}\" y=\"{}\">{}{}</text>\n", left, y_ - 12,
-                                       escaped_markup(quantity_.path),
-                                       quantity_.unit.empty() ? "" : ", " + escaped_markup(quantity_.unit));
+        std::string text =
+            fmt::format("  <text x=\"{}\" y=\"{}\">{}{}</text>\n", left, y_ - 12, escaped_markup(quantity_.path),
+                        quantity_.unit.empty() ? "" : ", " + escaped_markup(quantity_.unit));
         text += fmt::format("  <rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" class=\"frame\"/>\n", left, y_, width,
                             height);
         for (const double value : {range_.low, range_.high})

@@ -48,10 +48,10 @@ std::string version() {
 // What the parser refuses, with what was expected and where to learn more.
 [[noreturn]] void refuse(const CLI::Error &error, const CLI::App &command) {
     const std::string_view text = error.what();
-    throw ocamp::InputError(fmt::format(
-        "{}{}; '{} --help' tells more", text,
-        text == "--node is required" ? ", expected --node DIR or OCAMP_NODE in the environment" : "",
-        ocamp::typed_name(command)));
+    throw ocamp::InputError(
+        fmt::format("{}{}; '{} --help' tells more", text,
+                    text == "--node is required" ? ", expected --node DIR or OCAMP_NODE in the environment" : "",
+                    ocamp::typed_name(command)));
 }
 
 int run(int argc, char **argv) {

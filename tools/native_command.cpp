@@ -5,6 +5,8 @@
 #include "text_io.h"
 
 #include "node/native_change.h"
+#include "node/native_document.h"
+#include "yang/error.h"
 #include "yang/models.h"
 
 #include <memory>
@@ -41,16 +43,31 @@ struct NativeChangeOptions {
     std::string path;
     std::string value;
     std::string file;
+    YangTree document; // that of the file
     TellOptions tell;
 };
 
-using Change = std::vector<LeafChange> (*)(Node &, const NativeChangeOptions &);
+YangTree document_of(const std::string &text) {
+    try {
+        return parse_native_document(text, format_of(text));
+    } catch (const YangError &error) {
+        throw DocumentError(error.what());
+    }
+}
 
-void run_change(Change change, const NativeChangeOptions &options, const CommonOptions &common) {
+using Change = void (*)(Node &, const NativeChangeOptions &, const TellChanges &);
+
+void run_change(Change change, NativeChangeOptions &options, const CommonOptions &common) {
+    // Read first: other writers do not wait for this one's input.
+    if (!options.file.empty())
+        options.document = named_input(options.file, document_of);
     const LogSession logs(logs_outside(options.node, common.logs));
     Node node(options.node, Node::Access::write);
-    const ToldChanges told{.changed = change(node, options)};
-    tell_changes(told, options.tell, common.json, "the native data are changed");
+    std::string text;
+    change(node, options, [&](const std::vector<LeafChange> &changed) {
+        text = told_text({.changed = changed}, options.tell, common.json);
+    });
+    finish_output(text, "the native data are changed");
 }
 
 CLI::App &add_change(CLI::App &native, const char *name, const char *description, const char *example,
@@ -66,30 +83,32 @@ CLI::App &add_change(CLI::App &native, const char *name, const char *description
 
 void add_changes(CLI::App &native, CommonOptions &common) {
     const auto options = std::make_shared<NativeChangeOptions>();
-    CLI::App &set = add_change(
-        native, "set", "Give one native leaf a value, configuration or operational data",
-        "ocamp native set --node demo-node \"/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']/ots-info/ampli-gain\" 1725",
-        options, common, [](Node &node, const NativeChangeOptions &chosen) {
-            return set_native(node, chosen.path, chosen.value);
-        });
+    CLI::App &set =
+        add_change(native, "set", "Give one native leaf a value, configuration or operational data",
+                   "ocamp native set --node demo-node "
+                   "\"/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']/ots-info/ampli-gain\" 1725",
+                   options, common, [](Node &node, const NativeChangeOptions &chosen, const TellChanges &tell) {
+                       set_native(node, chosen.path, chosen.value, tell);
+                   });
     set.add_option("PATH", options->path, "Data path of a leaf in the native models, with all keys")->required();
     set.add_option("VALUE", options->value, "The value as the native model writes it")->required();
 
-    CLI::App &put = add_change(
-        native, "put", "Put a native document into the native data",
-        "ocamp native put --node demo-node measured.json\n"
-        "What the document does not hold stays as it is. What 'ocamp native get' shows can be put.",
-        options, common, [](Node &node, const NativeChangeOptions &chosen) {
-            return named_input(chosen.file, [&](const std::string &text) { return put_native(node, text); });
-        });
+    CLI::App &put =
+        add_change(native, "put", "Put a native document into the native data",
+                   "ocamp native put --node demo-node measured.json\n"
+                   "What the document does not hold stays as it is. What 'ocamp native get' shows can be put.",
+                   options, common, [](Node &node, const NativeChangeOptions &chosen, const TellChanges &tell) {
+                       put_native(node, chosen.document, tell);
+                   });
     put.add_option("FILE", options->file, "Instance document of native models, JSON or XML; '-' for standard input")
         ->required();
 
     CLI::App &remove = add_change(
         native, "rm", "Take native data away, configuration or operational data",
         "ocamp native rm --node demo-node \"/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']/ots-info/ampli-gain\"",
-        options, common,
-        [](Node &node, const NativeChangeOptions &chosen) { return remove_native(node, chosen.path); });
+        options, common, [](Node &node, const NativeChangeOptions &chosen, const TellChanges &tell) {
+            remove_native(node, chosen.path, tell);
+        });
     remove
         .add_option("PATH", options->path,
                     "Data path in the native models; a key that is left out or '*' stands for all entries")
@@ -104,7 +123,9 @@ void add_native_command(CLI::App &program, CommonOptions &common) {
     CLI::App &get = *command.add_subcommand("get", "Show the native data as they stand");
     auto options = std::make_shared<NativeOptions>();
     add_node_option(get, options->node);
-    get.add_option("PATH", options->path, "Data path in the native models; keys that are left out or '*' stand for all entries; default: all");
+    get.add_option(
+        "PATH", options->path,
+        "Absolute data path in the native models; keys that are left out or '*' stand for all entries; default: all");
     add_format_option(get, options->format);
     add_common_options(get, common);
     get.footer("Example:\n"

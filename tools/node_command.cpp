@@ -41,9 +41,14 @@ void add_export(CLI::App &node, CommonOptions &common) {
 }
 
 // With a word each: whoever put them there may have meant them to count.
-void tell_passed_over(const std::vector<std::filesystem::path> &files) {
-    for (const std::filesystem::path &file : files)
-        write_error(escaped(fmt::format("ocamp: {}: passed over, no document of the example", file.string())) + "\n");
+void tell_passed_over(const std::vector<std::filesystem::path> &files) noexcept {
+    try {
+        for (const std::filesystem::path &file : files)
+            write_error(escaped(fmt::format("ocamp: {}: passed over, no document of the example", file.string())) +
+                        "\n");
+    } catch (const std::bad_alloc &) {
+        write_error("ocamp: out of memory for the names of files that were passed over\n");
+    }
 }
 
 } // namespace

@@ -73,8 +73,9 @@ Filter ReadOptions::filter() const {
 }
 
 void add_read_options(CLI::App &command, ReadOptions &options) {
-    CLI::Option *path =
-        command.add_option("PATH", options.path, "Data path to read; keys that are left out or '*' stand for all entries; default: the whole model");
+    CLI::Option *path = command.add_option(
+        "PATH", options.path,
+        "Absolute data path to read; keys that are left out or '*' stand for all entries; default: the whole model");
     command.add_option("--filter", options.filter_file, "NETCONF subtree filter to read with, '-' for standard input")
         ->type_name("FILE")
         ->excludes(path);

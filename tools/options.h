@@ -45,8 +45,8 @@ struct EditOptions {
     std::string file;
     DefaultOperation default_operation = DefaultOperation::merge;
 
-    /// Reads the edit's file; state that was read beside configuration is passed over. Throws InputError, and RequestError
-    /// for an edit that the model refuses.
+    /// Reads the edit's file; state that was read beside configuration is passed over. Throws InputError, and
+    /// RequestError for an edit that the model refuses.
     EditRequest request() const;
 };
 /// FILE and --default-operation.

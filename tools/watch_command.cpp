@@ -34,7 +34,8 @@ std::string now() {
 std::string line(const LeafChange &change, bool as_json) {
     if (!as_json)
         return fmt::format("{} {}\n", now(), told_line(change));
-    nlohmann::ordered_json object{{"time", now()}, {"path", without_modules(change.path)}, {"old", nullptr}, {"new", nullptr}};
+    nlohmann::ordered_json object{
+        {"time", now()}, {"path", without_modules(change.path)}, {"old", nullptr}, {"new", nullptr}};
     if (change.before)
         object["old"] = *change.before;
     if (change.after)
@@ -73,10 +74,11 @@ void add_watch_command(CLI::App &program, CommonOptions &common) {
         ->type_name("N")
         ->capture_default_str();
     add_common_options(command, common);
-    command.footer("Example:\n"
-                   "  ocamp watch --node demo-node --interval 5 "
-                   "\"/optical-amplifier/amplifiers/amplifier/state/actual-gain\"\n"
-                   "The first read tells every value, those after it what has changed: '+' new, '~' changed, '-' gone.");
+    command.footer(
+        "Example:\n"
+        "  ocamp watch --node demo-node --interval 5 "
+        "\"/optical-amplifier/amplifiers/amplifier/state/actual-gain\"\n"
+        "The first read tells every value, those after it what has changed: '+' new, '~' changed, '-' gone.");
     command.callback([options, &common] { run(*options, common); });
 }
 

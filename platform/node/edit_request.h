@@ -20,8 +20,9 @@ enum class DefaultOperation { merge, replace, none };
 /// What becomes of state in an edit, which nobody can change.
 enum class StateInEdit {
     refused,
-    /// What was read may be sent back: in JSON, and in a <data> document, state that stands beside configuration and has
-    /// no operation of its own is passed over. In a <config> document, and where there is nothing else, it is refused.
+    /// What was read may be sent back: in JSON, and in a <data> document, state that stands beside configuration and
+    /// has no operation of its own is passed over. In a <config> document, and where there is nothing else, it is
+    /// refused.
     passed_over
 };
 
@@ -67,7 +68,8 @@ class EditRequest {
     struct Document;
 
     EditRequest() = default;
-    void read(const Schema &schema, const Document &document, std::optional<std::uint32_t> operation, StateInEdit state);
+    void read(const Schema &schema, const Document &document, std::optional<std::uint32_t> operation,
+              StateInEdit state);
     void remove_other_roots(const Schema &schema);
 
     std::vector<EditNode> roots_;

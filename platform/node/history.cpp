@@ -168,9 +168,9 @@ struct Statistics {
 class Past {
   public:
     Past(NativeData data, SystemDatabase &records) : data_(std::move(data)), records_(records) {
-        const auto found = std::find_if(
-            data_.operational.begin(), data_.operational.end(),
-            [](const NativeDocument &document) { return document.may_be_of(history_module); });
+        const auto found =
+            std::find_if(data_.operational.begin(), data_.operational.end(),
+                         [](const NativeDocument &document) { return document.may_be_of(history_module); });
         if (found != data_.operational.end()) {
             document_ = &*found;
             history_ = found->tree().copy();

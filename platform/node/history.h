@@ -1,6 +1,6 @@
-// Minimum, average and maximum of past intervals, as OpenConfig would have told them then. The OpenConfig model tells the
-// latest interval alone; here the native history is presented to the plug-in one interval after the other, each in the
-// place of the latest. Knows neither where filters come from nor how histories are shown.
+// Minimum, average and maximum of past intervals, as OpenConfig would have told them then. The OpenConfig model tells
+// the latest interval alone; here the native history is presented to the plug-in one interval after the other, each in
+// the place of the latest. Knows neither where filters come from nor how histories are shown.
 #pragma once
 
 #include "node/reader.h"

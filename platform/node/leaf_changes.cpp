@@ -64,7 +64,8 @@ std::string line_of(const LeafChange &change) {
     const std::string path = escaped(change.path);
     if (change.before && change.after)
         return fmt::format("~ {} {} -> {}", path, escaped(*change.before), escaped(*change.after));
-    return fmt::format("{} {} {}", change.after ? '+' : '-', path, escaped(change.after.value_or(change.before.value_or(""))));
+    return fmt::format("{} {} {}", change.after ? '+' : '-', path,
+                       escaped(change.after.value_or(change.before.value_or(""))));
 }
 
 std::vector<std::string> changes(const YangTree &before, const YangTree &after) {

@@ -17,8 +17,8 @@ struct LeafChange {
     std::string unit;                  ///< of both values, as the model says it, such as "dB"; empty when it says none
 };
 
-/// The leaves that differ: those that are gone or changed in the order of the first tree, then those that are new in the
-/// order of the second. What libyang added by default is no leaf here.
+/// The leaves that differ: those that are gone or changed in the order of the first tree, then those that are new in
+/// the order of the second. What libyang added by default is no leaf here.
 std::vector<LeafChange> leaf_changes(const YangTree &before, const YangTree &after);
 
 /// On one line, escaped: "+ path value" for a new leaf, "- path value" for one that is gone, "~ path old -> new" for a

@@ -3,7 +3,6 @@
 
 #include "node/filter.h"
 #include "node/native_data.h"
-#include "node/native_document.h"
 #include "yang/error.h"
 #include "yang/models.h"
 #include "yang/request_error.h"
@@ -42,7 +41,7 @@ class NativeChange {
     }
 
     // `path`: what complaints are told of.
-    std::vector<LeafChange> finish(std::string_view path) {
+    void finish(std::string_view path, const TellChanges &tell) {
         std::vector<LeafChange> changed;
         for (auto &[module, document] : documents_) {
             try {
@@ -57,8 +56,8 @@ class NativeChange {
             else
                 store_operational(database_, module, document.now);
         }
+        tell(changed);
         transaction_.commit("the native data are changed");
-        return changed;
     }
 
   private:
@@ -70,9 +69,9 @@ class NativeChange {
         static const YangTree nothing;
         if (is_configuration(root))
             return data_.running.tree();
-        const auto same = std::find_if(
-            data_.operational.begin(), data_.operational.end(),
-            [&](const NativeDocument &document) { return document.may_be_of(root.module->name); });
+        const auto same =
+            std::find_if(data_.operational.begin(), data_.operational.end(),
+                         [&](const NativeDocument &document) { return document.may_be_of(root.module->name); });
         return same != data_.operational.end() ? same->tree() : nothing;
     }
 
@@ -85,13 +84,12 @@ class NativeChange {
 std::vector<std::string> keys_of(const RequestNode &entry, const lysc_node &list, std::string_view path) {
     std::vector<std::string> keys;
     for (const lysc_node *key : list_keys(list)) {
-        const auto named =
-            std::find_if(entry.children.begin(), entry.children.end(), [&](const RequestNode &child) {
-                return child.key && child.value && child.tag == key->name;
-            });
+        const auto named = std::find_if(entry.children.begin(), entry.children.end(), [&](const RequestNode &child) {
+            return child.key && child.value && child.tag == key->name;
+        });
         if (named == entry.children.end())
-            throw FilterError(fmt::format("path {}: names no entry of '{}', expected its key '{}'", path, list.name,
-                                          key->name));
+            throw FilterError(
+                fmt::format("path {}: names no entry of '{}', expected its key '{}'", path, list.name, key->name));
         keys.push_back(*named->value);
     }
     return keys;
@@ -137,7 +135,7 @@ YangTree only(const YangTree &tree, const lysc_node &root) {
 
 } // namespace
 
-std::vector<LeafChange> set_native(Node &node, std::string_view path, const std::string &value) {
+void set_native(Node &node, std::string_view path, const std::string &value, const TellChanges &tell) {
     const Filter filter = Filter::from_path(native_schema(), path);
     const lysc_node *target = filter.path_target();
     if (target == nullptr || !is_leaf(*target) || is_key(*target))
@@ -152,18 +150,17 @@ std::vector<LeafChange> set_native(Node &node, std::string_view path, const std:
     } catch (const YangError &error) {
         refuse(path, error);
     }
-    return change.finish(path);
+    change.finish(path, tell);
 }
 
-std::vector<LeafChange> put_native(Node &node, std::string_view document) {
-    const YangTree given = parse_native_document(document, format_of(document));
+void put_native(Node &node, const YangTree &document, const TellChanges &tell) {
     NativeChange change(node);
-    for (const lyd_node *root = given.first(); root != nullptr; root = root->next)
-        change.document_of(*root->schema).merge(only(given, *root->schema));
-    return change.finish("");
+    for (const lyd_node *root = document.first(); root != nullptr; root = root->next)
+        change.document_of(*root->schema).merge(only(document, *root->schema));
+    change.finish("", tell);
 }
 
-std::vector<LeafChange> remove_native(Node &node, std::string_view path) {
+void remove_native(Node &node, std::string_view path, const TellChanges &tell) {
     const Filter filter = Filter::from_path(native_schema(), path);
     const lysc_node *target = filter.path_target();
     if (target == nullptr || is_key(*target))
@@ -171,10 +168,11 @@ std::vector<LeafChange> remove_native(Node &node, std::string_view path) {
                                       target == nullptr ? "all data" : "a key"));
     NativeChange change(node);
     filter.remove_selected(change.document_of(root_of(filter.requests().front())));
-    std::vector<LeafChange> changed = change.finish(path);
-    if (changed.empty())
-        throw RequestError(error_tag::data_missing, std::string(path), "does not exist in the native data");
-    return changed;
+    change.finish(path, [&](const std::vector<LeafChange> &changed) {
+        if (changed.empty())
+            throw RequestError(error_tag::data_missing, std::string(path), "does not exist in the native data");
+        tell(changed);
+    });
 }
 
 } // namespace ocamp

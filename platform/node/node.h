@@ -30,7 +30,8 @@ class Node {
     /// Makes a node in `folder`, which may exist but must hold no node, from an example: the documents in native/ and
     /// the records in sysdb/. Nothing is left behind when it fails, and what earlier runs that were killed left in the
     /// folder is taken away. Throws NodeError, std::system_error and SqliteError.
-    /// Gives the files of the example that were passed over: notes for readers (README), backups of editors, hidden files.
+    /// Gives the files of the example that were passed over: notes for readers (README), backups of editors, hidden
+    /// files.
     static std::vector<std::filesystem::path> init(const std::filesystem::path &folder,
                                                    const std::filesystem::path &example);
 

@@ -32,17 +32,19 @@ std::vector<LeafHistory> Service::history(const Filter &filter) {
     return leaves;
 }
 
-EditOutcome Service::edit(const EditRequest &request) {
+void Service::edit(const EditRequest &request, const std::function<void(const EditOutcome &outcome)> &tell) {
     Node node(folder_, Node::Access::write);
     const CurrentSystemDatabase current(node.system_database());
     Transaction transaction(node.database());
     NativeData data = load_native(node.database(), native_schema());
-    EditOutcome outcome;
-    run_watched([&] { outcome = Editor(plugin_, logs_).edit(data, request, nullptr); });
+    run_watched([&] {
+        const EditOutcome outcome = Editor(plugin_, logs_).edit(data, request, nullptr);
+        if (tell)
+            tell(outcome);
+    });
     const StageMark stage(Stage::commit);
     store_running(node.database(), data.running.tree());
     transaction.commit("the edit is made");
-    return outcome;
 }
 
 EditOutcome Service::try_edit(const EditRequest &request, EditReport &report) {

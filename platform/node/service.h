@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 
 namespace ocamp {
@@ -34,8 +35,9 @@ class Service {
     /// As history_of, of this node.
     std::vector<LeafHistory> history(const Filter &filter);
     /// Carries the edit out in one transaction; when it returns, the change is on the disk. After a RequestError
-    /// nothing has changed.
-    EditOutcome edit(const EditRequest &request);
+    /// nothing has changed. `tell` is called before anything is stored: what it makes ready to be told needs no memory
+    /// once the edit is made.
+    void edit(const EditRequest &request, const std::function<void(const EditOutcome &outcome)> &tell = nullptr);
     /// As edit, but changes nothing. Tells in `report` how far it came before a RequestError.
     EditOutcome try_edit(const EditRequest &request, EditReport &report);
 
