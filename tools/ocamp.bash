@@ -15,12 +15,11 @@ _ocamp_value_of() {
 # Completes a data path. Bash takes it apart at quotes, colons and equal signs: it is put together again from the words
 # that have no blank between them, and of what it can become only what is behind the cursor's word is handed back.
 _ocamp_paths() {
-    local word=${COMP_WORDS[COMP_CWORD]} whole line=${COMP_LINE:0:COMP_POINT} quote= at
+    local word=${COMP_WORDS[COMP_CWORD]} whole line=${COMP_LINE-} quote= at
+    line=${line:0:${COMP_POINT-0}}
     whole=$word
-    if [[ -n $line ]]; then
-        # Everything behind the last blank; no path has one.
-        whole=${line##*[[:blank:]]}
-    fi
+    # Everything behind the last blank; no path has one.
+    [[ -n $line ]] && whole=${line##*[[:blank:]]}
     local begun=$whole
     [[ $begun == [\"]* ]] && quote=${begun:0:1} && begun=${begun:1}
     # Without an open quote every character of a path that the shell takes for its own is behind a backslash.
@@ -37,7 +36,7 @@ _ocamp_paths() {
     local before=${whole%"$word"}
     for at in "${!COMPREPLY[@]}"; do
         local found=${COMPREPLY[at]}
-        [[ -z $quote ]] && found=$(sed "s/[][='\"]/\\\\&/g" <<<"$found")
+        [[ -z $quote ]] && found=$(sed "s/[]='\"[]/\\\\&/g" <<<"$found")
         [[ -n $quote && $found != */ ]] && found+=$quote
         found=$quote$found
         COMPREPLY[at]=${found#"$before"}

@@ -54,8 +54,12 @@ void add_leaves(CLI::App &command, std::vector<CLI::App *> &leaves) {
         add_leaves(*one, leaves);
 }
 
+// The word for the value; what it may be stands behind a colon.
 std::string value_of(const CLI::Option &option) {
-    return option.get_items_expected_max() > 0 ? fmt::format(" \\fI{}\\fR", troff(option.get_type_name())) : "";
+    if (option.get_items_expected_max() == 0)
+        return {};
+    const std::string type = option.get_type_name();
+    return fmt::format(" \\fI{}\\fR", troff(type.substr(0, type.find(':'))));
 }
 
 std::string names_of(const CLI::Option &option) {

@@ -26,7 +26,7 @@ expect "installed pages" "$(printf 'ocamp\n%s\n' "$leaves" | sort)" "$(cd "$TREE
 for name in $leaves; do
     text=$(page "$name.1")
     expect "options of $name.1" "$(options_of "${name//-/ }" | sort)" \
-        "$(section OPTIONS <<<"$text" | grep -o '^ \{5,7\}-.*' | sed 's/ \{5,7\}//; s/   .*//; s/ [A-Z][A-Z_]*$//; s/, /\n/g' | sort)"
+        "$(section OPTIONS <<<"$text" | grep -oE '^ {5,7}-[^ ]+( --[^ ]+)?' | grep -oE -- '-[^ ,]+' | sort)"
     grep -q "Exit status: 0 done" <<<"$text" || fail "$name.1 tells no exit status"
 done
 
