@@ -16,7 +16,6 @@ struct WhyOptions {
     std::optional<std::string> path;
     bool configuration_only = false;
     std::string edit_file;
-    bool json = false;
 };
 
 constexpr const char *footer_text =
@@ -30,7 +29,7 @@ void run_read(const WhyOptions &options, const CommonOptions &common) {
     const Filter filter = read.filter();
     Service service({.node = options.node, .plugin = common.plugin, .logs = common.logs});
     const WhyReport report = service.why(read.kind(), filter);
-    finish_output(options.json ? why_json(report) : why_text(report), "");
+    finish_output(common.json ? why_json(report) : why_text(report), "");
 }
 
 void run_edit(const WhyOptions &options, const CommonOptions &common) {
@@ -39,7 +38,7 @@ void run_edit(const WhyOptions &options, const CommonOptions &common) {
     const EditRequest request = edit.request();
     Service service({.node = options.node, .plugin = common.plugin, .logs = common.logs});
     EditReport report;
-    const auto show = [&] { return options.json ? why_json(report.leaves) : why_text(report.leaves); };
+    const auto show = [&] { return common.json ? why_json(report.leaves) : why_text(report.leaves); };
     try {
         service.try_edit(request, report);
     } catch (const RequestError &) {
@@ -64,7 +63,6 @@ void add_why_command(CLI::App &program, CommonOptions &common) {
                     "Ask about an edit instead: what its leaves become, without doing it; '-' for standard input")
         ->type_name("FILE")
         ->excludes(path);
-    command.add_flag("--json", options->json, "The answer as JSON");
     add_common_options(command, common);
     command.footer(footer_text);
     command.callback([options, &common] {

@@ -2,6 +2,7 @@
 #include "node/edit_request.h"
 
 #include "framework/operation_words.h"
+#include "node/filter.h"
 #include "node/native_range.h"
 #include "seam/path_text.h"
 #include "seam/text.h"
@@ -51,24 +52,28 @@ std::string_view form_word(ClientNode::JsonForm form) {
                                    node.attributes.front(), netconf_namespace));
 }
 
-std::vector<ClientNode> read_edit(std::string_view document, const Schema &schema) {
-    const DocumentFormat format = format_of(document);
-    std::vector<ClientNode> nodes = read_document(document, format, schema);
-    if (format == DocumentFormat::json)
-        return nodes;
-    if (nodes.size() != 1 || nodes.front().name != "config" || nodes.front().module != netconf_namespace)
-        throw DocumentError(
-            fmt::format("expected one element <config xmlns=\"{}\"> around the edit", netconf_namespace));
-    const ClientNode &config = nodes.front();
-    if (config.operation)
-        throw RequestError(error_tag::bad_attribute, "/config",
-                           "carries an operation, expected it on the elements inside");
-    if (!config.attributes.empty())
-        refuse_attribute(config, "/config");
-    if (!trimmed(config.value).empty())
-        throw RequestError(error_tag::invalid_value, "/config",
-                           fmt::format("holds the text '{}', expected elements", trimmed(config.value)));
-    return std::vector<ClientNode>(std::move(nodes.front().children));
+bool is_element(const ClientNode &node, std::string_view name) {
+    return node.name == name && node.module == netconf_namespace;
+}
+
+// True for a leaf that tells no entry, or anything that the client gave an operation, at the node or below.
+bool asks_for_something(const EditNode &node) {
+    const bool is_value = node.schema == nullptr || (is_leaf(*node.schema) && !is_key(*node.schema));
+    return is_value || node.own_operation ||
+           std::any_of(node.children.begin(), node.children.end(), asks_for_something);
+}
+
+std::size_t leaf_count(const ClientNode &node) {
+    if (node.children.empty())
+        return 1;
+    std::size_t count = 0;
+    for (const ClientNode &child : node.children)
+        count += leaf_count(child);
+    return count;
+}
+
+bool has_operation(const ClientNode &node) {
+    return node.operation || std::any_of(node.children.begin(), node.children.end(), has_operation);
 }
 
 // Refuses a second node of one path; a repeated key is the plug-in's to judge. `paths`: those of the siblings before.
@@ -80,11 +85,13 @@ void check_repeated(std::unordered_set<std::string> &paths, const EditNode &adde
 // Reads the nodes of a document from the root down.
 class EditReader {
   public:
-    explicit EditReader(const Schema &schema) : schema_(schema) {}
+    EditReader(const Schema &schema, StateInEdit state) : schema_(schema), state_(state) {}
 
-    EditNode read_root(const ClientNode &from, std::optional<std::uint32_t> default_operation) const {
+    EditNode read_root(const ClientNode &from, std::optional<std::uint32_t> default_operation) {
         return read(from, nullptr, "", default_operation);
     }
+    // Leaves of state that were passed over so far.
+    std::size_t passed_over() const noexcept { return passed_over_; }
 
   private:
     EditNode shell(const ClientNode &from, const std::string &above, std::optional<std::uint32_t> inherited) const {
@@ -105,7 +112,7 @@ class EditReader {
     }
 
     EditNode read(const ClientNode &from, const lysc_node *parent, const std::string &above,
-                  std::optional<std::uint32_t> inherited) const {
+                  std::optional<std::uint32_t> inherited) {
         EditNode node = shell(from, above, inherited);
         node.schema = schema_.find(parent, from.name, node.ns);
         if (node.schema == nullptr && parent != nullptr && node.ns != parent->module->ns) {
@@ -250,7 +257,7 @@ class EditReader {
         }
     }
 
-    void read_children(EditNode &node, const ClientNode &from) const {
+    void read_children(EditNode &node, const ClientNode &from) {
         if (!trimmed(from.value).empty())
             throw RequestError(error_tag::invalid_value, node.path,
                                fmt::format("holds the text '{}', expected elements", trimmed(from.value)));
@@ -259,9 +266,14 @@ class EditReader {
             // What a replace brings is merged into what it has emptied; the key tells the entry and its operation.
             const bool emptied = node.operation == std::optional<std::uint32_t>(YFW_OP_REPLACE) &&
                                  !(is_list(*node.schema) && names_key(*node.schema, child));
+            if (pass_over(node, child))
+                continue;
+            const std::size_t passed_before = passed_over_;
             EditNode added = read(child, node.schema, node.path, emptied ? YFW_OP_MERGE : node.operation);
             check_repeated(paths, added);
-            if (!is_deleted_with(node, added))
+            // Of an entry or a container that was read for its state nothing is left to edit.
+            const bool only_state = passed_over_ != passed_before && !asks_for_something(added);
+            if (!only_state && !is_deleted_with(node, added))
                 node.children.push_back(std::move(added));
         }
         if (!is_list(*node.schema))
@@ -270,6 +282,17 @@ class EditReader {
         if (node.keys().size() < keys.size())
             throw RequestError(error_tag::missing_element, node.path,
                                fmt::format("names no entry, expected the key '{}'", keys.front()->name));
+    }
+
+    // Passes over state that stands in the document as it was read. Inside what is deleted it goes with the node.
+    bool pass_over(const EditNode &parent, const ClientNode &child) {
+        if (state_ == StateInEdit::refused || deletes(parent.operation.value_or(YFW_OP_MERGE)) || has_operation(child))
+            return false;
+        const lysc_node *schema = schema_.find(parent.schema, child.name, namespace_of(child));
+        if (schema == nullptr || is_configuration(*schema))
+            return false;
+        passed_over_ += leaf_count(child);
+        return true;
     }
 
     // True for what stands inside a deleted node without saying which one it is: it goes with the node, and nothing
@@ -290,7 +313,38 @@ class EditReader {
     }
 
     const Schema &schema_;
+    StateInEdit state_;
+    std::size_t passed_over_ = 0;
 };
+
+// One leaf of a data path as a document has it, all in one chain of nodes.
+ClientNode chain_of(const RequestNode &request) {
+    ClientNode node{.name = request.tag, .module = request.ns, .value = request.value.value_or("")};
+    for (const RequestNode &child : request.children)
+        node.children.push_back(chain_of(child));
+    return node;
+}
+
+// The leaf at the end of the chain.
+ClientNode &end_of(ClientNode &chain) {
+    ClientNode *node = &chain;
+    while (!node->children.empty())
+        node = &node->children.back();
+    return *node;
+}
+
+ClientNode leaf_at(const Schema &schema, std::string_view path) {
+    const Filter filter = Filter::from_path(schema, path);
+    const lysc_node *target = filter.path_target();
+    if (target == nullptr || !is_leaf(*target))
+        throw FilterError(fmt::format("path {}: leads to {}, expected a leaf", path,
+                                      target == nullptr  ? "the whole model"
+                                      : is_list(*target) ? "a list entry"
+                                                         : "a container"));
+    if (is_key(*target))
+        throw FilterError(fmt::format("path {}: leads to the key of an entry, expected another leaf", path));
+    return chain_of(filter.requests().front());
+}
 
 // True for what only stands on the way to nothing: it has no operation, and nothing below has one. Keys go with their
 // entry.
@@ -359,18 +413,77 @@ std::vector<std::string> EditNode::keys() const {
     return values;
 }
 
-EditRequest::EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation) {
+// What a client sent, and whether it may be something that was read before.
+struct EditRequest::Document {
+    std::vector<ClientNode> nodes;
+    bool may_be_an_answer;
+
+    Document(const Schema &schema, std::string_view text, StateInEdit state) {
+        const DocumentFormat format = format_of(text);
+        nodes = read_document(text, format, schema);
+        may_be_an_answer = state == StateInEdit::passed_over;
+        if (format == DocumentFormat::json)
+            return;
+        const bool is_config = nodes.size() == 1 && is_element(nodes.front(), "config");
+        const bool is_answer = may_be_an_answer && nodes.size() == 1 && is_element(nodes.front(), "data");
+        if (!is_config && !is_answer)
+            throw DocumentError(
+                fmt::format("expected one element <config xmlns=\"{}\"> around the edit", netconf_namespace));
+        may_be_an_answer = is_answer;
+        const ClientNode &around = nodes.front();
+        const std::string path = "/" + around.name;
+        if (around.operation)
+            throw RequestError(error_tag::bad_attribute, path,
+                               "carries an operation, expected it on the elements inside");
+        if (!around.attributes.empty())
+            refuse_attribute(around, path);
+        if (!trimmed(around.value).empty())
+            throw RequestError(error_tag::invalid_value, path,
+                               fmt::format("holds the text '{}', expected elements", trimmed(around.value)));
+        nodes = std::vector<ClientNode>(std::move(nodes.front().children));
+    }
+};
+
+EditRequest::EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation,
+                         StateInEdit state) {
     std::optional<std::uint32_t> operation;
     if (default_operation != DefaultOperation::none)
         operation = default_operation == DefaultOperation::replace ? YFW_OP_REPLACE : YFW_OP_MERGE;
-    const EditReader reader(schema);
+    const Document given(schema, document, state);
+    read(schema, given, operation, given.may_be_an_answer ? StateInEdit::passed_over : StateInEdit::refused);
+    // State alone is nothing to edit, and is refused by its path.
+    if (passed_over_ != 0 && std::none_of(roots_.begin(), roots_.end(), asks_for_something))
+        read(schema, given, operation, StateInEdit::refused);
+    if (default_operation == DefaultOperation::replace)
+        remove_other_roots(schema);
+}
+
+void EditRequest::read(const Schema &schema, const Document &document, std::optional<std::uint32_t> operation,
+                       StateInEdit state) {
+    EditReader reader(schema, state);
     std::unordered_set<std::string> paths;
-    for (const ClientNode &node : read_edit(document, schema)) {
+    roots_.clear();
+    for (const ClientNode &node : document.nodes) {
         roots_.push_back(reader.read_root(node, operation));
         check_repeated(paths, roots_.back());
     }
-    if (default_operation == DefaultOperation::replace)
-        remove_other_roots(schema);
+    passed_over_ = reader.passed_over();
+}
+
+EditRequest EditRequest::set_leaf(const Schema &schema, std::string_view path, const std::string &value) {
+    ClientNode root = leaf_at(schema, path);
+    end_of(root).value = value;
+    EditRequest request;
+    request.roots_.push_back(EditReader(schema, StateInEdit::refused).read_root(root, YFW_OP_MERGE));
+    return request;
+}
+
+EditRequest EditRequest::delete_leaf(const Schema &schema, std::string_view path) {
+    ClientNode root = leaf_at(schema, path);
+    end_of(root).operation = std::string(operation_word(YFW_OP_DELETE));
+    EditRequest request;
+    request.roots_.push_back(EditReader(schema, StateInEdit::refused).read_root(root, std::nullopt));
+    return request;
 }
 
 // The document replaces the whole configuration: what it does not hold goes.

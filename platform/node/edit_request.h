@@ -6,6 +6,7 @@
 #include "yang/client_document.h"
 #include "yang/schema.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,6 +16,15 @@ namespace ocamp {
 
 /// What happens to nodes without an operation of their own.
 enum class DefaultOperation { merge, replace, none };
+
+/// What becomes of state in an edit, which nobody can change.
+enum class StateInEdit {
+    refused,
+    /// What was read may be sent back: in JSON, and in a <data> document, state that stands beside configuration and
+    /// has no operation of its own is passed over. In a <config> document, and where there is nothing else, it is
+    /// refused.
+    passed_over
+};
 
 /// One node of an edit with what is below it.
 struct EditNode {
@@ -36,19 +46,34 @@ class EditRequest {
   public:
     /// Throws DocumentError for what is no such document, RequestError for what RFC 7951, RFC 7952 or the model
     /// refuses.
-    EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation);
+    EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation,
+                StateInEdit state = StateInEdit::refused);
+
+    /// The edit of one leaf, which a data path names with all its keys: to give it a value, or to delete it. Throw
+    /// FilterError for a path that leads to no such leaf, RequestError for a value that the model refuses.
+    static EditRequest set_leaf(const Schema &schema, std::string_view path, const std::string &value);
+    static EditRequest delete_leaf(const Schema &schema, std::string_view path);
 
     /// The nodes at the top, in the order of the document.
     const std::vector<EditNode> &roots() const noexcept { return roots_; }
     std::vector<EditNode> &roots() noexcept { return roots_; }
 
+    /// Leaves of state that were in the document and are not part of the edit.
+    std::size_t passed_over() const noexcept { return passed_over_; }
+
     /// One request tree for each list entry named. A replace above several entries is carried by the first only.
     std::vector<RequestNode> requests() const;
 
   private:
+    struct Document;
+
+    EditRequest() = default;
+    void read(const Schema &schema, const Document &document, std::optional<std::uint32_t> operation,
+              StateInEdit state);
     void remove_other_roots(const Schema &schema);
 
     std::vector<EditNode> roots_;
+    std::size_t passed_over_ = 0;
 };
 
 } // namespace ocamp

@@ -106,8 +106,15 @@ bool reads_back(const EditNode &leaf, const std::string &now) {
     return *leaf.value == now;
 }
 
-// What was asked for must be what a client reads afterwards; a mapping that lost it has not carried the edit out.
-void check_after(const EditNode &node, lyd_node *siblings) {
+// Whether a value that reads back has lost something on the way.
+bool is_rounded(const EditNode &leaf, const std::string &now) {
+    const std::optional<double> asked = number(*leaf.schema, *leaf.value);
+    return asked && asked != number(*leaf.schema, now);
+}
+
+// What was asked for must be what a client reads afterwards; a mapping that lost it has not carried the edit out. What
+// was merely rounded is added to `rounded`.
+void check_after(const EditNode &node, lyd_node *siblings, std::vector<Rounding> &rounded) {
     if (node.schema == nullptr || is_key_leaf(node))
         return;
     lyd_node *instance = instance_of(node, siblings);
@@ -123,12 +130,15 @@ void check_after(const EditNode &node, lyd_node *siblings) {
     if (is_leaf(*node.schema) && node.operation) {
         if (instance == nullptr)
             throw RequestError(error_tag::not_supported, node.path, "the node does not keep this value");
-        if (const std::string now = leaf_text(*instance); !reads_back(node, now))
+        const std::string now = leaf_text(*instance);
+        if (!reads_back(node, now))
             throw RequestError(error_tag::invalid_value, node.path,
                                fmt::format("the node cannot hold '{}': it would read back as '{}'", *node.value, now));
+        if (is_rounded(node, now))
+            rounded.push_back({node.path, *node.value, now});
     }
     for (const EditNode &child : node.children)
-        check_after(child, instance != nullptr ? lyd_child(instance) : nullptr);
+        check_after(child, instance != nullptr ? lyd_child(instance) : nullptr, rounded);
 }
 
 // The steps of a data path without their keys, which may hold slashes in quotes.
@@ -171,7 +181,7 @@ YangTree Editor::configuration(const NativeData &data) const {
     return reader_.read(data, YFW_KIND_GET_CONFIG, Filter(openconfig_schema()), nullptr).answer;
 }
 
-void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report) const {
+EditOutcome Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report) const {
     EditRequest request = asked;
     const YangTree before = configuration(data);
     const YangTree native_before = data.running.tree().copy();
@@ -191,8 +201,10 @@ void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report
         report->native_changes = changes(native_before, data.running.tree());
         report->openconfig_changes = changes(before, after);
     }
+    EditOutcome outcome{.changed = leaf_changes(before, after), .rounded = {}};
     for (const EditNode &root : request.roots())
-        check_after(root, after.first());
+        check_after(root, after.first(), outcome.rounded);
+    return outcome;
 }
 
 void Editor::run_one(NativeData &data, RequestNode request, std::vector<Write> &writes, EditReport *report) const {

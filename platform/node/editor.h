@@ -4,6 +4,7 @@
 
 #include "log/log.h"
 #include "node/edit_request.h"
+#include "node/leaf_changes.h"
 #include "node/native_data.h"
 #include "node/plugin.h"
 #include "node/reader.h"
@@ -28,6 +29,18 @@ struct EditReport {
     std::vector<std::string> openconfig_changes; ///< the same for what a client reads
 };
 
+/// A value that the node holds less exactly than it was asked for.
+struct Rounding {
+    std::string path; ///< of the OpenConfig leaf
+    std::string asked;
+    std::string held;
+};
+/// What an edit did, as clients see it.
+struct EditOutcome {
+    std::vector<LeafChange> changed; ///< leaves of the OpenConfig configuration
+    std::vector<Rounding> rounded;   ///< of what was asked for, in its order
+};
+
 /// Carries edits out on native data in memory.
 class Editor {
   public:
@@ -35,7 +48,7 @@ class Editor {
     Editor(const Plugin &plugin, LogSession &logs) : plugin_(plugin), logs_(logs), reader_(plugin, logs) {}
 
     /// Changes `data.running`, which is to be thrown away when this throws RequestError. `report` may be NULL.
-    void edit(NativeData &data, const EditRequest &request, EditReport *report) const;
+    EditOutcome edit(NativeData &data, const EditRequest &request, EditReport *report) const;
 
   private:
     YangTree configuration(const NativeData &data) const;

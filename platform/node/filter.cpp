@@ -30,6 +30,9 @@ std::optional<std::string> canonical_value(Check check) {
     }
 }
 
+// As the value of a key in a path.
+constexpr std::string_view every_entry = "*";
+
 RequestNode request_shell(const lysc_node &schema) {
     return {.tag = schema.name, .ns = schema.module->ns, .key = is_key(schema)};
 }
@@ -41,7 +44,10 @@ class Filter::PathReader {
   public:
     PathReader(const Schema &schema, std::string_view path) : schema_(schema), path_(path), rest_(path) {}
 
-    Node read() { return read_step(nullptr); }
+    Node read() {
+        skip_module();
+        return read_step(nullptr);
+    }
 
   private:
     // `at` is the part of the path that is wrong.
@@ -78,12 +84,25 @@ class Filter::PathReader {
         return read_word();
     }
 
+    // The module before the whole path, as in "module:/root/leaf". Before the root, as in "module:root/leaf", it stands
+    // for the slash, too.
+    void skip_module() {
+        const std::string_view word = rest_.substr(0, rest_.find_first_of("/[:"));
+        if (word.empty() || !rest_.substr(word.size()).starts_with(':'))
+            return;
+        if (schema_.module(word) == nullptr)
+            fail(word, fmt::format("no module '{}'", word));
+        rest_.remove_prefix(word.size() + 1);
+        slash_is_said_ = !rest_.starts_with('/');
+    }
+
     static bool names(const std::vector<Node> &nodes, const lysc_node &schema) {
         return std::any_of(nodes.begin(), nodes.end(), [&](const Node &node) { return node.schema == &schema; });
     }
 
     Node read_step(const lysc_node *parent) {
-        expect('/');
+        if (!std::exchange(slash_is_said_, false))
+            expect('/');
         const std::string_view name = read_name();
         const lysc_node *schema = schema_.find(parent, name);
         if (schema == nullptr) {
@@ -96,7 +115,8 @@ class Filter::PathReader {
             Node predicate = read_predicate(*schema);
             if (names(node.children, *predicate.schema))
                 fail(rest_, fmt::format("'{}' is given twice, expected once", predicate.schema->name));
-            node.children.push_back(std::move(predicate));
+            if (predicate.value != every_entry)
+                node.children.push_back(std::move(predicate));
         }
         if (!rest_.empty()) {
             if (is_leaf(*schema))
@@ -130,10 +150,12 @@ class Filter::PathReader {
         const std::size_t end = rest_.find(quote);
         if (end == std::string_view::npos)
             fail(rest_, fmt::format("expected the closing {}", quote));
+        const std::string_view given = rest_.substr(0, end);
         const std::optional<std::string> value =
-            canonical_value([&] { return schema_.check_value(**key, rest_.substr(0, end)); });
+            given == every_entry ? std::string(every_entry)
+                                 : canonical_value([&] { return schema_.check_value(**key, given); });
         if (!value)
-            fail(rest_, fmt::format("'{}' is no value of '{}'", rest_.substr(0, end), name));
+            fail(rest_, fmt::format("'{}' is no value of '{}'", given, name));
         rest_.remove_prefix(end + 1);
         skip_blanks();
         expect(']');
@@ -143,6 +165,7 @@ class Filter::PathReader {
     const Schema &schema_;
     std::string_view path_;
     std::string_view rest_;
+    bool slash_is_said_ = false;
 };
 
 Filter::Filter(const Schema &schema) : everything_(true), is_path_(false), schema_(&schema) {}
@@ -325,6 +348,16 @@ class Filter::Marks {
     }
 
     // Of `first` and the siblings behind it.
+    void remove_whole(YangTree &data, lyd_node *first) const {
+        for (lyd_node *at = first, *next = nullptr; at != nullptr; at = next) {
+            next = at->next;
+            if (whole_.count(at) != 0)
+                data.remove(at);
+            else if (kept_.count(at) != 0)
+                remove_whole(data, data.below(at));
+        }
+    }
+
     void remove_unmarked(YangTree &answer, lyd_node *first) const {
         for (lyd_node *at = first, *next = nullptr; at != nullptr; at = next) {
             next = at->next;
@@ -379,6 +412,17 @@ void Filter::cut(YangTree &answer) const {
     for (const lyd_node *root = answer.first(); root != nullptr; root = root->next)
         marks.mark(roots_, *root);
     marks.remove_unmarked(answer, answer.first());
+}
+
+void Filter::remove_selected(YangTree &data) const {
+    if (everything_) {
+        data = YangTree();
+        return;
+    }
+    Marks marks(is_path_);
+    for (const lyd_node *root = data.first(); root != nullptr; root = root->next)
+        marks.mark(roots_, *root);
+    marks.remove_whole(data, data.first());
 }
 
 } // namespace ocamp

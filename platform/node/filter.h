@@ -25,7 +25,8 @@ class Filter {
     /// The whole model.
     explicit Filter(const Schema &schema);
     /// An absolute data path, such as /optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state: module names
-    /// and prefixes may stand before names, keys may be left out. "/" is the whole model. Throws FilterError.
+    /// and prefixes may stand before names and before the whole path, and the path may then begin without a slash. A
+    /// key that is left out, or is '*', stands for all entries. "/" is the whole model. Throws FilterError.
     static Filter from_path(const Schema &schema, std::string_view path);
     /// A <filter type="subtree"> element or its bare content, as RFC 6241 section 6 says: names that the model does not
     /// have, or the device does not serve, select nothing. Throws FilterError, DocumentError.
@@ -38,6 +39,8 @@ class Filter {
     const lysc_node *path_target() const noexcept;
     /// Takes away what is not selected.
     void cut(YangTree &answer) const;
+    /// Takes away what is selected, with all that is below it.
+    void remove_selected(YangTree &data) const;
 
   private:
     struct Node {

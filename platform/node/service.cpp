@@ -40,22 +40,38 @@ WhyReport Service::why(std::uint32_t kind, const Filter &filter) {
     return ocamp::why(read);
 }
 
-void Service::edit(const EditRequest &request) {
+std::vector<LeafHistory> Service::history(const Filter &filter) {
+    const ReadTransaction snapshot(node_.database());
+    std::vector<LeafHistory> leaves;
+    run_watched([&] {
+        leaves = history_of(load_native(node_.database(), native_schema()), node_.system_database(), filter,
+                            Reader(plugin_, logs_));
+    });
+    return leaves;
+}
+
+void Service::edit(const EditRequest &request, const std::function<void(const EditOutcome &outcome)> &tell) {
     Node node(folder_, Node::Access::write);
     const CurrentSystemDatabase current(node.system_database());
     Transaction transaction(node.database());
     NativeData data = load_native(node.database(), native_schema());
-    run_watched([&] { Editor(plugin_, logs_).edit(data, request, nullptr); });
+    run_watched([&] {
+        const EditOutcome outcome = Editor(plugin_, logs_).edit(data, request, nullptr);
+        if (tell)
+            tell(outcome);
+    });
     const StageMark stage(Stage::commit);
     store_running(node.database(), data.running.tree());
     transaction.commit("the edit is made");
 }
 
-void Service::try_edit(const EditRequest &request, EditReport &report) {
+EditOutcome Service::try_edit(const EditRequest &request, EditReport &report) {
     const CurrentSystemDatabase current(node_.system_database());
     const ReadTransaction snapshot(node_.database());
     NativeData data = load_native(node_.database(), native_schema());
-    run_watched([&] { Editor(plugin_, logs_).edit(data, request, &report); });
+    EditOutcome outcome;
+    run_watched([&] { outcome = Editor(plugin_, logs_).edit(data, request, &report); });
+    return outcome;
 }
 
 } // namespace ocamp

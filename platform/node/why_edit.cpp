@@ -125,7 +125,7 @@ std::string loss(const WhyEdit &leaf) {
 
 void collect_values(const lyd_node *first, std::map<std::string, std::string> &values) {
     for (const lyd_node *node = first; node != nullptr; node = node->next) {
-        if (is_leaf(*node->schema) && (node->flags & LYD_DEFAULT) == 0)
+        if (is_leaf(*node->schema) && !is_implicit(*node))
             values.emplace(plain_path(*node), leaf_text(*node));
         collect_values(lyd_child(node), values);
     }

@@ -28,6 +28,29 @@ std::string_view last_step(std::string_view path) noexcept {
     return without_prefix(slash == std::string_view::npos ? path : path.substr(slash + 1));
 }
 
+std::string without_modules(std::string_view data_path) {
+    std::string plain;
+    char quote = '\0';
+    bool in_key = false;
+    std::size_t step = 0; // where it begins in `plain`
+    for (const char character : data_path) {
+        if (quote != '\0')
+            quote = character == quote ? '\0' : quote;
+        else if (in_key && (character == '\'' || character == '"'))
+            quote = character;
+        else if (character == '[' || character == ']')
+            in_key = character == '[';
+        else if (!in_key && character == ':') {
+            plain.resize(step);
+            continue;
+        }
+        plain += character;
+        if (!in_key && quote == '\0' && character == '/')
+            step = plain.size();
+    }
+    return plain;
+}
+
 std::string step_with_key(std::string_view tag, std::string_view key_name, std::string_view key_value) {
     const char quote = key_value.find('\'') == std::string_view::npos ? '\'' : '"';
     std::string step(tag);

@@ -17,6 +17,9 @@ std::vector<std::string_view> path_steps(std::string_view path);
 /// Last tag of a path, prefix taken off; empty for a path that ends in a slash.
 std::string_view last_step(std::string_view path) noexcept;
 
+/// A data path without module names: "/m:list[key='a:b']/leaf" gives "/list[key='a:b']/leaf".
+std::string without_modules(std::string_view data_path);
+
 /// One step of a data path with its key, such as amplifier[name='0/1-AMP-PRE'].
 std::string step_with_key(std::string_view tag, std::string_view key_name, std::string_view key_value);
 

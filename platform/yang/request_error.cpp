@@ -70,7 +70,8 @@ ErrorTag tag_of(cerrno code) noexcept {
 }
 
 RequestError::RequestError(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason)
-    : std::runtime_error(text_of(tag, code, path, reason)), tag_(tag), code_(code), path_(path) {}
+    : std::runtime_error(text_of(tag, code, path, reason)), tag_(tag), code_(code), path_(path),
+      reason_(shortened(reason, longest_reason)) {}
 
 RequestError::RequestError(ErrorTag tag, const std::string &path, const std::string &reason)
     : RequestError(tag, CERR_SUCCESS, path, reason) {}

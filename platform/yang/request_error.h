@@ -58,6 +58,8 @@ class RequestError : public std::runtime_error {
     ErrorTag tag() const noexcept { return tag_; }
     cerrno code() const noexcept { return code_; }             ///< 0 when the platform refused it
     const std::string &path() const noexcept { return path_; } ///< as given
+    /// Without path, tag and code; shortened as in the text.
+    const std::string &reason() const noexcept { return reason_; }
 
   private:
     RequestError(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason);
@@ -65,6 +67,7 @@ class RequestError : public std::runtime_error {
     ErrorTag tag_;
     cerrno code_;
     std::string path_;
+    std::string reason_;
 };
 
 } // namespace ocamp

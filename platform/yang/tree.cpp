@@ -153,6 +153,12 @@ void YangTree::add(YangTree roots) {
     static_cast<void>(roots.first_.release());
 }
 
+void YangTree::merge(const YangTree &other) {
+    if (!other.empty())
+        check(call_with_first([&](lyd_node **first) { return lyd_merge_siblings(first, other.first(), 0); }),
+              LYD_CTX(other.first()));
+}
+
 void YangTree::remove(lyd_node *node) noexcept {
     if (node == first()) {
         static_cast<void>(first_.release());

@@ -42,6 +42,9 @@ class YangTree {
     lyd_node *set_leaf(lyd_node *parent, const lysc_node &leaf, const std::string &value);
     /// Moves the top-level nodes of another tree in here. Throws YangError.
     void add(YangTree roots);
+    /// Puts the nodes of another tree in here: leaves and entries that are there get its values, the others are added.
+    /// Throws YangError.
+    void merge(const YangTree &other);
     /// Frees a node of the tree with everything below it.
     void remove(lyd_node *node) noexcept;
 

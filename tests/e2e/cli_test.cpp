@@ -112,7 +112,8 @@ const WrongUse wrong_uses[] = {
     {"UnknownCommand",
      {"fetch"},
      {},
-     "no command 'fetch', expected one of: get, edit, why, explain, native, node, sysdb; 'ocamp --help' tells more"},
+     "no command 'fetch', expected one of: get, edit, set, rm, explain, watch, history, native, node, sysdb; 'ocamp "
+     "--help' tells more"},
     {"CommandOfAnother", {"explain", "sysdb"}, {}, "no command 'explain sysdb', expected one of: get, edit; "},
     {"EditWithoutFile", {"edit"}, {}, "FILE"},
     {"UnknownDefaultOperation", {"edit"}, {"--default-operation", "delete", "-"}, "--default-operation"},
@@ -120,7 +121,7 @@ const WrongUse wrong_uses[] = {
      {"native", "get"},
      {"/interface-configurations/interface"},
      "expected one of: interface-configuration"},
-    {"InitWithoutExample", {"node", "init"}, {}, "--from"},
+    {"InitWithNode", {"node", "init"}, {}, "no option '--node'; 'ocamp node init --help' tells more"},
 };
 
 INSTANTIATE_TEST_SUITE_P(CommandLine, WrongUses, testing::ValuesIn(wrong_uses),
@@ -207,10 +208,24 @@ TEST_F(CommandLine, LastConfigurationOfANodeMayBeDeleted) {
 
 TEST_F(CommandLine, EachCommandHasHelpWithAnExample) {
     EXPECT_THAT(run_ocamp({"--help"}).out, HasSubstr("explain"));
-    const std::vector<std::vector<std::string>> commands = {
-        {"get"},           {"edit"},         {"why"},           {"explain", "get"}, {"explain", "edit"},
-        {"native", "get"}, {"node", "init"}, {"sysdb", "list"}, {"sysdb", "get"},   {"sysdb", "put"},
-        {"sysdb", "rm"}};
+    const std::vector<std::vector<std::string>> commands = {{"get"},
+                                                            {"edit"},
+                                                            {"set"},
+                                                            {"rm"},
+                                                            {"explain", "get"},
+                                                            {"explain", "edit"},
+                                                            {"watch"},
+                                                            {"history"},
+                                                            {"native", "get"},
+                                                            {"native", "set"},
+                                                            {"native", "put"},
+                                                            {"native", "rm"},
+                                                            {"node", "init"},
+                                                            {"node", "export"},
+                                                            {"sysdb", "list"},
+                                                            {"sysdb", "get"},
+                                                            {"sysdb", "put"},
+                                                            {"sysdb", "rm"}};
     for (std::vector<std::string> words : commands) {
         words.emplace_back("--help");
         const Outcome outcome = run_ocamp(words);
@@ -218,6 +233,7 @@ TEST_F(CommandLine, EachCommandHasHelpWithAnExample) {
         EXPECT_THAT(outcome.out, HasSubstr("Example"));
         EXPECT_THAT(outcome.out, HasSubstr("--debug-log"));
         EXPECT_THAT(outcome.out, HasSubstr("--plugin"));
+        EXPECT_THAT(outcome.out, HasSubstr("Exit status: 0 done, 1 the request failed, 2 wrong use."));
     }
 }
 
@@ -503,6 +519,7 @@ TEST_F(CommandLine, NodesMadeAtOnceAreOne) {
 }
 
 TEST_F(CommandLine, MissingExampleIsTold) {
+    EXPECT_THAT(run_ocamp({"node", "init", (folder() / "new").string()}).err, HasSubstr("--from is required"));
     const Outcome outcome = run_ocamp({"node", "init", (folder() / "new").string(), "--from", "no-such-example"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, HasSubstr("no-such-example: no such folder"));

@@ -55,7 +55,7 @@ class Edits : public NodeTest {
     void expect_done(const std::string &document, const std::vector<std::string> &arguments = {}) const {
         const Outcome outcome = edit(document, arguments);
         EXPECT_EQ(outcome.status, 0) << outcome.err;
-        EXPECT_EQ(outcome.out, "ok\n");
+        EXPECT_THAT(outcome.out, testing::EndsWith("\nok\n"));
         EXPECT_EQ(outcome.err, "");
     }
     std::string configuration() const { return get({"--config"}).out; }
