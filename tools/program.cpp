@@ -46,6 +46,8 @@ void add_commands(CLI::App &program, CommonOptions &common) {
     add_native_command(program, common);
     add_node_command(program, common);
     add_sysdb_command(program, common);
+    add_serve_command(program);
+    add_user_command(program);
     add_complete_command(program, common);
     refuse_empty_arguments(program);
     tell_exit_statuses(program);

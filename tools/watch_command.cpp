@@ -49,7 +49,7 @@ void run(const WatchOptions &options, const CommonOptions &common) {
     YangTree before;
     for (std::uint64_t reads = 1;; ++reads) {
         YangTree after = service.read(options.read.kind(), filter).answer;
-        for (const LeafChange &change : leaf_changes(before, after))
+        for (const LeafChange &change : changed_leaves(before, after))
             write_output(line(change, common.json));
         flush_output();
         before = std::move(after);

@@ -25,6 +25,8 @@ constexpr std::string_view netconf_module = "ietf-netconf";
 ClientNode::JsonForm json_form(const lysc_type &type) {
     if (is_short_integer(type))
         return ClientNode::JsonForm::number;
+    if (type.basetype == LY_TYPE_EMPTY)
+        return ClientNode::JsonForm::null;
     // Texts are decimal64 and the long integers, too.
     return type.basetype == LY_TYPE_BOOL ? ClientNode::JsonForm::boolean : ClientNode::JsonForm::string;
 }
@@ -193,7 +195,9 @@ class EditReader {
         if (!from.json)
             return;
         if (is_leaf(*node.schema)) {
-            if (from.json == Form::object || from.in_array)
+            // The value of an empty leaf is [null], and that of no other is an array.
+            const bool empty = from.json == Form::null && real_type_of(*node.schema).basetype == LY_TYPE_EMPTY;
+            if (from.json == Form::object || from.in_array != empty)
                 throw RequestError(error_tag::invalid_value, node.path,
                                    fmt::format("is {}, expected one value: it is a leaf",
                                                from.in_array ? "an array" : form_word(*from.json)));
@@ -400,25 +404,12 @@ std::vector<RequestNode> requests_of(const EditNode &node) {
     return requests;
 }
 
-} // namespace
-
-std::vector<std::string> EditNode::keys() const {
-    std::vector<std::string> values;
-    for (const lysc_node *key : list_keys(*schema)) {
-        for (const EditNode &child : children) {
-            if (child.schema == key && child.value)
-                values.push_back(*child.value);
-        }
-    }
-    return values;
-}
-
 // What a client sent, and whether it may be something that was read before.
-struct EditRequest::Document {
+struct GivenEdit {
     std::vector<ClientNode> nodes;
     bool may_be_an_answer;
 
-    Document(const Schema &schema, std::string_view text, StateInEdit state) {
+    GivenEdit(const Schema &schema, std::string_view text, StateInEdit state) {
         const DocumentFormat format = format_of(text);
         nodes = read_document(text, format, schema);
         may_be_an_answer = state == StateInEdit::passed_over;
@@ -444,30 +435,53 @@ struct EditRequest::Document {
     }
 };
 
+} // namespace
+
+std::vector<std::string> EditNode::keys() const {
+    std::vector<std::string> values;
+    for (const lysc_node *key : list_keys(*schema)) {
+        for (const EditNode &child : children) {
+            if (child.schema == key && child.value)
+                values.push_back(*child.value);
+        }
+    }
+    return values;
+}
+
+std::vector<ClientNode> read_edit(std::string_view document, const Schema &schema) {
+    return GivenEdit(schema, document, StateInEdit::refused).nodes;
+}
+
 EditRequest::EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation,
                          StateInEdit state) {
+    const GivenEdit given(schema, document, state);
+    read(schema, given.nodes, default_operation,
+         given.may_be_an_answer ? StateInEdit::passed_over : StateInEdit::refused);
+}
+
+EditRequest::EditRequest(const Schema &schema, const std::vector<ClientNode> &nodes,
+                         DefaultOperation default_operation) {
+    read(schema, nodes, default_operation, StateInEdit::refused);
+}
+
+void EditRequest::read(const Schema &schema, const std::vector<ClientNode> &nodes, DefaultOperation default_operation,
+                       StateInEdit state) {
     std::optional<std::uint32_t> operation;
     if (default_operation != DefaultOperation::none)
         operation = default_operation == DefaultOperation::replace ? YFW_OP_REPLACE : YFW_OP_MERGE;
-    const Document given(schema, document, state);
-    read(schema, given, operation, given.may_be_an_answer ? StateInEdit::passed_over : StateInEdit::refused);
-    // State alone is nothing to edit, and is refused by its path.
-    if (passed_over_ != 0 && std::none_of(roots_.begin(), roots_.end(), asks_for_something))
-        read(schema, given, operation, StateInEdit::refused);
-    if (default_operation == DefaultOperation::replace)
-        remove_other_roots(schema);
-}
-
-void EditRequest::read(const Schema &schema, const Document &document, std::optional<std::uint32_t> operation,
-                       StateInEdit state) {
     EditReader reader(schema, state);
     std::unordered_set<std::string> paths;
     roots_.clear();
-    for (const ClientNode &node : document.nodes) {
+    for (const ClientNode &node : nodes) {
         roots_.push_back(reader.read_root(node, operation));
         check_repeated(paths, roots_.back());
     }
     passed_over_ = reader.passed_over();
+    // State alone is nothing to edit, and is refused by its path.
+    if (passed_over_ != 0 && std::none_of(roots_.begin(), roots_.end(), asks_for_something))
+        read(schema, nodes, default_operation, StateInEdit::refused);
+    else if (default_operation == DefaultOperation::replace)
+        remove_other_roots(schema);
 }
 
 EditRequest EditRequest::set_leaf(const Schema &schema, std::string_view path, const std::string &value) {

@@ -41,6 +41,10 @@ struct EditNode {
     std::vector<std::string> keys() const;
 };
 
+/// The nodes at the top of an edit document. Throws DocumentError for what is no such document, and RequestError as
+/// EditRequest's constructors do. `schema` only tells modules and keys.
+std::vector<ClientNode> read_edit(std::string_view document, const Schema &schema);
+
 /// The edit that one document asks for.
 class EditRequest {
   public:
@@ -48,6 +52,8 @@ class EditRequest {
     /// refuses.
     EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation,
                 StateInEdit state = StateInEdit::refused);
+    /// The same for nodes of a document as read_edit gave them. Throws RequestError.
+    EditRequest(const Schema &schema, const std::vector<ClientNode> &nodes, DefaultOperation default_operation);
 
     /// The edit of one leaf, which a data path names with all its keys: to give it a value, or to delete it. Throw
     /// FilterError for a path that leads to no such leaf, RequestError for a value that the model refuses.
@@ -65,10 +71,8 @@ class EditRequest {
     std::vector<RequestNode> requests() const;
 
   private:
-    struct Document;
-
     EditRequest() = default;
-    void read(const Schema &schema, const Document &document, std::optional<std::uint32_t> operation,
+    void read(const Schema &schema, const std::vector<ClientNode> &nodes, DefaultOperation default_operation,
               StateInEdit state);
     void remove_other_roots(const Schema &schema);
 

@@ -1,4 +1,4 @@
-// How trees are compared leaf by leaf. Knows no model.
+// How trees are compared leaf by leaf. Knows neither edits nor who made them.
 #include "node/leaf_changes.h"
 
 #include "seam/text.h"
@@ -11,66 +11,84 @@ namespace ocamp {
 
 namespace {
 
-struct Leaf {
-    std::string path, value, unit;
-};
+std::string unit_of(const lyd_node &leaf) {
+    const char *unit = reinterpret_cast<const lysc_node_leaf *>(leaf.schema)->units;
+    return unit != nullptr ? unit : "";
+}
 
-// The leaves of a tree in their order, and where each stands in it.
-struct Leaves {
-    std::vector<Leaf> order;
-    std::unordered_map<std::string, std::size_t> places;
+// Leaves and list entries of a tree in its order.
+class Content {
+  public:
+    explicit Content(const YangTree &tree) { add(tree.first()); }
 
-    explicit Leaves(const YangTree &tree) { add(tree.first()); }
+    const std::vector<LeafChange> &in_order() const noexcept { return order_; }
+    // NULL when the tree has nothing there.
+    const LeafChange *find(const std::string &path) const {
+        const auto found = by_path_.find(path);
+        return found == by_path_.end() ? nullptr : &order_[found->second];
+    }
 
+  private:
+    // `after` holds the value until the trees have been compared.
     void add(const lyd_node *first) {
         for (const lyd_node *node = first; node != nullptr; node = node->next) {
             if (is_implicit(*node))
                 continue;
-            if (is_leaf(*node->schema)) {
-                const char *unit = reinterpret_cast<const lysc_node_leaf *>(node->schema)->units;
-                order.push_back({data_path(*node), leaf_text(*node), unit != nullptr ? unit : ""});
-                places.emplace(order.back().path, order.size() - 1);
+            const bool leaf = is_leaf(*node->schema);
+            if (leaf || is_list(*node->schema)) {
+                order_.push_back({.path = data_path(*node),
+                                  .leaf = leaf,
+                                  .configuration = is_configuration(*node->schema),
+                                  .after = leaf ? leaf_text(*node) : std::string(),
+                                  .unit = leaf ? unit_of(*node) : std::string()});
+                by_path_.emplace(order_.back().path, order_.size() - 1);
             }
             add(lyd_child(node));
         }
     }
 
-    const Leaf *find(const std::string &path) const {
-        const auto place = places.find(path);
-        return place != places.end() ? &order[place->second] : nullptr;
-    }
+    std::vector<LeafChange> order_;
+    std::unordered_map<std::string, std::size_t> by_path_;
 };
 
 } // namespace
 
 std::vector<LeafChange> leaf_changes(const YangTree &before, const YangTree &after) {
-    const Leaves old_leaves(before), new_leaves(after);
-    std::vector<LeafChange> changed;
-    for (const Leaf &leaf : old_leaves.order) {
-        const Leaf *now = new_leaves.find(leaf.path);
-        if (now == nullptr)
-            changed.push_back({leaf.path, leaf.value, std::nullopt, leaf.unit});
-        else if (now->value != leaf.value)
-            changed.push_back({leaf.path, leaf.value, now->value, leaf.unit});
+    const Content earlier(before), later(after);
+    std::vector<LeafChange> changes;
+    for (const LeafChange &old : earlier.in_order()) {
+        const LeafChange *now = later.find(old.path);
+        if (now != nullptr && now->after == old.after)
+            continue;
+        LeafChange &change = changes.emplace_back(old);
+        change.before = old.after;
+        change.after = now != nullptr ? now->after : std::nullopt;
     }
-    for (const Leaf &leaf : new_leaves.order) {
-        if (old_leaves.find(leaf.path) == nullptr)
-            changed.push_back({leaf.path, std::nullopt, leaf.value, leaf.unit});
+    for (const LeafChange &now : later.in_order()) {
+        if (earlier.find(now.path) == nullptr)
+            changes.push_back(now);
     }
-    return changed;
+    return changes;
+}
+
+std::vector<LeafChange> changed_leaves(const YangTree &before, const YangTree &after) {
+    std::vector<LeafChange> changes = leaf_changes(before, after);
+    std::erase_if(changes, [](const LeafChange &change) { return !change.leaf; });
+    return changes;
 }
 
 std::string line_of(const LeafChange &change) {
     const std::string path = escaped(change.path);
-    if (change.before && change.after)
-        return fmt::format("~ {} {} -> {}", path, escaped(*change.before), escaped(*change.after));
-    return fmt::format("{} {} {}", change.after ? '+' : '-', path,
-                       escaped(change.after.value_or(change.before.value_or(""))));
+    if (change.is_gone())
+        return fmt::format("- {} {}", path, escaped(*change.before));
+    if (change.is_new())
+        return fmt::format("+ {} {}", path, escaped(*change.after));
+    return fmt::format("~ {} {} -> {}", path, escaped(*change.before), escaped(*change.after));
 }
 
 std::vector<std::string> changes(const YangTree &before, const YangTree &after) {
     std::vector<std::string> lines;
-    for (const LeafChange &change : leaf_changes(before, after))
+    for (const LeafChange &change : changed_leaves(before, after))
         lines.push_back(line_of(change));
     return lines;
 }

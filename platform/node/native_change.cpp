@@ -49,7 +49,7 @@ class NativeChange {
             } catch (const YangError &error) {
                 refuse(path, error);
             }
-            const std::vector<LeafChange> here = leaf_changes(document.before, document.now);
+            const std::vector<LeafChange> here = changed_leaves(document.before, document.now);
             changed.insert(changed.end(), here.begin(), here.end());
             if (module.empty())
                 store_running(database_, document.now);

@@ -3,6 +3,7 @@
 
 #include "framework/operation_words.h"
 #include "log/stages.h"
+#include "node/leaf_changes.h"
 #include "node/native_range.h"
 #include "node/slots.h"
 #include "seam/text.h"

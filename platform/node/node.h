@@ -35,6 +35,9 @@ class Node {
     static std::vector<std::filesystem::path> init(const std::filesystem::path &folder,
                                                    const std::filesystem::path &example);
 
+    /// Where writers of the node in `folder` queue.
+    static std::filesystem::path queue_file(const std::filesystem::path &folder);
+
     /// What a node is opened for.
     enum class Access {
         read, ///< alters nothing; what is read belongs into a ReadTransaction
