@@ -15,7 +15,7 @@ using namespace ymap;
 
 // ---- Exported names ------------------------------------------------------------------------------------------------
 
-#define NAME_OF(kind, name, row) NATIVE_TEXT(name),
+#define NAME_OF(kind, name, row) YMAP_TEXT(name),
 
 std::vector<std::string_view> exported_names() {
     std::vector<std::string_view> names = {

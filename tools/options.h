@@ -1,13 +1,18 @@
 // The options that commands share. Knows no command.
 #pragma once
 
+#include "log/log.h"
+#include "node/edit_request.h"
 #include "node/filter.h"
 #include "node/service.h"
+#include "yfw_platform.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
+#include <libyang/libyang.h>
 
 namespace ocamp {
 

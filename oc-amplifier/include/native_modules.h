@@ -10,9 +10,6 @@
 #define OPTICS_OPER(name) ymap_xo_oc_opt_amp_korvexcontrolleropticsoper_##name
 #define PMENGINE_OPER(name) ymap_xo_oc_opt_amp_korvexpmengineoper_##name
 
-#define NATIVE_TEXT_OF(name) #name
-#define NATIVE_TEXT(name) NATIVE_TEXT_OF(name)
-
 namespace ymap::native {
 
 /// Converter of a leaf without OpenConfig leaf.

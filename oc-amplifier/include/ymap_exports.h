@@ -22,7 +22,7 @@ using AugmentParserByHand = NodeFunction;
 using ContainerHandler = ContainerFunction;
 using ListHandler = NodeFunction;
 using LeafHandler = NodeFunction;
-using TracedLeafHandler = NodeFunction; // between "Start" and "End"
+using TracedLeafHandler = NodeFunction; ///< between "Start" and "End"
 using TextLeafHandler = NodeFunction;
 using ListHandlerByHand = NodeFunction;
 using DefaultContainerHandler = ContainerFunction;
@@ -39,6 +39,13 @@ using ConverterByHand = NodeFunction;
 using TextConverterByHand = TextFunction;
 
 } // namespace ymap::exported
+
+// Name of the OpenConfig side's exported function `name`.
+#define OC_NAME(name) ymap_ox_oc_opt_ampli_openconfigopticalamplifier_##name
+
+// A name as text, after macros in it are expanded.
+#define YMAP_TEXT_OF(name) #name
+#define YMAP_TEXT(name) YMAP_TEXT_OF(name)
 
 // Declares an exported function; for EXPORT.
 #define YMAP_DECLARE(kind, name, row) YMAP_EXPORT ymap::exported::kind name;

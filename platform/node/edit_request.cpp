@@ -20,11 +20,6 @@ namespace {
 
 constexpr std::string_view netconf_module = "ietf-netconf";
 
-const lysc_type &type_of(const lysc_node &leaf) {
-    const lysc_type *type = reinterpret_cast<const lysc_node_leaf &>(leaf).type;
-    return type->basetype == LY_TYPE_LEAFREF ? *reinterpret_cast<const lysc_type_leafref *>(type)->realtype : *type;
-}
-
 // How RFC 7951 writes a value of the type.
 ClientNode::JsonForm json_form(const lysc_type &type) {
     if (is_short_integer(type))
@@ -233,7 +228,7 @@ class EditReader {
             throw RequestError(error_tag::invalid_value, node.path, "is a leaf, expected a value without elements");
         if (deletes(node.operation.value_or(YFW_OP_MERGE)) && !is_key(*node.schema))
             return;
-        const lysc_type &type = type_of(*node.schema);
+        const lysc_type &type = real_type_of(*node.schema);
         if (from.json == ClientNode::JsonForm::absent)
             throw RequestError(error_tag::invalid_value, node.path,
                                from.operation ? "has an operation that needs a value, and no value"

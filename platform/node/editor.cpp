@@ -88,7 +88,7 @@ void drop_absent_removals(EditNode &node, lyd_node *siblings) {
 }
 
 std::optional<double> number(const lysc_node &leaf, const std::string &text) {
-    const lysc_type &type = *reinterpret_cast<const lysc_node_leaf &>(leaf).type;
+    const lysc_type &type = type_of(leaf);
     const bool is_number = is_short_integer(type) || type.basetype == LY_TYPE_DEC64 || type.basetype == LY_TYPE_INT64 ||
                            type.basetype == LY_TYPE_UINT64;
     if (!is_number)

@@ -51,7 +51,7 @@ class Filter::PathReader {
                                       at.data() - path_.data() + 1, shortened(what, longest_shown)));
     }
 
-    void skip_blanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(blanks), rest_.size())); }
+    void skip_blanks() { rest_ = without_leading_blanks(rest_); }
 
     void expect(char character) {
         if (!rest_.starts_with(character))
@@ -199,28 +199,33 @@ std::optional<Filter::Node> Filter::resolve(const Schema &schema, const lysc_nod
         resolved.value = *std::move(canonical);
     } else if (!from.children.empty()) {
         resolved.kind = Node::Kind::containment;
-        std::map<std::pair<const lysc_node *, Node::Kind>, std::string> childless; // with the value of each
-        for (const ClientNode &child : from.children) {
-            std::optional<Node> inner = resolve(schema, node, child);
-            const bool content_match = !trimmed(child.value).empty();
-            resolved.selects_inside = resolved.selects_inside || !content_match;
-            // A content match that can never hold, alone or beside another, rules out the whole element.
-            if (content_match && !inner)
-                return std::nullopt;
-            if (inner && inner->children.empty()) {
-                const auto [same, added] = childless.emplace(std::pair(inner->schema, inner->kind), inner->value);
-                if (same->second != inner->value)
-                    return std::nullopt;
-                if (!added)
-                    continue;
-            }
-            if (inner)
-                resolved.children.push_back(*std::move(inner));
-        }
-        if (resolved.children.empty())
+        if (!resolve_children(schema, from, resolved))
             return std::nullopt;
     }
     return resolved;
+}
+
+// Adds what the children of a containment select. False when the containment can select nothing.
+bool Filter::resolve_children(const Schema &schema, const ClientNode &from, Node &resolved) {
+    std::map<std::pair<const lysc_node *, Node::Kind>, std::string> childless; // with the value of each
+    for (const ClientNode &child : from.children) {
+        std::optional<Node> inner = resolve(schema, resolved.schema, child);
+        const bool content_match = !trimmed(child.value).empty();
+        resolved.selects_inside = resolved.selects_inside || !content_match;
+        // A content match that can never hold, alone or beside another, rules out the whole element.
+        if (content_match && !inner)
+            return false;
+        if (inner && inner->children.empty()) {
+            const auto [same, added] = childless.emplace(std::pair(inner->schema, inner->kind), inner->value);
+            if (same->second != inner->value)
+                return false;
+            if (!added)
+                continue;
+        }
+        if (inner)
+            resolved.children.push_back(*std::move(inner));
+    }
+    return !resolved.children.empty();
 }
 
 RequestNode Filter::request_node(const Node &node) {
@@ -298,7 +303,8 @@ const lysc_node *Filter::path_target() const noexcept {
     return node->schema;
 }
 
-// Which nodes of an answer the filter selects: a marked node stays with what is marked below it, a whole one with all.
+// Which nodes of an answer the filter selects, noted by their address before anything is removed: whether a node stays
+// may depend on one behind it. What is kept stays with what is kept below it, what is whole with all that is below it.
 class Filter::Marks {
   public:
     explicit Marks(bool keys_are_conditions) : keys_are_conditions_(keys_are_conditions) {}
@@ -306,7 +312,7 @@ class Filter::Marks {
     // True when the filter nodes select anything of `data`.
     bool mark(const std::vector<Node> &filters, const lyd_node &data) {
         // What libyang added by itself is nobody's data.
-        if ((data.flags & LYD_DEFAULT) != 0)
+        if (is_implicit(data))
             return false;
         bool any = false;
         for (const Node &filter : filters) {

@@ -60,10 +60,7 @@ class Filter {
     class Marks;
 
     static std::optional<Node> resolve(const Schema &schema, const lysc_node *parent, const struct ClientNode &from);
-    /// True when a sibling asks for another value of the same leaf.
-    static bool contradicts(const std::vector<Node> &siblings, const Node &match);
-    /// True when a sibling says the same as a node without children.
-    static bool repeats(const std::vector<Node> &siblings, const Node &leaf);
+    static bool resolve_children(const Schema &schema, const struct ClientNode &from, Node &resolved);
     static std::vector<PlacedRequest> requests_of(const Node &node);
     static void widen(PlacedRequest &request);
     static RequestNode request_node(const Node &node);

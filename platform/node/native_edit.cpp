@@ -183,7 +183,7 @@ struct Leaves {
 
     void add(const lyd_node *first) {
         for (const lyd_node *node = first; node != nullptr; node = node->next) {
-            if ((node->flags & LYD_DEFAULT) != 0)
+            if (is_implicit(*node))
                 continue;
             if (is_leaf(*node->schema)) {
                 order.push_back(escaped(data_path(*node)));

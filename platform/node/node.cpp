@@ -2,6 +2,7 @@
 #include "node/node.h"
 
 #include "node/unfinished_node.h"
+#include "seam/failure.h"
 #include "sysdb/bag_json.h"
 #include "sysdb/record_reader.h"
 #include "yang/client_document.h"
@@ -49,7 +50,7 @@ fs::file_type type_of(const fs::path &path) {
     if (type != fs::file_type::none)
         return type;
     // A disk that fails is not the fault of who named the path.
-    if (error == std::errc::io_error || error == std::errc::not_enough_memory)
+    if (is_shortage(error.value()))
         throw std::system_error(error, fmt::format("{}: cannot be looked at", path.string()));
     throw NodeError(fmt::format("{}: {}, expected a path that can be followed", path.string(), error.message()));
 }
@@ -67,7 +68,7 @@ std::string read_file(const fs::path &file) {
     if (stream && (text << stream.rdbuf()))
         return text.str();
     // A disk that fails is not the fault of who named the file.
-    if (errno != 0 && errno != ENOENT && errno != EACCES)
+    if (is_shortage(errno))
         fail_on(file, "cannot be read");
     throw NodeError(fmt::format("{}: cannot be read, expected a document", file.string()));
 }
@@ -83,6 +84,8 @@ std::vector<fs::path> files_in(const fs::path &folder, std::initializer_list<std
                                         extensions.size() == 1 ? ".json" : ".json or .xml"));
         files.push_back(entry.path());
     }
+    if (is_shortage(error.value()))
+        throw std::system_error(error, fmt::format("{}: cannot be listed", folder.string()));
     if (error)
         throw NodeError(fmt::format("{}: {}, expected a folder of an example node", folder.string(), error.message()));
     std::sort(files.begin(), files.end());
@@ -93,7 +96,7 @@ std::vector<fs::path> files_in(const fs::path &folder, std::initializer_list<std
 void drop_implicit_roots(YangTree &tree) {
     for (lyd_node *root = tree.first(), *next = nullptr; root != nullptr; root = next) {
         next = root->next;
-        if ((root->flags & LYD_DEFAULT) != 0)
+        if (is_implicit(*root))
             tree.remove(root);
     }
 }
@@ -292,6 +295,8 @@ class NewFolder {
         std::error_code error;
         if (fs::create_directory(path, error))
             unfinished_node::folder_is_made(path);
+        if (is_shortage(error.value()))
+            throw std::system_error(error, fmt::format("{}: cannot be made", path.string()));
         if (error)
             throw NodeError(fmt::format("{}: {}, expected a folder that can be made", path.string(), error.message()));
     }

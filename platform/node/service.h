@@ -28,7 +28,7 @@ class Service {
     /// Throws PluginError, LogError, and what Node's constructor throws.
     explicit Service(const ServiceSettings &settings);
 
-    /// As Reader::read.
+    /// As Reader::read. `report` may be NULL: nothing is told then.
     ReadResult read(std::uint32_t kind, const Filter &filter, ReadReport *report = nullptr);
     /// Carries the edit out in one transaction; when it returns, the change is on the disk. After a RequestError
     /// nothing has changed.

@@ -80,8 +80,7 @@ void clear_value(bag_token_td &token) noexcept {
     token.value.second = nullptr;
 }
 
-cerrno next_token(bag_walk_td *walk, bag_token_td *token) {
-    constexpr const char *function = "bag_generic_token";
+cerrno next_token(const char *function, bag_walk_td *walk, bag_token_td *token) {
     if (token != nullptr)
         *token = {BAG_TOKEN_END, nullptr, {{}, nullptr}};
     if (walk == nullptr || token == nullptr)
@@ -105,7 +104,7 @@ cerrno next_token(bag_walk_td *walk, bag_token_td *token) {
 extern "C" {
 
 cerrno bag_header_info(const void *bag_data, bag_header_td *header) {
-    constexpr const char *function = "bag_header_info";
+    const char *const function = __func__;
     if (header != nullptr)
         *header = {};
     const cerrno rc = guarded_decoding(function, [&]() -> cerrno {
@@ -120,7 +119,7 @@ cerrno bag_header_info(const void *bag_data, bag_header_td *header) {
 }
 
 cerrno bag_generic_init(const void *bag_data, uint32_t bag_len, bag_walk_td *walk) {
-    constexpr const char *function = "bag_generic_init";
+    const char *const function = __func__;
     if (walk != nullptr)
         *walk = {};
     const cerrno rc = guarded_decoding(function, [&]() -> cerrno {
@@ -136,11 +135,12 @@ cerrno bag_generic_init(const void *bag_data, uint32_t bag_len, bag_walk_td *wal
 }
 
 cerrno bag_generic_token(bag_walk_td *walk, bag_token_td *token) {
-    const cerrno rc = guarded_decoding("bag_generic_token", [&] { return next_token(walk, token); });
+    const char *const function = __func__;
+    const cerrno rc = guarded_decoding(function, [&] { return next_token(function, walk, token); });
     if (rc == CERR_SUCCESS)
-        ocamp::record_call("bag_generic_token", Code{rc}, token->type, Quoted{token->name});
+        ocamp::record_call(function, Code{rc}, token->type, Quoted{token->name});
     else
-        ocamp::record_call("bag_generic_token", Code{rc});
+        ocamp::record_call(function, Code{rc});
     return rc;
 }
 
@@ -148,25 +148,25 @@ cerrno bag_generic_token(bag_walk_td *walk, bag_token_td *token) {
 void bag_generic_free_token_allocations(bag_token_td *token) {
     if (token != nullptr)
         clear_value(*token);
-    ocamp::record_call("bag_generic_free_token_allocations", ocamp::NoResult{});
+    ocamp::record_call(__func__, ocamp::NoResult{});
 }
 
 void bag_generic_destroy(bag_walk_td *walk) {
     if (walk != nullptr) {
         if (walk->state != nullptr && !open_walks().close(walk->state))
-            ocamp::refuse("bag_generic_destroy", ocamp::rc_bad_handle, "the walk is not open");
+            ocamp::refuse(__func__, ocamp::rc_bad_handle, "the walk is not open");
         *walk = {};
     }
-    ocamp::record_call("bag_generic_destroy", ocamp::NoResult{});
+    ocamp::record_call(__func__, ocamp::NoResult{});
 }
 
 char *inet_ntoa_r(uint32_t address_network_order, char *buffer) {
     const in_addr address{address_network_order};
     if (buffer == nullptr)
-        ocamp::refuse("inet_ntoa_r", ocamp::rc_invalid_argument, "no buffer");
+        ocamp::refuse(__func__, ocamp::rc_invalid_argument, "no buffer");
     else
         inet_ntop(AF_INET, &address, buffer, INET_ADDRSTRLEN);
-    ocamp::record_call("inet_ntoa_r", Quoted{buffer});
+    ocamp::record_call(__func__, Quoted{buffer});
     return buffer;
 }
 

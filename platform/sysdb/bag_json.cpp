@@ -2,6 +2,7 @@
 // the form of its names.
 #include "sysdb/bag_json.h"
 
+#include "seam/text.h"
 #include "sysdb/system_database.h"
 
 #include <arpa/inet.h>
@@ -88,9 +89,7 @@ Json parse(std::string_view text) {
     try {
         return Json::parse(text, std::ref(check));
     } catch (const Json::exception &error) {
-        // The library's own text begins with its error number in brackets.
-        const std::string_view reason = error.what();
-        throw BagJsonError(fmt::format("$: not JSON: {}", reason.substr(reason.find("] ") + 2)));
+        throw BagJsonError(fmt::format("$: not JSON: {}", without_error_number(error.what())));
     }
 }
 

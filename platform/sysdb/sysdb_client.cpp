@@ -148,23 +148,24 @@ extern "C" {
 cerrno _sysdb_bind(void **handle, const char *bind_point, uint32_t zero) {
     if (handle != nullptr)
         *handle = nullptr;
-    const cerrno rc = guarded_access("_sysdb_bind", [&] { return bind("_sysdb_bind", handle, bind_point, zero); });
-    ocamp::record_call("_sysdb_bind", Code{rc}, Quoted{bind_point});
+    const char *const function = __func__;
+    const cerrno rc = guarded_access(function, [&] { return bind(function, handle, bind_point, zero); });
+    ocamp::record_call(function, Code{rc}, Quoted{bind_point});
     return rc;
 }
 
 cerrno _sysdb_unbind(void *handle) {
     const cerrno rc = open_bindings().close(handle)
                           ? CERR_SUCCESS
-                          : refuse("_sysdb_unbind", ocamp::rc_bad_handle, "the binding is not open");
-    ocamp::record_call("_sysdb_unbind", Code{rc});
+                          : refuse(__func__, ocamp::rc_bad_handle, "the binding is not open");
+    ocamp::record_call(__func__, Code{rc});
     return rc;
 }
 
 // `*info_word` is always 0.
 cerrno sysdb_item_get(void *handle, const char *item_path, uint32_t *info_word, void **bag_data, uint32_t *bag_len,
                       uint32_t zero) {
-    constexpr const char *function = "sysdb_item_get";
+    const char *const function = __func__;
     if (info_word != nullptr)
         *info_word = 0;
     if (bag_data != nullptr)
@@ -184,7 +185,7 @@ cerrno sysdb_item_get(void *handle, const char *item_path, uint32_t *info_word, 
 // `pattern` is empty, or a folder that ends in "/". `*list_info` is always 0.
 cerrno sysdb_list(void *handle, const char *pattern, uint32_t *list_info, uint32_t *count, void **list_handle,
                   uint32_t zero) {
-    constexpr const char *function = "sysdb_list";
+    const char *const function = __func__;
     if (list_info != nullptr)
         *list_info = 0;
     if (count != nullptr)
@@ -203,7 +204,7 @@ cerrno sysdb_list(void *handle, const char *pattern, uint32_t *list_info, uint32
 
 // `*datatype` is 1 for a folder, else 0.
 cerrno sysdb_list_next(void *list_handle, const char **item_name, uint32_t *datatype, uint32_t zero) {
-    constexpr const char *function = "sysdb_list_next";
+    const char *const function = __func__;
     if (item_name != nullptr)
         *item_name = nullptr;
     if (datatype != nullptr)
@@ -220,8 +221,8 @@ cerrno sysdb_list_next(void *list_handle, const char **item_name, uint32_t *data
 cerrno sysdb_list_free(void *list_handle) {
     const cerrno rc = open_listings().close(list_handle)
                           ? CERR_SUCCESS
-                          : refuse("sysdb_list_free", ocamp::rc_bad_handle, "the listing is not open");
-    ocamp::record_call("sysdb_list_free", Code{rc});
+                          : refuse(__func__, ocamp::rc_bad_handle, "the listing is not open");
+    ocamp::record_call(__func__, Code{rc});
     return rc;
 }
 

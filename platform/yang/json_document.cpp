@@ -11,6 +11,7 @@
 #include "yang/json_document.h"
 
 #include "seam/path_text.h"
+#include "seam/text.h"
 #include "yang/request_error.h"
 
 #include <algorithm>
@@ -108,9 +109,7 @@ class JsonCollector : public nlohmann::json_sax<nlohmann::json> {
         if (error.id == number_too_large)
             throw RequestError(error_tag::invalid_value, path(),
                                fmt::format("the number {} is larger than any that is read", token));
-        // The library's own number of the error stands in brackets before the text.
-        const std::string_view message = error.what();
-        throw DocumentError(fmt::format("not well-formed JSON: {}", message.substr(message.find("] ") + 2)));
+        throw DocumentError(fmt::format("not well-formed JSON: {}", without_error_number(error.what())));
     }
 
   private:

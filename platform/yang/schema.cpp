@@ -38,10 +38,6 @@ std::string with_shown_value(std::string complaint, std::string_view value) {
                                    : complaint.replace(at, value.size(), shortened(value, longest_shown_value));
 }
 
-const lysc_type &type_of(const lysc_node &leaf) {
-    return *reinterpret_cast<const lysc_node_leaf &>(leaf).type;
-}
-
 } // namespace
 
 Schema::Schema(std::span<const std::string_view> modules) {

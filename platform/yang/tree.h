@@ -71,6 +71,10 @@ class YangTree {
     std::unique_ptr<lyd_node, FreeTree> first_;
 };
 
+/// True for a node that libyang added because the model says that it is there by default: nobody set it.
+inline bool is_implicit(const lyd_node &node) noexcept {
+    return (node.flags & LYD_DEFAULT) != 0;
+}
 /// Value of a leaf in canonical form, without the module name that identities carry.
 std::string leaf_text(const lyd_node &leaf);
 /// Data path of a node with its keys, module names only where the module changes.
