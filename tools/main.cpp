@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -107,7 +108,9 @@ int run(int argc, char **argv) {
     try {
         program.parse(argc, argv);
     } catch (const CLI::Success &help) {
-        program.exit(help);
+        std::ostringstream text;
+        program.exit(help, text);
+        ocamp::write_output(text.str());
     } catch (const CLI::Error &error) {
         return tell(std::string(error.what()) + "; 'ocamp --help' tells the commands", wrong_use);
     }
