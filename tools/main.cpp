@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <new>
+#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -65,7 +67,9 @@ int run(int argc, char **argv) {
     try {
         program.parse(std::move(line.words));
     } catch (const CLI::Success &help) {
-        program.exit(help);
+        std::ostringstream text;
+        program.exit(help, text);
+        ocamp::write_output(text.str());
     } catch (const CLI::Error &error) {
         refuse(error, *line.command);
     }

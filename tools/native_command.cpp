@@ -31,9 +31,11 @@ void run(const NativeOptions &options, const CommonOptions &common) {
     const Filter filter =
         options.path.empty() ? Filter(native_schema()) : Filter::from_path(native_schema(), options.path);
     const LogSession logs(logs_outside(options.node, common.logs));
-    Node node(options.node, Node::Access::read);
-    const ReadTransaction snapshot(node.database());
-    YangTree tree = all_data(load_native(node.database(), native_schema()));
+    YangTree tree = logged([&] {
+        Node node(options.node, Node::Access::read);
+        const ReadTransaction snapshot(node.database());
+        return all_data(load_native(node.database(), native_schema()));
+    });
     filter.cut(tree);
     finish_output(answer_text(tree, options.format), "");
 }

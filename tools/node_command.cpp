@@ -68,7 +68,7 @@ void add_node_command(CLI::App &program, CommonOptions &common) {
         const LogSession logs(logs_outside(options->folder, common.logs));
         const std::string made =
             escaped(fmt::format("{}: node made from {}", options->folder, options->example)) + "\n";
-        tell_passed_over(Node::init(options->folder, options->example));
+        logged([&] { tell_passed_over(Node::init(options->folder, options->example)); });
         finish_output(made, "the node is made");
     });
     add_export(command, common);

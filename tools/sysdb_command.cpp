@@ -87,7 +87,7 @@ CLI::App &add_action(CLI::App &parent, const char *name, const char *description
     command.footer(std::string("Example:\n  ") + example);
     command.callback([options, &common, action] {
         const LogSession logs(logs_outside(options->node, common.logs));
-        action(*options);
+        logged([&] { action(*options); });
     });
     return command;
 }

@@ -78,9 +78,9 @@ bool has_operation(const ClientNode &node) {
     return node.operation || std::any_of(node.children.begin(), node.children.end(), has_operation);
 }
 
-// Refuses a second node of one path; a repeated key is the plug-in's to judge. `paths`: those of the siblings before.
-void check_repeated(std::unordered_set<std::string> &paths, const EditNode &added) {
-    if (added.schema != nullptr && !is_key(*added.schema) && !paths.insert(added.path).second)
+// Refuses a second node of one path. `steps`: the last ones of the siblings before. Keys have been counted by then.
+void check_repeated(std::unordered_set<std::string> &steps, const EditNode &added) {
+    if (added.schema != nullptr && !is_key(*added.schema) && !steps.insert(added.path.step()).second)
         throw RequestError(error_tag::operation_failed, added.path, "is given twice, expected once");
 }
 
@@ -90,17 +90,19 @@ class EditReader {
     EditReader(const Schema &schema, StateInEdit state) : schema_(schema), state_(state) {}
 
     EditNode read_root(const ClientNode &from, std::optional<std::uint32_t> default_operation) {
-        return read(from, nullptr, "", default_operation);
+        return read(from, nullptr, nullptr, default_operation);
     }
     // Leaves of state that were passed over so far.
     std::size_t passed_over() const noexcept { return passed_over_; }
 
   private:
-    EditNode shell(const ClientNode &from, const std::string &above, std::optional<std::uint32_t> inherited) const {
+    // `above`: NULL at the top.
+    EditNode shell(const ClientNode &from, const EditPath *above, std::optional<std::uint32_t> inherited) const {
+        const std::string step = "/" + from.name;
         EditNode node{.schema = nullptr,
                       .name = from.name,
                       .ns = namespace_of(from),
-                      .path = above + "/" + from.name,
+                      .path = above != nullptr ? above->below(step) : EditPath(step),
                       .value = std::nullopt,
                       .operation = inherited,
                       .children = {}};
@@ -113,7 +115,7 @@ class EditReader {
         return node;
     }
 
-    EditNode read(const ClientNode &from, const lysc_node *parent, const std::string &above,
+    EditNode read(const ClientNode &from, const lysc_node *parent, const EditPath *above,
                   std::optional<std::uint32_t> inherited) {
         EditNode node = shell(from, above, inherited);
         node.schema = schema_.find(parent, from.name, node.ns);
@@ -124,7 +126,7 @@ class EditReader {
         if (node.schema == nullptr)
             refuse_unknown(node, from, parent);
         if (is_list(*node.schema))
-            node.path += predicates(from, *node.schema);
+            node.path = node.path.with(predicates(from, node));
         check_form(node, from);
         settle_operation(node, from);
         // State inside what is deleted goes with it: a client may send what it has read.
@@ -145,14 +147,13 @@ class EditReader {
     }
 
     // A node of another module in the model's tree: what may stand there is the plug-in's to say.
-    EditNode read_foreign(const ClientNode &from, const std::string &above,
-                          std::optional<std::uint32_t> inherited) const {
+    EditNode read_foreign(const ClientNode &from, const EditPath *above, std::optional<std::uint32_t> inherited) const {
         EditNode node = shell(from, above, inherited);
         settle_operation(node, from);
         if (from.children.empty())
             node.value = from.value;
         for (const ClientNode &child : from.children)
-            node.children.push_back(read_foreign(child, node.path, node.operation));
+            node.children.push_back(read_foreign(child, &node.path, node.operation));
         return node;
     }
 
@@ -178,12 +179,19 @@ class EditReader {
             fmt::format("the model has no such node, expected one of: {}", fmt::join(schema_.children(parent), ", ")));
     }
 
-    std::string predicates(const ClientNode &entry, const lysc_node &list) const {
+    // The keys as they stand in the entry's path. A second value of one would leave open which entry is meant.
+    std::string predicates(const ClientNode &from, const EditNode &entry) const {
         std::string text;
-        for (const lysc_node *key : list_keys(list)) {
-            for (const ClientNode &child : entry.children) {
-                if (child.name == key->name)
-                    text += step_with_key("", key->name, child.value);
+        for (const lysc_node *key : list_keys(*entry.schema)) {
+            bool given = false;
+            for (const ClientNode &child : from.children) {
+                if (child.name != key->name || namespace_of(child) != key->module->ns)
+                    continue;
+                if (given)
+                    throw RequestError(error_tag::bad_element, entry.path.with(text).below("/" + child.name),
+                                       "is given twice, expected once");
+                given = true;
+                text += step_with_key("", key->name, child.value);
             }
         }
         return text;
@@ -273,7 +281,7 @@ class EditReader {
             if (pass_over(node, child))
                 continue;
             const std::size_t passed_before = passed_over_;
-            EditNode added = read(child, node.schema, node.path, emptied ? YFW_OP_MERGE : node.operation);
+            EditNode added = read(child, node.schema, &node.path, emptied ? YFW_OP_MERGE : node.operation);
             check_repeated(paths, added);
             // Of an entry or a container that was read for its state nothing is left to edit.
             const bool only_state = passed_over_ != passed_before && !asks_for_something(added);
@@ -437,6 +445,24 @@ struct GivenEdit {
 
 } // namespace
 
+EditPath EditPath::below(std::string step) const {
+    return EditPath(Place{place_, std::move(step)});
+}
+
+EditPath EditPath::with(std::string_view text) const {
+    return EditPath(Place{place_->above, place_->step + std::string(text)});
+}
+
+std::string EditPath::text() const {
+    std::vector<const Place *> places;
+    for (const Place *place = place_.get(); place != nullptr; place = place->above.get())
+        places.push_back(place);
+    std::string text;
+    for (auto place = places.rbegin(); place != places.rend(); ++place)
+        text += (*place)->step;
+    return text;
+}
+
 std::vector<std::string> EditNode::keys() const {
     std::vector<std::string> values;
     for (const lysc_node *key : list_keys(*schema)) {
@@ -510,7 +536,7 @@ void EditRequest::remove_other_roots(const Schema &schema) {
             roots_.push_back({.schema = &root,
                               .name = root.name,
                               .ns = root.module->ns,
-                              .path = fmt::format("/{}", name),
+                              .path = EditPath(fmt::format("/{}", name)),
                               .value = std::nullopt,
                               .operation = YFW_OP_REMOVE,
                               .children = {}});

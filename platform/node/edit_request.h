@@ -8,8 +8,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace ocamp {
@@ -26,12 +29,40 @@ enum class StateInEdit {
     passed_over
 };
 
+/// Data path of a node, with keys. Its text is put together when it is asked for: a long key above many nodes is held
+/// once.
+class EditPath {
+  public:
+    /// `step`: the first step, with its slash and its keys.
+    EditPath(std::string step) : place_(std::make_shared<const Place>(Place{nullptr, std::move(step)})) {}
+
+    /// The path of what stands below; `step` as above.
+    EditPath below(std::string step) const;
+    /// The same path with `text` added to its last step.
+    EditPath with(std::string_view text) const;
+
+    /// The last step.
+    const std::string &step() const noexcept { return place_->step; }
+    /// The whole of it.
+    std::string text() const;
+    operator std::string() const { return text(); }
+
+  private:
+    struct Place {
+        std::shared_ptr<const Place> above; // NULL at the top
+        std::string step;
+    };
+    explicit EditPath(Place place) : place_(std::make_shared<const Place>(std::move(place))) {}
+
+    std::shared_ptr<const Place> place_;
+};
+
 /// One node of an edit with what is below it.
 struct EditNode {
     const lysc_node *schema; ///< NULL for a node of a module that is not the model's
     std::string name;
     std::string ns;
-    std::string path;                       ///< data path with keys
+    EditPath path;
     std::optional<std::string> value;       ///< canonical; none for containers, entries and leaves that are deleted
     std::optional<std::uint32_t> operation; ///< enum yfw_operation; none: only stands on the way (default none)
     bool own_operation = false;             ///< the client gave it

@@ -6,6 +6,7 @@
 #include "yang/client_document.h"
 #include "yang/error.h"
 #include "yang/models.h"
+#include "yang/request_error.h"
 
 #include <algorithm>
 #include <map>
@@ -51,10 +52,10 @@ class Filter::PathReader {
 
   private:
     // `at` is the part of the path that is wrong.
-    [[noreturn]] void fail(std::string_view at, const std::string &what) const {
-        constexpr std::size_t longest_shown = 400;
-        throw FilterError(fmt::format("path {}: at character {}: {}", shortened(path_, longest_shown),
-                                      at.data() - path_.data() + 1, shortened(what, longest_shown)));
+    [[noreturn]] void fail(std::string_view at, const std::string &what,
+                           ErrorTag tag = error_tag::invalid_value) const {
+        throw FilterError(
+            refusal_text(tag, path_, fmt::format("at character {}: {}", at.data() - path_.data() + 1, what)));
     }
 
     void skip_blanks() { rest_ = without_leading_blanks(rest_); }
@@ -79,7 +80,7 @@ class Filter::PathReader {
         if (!rest_.starts_with(':'))
             return word;
         if (schema_.module(word) == nullptr)
-            fail(word, fmt::format("no module '{}'", word));
+            fail(word, fmt::format("no module '{}'", word), error_tag::unknown_namespace);
         rest_.remove_prefix(1);
         return read_word();
     }
@@ -106,9 +107,11 @@ class Filter::PathReader {
         const std::string_view name = read_name();
         const lysc_node *schema = schema_.find(parent, name);
         if (schema == nullptr) {
-            fail(name, fmt::format("no node '{}' {}, expected one of: {}", name,
-                                   parent != nullptr ? fmt::format("in '{}'", parent->name) : "at the top",
-                                   fmt::join(schema_.children(parent), ", ")));
+            fail(name,
+                 fmt::format("no node '{}' {}, expected one of: {}", shortened(name, longest_shown_value),
+                             parent != nullptr ? fmt::format("in '{}'", parent->name) : "at the top",
+                             fmt::join(schema_.children(parent), ", ")),
+                 error_tag::unknown_element);
         }
         Node node{.schema = schema, .kind = Node::Kind::selection, .value = {}, .children = {}};
         while (rest_.starts_with('[')) {

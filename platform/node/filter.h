@@ -13,7 +13,8 @@
 
 namespace ocamp {
 
-/// A path that the model does not have, or a filter that is none. The text says what, where and what was expected.
+/// A path that the model does not have, or a filter that is none. The text says what, where and what was expected; of a
+/// path in the form of all refusals, see refusal_text.
 class FilterError : public InputError {
   public:
     using InputError::InputError;

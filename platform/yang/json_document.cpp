@@ -243,8 +243,10 @@ class ObjectReader {
             read_array(name, value, place);
         else
             read_value(name, value, place, false);
+        const bool key = place.schema != nullptr && is_key(*place.schema);
         if (!members_.emplace(name.whole(), Range{first, nodes_.size() - first}).second)
-            throw RequestError(error_tag::operation_failed, path, "is given twice, expected once");
+            throw RequestError(key ? error_tag::bad_element : error_tag::operation_failed, path,
+                               "is given twice, expected once");
     }
 
     void read_array(const Name &name, const JsonValue &array, const Place &list) {

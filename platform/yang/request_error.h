@@ -45,6 +45,9 @@ ErrorTag tag_of(cerrno code) noexcept;
 
 /// The text of every refusal: "PATH: REASON [error-tag]", and for a refusal of the plug-in's " (0xCODE)" after it. A
 /// refusal of the whole request has the path "/". Long paths and reasons are shortened.
+std::string refusal_text(ErrorTag tag, std::string_view path, std::string_view reason, cerrno code = CERR_SUCCESS);
+
+/// A refusal, whose text is as above.
 class RequestError : public std::runtime_error {
   public:
     /// Refused by the platform. `path`: data path; empty for the whole request.

@@ -76,10 +76,15 @@ const WrongUse wrong_uses[] = {
     {"UnknownNode",
      {"get"},
      {"/optical-amplifier/amplifierz"},
-     "at character 20: no node 'amplifierz' in 'optical-amplifier', expected one of: amplifiers, supervisory-channels"},
+     "ocamp: /optical-amplifier/amplifierz: at character 20: no node 'amplifierz' in 'optical-amplifier', expected one "
+     "of: "
+     "amplifiers, supervisory-channels [unknown-element]\n"},
     {"UnknownRoot", {"get"}, {"/interfaces"}, "no node 'interfaces' at the top, expected one of: optical-amplifier"},
-    {"UnknownModule", {"get"}, {"/oc-if:optical-amplifier"}, "no module 'oc-if'"},
-    {"RelativePath", {"get"}, {"optical-amplifier"}, "at character 1: expected '/'"},
+    {"UnknownModule", {"get"}, {"/oc-if:optical-amplifier"}, "no module 'oc-if' [unknown-namespace]\n"},
+    {"RelativePath",
+     {"get"},
+     {"optical-amplifier"},
+     "ocamp: optical-amplifier: at character 1: expected '/' [invalid-value]\n"},
     {"EmptyPath", {"get"}, {""}, "PATH: is empty, expected: Absolute data path to read"},
     {"EmptyFilter", {"get"}, {"--filter", ""}, "--filter: is empty, expected: NETCONF subtree filter"},
     {"EmptyPlugin", {"get"}, {"--plugin", ""}, "--plugin: is empty, expected: Plug-in to run"},
@@ -104,6 +109,7 @@ const WrongUse wrong_uses[] = {
     {"MissingFilterFile", {"get"}, {"--filter", "no-such-file"}, "no-such-file: No such file"},
     {"FilterThatIsNoXml", {"get"}, {"--filter", "-"}, "standard input: neither XML nor JSON"},
     {"FolderAsFilter", {"get"}, {"--filter", "/"}, "/: Is a directory"},
+    {"FolderAsPlugin", {"get"}, {"--plugin", "/"}, "plug-in /: not a regular file"},
     {"MissingPlugin", {"get"}, {"--plugin", "no-such-plugin.so"}, "plug-in no-such-plugin.so: no such file"},
     {"PluginThatIsNone", {"get"}, {"--plugin", "/etc/passwd"}, "plug-in /etc/passwd: "},
     {"LogThatCannotBeWritten", {"get"}, {"--debug-log", "/no-such-folder/log"}, "/no-such-folder/log"},
@@ -371,6 +377,9 @@ TEST_F(CommandLine, PipesAreNotWaitedFor) {
         EXPECT_EQ(outcome.status, 2) << option;
         EXPECT_THAT(outcome.err, HasSubstr("pipe: not a regular file"));
     }
+    const Outcome plugin = run_beside_pipe({"get", "--node", node(), "--plugin", pipe.string()}, pipe);
+    EXPECT_EQ(plugin.status, 2);
+    EXPECT_THAT(plugin.err, HasSubstr("pipe: not a regular file, expected the shared library of the plug-in"));
     const Outcome outcome = run_beside_pipe({"get", "--node", node()}, journal);
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, HasSubstr("node.db-journal: not a regular file"));
