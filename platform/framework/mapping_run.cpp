@@ -186,7 +186,7 @@ cerrno MappingRun::pop_entry() {
 }
 
 cerrno MappingRun::write(Write made, const yfw_datatree *source) {
-    if (path_steps(made.path).empty())
+    if (!leads_somewhere(made.path))
         debug_log_line(log_errors, "yfw_map_datatree_add_path_flagged: no absolute path, the write leads nowhere");
     if (source != nullptr) {
         made.operation = source->operation;
@@ -200,7 +200,7 @@ cerrno MappingRun::write(Write made, const yfw_datatree *source) {
 
 cerrno MappingRun::find_or_add_entry(std::string_view list_path, std::string_view key_value, std::string_view key_name,
                                      std::string_view ns) {
-    if (path_steps(list_path).empty())
+    if (!leads_somewhere(list_path))
         return refuse("yfw_map_search_or_add_list", rc_unknown_path, "not an absolute path");
     writes_.push_back({.path = std::string(list_path),
                        .ns = std::string(ns),

@@ -6,7 +6,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace ocamp {
@@ -33,9 +32,8 @@ struct OutputNode {
     std::optional<std::string> source_value = {};
     bool list_entry = false; ///< opened, found or added as one
     bool addressed = false;  ///< a write ended here; the others only stand on the way
+    bool open = false;       ///< further writes with this tag go in here, and into no sibling of the tag
     std::vector<OutputNode> children = {};
-    /// Which child further writes with that tag go into, by index; the other tags have none yet.
-    std::vector<std::pair<std::string, std::size_t>> open = {};
 
     /// The first child with that tag; NULL when there is none.
     const OutputNode *child(std::string_view child_tag) const noexcept;
@@ -56,7 +54,7 @@ class OutputTree {
     const std::vector<Write> &unplaced() const noexcept { return unplaced_; }
 
   private:
-    void place(const Write &write);
+    OutputNode &way_to(std::string_view path, const std::string &ns);
 
     OutputNode top_;
     std::vector<Write> unplaced_;

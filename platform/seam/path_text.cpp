@@ -8,18 +8,38 @@ std::string_view without_prefix(std::string_view tag) noexcept {
     return colon == std::string_view::npos ? tag : tag.substr(colon + 1);
 }
 
-std::vector<std::string_view> path_steps(std::string_view path) {
-    std::vector<std::string_view> steps;
-    while (!path.empty()) {
-        if (path.front() != '/')
-            return {};
-        path.remove_prefix(1);
-        const std::string_view step = path.substr(0, path.find('/'));
-        path.remove_prefix(step.size());
-        steps.push_back(without_prefix(step));
-        if (steps.back().empty())
-            return {};
+std::string_view take_step(std::string_view &path) noexcept {
+    path.remove_prefix(1);
+    const std::string_view step = path.substr(0, path.find('/'));
+    path.remove_prefix(step.size());
+    return without_prefix(step);
+}
+
+// Every write goes through here, so it looks at each character once.
+bool leads_somewhere(std::string_view path) noexcept {
+    if (!path.starts_with('/'))
+        return false;
+    bool is_empty = true, has_prefix = false; // of the step
+    for (const char character : path.substr(1)) {
+        if (character == '/') {
+            if (is_empty)
+                return false;
+            is_empty = true;
+            has_prefix = false;
+        } else {
+            is_empty = character == ':' && !has_prefix;
+            has_prefix = has_prefix || character == ':';
+        }
     }
+    return !is_empty;
+}
+
+std::vector<std::string_view> path_steps(std::string_view path) {
+    if (!leads_somewhere(path))
+        return {};
+    std::vector<std::string_view> steps;
+    while (!path.empty())
+        steps.push_back(take_step(path));
     return steps;
 }
 
