@@ -17,9 +17,9 @@ import sys
 import plots
 
 MESSAGES = ("off", "debug", "trace")
-STAGES = (("parse", "parse native data"), ("to_native", "ox walk"), ("look_up", "native look-up"),
-          ("to_openconfig", "xo walks"), ("put_together", "put together, check"), ("filter", "filter"),
-          ("apply", "apply"), ("check", "check"), ("print", "print"), ("commit", "commit"))
+STAGES = (("database", "open, lock the database"), ("parse", "read, parse native data"), ("to_native", "ox walk"),
+          ("look_up", "native look-up"), ("to_openconfig", "xo walks"), ("put_together", "put together"),
+          ("filter", "filter"), ("apply", "apply"), ("check", "check"), ("print", "print"), ("commit", "commit"))
 PEERS = (("libyang", "libyang, lyd_new_path"), ("libxslt", "libxslt, stylesheet"), ("lxml", "Python, lxml"),
          ("ElementTree", "Python, ElementTree"))
 

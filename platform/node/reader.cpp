@@ -115,11 +115,14 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
                            fmt::format("{}: the plug-in maps no data of {}", entry.path, entry.module->name));
             continue;
         }
-        DataTree tree(entry.tree);
+        DataTree tree = [&] {
+            const StageMark stage(Stage::look_up);
+            return DataTree(entry.tree);
+        }();
         std::string shown = report != nullptr ? tree_text(*tree.root()) : std::string();
-        run.begin_walk();
         const cerrno result = [&] {
             const StageMark stage(Stage::to_openconfig);
+            run.begin_walk();
             return walker(run.context(), tree.root(), run.output());
         }();
         if (report != nullptr)

@@ -2,6 +2,8 @@
 // table.
 #include "sysdb/sqlite.h"
 
+#include "log/stages.h"
+
 #include <array>
 #include <cstring>
 #include <utility>
@@ -140,6 +142,7 @@ void Database::Close::operator()(sqlite3 *connection) const noexcept {
 }
 
 Database::Database(const std::string &file, Mode mode, const FileMark *mark) : file_(file) {
+    const StageMark stage(Stage::database);
     int flags = mode == Mode::read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     if (mode == Mode::create)
         flags |= SQLITE_OPEN_CREATE;
@@ -221,6 +224,7 @@ Database::State Database::state() {
 }
 
 ReadTransaction::ReadTransaction(Database &database) : database_(database) {
+    const StageMark stage(Stage::database);
     database_.exec("BEGIN;");
     try {
         database_.begin_reading();
@@ -232,10 +236,12 @@ ReadTransaction::ReadTransaction(Database &database) : database_(database) {
 
 // There is nothing to undo: the end of a read that fails loses nothing.
 ReadTransaction::~ReadTransaction() {
+    const StageMark stage(Stage::database);
     sqlite3_exec(database_.connection(), "ROLLBACK;", nullptr, nullptr, nullptr);
 }
 
 Transaction::Transaction(Database &database) : database_(database) {
+    const StageMark stage(Stage::database);
     database_.exec("BEGIN IMMEDIATE;");
 }
 
