@@ -8,12 +8,15 @@
 #include "seam/input_error.h"
 #include "seam/text.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <exception>
+#include <iterator>
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -58,6 +61,23 @@ std::string version() {
     return fmt::format("ocamp {}\n{}", OCAMP_VERSION, plugin);
 }
 
+using AddCommand = void (*)(CLI::App &program, ocamp::CommonOptions &common);
+constexpr std::pair<std::string_view, AddCommand> commands[] = {
+    {"get", ocamp::add_get_command},       {"edit", ocamp::add_edit_command}, {"explain", ocamp::add_explain_command},
+    {"native", ocamp::add_native_command}, {"node", ocamp::add_node_command}, {"sysdb", ocamp::add_sysdb_command},
+};
+
+// The command that is asked for; all of them when the first argument is none. To set up the options of all takes as
+// long as a part of a read.
+void add_commands(CLI::App &program, ocamp::CommonOptions &common, std::string_view asked) {
+    const auto is_asked = [&](const auto &command) { return command.first == asked; };
+    const bool known = std::any_of(std::begin(commands), std::end(commands), is_asked);
+    for (const auto &command : commands) {
+        if (!known || is_asked(command))
+            command.second(program, common);
+    }
+}
+
 // Command words are looked at before the rest: what is wrong with them, the library tells without naming them.
 void check_commands(CLI::App &program, int argc, char **argv) {
     CLI::App *at = &program;
@@ -96,12 +116,7 @@ int run(int argc, char **argv) {
     program.footer(footer_text);
     program.set_version_flag("--version", version, "The version, and the plug-in that runs when none is named");
     ocamp::CommonOptions common;
-    ocamp::add_get_command(program, common);
-    ocamp::add_edit_command(program, common);
-    ocamp::add_explain_command(program, common);
-    ocamp::add_native_command(program, common);
-    ocamp::add_node_command(program, common);
-    ocamp::add_sysdb_command(program, common);
+    add_commands(program, common, argc > 1 ? argv[1] : "");
     refuse_empty_arguments(program);
     check_commands(program, argc, argv);
     try {
