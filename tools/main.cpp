@@ -16,6 +16,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -60,7 +61,7 @@ int run(int argc, char **argv) {
     CLI::App program("Reads and edits the optical amplifiers of a node through OpenConfig.", "ocamp");
     program.set_version_flag("--version", version, "The version, and the plug-in that runs when none is named");
     ocamp::CommonOptions common;
-    ocamp::add_commands(program, common);
+    ocamp::add_commands(program, common, argc > 1 ? argv[1] : "");
     ocamp::CommandLine line = ocamp::read_command_line(program, argc, argv);
     // The parser takes the last word first.
     std::reverse(line.words.begin(), line.words.end());

@@ -3,6 +3,10 @@
 
 #include "command_line.h"
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 namespace ocamp {
 
 namespace {
@@ -30,25 +34,36 @@ void tell_exit_statuses(CLI::App &command) {
         tell_exit_statuses(*inner);
 }
 
+using AddCommand = void (*)(CLI::App &program, CommonOptions &common);
+constexpr std::pair<std::string_view, AddCommand> commands[] = {
+    {"get", add_get_command},
+    {"edit", add_edit_command},
+    {"set", add_set_command},
+    {"rm", add_rm_command},
+    {"why", add_why_command},
+    {"explain", add_explain_command},
+    {"watch", add_watch_command},
+    {"history", add_history_command},
+    {"native", add_native_command},
+    {"node", add_node_command},
+    {"sysdb", add_sysdb_command},
+    {"serve", [](CLI::App &program, CommonOptions & /*common*/) { add_serve_command(program); }},
+    {"user", [](CLI::App &program, CommonOptions & /*common*/) { add_user_command(program); }},
+};
+
 } // namespace
 
-void add_commands(CLI::App &program, CommonOptions &common) {
+void add_commands(CLI::App &program, CommonOptions &common, std::string_view asked) {
     program.require_subcommand(1);
     program.footer("'ocamp COMMAND --help' tells more of each command.");
-    add_get_command(program, common);
-    add_edit_command(program, common);
-    add_set_command(program, common);
-    add_rm_command(program, common);
-    add_why_command(program, common);
-    add_explain_command(program, common);
-    add_watch_command(program, common);
-    add_history_command(program, common);
-    add_native_command(program, common);
-    add_node_command(program, common);
-    add_sysdb_command(program, common);
-    add_serve_command(program);
-    add_user_command(program);
-    add_complete_command(program, common);
+    const auto is_asked = [&](const auto &command) { return command.first == asked; };
+    const bool known = std::any_of(std::begin(commands), std::end(commands), is_asked);
+    for (const auto &command : commands) {
+        if (!known || is_asked(command))
+            command.second(program, common);
+    }
+    if (!known)
+        add_complete_command(program, common);
     refuse_empty_arguments(program);
     tell_exit_statuses(program);
 }

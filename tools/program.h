@@ -3,11 +3,14 @@
 
 #include "options.h"
 
+#include <string_view>
+
 #include <CLI/CLI.hpp>
 
 namespace ocamp {
 
-/// Adds every command. `common` outlives the program. Commands run while the program parses.
-void add_commands(CLI::App &program, CommonOptions &common);
+/// Adds the command of the name `asked`, or every command when there is none of that name: to set up the options of all
+/// takes as long as a part of a read. `common` outlives the program. Commands run while the program parses.
+void add_commands(CLI::App &program, CommonOptions &common, std::string_view asked = "");
 
 } // namespace ocamp

@@ -185,7 +185,7 @@ cerrno MappingRun::pop_entry(const char *function) {
 }
 
 cerrno MappingRun::write(const char *function, Write made, const yfw_datatree *source) {
-    if (path_steps(made.path).empty())
+    if (!leads_somewhere(made.path))
         debug_log_line(log_errors, fmt::format("{}: no absolute path, the write leads nowhere", function));
     if (source != nullptr) {
         made.operation = source->operation;
@@ -199,7 +199,7 @@ cerrno MappingRun::write(const char *function, Write made, const yfw_datatree *s
 
 cerrno MappingRun::find_or_add_entry(const char *function, std::string_view list_path, std::string_view key_value,
                                      std::string_view key_name, std::string_view ns) {
-    if (path_steps(list_path).empty())
+    if (!leads_somewhere(list_path))
         return refuse(function, rc_unknown_path, "not an absolute path");
     writes_.push_back({.path = std::string(list_path),
                        .ns = std::string(ns),

@@ -7,7 +7,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace ocamp {
@@ -35,9 +34,8 @@ struct OutputNode {
     std::optional<std::size_t> write = {}; ///< place among the writes of the one that gave the value
     bool list_entry = false;               ///< opened, found or added as one
     bool addressed = false;                ///< a write ended here; the others only stand on the way
+    bool open = false;                     ///< further writes with this tag go in here, and into no sibling of the tag
     std::vector<OutputNode> children = {};
-    /// Which child further writes with that tag go into, by index; the other tags have none yet.
-    std::vector<std::pair<std::string, std::size_t>> open = {};
 
     /// The first child with that tag; NULL when there is none.
     const OutputNode *child(std::string_view child_tag) const noexcept;
@@ -58,7 +56,7 @@ class OutputTree {
     const std::vector<Write> &unplaced() const noexcept { return unplaced_; }
 
   private:
-    void place(const Write &write, std::size_t number);
+    OutputNode &way_to(std::string_view path, const std::string &ns);
 
     OutputNode top_;
     std::vector<Write> unplaced_;

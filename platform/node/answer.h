@@ -41,13 +41,15 @@ class Answer {
     const std::vector<DroppedLeaf> &dropped() const noexcept { return dropped_; }
 
   private:
-    void place(lyd_node *parent, const lysc_node *parent_schema, const OutputNode &from, const std::string &path);
-    void place_leaf(lyd_node *parent, const lysc_node &schema, const OutputNode &from, const std::string &path);
-    void place_entry(lyd_node *parent, const lysc_node &schema, const OutputNode &from, const std::string &path);
-    void place_container(lyd_node *parent, const lysc_node &schema, const OutputNode &from, const std::string &path);
-    void place_children(lyd_node *node, const lysc_node &schema, const OutputNode &from, const std::string &path);
-    void note(const OutputNode &from, const std::string &path, const std::string &dropped);
-    void drop(const OutputNode &from, const std::string &path, const std::string &reason);
+    struct Place;
+
+    void place(lyd_node *parent, const lysc_node *parent_schema, const Place &from);
+    void place_leaf(lyd_node *parent, const lysc_node &schema, const Place &from);
+    void place_entry(lyd_node *parent, const lysc_node &schema, const Place &from);
+    void place_container(lyd_node *parent, const lysc_node &schema, const Place &from);
+    void place_children(lyd_node *node, const lysc_node &schema, const Place &from);
+    void note(const Place &from, const std::string &dropped);
+    void drop(const Place &from, const std::string &reason);
 
     const Schema &schema_;
     bool configuration_only_;

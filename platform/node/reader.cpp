@@ -137,7 +137,10 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
                            fmt::format("{}: the plug-in maps no data of {}", entry.path, entry.module->name));
             continue;
         }
-        DataTree tree(entry.tree);
+        DataTree tree = [&] {
+            const StageMark stage(Stage::look_up);
+            return DataTree(entry.tree);
+        }();
         NativeWalkReport *const walk =
             report != nullptr
                 ? &report->walks.emplace_back(NativeWalkReport{entry.module->name, entry.path, std::move(entry.tree)})

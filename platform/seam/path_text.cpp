@@ -8,18 +8,33 @@ std::string_view without_prefix(std::string_view tag) noexcept {
     return colon == std::string_view::npos ? tag : tag.substr(colon + 1);
 }
 
-std::vector<std::string_view> path_steps(std::string_view path) {
-    std::vector<std::string_view> steps;
+std::string_view take_step(std::string_view &path) noexcept {
+    path.remove_prefix(1);
+    const std::string_view step = path.substr(0, path.find('/'));
+    path.remove_prefix(step.size());
+    return without_prefix(step);
+}
+
+bool leads_somewhere(std::string_view path) noexcept {
+    if (!path.starts_with('/'))
+        return false;
+    // Every write goes through here, and hardly any path has prefixes.
+    const bool has_prefixes = path.find(':') != std::string_view::npos;
     while (!path.empty()) {
-        if (path.front() != '/')
-            return {};
-        path.remove_prefix(1);
-        const std::string_view step = path.substr(0, path.find('/'));
-        path.remove_prefix(step.size());
-        steps.push_back(without_prefix(step));
-        if (steps.back().empty())
-            return {};
+        const std::string_view step = path.substr(1, path.find('/', 1) - 1);
+        if (step.empty() || (has_prefixes && without_prefix(step).empty()))
+            return false;
+        path.remove_prefix(1 + step.size());
     }
+    return true;
+}
+
+std::vector<std::string_view> path_steps(std::string_view path) {
+    if (!leads_somewhere(path))
+        return {};
+    std::vector<std::string_view> steps;
+    while (!path.empty())
+        steps.push_back(take_step(path));
     return steps;
 }
 

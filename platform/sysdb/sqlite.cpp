@@ -2,6 +2,7 @@
 // table.
 #include "sysdb/sqlite.h"
 
+#include "log/stages.h"
 #include "seam/failure.h"
 
 #include <array>
@@ -170,6 +171,7 @@ void Database::Close::operator()(sqlite3 *connection) const noexcept {
 }
 
 Database::Database(const std::string &file, Mode mode, const FileMark *mark) : file_(file) {
+    const StageMark stage(Stage::database);
     int flags = mode == Mode::read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     if (mode == Mode::create)
         flags |= SQLITE_OPEN_CREATE;
@@ -251,6 +253,7 @@ Database::State Database::state() {
 }
 
 ReadTransaction::ReadTransaction(Database &database) : database_(database) {
+    const StageMark stage(Stage::database);
     database_.exec("BEGIN;");
     try {
         database_.begin_reading();
@@ -262,10 +265,12 @@ ReadTransaction::ReadTransaction(Database &database) : database_(database) {
 
 // There is nothing to undo: the end of a read that fails loses nothing.
 ReadTransaction::~ReadTransaction() {
+    const StageMark stage(Stage::database);
     sqlite3_exec(database_.connection(), "ROLLBACK;", nullptr, nullptr, nullptr);
 }
 
 Transaction::Transaction(Database &database) : database_(database) {
+    const StageMark stage(Stage::database);
     database_.exec("BEGIN IMMEDIATE;");
 }
 
