@@ -1,0 +1,350 @@
+// How libssh is led through a connection without ever waiting for the client. Knows no message of NETCONF's.
+#include "server/netconf/connection.h"
+
+#include "server/netconf/password_checks.h"
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+#include <utility>
+
+#include <fmt/format.h>
+#include <poll.h>
+
+namespace ocamp::netconf {
+
+namespace {
+
+// Attempts to log in that one connection has.
+constexpr unsigned most_attempts = 6;
+// As much as is handed to libssh at a time, in bytes: what it holds beside the session's output.
+constexpr std::size_t write_size = 65536;
+// How long a client has to take what was said last.
+constexpr std::chrono::milliseconds last_words{2000};
+
+std::string text_or_empty(const char *text) {
+    return text != nullptr ? text : "";
+}
+
+// libssh would have callbacks that answer at once in place of these; here answers take their time.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+std::string password_of(ssh_message message) {
+    return text_or_empty(ssh_message_auth_password(message));
+}
+
+ssh_key public_key_of(ssh_message message) {
+    return ssh_message_auth_pubkey(message);
+}
+
+bool is_proven(ssh_message message) {
+    return ssh_message_auth_publickey_state(message) == SSH_PUBLICKEY_STATE_VALID;
+}
+
+bool is_question(ssh_message message) {
+    return ssh_message_auth_publickey_state(message) == SSH_PUBLICKEY_STATE_NONE;
+}
+#pragma GCC diagnostic pop
+
+} // namespace
+
+Connection::Connection(const Door &door, server::AcceptedConnection accepted)
+    : door_(door), peer_{.protocol = "netconf", .address = accepted.address, .port = accepted.port},
+      descriptor_(accepted.descriptor.get()), session_(ssh_new(), ssh_free), event_(ssh_event_new(), ssh_event_free),
+      attempt_(nullptr, ssh_message_free) {
+    if (session_ == nullptr || event_ == nullptr)
+        throw std::bad_alloc();
+    ssh_set_blocking(session_.get(), 0);
+    const int verbosity = SSH_LOG_NOLOG;
+    ssh_options_set(session_.get(), SSH_OPTIONS_LOG_VERBOSITY, &verbosity);
+    if (ssh_bind_accept_fd(door.bind, session_.get(), accepted.descriptor.get()) != SSH_OK)
+        throw std::runtime_error(fmt::format("{}: {}", peer_.address, ssh_get_error(door.bind)));
+    accepted.descriptor.release(); // libssh closes it
+    ssh_set_auth_methods(session_.get(), SSH_AUTH_METHOD_PASSWORD | SSH_AUTH_METHOD_PUBLICKEY);
+}
+
+std::shared_ptr<Connection> Connection::accept(const Door &door, server::AcceptedConnection accepted) {
+    const std::shared_ptr<Connection> connection(new Connection(door, std::move(accepted)));
+    connection->exchange_keys();
+    if (!connection->finished_ && ssh_event_add_session(connection->event_.get(), connection->session_.get()) != SSH_OK)
+        connection->drop("the connection cannot be watched");
+    return connection;
+}
+
+Connection::~Connection() {
+    if (netconf_ != nullptr)
+        netconf_->end(server::SessionEnd::dropped);
+    if (channel_ != nullptr)
+        ssh_remove_channel_callbacks(channel_, &callbacks_);
+    ssh_event_remove_session(event_.get(), session_.get());
+    attempt_.reset();
+    ssh_disconnect(session_.get());
+}
+
+short Connection::wanted_events() const noexcept {
+    short events = 0;
+    // While an attempt waits for its answer, the client's next one does, too.
+    if (attempt_ == nullptr && (netconf_ == nullptr || netconf_->ended() || netconf_->wants_input()))
+        events |= POLLIN;
+    if ((ssh_get_status(session_.get()) & SSH_WRITE_PENDING) != 0)
+        events |= POLLOUT;
+    return events;
+}
+
+void Connection::run(bool ready, Clock::time_point now) {
+    if (finished_)
+        return;
+    if (ready && ssh_event_dopoll(event_.get(), 0) == SSH_ERROR) {
+        finished_ = true;
+        return;
+    }
+    if (!keys_exchanged_)
+        exchange_keys();
+    if (keys_exchanged_ && attempt_ == nullptr)
+        take_messages();
+    if (attempt_ != nullptr && answer_ && now >= answer_at_)
+        answer_log_in(now);
+    pump();
+    check_times(now);
+    if (!finished_ && ssh_is_connected(session_.get()) == 0)
+        finished_ = true;
+}
+
+void Connection::exchange_keys() {
+    switch (ssh_handle_key_exchange(session_.get())) {
+    case SSH_OK:
+        keys_exchanged_ = true;
+        break;
+    case SSH_AGAIN:
+        break;
+    default:
+        drop(ssh_get_error(session_.get()));
+    }
+}
+
+// What libssh has understood and leaves to us.
+void Connection::take_messages() {
+    while (!finished_ && attempt_ == nullptr) {
+        const ssh_message message = ssh_message_get(session_.get());
+        if (message == nullptr)
+            return;
+        take(message);
+        if (attempt_.get() != message)
+            ssh_message_free(message);
+    }
+}
+
+void Connection::take(ssh_message message) {
+    switch (ssh_message_type(message)) {
+    case SSH_REQUEST_SERVICE:
+        ssh_message_service_reply_success(message);
+        return;
+    case SSH_REQUEST_AUTH:
+        take_log_in(message);
+        return;
+    case SSH_REQUEST_CHANNEL_OPEN:
+        open_channel(message);
+        return;
+    case SSH_REQUEST_CHANNEL:
+        start_session(message);
+        return;
+    default:
+        ssh_message_reply_default(message);
+    }
+}
+
+void Connection::take_log_in(ssh_message message) {
+    if (principal_) {
+        ssh_message_reply_default(message);
+        return;
+    }
+    switch (ssh_message_subtype(message)) {
+    case SSH_AUTH_METHOD_PASSWORD:
+        take_password(message);
+        return;
+    case SSH_AUTH_METHOD_PUBLICKEY:
+        take_public_key(message);
+        return;
+    default: // "none": tells the client what there is
+        if (++attempts_ > most_attempts)
+            drop("too many attempts to log in");
+        else
+            ssh_message_reply_default(message);
+    }
+}
+
+void Connection::take_password(ssh_message message) {
+    attempt_.reset(message);
+    door_.passwords.ask(peer_, text_or_empty(ssh_message_auth_user(message)), password_of(message),
+                        [weak = weak_from_this()](const server::LogInAnswer &answer) {
+                            if (const auto still = weak.lock())
+                                still->log_in_answered(answer);
+                        });
+}
+
+void Connection::take_public_key(ssh_message message) {
+    char *text = nullptr;
+    if (!(is_proven(message) || is_question(message)) ||
+        ssh_pki_export_pubkey_base64(public_key_of(message), &text) != SSH_OK) {
+        if (++attempts_ > most_attempts)
+            drop("too many attempts to log in");
+        else
+            ssh_message_reply_default(message);
+        return;
+    }
+    const std::string blob = text;
+    ssh_string_free_char(text);
+    const std::string user = text_or_empty(ssh_message_auth_user(message));
+    const server::LogInAnswer answer =
+        door_.surroundings.core.log_ins().public_key(peer_, user, blob, is_proven(message));
+    if (answer.principal && is_question(message)) {
+        ssh_message_auth_reply_pk_ok_simple(message);
+        return;
+    }
+    attempt_.reset(message);
+    log_in_answered(answer);
+}
+
+void Connection::log_in_answered(const server::LogInAnswer &answer) {
+    answer_ = answer;
+    answer_at_ = Clock::now() + answer.wait;
+}
+
+void Connection::answer_log_in(Clock::time_point now) {
+    if (answer_->principal) {
+        principal_ = std::move(answer_->principal);
+        since_ = now;
+        ssh_message_auth_reply_success(attempt_.get(), 0);
+    } else if (++attempts_ > most_attempts) {
+        drop("too many attempts to log in");
+    } else {
+        ssh_message_reply_default(attempt_.get());
+    }
+    attempt_.reset();
+    answer_.reset();
+    // The next may have come meanwhile.
+    if (!finished_)
+        take_messages();
+}
+
+void Connection::open_channel(ssh_message message) {
+    if (!principal_ || channel_ != nullptr || ssh_message_subtype(message) != SSH_CHANNEL_SESSION) {
+        ssh_message_reply_default(message);
+        return;
+    }
+    channel_ = ssh_message_channel_request_open_reply_accept(message);
+}
+
+void Connection::start_session(ssh_message message) {
+    const bool wanted = channel_ != nullptr && netconf_ == nullptr &&
+                        ssh_message_subtype(message) == SSH_CHANNEL_REQUEST_SUBSYSTEM &&
+                        text_or_empty(ssh_message_channel_request_subsystem(message)) == "netconf";
+    if (!wanted) {
+        ssh_message_reply_default(message);
+        return;
+    }
+    try {
+        netconf_ = Session::start(door_.surroundings, *principal_, peer_);
+    } catch (const server::SessionRefused &refused) {
+        ssh_message_reply_default(message);
+        drop(refused.what());
+        return;
+    }
+    ssh_callbacks_init(&callbacks_);
+    callbacks_.userdata = this;
+    callbacks_.channel_data_function = [](ssh_session, ssh_channel, void *data, std::uint32_t size, int is_error,
+                                          void *self) {
+        Connection &connection = *static_cast<Connection *>(self);
+        if (is_error == 0 && connection.netconf_ != nullptr)
+            connection.netconf_->receive({static_cast<const char *>(data), size});
+        return static_cast<int>(size);
+    };
+    callbacks_.channel_eof_function = [](ssh_session, ssh_channel, void *self) {
+        static_cast<Connection *>(self)->channel_closed_ = true;
+    };
+    callbacks_.channel_close_function = [](ssh_session, ssh_channel, void *self) {
+        static_cast<Connection *>(self)->channel_closed_ = true;
+    };
+    ssh_set_channel_callbacks(channel_, &callbacks_);
+    ssh_message_channel_request_reply_success(message);
+}
+
+// Hands the session's output to libssh, as much as the client takes.
+void Connection::pump() {
+    if (finished_ || netconf_ == nullptr)
+        return;
+    if (channel_closed_)
+        netconf_->end(server::SessionEnd::dropped);
+    while (!netconf_->output().empty() && (ssh_get_status(session_.get()) & SSH_WRITE_PENDING) == 0) {
+        const std::string_view part = netconf_->output().substr(0, write_size);
+        const int written = ssh_channel_write(channel_, part.data(), static_cast<std::uint32_t>(part.size()));
+        if (written == SSH_ERROR) {
+            finished_ = true;
+            return;
+        }
+        if (written <= 0)
+            break;
+        netconf_->sent(static_cast<std::size_t>(written));
+    }
+    if (netconf_->ended() && !close_by_) {
+        close_by_ = Clock::now() + last_words;
+    }
+    if (netconf_->ended() && netconf_->output().empty() && ssh_channel_is_open(channel_) != 0) {
+        ssh_channel_send_eof(channel_);
+        ssh_channel_close(channel_);
+    }
+}
+
+void Connection::check_times(Clock::time_point now) {
+    const server::Limits &limits = door_.surroundings.core.limits();
+    if (close_by_) {
+        const bool sent = netconf_ == nullptr || netconf_->output().empty();
+        const bool flushed = sent && (ssh_get_status(session_.get()) & SSH_WRITE_PENDING) == 0;
+        // The client closes its side when it has read the end; one that left has.
+        if (now >= *close_by_ || (flushed && (channel_ == nullptr || channel_closed_)))
+            finished_ = true;
+        return;
+    }
+    const bool greeted = netconf_ != nullptr && netconf_->greeted();
+    if (!greeted && now >= since_ + limits.log_in_time) {
+        if (netconf_ != nullptr)
+            netconf_->end(server::SessionEnd::timeout);
+        drop("the client took too long to log in");
+    } else if (greeted && limits.idle_time.count() > 0) {
+        const auto idle = netconf_->idle_since();
+        if (idle && now >= *idle + limits.idle_time)
+            close(server::SessionEnd::timeout, last_words);
+    }
+}
+
+std::optional<Connection::Clock::time_point> Connection::deadline() const noexcept {
+    if (close_by_)
+        return close_by_;
+    const server::Limits &limits = door_.surroundings.core.limits();
+    std::optional<Clock::time_point> first;
+    const auto consider = [&](Clock::time_point time) { first = first ? std::min(*first, time) : time; };
+    if (attempt_ != nullptr && answer_)
+        consider(answer_at_);
+    if (netconf_ == nullptr || !netconf_->greeted())
+        consider(since_ + limits.log_in_time);
+    else if (const auto idle = netconf_->idle_since(); idle && limits.idle_time.count() > 0)
+        consider(*idle + limits.idle_time);
+    return first;
+}
+
+void Connection::close(server::SessionEnd reason, std::chrono::milliseconds grace) {
+    if (netconf_ != nullptr)
+        netconf_->end(reason);
+    else
+        finished_ = true;
+    close_by_ = Clock::now() + grace;
+}
+
+void Connection::drop(std::string_view reason) {
+    finished_ = true;
+    door_.surroundings.core.log().write(
+        server::Severity::warning, "connection-dropped",
+        {{"address", peer_.address}, {"port", peer_.port}, {"reason", reason.empty() ? "the client left" : reason}});
+}
+
+} // namespace ocamp::netconf
