@@ -29,6 +29,8 @@ const lysc_type &type_of(const lysc_node &leaf) {
 ClientNode::JsonForm json_form(const lysc_type &type) {
     if (is_short_integer(type))
         return ClientNode::JsonForm::number;
+    if (type.basetype == LY_TYPE_EMPTY)
+        return ClientNode::JsonForm::null;
     // Texts are decimal64 and the long integers, too.
     return type.basetype == LY_TYPE_BOOL ? ClientNode::JsonForm::boolean : ClientNode::JsonForm::string;
 }
@@ -54,26 +56,6 @@ std::string_view form_word(ClientNode::JsonForm form) {
     throw RequestError(error_tag::unknown_attribute, path,
                        fmt::format("attribute '{}', expected none but 'operation' of the namespace {}",
                                    node.attributes.front(), netconf_namespace));
-}
-
-std::vector<ClientNode> read_edit(std::string_view document, const Schema &schema) {
-    const DocumentFormat format = format_of(document);
-    std::vector<ClientNode> nodes = read_document(document, format, schema);
-    if (format == DocumentFormat::json)
-        return nodes;
-    if (nodes.size() != 1 || nodes.front().name != "config" || nodes.front().module != netconf_namespace)
-        throw DocumentError(
-            fmt::format("expected one element <config xmlns=\"{}\"> around the edit", netconf_namespace));
-    const ClientNode &config = nodes.front();
-    if (config.operation)
-        throw RequestError(error_tag::bad_attribute, "/config",
-                           "carries an operation, expected it on the elements inside");
-    if (!config.attributes.empty())
-        refuse_attribute(config, "/config");
-    if (!trimmed(config.value).empty())
-        throw RequestError(error_tag::invalid_value, "/config",
-                           fmt::format("holds the text '{}', expected elements", trimmed(config.value)));
-    return std::vector<ClientNode>(std::move(nodes.front().children));
 }
 
 // Refuses a second node of one path; a repeated key is the plug-in's to judge. `paths`: those of the siblings before.
@@ -191,7 +173,9 @@ class EditReader {
         if (!from.json)
             return;
         if (is_leaf(*node.schema)) {
-            if (from.json == Form::object || from.in_array)
+            // The value of an empty leaf is [null], and that of no other is an array.
+            const bool empty = from.json == Form::null && type_of(*node.schema).basetype == LY_TYPE_EMPTY;
+            if (from.json == Form::object || from.in_array != empty)
                 throw RequestError(error_tag::invalid_value, node.path,
                                    fmt::format("is {}, expected one value: it is a leaf",
                                                from.in_array ? "an array" : form_word(*from.json)));
@@ -364,13 +348,37 @@ std::vector<std::string> EditNode::keys() const {
     return values;
 }
 
-EditRequest::EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation) {
+std::vector<ClientNode> read_edit(std::string_view document, const Schema &schema) {
+    const DocumentFormat format = format_of(document);
+    std::vector<ClientNode> nodes = read_document(document, format, schema);
+    if (format == DocumentFormat::json)
+        return nodes;
+    if (nodes.size() != 1 || nodes.front().name != "config" || nodes.front().module != netconf_namespace)
+        throw DocumentError(
+            fmt::format("expected one element <config xmlns=\"{}\"> around the edit", netconf_namespace));
+    const ClientNode &config = nodes.front();
+    if (config.operation)
+        throw RequestError(error_tag::bad_attribute, "/config",
+                           "carries an operation, expected it on the elements inside");
+    if (!config.attributes.empty())
+        refuse_attribute(config, "/config");
+    if (!trimmed(config.value).empty())
+        throw RequestError(error_tag::invalid_value, "/config",
+                           fmt::format("holds the text '{}', expected elements", trimmed(config.value)));
+    return std::vector<ClientNode>(std::move(nodes.front().children));
+}
+
+EditRequest::EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation)
+    : EditRequest(schema, read_edit(document, schema), default_operation) {}
+
+EditRequest::EditRequest(const Schema &schema, const std::vector<ClientNode> &nodes,
+                         DefaultOperation default_operation) {
     std::optional<std::uint32_t> operation;
     if (default_operation != DefaultOperation::none)
         operation = default_operation == DefaultOperation::replace ? YFW_OP_REPLACE : YFW_OP_MERGE;
     const EditReader reader(schema);
     std::unordered_set<std::string> paths;
-    for (const ClientNode &node : read_edit(document, schema)) {
+    for (const ClientNode &node : nodes) {
         roots_.push_back(reader.read_root(node, operation));
         check_repeated(paths, roots_.back());
     }

@@ -31,12 +31,18 @@ struct EditNode {
     std::vector<std::string> keys() const;
 };
 
+/// The nodes at the top of an edit document. Throws DocumentError for what is no such document, and RequestError as
+/// EditRequest's constructors do. `schema` only tells modules and keys.
+std::vector<ClientNode> read_edit(std::string_view document, const Schema &schema);
+
 /// The edit that one document asks for.
 class EditRequest {
   public:
     /// Throws DocumentError for what is no such document, RequestError for what RFC 7951, RFC 7952 or the model
     /// refuses.
     EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation);
+    /// The same for nodes of a document as read_edit gave them. Throws RequestError.
+    EditRequest(const Schema &schema, const std::vector<ClientNode> &nodes, DefaultOperation default_operation);
 
     /// The nodes at the top, in the order of the document.
     const std::vector<EditNode> &roots() const noexcept { return roots_; }

@@ -2,7 +2,7 @@
 // kept.
 #include "node/editor.h"
 
-#include "framework/operation_words.h"
+#include "node/edit_checks.h"
 #include "node/native_edit.h"
 #include "node/slots.h"
 #include "seam/path_text.h"
@@ -22,54 +22,6 @@ namespace {
 // How far a number may read back from what was asked, in the leaf's unit. The loss that is allowed is that of a native
 // leaf which takes whole numbers of the unit or of a part of it: less than one. More is no rounding any more.
 constexpr double farthest_read_back = 1.0;
-
-lyd_node *instance_of(const EditNode &node, lyd_node *siblings) {
-    if (node.schema == nullptr || siblings == nullptr)
-        return nullptr;
-    return is_list(*node.schema) ? find_entry(siblings, *node.schema, node.keys())
-                                 : find_instance(siblings, *node.schema);
-}
-
-bool is_key_leaf(const EditNode &node) {
-    return node.schema != nullptr && is_key(*node.schema);
-}
-bool is_operation(const EditNode &node, std::uint32_t operation) {
-    return node.operation == std::optional<std::uint32_t>(operation);
-}
-bool is_deleted(const EditNode &node) {
-    return node.operation && deletes(*node.operation);
-}
-
-// Refuses a key that names a slot which the platform does not have.
-void refuse_missing_slot(const EditNode &node) {
-    for (const std::string &key : is_list(*node.schema) ? node.keys() : std::vector<std::string>()) {
-        if (const std::optional<std::string> never = why_never_there(key))
-            throw RequestError(error_tag::invalid_value, node.path, *never);
-    }
-}
-
-// A missing slot explains more than `reason`.
-[[noreturn]] void refuse_absent(const EditNode &node, ErrorTag tag, const std::string &reason) {
-    refuse_missing_slot(node);
-    throw RequestError(tag, node.path, reason);
-}
-
-// What RFC 6241 asks of the data before the edit: `siblings` is the first node of the configuration at that level.
-void check_before(const EditNode &node, lyd_node *siblings) {
-    const lyd_node *instance = instance_of(node, siblings);
-    if (is_operation(node, YFW_OP_CREATE) && instance != nullptr && !is_key_leaf(node))
-        throw RequestError(error_tag::data_exists, node.path, "exists already, 'create' expects that it does not");
-    if (is_operation(node, YFW_OP_DELETE) && instance == nullptr && node.schema != nullptr && !is_key_leaf(node))
-        refuse_absent(node, error_tag::data_missing, "does not exist, 'delete' expects that it does");
-    const bool must_exist =
-        !node.operation && node.schema != nullptr && (is_list(*node.schema) || is_leaf(*node.schema));
-    if (must_exist && instance == nullptr && !is_key_leaf(node))
-        refuse_absent(node, error_tag::data_missing, "does not exist, and the edit does not make it");
-    // Of what is replaced nothing is left when its children come.
-    lyd_node *below = instance == nullptr || is_operation(node, YFW_OP_REPLACE) ? nullptr : lyd_child(instance);
-    for (const EditNode &child : node.children)
-        check_before(child, below);
-}
 
 // Takes away the entries that a remove names and that are not there for the client: what stands for them natively, if
 // anything, is not the client's.

@@ -334,7 +334,7 @@ std::optional<WriterTurn> turn_for(const fs::path &folder, Node::Access access) 
     if (access == Node::Access::read)
         return std::nullopt;
     database_of(folder);
-    return std::optional<WriterTurn>(std::in_place, (folder / queue_name).string(), longest_queue);
+    return std::optional<WriterTurn>(std::in_place, Node::queue_file(folder).string(), longest_queue);
 }
 
 } // namespace
@@ -347,6 +347,10 @@ const LogSettings &logs_outside(const fs::path &folder, const LogSettings &logs)
         }
     }
     return logs;
+}
+
+fs::path Node::queue_file(const fs::path &folder) {
+    return folder / queue_name;
 }
 
 void Node::init(const fs::path &folder, const fs::path &example) {

@@ -31,6 +31,9 @@ class Node {
     /// folder is taken away. Throws NodeError, std::system_error and SqliteError.
     static void init(const std::filesystem::path &folder, const std::filesystem::path &example);
 
+    /// Where writers of the node in `folder` queue.
+    static std::filesystem::path queue_file(const std::filesystem::path &folder);
+
     /// What a node is opened for.
     enum class Access {
         read, ///< alters nothing; what is read belongs into a ReadTransaction

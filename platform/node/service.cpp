@@ -22,15 +22,42 @@ ReadResult Service::read(std::uint32_t kind, const Filter &filter, ReadReport *r
     return result;
 }
 
-void Service::edit(const EditRequest &request) {
+void Service::look(const std::function<void(const View &)> &look) {
+    const CurrentSystemDatabase current(node_.system_database());
+    const ReadTransaction snapshot(node_.database());
+    native_ = load_native(node_.database(), native_schema(), std::move(native_));
+    const Reader reader(plugin_, logs_);
+    const Editor editor(plugin_, logs_);
+    run_watched([&] { look({native_, reader, editor}); });
+}
+
+Database::State Service::state() {
+    const ReadTransaction snapshot(node_.database());
+    return node_.database().state();
+}
+
+void Service::lock_configuration() {
+    lock_.emplace(folder_, ConfigurationLock::Kind::whole, std::chrono::seconds(1));
+}
+
+void Service::change(const std::function<void(NativeData &, const Reader &, const Editor &)> &change) {
     Node node(folder_, Node::Access::write);
+    std::optional<ConfigurationLock> share;
+    if (!lock_)
+        share.emplace(folder_, ConfigurationLock::Kind::share, std::chrono::milliseconds(0));
     const CurrentSystemDatabase current(node.system_database());
     Transaction transaction(node.database());
     NativeData data = load_native(node.database(), native_schema());
-    run_watched([&] { Editor(plugin_, logs_).edit(data, request, nullptr); });
+    const Reader reader(plugin_, logs_);
+    const Editor editor(plugin_, logs_);
+    run_watched([&] { change(data, reader, editor); });
     const StageMark stage(Stage::commit);
     store_running(node.database(), data.running.tree());
     transaction.commit("the edit is made");
+}
+
+void Service::edit(const EditRequest &request) {
+    change([&](NativeData &data, const Reader &, const Editor &editor) { editor.edit(data, request, nullptr); });
 }
 
 void Service::try_edit(const EditRequest &request, EditReport &report) {

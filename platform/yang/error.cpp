@@ -50,7 +50,10 @@ YangError complaint_of(const ly_ctx *context) {
     const char *place = ly_errpath(context);
     if (message == nullptr)
         return YangError("refused without a reason");
-    return place == nullptr ? YangError(message) : YangError(message, place, path_in(place));
+    YangError error = place == nullptr ? YangError(message) : YangError(message, place, path_in(place));
+    if (const char *app_tag = ly_errapptag(context); app_tag != nullptr)
+        error.set_app_tag(app_tag);
+    return error;
 }
 
 void check(LY_ERR result, const ly_ctx *context) {

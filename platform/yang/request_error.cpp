@@ -70,7 +70,7 @@ ErrorTag tag_of(cerrno code) noexcept {
 }
 
 RequestError::RequestError(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason)
-    : std::runtime_error(text_of(tag, code, path, reason)), tag_(tag), code_(code), path_(path) {}
+    : std::runtime_error(text_of(tag, code, path, reason)), tag_(tag), code_(code), path_(path), reason_(reason) {}
 
 RequestError::RequestError(ErrorTag tag, const std::string &path, const std::string &reason)
     : RequestError(tag, CERR_SUCCESS, path, reason) {}
@@ -80,5 +80,10 @@ RequestError::RequestError(cerrno code, const std::string &path)
 
 RequestError::RequestError(cerrno code, const std::string &path, const std::string &place)
     : RequestError(tag_of(code), code, path, fmt::format("{}: {}", place, cerr_strerror(code))) {}
+
+RequestError RequestError::with_app_tag(std::string app_tag) && {
+    app_tag_ = std::move(app_tag);
+    return std::move(*this);
+}
 
 } // namespace ocamp

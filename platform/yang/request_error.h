@@ -54,10 +54,15 @@ class RequestError : public std::runtime_error {
     /// The same with the place inside the node, which the client's path does not tell, before the reason.
     RequestError(cerrno code, const std::string &path, const std::string &place);
 
+    /// The refusal with an error-app-tag, as RFC 7950 section 15 fixes them.
+    RequestError with_app_tag(std::string app_tag) &&;
+
     /// What kind of refusal it is.
     ErrorTag tag() const noexcept { return tag_; }
-    cerrno code() const noexcept { return code_; }             ///< 0 when the platform refused it
-    const std::string &path() const noexcept { return path_; } ///< as given
+    cerrno code() const noexcept { return code_; }                   ///< 0 when the platform refused it
+    const std::string &path() const noexcept { return path_; }       ///< as given
+    const std::string &reason() const noexcept { return reason_; }   ///< as given, or the text of the code
+    const std::string &app_tag() const noexcept { return app_tag_; } ///< empty: none
 
   private:
     RequestError(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason);
@@ -65,6 +70,8 @@ class RequestError : public std::runtime_error {
     ErrorTag tag_;
     cerrno code_;
     std::string path_;
+    std::string reason_;
+    std::string app_tag_;
 };
 
 } // namespace ocamp

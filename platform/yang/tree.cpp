@@ -174,6 +174,27 @@ void YangTree::remove(lyd_node *node) noexcept {
     lyd_free_tree(node);
 }
 
+std::vector<lyd_node *> YangTree::select(const std::string &xpath) const {
+    std::vector<lyd_node *> nodes;
+    if (empty())
+        return nodes;
+    ly_set *found = nullptr;
+    const LY_ERR result = lyd_find_xpath4(nullptr, first(), xpath.c_str(), LY_VALUE_JSON, nullptr, nullptr, &found);
+    const std::unique_ptr<ly_set, void (*)(ly_set *)> owner(found, [](ly_set *set) { ly_set_free(set, nullptr); });
+    check(result, LYD_CTX(first()));
+    for (std::uint32_t i = 0; i < found->count; ++i)
+        nodes.push_back(found->dnodes[i]);
+    return nodes;
+}
+
+YangTree YangTree::copy_of(const lyd_node &node) {
+    YangTree copied;
+    check(copied.call_with_first(
+              [&](lyd_node **copy) { return lyd_dup_single(&node, nullptr, LYD_DUP_RECURSIVE, copy); }),
+          LYD_CTX(&node));
+    return copied;
+}
+
 YangTree YangTree::copy() const {
     YangTree copied;
     if (!empty())

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <libyang/libyang.h>
 
@@ -47,8 +48,14 @@ class YangTree {
     /// Frees a node of the tree with everything below it.
     void remove(lyd_node *node) noexcept;
 
+    /// The nodes that an XPath expression gives, in which module names stand for prefixes. Throws YangError for what is
+    /// no such expression, and for one that gives a value and no nodes. Of an empty tree nothing is selected.
+    std::vector<lyd_node *> select(const std::string &xpath) const;
+
     /// Throws YangError.
     YangTree copy() const;
+    /// A copy of one of the tree's nodes with all below it. Throws YangError.
+    static YangTree copy_of(const lyd_node &node);
     /// Adds what the modules of the context say is there by default. Throws YangError unless the tree is valid then.
     void validate(const ly_ctx &context);
 
