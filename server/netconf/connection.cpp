@@ -1,8 +1,6 @@
 // How libssh is led through a connection without ever waiting for the client. Knows no message of NETCONF's.
 #include "server/netconf/connection.h"
 
-#include "server/netconf/password_checks.h"
-
 #include <algorithm>
 #include <array>
 #include <stdexcept>
@@ -35,6 +33,14 @@ std::string password_of(ssh_message message) {
 
 ssh_key public_key_of(ssh_message message) {
     return ssh_message_auth_pubkey(message);
+}
+
+// As public key files have it: of elliptic curves with the curve, which libssh's name for the type leaves out.
+std::string type_of(ssh_key key) {
+    return ssh_key_type(key) == SSH_KEYTYPE_ECDSA_P256 || ssh_key_type(key) == SSH_KEYTYPE_ECDSA_P384 ||
+                   ssh_key_type(key) == SSH_KEYTYPE_ECDSA_P521
+               ? ssh_pki_key_ecdsa_name(key)
+               : ssh_key_type_to_char(ssh_key_type(key));
 }
 
 bool is_proven(ssh_message message) {
@@ -102,8 +108,6 @@ void Connection::run(bool ready, Clock::time_point now) {
         exchange_keys();
     if (keys_exchanged_ && attempt_ == nullptr)
         take_messages();
-    if (attempt_ != nullptr && answer_ && now >= answer_at_)
-        answer_log_in(now);
     pump();
     check_times(now);
     if (!finished_ && ssh_is_connected(session_.get()) == 0)
@@ -166,65 +170,61 @@ void Connection::take_log_in(ssh_message message) {
         take_public_key(message);
         return;
     default: // "none": tells the client what there is
-        if (++attempts_ > most_attempts)
-            drop("too many attempts to log in");
-        else
-            ssh_message_reply_default(message);
+        refuse_log_in(message);
     }
+}
+
+void Connection::refuse_log_in(ssh_message message) {
+    if (++attempts_ > most_attempts)
+        drop("too many attempts to log in");
+    else
+        ssh_message_reply_default(message);
 }
 
 void Connection::take_password(ssh_message message) {
     attempt_.reset(message);
-    door_.passwords.ask(peer_, text_or_empty(ssh_message_auth_user(message)), password_of(message),
-                        [weak = weak_from_this()](const server::LogInAnswer &answer) {
-                            if (const auto still = weak.lock())
-                                still->log_in_answered(answer);
-                        });
+    door_.surroundings.core.log_ins().password(
+        peer_, text_or_empty(ssh_message_auth_user(message)), password_of(message),
+        [weak = weak_from_this(), mailbox = door_.surroundings.mailbox](const server::LogInAnswer &answer) {
+            mailbox->post([weak, answer] {
+                if (const auto still = weak.lock())
+                    still->answer_log_in(answer);
+            });
+        });
 }
 
 void Connection::take_public_key(ssh_message message) {
-    char *text = nullptr;
-    if (!(is_proven(message) || is_question(message)) ||
-        ssh_pki_export_pubkey_base64(public_key_of(message), &text) != SSH_OK) {
-        if (++attempts_ > most_attempts)
-            drop("too many attempts to log in");
-        else
-            ssh_message_reply_default(message);
+    const ssh_key key = public_key_of(message);
+    char *blob = nullptr;
+    if (!(is_proven(message) || is_question(message)) || ssh_pki_export_pubkey_base64(key, &blob) != SSH_OK) {
+        refuse_log_in(message);
         return;
     }
-    const std::string blob = text;
-    ssh_string_free_char(text);
-    const std::string user = text_or_empty(ssh_message_auth_user(message));
-    const server::LogInAnswer answer =
-        door_.surroundings.core.log_ins().public_key(peer_, user, blob, is_proven(message));
-    if (answer.principal && is_question(message)) {
+    const std::unique_ptr<char, void (*)(char *)> owned(blob, ssh_string_free_char);
+    const server::LogInAnswer answer = door_.surroundings.core.log_ins().public_key(
+        peer_, text_or_empty(ssh_message_auth_user(message)), type_of(key), blob, is_proven(message));
+    if (!answer)
+        refuse_log_in(message);
+    else if (is_question(message))
         ssh_message_auth_reply_pk_ok_simple(message);
+    else
+        let_in(*answer, message);
+}
+
+void Connection::let_in(const server::Principal &principal, ssh_message message) {
+    principal_ = principal;
+    since_ = Clock::now();
+    ssh_message_auth_reply_success(message, 0);
+}
+
+void Connection::answer_log_in(const server::LogInAnswer &answer) {
+    if (finished_)
         return;
-    }
-    attempt_.reset(message);
-    log_in_answered(answer);
-}
-
-void Connection::log_in_answered(const server::LogInAnswer &answer) {
-    answer_ = answer;
-    answer_at_ = Clock::now() + answer.wait;
-}
-
-void Connection::answer_log_in(Clock::time_point now) {
-    if (answer_->principal) {
-        principal_ = std::move(answer_->principal);
-        since_ = now;
-        ssh_message_auth_reply_success(attempt_.get(), 0);
-    } else if (++attempts_ > most_attempts) {
-        drop("too many attempts to log in");
-    } else {
-        ssh_message_reply_default(attempt_.get());
-    }
+    if (answer)
+        let_in(*answer, attempt_.get());
+    else
+        refuse_log_in(attempt_.get());
     attempt_.reset();
-    answer_.reset();
-    // The next may have come meanwhile.
-    if (!finished_)
-        take_messages();
 }
 
 void Connection::open_channel(ssh_message message) {
@@ -323,8 +323,6 @@ std::optional<Connection::Clock::time_point> Connection::deadline() const noexce
     const server::Limits &limits = door_.surroundings.core.limits();
     std::optional<Clock::time_point> first;
     const auto consider = [&](Clock::time_point time) { first = first ? std::min(*first, time) : time; };
-    if (attempt_ != nullptr && answer_)
-        consider(answer_at_);
     if (netconf_ == nullptr || !netconf_->greeted())
         consider(since_ + limits.log_in_time);
     else if (const auto idle = netconf_->idle_since(); idle && limits.idle_time.count() > 0)

@@ -19,14 +19,10 @@
 
 namespace ocamp::netconf {
 
-/// Checks passwords in a thread of its own: each takes some ten milliseconds.
-class PasswordChecks;
-
 /// What all connections share; outlives them.
 struct Door {
     const Surroundings &surroundings;
     ssh_bind bind; ///< with the host key
-    PasswordChecks &passwords;
 };
 
 /// All in one thread. Made by accept() only, for it has to be shared with answers on their way.
@@ -57,8 +53,6 @@ class Connection : public std::enable_shared_from_this<Connection> {
     void close(server::SessionEnd reason, std::chrono::milliseconds grace);
 
   private:
-    friend class PasswordChecks;
-
     Connection(const Door &door, server::AcceptedConnection accepted);
 
     void exchange_keys();
@@ -69,8 +63,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
     void take_public_key(ssh_message message);
     void open_channel(ssh_message message);
     void start_session(ssh_message message);
-    void log_in_answered(const server::LogInAnswer &answer);
-    void answer_log_in(Clock::time_point now);
+    void answer_log_in(const server::LogInAnswer &answer);
+    void refuse_log_in(ssh_message message);
+    void let_in(const server::Principal &principal, ssh_message message);
     void pump();
     void check_times(Clock::time_point now);
     void drop(std::string_view reason);
@@ -82,10 +77,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
     std::unique_ptr<ssh_event_struct, void (*)(ssh_event)> event_;
     bool keys_exchanged_ = false;
 
-    // An attempt to log in whose answer is on its way, and the answer with its time when it is there.
+    // An attempt to log in whose answer is on its way.
     std::unique_ptr<ssh_message_struct, void (*)(ssh_message)> attempt_;
-    std::optional<server::LogInAnswer> answer_;
-    Clock::time_point answer_at_ = {};
     unsigned attempts_ = 0;
     std::optional<server::Principal> principal_;
 

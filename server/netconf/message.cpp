@@ -177,13 +177,13 @@ std::string_view Element::written_attributes() const noexcept {
 
 std::string Element::document() const {
     const std::string_view name_there = written_name();
-    std::string text = fmt::format("<{}", name_there);
+    std::string whole = fmt::format("<{}", name_there);
     for (const auto &[prefix, uri] : *outside) {
         if (!declared.contains(prefix))
-            text += fmt::format(" {}=\"{}\"", prefix.empty() ? "xmlns" : "xmlns:" + prefix, xml_text(uri));
+            whole += fmt::format(" {}=\"{}\"", prefix.empty() ? "xmlns" : "xmlns:" + prefix, xml_text(uri));
     }
-    text += source.substr(1 + name_there.size());
-    return text;
+    whole += source.substr(1 + name_there.size());
+    return whole;
 }
 
 Element read_message(std::string_view message, const MessageLimits &limits) {

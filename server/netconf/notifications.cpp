@@ -73,7 +73,7 @@ std::string edit_of(const LeafChange &change) {
 }
 
 std::string event_of(const server::DataChange &change) {
-    if (!change.configuration || change.datastore != server::Datastore::running)
+    if (!change.configuration)
         return {};
     std::string text = "<netconf-config-change><changed-by>";
     text += change.author.session == server::no_session

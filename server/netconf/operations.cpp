@@ -89,7 +89,7 @@ server::ReadFilter filter_of(const Element &operation) {
     const Attribute *select = filter_attribute(*filter, "select");
     if (select == nullptr)
         refuse(missing_attribute(ErrorType::protocol, "filter", "select"));
-    return server::XPathFilter{.expression = select->value,
+    return server::ExpressionFilter{.expression = select->value,
                                .namespaces = {filter->inside->begin(), filter->inside->end()}};
 }
 
@@ -290,14 +290,7 @@ RpcError error_of(const server::Refusal &refusal) {
         error.message += fmt::format(" (0x{:08x})", refusal.code);
     const std::string name = last_name_of(refusal.path);
     switch (refusal.tag) {
-    case ErrorTag::bad_attribute:
-    case ErrorTag::unknown_attribute:
-    case ErrorTag::missing_attribute:
-        error.info = {{"bad-attribute", refusal.subject}, {"bad-element", name}};
-        break;
     case ErrorTag::unknown_namespace:
-        error.info = {{"bad-element", name}, {"bad-namespace", refusal.subject}};
-        break;
     case ErrorTag::missing_element:
     case ErrorTag::bad_element:
     case ErrorTag::unknown_element:

@@ -2,6 +2,7 @@
 #include "server/netconf/rpc_error.h"
 
 #include "server/netconf/models.h"
+#include "yang/client_document.h"
 
 #include <array>
 #include <cctype>

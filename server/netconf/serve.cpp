@@ -7,7 +7,6 @@
 #include "server/netconf/host_key.h"
 #include "server/netconf/mailbox.h"
 #include "server/netconf/models.h"
-#include "server/netconf/password_checks.h"
 #include "server/netconf/request.h"
 
 #include <algorithm>
@@ -52,8 +51,8 @@ class Server : public server::Adapter {
   public:
     Server(server::Core &core, std::vector<server::ListeningSocket> sockets, const std::vector<std::string> &call_home)
         : core_(core), sockets_(std::move(sockets)), mailbox_(std::make_shared<Mailbox>()),
-          surroundings_{core, mailbox_, statistics_}, passwords_(core.log_ins(), mailbox_),
-          bind_(make_bind(core.state_folder(), core.log())), door_{surroundings_, bind_.get(), passwords_},
+          surroundings_{core, mailbox_, statistics_},
+          bind_(make_bind(core.state_folder(), core.log())), door_{surroundings_, bind_.get()},
           call_home_(call_home, core.log()) {
         statistics_.started = core.statistics().started;
         thread_ = std::thread([this] { run(); });
@@ -70,8 +69,8 @@ class Server : public server::Adapter {
         mailbox_->post([this, limit] {
             stop_by_ = Clock::now() + limit;
             sockets_.clear();
-            for (auto &[connection, client] : connections_)
-                connection->close(server::SessionEnd::shutdown, limit);
+            for (const Held &held : connections_)
+                held.connection->close(server::SessionEnd::shutdown, limit);
         });
         thread_.join();
     }
@@ -140,9 +139,9 @@ class Server : public server::Adapter {
                 server::Accepted accepted = server::accept_from(socket);
                 if (accepted.exhausted)
                     accept_again_ = now + exhaustion_pause;
-                if (accepted.connections.empty())
+                if (!accepted.connection)
                     break;
-                add(std::move(accepted.connections.front()), std::nullopt, now);
+                add(std::move(*accepted.connection), std::nullopt, now);
             }
         }
     }
@@ -215,7 +214,6 @@ class Server : public server::Adapter {
     std::shared_ptr<Mailbox> mailbox_;
     Statistics statistics_;
     Surroundings surroundings_;
-    PasswordChecks passwords_;
     SshBind bind_;
     Door door_;
     CallHome call_home_;

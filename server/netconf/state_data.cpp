@@ -3,12 +3,11 @@
 #include "server/netconf/state_data.h"
 
 #include "node/filter.h"
+#include "node/xpath_filter.h"
 #include "server/netconf/models.h"
 #include "server/netconf/request.h"
-#include "yang/error.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -142,80 +141,6 @@ std::string streams() {
                        module_named("nc-notifications")->ns);
 }
 
-bool is_name_byte(char byte) noexcept {
-    return std::isalnum(static_cast<unsigned char>(byte)) != 0 || byte == '-' || byte == '_' || byte == '.' ||
-           static_cast<unsigned char>(byte) > 0x7f;
-}
-
-// The expression with names of modules in place of the client's prefixes, as libyang reads it. Throws YangError for a
-// prefix that stands for no module.
-std::string with_module_names(const server::XPathFilter &filter) {
-    std::string text;
-    for (std::string_view rest = filter.expression; !rest.empty();) {
-        std::size_t size = 1;
-        if (rest.front() == '\'' || rest.front() == '"') {
-            const std::size_t end = rest.find(rest.front(), 1);
-            size = end == std::string_view::npos ? rest.size() : end + 1;
-        } else if (is_name_byte(rest.front())) {
-            size = static_cast<std::size_t>(std::find_if_not(rest.begin(), rest.end(), is_name_byte) - rest.begin());
-            const bool prefix = rest.substr(size, 1) == ":" && rest.substr(size, 2) != "::";
-            if (prefix) {
-                const auto uri = filter.namespaces.find(std::string(rest.substr(0, size)));
-                const lys_module *module =
-                    uri != filter.namespaces.end() ? module_with_namespace(uri->second) : nullptr;
-                if (module == nullptr)
-                    throw YangError(fmt::format("the prefix '{}' stands for no module", rest.substr(0, size)));
-                text += module->name;
-                rest.remove_prefix(size);
-                size = 1;
-            }
-        }
-        text += rest.substr(0, size);
-        rest.remove_prefix(size);
-    }
-    return text;
-}
-
-// Marks what an expression selects, with all around it that has to stay.
-class Selection {
-  public:
-    Selection(const YangTree &tree, const server::XPathFilter &filter) {
-        if (tree.empty())
-            return;
-        ly_set *found = nullptr;
-        check(evaluate(tree, filter, &found), LYD_CTX(tree.first()));
-        const std::unique_ptr<ly_set, void (*)(ly_set *)> owned(found, [](ly_set *set) { ly_set_free(set, nullptr); });
-        for (std::uint32_t i = 0; i < found->count; ++i)
-            keep(found->dnodes[i]);
-    }
-
-    // Takes away what is not marked among the siblings and below them.
-    void cut(YangTree &tree, lyd_node *first) const {
-        for (lyd_node *node = first, *next = nullptr; node != nullptr; node = next) {
-            next = node->next;
-            if (whole_.contains(node) || (node->schema != nullptr && is_key(*node->schema)))
-                continue;
-            if (on_the_way_.contains(node))
-                cut(tree, lyd_child(node));
-            else
-                tree.remove(node);
-        }
-    }
-
-  private:
-    static LY_ERR evaluate(const YangTree &tree, const server::XPathFilter &filter, ly_set **found) {
-        return lyd_find_xpath3(nullptr, tree.first(), with_module_names(filter).c_str(), nullptr, found);
-    }
-
-    void keep(const lyd_node *node) {
-        whole_.insert(node);
-        for (const lyd_node *above = lyd_parent(node); above != nullptr; above = lyd_parent(above))
-            on_the_way_.insert(above);
-    }
-
-    std::unordered_set<const lyd_node *> whole_, on_the_way_;
-};
-
 } // namespace
 
 YangTree state_data(const server::Core &core, const Statistics &statistics, const server::ReadFilter &filter) {
@@ -231,8 +156,8 @@ YangTree state_data(const server::Core &core, const Statistics &statistics, cons
 void cut(YangTree &tree, const server::ReadFilter &filter) {
     if (const auto *subtree = std::get_if<server::SubtreeFilter>(&filter))
         Filter::from_document(protocol_schema(), subtree->xml).cut(tree);
-    else if (const auto *xpath = std::get_if<server::XPathFilter>(&filter))
-        Selection(tree, *xpath).cut(tree, tree.first());
+    else if (const auto *xpath = std::get_if<server::ExpressionFilter>(&filter))
+        XPathFilter(protocol_schema(), xpath->expression, xpath->namespaces).cut(tree);
 }
 
 std::string written(std::chrono::system_clock::time_point time) {

@@ -12,11 +12,11 @@
 
 namespace ocamp::netconf {
 
-/// What a filter of a request selects of it. Throws YangError for an expression that is none.
+/// What a filter of a request selects of it. Throws as cut.
 YangTree state_data(const server::Core &core, const Statistics &statistics, const server::ReadFilter &filter);
 
 /// Takes away what the filter does not select: what it does is left with all below it, its ancestors and their keys.
-/// Throws YangError for an XPath expression that is none, FilterError and DocumentError for a subtree filter.
+/// Throws FilterError and DocumentError.
 void cut(YangTree &tree, const server::ReadFilter &filter);
 
 /// As yang:date-and-time, to the millisecond and in UTC.
