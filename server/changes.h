@@ -4,7 +4,6 @@
 
 #include "node/leaf_changes.h"
 #include "server/identity.h"
-#include "server/requests.h"
 
 #include <chrono>
 #include <functional>
@@ -25,12 +24,11 @@ struct Author {
     bool foreign = false;
 };
 
-/// A datastore, or the node's state, is another than before. Foreign commits are seen within Limits::change_poll;
-/// several of them may be told as one. Changes of one process are told in their order.
+/// The running datastore, or the node's state, is another than before. Foreign commits are seen within
+/// Limits::change_poll; several of them may be told as one. Changes of one process are told in their order.
 struct DataChange {
     Author author;
-    Datastore datastore = Datastore::running;
-    /// Leaves and list entries as clients read them, state included. Empty for the candidate.
+    /// Leaves and list entries as clients read them, state included.
     std::vector<LeafChange> openconfig;
     /// The same of the native models.
     std::vector<LeafChange> native;

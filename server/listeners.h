@@ -2,9 +2,10 @@
 #pragma once
 
 #include "seam/input_error.h"
-#include "server/identity.h"
 
+#include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -60,12 +61,13 @@ struct AcceptedConnection {
     std::uint16_t port = 0;
 };
 
-/// The next connection that waits at the socket. None when there is none, and for want of descriptors, which
-/// `exhausted` tells: the caller then lets some time pass.
+/// What waits at a listening socket.
 struct Accepted {
-    std::vector<AcceptedConnection> connections; ///< none or one
-    bool exhausted = false;
+    std::optional<AcceptedConnection> connection; ///< none: nobody waits
+    bool exhausted = false; ///< somebody waits, and there is no descriptor or memory: let some time pass
 };
+
+/// The next connection. Never blocks.
 Accepted accept_from(const ListeningSocket &socket);
 
 } // namespace ocamp::server

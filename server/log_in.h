@@ -6,13 +6,16 @@
 #include "server/users.h"
 
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <list>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <unordered_map>
 
 namespace ocamp::server {
@@ -22,9 +25,9 @@ class LogInDelays {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// From now until the address may try again; 0: now.
-    Clock::duration wait(const std::string &address, Clock::time_point now) const;
-    /// A wrong guess: after the third, each doubles the wait, from 1 s to 60 s. An address that was quiet for ten
+    /// When an attempt that comes now may be looked at. Takes the place: the next one comes a wait later.
+    Clock::time_point next_turn(const std::string &address, Clock::time_point now);
+    /// A wrong guess: from the third on the wait is 1 s and doubles up to 60 s. An address that was quiet for ten
     /// minutes begins anew.
     void failed(const std::string &address, Clock::time_point now);
     /// A right one: the address begins anew.
@@ -36,55 +39,74 @@ class LogInDelays {
     struct Entry {
         std::string address;
         unsigned failures = 0;
-        Clock::time_point last = {};
-        Clock::time_point until = {};
+        Clock::time_point last = {};  // attempt
+        Clock::time_point until = {}; // the next turn
     };
+
+    Entry &entry(const std::string &address, Clock::time_point now);
+    static Clock::duration wait_after(unsigned failures) noexcept;
 
     std::list<Entry> latest_first_;
     std::unordered_map<std::string, std::list<Entry>::iterator> by_address_;
 };
 
-/// What becomes of an attempt.
-struct LogInAnswer {
-    /// None: refused. The client is told nothing more.
-    std::optional<Principal> principal;
-    /// An attempt of the same address before this time has passed is refused unlooked at, right or wrong: the adapter
-    /// holds its answer, or the next attempt, back for so long, or closes the connection.
-    std::chrono::milliseconds wait{0};
-};
+/// Who may in; none: refused, and the client is told nothing more.
+using LogInAnswer = std::optional<Principal>;
 
-/// Checks attempts against the users, slows them by address and logs each. Safe from any thread.
+/// Checks attempts against the users, slows them by address, and logs each. Safe from any thread.
 class LogIns {
   public:
     /// Both outlive this. Throws StateError.
     LogIns(const StateFolder &folder, EventLog &log);
+    /// Attempts that wait are dropped unanswered.
+    ~LogIns();
+    LogIns(const LogIns &) = delete;
+    LogIns &operator=(const LogIns &) = delete;
 
-    /// Takes some ten milliseconds in the caller's thread, also for a user who is not there; none while the address has
-    /// to wait. At most two are hashed at a time.
-    LogInAnswer password(const Peer &peer, std::string_view user, std::string_view password);
+    /// Checks a password in a thread of its own, when the address need not wait any more: attempts of one address come
+    /// one wait after the other, however many there are at a time. `answer` is called there, once, and only hands over.
+    /// More than most_waiting attempts are refused at once, in the caller's thread.
+    void password(const Peer &peer, std::string_view user, std::string_view password,
+                  std::function<void(const LogInAnswer &answer)> answer);
 
-    /// A public key in base64, as PublicKey::blob. Without a `proven` signature the attempt only asks whether the key
-    /// would do, and is not logged.
-    LogInAnswer public_key(const Peer &peer, std::string_view user, std::string_view blob, bool proven);
+    /// A public key of that type and in base64, as PublicKey has them. Without a `proven` signature the attempt only
+    /// asks whether the key would do, and is not logged.
+    LogInAnswer public_key(const Peer &peer, std::string_view user, std::string_view type, std::string_view blob,
+                           bool proven);
 
-    /// A user whose protocol has proved its name otherwise, such as by a client certificate.
+    /// A user whose name the protocol has proved otherwise, such as by a client certificate.
     LogInAnswer certificate(const Peer &peer, std::string_view user);
 
     /// Reads the users anew; sessions that are there stay. Throws StateError; the users are as before then.
     void reload();
 
+    static constexpr std::size_t most_waiting = 256;
+
   private:
+    using Clock = LogInDelays::Clock;
+    struct Attempt {
+        Peer peer;
+        std::string user, password;
+        std::function<void(const LogInAnswer &)> answer;
+    };
+
     std::optional<User> find(std::string_view user) const;
-    LogInAnswer answer(const Peer &peer, std::string_view user, std::string_view method, std::optional<Role> role);
-    std::optional<LogInAnswer> refused_unlooked_at(const Peer &peer, std::string_view user, std::string_view method);
+    LogInAnswer tell(const Peer &peer, std::string_view user, std::string_view method,
+                     const std::optional<User> &found);
+    void check(const Attempt &attempt);
+    void run();
 
     const StateFolder &folder_;
     EventLog &log_;
+    const std::string nobodys_hash_; // hashed against when there is no such user, so that both take as long
+
     mutable std::mutex mutex_; // guards what follows
+    std::condition_variable changed_;
     Users users_;
     LogInDelays delays_;
-    std::string no_users_hash_; // hashed against when there is no such user
-    std::mutex hashing_;
+    std::multimap<Clock::time_point, Attempt> waiting_; // by when they may be looked at
+    bool ending_ = false;
+    std::thread thread_;
 };
 
 } // namespace ocamp::server

@@ -31,7 +31,7 @@ enum class Models { openconfig, native, both };
 /// Everything.
 struct WholeTree {};
 /// A data path as Filter::from_path takes it, of either side: names of modules or prefixes may stand before names, keys
-/// may be left out. A path that neither side has is refused with unknown_element.
+/// may be left out. A path that neither side has is refused with invalid_value.
 struct PathFilter {
     std::string path;
 };
@@ -39,13 +39,12 @@ struct PathFilter {
 struct SubtreeFilter {
     std::string xml;
 };
-/// An XPath expression; what it selects is given with all below it, with its ancestors and their keys. A result that is
-/// no node set is refused with invalid_value.
-struct XPathFilter {
+/// An XPath expression; what it selects is given as ocamp::XPathFilter says.
+struct ExpressionFilter {
     std::string expression;
-    std::map<std::string, std::string> namespaces; ///< URI by prefix; names without prefix are of any module
+    std::map<std::string, std::string> namespaces; ///< URI by prefix; as XPathFilter takes them
 };
-using ReadFilter = std::variant<WholeTree, PathFilter, SubtreeFilter, XPathFilter>;
+using ReadFilter = std::variant<WholeTree, PathFilter, SubtreeFilter, ExpressionFilter>;
 
 /// Reads one state of the node: no edit shows in a part of the answer only. Every role.
 struct Read {
@@ -89,7 +88,7 @@ struct Validate {
 };
 
 /// Refused with lock_denied and the holder's session in Refusal::holder when another session has the lock, when the
-/// candidate has changes (holder no_session unless one session made all of them), or when another session's confirmed
+/// candidate has changes (holder no_session), or when another session's confirmed
 /// commit is pending on the running datastore. While the running datastore is locked, edits of other processes are
 /// refused too. A lock ends with its session; the candidate's takes uncommitted changes with it. Operators.
 struct Lock {
@@ -146,7 +145,8 @@ struct Refusal {
     ErrorTag tag = ErrorTag::operation_failed;
     /// error-app-tag where RFC 7950 section 15 fixes one, else empty.
     std::string app_tag = {};
-    /// Data path without prefixes; empty for the whole request.
+    /// Data path with keys, module names only where the module changes, as LeafChange::path; empty for the whole
+    /// request.
     std::string path = {};
     /// What, why, and what was expected; without path and tag.
     std::string reason = {};
@@ -155,8 +155,6 @@ struct Refusal {
     /// Of lock_denied and in_use: who holds what was asked for; no_session for a holder that is no session of this
     /// server.
     std::optional<SessionId> holder = {};
-    /// Of bad_attribute and unknown_attribute: the attribute; of unknown_namespace: the namespace. Else empty.
-    std::string subject = {};
 };
 
 using Outcome = std::variant<Result, Refusal>;

@@ -33,25 +33,21 @@ class StateFolder {
     /// False when there was none. Throws StateError.
     bool remove(std::string_view name) const;
 
-    /// Runs `change` while no other process or thread runs one under the same word. Throws StateError.
-    template <class Change>
-    auto alone(std::string_view word, Change change) const {
-        const FileLock lock(*this, word);
-        return change();
-    }
-
-  private:
-    class FileLock {
+    /// What one process or thread alone has under a word, from the constructor's return to the end of the object or of
+    /// the process.
+    class Hold {
       public:
-        FileLock(const StateFolder &folder, std::string_view word);
-        ~FileLock();
-        FileLock(const FileLock &) = delete;
-        FileLock &operator=(const FileLock &) = delete;
+        /// Throws StateError, also when another has it and this is not to wait.
+        Hold(const StateFolder &folder, std::string_view word, bool wait);
+        ~Hold();
+        Hold(const Hold &) = delete;
+        Hold &operator=(const Hold &) = delete;
 
       private:
-        int descriptor_;
+        int descriptor_ = -1;
     };
 
+  private:
     void make() const;
     std::filesystem::path write_temporary(std::string_view name, std::string_view content) const;
 

@@ -55,7 +55,7 @@ class Users {
     Users() = default;
     /// Those of the folder; nobody when it has none. Throws StateError, also for a file that is none of users.
     static Users read(const StateFolder &folder);
-    /// Replaces those of the folder; call it within StateFolder::alone("users", ...). Throws StateError.
+    /// Replaces those of the folder; who reads, changes and writes them holds "users" meanwhile. Throws StateError.
     void write(const StateFolder &folder) const;
 
     /// By name.
