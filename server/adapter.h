@@ -27,17 +27,23 @@ class Adapter {
     virtual void stop(std::chrono::milliseconds limit) = 0;
 };
 
+/// What an adapter serves with.
+struct ServeSettings {
+    std::vector<ListeningSocket> sockets;
+    std::vector<std::string> call_home; ///< addresses that it connects to; only for a protocol that calls home
+};
+
 /// A protocol that ocampd can serve.
 struct Protocol {
     std::string_view name;            ///< also its option's and its inherited sockets': "netconf"
     std::string_view default_address; ///< "127.0.0.1:8300"
     std::string_view description;     ///< of its option
-    /// Serves on these sockets, which become the adapter's. `core` outlives the adapter. Throws InputError, StateError
-    /// and std::system_error.
-    std::unique_ptr<Adapter> (*serve)(Core &core, std::vector<ListeningSocket> sockets);
+    bool calls_home;                  ///< has the option --NAME-call-home
+    /// `core` outlives the adapter. Throws InputError, StateError and std::system_error.
+    std::unique_ptr<Adapter> (*serve)(Core &core, ServeSettings settings);
 };
 
-/// All that this program was built with, one row each in protocols.cpp.
+/// All that this program was built with, one row each in protocols.cpp, which is the program's.
 std::span<const Protocol> protocols() noexcept;
 
 } // namespace ocamp::server

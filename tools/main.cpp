@@ -102,6 +102,8 @@ int run(int argc, char **argv) {
     ocamp::add_native_command(program, common);
     ocamp::add_node_command(program, common);
     ocamp::add_sysdb_command(program, common);
+    ocamp::add_serve_command(program);
+    ocamp::add_user_command(program);
     refuse_empty_arguments(program);
     check_commands(program, argc, argv);
     try {

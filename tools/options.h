@@ -57,5 +57,8 @@ void add_explain_command(CLI::App &program, CommonOptions &common);
 void add_native_command(CLI::App &program, CommonOptions &common);
 void add_node_command(CLI::App &program, CommonOptions &common);
 void add_sysdb_command(CLI::App &program, CommonOptions &common);
+/// These run neither the plug-in nor a log of it.
+void add_serve_command(CLI::App &program);
+void add_user_command(CLI::App &program);
 
 } // namespace ocamp
