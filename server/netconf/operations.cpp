@@ -69,8 +69,10 @@ const Attribute *filter_attribute(const Element &filter, std::string_view name) 
 }
 
 server::ReadFilter filter_of(const Element &operation) {
-    const Element *filter = operation.child("filter");
-    if (filter == nullptr)
+    // In whichever namespace: the model has checked that.
+    const auto filter = std::find_if(operation.children.begin(), operation.children.end(),
+                                     [](const Element &each) { return each.name == "filter"; });
+    if (filter == operation.children.end())
         return server::WholeTree();
     const Attribute *type = filter_attribute(*filter, "type");
     if (type == nullptr || type->value == "subtree") {

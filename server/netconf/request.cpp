@@ -69,7 +69,10 @@ class ParameterCheck {
     const lysc_node *find(const Element &child) const {
         const lysc_node *node = nullptr;
         while ((node = lys_getnext(node, &parent_, nullptr, 0)) != nullptr) {
-            if (node->name == child.name && node->module->ns == child.ns)
+            // Clients put the filter of a subscription into the namespace in which all other filters are.
+            const bool fits = node->module->ns == child.ns ||
+                              (node->nodetype == LYS_ANYXML && child.name == "filter" && child.ns == netconf_namespace);
+            if (fits && node->name == child.name)
                 return node;
         }
         return nullptr;

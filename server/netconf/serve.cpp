@@ -49,11 +49,11 @@ SshBind make_bind(const server::StateFolder &folder, server::EventLog &log) {
 
 class Server : public server::Adapter {
   public:
-    Server(server::Core &core, std::vector<server::ListeningSocket> sockets, const std::vector<std::string> &call_home)
-        : core_(core), sockets_(std::move(sockets)), mailbox_(std::make_shared<Mailbox>()),
+    Server(server::Core &core, server::ServeSettings settings)
+        : core_(core), sockets_(std::move(settings.sockets)), mailbox_(std::make_shared<Mailbox>()),
           surroundings_{core, mailbox_, statistics_},
           bind_(make_bind(core.state_folder(), core.log())), door_{surroundings_, bind_.get()},
-          call_home_(call_home, core.log()) {
+          call_home_(settings.call_home, core.log()) {
         statistics_.started = core.statistics().started;
         thread_ = std::thread([this] { run(); });
     }
@@ -228,13 +228,12 @@ class Server : public server::Adapter {
 
 } // namespace
 
-std::unique_ptr<server::Adapter> serve(server::Core &core, std::vector<server::ListeningSocket> sockets,
-                                       const std::vector<std::string> &call_home) {
+std::unique_ptr<server::Adapter> serve(server::Core &core, server::ServeSettings settings) {
     load_models();
     capabilities();
     if (ssh_init() != SSH_OK)
         throw std::runtime_error("SSH: the library could not be set up");
-    return std::make_unique<Server>(core, std::move(sockets), call_home);
+    return std::make_unique<Server>(core, std::move(settings));
 }
 
 } // namespace ocamp::netconf

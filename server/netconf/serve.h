@@ -4,15 +4,12 @@
 #include "server/adapter.h"
 
 #include <memory>
-#include <string>
-#include <vector>
 
 namespace ocamp::netconf {
 
-/// Serves NETCONF on these sockets, which become the adapter's, and on connections that it makes itself to the
-/// `call_home` addresses. `core` outlives it. Loads the protocol's modules first: the core must be idle until this
-/// returns. Throws InputError, server::StateError and std::system_error.
-std::unique_ptr<server::Adapter> serve(server::Core &core, std::vector<server::ListeningSocket> sockets,
-                                       const std::vector<std::string> &call_home);
+/// Serves NETCONF on the sockets of the settings and on connections that it makes itself to their `call_home` addresses.
+/// `core` outlives it. Loads the protocol's modules first: the core must be idle until this returns. Throws InputError,
+/// server::StateError and std::system_error.
+std::unique_ptr<server::Adapter> serve(server::Core &core, server::ServeSettings settings);
 
 } // namespace ocamp::netconf

@@ -17,6 +17,7 @@ NCM = "urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring"
 NCN = "urn:ietf:params:xml:ns:yang:ietf-netconf-notifications"
 YANGLIB = "urn:ietf:params:xml:ns:yang:ietf-yang-library"
 NATIVE = "http://korvex.example/ns/yang/Korvex-ifmgr-cfg"
+OPTICS = "http://korvex.example/ns/yang/Korvex-controller-optics-cfg"
 BOOSTER = "0/1-AMP-BST"
 
 
@@ -86,9 +87,6 @@ class ClientTest(ServerTest):
     def running_gain(self, client):
         return texts(client.get_config("running", GAIN_FILTER), "target-gain")
 
-    def native_gain(self):
-        return ocamp("native", "get", "--node", self.node)
-
 
 class Main(ClientTest):
     def test_a_gain_that_is_set_is_there_after_a_crash(self):
@@ -98,9 +96,11 @@ class Main(ClientTest):
         self.assertNotEqual(["17.3"], before)
         self.assertEqual(["17.3"], self.running_gain(client))
         native = client.get_config(
-            "running", ("xpath", ({"n": NATIVE}, "//*[local-name()='ampli-gain' or local-name()='gain']"))
+            "running",
+            ("xpath", ({"n": NATIVE, "o": OPTICS}, "/n:interface-configurations/n:interface-configuration"
+                       "[n:interface-name='Ots0/1/0/1']/o:optics/o:optics-ots-amplifier-gain")),
         )
-        self.assertIn("173", native.xml)
+        self.assertEqual(["173"], texts(native, "optics-ots-amplifier-gain"))
         self.server.kill()
         self.server.start()
         again = self.connect()
@@ -167,7 +167,8 @@ class Reading(ClientTest):
         self.assertIn(BOOSTER, texts(reply, "name"))
         self.assertEqual(["optical-amplifier"], elements(reply))
         self.assertEqual([], elements(client.get(("subtree", '<nothing xmlns="urn:nothing"/>'))))
-        self.assertEqual([], elements(client.get(("subtree", ""))))
+        empty = self.send(client, '<get xmlns="%s"><filter type="subtree"/></get>' % NC)
+        self.assertEqual([], elements(empty))
         reply = client.get(("subtree", '<netconf-state xmlns="%s"><datastores/></netconf-state>' % NCM))
         self.assertEqual(["netconf-state"], elements(reply))
         self.assertEqual(["running", "candidate"], texts(reply, "name"))
