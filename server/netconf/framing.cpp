@@ -79,7 +79,8 @@ void MessageReader::take_content(std::string_view &bytes) {
 bool MessageReader::take_header(char byte) {
     const auto want = [&](char wanted, Expected then) {
         if (byte != wanted)
-            refuse(FramingError::Kind::malformed, fmt::format("{} in a chunk header, expected {}", shown(byte), shown(wanted)));
+            refuse(FramingError::Kind::malformed,
+                   fmt::format("{} in a chunk header, expected {}", shown(byte), shown(wanted)));
         expected_ = then;
     };
     switch (expected_) {

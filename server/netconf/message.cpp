@@ -86,9 +86,9 @@ class MessageParser {
 
     void start(const char *whole_name, const char **attributes) {
         if (++depth_ > limits_.depth)
-            throw MessageError(fmt::format("nested more than {0} levels deep, expected at most {0}", limits_.depth));
+            throw MessageTooBig(fmt::format("nested more than {0} levels deep, expected at most {0}", limits_.depth));
         if (++elements_ > limits_.elements)
-            throw MessageError(fmt::format("more than {0} elements, expected at most {0}", limits_.elements));
+            throw MessageTooBig(fmt::format("more than {0} elements, expected at most {0}", limits_.elements));
         if (depth_ > Element::kept_levels)
             return;
         auto [ns, name] = split(whole_name);
@@ -114,8 +114,8 @@ class MessageParser {
             return;
         Element element = std::move(open_.back());
         open_.pop_back();
-        const auto behind = static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get()) +
-                                                     XML_GetCurrentByteCount(parser_.get()));
+        const auto behind =
+            static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get()) + XML_GetCurrentByteCount(parser_.get()));
         const auto begin = static_cast<std::size_t>(element.source.data() - message_.data());
         element.source = message_.substr(begin, behind - begin);
         if (open_.empty())
@@ -149,9 +149,8 @@ const Element *Element::child(std::string_view wanted) const noexcept {
 }
 
 const Attribute *Element::attribute(std::string_view wanted) const noexcept {
-    const auto found = std::find_if(attributes.begin(), attributes.end(), [&](const Attribute &each) {
-        return each.ns.empty() && each.name == wanted;
-    });
+    const auto found = std::find_if(attributes.begin(), attributes.end(),
+                                    [&](const Attribute &each) { return each.ns.empty() && each.name == wanted; });
     return found == attributes.end() ? nullptr : &*found;
 }
 

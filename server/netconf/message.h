@@ -1,5 +1,5 @@
-// One XML message as elements, as deep as the protocol itself looks; what lies deeper is kept as text for those who know
-// its model. Knows no operation.
+// One XML message as elements, as deep as the protocol itself looks; what lies deeper is kept as text for those who
+// know its model. Knows no operation.
 #pragma once
 
 #include "seam/input_error.h"
@@ -16,10 +16,16 @@ namespace ocamp::netconf {
 /// Namespaces in force at a place of a document, by prefix; the default one has the empty prefix.
 using Namespaces = std::map<std::string, std::string, std::less<>>;
 
-/// What is no message: not well-formed, no UTF-8, too deep, too many elements, or with a document type.
+/// What is no message: not well-formed, no UTF-8, or with a document type.
 class MessageError : public InputError {
   public:
     using InputError::InputError;
+};
+
+/// A message beyond the limits.
+class MessageTooBig : public MessageError {
+  public:
+    using MessageError::MessageError;
 };
 
 /// How much a message may hold.
@@ -40,10 +46,10 @@ struct Element {
     std::string ns; ///< empty for none
     std::string name;
     std::vector<Attribute> attributes = {};
-    std::string text = {};                  ///< its character data, without that of its children
-    std::vector<Element> children = {};     ///< of elements below `kept_levels`: none
-    std::string_view source = {};           ///< from its first to its last byte
-    Namespaces declared = {};               ///< by itself
+    std::string text = {};                          ///< its character data, without that of its children
+    std::vector<Element> children = {};             ///< of elements below `kept_levels`: none
+    std::string_view source = {};                   ///< from its first to its last byte
+    Namespaces declared = {};                       ///< by itself
     std::shared_ptr<const Namespaces> outside = {}; ///< those that its parent hands down
     std::shared_ptr<const Namespaces> inside = {};  ///< both
 
@@ -62,7 +68,8 @@ struct Element {
     std::string_view written_name() const noexcept;
 };
 
-/// The root element of the message, before which white space may stand. Throws MessageError.
+/// The root element of the message, before which white space may stand. Throws MessageError, of which MessageTooBig is
+/// one.
 Element read_message(std::string_view message, const MessageLimits &limits);
 
 /// The text as XML character data and as an attribute's value between double quotes. Characters that XML does not have

@@ -24,7 +24,7 @@ constexpr std::array<const char *, 7> netconf_features{
 
 // In an order in which each finds what it imports.
 constexpr std::array<std::string_view, 8> protocol_modules{
-    "ietf-netconf",     "ietf-netconf-monitoring", "ietf-netconf-with-defaults",   "notifications",
+    "ietf-netconf",     "ietf-netconf-monitoring", "ietf-netconf-with-defaults", "notifications",
     "nc-notifications", "ietf-datastores",         "ietf-netconf-notifications", "ietf-yang-library"};
 // Whose types these use; libyang has them itself.
 constexpr std::array<std::string_view, 2> type_modules{"ietf-inet-types", "ietf-yang-types"};
@@ -93,8 +93,7 @@ struct Models {
     }
 
     void add_loaded(std::string_view name, bool implemented) {
-        const lys_module *module =
-            ly_ctx_get_module_latest(openconfig_schema().context(), std::string(name).c_str());
+        const lys_module *module = ly_ctx_get_module_latest(openconfig_schema().context(), std::string(name).c_str());
         add({.name = module->name,
              .revision = module->revision != nullptr ? module->revision : "",
              .ns = module->ns,

@@ -1,5 +1,5 @@
-// The YANG modules of the server: those of the node and those of the protocol itself, with the features that the adapter
-// has. Knows no session and no request.
+// The YANG modules of the server: those of the node and those of the protocol itself, with the features that the
+// adapter has. Knows no session and no request.
 #pragma once
 
 #include "yang/schema.h"

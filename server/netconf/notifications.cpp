@@ -68,8 +68,8 @@ std::string edit_of(const LeafChange &change) {
     for (const auto &[prefix, uri] : path.namespaces)
         declarations += fmt::format(" xmlns:{}=\"{}\"", prefix, xml_text(uri));
     const std::string_view operation = change.is_new() ? "create" : change.is_gone() ? "delete" : "replace";
-    return fmt::format("<edit><target{}>{}</target><operation>{}</operation></edit>", declarations,
-                       xml_text(path.text), operation);
+    return fmt::format("<edit><target{}>{}</target><operation>{}</operation></edit>", declarations, xml_text(path.text),
+                       operation);
 }
 
 std::string event_of(const server::DataChange &change) {
@@ -134,9 +134,10 @@ std::optional<std::string> notification_of(const server::Event &event, const ser
             return std::nullopt;
         content = tree.print(LYD_XML);
     }
-    return fmt::format("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<notification xmlns=\"{}\"><eventTime>{}</eventTime>"
-                       "{}</notification>",
-                       notification_namespace, written(event.at), content);
+    return fmt::format(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<notification xmlns=\"{}\"><eventTime>{}</eventTime>"
+        "{}</notification>",
+        notification_namespace, written(event.at), content);
 }
 
 } // namespace ocamp::netconf

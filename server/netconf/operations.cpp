@@ -92,7 +92,7 @@ server::ReadFilter filter_of(const Element &operation) {
     if (select == nullptr)
         refuse(missing_attribute(ErrorType::protocol, "filter", "select"));
     return server::ExpressionFilter{.expression = select->value,
-                               .namespaces = {filter->inside->begin(), filter->inside->end()}};
+                                    .namespaces = {filter->inside->begin(), filter->inside->end()}};
 }
 
 // No module has default values: each form of with-defaults gives the same data.
@@ -112,7 +112,8 @@ std::string data_reply(YangTree data) {
 
 Task get_config(const Element &operation, const Caller &) {
     check_with_defaults(operation);
-    return {.operation = server::Read{.source = datastore_of(*operation.child("source")), .filter = filter_of(operation)},
+    return {.operation =
+                server::Read{.source = datastore_of(*operation.child("source")), .filter = filter_of(operation)},
             .reply = [](server::Result result) { return data_reply(std::move(result.data)); }};
 }
 
@@ -149,8 +150,7 @@ Task copy_config(const Element &operation, const Caller &) {
     check_with_defaults(operation);
     server::Source source = source_of(*operation.child("source"));
     const server::Datastore target = datastore_of(*operation.child("target"));
-    if (const auto *datastore = std::get_if<server::Datastore>(&source);
-        datastore != nullptr && *datastore == target)
+    if (const auto *datastore = std::get_if<server::Datastore>(&source); datastore != nullptr && *datastore == target)
         refuse({.tag = ErrorTag::invalid_value,
                 .type = ErrorType::protocol,
                 .message = "source and target are the same",

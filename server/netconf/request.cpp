@@ -22,18 +22,16 @@ constexpr std::string_view rpc_name = "rpc", message_id = "message-id";
 }
 
 Element read_envelope(const std::string &message, const MessageLimits &limits) {
-    const auto malformed = [](const std::string &reason) {
-        refuse({.tag = ErrorTag::malformed_message, .type = ErrorType::rpc, .message = reason});
-    };
     try {
         Element root = read_message(message, limits);
         if (root.ns != netconf_namespace || root.name != rpc_name)
-            malformed(fmt::format("the element '{}', expected 'rpc' in {}", root.name, netconf_namespace));
+            throw MessageError(fmt::format("the element '{}', expected 'rpc' in {}", root.name, netconf_namespace));
         return root;
+    } catch (const MessageTooBig &error) {
+        refuse({.tag = ErrorTag::too_big, .type = ErrorType::rpc, .message = error.what()});
     } catch (const MessageError &error) {
-        malformed(error.what());
+        refuse({.tag = ErrorTag::malformed_message, .type = ErrorType::rpc, .message = error.what()});
     }
-    return {};
 }
 
 // Holds the parameters of one operation, or of a container among them, against the model.
@@ -134,7 +132,8 @@ class ParameterCheck {
         const lysc_node *node = nullptr;
         while ((node = lys_getnext(node, &parent, nullptr, LYS_GETNEXT_WITHCHOICE)) != nullptr) {
             const bool mandatory = (node->flags & LYS_MAND_TRUE) != 0;
-            if (node->nodetype == LYS_CHOICE ? mandatory && !chosen_.contains(node) : mandatory && !given_.contains(node))
+            if (node->nodetype == LYS_CHOICE ? mandatory && !chosen_.contains(node)
+                                             : mandatory && !given_.contains(node))
                 refuse(missing_element(type_, name_of(*node)));
             // A container with something mandatory in it is itself.
             if (node->nodetype == LYS_CONTAINER && mandatory && !given_.contains(node))

@@ -18,8 +18,8 @@ inline constexpr std::string_view base_1_1 = "urn:ietf:params:netconf:base:1.1";
 /// One <rpc>. Owns the message that its elements refer to.
 class Request {
   public:
-    /// Takes the envelope: of a message that is no <rpc>, throws Refusal with malformed_message. Every other fault of
-    /// the request waits for check().
+    /// Takes the envelope: of a message that is no <rpc>, throws Refusal with malformed_message, of one beyond the
+    /// limits with too_big. Every other fault of the request waits for check().
     Request(std::string message, const MessageLimits &limits);
     Request(Request &&) = default;
     Request &operator=(Request &&) = default;

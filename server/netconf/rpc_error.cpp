@@ -39,7 +39,8 @@ RpcError missing_element(ErrorType type, std::string_view name) {
 }
 
 RpcError unknown_element(ErrorType type, std::string_view name) {
-    return of_element(ErrorTag::unknown_element, type, name, fmt::format("the element '{}' is not expected here", name));
+    return of_element(ErrorTag::unknown_element, type, name,
+                      fmt::format("the element '{}' is not expected here", name));
 }
 
 RpcError unknown_namespace(ErrorType type, std::string_view name, std::string_view ns) {
@@ -69,10 +70,9 @@ RpcError bad_attribute(ErrorType type, std::string_view element, std::string_vie
 }
 
 std::string written(const RpcError &error) {
-    std::string text =
-        fmt::format("<rpc-error xmlns=\"{}\"><error-type>{}</error-type><error-tag>{}</error-tag>"
-                    "<error-severity>error</error-severity>",
-                    netconf_namespace, word_of(error.type), ocamp::word_of(error.tag));
+    std::string text = fmt::format("<rpc-error xmlns=\"{}\"><error-type>{}</error-type><error-tag>{}</error-tag>"
+                                   "<error-severity>error</error-severity>",
+                                   netconf_namespace, word_of(error.type), ocamp::word_of(error.tag));
     if (!error.app_tag.empty())
         text += fmt::format("<error-app-tag>{}</error-app-tag>", xml_text(error.app_tag));
     if (const PrefixedPath path = prefixed(error.path); !path.text.empty()) {

@@ -50,8 +50,8 @@ SshBind make_bind(const server::StateFolder &folder, server::EventLog &log) {
 class Server : public server::Adapter {
   public:
     Server(server::Core &core, server::ServeSettings settings)
-        : core_(core), sockets_(std::move(settings.sockets)), mailbox_(std::make_shared<Mailbox>()),
-          surroundings_{core, mailbox_, statistics_},
+        : core_(core), sockets_(std::move(settings.sockets)),
+          mailbox_(std::make_shared<Mailbox>()), surroundings_{core, mailbox_, statistics_},
           bind_(make_bind(core.state_folder(), core.log())), door_{surroundings_, bind_.get()},
           call_home_(settings.call_home, core.log()) {
         statistics_.started = core.statistics().started;
@@ -100,9 +100,8 @@ class Server : public server::Adapter {
         watched_.clear();
         watched_.push_back({.fd = mailbox_->descriptor(), .events = POLLIN, .revents = 0});
         for (const Held &held : connections_)
-            watched_.push_back({.fd = held.connection->descriptor(),
-                                .events = held.connection->wanted_events(),
-                                .revents = 0});
+            watched_.push_back(
+                {.fd = held.connection->descriptor(), .events = held.connection->wanted_events(), .revents = 0});
         const bool accepting = Clock::now() >= accept_again_;
         if (accepting) {
             for (const server::ListeningSocket &socket : sockets_)

@@ -56,9 +56,14 @@ MessageLimits Session::message_limits() const noexcept {
     return {.depth = surroundings_.core.limits().nesting};
 }
 
+// Half of the backlog is for what comes without being asked for.
+bool Session::has_room() const noexcept {
+    return output().size() < surroundings_.core.limits().output_backlog / 2;
+}
+
 bool Session::wants_input() const noexcept {
     return !ended_ && waiting_.size() < most_waiting && waiting_bytes_ < surroundings_.core.limits().message_size &&
-           output().size() < surroundings_.core.limits().output_backlog / 2;
+           has_room();
 }
 
 std::optional<Session::Clock::time_point> Session::idle_since() const noexcept {
@@ -106,12 +111,12 @@ void Session::fail_stream(const FramingError &error) {
         surroundings_.statistics.count(id_, &Counters::in_bad_rpcs);
         const bool too_big = error.kind() == FramingError::Kind::too_big;
         // The tag malformed-message is new in base:1.1.
-        const ErrorTag tag = too_big                           ? ErrorTag::too_big
+        const ErrorTag tag = too_big                        ? ErrorTag::too_big
                              : framing_ == Framing::chunked ? ErrorTag::malformed_message
-                                                               : ErrorTag::operation_failed;
+                                                            : ErrorTag::operation_failed;
         surroundings_.statistics.count(id_, &Counters::out_rpc_errors);
-        send(reply_without_request(
-            written(RpcError{.tag = tag, .type = too_big ? ErrorType::transport : ErrorType::rpc, .message = error.what()})));
+        send(reply_without_request(written(
+            RpcError{.tag = tag, .type = too_big ? ErrorType::transport : ErrorType::rpc, .message = error.what()})));
     } else {
         ++surroundings_.statistics.in_bad_hellos;
     }
@@ -119,11 +124,9 @@ void Session::fail_stream(const FramingError &error) {
 }
 
 void Session::refuse_client(std::string_view reason) {
-    surroundings_.core.log().write(server::Severity::warning, "session-refused",
-                                   {{"session", id_},
-                                    {"user", principal_.user},
-                                    {"address", peer_.address},
-                                    {"reason", reason}});
+    surroundings_.core.log().write(
+        server::Severity::warning, "session-refused",
+        {{"session", id_}, {"user", principal_.user}, {"address", peer_.address}, {"reason", reason}});
     end(server::SessionEnd::refused);
 }
 
@@ -145,7 +148,7 @@ void Session::end(server::SessionEnd reason) {
 
 // Replies come in the order of the requests: one is under way at a time.
 void Session::next() {
-    while (!ended_ && !current_ && !waiting_.empty()) {
+    while (!ended_ && !current_ && !waiting_.empty() && has_room()) {
         std::string message = std::move(waiting_.front());
         waiting_.pop_front();
         waiting_bytes_ -= message.size();
@@ -160,7 +163,8 @@ void Session::start_request(std::string message) {
         surroundings_.statistics.count(id_, &Counters::in_bad_rpcs);
         surroundings_.statistics.count(id_, &Counters::out_rpc_errors);
         std::vector<RpcError> errors = refusal.errors();
-        if (framing_ == Framing::end_of_message)
+        // The tag is new in base:1.1.
+        if (framing_ == Framing::end_of_message && errors.front().tag == ErrorTag::malformed_message)
             errors.front().tag = ErrorTag::operation_failed;
         send(reply_without_request(written(errors)));
         return;
@@ -176,6 +180,10 @@ void Session::start_request(std::string message) {
         if (refusal.errors().front().type == ErrorType::rpc)
             surroundings_.statistics.count(id_, &Counters::in_bad_rpcs);
         reply_errors(refusal.errors());
+        return;
+    } catch (const std::exception &error) {
+        // Nothing may get out of here: the bytes come through libssh, which is C.
+        reply_errors({error_of(error)});
         return;
     }
     if (!task_->operation) {
@@ -204,6 +212,10 @@ void Session::answer(server::Outcome outcome) {
         content = task_->reply(std::move(std::get<server::Result>(outcome)));
     } catch (const std::exception &error) {
         reply_errors({error_of(error)});
+        return;
+    }
+    if (const std::size_t most = surroundings_.core.limits().output_backlog / 2; content.size() > most) {
+        reply_errors({{.tag = ErrorTag::too_big, .message = fmt::format("a reply of more than {} bytes", most)}});
         return;
     }
     const bool closes = task_->closes;
@@ -269,6 +281,7 @@ void Session::sent(std::size_t bytes) {
         output_ = {};
         sent_ = 0;
     }
+    next();
 }
 
 } // namespace ocamp::netconf

@@ -74,6 +74,7 @@ class Session : public std::enable_shared_from_this<Session> {
     void send(std::string_view message);
     void refuse_client(std::string_view reason);
     MessageLimits message_limits() const noexcept;
+    bool has_room() const noexcept;
 
     Surroundings surroundings_;
     server::Principal principal_;
@@ -83,10 +84,10 @@ class Session : public std::enable_shared_from_this<Session> {
     Framing framing_ = Framing::end_of_message; // of what is sent
     bool greeted_ = false;
     bool ended_ = false;
-    std::deque<std::string> waiting_;    // messages whose turn has not come
+    std::deque<std::string> waiting_; // messages whose turn has not come
     std::size_t waiting_bytes_ = 0;
-    std::optional<Request> current_;     // under way
-    std::optional<Task> task_;           // of it
+    std::optional<Request> current_;                 // under way
+    std::optional<Task> task_;                       // of it
     std::optional<server::ReadFilter> event_filter_; // of the subscription; none: not subscribed
     server::Subscription subscription_;
     std::string output_;

@@ -98,8 +98,8 @@ std::string library_module(const ModuleEntry &module) {
 }
 
 std::string yang_library() {
-    std::string text = fmt::format("<yang-library xmlns=\"{}\"><module-set><name>all</name>",
-                                   module_named("ietf-yang-library")->ns);
+    std::string text =
+        fmt::format("<yang-library xmlns=\"{}\"><module-set><name>all</name>", module_named("ietf-yang-library")->ns);
     for (const ModuleEntry &module : all_modules()) {
         const std::string_view list = module.implemented ? "module" : "import-only-module";
         text += fmt::format("<{0}>{1}</{0}>", list, library_module(module));

@@ -118,8 +118,7 @@ TEST(Chunks, AreRefusedWhenMalformed) {
 }
 
 TEST(Chunks, HoldToTheLimitBeforeTheirContentComes) {
-    EXPECT_EQ("message of more than 100 bytes",
-              complaint(Framing::chunked, "\n#101\n", FramingError::Kind::too_big));
+    EXPECT_EQ("message of more than 100 bytes", complaint(Framing::chunked, "\n#101\n", FramingError::Kind::too_big));
     EXPECT_EQ("message of more than 100 bytes",
               complaint(Framing::chunked, "\n#99\n" + std::string(99, 'x') + "\n#2\n", FramingError::Kind::too_big));
     EXPECT_EQ("message of more than 100 bytes",

@@ -25,7 +25,8 @@ std::string complaint(std::string_view message) {
 }
 
 TEST(Message, HasNamesAttributesAndText) {
-    const std::string text = " \n<?xml version='1.0'?><n:rpc xmlns:n='u' xmlns='v' n:a='1' b='2'>t<c>x&amp;y</c>u</n:rpc>\n";
+    const std::string text =
+        " \n<?xml version='1.0'?><n:rpc xmlns:n='u' xmlns='v' n:a='1' b='2'>t<c>x&amp;y</c>u</n:rpc>\n";
     const Element root = read(text);
     EXPECT_EQ("rpc", root.name);
     EXPECT_EQ("u", root.ns);
@@ -48,11 +49,12 @@ TEST(Message, TagsEndBehindTheirAttributes) {
 }
 
 TEST(Element, IsADocumentWithTheNamespacesThatItHas) {
-    const std::string text =
-        "<rpc xmlns='base' xmlns:a='A' xmlns:ab='AB' xmlns:q='&quot;'><config xmlns:ab='other' xmlns:c='C'><x/></config></rpc>";
+    const std::string text = "<rpc xmlns='base' xmlns:a='A' xmlns:ab='AB' xmlns:q='&quot;'><config xmlns:ab='other' "
+                             "xmlns:c='C'><x/></config></rpc>";
     const Element root = read(text);
     const std::string document = root.children[0].document();
-    EXPECT_EQ("<config xmlns=\"base\" xmlns:a=\"A\" xmlns:q=\"&quot;\" xmlns:ab='other' xmlns:c='C'><x/></config>", document);
+    EXPECT_EQ("<config xmlns=\"base\" xmlns:a=\"A\" xmlns:q=\"&quot;\" xmlns:ab='other' xmlns:c='C'><x/></config>",
+              document);
     EXPECT_EQ("base", read(document).ns);
 }
 

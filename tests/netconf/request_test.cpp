@@ -41,7 +41,8 @@ std::string refusal(const std::string &message) {
 
 TEST(Request, IsAnRpcInItsNamespace) {
     EXPECT_EQ("taken", refusal(rpc("<get/>")));
-    EXPECT_EQ("taken", refusal("<n:rpc xmlns:n='urn:ietf:params:xml:ns:netconf:base:1.0' message-id='1'><n:get/></n:rpc>"));
+    EXPECT_EQ("taken",
+              refusal("<n:rpc xmlns:n='urn:ietf:params:xml:ns:netconf:base:1.0' message-id='1'><n:get/></n:rpc>"));
     EXPECT_EQ("rpc malformed-message", refusal("<rpc message-id='1'><get/></rpc>"));
     EXPECT_EQ("rpc malformed-message", refusal("<hello xmlns='urn:ietf:params:xml:ns:netconf:base:1.0'/>"));
     EXPECT_EQ("rpc malformed-message", refusal("<rpc"));
@@ -143,8 +144,9 @@ std::string hello_refusal(const std::string &message) {
 TEST(Hello, SaysWhichFraming) {
     EXPECT_EQ("marks", hello_refusal(hello("<capabilities><capability> urn:ietf:params:netconf:base:1.0 "
                                            "</capability></capabilities>")));
-    EXPECT_EQ("chunks", hello_refusal(hello("<capabilities><capability>urn:ietf:params:netconf:base:1.0</capability>"
-                                            "<capability>urn:ietf:params:netconf:base:1.1</capability></capabilities>")));
+    EXPECT_EQ("chunks",
+              hello_refusal(hello("<capabilities><capability>urn:ietf:params:netconf:base:1.0</capability>"
+                                  "<capability>urn:ietf:params:netconf:base:1.1</capability></capabilities>")));
 }
 
 TEST(Hello, IsChecked) {
@@ -158,8 +160,8 @@ TEST(Hello, IsChecked) {
 }
 
 TEST(ErrorPath, HasPrefixesBeforeEveryName) {
-    const PrefixedPath path =
-        prefixed("/openconfig-optical-amplifier:optical-amplifier/amplifiers/amplifier[name='0/1:a/b']/config/target-gain");
+    const PrefixedPath path = prefixed(
+        "/openconfig-optical-amplifier:optical-amplifier/amplifiers/amplifier[name='0/1:a/b']/config/target-gain");
     EXPECT_EQ("/oc-opt-amp:optical-amplifier/oc-opt-amp:amplifiers/oc-opt-amp:amplifier[oc-opt-amp:name='0/1:a/b']"
               "/oc-opt-amp:config/oc-opt-amp:target-gain",
               path.text);
@@ -186,10 +188,10 @@ TEST(RpcError, IsWritten) {
 }
 
 TEST(Capabilities, AreThoseOfTheOperations) {
-    EXPECT_THAT(capabilities(), testing::IsSupersetOf(
-                                    {"urn:ietf:params:netconf:base:1.0", "urn:ietf:params:netconf:base:1.1",
-                                     "urn:ietf:params:netconf:capability:candidate:1.0",
-                                     "urn:ietf:params:netconf:capability:confirmed-commit:1.1"}));
+    EXPECT_THAT(capabilities(),
+                testing::IsSupersetOf({"urn:ietf:params:netconf:base:1.0", "urn:ietf:params:netconf:base:1.1",
+                                       "urn:ietf:params:netconf:capability:candidate:1.0",
+                                       "urn:ietf:params:netconf:capability:confirmed-commit:1.1"}));
     EXPECT_THAT(capabilities(), Not(testing::Contains(HasSubstr("startup"))));
     EXPECT_THAT(capabilities(), Not(testing::Contains(HasSubstr(":url:"))));
     EXPECT_THAT(capabilities(),

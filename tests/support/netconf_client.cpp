@@ -20,10 +20,11 @@ constexpr std::string_view base = "urn:ietf:params:xml:ns:netconf:base:1.0";
 } // namespace
 
 NetconfClient::NetconfClient(std::uint16_t port, const std::string &user, const std::string &password)
-    : session_(ssh_new(), [](ssh_session session) {
-          ssh_disconnect(session);
-          ssh_free(session);
-      }),
+    : session_(ssh_new(),
+               [](ssh_session session) {
+                   ssh_disconnect(session);
+                   ssh_free(session);
+               }),
       reader_(longest_message) {
     const unsigned number = port;
     const long limit = 30; // seconds
@@ -73,7 +74,8 @@ void NetconfClient::send(std::string_view message) {
 
 bool NetconfClient::read_some(std::chrono::milliseconds limit) {
     std::array<char, 65536> buffer;
-    const int size = ssh_channel_read_timeout(channel_, buffer.data(), buffer.size(), 0, static_cast<int>(limit.count()));
+    const int size =
+        ssh_channel_read_timeout(channel_, buffer.data(), buffer.size(), 0, static_cast<int>(limit.count()));
     if (size <= 0)
         return false;
     unread_.append(buffer.data(), static_cast<std::size_t>(size));

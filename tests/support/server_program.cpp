@@ -75,7 +75,8 @@ int ServerProgram::end(int signal) {
 
 bool ServerProgram::runs() const noexcept {
     siginfo_t information = {};
-    return process_ > 0 && ::waitid(P_PID, static_cast<id_t>(process_), &information, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+    return process_ > 0 &&
+           ::waitid(P_PID, static_cast<id_t>(process_), &information, WEXITED | WNOHANG | WNOWAIT) == 0 &&
            information.si_pid == 0;
 }
 
