@@ -686,17 +686,21 @@ class CallHome(ClientTest):
 class Yangcli(ClientTest):
     """Another client that others wrote. It wants a terminal."""
 
-    def run_yangcli(self, command):
-        line = "yangcli --server=127.0.0.1 --ncport=%d --user=ada --password='%s' --batch-mode --run-command=\"%s\"" % (
-            self.server.port, PASSWORD, command)
+    def run_yangcli(self, *commands):
+        script = self.folder + "/script.txt"
+        with open(script, "w") as file:
+            file.write("\n".join(commands) + "\n")
+        line = "yangcli --server=127.0.0.1 --ncport=%d --user=ada --password='%s' --batch-mode --run-script=%s" % (
+            self.server.port, PASSWORD, script)
         return subprocess.run(["script", "-qec", line, "/dev/null"], capture_output=True, text=True, timeout=120,
                               stdin=subprocess.DEVNULL, cwd=self.folder, env=dict(os.environ, HOME=self.folder)).stdout
 
     def test_reads_and_edits(self):
-        out = self.run_yangcli("get-config source=running")
-        self.assertIn("optical-amplifier", out)
-        out = self.run_yangcli("discard-changes")
-        self.assertIn("OK", out)
+        path = ("/oc-opt-amp:optical-amplifier/oc-opt-amp:amplifiers/oc-opt-amp:amplifier[oc-opt-amp:name='%s']"
+                "/oc-opt-amp:config/oc-opt-amp:target-gain" % BOOSTER)
+        out = self.run_yangcli("merge %s value=11.5" % path, "commit", "get-config source=running")
+        self.assertIn("target-gain 11.5", out)
+        self.assertEqual(["11.5"], self.running_gain(self.connect()))
 
 
 class Refusals(ClientTest):
