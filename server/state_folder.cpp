@@ -96,6 +96,13 @@ class OpenFile {
     int number_;
 };
 
+// What root makes belongs to the owner of the folder that it lies in: a server that runs as that owner reads it.
+void give_to_owner_of(const fs::path &folder, int made) {
+    struct stat status = {};
+    if (geteuid() == 0 && stat(folder.c_str(), &status) == 0 && fchown(made, status.st_uid, status.st_gid) != 0)
+        fail(folder, "what was made in it cannot be given to its owner");
+}
+
 void sync_folder(const fs::path &folder) {
     const int number = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const bool synced = number >= 0 && fsync(number) == 0;
@@ -115,9 +122,12 @@ fs::path StateFolder::path_of(std::string_view name) const {
 }
 
 void StateFolder::make() const {
-    if (mkdir(folder_.c_str(), folder_mode) == 0)
+    if (mkdir(folder_.c_str(), folder_mode) == 0) {
+        const OpenFile made(folder_, O_RDONLY | O_DIRECTORY);
+        made.check_open();
+        give_to_owner_of(folder_.parent_path(), made.number());
         sync_folder(folder_.parent_path());
-    else if (errno != EEXIST)
+    } else if (errno != EEXIST)
         fail(folder_, "cannot be made");
     struct stat status = {};
     if (lstat(folder_.c_str(), &status) != 0)
@@ -144,6 +154,7 @@ fs::path StateFolder::write_temporary(std::string_view name, std::string_view co
     const OpenFile file(path, O_WRONLY | O_CREAT | O_EXCL);
     file.check_open();
     try {
+        give_to_owner_of(folder_, file.number());
         file.write_all(content);
     } catch (...) {
         unlink(path.c_str());
@@ -188,6 +199,7 @@ StateFolder::Hold::Hold(const StateFolder &folder, std::string_view word, bool w
     const fs::path path = folder.path_of(std::string(word) + ".lock");
     OpenFile file(path, O_RDWR | O_CREAT);
     file.check_open();
+    give_to_owner_of(folder.folder_, file.number());
     while (flock(file.number(), LOCK_EX | (wait ? 0 : LOCK_NB)) != 0) {
         if (errno == EINTR)
             continue;

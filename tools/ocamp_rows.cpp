@@ -385,6 +385,29 @@ void print_deviations() {
     std::puts("}");
 }
 
+void print_errors() {
+    std::puts(R"(# Errors
+
+Made by scripts/mapping.sh from platform/yang/error_tags.def; do not edit.
+
+A refusal is one of the error-tags of [RFC 6241, appendix A](https://www.rfc-editor.org/rfc/rfc6241#appendix-A), and so in
+NETCONF; gNMI answers with the status beside it.
+
+| error-tag | gNMI status | code |
+|---|---|---:|)");
+#define OCAMP_ERROR_TAG(tag, word, status, number) std::printf("| `%s` | `%s` | %d |\n", word, #status, number);
+#include "yang/error_tags.def"
+    std::puts(R"(
+What the plug-in or the platform under it refuses by a code, and the error-tag that it becomes; every other code is
+`operation-failed`. The code itself stands in the message.
+
+| code | error-tag | when |
+|---|---|---|)");
+#define OCAMP_ERROR_TAG(tag, word, status, number) [[maybe_unused]] constexpr const char *tag = word;
+#define OCAMP_ERROR_CODE(code, tag, meaning) std::printf("| `%s` | `%s` | %s |\n", #code, tag, meaning);
+#include "yang/error_tags.def"
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -397,8 +420,10 @@ int main(int argc, char **argv) {
         print_mapping();
     else if (what == "deviations")
         print_deviations();
+    else if (what == "errors")
+        print_errors();
     else {
-        std::fputs("usage: ocamp-rows exports|leaves|mapping|deviations\n", stderr);
+        std::fputs("usage: ocamp-rows exports|leaves|mapping|deviations|errors\n", stderr);
         return 2;
     }
     return 0;

@@ -112,7 +112,8 @@ void change_password(const UserOptions &options) {
 
 void list_users(const UserOptions &options) {
     const Node checked(options.node, Node::Access::read);
-    for (const User &user : Users::read(StateFolder(options.node)).all())
+    const Users users = Users::read(StateFolder(options.node));
+    for (const User &user : users.all())
         print("{} {}{}{}\n", user.name, server::word_of(user.role), user.password_hash.empty() ? "" : " password",
               user.keys.empty() ? "" : fmt::format(" keys:{}", user.keys.size()));
     finish_output("", "");

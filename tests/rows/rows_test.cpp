@@ -75,6 +75,7 @@ TEST(Rows, MappingReferenceIsCurrent) {
 
 TEST(Rows, DeviationsModuleIsCurrent) {
     EXPECT_SAME_TEXT(file("yang/openconfig-optical-amplifier-deviations.yang"), rows("deviations"));
+    EXPECT_SAME_TEXT(file("docs/errors.md"), rows("errors"));
 }
 
 TEST(Rows, NameEveryLeafOfTheModelAndNoOther) {
