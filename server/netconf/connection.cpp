@@ -88,10 +88,8 @@ Connection::~Connection() {
 }
 
 short Connection::wanted_events() const noexcept {
-    short events = 0;
     // While an attempt waits for its answer, the client's next one does, too.
-    if (attempt_ == nullptr && (netconf_ == nullptr || netconf_->ended() || netconf_->wants_input()))
-        events |= POLLIN;
+    short events = attempt_ == nullptr ? POLLIN : 0;
     if ((ssh_get_status(session_.get()) & SSH_WRITE_PENDING) != 0)
         events |= POLLOUT;
     return events;
@@ -106,9 +104,9 @@ void Connection::run(bool ready, Clock::time_point now) {
     }
     if (!keys_exchanged_)
         exchange_keys();
-    if (keys_exchanged_ && attempt_ == nullptr)
+    if (keys_exchanged_ && attempt_ == nullptr && (ready || netconf_ == nullptr))
         take_messages();
-    pump();
+    pump(ready);
     check_times(now);
     if (!finished_ && ssh_is_connected(session_.get()) == 0)
         finished_ = true;
@@ -252,15 +250,8 @@ void Connection::start_session(ssh_message message) {
     }
     ssh_callbacks_init(&callbacks_);
     callbacks_.userdata = this;
-    callbacks_.channel_data_function = [](ssh_session, ssh_channel, void *data, std::uint32_t size, int is_error,
-                                          void *self) {
-        Connection &connection = *static_cast<Connection *>(self);
-        if (is_error == 0 && connection.netconf_ != nullptr)
-            connection.netconf_->receive({static_cast<const char *>(data), size});
-        return static_cast<int>(size);
-    };
     callbacks_.channel_eof_function = [](ssh_session, ssh_channel, void *self) {
-        static_cast<Connection *>(self)->channel_closed_ = true;
+        static_cast<Connection *>(self)->input_ended_ = true;
     };
     callbacks_.channel_close_function = [](ssh_session, ssh_channel, void *self) {
         static_cast<Connection *>(self)->channel_closed_ = true;
@@ -269,30 +260,69 @@ void Connection::start_session(ssh_message message) {
     ssh_message_channel_request_reply_success(message);
 }
 
-// Hands the session's output to libssh, as much as the client takes.
-void Connection::pump() {
+// Brings bytes to the session and from it, as much as both sides take. What the session does not take stays in the
+// channel, whose window keeps the client from sending more than a little.
+void Connection::pump(bool ready) {
     if (finished_ || netconf_ == nullptr)
         return;
-    if (channel_closed_)
+    // libssh takes in what has come whenever it is asked for anything: poll() does not tell of that any more, so that
+    // nothing may be left that can go on.
+    bool goes_on = ready || held_back_ || !netconf_->output().empty();
+    while (goes_on && !finished_) {
+        const bool written = write_channel();
+        // While keys are exchanged anew nothing can be written; that is no reason to try again at once.
+        const bool could = can_write();
+        const bool read = read_channel();
+        goes_on = written || read || (can_write() && !could);
+    }
+    if (finished_)
+        return;
+    const bool all_said = input_ended_ && !held_back_ && netconf_->is_quiet() && netconf_->output().empty();
+    if (channel_closed_ || all_said)
         netconf_->end(server::SessionEnd::dropped);
-    while (!netconf_->output().empty() && (ssh_get_status(session_.get()) & SSH_WRITE_PENDING) == 0) {
-        const std::string_view part = netconf_->output().substr(0, write_size);
-        const int written = ssh_channel_write(channel_, part.data(), static_cast<std::uint32_t>(part.size()));
-        if (written == SSH_ERROR) {
-            finished_ = true;
-            return;
-        }
-        if (written <= 0)
-            break;
-        netconf_->sent(static_cast<std::size_t>(written));
-    }
-    if (netconf_->ended() && !close_by_) {
+    if (!netconf_->ended())
+        return;
+    if (!close_by_)
         close_by_ = Clock::now() + last_words;
-    }
-    if (netconf_->ended() && netconf_->output().empty() && ssh_channel_is_open(channel_) != 0) {
+    if (netconf_->output().empty() && ssh_channel_is_open(channel_) != 0) {
         ssh_channel_send_eof(channel_);
         ssh_channel_close(channel_);
     }
+}
+
+// Both: whether anything has been moved.
+bool Connection::read_channel() {
+    bool moved = false;
+    std::array<char, 16384> bytes;
+    while (!(held_back_ = !netconf_->wants_input())) {
+        const int size = ssh_channel_read_nonblocking(channel_, bytes.data(), bytes.size(), 0);
+        if (size <= 0)
+            break;
+        moved = true;
+        netconf_->receive({bytes.data(), static_cast<std::size_t>(size)});
+    }
+    return moved;
+}
+
+bool Connection::write_channel() {
+    bool moved = false;
+    while (can_write()) {
+        const std::string_view part = netconf_->output().substr(0, write_size);
+        const int written = ssh_channel_write(channel_, part.data(), static_cast<std::uint32_t>(part.size()));
+        if (written == SSH_ERROR)
+            finished_ = true;
+        if (written <= 0)
+            break;
+        moved = true;
+        netconf_->sent(static_cast<std::size_t>(written));
+    }
+    return moved;
+}
+
+// Whether there is something to write, and both the client's window and the socket have room for it.
+bool Connection::can_write() const noexcept {
+    return !finished_ && !netconf_->output().empty() && ssh_channel_window_size(channel_) > 0 &&
+           (ssh_get_status(session_.get()) & SSH_WRITE_PENDING) == 0;
 }
 
 void Connection::check_times(Clock::time_point now) {

@@ -66,7 +66,10 @@ class Connection : public std::enable_shared_from_this<Connection> {
     void answer_log_in(const server::LogInAnswer &answer);
     void refuse_log_in(ssh_message message);
     void let_in(const server::Principal &principal, ssh_message message);
-    void pump();
+    void pump(bool ready);
+    bool read_channel();
+    bool write_channel();
+    bool can_write() const noexcept;
     void check_times(Clock::time_point now);
     void drop(std::string_view reason);
 
@@ -85,6 +88,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
     ssh_channel channel_ = nullptr; // the session's
     ssh_channel_callbacks_struct callbacks_ = {};
     std::shared_ptr<Session> netconf_;
+    bool held_back_ = false;   // bytes of the client's may be in the channel that the session has not taken
+    bool input_ended_ = false; // the client says nothing more, and may wait for answers
     bool channel_closed_ = false;
     std::optional<Clock::time_point> close_by_;
     bool finished_ = false;

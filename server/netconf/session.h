@@ -42,6 +42,9 @@ class Session : public std::enable_shared_from_this<Session> {
     /// False while so much waits that the client's bytes had better wait, too.
     bool wants_input() const noexcept;
 
+    /// True when nothing that the client has asked for is left to do.
+    bool is_quiet() const noexcept { return !current_ && waiting_.empty(); }
+
     /// What is to be sent, from its beginning. Empty for nothing.
     std::string_view output() const noexcept { return std::string_view(output_).substr(sent_); }
     /// That many bytes of it have been sent.

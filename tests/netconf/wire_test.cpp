@@ -337,6 +337,17 @@ TEST_F(Wire, ClientsThatReadNothingHoldBoundedMemory) {
     }
 }
 
+TEST_F(Wire, ClientsThatHaveSaidAllGetEveryAnswer) {
+    const auto client = connect();
+    constexpr int requests = 100;
+    for (int i = 0; i < requests; ++i)
+        client->send(fmt::format("<rpc xmlns=\"{}\" message-id=\"{}\">{}</rpc>", base, i, read_gain()));
+    client->end_input();
+    for (int i = 0; i < requests; ++i)
+        ASSERT_THAT(client->receive().value_or("none"), HasSubstr(fmt::format("message-id=\"{}\"", i)));
+    EXPECT_TRUE(client->is_left_within(5s));
+}
+
 TEST_F(Wire, LocksOfClientsThatVanishAreLifted) {
     const auto other = connect();
     for (int i = 0; i < 5; ++i) {

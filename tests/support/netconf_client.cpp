@@ -116,6 +116,10 @@ bool NetconfClient::is_left_within(std::chrono::milliseconds limit) {
     return false;
 }
 
+void NetconfClient::end_input() {
+    ssh_channel_send_eof(channel_);
+}
+
 void NetconfClient::vanish() {
     ::shutdown(ssh_get_fd(session_.get()), SHUT_RDWR);
 }

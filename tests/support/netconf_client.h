@@ -45,6 +45,8 @@ class NetconfClient {
     std::string ask(std::string_view operation);
     /// True when the server leaves within the time; what it says before is dropped.
     bool is_left_within(std::chrono::milliseconds limit);
+    /// Tells the server that nothing more will be sent.
+    void end_input();
     /// Ends the connection without a word.
     void vanish();
 
