@@ -3,8 +3,8 @@
 
 usage: report.py FIGURES DOCS
 
-FIGURES holds plugin.json and node.json (Google Benchmark), command.json, peers.json, memory.json (GoogleTest) and
-instructions.txt. scripts/bench.sh makes all of them.
+FIGURES holds plugin.json and node.json (Google Benchmark), command.json, netconf.json, peers.json, memory.json
+(GoogleTest) and instructions.txt. scripts/bench.sh makes all of them.
 """
 import collections
 import json
@@ -197,6 +197,17 @@ def write_command(command):
             f"and printing the same answer with the same module {both['yanglint']:.1f} ms.\n")
 
 
+def write_netconf(netconf):
+    rows = [(run["sessions"], run["requests_per_second"], f"{run['median_ms']:.2f}", f"{run['p99_ms']:.2f}")
+            for run in netconf["netconf"]]
+    idle = netconf["idle"]
+    return ("## NETCONF\n\nReads of the configuration of one amplifier over SSH, each session asking again as soon as "
+            "it has its answer; client and server share the machine.\n\n"
+            + table(("sessions", "requests/s", "median, ms", "99th percentile, ms"), rows)
+            + f"\n{idle['sessions']} sessions that ask nothing took {idle['processor_ms']} ms of processor time in "
+            f"{idle['seconds']} s, and {idle['kib_per_session']} KiB of memory each.\n")
+
+
 def output_of(*command):
     return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout.strip()
 
@@ -216,13 +227,13 @@ def conditions():
 def main():
     figures, docs = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
     plugin, node = Plugin(figures / "plugin.json"), runs_of(figures / "node.json")
-    command, peers, memory = (json.loads((figures / f"{name}.json").read_text())
-                              for name in ("command", "peers", "memory"))
+    command, netconf, peers, memory = (json.loads((figures / f"{name}.json").read_text())
+                                       for name in ("command", "netconf", "peers", "memory"))
     parts = ["# Performance\n\nMade by `scripts/bench.sh`; do not edit. Times are those of the fastest of several runs, "
              "on both sides of each ratio: a virtual machine makes runs slower at its whim, and none faster.\n\n"
              + conditions() + "\n",
              write_ratios(plugin, node, command, peers), write_peers(peers, docs), write_growth(plugin, docs),
-             write_node(node, docs), write_command(command), write_plugin(plugin),
+             write_node(node, docs), write_command(command), write_netconf(netconf), write_plugin(plugin),
              write_memory(memory, (figures / "instructions.txt").read_text())]
     (docs / "performance.md").write_text("\n".join(parts))
     print(parts[1])

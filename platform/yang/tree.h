@@ -24,6 +24,8 @@ class YangTree {
     /// A complete instance document, valid against the modules of the context, which outlives the tree. Throws
     /// YangError.
     static YangTree parse(const ly_ctx &context, std::string_view document, LYD_FORMAT format);
+    /// A notification of a module of the context, as XML. Throws YangError.
+    static YangTree parse_notification(const ly_ctx &context, std::string_view document);
 
     /// True when there are no nodes.
     bool empty() const noexcept { return first_ == nullptr; }
