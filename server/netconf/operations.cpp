@@ -2,6 +2,7 @@
 #include "server/netconf/operations.h"
 
 #include "node/filter.h"
+#include "seam/text.h"
 #include "server/netconf/models.h"
 #include "server/netconf/state_data.h"
 #include "yang/client_document.h"

@@ -1,6 +1,7 @@
 // How requests and hellos are read. Knows neither sessions nor what operations do.
 #include "server/netconf/request.h"
 
+#include "seam/text.h"
 #include "server/netconf/models.h"
 #include "yang/client_document.h"
 #include "yang/error.h"

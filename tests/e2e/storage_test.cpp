@@ -4,7 +4,6 @@
 #include <chrono>
 #include <future>
 #include <memory>
-#include <optional>
 #include <thread>
 
 #include <fcntl.h>
@@ -181,7 +180,7 @@ TEST_F(Storage, WritersWaitForThoseInTheQueue) {
         {{"sysdb", "put", "--node", node(), "/oper/ots/if/", "Ots0_9_0_0/ots_info"}, "record"},
         {{"sysdb", "rm", "--node", node(), "/oper/ots/if/", "Ots0_1_0_0/ots_info"}, "edit"}};
     for (const auto &[words, input] : writers) {
-        std::optional<HeldQueue> held(queue);
+        auto held = std::make_unique<HeldQueue>(queue);
         const std::string before = data();
         const int writer = start_ocamp(words, folder() / input, folder() / "out");
         int status = -1;
