@@ -32,8 +32,12 @@ std::string reply_ok(const server::Result &) {
     return ok;
 }
 
-Task to_core(server::Operation operation) {
-    return {.operation = std::move(operation), .reply = reply_ok};
+template <class Operation>
+Task to_core(Operation operation) {
+    Task task{.reply = reply_ok};
+    // In its place: GCC 12 takes the other alternatives of a variant on its way for uninitialised.
+    task.operation.emplace(std::move(operation));
+    return task;
 }
 
 // Text of a parameter; empty when it is not given.

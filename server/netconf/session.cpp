@@ -31,7 +31,7 @@ Session::Session(const Surroundings &surroundings, const server::Principal &prin
 
 std::shared_ptr<Session> Session::start(const Surroundings &surroundings, const server::Principal &principal,
                                         const server::Peer &peer) {
-    const std::shared_ptr<Session> session(new Session(surroundings, principal, peer));
+    std::shared_ptr<Session> session(new Session(surroundings, principal, peer));
     const std::weak_ptr<Session> weak = session;
     session->id_ = surroundings.core.open_session(
         principal, peer, [weak, mailbox = surroundings.mailbox](server::SessionEnd reason, server::SessionId) {
