@@ -6,7 +6,7 @@ source "$(dirname "$0")/lib.sh"
 scripts/setup.sh
 run cmake --preset release >/dev/null
 run cmake --build --preset release --target ocamp-rows
-build/bin/ocamp-rows exports >oc-amplifier/exports.txt
-build/bin/ocamp-rows mapping >docs/mapping.md
-build/bin/ocamp-rows deviations >yang/openconfig-optical-amplifier-deviations.yang
-build/bin/ocamp-rows errors >docs/errors.md
+run build/bin/ocamp-rows exports >oc-amplifier/exports.txt
+run build/bin/ocamp-rows mapping >docs/mapping.md
+run build/bin/ocamp-rows deviations >yang/openconfig-optical-amplifier-deviations.yang
+run build/bin/ocamp-rows errors >docs/errors.md

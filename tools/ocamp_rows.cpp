@@ -15,7 +15,7 @@ using namespace ymap;
 
 // ---- Exported names ------------------------------------------------------------------------------------------------
 
-#define NAME_OF(kind, name, row) NATIVE_TEXT(name),
+#define NAME_OF(kind, name, row) YMAP_TEXT(name),
 
 std::vector<std::string_view> exported_names() {
     std::vector<std::string_view> names = {
@@ -155,41 +155,16 @@ struct Module {
 
 // clang-format off
 const std::vector<Module> native_modules = {
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_controller_optics_cfg.def"
-}},
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_ifmgr_cfg.def"
-}},
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_controller_orvo8_ots_oper.def"
-}},
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_controller_optics_oper.def"
-}},
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_pmengine_oper.def"
-}},
+#define NATIVE_ROWS "korvex_controller_optics_cfg.def"
+#include "ocamp_rows_of_module.h"
+#define NATIVE_ROWS "korvex_ifmgr_cfg.def"
+#include "ocamp_rows_of_module.h"
+#define NATIVE_ROWS "korvex_controller_orvo8_ots_oper.def"
+#include "ocamp_rows_of_module.h"
+#define NATIVE_ROWS "korvex_controller_optics_oper.def"
+#include "ocamp_rows_of_module.h"
+#define NATIVE_ROWS "korvex_pmengine_oper.def"
+#include "ocamp_rows_of_module.h"
 };
 // clang-format on
 
@@ -239,6 +214,13 @@ std::vector<Leaf> openconfig_leaves() {
     return leaves;
 }
 
+/// Whether the native leaf's converter is one that answers the OpenConfig leaf by hand.
+bool is_answered_by_hand(const Leaf &leaf, const NativeLeafRow &native) {
+    const auto &by_hand = leaf.request.answered_by;
+    return !native.converter.empty() &&
+           std::find(std::begin(by_hand), std::end(by_hand), native.converter) != std::end(by_hand);
+}
+
 /// The native leaves behind an OpenConfig leaf, with the converters of the way back. Each text once.
 struct Mapping {
     std::vector<std::string> native_leaves, to_high, units;
@@ -264,9 +246,7 @@ Mapping mapping_of(const Leaf &leaf, const std::vector<NativeLeafRow> &natives) 
         Mapping::add(mapping.native_leaves, asked);
     Mapping::add(mapping.units, leaf.request.unit);
     for (const NativeLeafRow &native : natives) {
-        const auto &by_hand = leaf.request.answered_by;
-        bool answers = !native.converter.empty() &&
-                       std::find(std::begin(by_hand), std::end(by_hand), native.converter) != std::end(by_hand);
+        bool answers = is_answered_by_hand(leaf, native);
         for (const Answer &answer : {native.answers.first, native.answers.second}) {
             if (text(answer.openconfig) != leaf.path)
                 continue;
@@ -340,6 +320,33 @@ void print_mapping() {
                     cell(shown_leaves, true).c_str(), cell(shown_modules, false).c_str(),
                     leaf.to_low.empty() ? "" : cell({std::string(leaf.to_low)}, true).c_str(),
                     cell(mapping.to_high, true).c_str(), cell(mapping.units, false).c_str());
+    }
+}
+
+void print_answer(const Leaf &leaf, const NativeLeafRow &native, std::string_view unit, std::string_view rule,
+                  std::string_view getter) {
+    std::printf("    {\"%s\", \"%s\", \"%.*s\", \"%.*s\", \"%.*s\", \"%.*s\", \"%.*s\"},\n", leaf.path.c_str(),
+                native.path.c_str(), static_cast<int>(native.module.size()), native.module.data(),
+                static_cast<int>(native.converter.size()), native.converter.data(), static_cast<int>(unit.size()),
+                unit.data(), static_cast<int>(rule.size()), rule.data(), static_cast<int>(getter.size()),
+                getter.data());
+}
+
+/// Who answers each OpenConfig leaf, as the elements of an array of ocamp::MappingRow.
+void print_table() {
+    for (const Leaf &leaf : openconfig_leaves()) {
+        for (const NativeLeafRow &native : native_leaves()) {
+            if (is_answered_by_hand(leaf, native))
+                print_answer(leaf, native, "", leaf.request.unit, "");
+            for (const Answer &answer : {native.answers.first, native.answers.second}) {
+                if (text(answer.openconfig) != leaf.path)
+                    continue;
+                // Where there is no scale, the row's unit says what becomes of the text.
+                const bool has_unit = answer.scale != nullptr;
+                print_answer(leaf, native, has_unit ? answer.unit : "", has_unit ? answer.scale : text(answer.unit),
+                             text(answer.getter));
+            }
+        }
     }
 }
 
@@ -420,10 +427,12 @@ int main(int argc, char **argv) {
         print_mapping();
     else if (what == "deviations")
         print_deviations();
+    else if (what == "table")
+        print_table();
     else if (what == "errors")
         print_errors();
     else {
-        std::fputs("usage: ocamp-rows exports|leaves|mapping|deviations|errors\n", stderr);
+        std::fputs("usage: ocamp-rows exports|leaves|mapping|deviations|table|errors\n", stderr);
         return 2;
     }
     return 0;

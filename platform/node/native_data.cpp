@@ -89,7 +89,7 @@ class Selection {
     }
 
     bool handed_over(const lyd_node &node) const {
-        return (node.flags & LYD_DEFAULT) == 0 && (!configuration_only_ || is_configuration(*node.schema));
+        return !is_implicit(node) && (!configuration_only_ || is_configuration(*node.schema));
     }
 
     // None for a list entry that the request does not select. `requests` are those for the nodes of this name.

@@ -187,21 +187,4 @@ void apply_native_edit(const Schema &schema, const std::vector<OutputNode> &edit
         editor.apply(root, nullptr, nullptr);
 }
 
-std::vector<std::string> changes(const YangTree &before, const YangTree &after) {
-    std::vector<std::string> lines;
-    for (const LeafChange &change : leaf_changes(before, after)) {
-        if (!change.leaf)
-            continue;
-        // Each stands on one line, whatever is in it.
-        const std::string path = escaped(change.path);
-        if (change.is_gone())
-            lines.push_back(fmt::format("- {} {}", path, escaped(*change.before)));
-        else if (change.is_new())
-            lines.push_back(fmt::format("+ {} {}", path, escaped(*change.after)));
-        else
-            lines.push_back(fmt::format("~ {} {} -> {}", path, escaped(*change.before), escaped(*change.after)));
-    }
-    return lines;
-}
-
 } // namespace ocamp

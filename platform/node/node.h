@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ocamp {
 
@@ -29,7 +30,10 @@ class Node {
     /// Makes a node in `folder`, which may exist but must hold no node, from an example: the documents in native/ and
     /// the records in sysdb/. Nothing is left behind when it fails, and what earlier runs that were killed left in the
     /// folder is taken away. Throws NodeError, std::system_error and SqliteError.
-    static void init(const std::filesystem::path &folder, const std::filesystem::path &example);
+    /// Gives the files of the example that were passed over: notes for readers (README), backups of editors, hidden
+    /// files.
+    static std::vector<std::filesystem::path> init(const std::filesystem::path &folder,
+                                                   const std::filesystem::path &example);
 
     /// Where writers of the node in `folder` queue.
     static std::filesystem::path queue_file(const std::filesystem::path &folder);

@@ -5,9 +5,11 @@
 #include "log/log.h"
 #include "node/configuration_lock.h"
 #include "node/editor.h"
+#include "node/history.h"
 #include "node/node.h"
 #include "node/plugin.h"
 #include "node/reader.h"
+#include "node/why.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -31,11 +33,17 @@ class Service {
     /// Throws PluginError, LogError, and what Node's constructor throws.
     explicit Service(const ServiceSettings &settings);
 
-    /// As Reader::read.
+    /// As Reader::read. `report` may be NULL: nothing is told then.
     ReadResult read(std::uint32_t kind, const Filter &filter, ReadReport *report = nullptr);
+    /// Why the leaves under a path, or of the whole model, have the values that a read gives, or none. What a read
+    /// would be refused or fail for is part of the answer, unless the node itself cannot be read.
+    WhyReport why(std::uint32_t kind, const Filter &filter);
+    /// As history_of, of this node.
+    std::vector<LeafHistory> history(const Filter &filter);
     /// Carries the edit out in one transaction; when it returns, the change is on the disk. After a RequestError
-    /// nothing has changed.
-    void edit(const EditRequest &request);
+    /// nothing has changed. `tell` is called before anything is stored: what it makes ready to be told needs no memory
+    /// once the edit is made.
+    void edit(const EditRequest &request, const std::function<void(const EditOutcome &outcome)> &tell = nullptr);
     /// What one state of the node is looked at and tried on with.
     struct View {
         const NativeData &data;
@@ -56,7 +64,7 @@ class Service {
     void unlock_configuration() noexcept { lock_.reset(); }
 
     /// As edit, but changes nothing. Tells in `report` how far it came before a RequestError.
-    void try_edit(const EditRequest &request, EditReport &report);
+    EditOutcome try_edit(const EditRequest &request, EditReport &report);
 
   private:
     LogSession logs_;

@@ -2,6 +2,7 @@
 // the form of its names.
 #include "sysdb/bag_json.h"
 
+#include "seam/text.h"
 #include "sysdb/system_database.h"
 
 #include <arpa/inet.h>
@@ -88,9 +89,7 @@ Json parse(std::string_view text) {
     try {
         return Json::parse(text, std::ref(check));
     } catch (const Json::exception &error) {
-        // The library's own text begins with its error number in brackets.
-        const std::string_view reason = error.what();
-        throw BagJsonError(fmt::format("$: not JSON: {}", reason.substr(reason.find("] ") + 2)));
+        throw BagJsonError(fmt::format("$: not JSON: {}", without_error_number(error.what())));
     }
 }
 
@@ -326,6 +325,13 @@ std::vector<SysdbItem> sysdb_items_from_json(std::string_view text) {
 
 std::string bag_to_json(const BagRecord &record) {
     return record_to_json(record).dump(2) + '\n';
+}
+
+std::string sysdb_items_to_json(const std::vector<SysdbItem> &items) {
+    Json array = Json::array();
+    for (const SysdbItem &item : items)
+        array.push_back({{"bind_point", item.bind_point}, {"item", item.item}, {"bag", record_to_json(item.bag)}});
+    return array.dump(2) + '\n';
 }
 
 } // namespace ocamp

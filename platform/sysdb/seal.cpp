@@ -1,6 +1,7 @@
 // How tables are sealed and checked. Knows no table but the seal.
 #include "sysdb/seal.h"
 
+#include "log/stages.h"
 #include "sysdb/crc32.h"
 
 #include <fmt/format.h>
@@ -32,6 +33,7 @@ void run_all(Database &database, std::span<const std::string> statements) {
 }
 
 void check_schema(Database &database, std::span<const std::string> statements) {
+    const StageMark stage(Stage::database);
     Statement query = database.prepare("SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL ORDER BY rowid");
     for (const std::string &statement : statements) {
         if (!statement.starts_with("CREATE "))

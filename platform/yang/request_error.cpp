@@ -34,15 +34,15 @@ static_assert(are_in_order());
 constexpr std::size_t longest_path = 400;
 constexpr std::size_t longest_reason = 800;
 
-std::string text_of(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason) {
+} // namespace
+
+std::string refusal_text(ErrorTag tag, std::string_view path, std::string_view reason, cerrno code) {
     std::string text = fmt::format("{}: {} [{}]", path.empty() ? "/" : shortened(path, longest_path),
                                    shortened(reason, longest_reason), word_of(tag));
     if (code != CERR_SUCCESS)
         text += fmt::format(" (0x{:08x})", code);
     return text;
 }
-
-} // namespace
 
 std::string_view word_of(ErrorTag tag) noexcept {
     return tag_words[static_cast<std::size_t>(tag)];
@@ -60,7 +60,8 @@ ErrorTag tag_of(cerrno code) noexcept {
 }
 
 RequestError::RequestError(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason)
-    : std::runtime_error(text_of(tag, code, path, reason)), tag_(tag), code_(code), path_(path), reason_(reason) {}
+    : std::runtime_error(refusal_text(tag, path, reason, code)), tag_(tag), code_(code), path_(path),
+      reason_(shortened(reason, longest_reason)) {}
 
 RequestError::RequestError(ErrorTag tag, const std::string &path, const std::string &reason)
     : RequestError(tag, CERR_SUCCESS, path, reason) {}

@@ -92,6 +92,19 @@ YangTree YangTree::parse(const ly_ctx &context, std::string_view document, LYD_F
     return tree;
 }
 
+YangTree YangTree::parse_notification(const ly_ctx &context, std::string_view document) {
+    const std::string terminated(document);
+    ly_in *in = nullptr;
+    check(ly_in_new_memory(terminated.c_str(), &in), &context);
+    const std::unique_ptr<ly_in, void (*)(ly_in *)> owned(in, [](ly_in *input) { ly_in_free(input, 0); });
+    YangTree tree;
+    check(tree.call_with_first([&](lyd_node **first) {
+        return lyd_parse_op(&context, nullptr, in, LYD_XML, LYD_TYPE_NOTIF_YANG, first, nullptr);
+    }),
+          &context);
+    return tree;
+}
+
 void YangTree::validate(const ly_ctx &context) {
     const StageMark stage(Stage::check);
     check(call_with_first(
@@ -151,6 +164,12 @@ void YangTree::add(YangTree roots) {
     check(call_with_first([&](lyd_node **first) { return lyd_insert_sibling(*first, roots.first(), first); }),
           LYD_CTX(roots.first()));
     static_cast<void>(roots.first_.release());
+}
+
+void YangTree::merge(const YangTree &other) {
+    if (!other.empty())
+        check(call_with_first([&](lyd_node **first) { return lyd_merge_siblings(first, other.first(), 0); }),
+              LYD_CTX(other.first()));
 }
 
 void YangTree::remove(lyd_node *node) noexcept {

@@ -20,6 +20,7 @@
 #include <sstream>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -270,7 +271,7 @@ TEST_F(SystemDatabaseFile, AForeignOrNewerFileIsRefusedWithWhatWasFound) {
     EXPECT_EQ(refusal_of(file_, {0x12345678, 6}), file_ + ": a database of version 7, expected version 6");
     EXPECT_EQ(refusal_of(file_, {1, 7}), file_ + ": a database with application id 0x12345678, expected 0x00000001");
     const std::string other = (folder() / "other").string();
-    for (const std::size_t size : {0, 99, 4096}) {
+    for (const std::size_t size : {0U, 99U, 4096U}) {
         std::ofstream(other) << std::string(size, 'x');
         EXPECT_EQ(refusal_of(other, test_mark), other + ": no SQLite database") << size;
         EXPECT_EQ(std::filesystem::file_size(other), size);
@@ -406,6 +407,34 @@ TEST_F(SystemDatabaseFile, ACommitThatFailsInItsLastStepSaysThatTheChangeIsMade)
     }
     folders_cannot_be_synced = false;
     EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).list(ots_bind_point), Names{"a"});
+}
+
+using OpenFile = int (*)(const char *, int, int);
+OpenFile real_open = nullptr;
+
+// As on a disk without room for another file.
+int open_but_make_nothing(const char *path, int flags, int mode) {
+    if ((flags & O_CREAT) == 0 && (flags & O_TMPFILE) != O_TMPFILE)
+        return real_open(path, flags, mode);
+    errno = ENOSPC;
+    return -1;
+}
+
+TEST_F(SystemDatabaseFile, AJournalThatCannotBeMadeIsToldWithTheReason) {
+    SystemDatabase(file_, Database::Mode::create);
+    sqlite3_vfs *system = sqlite3_vfs_find(nullptr);
+    Database connection(file_, Database::Mode::read_write);
+    real_open = reinterpret_cast<OpenFile>(system->xGetSystemCall(system, "open"));
+    ASSERT_EQ(system->xSetSystemCall(system, "open", reinterpret_cast<sqlite3_syscall_ptr>(open_but_make_nothing)),
+              SQLITE_OK);
+    try {
+        const ocamp::Transaction transaction(connection);
+        ocamp::SystemDatabase(connection).put(ots_bind_point, "a", Bytes{1});
+        ADD_FAILURE() << "written";
+    } catch (const ocamp::SqliteError &error) {
+        EXPECT_EQ(error.what(), file_ + ": write: unable to open database file: No space left on device");
+    }
+    system->xSetSystemCall(system, "open", reinterpret_cast<sqlite3_syscall_ptr>(real_open));
 }
 
 TEST_F(SystemDatabaseFile, ATableThatIsNotAsMadeIsNamed) {

@@ -114,6 +114,14 @@ TEST(Rows, EveryServedLeafIsAnsweredFromANativeLeaf) {
     }
 }
 
+TEST(Rows, TableOfThePlatformHasEveryServedLeafAndNoOther) {
+    const std::string table = rows("table");
+    for (const std::string &path : leaves_of_rows({"served"}))
+        EXPECT_NE(table.find("{\"" + path + "\", \"/"), std::string::npos) << path;
+    for (const std::string &path : leaves_of_rows({"unsupported"}))
+        EXPECT_EQ(table.find("{\"" + path + "\", "), std::string::npos) << path;
+}
+
 TEST(Rows, WrongUseIsRefused) {
     EXPECT_EQ(support::run({.words = {ROWS_PROGRAM, "nonsense"}}).status, 2);
 }
