@@ -327,6 +327,48 @@ TEST_F(Manners, ErrorsAreJsonWithJson) {
                          "tells more\",\"tag\":null,\"code\":null,\"status\":2}}\n");
 }
 
+TEST_F(Manners, WrongPathIsTheSameRefusalAsTextAndAsJson) {
+    const struct {
+        std::vector<std::string> command, arguments;
+        const char *path, *reason, *tag;
+    } rows[] = {
+        {{"get"},
+         {"/x"},
+         "/x",
+         "at character 2: no node 'x' at the top, expected one of: optical-amplifier",
+         "unknown-element"},
+        {{"get"}, {"/x:y"}, "/x:y", "at character 2: no module 'x'", "unknown-namespace"},
+        {{"set"}, {"/", "1"}, "/", "leads to the whole model, expected a leaf", "invalid-value"},
+        {{"rm"},
+         {BOOSTER "/name"},
+         BOOSTER "/name",
+         "leads to the key of an entry, expected another leaf",
+         "invalid-value"},
+        {{"native", "set"},
+         {"/ots-oper/ots-ports/ots-port/ots-info/ampli-gain", "1"},
+         "/ots-oper/ots-ports/ots-port/ots-info/ampli-gain",
+         "names no entry of 'ots-port', expected its key 'name'",
+         "missing-element"},
+        {{"native", "set"},
+         {"/ots-oper", "1"},
+         "/ots-oper",
+         "leads to more than one leaf, expected a leaf that is no key",
+         "invalid-value"},
+        {{"native", "rm"}, {"/"}, "/", "leads to all data, expected what can be taken away by itself", "invalid-value"},
+    };
+    for (const auto &row : rows) {
+        const std::string path = row.path, reason = row.reason, tag = row.tag;
+        EXPECT_EQ(ocamp(row.command, row.arguments).err, "ocamp: " + path + ": " + reason + " [" + tag + "]\n");
+        std::vector<std::string> arguments = row.arguments;
+        arguments.emplace_back("--json");
+        const Outcome outcome = ocamp(row.command, arguments);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err, R"({"error":{"path":")" + path + R"(","reason":")" + reason + R"(","tag":")" + tag +
+                                   R"(","code":null,"status":2}})"
+                                   "\n");
+    }
+}
+
 TEST_F(Manners, PathsAreCompletedFromTheModelAndTheNode) {
     EXPECT_EQ(run_ocamp({"complete"}).out, "/optical-amplifier/\n");
     EXPECT_EQ(run_ocamp({"complete", "/optical-amplifier/amplifiers/"}).out,
