@@ -276,6 +276,30 @@ TEST_F(Manners, WatchEndsAfterTheReadsThatWereAskedFor) {
 
 constexpr const char *quantity = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state/actual-gain";
 
+TEST_F(Manners, WatchRefusesIntervalsAndCountsThatAreNone) {
+    for (const char *interval : {"nan", "-nan", "NAN(1)", "0", "inf", "x"}) {
+        const Outcome outcome = ocamp({"watch"}, {"--count", "1", "--interval", interval, gain});
+        EXPECT_EQ(outcome.status, 2) << interval;
+        EXPECT_THAT(outcome.err, StartsWith("ocamp: --interval: ")) << interval;
+    }
+    for (const char *count : {"-1", "-0"}) {
+        const Outcome outcome = ocamp({"watch"}, {"--count", count, gain});
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err, std::string("ocamp: --count: '") + count +
+                                   "', expected a number from 0 on; 'ocamp watch --help' tells more\n");
+    }
+}
+
+TEST_F(Manners, JsonIsSaidToBeForErrorsWhereItIsForNothingElse) {
+    for (const std::vector<std::string> &command : std::vector<std::vector<std::string>>{
+             {"get"}, {"explain", "get"}, {"explain", "edit"}, {"sysdb", "get"}, {"native", "get"}, {"node", "init"}}) {
+        std::vector<std::string> words = command;
+        words.emplace_back("--help");
+        EXPECT_THAT(run_ocamp(words).out, AllOf(HasSubstr("Errors as JSON"), Not(HasSubstr("what the command tells"))));
+    }
+    EXPECT_THAT(run_ocamp({"set", "--help"}).out, HasSubstr("Errors, and what the command tells, as JSON"));
+}
+
 TEST_F(Manners, HistoryPlotsTheIntervalsThatTheNodeKept) {
     const std::string heading = std::string(quantity) + ": 2 intervals of 30 s, the latest last\n";
     EXPECT_SAME_TEXT(ocamp({"history"}, {quantity}).out, heading + "  avg  ▇▂  17.53 to 18.14 dB, now 17.53\n"
