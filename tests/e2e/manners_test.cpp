@@ -82,7 +82,7 @@ TEST_F(Manners, EditTellsChangedLeavesAndRoundingAloud) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.out, std::string("~ ") + gain + " 14.2 -> 15.5 dB (rounded: 15.56 was asked for)\nok\n");
     EXPECT_EQ(ocamp({"set"}, {gain, "15.56"}).out,
-              std::string("nothing changed\n= ") + gain + " 15.5 (rounded: 15.56 was asked for)\nok\n");
+              std::string("nothing changed\n= ") + gain + " 15.5 dB (rounded: 15.56 was asked for)\nok\n");
     EXPECT_EQ(ocamp({"set"}, {gain, "15.5"}).out, "nothing changed\nok\n");
 }
 
@@ -98,7 +98,9 @@ TEST_F(Manners, DryRunChangesNothing) {
     const std::string before = data();
     const Outcome outcome = ocamp({"set"}, {"--dry-run", gain, "15.5"});
     EXPECT_EQ(outcome.out, std::string("~ ") + gain + " 14.2 -> 15.5 dB\ndry run: the node is as before\n");
+    EXPECT_EQ(ocamp({"set"}, {"--dry-run", "--quiet", gain, "15.5"}).out, "");
     EXPECT_EQ(ocamp({"set"}, {"--dry-run", gain, "99"}).status, 1);
+    EXPECT_EQ(ocamp({"set"}, {"--dry-run", "--quiet", gain, "99"}).status, 1);
     EXPECT_TRUE(before == data());
 }
 
@@ -231,8 +233,9 @@ TEST_F(Manners, ExportedNodeMakesTheSameNode) {
 TEST_F(Manners, NotesAndBackupsInAnExampleArePassedOverWithAWord) {
     const std::filesystem::path example = folder() / "example";
     std::filesystem::copy(EXAMPLE_NODE, example, std::filesystem::copy_options::recursive);
-    const std::vector<std::string> files = {"native/#ots.json#",    "native/.ots.json.swp", "native/README.md",
-                                            "native/ots.json.orig", "native/running.json~", "sysdb/README"};
+    const std::vector<std::string> files = {"native/#ots.json#", "native/.ots.json.swp", "native/README.md",
+                                            "native/Readme.MD",  "native/ots.json.orig", "native/running.json~",
+                                            "sysdb/README"};
     std::string words;
     for (const std::string &file : files) {
         write_file(example / file, "not a document");
