@@ -349,12 +349,12 @@ ClientNode leaf_at(const Schema &schema, std::string_view path) {
     const Filter filter = Filter::from_path(schema, path);
     const lysc_node *target = filter.path_target();
     if (target == nullptr || !is_leaf(*target))
-        throw FilterError(fmt::format("path {}: leads to {}, expected a leaf", path,
-                                      target == nullptr  ? "the whole model"
-                                      : is_list(*target) ? "a list entry"
-                                                         : "a container"));
+        throw PathError(error_tag::invalid_value, path,
+                        fmt::format("leads to {}, expected a leaf", target == nullptr  ? "the whole model"
+                                                                    : is_list(*target) ? "a list entry"
+                                                                                       : "a container"));
     if (is_key(*target))
-        throw FilterError(fmt::format("path {}: leads to the key of an entry, expected another leaf", path));
+        throw PathError(error_tag::invalid_value, path, "leads to the key of an entry, expected another leaf");
     return chain_of(filter.requests().front());
 }
 
