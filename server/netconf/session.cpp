@@ -167,6 +167,10 @@ void Session::start_request(std::string message) {
         if (framing_ == Framing::end_of_message && errors.front().tag == ErrorTag::malformed_message)
             errors.front().tag = ErrorTag::operation_failed;
         send(reply_without_request(written(errors)));
+    } catch (const std::exception &error) {
+        surroundings_.statistics.count(id_, &Counters::out_rpc_errors);
+        send(reply_without_request(written(error_of(error))));
+        return;
         return;
     }
     try {

@@ -16,6 +16,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -468,3 +469,18 @@ TEST_F(Wire, EndsWithinTwoSecondsWithSessionsOpen) {
 }
 
 } // namespace
+TEST_F(Wire, MemoryThatRunsOutIsNoSuccess) {
+    const auto client = connect();
+    const rlimit no_more{mebibyte, mebibyte};
+    ASSERT_EQ(0, ::prlimit(server().process(), RLIMIT_DATA, &no_more, nullptr));
+    const std::string part(mebibyte, ' ');
+    try {
+        for (int i = 0; i < 3; ++i)
+            client->send_bytes(fmt::format("\n#{}\n{}", part.size(), part));
+    } catch (const ClientError &) { // the server is gone
+    }
+    EXPECT_TRUE(client->is_left_within(10s));
+    EXPECT_NE(0, server().stop());
+    EXPECT_THAT(server().log(), HasSubstr("out of memory"));
+}
+
