@@ -256,7 +256,8 @@ class Sockets {
     Sockets(const Sockets &) = delete;
     Sockets &operator=(const Sockets &) = delete;
 
-    void add(std::string_view greeting) {
+    // `from`: the last number of the client's address, 127.0.0.N.
+    void add(std::string_view greeting, unsigned from = 1) {
         const int number = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_in address = {};
         address.sin_family = AF_INET;
@@ -305,6 +306,8 @@ TEST_F(Wire, FloodsOfConnectionsAreBounded) {
         flood.add(i % 2 == 0 ? "SSH-2.0-flood\r\n" : std::string(4096, 'x'));
     expect_service();
     std::printf("flood of 500 connections: %zu MiB before, %zu MiB at most, %zu closed\n", before / mebibyte,
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1 + from);
+        static_cast<void>(::bind(number, reinterpret_cast<const sockaddr *>(&address), sizeof address));
                 server().peak_memory() / mebibyte, flood.closed());
     EXPECT_GE(flood.closed(), 400U);
     EXPECT_LT(server().peak_memory(), before + 64 * mebibyte);
@@ -355,6 +358,24 @@ TEST_F(Wire, LocksOfClientsThatVanishAreLifted) {
         const auto client = connect();
         EXPECT_THAT(client->ask("<lock><target><running/></target></lock>"), HasSubstr("<ok"));
         client->send_bytes("\n#1000\n<rpc");
+TEST_F(Wire, SilentConnectionsOfManyAddressesKeepNobodyOut) {
+    start({"--max-connections", "12", "--max-connections-per-address", "4"});
+    Sockets silent(server().port());
+    const auto fill = [&] {
+        for (unsigned from = 11; from < 17; ++from) {
+            for (int i = 0; i < 4; ++i)
+                silent.add("", from);
+        }
+    };
+    fill();
+    const auto client = connect();
+    expect_service();
+    // Who has logged in stays.
+    fill();
+    EXPECT_THAT(client->ask(read_gain()), HasSubstr("<target-gain>"));
+    EXPECT_GE(silent.closed(), 36U);
+}
+
         client->vanish();
         std::string reply;
         for (int tries = 0; tries < 100; ++tries) {
