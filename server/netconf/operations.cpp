@@ -96,8 +96,8 @@ server::ReadFilter filter_of(const Element &operation) {
     const Attribute *select = filter_attribute(*filter, "select");
     if (select == nullptr)
         refuse(missing_attribute(ErrorType::protocol, "filter", "select"));
-    return server::ExpressionFilter{.expression = select->value,
-                                    .namespaces = {filter->inside->begin(), filter->inside->end()}};
+    const Namespaces namespaces = filter->inside->all();
+    return server::ExpressionFilter{.expression = select->value, .namespaces = {namespaces.begin(), namespaces.end()}};
 }
 
 // No module has default values: each form of with-defaults gives the same data.

@@ -246,6 +246,30 @@ TEST_F(Wire, DeepAndManyElementsAreRefused) {
     EXPECT_LT(server().peak_memory(), before + 128 * mebibyte);
 }
 
+TEST_F(Wire, DeclarationsOfNamespacesTakeNoMoreThanTheirText) {
+    expect_service();
+    const std::size_t before = server().memory();
+    const auto client = connect();
+    const auto message = [](int namespaces, int elements) {
+        std::string text = fmt::format("<rpc xmlns=\"{}\" message-id=\"1\"", base);
+        for (int i = 0; i < namespaces; ++i)
+            text += fmt::format(" xmlns:n{}=\"u\"", i);
+        text += "><get-config>";
+        for (int i = 0; i < elements; ++i)
+            text += "<a xmlns:b=\"u\"/>";
+        return text + "</get-config></rpc>";
+    };
+    const Clock::time_point begin = Clock::now();
+    client->send(message(2000, 2000));
+    EXPECT_THAT(client->receive().value_or(""), HasSubstr("more than 256 namespaces"));
+    client->send(message(250, 90000));
+    EXPECT_THAT(client->receive().value_or(""), HasSubstr("<error-tag>unknown-element</error-tag>"));
+    EXPECT_LT(Clock::now() - begin, 10s);
+    EXPECT_LT(server().peak_memory(), before + 128 * mebibyte);
+    std::printf("declarations of namespaces: %zu MiB before, %zu MiB at most\n", before / mebibyte,
+                server().peak_memory() / mebibyte);
+}
+
 class Sockets {
   public:
     explicit Sockets(std::uint16_t port) : port_(port) {}
@@ -261,6 +285,8 @@ class Sockets {
         const int number = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_in address = {};
         address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1 + from);
+        static_cast<void>(::bind(number, reinterpret_cast<const sockaddr *>(&address), sizeof address));
         address.sin_port = htons(port_);
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         if (::connect(number, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
@@ -306,11 +332,27 @@ TEST_F(Wire, FloodsOfConnectionsAreBounded) {
         flood.add(i % 2 == 0 ? "SSH-2.0-flood\r\n" : std::string(4096, 'x'));
     expect_service();
     std::printf("flood of 500 connections: %zu MiB before, %zu MiB at most, %zu closed\n", before / mebibyte,
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1 + from);
-        static_cast<void>(::bind(number, reinterpret_cast<const sockaddr *>(&address), sizeof address));
                 server().peak_memory() / mebibyte, flood.closed());
     EXPECT_GE(flood.closed(), 400U);
     EXPECT_LT(server().peak_memory(), before + 64 * mebibyte);
+}
+
+TEST_F(Wire, SilentConnectionsOfManyAddressesKeepNobodyOut) {
+    start({"--max-connections", "12", "--max-connections-per-address", "4"});
+    Sockets silent(server().port());
+    const auto fill = [&] {
+        for (unsigned from = 11; from < 17; ++from) {
+            for (int i = 0; i < 4; ++i)
+                silent.add("", from);
+        }
+    };
+    fill();
+    const auto client = connect();
+    expect_service();
+    // Who has logged in stays.
+    fill();
+    EXPECT_THAT(client->ask(read_gain()), HasSubstr("<target-gain>"));
+    EXPECT_GE(silent.closed(), 36U);
 }
 
 TEST_F(Wire, HalfAMessageHoldsNobodyUp) {
@@ -358,24 +400,6 @@ TEST_F(Wire, LocksOfClientsThatVanishAreLifted) {
         const auto client = connect();
         EXPECT_THAT(client->ask("<lock><target><running/></target></lock>"), HasSubstr("<ok"));
         client->send_bytes("\n#1000\n<rpc");
-TEST_F(Wire, SilentConnectionsOfManyAddressesKeepNobodyOut) {
-    start({"--max-connections", "12", "--max-connections-per-address", "4"});
-    Sockets silent(server().port());
-    const auto fill = [&] {
-        for (unsigned from = 11; from < 17; ++from) {
-            for (int i = 0; i < 4; ++i)
-                silent.add("", from);
-        }
-    };
-    fill();
-    const auto client = connect();
-    expect_service();
-    // Who has logged in stays.
-    fill();
-    EXPECT_THAT(client->ask(read_gain()), HasSubstr("<target-gain>"));
-    EXPECT_GE(silent.closed(), 36U);
-}
-
         client->vanish();
         std::string reply;
         for (int tries = 0; tries < 100; ++tries) {
@@ -477,19 +501,6 @@ TEST_F(Wire, PendingCommitsAreTakenBackAfterEveryKill) {
     }
 }
 
-TEST_F(Wire, EndsWithinTwoSecondsWithSessionsOpen) {
-    std::vector<std::unique_ptr<NetconfClient>> clients;
-    for (int i = 0; i < 8; ++i)
-        clients.push_back(connect());
-    clients[0]->send_bytes("\n#1000\n<rpc");
-    Sockets silent(server().port());
-    silent.add("");
-    const Clock::time_point begin = Clock::now();
-    EXPECT_EQ(0, server().stop());
-    EXPECT_LT(Clock::now() - begin, 2s);
-}
-
-} // namespace
 TEST_F(Wire, MemoryThatRunsOutIsNoSuccess) {
     const auto client = connect();
     const rlimit no_more{mebibyte, mebibyte};
@@ -505,3 +516,16 @@ TEST_F(Wire, MemoryThatRunsOutIsNoSuccess) {
     EXPECT_THAT(server().log(), HasSubstr("out of memory"));
 }
 
+TEST_F(Wire, EndsWithinTwoSecondsWithSessionsOpen) {
+    std::vector<std::unique_ptr<NetconfClient>> clients;
+    for (int i = 0; i < 8; ++i)
+        clients.push_back(connect());
+    clients[0]->send_bytes("\n#1000\n<rpc");
+    Sockets silent(server().port());
+    silent.add("");
+    const Clock::time_point begin = Clock::now();
+    EXPECT_EQ(0, server().stop());
+    EXPECT_LT(Clock::now() - begin, 2s);
+}
+
+} // namespace
