@@ -270,6 +270,27 @@ TEST_F(Wire, DeclarationsOfNamespacesTakeNoMoreThanTheirText) {
                 server().peak_memory() / mebibyte);
 }
 
+TEST_F(Wire, CostlyExpressionsAreRefusedAtOnce) {
+    const auto client = connect();
+    const auto ask = [&](const std::string &operation, const std::string &select) {
+        const Clock::time_point begin = Clock::now();
+        std::string reply =
+            client->ask(fmt::format(fmt::runtime(operation), "<filter type=\"xpath\" select=\"" + select + "\"/>"));
+        EXPECT_LT(Clock::now() - begin, 5s) << select;
+        return reply;
+    };
+    for (const std::string operation :
+         {"<get>{}</get>", "<get-config><source><running/></source>{}</get-config>",
+          "<create-subscription xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\">{}</create-subscription>"}) {
+        for (const std::string select :
+             {"//*[count(//*)&gt;0]", "//*[count(//*[name()='zz'])=0]", "//*[count(//*[count(//*)=0])=0]",
+              "//*[count(//*[count(//*[count(//*[count(//*[count(//*[count(//*)=0])=0])=0])=0])=0])=0]"})
+            EXPECT_THAT(ask(operation, select), HasSubstr("<error-tag>too-big</error-tag>")) << select;
+    }
+    EXPECT_THAT(ask("<get>{}</get>", "//*[local-name()='target-gain']"), HasSubstr("<target-gain"));
+    expect_service();
+}
+
 class Sockets {
   public:
     explicit Sockets(std::uint16_t port) : port_(port) {}
