@@ -415,6 +415,19 @@ TEST_F(Wire, ClientsThatHaveSaidAllGetEveryAnswer) {
     EXPECT_TRUE(client->is_left_within(5s));
 }
 
+TEST_F(Wire, RequestsBeyondTheLimitWaitInTheirConnection) {
+    start({"--max-requests", "1"});
+    const auto client = connect();
+    constexpr int requests = 50;
+    for (int i = 0; i < requests; ++i)
+        client->send(fmt::format("<rpc xmlns=\"{}\" message-id=\"{}\">{}</rpc>", base, i, read_gain()));
+    for (int i = 0; i < requests; ++i) {
+        const std::string reply = client->receive().value_or("none");
+        ASSERT_THAT(reply, HasSubstr(fmt::format("message-id=\"{}\"", i)));
+        ASSERT_THAT(reply, HasSubstr("<target-gain>"));
+    }
+}
+
 TEST_F(Wire, LocksOfClientsThatVanishAreLifted) {
     const auto other = connect();
     for (int i = 0; i < 5; ++i) {
