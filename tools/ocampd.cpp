@@ -207,7 +207,9 @@ void serve(const ServeOptions &options) {
     Serving serving = serve_all(core, options, sockets);
     log.write(Severity::info, "ready", {{"node", options.node}, {"addresses", serving.addresses}});
     write_output(fmt::format("ready{}\n", serving.addresses));
-    finish_output("", "the server is ready");
+    // Not finish_output: what a server is asked for has no outcome yet, so that memory that runs out later is a
+    // failure.
+    flush_output();
     sd_notify(0, "READY=1");
     wait_for_end(core, serving);
     sd_notify(0, "STOPPING=1");

@@ -2,6 +2,7 @@
 #include "server/netconf/operations.h"
 
 #include "node/filter.h"
+#include "node/xpath_filter.h"
 #include "seam/text.h"
 #include "server/netconf/models.h"
 #include "server/netconf/state_data.h"
@@ -96,8 +97,14 @@ server::ReadFilter filter_of(const Element &operation) {
     const Attribute *select = filter_attribute(*filter, "select");
     if (select == nullptr)
         refuse(missing_attribute(ErrorType::protocol, "filter", "select"));
-    return server::ExpressionFilter{.expression = select->value,
-                                    .namespaces = {filter->inside->begin(), filter->inside->end()}};
+    // Before it gets to the node's thread, or to that of all connections with every event.
+    try {
+        check_cost_of_xpath(select->value);
+    } catch (const FilterError &error) {
+        refuse({.tag = ErrorTag::too_big, .type = ErrorType::protocol, .message = error.what()});
+    }
+    const Namespaces namespaces = filter->inside->all();
+    return server::ExpressionFilter{.expression = select->value, .namespaces = {namespaces.begin(), namespaces.end()}};
 }
 
 // No module has default values: each form of with-defaults gives the same data.

@@ -94,6 +94,41 @@ TEST_F(Reads, XPathSelectsOnBothSides) {
     EXPECT_THAT(select(std::string(100, '(') + "1" + std::string(100, ')')), HasSubstr("levels"));
 }
 
+TEST_F(Reads, XPathIsNoMoreThanOneWalkANode) {
+    const auto select = [&](const std::string &expression) {
+        return read({.filter = ExpressionFilter{expression, {{"o", "http://openconfig.net/yang/optical-amplfier"}}}});
+    };
+    for (const char *costly : {"//*[//*]",
+                               "//*[/*/*]",
+                               "//*[count( / / *)]",
+                               "//*[.//* and .//*]",
+                               "//*[../*]",
+                               "//*[.//* or ../o:name]",
+                               "//*[*[*]]",
+                               "//*[o:name[../o:name]]",
+                               "//*[o:name[/o:x]]",
+                               "//*[descendant::o:name[descendant::o:name]]",
+                               "//*[preceding::o:name]",
+                               "//*[following :: o:name]",
+                               "//*[ancestor::*]",
+                               "//*[count(current()//o:name)]",
+                               "//*[node()[node()]]",
+                               "//*[1][o:name[.//o:name]]",
+                               "//*[1 * 2 = 2 and //o:name]",
+                               "//*[o:name | //o:name]",
+                               "//*/preceding::*/following::*",
+                               "//*[o:*[o:*]]",
+                               "//*['//'][//*]"})
+        EXPECT_THAT(select(costly), HasSubstr("again for every node")) << costly;
+    for (const char *cheap :
+         {"//*[.//o:target-gain]", "//o:config[../o:name = '0/1-AMP-BST']/o:target-gain",
+          "//o:config[o:target-gain * 2 > 20]", "//o:amplifier[o:config[o:name = '0/1-AMP-BST']]",
+          "//o:amplifier[o:name = '//*[//*]' or o:config/o:target-gain]",
+          "//o:config[ancestor::o:amplifier]/o:target-gain", "/o:optical-amplifier/*/*/*[o:target-gain]",
+          "//o:target-gain[. > 10 and . < 30]", "//o:amplifier[*]", "//o:amplifier[3 div 3 = 1]"})
+        EXPECT_THAT(select(cheap), HasSubstr("<target-gain>13.1</target-gain>")) << cheap;
+}
+
 TEST_F(Reads, StateAndConfigurationOrConfigurationAlone) {
     EXPECT_THAT(read({.configuration_only = false}), HasSubstr("ots-oper"));
     EXPECT_THAT(read({.configuration_only = false}), HasSubstr("<actual-gain>"));
