@@ -127,6 +127,22 @@ class LogIn(ClientTest):
         time.sleep(0.5)
         client = self.connect(user="kim", password=None, key_filename=key)
         self.assertEqual([], self.running_gain(client)[1:])
+        # Of a key that nobody has, the question is told already.
+        subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", key + "2"], check=True)
+        with self.assertRaises(AuthenticationError):
+            self.connect(user="kim", password=None, key_filename=key + "2")
+        self.assertRegex(self.server.read_log(), "log-in-refused user=kim .*method=public-key")
+
+    def test_ends_with_the_user(self):
+        client, other = self.connect("olga"), self.connect("rita")
+        ocamp("user", "rm", "--node", self.node, "olga")
+        self.server.process.send_signal(__import__("signal").SIGHUP)
+        for _ in range(100):
+            if not client.connected:
+                break
+            time.sleep(0.1)
+        self.assertFalse(client.connected)
+        self.assertTrue(self.running_gain(other))
 
 
 class Hello(ClientTest):
