@@ -318,6 +318,12 @@ class Editing(ClientTest):
         error = self.refused("unknown-element", client.edit_config, amplifier("<config><colour>x</colour></config>"),
                              target="running")
         self.assertIn("<bad-element>colour</bad-element>", error.info)
+        for tag, attribute, name in (("bad-attribute", "nc:operation='move'", "operation"),
+                                     ("unknown-attribute", "colour='x'", "colour")):
+            error = self.refused(tag, client.edit_config, target="running",
+                                 config=amplifier("<config xmlns:nc='%s' %s/>" % (NC, attribute)))
+            self.assertIn("<bad-attribute>%s</bad-attribute>" % name, error.info)
+            self.assertIn("<bad-element>config</bad-element>", error.info)
         self.refused("operation-not-supported", client.edit_config,
                      amplifier("<config><min-gain>3.0</min-gain></config>"), target="running")
         error = self.refused("unknown-namespace", client.edit_config, target="running",
