@@ -166,7 +166,7 @@ sigset_t awaited_signals() noexcept {
 void reload(Core &core, const Serving &serving) {
     sd_notify(0, "RELOADING=1");
     try {
-        core.log_ins().reload();
+        core.reload_users();
         core.log().write(Severity::info, "reloaded");
     } catch (const std::exception &error) {
         core.log().write(Severity::error, "reload-failed", {{"reason", error.what()}});

@@ -310,6 +310,11 @@ RpcError error_of(const server::Refusal &refusal) {
     case ErrorTag::unknown_element:
         error.info = {{"bad-element", name}};
         break;
+    case ErrorTag::missing_attribute:
+    case ErrorTag::bad_attribute:
+    case ErrorTag::unknown_attribute:
+        error.info = {{"bad-attribute", refusal.attribute}, {"bad-element", name}};
+        break;
     case ErrorTag::lock_denied:
         error.type = ErrorType::protocol;
         error.info = {{"session-id", std::to_string(refusal.holder.value_or(server::no_session))}};
