@@ -3,13 +3,11 @@
 
 #include "seam/text.h"
 #include "yang/client_document.h"
+#include "yang/expat_parser.h"
 
 #include <algorithm>
-#include <exception>
-#include <new>
 #include <utility>
 
-#include <expat.h>
 #include <fmt/format.h>
 #include <strings.h>
 
@@ -17,15 +15,9 @@ namespace ocamp::netconf {
 
 namespace {
 
-// Between namespace and name, where no name has it.
-constexpr char separator = '\n';
-
 class MessageParser {
   public:
-    MessageParser(std::string_view message, const MessageLimits &limits)
-        : message_(message), limits_(limits), parser_(XML_ParserCreateNS("UTF-8", separator)) {
-        if (parser_ == nullptr)
-            throw std::bad_alloc();
+    MessageParser(std::string_view message, const MessageLimits &limits) : message_(message), limits_(limits) {
         XML_SetUserData(parser_.get(), this);
         XML_SetElementHandler(
             parser_.get(),
@@ -51,39 +43,15 @@ class MessageParser {
     }
 
     Element read() {
-        if (XML_Parse(parser_.get(), message_.data(), static_cast<int>(message_.size()), 1) != XML_STATUS_OK) {
-            if (failure_ != nullptr)
-                std::rethrow_exception(failure_);
-            throw MessageError(fmt::format("not well-formed XML: line {}: {}", XML_GetCurrentLineNumber(parser_.get()),
-                                           XML_ErrorString(XML_GetErrorCode(parser_.get()))));
-        }
+        parser_.parse<MessageError>(message_, true);
         return std::move(root_);
     }
 
   private:
-    struct FreeParser {
-        void operator()(XML_Parser parser) const noexcept { XML_ParserFree(parser); }
-    };
-
-    // What is thrown does not pass through expat: it stops the reading and is thrown again outside.
     template <class Work>
     static void guarded(void *parser, Work work) noexcept {
         MessageParser &self = *static_cast<MessageParser *>(parser);
-        if (self.failure_ != nullptr)
-            return;
-        try {
-            work(self);
-        } catch (...) {
-            self.failure_ = std::current_exception();
-            XML_StopParser(self.parser_.get(), XML_FALSE);
-        }
-    }
-
-    static std::pair<std::string, std::string> split(std::string_view whole) {
-        const std::size_t at = whole.find(separator);
-        if (at == std::string_view::npos)
-            return {{}, std::string(whole)};
-        return {std::string(whole.substr(0, at)), std::string(whole.substr(at + 1))};
+        self.parser_.guard([&] { work(self); });
     }
 
     // The bytes are UTF-8; a declaration of anything else is wrong about them. NULL: none.
@@ -109,11 +77,11 @@ class MessageParser {
             throw MessageTooBig(fmt::format("more than {0} elements, expected at most {0}", limits_.elements));
         if (depth_ > Element::kept_levels)
             return;
-        auto [ns, name] = split(whole_name);
-        Element element{.ns = std::move(ns), .name = std::move(name)};
+        const auto [ns, name] = ExpatParser::split(whole_name);
+        Element element{.ns = std::string(ns), .name = std::string(name)};
         for (; *attributes != nullptr; attributes += 2) {
-            auto [attribute_ns, attribute] = split(attributes[0]);
-            element.attributes.push_back({std::move(attribute_ns), std::move(attribute), attributes[1]});
+            const auto [attribute_ns, attribute] = ExpatParser::split(attributes[0]);
+            element.attributes.push_back({std::string(attribute_ns), std::string(attribute), attributes[1]});
         }
         element.outside = open_.empty() ? std::make_shared<const Scope>() : open_.back().inside;
         element.inside = element.outside;
@@ -146,14 +114,13 @@ class MessageParser {
 
     std::string_view message_;
     const MessageLimits &limits_;
-    std::unique_ptr<XML_ParserStruct, FreeParser> parser_;
+    ExpatParser parser_;
     Namespaces declared_;      // by the element that is about to begin
     std::size_t in_force_ = 0; // namespaces
     std::vector<Element> open_;
     std::size_t depth_ = 0;
     std::size_t elements_ = 0;
     Element root_;
-    std::exception_ptr failure_;
 };
 
 } // namespace
