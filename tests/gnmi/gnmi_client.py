@@ -52,8 +52,9 @@ def text(made):
 
 class Client:
     def __init__(self, port, user="olga", password=PASSWORD, credentials=None):
-        # Without probing, the window of a reader that reads nothing stays small.
-        options = [("grpc.max_receive_message_length", -1), ("grpc.http2.bdp_probe", 0)]
+        # Without probing, the window of a reader that reads nothing stays small. Each client has a connection of its own.
+        options = [("grpc.max_receive_message_length", -1), ("grpc.http2.bdp_probe", 0),
+                   ("grpc.use_local_subchannel_pool", 1)]
         address = "127.0.0.1:%d" % port
         self.channel = (
             grpc.secure_channel(address, credentials, options)
