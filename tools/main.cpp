@@ -99,6 +99,7 @@ int run(int argc, char **argv) {
     ocamp::add_get_command(program, common);
     ocamp::add_edit_command(program, common);
     ocamp::add_explain_command(program, common);
+    ocamp::add_line_command(program);
     ocamp::add_native_command(program, common);
     ocamp::add_node_command(program, common);
     ocamp::add_sysdb_command(program, common);

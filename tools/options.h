@@ -54,6 +54,7 @@ void add_format_option(CLI::App &command, LYD_FORMAT &format);
 void add_get_command(CLI::App &program, CommonOptions &common);
 void add_edit_command(CLI::App &program, CommonOptions &common);
 void add_explain_command(CLI::App &program, CommonOptions &common);
+void add_line_command(CLI::App &program);
 void add_native_command(CLI::App &program, CommonOptions &common);
 void add_node_command(CLI::App &program, CommonOptions &common);
 void add_sysdb_command(CLI::App &program, CommonOptions &common);

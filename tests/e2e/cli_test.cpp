@@ -112,7 +112,7 @@ const WrongUse wrong_uses[] = {
     {"UnknownCommand",
      {"fetch"},
      {},
-     "no command 'fetch', expected one of: get, edit, explain, native, node, sysdb; 'ocamp --help' tells more"},
+     "no command 'fetch', expected one of: get, edit, explain, line, native, node, sysdb; 'ocamp --help' tells more"},
     {"CommandOfAnother", {"explain", "sysdb"}, {}, "no command 'explain sysdb', expected one of: get, edit; "},
     {"EditWithoutFile", {"edit"}, {}, "FILE"},
     {"UnknownDefaultOperation", {"edit"}, {"--default-operation", "delete", "-"}, "--default-operation"},
