@@ -35,7 +35,7 @@ struct AmplifierDescription {
 using DirectionIndex = std::optional<std::size_t>;
 
 struct SlotDescription {
-    unsigned number; ///< 1 to 3
+    unsigned number;         ///< 1 to 3
     DirectionIndex receives; ///< of the fibre that comes in, at the pre-amplifier
     DirectionIndex sends;    ///< of the fibre that goes out, at the booster
     std::optional<AmplifierDescription> pre_amplifier, booster;
@@ -65,7 +65,7 @@ struct DirectionDescription {
 /// A whole line. Span i lies between the nodes i and i + 1.
 struct LineDescription {
     std::string name;
-    std::int64_t start;      ///< seconds since 1970 at second 0 of line time
+    std::int64_t start;       ///< seconds since 1970 at second 0 of line time
     double measurement_noise; ///< dB, standard deviation
     std::vector<DirectionDescription> directions;
     std::vector<NodeDescription> nodes;

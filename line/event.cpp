@@ -64,8 +64,8 @@ const SlotDescription &slot_of(const LineDescription &line, std::size_t node, un
             return slot;
         numbers.push_back(slot.number);
     }
-    throw InputError(fmt::format("{} has no slot {}, expected one of: {}", line.nodes[node].name, number,
-                                 fmt::join(numbers, ", ")));
+    throw InputError(
+        fmt::format("{} has no slot {}, expected one of: {}", line.nodes[node].name, number, fmt::join(numbers, ", ")));
 }
 
 // "0/1-AMP-PRE", as OpenConfig names it.
@@ -132,8 +132,8 @@ LineEvent parse_event(const LineDescription &line, std::string_view text) {
             throw InputError(fmt::format("expected: {} {}", form.word, form.arguments));
         return parse(line, form, words);
     }
-    throw InputError(fmt::format("no event '{}', expected one of: {}", words.empty() ? "" : words[0],
-                                 fmt::join(known, ", ")));
+    throw InputError(
+        fmt::format("no event '{}', expected one of: {}", words.empty() ? "" : words[0], fmt::join(known, ", ")));
 }
 
 std::vector<ScriptedEvent> parse_script(const LineDescription &line, std::string_view script) {
@@ -150,8 +150,8 @@ std::vector<ScriptedEvent> parse_script(const LineDescription &line, std::string
         try {
             const auto at = number_of<std::uint64_t>(text.substr(0, blank), 1'000'000'000, "second");
             if (!events.empty() && at < events.back().at)
-                throw InputError(fmt::format("second {} behind second {}, expected the order of time", at,
-                                             events.back().at));
+                throw InputError(
+                    fmt::format("second {} behind second {}, expected the order of time", at, events.back().at));
             text.remove_prefix(blank);
             events.push_back({at, std::string(text), parse_event(line, text)});
         } catch (const InputError &error) {

@@ -1,5 +1,5 @@
-// What happens to a line: cuts, failures, cards pulled, channels that come and go. Knows how events are written, not what
-// they do.
+// What happens to a line: cuts, failures, cards pulled, channels that come and go. Knows how events are written, not
+// what they do.
 #pragma once
 
 #include "line/description.h"
@@ -18,13 +18,13 @@ struct LineEvent {
     enum class Kind { cut, repair, added_loss, pump_failure, pump_repair, pull, insert, channels };
 
     Kind kind;
-    std::size_t span = 0;        ///< cut, repair, added_loss
-    DirectionIndex direction;    ///< of these, the one fibre that is meant; none: all of the cable. Of channels: which
-    std::size_t node = 0;        ///< pump_*, pull, insert
-    unsigned slot = 0;           ///< pump_*, pull, insert
-    bool booster = false;        ///< pump_*: the booster, or the pre-amplifier
-    double decibels = 0;         ///< added_loss: in all; pump_failure: what the maximum output falls by
-    unsigned channels = 0;       ///< channels: how many there are from now on
+    std::size_t span = 0;     ///< cut, repair, added_loss
+    DirectionIndex direction; ///< of these, the one fibre that is meant; none: all of the cable. Of channels: which
+    std::size_t node = 0;     ///< pump_*, pull, insert
+    unsigned slot = 0;        ///< pump_*, pull, insert
+    bool booster = false;     ///< pump_*: the booster, or the pre-amplifier
+    double decibels = 0;      ///< added_loss: in all; pump_failure: what the maximum output falls by
+    unsigned channels = 0;    ///< channels: how many there are from now on
 };
 
 /// The words of an event, one line each, for people:
@@ -43,8 +43,8 @@ struct ScriptedEvent {
     LineEvent event;
 };
 
-/// Lines "SECOND EVENT...", in the order of time; empty ones and those that begin with "#" say nothing. Throws InputError
-/// with the number of the line.
+/// Lines "SECOND EVENT...", in the order of time; empty ones and those that begin with "#" say nothing. Throws
+/// InputError with the number of the line.
 std::vector<ScriptedEvent> parse_script(const LineDescription &line, std::string_view script);
 
 } // namespace ocamp

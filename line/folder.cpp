@@ -65,7 +65,18 @@ void make_node(const fs::path &folder, const LineDescription &line, std::size_t 
     Node::init_with(node_folder(folder, line.nodes[node]), [&](Database &database) {
         store_running(database, native_schema().parse(first_configuration(line, node), LYD_JSON));
     });
-    const LiveData live(node_folder(folder, line.nodes[node]));
+    // A node without cards has no amplifiers to configure; what they measure comes with the first second.
+    LiveData live(node_folder(folder, line.nodes[node]));
+    Transaction transaction(live.database());
+    for (const SlotDescription &slot : line.nodes[node].slots) {
+        for (const bool booster : {false, true}) {
+            if (!(booster ? slot.booster : slot.pre_amplifier))
+                continue;
+            const NodeRecord record = inventory_record(node, slot.number, booster);
+            live.system_database().put(record.bind_point, record.item, encode_bag(record.record));
+        }
+    }
+    transaction.commit("");
 }
 
 } // namespace
@@ -172,15 +183,14 @@ std::vector<WaitingEvent> LineStore::events() {
     while (events_->step()) {
         const bool now = events_->number(1) != 0;
         const auto at = static_cast<std::uint64_t>(events_->number(2));
-        waiting.push_back(
-            {events_->number(0), now ? std::nullopt : std::optional(at), std::string(events_->text(3))});
+        waiting.push_back({events_->number(0), now ? std::nullopt : std::optional(at), std::string(events_->text(3))});
     }
     return waiting;
 }
 
 void LineStore::add_event(const std::optional<std::uint64_t> &at, std::string_view words) {
-    Statement insert = database_->prepare(at ? "INSERT INTO event(words, at) VALUES(?1, ?2)"
-                                             : "INSERT INTO event(words) VALUES(?1)");
+    Statement insert =
+        database_->prepare(at ? "INSERT INTO event(words, at) VALUES(?1, ?2)" : "INSERT INTO event(words) VALUES(?1)");
     insert.bind(1, words);
     if (at)
         insert.bind(2, static_cast<std::int64_t>(*at));

@@ -51,13 +51,13 @@ struct WaitingEvent {
     std::string words;
 };
 
-/// Names of what is kept of a run: the state of the simulation, the readings of intervals that are not over, and those of
-/// past ones.
+/// Names of what is kept of a run: the state of the simulation, the readings of intervals that are not over, and those
+/// of past ones.
 inline constexpr std::string_view simulation_text = "simulation", open_text = "open intervals",
                                   closed_text = "closed intervals";
 
-/// State and events of a line, in its database. Written without waiting for the disk: after a power cut a line may begin
-/// anew, and its nodes keep their configuration. Throws SqliteError where it is used.
+/// State and events of a line, in its database. Written without waiting for the disk: after a power cut a line may
+/// begin anew, and its nodes keep their configuration. Throws SqliteError where it is used.
 class LineStore {
   public:
     /// Opens the database in the line's folder, or makes it. One that is damaged is replaced when `may_replace`. Throws

@@ -1,5 +1,5 @@
-// Histories: what a port read in each interval of thirty seconds, as minimum, average and maximum. Knows neither ports nor
-// what is read.
+// Histories: what a port read in each interval of thirty seconds, as minimum, average and maximum. Knows neither ports
+// nor what is read.
 #pragma once
 
 #include <array>

@@ -87,7 +87,8 @@ BagRecord record_of(std::string name, BagToken content) {
 
 BagToken statistics_token(std::string name, const Statistics &statistics) {
     return group(BagType::structure, std::move(name),
-                 {text_token("Minimum", decimal(statistics.minimum)), text_token("Average", decimal(statistics.average)),
+                 {text_token("Minimum", decimal(statistics.minimum)),
+                  text_token("Average", decimal(statistics.average)),
                   text_token("Maximum", decimal(statistics.maximum))});
 }
 
@@ -163,10 +164,10 @@ NodeRecord controller_record(unsigned slot, bool booster, const AmplifierReading
                           {token(BagType::uint8, "LaneIndex", std::uint64_t{1}),
                            token(BagType::int32, "ReceivePower", std::int64_t{reading.input}),
                            token(BagType::int32, "TransmitPower", std::int64_t{reading.output})});
-    BagToken info = group(
-        BagType::structure, "Ots_edm_info",
-        {token(BagType::uint32, "ControllerIndex", std::uint64_t{slot * ports_a_slot + (booster ? 1U : 0U)}),
-         token(BagType::boolean, "LaserOn", emitting), group(BagType::sequence, "LaneData", {std::move(lane)})});
+    BagToken info =
+        group(BagType::structure, "Ots_edm_info",
+              {token(BagType::uint32, "ControllerIndex", std::uint64_t{slot * ports_a_slot + (booster ? 1U : 0U)}),
+               token(BagType::boolean, "LaserOn", emitting), group(BagType::sequence, "LaneData", {std::move(lane)})});
     return {controllers_bind_point, amplifier_controller(slot, booster, '_') + "/ots_info",
             record_of("ots_info", std::move(info))};
 }
@@ -179,7 +180,8 @@ NodeRecord inventory_record(std::size_t node, unsigned slot, bool booster) {
          text_token("VendorType", booster ? "module-edfa-booster" : "module-edfa-pre"), text_token("Name", name),
          text_token("SerialNum", fmt::format("KVX{:05}{}{}", node + 1, slot, booster ? 1 : 0)),
          text_token("ManufacturerName", "Korvex"), text_token("ModelName", booster ? "ORVO8-EDFA-B" : "ORVO8-EDFA-P"),
-         token(BagType::boolean, "IsFieldReplaceable", true), token(BagType::int32, "Position", std::int64_t{booster})});
+         token(BagType::boolean, "IsFieldReplaceable", true),
+         token(BagType::int32, "Position", std::int64_t{booster})});
     // The database's names hold no slash inside a part.
     return {inventory_bind_point, "0%2f" + name.substr(2) + "/attrib/inv_basic_bag",
             record_of("inv_basic_bag", std::move(info))};

@@ -26,8 +26,8 @@ inline double noise_unit(double noise_factor) noexcept {
     return planck_constant * carrier_frequency * noise_factor * band_width * 1e3;
 }
 
-/// Amplified spontaneous emission, in mW, of an amplifier of the gain G (not in dB): h·ν·(G-1)·F over the band. None for
-/// a gain below 1.
+/// Amplified spontaneous emission, in mW, of an amplifier of the gain G (not in dB): h·ν·(G-1)·F over the band. None
+/// for a gain below 1.
 inline double spontaneous_emission(double gain, double noise_factor) noexcept {
     return gain > 1 ? noise_unit(noise_factor) * (gain - 1) : 0;
 }
@@ -69,12 +69,12 @@ inline Amplified amplify(const Light &input, double gain, double noise_figure, d
 
 /// Loss of a span in dB: fibre, connectors, and what was added.
 struct SpanLoss {
-    double length;             ///< km
-    double loss;               ///< dB/km
-    double connectors;         ///< dB, of both ends
-    double drift_amplitude;    ///< dB
-    double drift_phase;        ///< radians
-    double added = 0;          ///< dB
+    double length;          ///< km
+    double loss;            ///< dB/km
+    double connectors;      ///< dB, of both ends
+    double drift_amplitude; ///< dB
+    double drift_phase;     ///< radians
+    double added = 0;       ///< dB
 
     /// At a second of line time: the drift is a sine with a period of a day.
     double at(double second) const noexcept {

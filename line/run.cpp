@@ -115,9 +115,9 @@ class LineRun::NodeLink {
         Simulation &simulation = run_.simulation_;
         for (const std::size_t i : amplifiers_) {
             const SimulatedAmplifier &amplifier = simulation.amplifiers()[i];
-            simulation.configure_amplifier(i, amplifier_settings(InterfaceSettings(
-                                                  running, amplifier_controller(number_of(amplifier.slot),
-                                                                                amplifier.booster))));
+            simulation.configure_amplifier(
+                i, amplifier_settings(
+                       InterfaceSettings(running, amplifier_controller(number_of(amplifier.slot), amplifier.booster))));
         }
         for (const std::size_t i : channels_) {
             const SimulatedChannel &channel = simulation.channels()[i];
@@ -196,8 +196,8 @@ class LineRun::NodeLink {
 
     void write_histories(const NodePorts &ports) {
         live_.put_document(history_module, history_document(ports));
-        const std::int64_t end = run_.line_.start + static_cast<std::int64_t>(run_.second() / interval_seconds *
-                                                                              interval_seconds);
+        const std::int64_t end =
+            run_.line_.start + static_cast<std::int64_t>(run_.second() / interval_seconds * interval_seconds);
         for (const AmplifierPort &port : ports.amplifiers) {
             const PortHistory *partner = nullptr;
             for (const AmplifierPort &other : ports.amplifiers)
@@ -278,8 +278,8 @@ void restore_closed(const Json &saved, std::vector<PortHistory> &ports) {
 } // namespace
 
 LineRun::LineRun(const fs::path &folder, RunSettings settings)
-    : folder_(folder), line_(line_of_folder(folder)), lock_(folder),
-      settings_(std::move(settings)), store_(folder, true), simulation_(line_, seed_of(settings_)),
+    : folder_(folder), line_(line_of_folder(folder)), lock_(folder), settings_(std::move(settings)),
+      store_(folder, true), simulation_(line_, seed_of(settings_)),
       amplifier_histories_(simulation_.amplifiers().size(), PortHistory(amplifier_quantities)),
       channel_histories_(simulation_.channels().size(), PortHistory(channel_quantities)) {
     allow_many_files();
@@ -287,8 +287,8 @@ LineRun::LineRun(const fs::path &folder, RunSettings settings)
     for (std::size_t node = 0; node < line_.nodes.size(); ++node) {
         nodes_.push_back(std::make_unique<NodeLink>(*this, node));
         if (nodes_.back()->was_replaced() && settings_.tell)
-            settings_.tell(fmt::format("{}: {} was damaged and begins anew", nodes_.back()->folder().string(),
-                                       live_name));
+            settings_.tell(
+                fmt::format("{}: {} was damaged and begins anew", nodes_.back()->folder().string(), live_name));
     }
 }
 
@@ -333,6 +333,7 @@ void LineRun::apply(const std::string &words, const LineEvent &event) {
         };
         clear(simulation_.amplifiers(), amplifier_histories_);
         clear(simulation_.channels(), channel_histories_);
+        closed_changed_ = true;
     }
     if (settings_.tell)
         settings_.tell(fmt::format("second {}: {}", second(), words));
@@ -371,6 +372,7 @@ void LineRun::add_readings() {
         if (at_boundary())
             history.close();
     }
+    closed_changed_ = closed_changed_ || at_boundary();
     for (std::size_t i = 0; i < channel_histories_.size(); ++i) {
         const SimulatedChannel &channel = simulation_.channels()[i];
         PortHistory &history = channel_histories_[i];
@@ -396,12 +398,13 @@ void LineRun::step() {
     };
     const std::string simulation = simulation_.state();
     const std::string open = both(open_json(amplifier_histories_), open_json(channel_histories_));
-    if (!at_boundary()) {
+    if (!closed_changed_) {
         store_.save({{simulation_text, simulation}, {open_text, open}}, happened_);
         return;
     }
     const std::string closed = both(closed_json(amplifier_histories_), closed_json(channel_histories_));
     store_.save({{simulation_text, simulation}, {open_text, open}, {closed_text, closed}}, happened_);
+    closed_changed_ = false;
 }
 
 void run_at_pace(LineRun &run, const Pace &pace) {

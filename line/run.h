@@ -1,5 +1,5 @@
-// A line that runs: its nodes' configuration goes into the simulation, and what the cards read into the nodes, second by
-// second. Knows no protocol and no command line.
+// A line that runs: its nodes' configuration goes into the simulation, and what the cards read into the nodes, second
+// by second. Knows no protocol and no command line.
 #pragma once
 
 #include "line/event.h"
@@ -19,8 +19,8 @@ namespace ocamp {
 
 /// What a line is run with.
 struct RunSettings {
-    std::optional<std::uint64_t> seed = {};    ///< none: that of the run before, at first 1
-    std::vector<ScriptedEvent> script = {};    ///< events before the present second are passed over
+    std::optional<std::uint64_t> seed = {};             ///< none: that of the run before, at first 1
+    std::vector<ScriptedEvent> script = {};             ///< events before the present second are passed over
     std::function<void(const std::string &)> tell = {}; ///< takes a line for each event; may be empty
 };
 
@@ -61,14 +61,15 @@ class LineRun {
     Simulation simulation_;
     std::vector<PortHistory> amplifier_histories_, channel_histories_; // as the simulation's
     std::vector<std::unique_ptr<NodeLink>> nodes_;
-    std::vector<std::int64_t> happened_; ///< events to forget
+    std::vector<std::int64_t> happened_; // events to forget
+    bool closed_changed_ = false;        // intervals that are over, since they were kept
 };
 
 /// How long and how fast.
 struct Pace {
-    double speed = 1;                          ///< seconds of line time a second; 0: as fast as it goes
-    std::optional<std::uint64_t> until = {};   ///< second of line time to end at
-    std::function<bool()> stop = {};           ///< asked often; true ends the run; may be empty
+    double speed = 1;                        ///< seconds of line time a second; 0: as fast as it goes
+    std::optional<std::uint64_t> until = {}; ///< second of line time to end at
+    std::function<bool()> stop = {};         ///< asked often; true ends the run; may be empty
 };
 
 /// Steps until the end that the pace says. A run that falls behind goes on from where it is.

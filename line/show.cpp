@@ -78,9 +78,8 @@ std::string LinePicture::span_row(const Simulation &simulation, std::size_t dire
 }
 
 std::string LinePicture::text(const Simulation &simulation) const {
-    std::string text =
-        fmt::format("{}  {} (second {})  seed {}\n", line_.name, clock_text(simulation.second()), simulation.second(),
-                    simulation.seed());
+    std::string text = fmt::format("{}  {} (second {})  seed {}\n", line_.name, clock_text(simulation.second()),
+                                   simulation.second(), simulation.seed());
     for (std::size_t direction = 0; direction < line_.directions.size(); ++direction) {
         text += fmt::format("\n{}: {} channels of {:.2f} dBm\n", line_.directions[direction].name,
                             simulation.channel_count(direction), line_.directions[direction].channel_power);
@@ -131,13 +130,14 @@ std::string LinePicture::panel(const Simulation &simulation, std::size_t directi
         whole += passage.kind == Passage::Kind::span ? line_.spans[passage.index].length : site_width;
     const double scale = (width - left - right) / std::max(whole, 1.0);
 
-    std::string drawn = label(left, top + 18, fmt::format("{}, second {}", line_.directions[direction].name,
-                                                          simulation.second()), " font-weight=\"bold\"");
+    std::string drawn =
+        label(left, top + 18, fmt::format("{}, second {}", line_.directions[direction].name, simulation.second()),
+              " font-weight=\"bold\"");
     constexpr int grid_step = 10;
     for (int level = static_cast<int>(lowest_shown); level <= highest_shown; level += grid_step) {
         const double y = place_of(level, top);
-        drawn += fmt::format("<line x1=\"{:.1f}\" y1=\"{:.1f}\" x2=\"{:.1f}\" y2=\"{:.1f}\" stroke=\"#ddd\"/>\n", left, y,
-                             width - right, y);
+        drawn += fmt::format("<line x1=\"{:.1f}\" y1=\"{:.1f}\" x2=\"{:.1f}\" y2=\"{:.1f}\" stroke=\"#ddd\"/>\n", left,
+                             y, width - right, y);
         drawn += label(left - 6, y + 4, fmt::format("{} dBm", level), " text-anchor=\"end\"");
     }
 

@@ -316,12 +316,15 @@ std::string Simulation::state() const {
                               optional_number(a.settings.gain), optional_number(a.settings.tilt), a.settings.shut,
                               a.settings.extended_range});
     for (const SimulatedChannel &c : channels_)
-        channels.push_back(
-            {c.reading.input, c.reading.output, optional_number(c.settings.power), c.settings.shut});
+        channels.push_back({c.reading.input, c.reading.output, optional_number(c.settings.power), c.settings.shut});
     for (const SimulatedFibre &f : fibres_)
         fibres.push_back({f.cut, f.loss.added, f.now});
-    return Json{{"second", second_},   {"seed", seed_},       {"amplifiers", std::move(amplifiers)},
-                {"channels", std::move(channels)}, {"fibres", std::move(fibres)}, {"channel-counts", channel_counts_},
+    return Json{{"second", second_},
+                {"seed", seed_},
+                {"amplifiers", std::move(amplifiers)},
+                {"channels", std::move(channels)},
+                {"fibres", std::move(fibres)},
+                {"channel-counts", channel_counts_},
                 {"pulled", pulled_}}
         .dump();
 }

@@ -13,10 +13,10 @@
 namespace ocamp {
 
 inline constexpr int ticks_a_second = 10;
-inline constexpr double ramp = 1.0;             ///< dB a second that gains move by
-inline constexpr int hold_ticks = 5;            ///< that a signal is lost, or is back, before the amplifier follows
-inline constexpr double darkness = -40;         ///< dBm; detectors read nothing below it
-inline constexpr int dark_reading = -4000;      ///< the same as a reading
+inline constexpr double ramp = 1.0;        ///< dB a second that gains move by
+inline constexpr int hold_ticks = 5;       ///< that a signal is lost, or is back, before the amplifier follows
+inline constexpr double darkness = -40;    ///< dBm; detectors read nothing below it
+inline constexpr int dark_reading = -4000; ///< the same as a reading
 
 /// What the node's configuration says of an amplifier. None: what the line's description says.
 struct AmplifierSettings {
@@ -51,14 +51,14 @@ struct SimulatedAmplifier {
     AmplifierDescription built;
     AmplifierSettings settings;
 
-    double gain;               ///< dB, that the control asks for; on its way to the one that is set
-    bool extended_range;       ///< in use
+    double gain;         ///< dB, that the control asks for; on its way to the one that is set
+    bool extended_range; ///< in use
     bool emitting = true;
-    bool input_lost = false;   ///< for long enough that the amplifier has shut down
-    int ticks_of_change = 0;   ///< that the input is otherwise than input_lost says
-    double pump_loss = 0;      ///< dB, that the maximum output has fallen by
+    bool input_lost = false; ///< for long enough that the amplifier has shut down
+    int ticks_of_change = 0; ///< that the input is otherwise than input_lost says
+    double pump_loss = 0;    ///< dB, that the maximum output has fallen by
     physics::Light input, output;
-    double actual_gain = 0;    ///< dB; less than `gain` when the output is limited
+    double actual_gain = 0; ///< dB; less than `gain` when the output is limited
     AmplifierReading reading;
 
     /// dB, that the gain moves to: within the range in use.
@@ -68,8 +68,8 @@ struct SimulatedAmplifier {
 /// The supervisory channel of a slot.
 struct SimulatedChannel {
     std::size_t node;
-    std::size_t slot; ///< index among the node's
-    double built_power; ///< dBm
+    std::size_t slot;     ///< index among the node's
+    double built_power;   ///< dBm
     bool sends, receives; ///< fibres are connected
     ChannelSettings settings;
     double input = 0, output = 0; ///< mW
@@ -124,7 +124,7 @@ class Simulation {
     void restore(std::string_view state);
 
   private:
-    struct Hop { // of supervisory light
+    struct Hop {                 // of supervisory light
         DirectionIndex from, to; // indexes of channels
         std::size_t fibre;
     };

@@ -153,9 +153,9 @@ void add_line_command(CLI::App &program) {
     command.require_subcommand(1);
     auto options = std::make_shared<LineOptions>();
 
-    CLI::App &maker = add_action(command, "init", "Make a line and its nodes from a description",
-                                 "Example:\n  ocamp line init demo-line --from examples/lines/three-sites.json", options,
-                                 init);
+    CLI::App &maker =
+        add_action(command, "init", "Make a line and its nodes from a description",
+                   "Example:\n  ocamp line init demo-line --from examples/lines/three-sites.json", options, init);
     maker.add_option("--from", options->description, "Description of the line, '-' for standard input")
         ->type_name("FILE")
         ->required();

@@ -13,8 +13,7 @@ namespace fs = std::filesystem;
 namespace {
 
 // The operating system writes the file when it likes; a small cache is enough for one node.
-constexpr const char *settings =
-    "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = OFF; PRAGMA cache_size = -128;";
+constexpr const char *settings = "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = OFF; PRAGMA cache_size = -128;";
 
 void remove_with_journal(const fs::path &file) {
     // The journal first: it belongs to no other file of that name.
