@@ -96,7 +96,7 @@ std::string LinePicture::text(const Simulation &simulation) const {
 namespace {
 
 // Sizes of the diagram, in pixels.
-constexpr double width = 960, panel_height = 320, left = 60, right = 20, above = 40, below = 40;
+constexpr double width = 960, panel_height = 320, left = 70, right = 60, above = 40, below = 40;
 constexpr double lowest_shown = -40, highest_shown = 25; // dBm
 constexpr double site_width = 14;                        // between the two amplifiers of a site, in km of the scale
 
