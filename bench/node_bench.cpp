@@ -19,8 +19,9 @@ namespace {
 using namespace ocamp;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::array<const char *, 10> stage_names{"parse",  "to_native", "look_up", "to_openconfig", "put_together",
-                                                   "filter", "apply",     "check",   "print",         "commit"};
+constexpr std::array<const char *, 11> stage_names{"database",      "parse",        "to_native", "look_up",
+                                                   "to_openconfig", "put_together", "filter",    "apply",
+                                                   "check",         "print",        "commit"};
 static_assert(stage_names.size() == static_cast<std::size_t>(Stage::commit) + 1);
 
 // Adds up the time that each stage takes while the clock lives.

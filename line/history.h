@@ -1,6 +1,8 @@
-// Histories: what a port read in each interval of thirty seconds, as minimum, average and maximum. Knows neither ports
-// nor what is read.
+// Histories: what a port read in each interval of the native history, as minimum, average and maximum. Knows neither
+// ports nor what is read.
 #pragma once
+
+#include "node/history.h"
 
 #include <array>
 #include <cstddef>
@@ -10,7 +12,6 @@
 
 namespace ocamp {
 
-inline constexpr std::uint64_t interval_seconds = 30;
 inline constexpr std::size_t most_intervals = 32; ///< that a port keeps
 
 /// Of readings in hundredths of dB or dBm.

@@ -3,6 +3,7 @@
 source "$(dirname "$0")/lib.sh"
 
 packages=(g++ cmake ninja-build pkg-config libyang2-dev libyang2-tools libsqlite3-dev libexpat1-dev libfmt-dev libcli11-dev
+          libsystemd-dev libcrypt-dev libssh-dev libyuma-base python3-ncclient yangcli openssh-client
           nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev groff-base valgrind python3 python3-jsonschema)
 # Further packages may be named as arguments.
 packages+=("$@")

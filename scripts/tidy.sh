@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs clang-tidy over the plug-in, the platform and the tools, and its check of names over tests and benchmarks; with
+# Runs clang-tidy over the plug-in, the platform, the server and the tools, and its check of names over tests and benchmarks; with
 # --changed only over the rooms in which something has changed since the last landing.
 source "$(dirname "$0")/lib.sh"
 
@@ -17,7 +17,7 @@ changed_rooms() {
     fi
 }
 
-places=(oc-amplifier platform tools)
+places=(oc-amplifier platform server tools)
 rooms=("${places[@]}")
 [ "${1:-}" != --changed ] || mapfile -t rooms < <(changed_rooms)
 echo "rooms: ${rooms[*]:-none}" >&2

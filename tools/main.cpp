@@ -1,45 +1,35 @@
 // ocamp: reads and edits the OpenConfig data of a node that speaks only its native models. This file reads the command
 // line and turns failures into messages and exit statuses; the commands are in files of their own.
-#include "options.h"
+#include "command_line.h"
+#include "failure_message.h"
 #include "out_of_memory.h"
 #include "output.h"
+#include "program.h"
 
 #include "node/plugin.h"
 #include "seam/input_error.h"
-#include "seam/text.h"
 
-#include <cstddef>
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <sstream>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 namespace {
-
-constexpr int request_failed = 1;
-constexpr int wrong_use = 2;
-
-constexpr const char *footer_text = "Exit status: 0 done, 1 the request failed, 2 wrong use.\n"
-                                    "'ocamp COMMAND --help' tells more of each command.";
 
 // The buffer of standard output is there from the start, so that an answer never fails for want of one.
 char output_buffer[BUFSIZ];
 
-// One line, whatever a client's text in the message holds. Nothing here throws: the message may be about memory, and
-// standard error may be gone.
-int tell(std::string_view message, int status) noexcept {
-    // In bytes: a refusal with its longest path and reason, and a little more.
-    constexpr std::size_t longest_message = 1600;
+// Nothing here throws: the message may be about memory, and standard error may be gone.
+int tell(const std::exception &failure, bool as_json) noexcept {
+    const int status = ocamp::status_of(failure);
     try {
-        std::string line = "ocamp: ";
-        ocamp::append_escaped(line, ocamp::shortened(message, longest_message));
-        line += '\n';
-        ocamp::write_error(line);
+        ocamp::write_error(ocamp::failure_message(failure, status, as_json));
     } catch (...) {
         ocamp::write_error("ocamp: out of memory for the message of an error\n");
     }
@@ -58,59 +48,31 @@ std::string version() {
     return fmt::format("ocamp {}\n{}", OCAMP_VERSION, plugin);
 }
 
-// Command words are looked at before the rest: what is wrong with them, the library tells without naming them.
-void check_commands(CLI::App &program, int argc, char **argv) {
-    CLI::App *at = &program;
-    for (int i = 1; i < argc && *argv[i] != '-' && at->get_require_subcommand_min() > 0; ++i) {
-        const std::string_view word = argv[i];
-        const auto named = at->get_subcommands([&](const CLI::App *command) { return command->get_name() == word; });
-        if (named.empty()) {
-            std::vector<std::string> names;
-            for (const CLI::App *known : at->get_subcommands(nullptr))
-                names.push_back(known->get_name());
-            throw ocamp::InputError(fmt::format("no command '{}{}', expected one of: {}; 'ocamp --help' tells more",
-                                                at == &program ? "" : at->get_name() + " ", word,
-                                                fmt::join(names, ", ")));
-        }
-        at = named.front();
-    }
-}
-
-// An empty argument is most likely a variable that was never set, and never means the default.
-void refuse_empty_arguments(CLI::App &command) {
-    for (CLI::Option *option : command.get_options()) {
-        if (option->get_items_expected_max() == 0)
-            continue;
-        const auto check = [option](const std::string &argument) {
-            return argument.empty() ? "is empty, expected: " + option->get_description() : std::string();
-        };
-        option->check(check, "");
-    }
-    for (CLI::App *inner : command.get_subcommands(nullptr))
-        refuse_empty_arguments(*inner);
+// What the parser refuses, with what was expected and where to learn more.
+[[noreturn]] void refuse(const CLI::Error &error, const CLI::App &command) {
+    const std::string_view text = error.what();
+    throw ocamp::InputError(
+        fmt::format("{}{}; '{} --help' tells more", text,
+                    text == "--node is required" ? ", expected --node DIR or OCAMP_NODE in the environment" : "",
+                    ocamp::typed_name(command)));
 }
 
 int run(int argc, char **argv) {
     CLI::App program("Reads and edits the optical amplifiers of a node through OpenConfig.", "ocamp");
-    program.require_subcommand(1);
-    program.footer(footer_text);
     program.set_version_flag("--version", version, "The version, and the plug-in that runs when none is named");
     ocamp::CommonOptions common;
-    ocamp::add_get_command(program, common);
-    ocamp::add_edit_command(program, common);
-    ocamp::add_explain_command(program, common);
-    ocamp::add_line_command(program);
-    ocamp::add_native_command(program, common);
-    ocamp::add_node_command(program, common);
-    ocamp::add_sysdb_command(program, common);
-    refuse_empty_arguments(program);
-    check_commands(program, argc, argv);
+    ocamp::add_commands(program, common, argc > 1 ? argv[1] : "");
+    ocamp::CommandLine line = ocamp::read_command_line(program, argc, argv);
+    // The parser takes the last word first.
+    std::reverse(line.words.begin(), line.words.end());
     try {
-        program.parse(argc, argv);
+        program.parse(std::move(line.words));
     } catch (const CLI::Success &help) {
-        program.exit(help);
+        std::ostringstream text;
+        program.exit(help, text);
+        ocamp::write_output(text.str());
     } catch (const CLI::Error &error) {
-        return tell(std::string(error.what()) + "; 'ocamp --help' tells the commands", wrong_use);
+        refuse(error, *line.command);
     }
     ocamp::finish_output("", "");
     return 0;
@@ -123,13 +85,12 @@ int main(int argc, char **argv) {
     reserve_standard_streams();
     let_writes_fail();
     std::setvbuf(stdout, output_buffer, _IOFBF, sizeof output_buffer);
+    // What is wrong with the command line is told in the form that it asks for, too.
+    const bool as_json =
+        std::any_of(argv, argv + argc, [](const char *word) { return std::string_view(word) == json_option; });
     try {
         return run(argc, argv);
-    } catch (const std::bad_alloc &) {
-        return tell("out of memory", request_failed);
-    } catch (const InputError &error) {
-        return tell(error.what(), wrong_use);
-    } catch (const std::exception &error) {
-        return tell(error.what(), request_failed);
+    } catch (const std::exception &failure) {
+        return tell(failure, as_json);
     }
 }

@@ -15,7 +15,7 @@ using namespace ymap;
 
 // ---- Exported names ------------------------------------------------------------------------------------------------
 
-#define NAME_OF(kind, name, row) NATIVE_TEXT(name),
+#define NAME_OF(kind, name, row) YMAP_TEXT(name),
 
 std::vector<std::string_view> exported_names() {
     std::vector<std::string_view> names = {
@@ -155,41 +155,16 @@ struct Module {
 
 // clang-format off
 const std::vector<Module> native_modules = {
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_controller_optics_cfg.def"
-}},
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_ifmgr_cfg.def"
-}},
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_controller_orvo8_ots_oper.def"
-}},
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_controller_optics_oper.def"
-}},
-{
-#define XO_EACH_MODULE MODULE_OF_ROWS
-#define XO_EACH_ROOT ROOT_OF_ROWS
-#define XO_NODE NODE_OF_ROWS
-#define XO_EACH_LEAF LEAF_OF_ROWS
-#include "korvex_pmengine_oper.def"
-}},
+#define NATIVE_ROWS "korvex_controller_optics_cfg.def"
+#include "ocamp_rows_of_module.h"
+#define NATIVE_ROWS "korvex_ifmgr_cfg.def"
+#include "ocamp_rows_of_module.h"
+#define NATIVE_ROWS "korvex_controller_orvo8_ots_oper.def"
+#include "ocamp_rows_of_module.h"
+#define NATIVE_ROWS "korvex_controller_optics_oper.def"
+#include "ocamp_rows_of_module.h"
+#define NATIVE_ROWS "korvex_pmengine_oper.def"
+#include "ocamp_rows_of_module.h"
 };
 // clang-format on
 
@@ -239,6 +214,13 @@ std::vector<Leaf> openconfig_leaves() {
     return leaves;
 }
 
+/// Whether the native leaf's converter is one that answers the OpenConfig leaf by hand.
+bool is_answered_by_hand(const Leaf &leaf, const NativeLeafRow &native) {
+    const auto &by_hand = leaf.request.answered_by;
+    return !native.converter.empty() &&
+           std::find(std::begin(by_hand), std::end(by_hand), native.converter) != std::end(by_hand);
+}
+
 /// The native leaves behind an OpenConfig leaf, with the converters of the way back. Each text once.
 struct Mapping {
     std::vector<std::string> native_leaves, to_high, units;
@@ -264,9 +246,7 @@ Mapping mapping_of(const Leaf &leaf, const std::vector<NativeLeafRow> &natives) 
         Mapping::add(mapping.native_leaves, asked);
     Mapping::add(mapping.units, leaf.request.unit);
     for (const NativeLeafRow &native : natives) {
-        const auto &by_hand = leaf.request.answered_by;
-        bool answers = !native.converter.empty() &&
-                       std::find(std::begin(by_hand), std::end(by_hand), native.converter) != std::end(by_hand);
+        bool answers = is_answered_by_hand(leaf, native);
         for (const Answer &answer : {native.answers.first, native.answers.second}) {
             if (text(answer.openconfig) != leaf.path)
                 continue;
@@ -343,6 +323,33 @@ void print_mapping() {
     }
 }
 
+void print_answer(const Leaf &leaf, const NativeLeafRow &native, std::string_view unit, std::string_view rule,
+                  std::string_view getter) {
+    std::printf("    {\"%s\", \"%s\", \"%.*s\", \"%.*s\", \"%.*s\", \"%.*s\", \"%.*s\"},\n", leaf.path.c_str(),
+                native.path.c_str(), static_cast<int>(native.module.size()), native.module.data(),
+                static_cast<int>(native.converter.size()), native.converter.data(), static_cast<int>(unit.size()),
+                unit.data(), static_cast<int>(rule.size()), rule.data(), static_cast<int>(getter.size()),
+                getter.data());
+}
+
+/// Who answers each OpenConfig leaf, as the elements of an array of ocamp::MappingRow.
+void print_table() {
+    for (const Leaf &leaf : openconfig_leaves()) {
+        for (const NativeLeafRow &native : native_leaves()) {
+            if (is_answered_by_hand(leaf, native))
+                print_answer(leaf, native, "", leaf.request.unit, "");
+            for (const Answer &answer : {native.answers.first, native.answers.second}) {
+                if (text(answer.openconfig) != leaf.path)
+                    continue;
+                // Where there is no scale, the row's unit says what becomes of the text.
+                const bool has_unit = answer.scale != nullptr;
+                print_answer(leaf, native, has_unit ? answer.unit : "", has_unit ? answer.scale : text(answer.unit),
+                             text(answer.getter));
+            }
+        }
+    }
+}
+
 /// The schema path of a data path, with the module's prefix on every step.
 std::string prefixed(const std::string &path) {
     std::string text;
@@ -385,6 +392,29 @@ void print_deviations() {
     std::puts("}");
 }
 
+void print_errors() {
+    std::puts(R"(# Errors
+
+Made by scripts/mapping.sh from platform/yang/error_tags.def; do not edit.
+
+A refusal is one of the error-tags of [RFC 6241, appendix A](https://www.rfc-editor.org/rfc/rfc6241#appendix-A), and so in
+NETCONF; gNMI answers with the status beside it.
+
+| error-tag | gNMI status | code |
+|---|---|---:|)");
+#define OCAMP_ERROR_TAG(tag, word, status, number) std::printf("| `%s` | `%s` | %d |\n", word, #status, number);
+#include "yang/error_tags.def"
+    std::puts(R"(
+What the plug-in or the platform under it refuses by a code, and the error-tag that it becomes; every other code is
+`operation-failed`. The code itself stands in the message.
+
+| code | error-tag | when |
+|---|---|---|)");
+#define OCAMP_ERROR_TAG(tag, word, status, number) [[maybe_unused]] constexpr const char *tag = word;
+#define OCAMP_ERROR_CODE(code, tag, meaning) std::printf("| `%s` | `%s` | %s |\n", #code, tag, meaning);
+#include "yang/error_tags.def"
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -397,8 +427,12 @@ int main(int argc, char **argv) {
         print_mapping();
     else if (what == "deviations")
         print_deviations();
+    else if (what == "table")
+        print_table();
+    else if (what == "errors")
+        print_errors();
     else {
-        std::fputs("usage: ocamp-rows exports|leaves|mapping|deviations\n", stderr);
+        std::fputs("usage: ocamp-rows exports|leaves|mapping|deviations|table|errors\n", stderr);
         return 2;
     }
     return 0;

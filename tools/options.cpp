@@ -3,9 +3,14 @@
 
 #include "text_io.h"
 
+#include "seam/text.h"
 #include "yang/models.h"
 
+#include <cstdlib>
 #include <map>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 
 namespace ocamp {
 
@@ -15,21 +20,34 @@ namespace {
 template <class Meaning>
 CLI::Option *add_word_option(CLI::App &command, const std::string &name, Meaning &meaning,
                              const std::map<std::string, Meaning> &words, const std::string &description) {
+    const auto check = [words](const std::string &word) -> std::string {
+        if (words.count(word) != 0)
+            return {};
+        std::vector<std::string> known;
+        for (const auto &[one, meant] : words)
+            known.push_back(one);
+        return fmt::format("'{}', expected one of: {}", shortened(word, longest_shown_value), fmt::join(known, ", "));
+    };
     return command
         .add_option_function<std::string>(
             name, [&meaning, words](const std::string &word) { meaning = words.at(word); }, description)
-        ->check(CLI::IsMember(words).description(""));
+        ->check(check, "");
 }
 
 } // namespace
 
 void add_node_option(CLI::App &command, std::string &folder) {
-    command.add_option("--node", folder, "Folder of the node, made with 'ocamp node init'")
+    const char *usual = std::getenv("OCAMP_NODE");
+    const bool has_usual = usual != nullptr && *usual != '\0';
+    if (has_usual)
+        folder = usual;
+    command.add_option("-n,--node", folder, "Folder of the node, made with 'ocamp node init'; default: OCAMP_NODE")
         ->type_name("DIR")
-        ->required();
+        ->required(!has_usual);
 }
 
 void add_common_options(CLI::App &command, CommonOptions &options) {
+    command.add_flag(json_option, options.json, "Errors, and what the command tells, as JSON");
     const char *group = "Plug-in and logs";
     command.add_option("--plugin", options.plugin, "Plug-in to run; default: the one that 'ocamp --version' tells")
         ->type_name("FILE")
@@ -55,8 +73,9 @@ Filter ReadOptions::filter() const {
 }
 
 void add_read_options(CLI::App &command, ReadOptions &options) {
-    CLI::Option *path =
-        command.add_option("PATH", options.path, "Absolute data path to read; default: the whole model");
+    CLI::Option *path = command.add_option(
+        "PATH", options.path,
+        "Absolute data path to read; keys that are left out or '*' stand for all entries; default: the whole model");
     command.add_option("--filter", options.filter_file, "NETCONF subtree filter to read with, '-' for standard input")
         ->type_name("FILE")
         ->excludes(path);
@@ -64,19 +83,30 @@ void add_read_options(CLI::App &command, ReadOptions &options) {
 }
 
 EditRequest EditOptions::request() const {
-    return named_input(
-        file, [&](const std::string &text) { return EditRequest(openconfig_schema(), text, default_operation); });
+    return named_input(file, [&](const std::string &text) {
+        return EditRequest(openconfig_schema(), text, default_operation, StateInEdit::passed_over);
+    });
 }
 
 void add_edit_options(CLI::App &command, EditOptions &options) {
     const std::map<std::string, DefaultOperation> operations{
         {"merge", DefaultOperation::merge}, {"replace", DefaultOperation::replace}, {"none", DefaultOperation::none}};
-    command.add_option("FILE", options.file, "NETCONF <config> document or RFC 7951 JSON, '-' for standard input")
+    command
+        .add_option("FILE", options.file,
+                    "NETCONF <config> document, RFC 7951 JSON, or what 'ocamp get' answered; '-' for standard input")
         ->required();
     add_word_option(command, "--default-operation", options.default_operation, operations,
                     "Operation of nodes without one of their own: merge, replace or none")
         ->type_name("OPERATION")
         ->default_str("merge");
+}
+
+void add_quiet_option(CLI::App &command, TellOptions &options) {
+    command.add_flag("--quiet", options.quiet, "Tell nothing but errors");
+}
+
+void add_dry_run_option(CLI::App &command, TellOptions &options) {
+    command.add_flag("--dry-run", options.dry_run, "Tell what would change, and change nothing");
 }
 
 void add_format_option(CLI::App &command, LYD_FORMAT &format) {

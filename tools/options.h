@@ -1,25 +1,34 @@
 // The options that commands share. Knows no command.
 #pragma once
 
+#include "log/log.h"
+#include "node/edit_request.h"
 #include "node/filter.h"
 #include "node/service.h"
+#include "yfw_platform.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
+#include <libyang/libyang.h>
 
 namespace ocamp {
 
+/// Asks for errors, and for what a command tells, as JSON.
+inline constexpr const char *json_option = "--json";
+
 /// Options that every command has.
 struct CommonOptions {
+    bool json = false;
     std::string plugin;
     LogSettings logs{.debug_log = {}, .level = log_traces, .trace = {}};
 };
 
-/// --node DIR, which must be given.
+/// -n, --node DIR, which must be given unless OCAMP_NODE is in the environment.
 void add_node_option(CLI::App &command, std::string &folder);
-/// --plugin and those of the logs.
+/// --json, --plugin and those of the logs.
 void add_common_options(CLI::App &command, CommonOptions &options);
 
 /// What a read asks for: PATH or --filter FILE, and --config.
@@ -41,11 +50,21 @@ struct EditOptions {
     std::string file;
     DefaultOperation default_operation = DefaultOperation::merge;
 
-    /// Reads the edit's file. Throws InputError, and RequestError for an edit that the model refuses.
+    /// Reads the edit's file; state that was read beside configuration is passed over. Throws InputError, and
+    /// RequestError for an edit that the model refuses.
     EditRequest request() const;
 };
 /// FILE and --default-operation.
 void add_edit_options(CLI::App &command, EditOptions &options);
+
+/// What an edit tells: everything, nothing, or what it would do if it were made.
+struct TellOptions {
+    bool quiet = false;
+    bool dry_run = false;
+};
+/// --quiet and, where a change can be tried, --dry-run.
+void add_quiet_option(CLI::App &command, TellOptions &options);
+void add_dry_run_option(CLI::App &command, TellOptions &options);
 
 /// --format json|xml.
 void add_format_option(CLI::App &command, LYD_FORMAT &format);
@@ -53,10 +72,20 @@ void add_format_option(CLI::App &command, LYD_FORMAT &format);
 /// Each adds its command to the program's. The command runs when the command line has been read.
 void add_get_command(CLI::App &program, CommonOptions &common);
 void add_edit_command(CLI::App &program, CommonOptions &common);
+void add_set_command(CLI::App &program, CommonOptions &common);
+void add_rm_command(CLI::App &program, CommonOptions &common);
 void add_explain_command(CLI::App &program, CommonOptions &common);
-void add_line_command(CLI::App &program);
+void add_watch_command(CLI::App &program, CommonOptions &common);
+void add_history_command(CLI::App &program, CommonOptions &common);
 void add_native_command(CLI::App &program, CommonOptions &common);
 void add_node_command(CLI::App &program, CommonOptions &common);
 void add_sysdb_command(CLI::App &program, CommonOptions &common);
+void add_why_command(CLI::App &program, CommonOptions &common);
+/// The command that completion asks; no help tells of it.
+void add_complete_command(CLI::App &program, CommonOptions &common);
+/// These run neither the plug-in nor a log of it.
+void add_line_command(CLI::App &program);
+void add_serve_command(CLI::App &program);
+void add_user_command(CLI::App &program);
 
 } // namespace ocamp

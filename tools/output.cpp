@@ -53,6 +53,12 @@ void write_output(std::string_view text) {
         refuse_output("");
 }
 
+void flush_output() {
+    errno = 0;
+    if (std::fflush(stdout) != 0 || !is_open_for_writing(STDOUT_FILENO))
+        refuse_output("");
+}
+
 void finish_output(std::string_view text, std::string_view done) {
     errno = 0;
     const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();

@@ -33,6 +33,9 @@ void finish_output(std::string_view text, std::string_view done);
 /// Writes to standard output; it need not be out before finish_output. Throws OutputError.
 void write_output(std::string_view text);
 
+/// Lets everything out that was written so far. Throws OutputError.
+void flush_output();
+
 /// As write_output, of what fmt::format makes of the arguments.
 template <class... Arguments>
 void print(fmt::format_string<Arguments...> format, Arguments &&...arguments) {

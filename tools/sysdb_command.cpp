@@ -24,22 +24,18 @@ struct SysdbOptions {
     std::string file = "-";
 };
 
-void list_folder(SystemDatabase &database, const std::string &bind_point, const std::string &folder) {
-    for (const std::string &name : database.list(bind_point, folder)) {
-        if (name.ends_with('/'))
-            list_folder(database, bind_point, folder + name);
-        else
-            print("{}\n", escaped(fmt::format("{} {}{}", bind_point, folder, name)));
-    }
+void list_items(SystemDatabase &database, const std::string &bind_point) {
+    for (const std::string &item : database.items(bind_point))
+        print("{}\n", escaped(fmt::format("{} {}", bind_point, item)));
 }
 
 void list(SystemDatabase &database, const SysdbOptions &options) {
     if (!options.bind_point.empty()) {
-        list_folder(database, options.bind_point, "");
+        list_items(database, options.bind_point);
         return;
     }
     for (const std::string &bind_point : database.bind_points())
-        list_folder(database, bind_point, "");
+        list_items(database, bind_point);
 }
 
 [[noreturn]] void refuse_missing(const SysdbOptions &options) {
@@ -91,7 +87,7 @@ CLI::App &add_action(CLI::App &parent, const char *name, const char *description
     command.footer(std::string("Example:\n  ") + example);
     command.callback([options, &common, action] {
         const LogSession logs(logs_outside(options->node, common.logs));
-        action(*options);
+        logged([&] { action(*options); });
     });
     return command;
 }

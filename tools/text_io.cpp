@@ -1,6 +1,8 @@
 // Files in and answers out. Knows nothing of requests.
 #include "text_io.h"
 
+#include "output.h"
+
 #include "seam/failure.h"
 #include "seam/text.h"
 #include "yang/client_document.h"
@@ -70,6 +72,29 @@ std::string read_input(const std::string &file) {
     if (got < 0)
         refuse_input(file, errno);
     return text;
+}
+
+void write_file(const std::string &file, const std::string &text) {
+    if (file == "-") {
+        write_output(text);
+        return;
+    }
+    const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    const CloseLater close_later(descriptor);
+    std::string_view rest = text;
+    ssize_t written = descriptor;
+    while (written >= 0 && !rest.empty()) {
+        written = write(descriptor, rest.data(), rest.size());
+        if (written < 0 && errno == EINTR)
+            written = 0;
+        rest.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+    }
+    if (written >= 0)
+        return;
+    const std::string reason = fmt::format("{}: {}", file, std::strerror(errno));
+    if (descriptor >= 0 || is_shortage(errno))
+        throw std::runtime_error(reason + ", could not be written");
+    throw InputError(reason + ", expected a file that can be written");
 }
 
 std::string answer_text(const YangTree &answer, LYD_FORMAT format) {

@@ -3,7 +3,7 @@ import math
 from xml.sax.saxutils import escape
 
 COLOURS = ("#0072b2", "#d55e00", "#009e73", "#cc79a7", "#e69f00", "#56b4e9", "#8c564b", "#6a3d9a", "#999999", "#333333",
-           "#dddddd")
+           "#dddddd", "#f0e442")
 OTHERS = "#999999"
 FONT = "font-family='DejaVu Sans, Verdana, sans-serif'"
 SIZE = 14  # of the letters

@@ -1,7 +1,6 @@
 // Native numbers as OpenConfig decimals and back, digit by digit: most values are short texts, and the C library's
 // general conversions would be most of their cost.
-#ifndef DECIMAL_TEXT_H
-#define DECIMAL_TEXT_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -86,5 +85,3 @@ inline bool short_decimal(const char *text, double &number) {
 }
 
 } // namespace ymap
-
-#endif

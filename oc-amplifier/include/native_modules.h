@@ -1,6 +1,5 @@
 // Names of the native modules' exported functions, and the declarations that all modules expand from their rows.
-#ifndef NATIVE_MODULES_H
-#define NATIVE_MODULES_H
+#pragma once
 
 #include "ymap_exports.h"
 #include "ymap_rows.h"
@@ -10,9 +9,6 @@
 #define OTS_OPER(name) ymap_xo_oc_opt_amp_korvexcontrollerorvo8otsoper_##name
 #define OPTICS_OPER(name) ymap_xo_oc_opt_amp_korvexcontrolleropticsoper_##name
 #define PMENGINE_OPER(name) ymap_xo_oc_opt_amp_korvexpmengineoper_##name
-
-#define NATIVE_TEXT_OF(name) #name
-#define NATIVE_TEXT(name) NATIVE_TEXT_OF(name)
 
 namespace ymap::native {
 
@@ -34,5 +30,3 @@ bool is_one_of(const char *tag, const char *key, Keys... further_keys) {
 
 #define NATIVE_EXPORT YMAP_DECLARE
 #include "native_modules_exports.h"
-
-#endif

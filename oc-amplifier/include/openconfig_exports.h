@@ -2,8 +2,6 @@
 // and the export list expand this list and no other. See ymap_export_kinds.h. Without include guard on purpose.
 #include "ymap_export_kinds.h"
 
-#define OC_NAME(name) ymap_ox_oc_opt_ampli_openconfigopticalamplifier_##name
-
 #define OC_EACH_CONTAINER(parent, word, tag)                                                                           \
     EXPORT(Walker, OC_NAME(word), word)                                                                                \
     EXPORT(AugmentParser, OC_NAME(word##_parse_augments), word)                                                        \
@@ -30,5 +28,4 @@
     EXPORT(LeafHandler, OC_NAME(leaf_##word), word)
 #include "openconfig_optical_amplifier.def"
 
-#undef OC_NAME
 #include "ymap_export_kinds_end.h"

@@ -1,6 +1,5 @@
 // The OpenConfig rows as types, and the declarations of the functions behind them.
-#ifndef OPENCONFIG_ROWS_H
-#define OPENCONFIG_ROWS_H
+#pragma once
 
 #include "ymap_exports.h"
 #include "ymap_rows.h"
@@ -21,12 +20,11 @@ inline cerrno unsupported(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree 
 struct no_parent;
 
 // What every row knows of itself. `function` is the walker, by whose name it reports.
-#define OC_NAME(name) ymap_ox_oc_opt_ampli_openconfigopticalamplifier_##name
 #define OC_ROW(parent_row, row_kind, word, row_tag)                                                                    \
     using Parent = parent_row;                                                                                         \
     static constexpr NodeKind kind = NodeKind::row_kind;                                                               \
     static constexpr const char *tag = row_tag;                                                                        \
-    static constexpr const char *function = "ymap_ox_oc_opt_ampli_openconfigopticalamplifier_" #word;
+    static constexpr const char *function = YMAP_TEXT(OC_NAME(word));
 #define OC_EACH_ROOT(alias, word, tag)                                                                                 \
     OC_EACH_CONTAINER(no_parent, word, tag)                                                                            \
     using alias = word;
@@ -61,8 +59,5 @@ struct no_parent;
     };
 #include "openconfig_optical_amplifier.def"
 #undef OC_ROW
-#undef OC_NAME
 
 } // namespace ymap::openconfig
-
-#endif

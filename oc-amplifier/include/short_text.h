@@ -1,7 +1,6 @@
 // Short texts put together and taken apart piece by piece: names, item paths and integers. The C library's formats
 // would be most of the cost of a look-up; what is read and written here is what they read and write.
-#ifndef SHORT_TEXT_H
-#define SHORT_TEXT_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -106,5 +105,3 @@ class TextReader {
 };
 
 } // namespace ymap
-
-#endif

@@ -1,7 +1,6 @@
 // Shared helpers of the converters: name forms of amplifiers, controllers and ports, the system database, look-ups
 // in request trees, select fields and text. All are exported under these names. Buffers belong to the caller.
-#ifndef UTILITY_H
-#define UTILITY_H
+#pragma once
 
 #include "ymap_frame.h"
 
@@ -17,6 +16,7 @@ YMAP_EXPORT const char *const controller_optics_list[];
 /// Fill a format of two integers with slot and port of an amplifier name. `out`: 200 bytes. Returns the length of
 /// the whole text, which may be more than was written.
 YMAP_EXPORT int ampli_key_to_key(const char *amplifier, const char *format, char *out);
+/// OTS controller and system-database key of an amplifier. `out`: 200 bytes. Return as above.
 YMAP_EXPORT int ampli_key_to_ots_ctrl_key(const char *amplifier, char *out);
 YMAP_EXPORT int ampli_key_to_sysdb_ots_ctrl_key(const char *amplifier, char *out);
 /// Amplifier name of an OTS controller. `out`: 20 bytes. Returns as above.
@@ -41,12 +41,16 @@ YMAP_EXPORT cerrno sysdb_get_data(yfw_map_ctx ctx, const char *bind_point, const
 /// Value of a dotted field as text; of a sequence, its first element of `type`. A missing record gives all ones.
 YMAP_EXPORT cerrno get_value_in_bag(yfw_map_ctx ctx, const char *field, bag_token_type_td type, void *bag_data,
                                     uint32_t bag_len, char *out);
+/// Value of a token as text: numbers in decimal, addresses with dots, booleans as "TRUE" or "FALSE". `out`: 200 bytes;
+/// stays untouched when the token's type has no such text.
 YMAP_EXPORT void convert_bag_value_to_str(yfw_map_ctx ctx, bag_token_td *token, char *out);
 /// 1 when the database knows the OTS controller with that key, else 0.
 YMAP_EXPORT int sysdb_key_is_defined(yfw_map_ctx ctx, char *controller_key);
 /// Lane powers in hundredths of a dBm.
 YMAP_EXPORT cerrno sysdb_get_amp_receive_power(yfw_map_ctx ctx, const char *controller_key, char *out);
 YMAP_EXPORT cerrno sysdb_get_amp_transmit_power(yfw_map_ctx ctx, const char *controller_key, char *out);
+/// What the inventory calls the amplifier of that name, such as "0/1-AMP-PRE". Not 0 when the inventory has no record
+/// of it, or one that cannot be read.
 YMAP_EXPORT cerrno sysdb_get_amp_name_from_inventory(yfw_map_ctx ctx, const char *amp_name_key, char *out);
 /// Input power of a port over the last thirty seconds, in dBm.
 YMAP_EXPORT cerrno sysdb_get_input_pm_30sec_power(yfw_map_ctx ctx, const char *field, bag_token_type_td type,
@@ -56,7 +60,8 @@ YMAP_EXPORT cerrno sysdb_get_input_pm_30sec_min_power(yfw_map_ctx ctx, const cha
 YMAP_EXPORT cerrno sysdb_get_input_pm_30sec_max_power(yfw_map_ctx ctx, const char *controller_key, char *out);
 
 // ---- Look-ups in request trees -------------------------------------------------------------------------------------
-// Paths are the tags from the node handed in, joined with "/". `path_buffer`: 200 bytes, empty at the first call.
+// Paths are the tags from the node handed in, joined with "/". `path_buffer`: 200 bytes, empty at the first call; not
+// NULL, nor is a path. A NULL node is reported and gives 0.
 
 /// 1 when a key leaf is at `path_to_find`; its value, cut to 19 characters, goes to `key_buffer` (20 bytes).
 YMAP_EXPORT int compare_path(yfw_map_ctx ctx, const yfw_datatree *node, const char *path_to_find, char *path_buffer,
@@ -90,9 +95,10 @@ namespace ymap {
 
 /// A key that a request tree holds at a path; empty when it holds none.
 struct RequestKey {
-    char path[value_size];
+    char path[value_size]; ///< what the look-up left of the paths that it put together; only traces show it
     char text[key_size];
 
+    /// Looks it up with compare_path(); a NULL tree is reported and holds none.
     RequestKey(yfw_map_ctx ctx, const yfw_datatree *tree, const char *path_to_find) {
         path[0] = text[0] = '\0';
         compare_path(ctx, tree, path_to_find, path, text);
@@ -101,5 +107,3 @@ struct RequestKey {
 };
 
 } // namespace ymap
-
-#endif

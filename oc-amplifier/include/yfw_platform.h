@@ -81,7 +81,7 @@ enum {
 /* Value of yfw_datatree.node_type that, together with YFW_NODE_XPATH_ERROR, marks an xpath-error node. */
 enum { YFW_NODE_TYPE_XPATH_ERROR = 5 };
 
-/* Bits of yfw_map_request.walk_flags. */
+/* Bits of yfw_map_request.walk_flags, all set by walkers; the reference platform makes nothing of them. */
 enum {
     YFW_WALK_REPLACE_DELETE_PASS = 0x40, /* first pass of a replace: what is there is removed */
     YFW_WALK_REPLACE_MERGE_PASS = 0x80,  /* second pass: what the request holds is merged in */
@@ -114,7 +114,8 @@ struct yfw_datatree {
     struct yfw_datatree *children; /* `child_count` whole nodes, one after another */
     uint32_t child_count;
     uint32_t map_status;
-    uint8_t map_flags, node_flags, node_flags2, key_seen;
+    uint8_t map_flags, node_flags, node_flags2;
+    uint8_t key_seen; /* 1: a list walker counted this leaf as a key of its entry */
     uint32_t node_type;
 };
 typedef struct yfw_datatree yfw_datatree;
@@ -134,14 +135,22 @@ typedef struct yfw_request_options yfw_request_options;
 struct yfw_map_request {
     const uint32_t *request_kind; /* enum yfw_request_kind */
     char *error_path;             /* tag of the node that failed; from yfw_strdup, freed with xos_named_free */
-    uint32_t walk_flags, in_subtree, walk_all, select_flags, replace_in_progress;
+    /*
+     * The next five belong to the walkers: the platform sets them to 0 before a walk, and only walkers write and read
+     * them. A walker that succeeds leaves all but `select_flags` as it found them, bar YFW_WALK_XPATH_ERROR.
+     */
+    uint32_t walk_flags;
+    uint32_t in_subtree;          /* while a walker deletes: 1 a list without naming entries, 2 an entry by its key */
+    uint32_t walk_all;            /* 1 while all that may stand below a node is walked with that node as input */
+    uint32_t select_flags;        /* what a read has named so far: 0x1 a whole entry, 0x2 a leaf, 0x4 a key */
+    uint32_t replace_in_progress; /* 1 during both passes of a replace */
     uint8_t hierarchy_len;
-    yfw_datatree plist;            /* key list of the OpenConfig output: the list entry now being filled */
-    yfw_datatree reg_dup_datatree; /* root with the empty tag over a duplicate of the request */
-    uint32_t request_source;
-    uint32_t output_list_count;
-    uint32_t native_path_depth;
-    const yfw_datatree *native_path;      /* native list entry that the request path reaches, or NULL */
+    yfw_datatree plist;              /* key list of the OpenConfig output: the list entry now being filled */
+    yfw_datatree reg_dup_datatree;   /* root with the empty tag over a duplicate of the request */
+    uint32_t request_source;         /* 2 and `options` not all clear: OpenConfig's `config` leaves are not written */
+    uint32_t output_list_count;      /* entries that yfw_add_to_output_list_ctx registered and that were not released */
+    uint32_t native_path_depth;      /* levels of `native_path`, from 2 on for a list entry; 0 without one */
+    const yfw_datatree *native_path; /* native list entry that the request path reaches, or NULL */
     const yfw_datatree *const *hierarchy; /* `hierarchy_len` nodes, the root first */
     const yfw_datatree *native_list;      /* outermost native list entry entered, or NULL */
     struct yfw_request_options options;
@@ -173,7 +182,7 @@ cerrno yfw_map_remove_from_node_hierarchy(yfw_map_ctx ctx, const yfw_datatree *n
 int yfw_map_do_these_match(const char *a, const char *b);
 /* Nonzero when the node's operation deletes (YFW_OP_DELETE, YFW_OP_REMOVE). */
 int yfw_map_is_request_delete(const yfw_datatree *node);
-/* Nonzero when the request adds data. */
+/* Nonzero in an edit, unless the node entered last is deleted; 0 in a read. */
 int yfw_map_is_request_add(yfw_map_ctx ctx);
 /* Make the list entry just pushed the framework's current one. `list_path`: path of its list. */
 cerrno yfw_map_update_current_list_node(yfw_map_ctx ctx, const char *list_path);
@@ -195,7 +204,7 @@ cerrno yfw_map_util_itree_stack_pop(yfw_map_ctx ctx);
 /*
  * Write one node into `out`. `value` NULL: none. `source`: the request node whose edit this node carries out, or
  * NULL. `list_flag` 1 opens a new entry of the list at `path`; a leaf goes into the entries opened last.
- * `follow_flag` 1 marks leaves written into an entry just opened in a loop.
+ * `follow_flag`, 0 or 1, is fixed for each of the plug-in's writes; where the node goes does not depend on it.
  */
 cerrno yfw_map_datatree_add_path_flagged(yfw_map_ctx ctx, yfw_datatree *out, const char *path, const char *ns,
                                          const char *value, const yfw_datatree *source, uint32_t zero,
@@ -203,7 +212,7 @@ cerrno yfw_map_datatree_add_path_flagged(yfw_map_ctx ctx, yfw_datatree *out, con
 /* Find or create the entry with that key and make it the one being filled; `plist` describes it afterwards. */
 cerrno yfw_map_search_or_add_list(yfw_map_ctx ctx, yfw_datatree *out, yfw_datatree *plist, const char *list_path,
                                   const char *key_value, const char *key_name, const char *ns);
-/* Value of the entry's key leaf, NULL when it has none. The text belongs to the entry. */
+/* Value of the entry's key leaf; success and NULL when it has none. The text belongs to the entry. */
 cerrno yfw_map_get_node_info(yfw_map_ctx ctx, const yfw_datatree *entry, const char *list_path, const char *key_name,
                              const char **key_value);
 /* Register / release a native list entry in the request's output list (yfw_map_request.output_list_count). */
@@ -214,10 +223,19 @@ cerrno yfw_remove_from_output_list_ctx(yfw_map_ctx ctx, const yfw_datatree *entr
 
 /* Tell the platform that the request failed at the current place of the hierarchy. */
 void yfw_oc_error_path(yfw_map_ctx ctx);
-/* Copy of `text` that xos_named_free releases. `label` names the owner in the platform's diagnostics. */
+/*
+ * Copy of `text` that xos_named_free releases; NULL for NULL, and when memory runs out. `label` names the owner in the
+ * platform's diagnostics.
+ */
 char *yfw_strdup(const char *text, const char *label);
+/* NULL is allowed. */
 void xos_named_free(void *allocation);
-/* Copy / append / copy at most `count` characters. All cut to `size` - 1 characters and terminate. */
+/*
+ * Copy / append / copy at most `count` characters. All cut to `size` - 1 characters and terminate. The result is not 0
+ * when the text was cut, and when there is no room at all (`dst` NULL or `size` 0), which leaves `dst` alone. `src` may
+ * overlap `dst`; NULL is refused: copies leave `dst` empty then, the appending one leaves it as it was. `caller` names
+ * the calling function in the platform's diagnostics.
+ */
 cerrno yfw_strcpy_s(const char *caller, char *dst, size_t size, const char *src);
 cerrno yfw_strcat_s(const char *caller, char *dst, size_t size, const char *src);
 cerrno yfw_strncpy_s(const char *caller, char *dst, size_t size, const char *src, size_t count);
@@ -242,16 +260,28 @@ void yfw_map_print_datatree_internal(yfw_map_ctx ctx, const yfw_datatree *tree, 
 
 /* ---- System database ------------------------------------------------------------------------------------------ */
 
-/* Open / close a binding to a place of the database. `*handle` may come back NULL. */
+/*
+ * Open / close a binding to a place of the database. `*handle` may come back NULL with success: nothing is bound, and
+ * what would be read under it counts as missing.
+ */
 cerrno _sysdb_bind(void **handle, const char *bind_point, uint32_t zero);
 cerrno _sysdb_unbind(void *handle);
-/* Read one item into a new heap block that the caller frees with free(). `*bag_len` is in bytes. */
+/*
+ * Read one item into a new heap block that the caller frees with free(), NULL when the result is not 0. `*bag_len` is
+ * in bytes. `*info_word` is 0; the plug-in does not read it.
+ */
 cerrno sysdb_item_get(void *handle, const char *item_path, uint32_t *info_word, void **bag_data, uint32_t *bag_len,
                       uint32_t zero);
-/* List what lies under the binding; the empty pattern lists all. Names of folders end in "/". */
+/*
+ * List what lies under the binding; the empty pattern lists all, the name of a folder what is in it. Names of folders
+ * end in "/". `*count`: names of the listing. `*list_info` is 0; the plug-in does not read it.
+ */
 cerrno sysdb_list(void *handle, const char *pattern, uint32_t *list_info, uint32_t *count, void **list_handle,
                   uint32_t zero);
-/* Next name of a listing, NULL after the last. The text lives until the next step or sysdb_list_free. */
+/*
+ * Next name of a listing; success and NULL after the last. The text lives until the next step or sysdb_list_free.
+ * `*datatype`: 1 for a folder, else 0.
+ */
 cerrno sysdb_list_next(void *list_handle, const char **item_name, uint32_t *datatype, uint32_t zero);
 cerrno sysdb_list_free(void *list_handle);
 
@@ -284,10 +314,10 @@ typedef struct {
 } bag_header_td;
 
 typedef struct {
-    const void *data;
+    const void *data; /* the record and its bytes, as bag_generic_init was given them */
     uint32_t length;
-    uint32_t offset;
-    void *state;
+    uint32_t offset; /* of the token that comes next, bytes from the beginning of the record */
+    void *state;     /* the platform's own; NULL when the walk has ended */
 } bag_walk_td;
 
 typedef struct {
@@ -311,7 +341,10 @@ typedef struct {
 cerrno bag_header_info(const void *bag_data, bag_header_td *header);
 /* Start a walk over the tokens; bag_generic_destroy ends it. The record must outlive the walk. */
 cerrno bag_generic_init(const void *bag_data, uint32_t bag_len, bag_walk_td *walk);
-/* Next token. Its texts live until bag_generic_free_token_allocations or the end of the walk. */
+/*
+ * Next token. Its texts live until bag_generic_free_token_allocations or the end of the walk. BAG_TOKEN_END is given
+ * once; from then on, and when the record is malformed, the result is not 0 and the token says BAG_TOKEN_END.
+ */
 cerrno bag_generic_token(bag_walk_td *walk, bag_token_td *token);
 void bag_generic_free_token_allocations(bag_token_td *token);
 void bag_generic_destroy(bag_walk_td *walk);

@@ -1,6 +1,19 @@
 // Included at the top of the lists of exports: what EXPORT(kind, name, row) expands to. The including file defines
 // EXPORT itself to treat every function alike, or DEFINE_<kind>(name, row) for the kinds that it defines; the others
 // expand to nothing. Without include guard on purpose.
+//
+// clang-format off
+//   kind                                         defined by: OpenConfig side   native side
+//   Walker                                       ..._parser.cpp                ymap_native_parser.h
+//   AugmentParser                                ..._augment_man.cpp           ymap_native_parser.h
+//   QuietAugmentParser                           -                             ymap_native_parser.h
+//   ContainerHandler, ListHandler, LeafHandler   ..._auto.cpp                  ymap_native_handlers.h
+//   TextLeafHandler                              ..._auto.cpp                  -
+//   TracedLeafHandler, Default..., Quiet...      -                             ymap_native_handlers.h
+//   ...Alias                                     -                             ymap_native_handlers.h
+//   Converter                                    ..._man.cpp                   ymap_native_converters.h
+//   ...ByHand                                    written out, each in the file of its module and role
+// clang-format on
 #ifndef EXPORT
 #define EXPORT(kind, name, row) DEFINE_##kind(name, row)
 #endif

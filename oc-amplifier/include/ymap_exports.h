@@ -1,7 +1,6 @@
 // What kinds of functions the plug-in exports for its rows. A kind is a function type by the name that the lists of
 // exports (openconfig_exports.h, native_exports.h) give it.
-#ifndef YMAP_EXPORTS_H
-#define YMAP_EXPORTS_H
+#pragma once
 
 #include "ymap_frame.h"
 
@@ -23,7 +22,7 @@ using AugmentParserByHand = NodeFunction;
 using ContainerHandler = ContainerFunction;
 using ListHandler = NodeFunction;
 using LeafHandler = NodeFunction;
-using TracedLeafHandler = NodeFunction; // between "Start" and "End"
+using TracedLeafHandler = NodeFunction; ///< between "Start" and "End"
 using TextLeafHandler = NodeFunction;
 using ListHandlerByHand = NodeFunction;
 using DefaultContainerHandler = ContainerFunction;
@@ -41,11 +40,16 @@ using TextConverterByHand = TextFunction;
 
 } // namespace ymap::exported
 
+// Name of the OpenConfig side's exported function `name`.
+#define OC_NAME(name) ymap_ox_oc_opt_ampli_openconfigopticalamplifier_##name
+
+// A name as text, after macros in it are expanded.
+#define YMAP_TEXT_OF(name) #name
+#define YMAP_TEXT(name) YMAP_TEXT_OF(name)
+
 // Declares an exported function; for EXPORT.
 #define YMAP_DECLARE(kind, name, row) YMAP_EXPORT ymap::exported::kind name;
 
 // The parameters of a NodeFunction, as definitions spell them.
 #define YMAP_NODE_PARAMETERS yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out
 #define YMAP_CONTAINER_PARAMETERS yfw_map_ctx ctx, const yfw_datatree *in, unsigned int /*children*/, yfw_datatree *out
-
-#endif

@@ -1,7 +1,6 @@
 // The frame that every handler and converter follows: the two message channels, the error path, the argument
 // check, and what the request state says. Knows nothing of any model.
-#ifndef YMAP_FRAME_H
-#define YMAP_FRAME_H
+#pragma once
 
 #include "yfw_platform.h"
 
@@ -17,11 +16,11 @@
 namespace ymap {
 
 // Sizes in bytes, terminator included.
-inline constexpr size_t value_size = 200;            // leaf values, paths and controller names
-inline constexpr size_t key_size = 20;               // list keys of a request
-inline constexpr size_t database_path_size = 256;    // item paths and listed names of the system database
-inline constexpr size_t replaced_text_size = 4096;   // the two static result buffers of the text helpers
-inline constexpr size_t lightweight_line_size = 250; // one line of the lightweight trace
+inline constexpr size_t value_size = 200;            ///< leaf values, paths and controller names
+inline constexpr size_t key_size = 20;               ///< list keys of a request
+inline constexpr size_t database_path_size = 256;    ///< item paths and listed names of the system database
+inline constexpr size_t replaced_text_size = 4096;   ///< the two static result buffers of the text helpers
+inline constexpr size_t lightweight_line_size = 250; ///< one line of the lightweight trace
 
 /// A text that is known when the plug-in is built, so that formats can be put together from parts. May be shorter than
 /// its room, which is zero behind it.
@@ -57,7 +56,8 @@ consteval auto operator+(const FixedText<A> &first, const FixedText<B> &second) 
     return joined;
 }
 
-/// One of the two ways that messages differ by.
+/// The channels that a message may go to: errors and traces. They differ by level, by the word in front of the text and
+/// by the log.
 struct ErrorChannel {
     static constexpr int level = 0;
     static constexpr FixedText word = "ERR";
@@ -143,6 +143,13 @@ inline const char *shown(const char *text) {
         YMAP_ASSERT_CTX(ctx);                                                                                          \
         ymap_trc(ctx, "Start");                                                                                        \
         YMAP_REQUIRE_NODES(__func__, ctx, in, out, result);                                                            \
+    } while (false)
+
+// Body of a container's handler: it checks and has nothing else to do.
+#define YMAP_CHECK_ONLY(ctx, in, out)                                                                                  \
+    do {                                                                                                               \
+        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
+        return CERR_SUCCESS;                                                                                           \
     } while (false)
 
 // Body of a list or leaf handler that has nothing of its own: hand over to `converter`, check only if that cannot be.
@@ -238,6 +245,7 @@ struct Children {
     yfw_datatree *end() const { return first != nullptr ? first + count : nullptr; }
 };
 
+/// Those that the node says it has; NULL is not allowed.
 inline Children children_of(const yfw_datatree *node) {
     if ((node->node_flags & YFW_NODE_HAS_CHILDREN) == 0)
         return {nullptr, 0};
@@ -257,5 +265,3 @@ inline void mark_key(yfw_datatree *child) {
 }
 
 } // namespace ymap
-
-#endif

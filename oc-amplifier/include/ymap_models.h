@@ -1,6 +1,5 @@
 // Namespaces and paths that more than one file of the plug-in writes. Only texts, no behaviour.
-#ifndef YMAP_MODELS_H
-#define YMAP_MODELS_H
+#pragma once
 
 // "amplfier" is the module's published spelling; clients send it so.
 #define OPENCONFIG_NS "http://openconfig.net/yang/optical-amplfier"
@@ -44,5 +43,3 @@
     { OPTICS_OPER_NS, OPTICS_LANE_PATH leaf }
 #define TIME_LINE(leaf)                                                                                                \
     { PMENGINE_OPER_NS, TIME_LINE_PATH leaf }
-
-#endif

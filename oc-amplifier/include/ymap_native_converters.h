@@ -1,7 +1,6 @@
 // Defines the converters of one native module, XO_ROWS, that do what their rows' answers say, by the including file's
 // convert<Row>(ctx, in, out). Included once by the module's converters.
-#ifndef YMAP_NATIVE_CONVERTERS_H
-#define YMAP_NATIVE_CONVERTERS_H
+#pragma once
 
 #include "native_modules.h"
 
@@ -19,5 +18,3 @@ namespace {
         return convert<ymap::native::row>(ctx, in, out);                                                               \
     }
 #include "native_exports.h"
-
-#endif

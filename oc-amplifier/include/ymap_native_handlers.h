@@ -1,6 +1,5 @@
 // Defines the node handlers of one native module, XO_ROWS. Included once by the module's handlers.
-#ifndef YMAP_NATIVE_HANDLERS_H
-#define YMAP_NATIVE_HANDLERS_H
+#pragma once
 
 #include "native_modules.h"
 #include "ymap_values.h"
@@ -25,13 +24,24 @@ cerrno answer(YMAP_NODE_PARAMETERS) {
     }
 }
 
+/// Begins the handler of a port's list: reads the controller's name, the key of `entry`, and traces it. `controller`
+/// stays NULL when the entry has none. Gives the result of the reading. `function`: the handler, which reports; a
+/// template of the row, because each has message sites of its own.
+template <class Row>
+cerrno read_controller(yfw_map_ctx ctx, const char *function, const yfw_datatree *entry, const char *&controller) {
+    const cerrno result = yfw_map_get_node_info(ctx, entry, Row::path, "name", &controller);
+    ymap_trc_at(function, ctx, "controller_name: %s", shown(controller));
+    if (controller == nullptr)
+        ymap_trc_at(function, ctx, "ERROR controller_name is NULL");
+    return result;
+}
+
 } // namespace
 } // namespace ymap::native
 
 #define DEFINE_ContainerHandler(name, row)                                                                             \
     cerrno name(YMAP_CONTAINER_PARAMETERS) {                                                                           \
-        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
-        return CERR_SUCCESS;                                                                                           \
+        YMAP_CHECK_ONLY(ctx, in, out);                                                                                 \
     }
 // A list has nothing to do: its key leaf makes the OpenConfig entry.
 #define DEFINE_ListHandler(name, row)                                                                                  \
@@ -66,10 +76,8 @@ cerrno answer(YMAP_NODE_PARAMETERS) {
 
 // Another exported name of a default handler, which the framework may override.
 #define NATIVE_ALIAS(kind, name, handler)                                                                              \
-    extern "C" __attribute__((weak, visibility("default"), alias(NATIVE_TEXT(handler)))) ymap::exported::kind name;
+    extern "C" __attribute__((weak, visibility("default"), alias(YMAP_TEXT(handler)))) ymap::exported::kind name;
 #define DEFINE_ContainerAlias(name, row) NATIVE_ALIAS(ContainerAlias, name, XO_NAME(duck_map_container))
 #define DEFINE_ListAlias(name, row) NATIVE_ALIAS(ListAlias, name, XO_NAME(duck_map_list))
 #define DEFINE_LeafAlias(name, row) NATIVE_ALIAS(LeafAlias, name, XO_NAME(duck_map_leaf))
 #include "native_exports.h"
-
-#endif

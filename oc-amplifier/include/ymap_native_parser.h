@@ -1,6 +1,5 @@
 // Defines the walkers and augment parsers of one native module, XO_ROWS. Included once by the module's parser.
-#ifndef YMAP_NATIVE_PARSER_H
-#define YMAP_NATIVE_PARSER_H
+#pragma once
 
 #include "native_modules.h"
 #include "ymap_native_walk.h"
@@ -39,5 +38,3 @@ bool ThisModule::walk_named_child(yfw_map_ctx ctx, const yfw_datatree *child, yf
         YMAP_SUCCEED(ctx, in, out);                                                                                    \
     }
 #include "native_exports.h"
-
-#endif

@@ -1,13 +1,14 @@
 // Included at the top of every list of native rows: the row macros, and what they expand to when the including file
 // does not want them. Without include guard on purpose.
-//
+
+// clang-format off
 //   XO_MODULE(properties...)                             a NativeModule
 //   XO_ROOT(word, tag)                                   the parent `root` of other rows
 //   XO_CONTAINER(parent, word, tag)
 //   XO_LIST(parent, word, tag, path, key...)             path: the list's path for the framework; keys may be none
 //   XO_LIST_BY_HAND(...)                                 likewise, with a handler that is written out by hand
-//   XO_AUGMENTED_LIST(...)                               likewise, and with an augment parser that leads to another
-//   module XO_LEAF(parent, word, tag, converter, answer)        the converter does what the answer (ymap_rows.h) says
+//   XO_AUGMENTED_LIST(...)                               likewise, and with an augment parser that leads to another module
+//   XO_LEAF(parent, word, tag, converter, answer)        the converter does what the answer (ymap_rows.h) says
 //   XO_LEAF_BY_HAND(parent, word, tag, converter)        the converter is written out by hand
 //   XO_TEXT_LEAF(parent, word, tag, converter, answer)   likewise, and only gives the text that the handler writes
 //   XO_UNANSWERED_LEAF(parent, word, tag)                a leaf without OpenConfig leaf
@@ -27,6 +28,7 @@
 //
 // Files that include a list define XO_EACH_<row macro>, which get whole words. `augments` is the kind of the augment
 // parser, `handlers` one of the above or `by_hand`.
+// clang-format on
 
 #ifndef XO_NODE
 #define XO_NODE(parent, word, tag)

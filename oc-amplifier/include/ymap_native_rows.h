@@ -22,7 +22,7 @@ struct no_parent;
     using Module = ThisModule;                                                                                         \
     static constexpr NodeKind kind = NodeKind::row_kind;                                                               \
     static constexpr const char *tag = row_tag;                                                                        \
-    static constexpr const char *function = NATIVE_TEXT(XO_NAME(word));
+    static constexpr const char *function = YMAP_TEXT(XO_NAME(word));
 #define XO_EACH_ROOT(alias, word, tag, augments, handlers)                                                             \
     XO_EACH_CONTAINER(no_parent, word, tag, augments, handlers)                                                        \
     using alias = word;

@@ -1,12 +1,12 @@
 // The walk over native answers that all five native modules share. A module says with its rows and its NativeModule in
 // what it differs.
-#ifndef YMAP_NATIVE_WALK_H
-#define YMAP_NATIVE_WALK_H
+#pragma once
 
 #include "ymap_rows.h"
 
 namespace ymap::native {
 
+/// Whether the request calls for a walk over the module's data.
 inline bool walks_children(const NativeModule &module, yfw_map_ctx ctx) {
     return module.data == ModuleData::configuration || reads_state(ctx);
 }
@@ -47,6 +47,7 @@ cerrno pass_over(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out) 
     return CERR_SUCCESS;
 }
 
+/// Walks each child of a container or list entry as the row that its tag names. Ends at the first result that is not 0.
 template <class Row>
 cerrno walk_children(yfw_map_ctx ctx, const yfw_datatree *node, yfw_datatree *out) {
     for (const yfw_datatree &child : children_of(node)) {
@@ -76,6 +77,7 @@ bool walk_if_named(yfw_map_ctx ctx, const yfw_datatree *child, yfw_datatree *out
     return true;
 }
 
+/// The container is on the node hierarchy while its handler runs and its children are walked.
 template <class Row>
 cerrno walk_container(yfw_map_ctx ctx, const yfw_datatree *node, yfw_datatree *out) {
     cerrno result = yfw_map_add_to_node_hierarchy(ctx, node, YFW_LEVEL_CONTAINER);
@@ -105,6 +107,7 @@ cerrno walk_registered_entry(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_dat
     return result;
 }
 
+/// Likewise an entry, which is the framework's current one besides. An entry that its handler skipped is not walked.
 template <class Row>
 cerrno walk_list_entry(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_datatree *out) {
     const Children children = children_of(entry);
@@ -129,6 +132,7 @@ cerrno walk_list_entry(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_datatree 
     return Row::Module::properties.skip_becomes_success ? CERR_SUCCESS : YMAP_RC_SKIP;
 }
 
+/// Tells of an xpath error that the leaf carries, and lets its handler run.
 template <class Row>
 cerrno walk_leaf(yfw_map_ctx ctx, const yfw_datatree *leaf, yfw_datatree *out) {
     if ((leaf->node_flags2 & YFW_NODE_XPATH_ERROR) != 0 && leaf->node_type == YFW_NODE_TYPE_XPATH_ERROR) {
@@ -157,5 +161,3 @@ cerrno walk(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
 }
 
 } // namespace ymap::native
-
-#endif

@@ -1,7 +1,6 @@
 // What converters of both directions do with values, requests and output: scaling, request scope, the test whether
 // configuration is written, and the one way to write a node. Knows no leaf and no path of its own.
-#ifndef YMAP_VALUES_H
-#define YMAP_VALUES_H
+#pragma once
 
 #include "decimal_text.h"
 #include "short_text.h"
@@ -15,7 +14,8 @@ struct Value {
 
     Value() { text[0] = '\0'; }
     bool empty() const { return text[0] == '\0'; }
-    void copy_from(const char *caller, const char *value) { yfw_strcpy_s(caller, text, sizeof text, value); }
+    /// `function`: the exported function that copies.
+    void copy_from(const char *function, const char *value) { yfw_strcpy_s(function, text, sizeof text, value); }
 
     /// The number that the text starts with; 0 when there is none.
     double number() const {
@@ -45,6 +45,16 @@ struct Value {
         snprintf(text, sizeof text, "%.2f", scaled);
     }
 };
+
+/// Fills `value` with a native number in the unit of OpenConfig and traces it before and after, as the row's answer
+/// says. A template of the row, because each converter has message sites of its own.
+template <class Row>
+void convert_value(yfw_map_ctx ctx, const char *native, Value &value) {
+    value.copy_from(Row::converter, native);
+    ymap_trc_at(Row::converter, ctx, Row::answer.traced_as + FixedText("-native = %s"), value.text);
+    value.to_openconfig(Row::answer.scale);
+    ymap_trc_at(Row::converter, ctx, Row::answer.traced_as + FixedText("-oc = %s"), value.text);
+}
 
 /// The opposite of a boolean text, NULL for none: the native leaf says whether an amplifier is shut, OpenConfig
 /// whether it is enabled. Only "true" is true, in both directions.
@@ -84,6 +94,7 @@ inline bool has_no_path(yfw_map_ctx ctx) {
     return tree == nullptr || tree->child_count == 0;
 }
 
+/// True when the request reaches the model at all, whatever it names below its root.
 inline bool names_the_model(yfw_map_ctx ctx) {
     return check_request_type(ctx, request_tree(ctx), "/optical-amplifier") != 0;
 }
@@ -103,7 +114,8 @@ inline RequestScope wanted_lists(yfw_map_ctx ctx) {
     return scope;
 }
 
-/// The request's options let configuration through. What each option stands for is the framework's.
+/// The request's options let configuration through. Each mask is a group of options that is tested at once, in the
+/// order of the record; what an option stands for is the framework's, and bits outside the masks do not matter.
 inline bool request_options_clear(const yfw_request_options &options) {
     if (options.word_signed < 0)
         return false;
@@ -129,5 +141,3 @@ inline bool writes_config(yfw_map_ctx ctx) {
 }
 
 } // namespace ymap
-
-#endif

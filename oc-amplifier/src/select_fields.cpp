@@ -128,9 +128,9 @@ namespace history {
 } // namespace history
 
 /// Asks for each of the fields, by calls that stand one behind the other. Gives the result of the last.
-template <auto &fields>
+template <auto &Fields>
 cerrno add_fields(yfw_map_ctx ctx, yfw_datatree *out, const char *ns, uint32_t follow) {
-    static constexpr auto wanted = fields();
+    static constexpr auto wanted = Fields();
     return [&]<size_t... I>(std::index_sequence<I...>) {
         cerrno result = CERR_SUCCESS;
         ((result = add_leaf(ctx, out, wanted.paths[I], ns, nullptr, nullptr, follow)), ...);

@@ -184,8 +184,8 @@ int check_controller_name_optics_is_good(yfw_map_ctx ctx, const char *controller
 
 namespace {
 
-/// Replaces the first `needle` of `text` into `buffer` on behalf of `caller`; `text` itself when there is none.
-const char *replace_first(const char *caller, char (&buffer)[ymap::replaced_text_size], const char *text,
+/// Replaces the first `needle` of `text` into `buffer` for the exported `function`; `text` itself when there is none.
+const char *replace_first(const char *function, char (&buffer)[ymap::replaced_text_size], const char *text,
                           const char *needle, const char *replacement) {
     if (text == nullptr || needle == nullptr || replacement == nullptr)
         return text;
@@ -196,7 +196,7 @@ const char *replace_first(const char *caller, char (&buffer)[ymap::replaced_text
     char replaced[sizeof buffer];
     const auto prefix = static_cast<size_t>(found - text);
     const size_t kept = prefix < sizeof replaced ? prefix : sizeof replaced - 1;
-    yfw_strncpy_s(caller, replaced, sizeof replaced, text, prefix);
+    yfw_strncpy_s(function, replaced, sizeof replaced, text, prefix);
     replaced[kept] = '\0';
     TextWriter rest(replaced + kept, sizeof replaced - kept);
     rest.text(replacement).text(found + strlen(needle)).finish();

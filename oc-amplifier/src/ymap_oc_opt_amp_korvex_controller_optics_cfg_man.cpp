@@ -26,14 +26,6 @@ bool requested_amplifier_exists(yfw_map_ctx ctx, const ymap::RequestKey &key) {
     return false;
 }
 
-template <class Row>
-void convert_value(yfw_map_ctx ctx, const char *native, Value &value) {
-    value.copy_from(Row::converter, native);
-    ymap_trc_at(Row::converter, ctx, Row::answer.traced_as + ymap::FixedText("-native = %s"), value.text);
-    value.to_openconfig(Row::answer.scale);
-    ymap_trc_at(Row::converter, ctx, Row::answer.traced_as + ymap::FixedText("-oc = %s"), value.text);
-}
-
 /// Writes configuration and state, in the order that the row says; gives the result of the last write.
 cerrno add_values(yfw_map_ctx ctx, yfw_datatree *out, const ymap::ConfigAnswer &answer, const Value &value) {
     cerrno result = CERR_SUCCESS;
@@ -54,7 +46,7 @@ template <class Row>
 cerrno answer_request(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     Value value;
     if (in->value != nullptr) {
-        convert_value<Row>(ctx, in->value, value);
+        ymap::convert_value<Row>(ctx, in->value, value);
     } else if constexpr (!Row::answer.written_without_value) {
         ymap_trc_at(Row::converter, ctx, "input value is NULL");
         return CERR_SUCCESS;

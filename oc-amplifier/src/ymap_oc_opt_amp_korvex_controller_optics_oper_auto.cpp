@@ -6,6 +6,8 @@
 
 namespace {
 
+using Port = ymap::native::lvla_opticsoper_opticsports_opticsport;
+
 /// True unless the client asked for another channel than `controller`.
 bool is_requested_channel(yfw_map_ctx ctx, const char *function, const char *controller) {
     const ymap::RequestKey key(ctx, ymap::request_tree(ctx), CHANNEL_PATH "/interface");
@@ -22,12 +24,9 @@ cerrno OPTICS_OPER(list_lvla_opticsoper_opticsports_opticsport)(yfw_map_ctx ctx,
                                                                 yfw_datatree *out) {
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
     const char *controller = nullptr;
-    cerrno result = yfw_map_get_node_info(ctx, in, OPTICS_PORT_PATH, "name", &controller);
-    ymap_trc(ctx, "controller_name: %s", ymap::shown(controller));
-    if (controller == nullptr) {
-        ymap_trc(ctx, "ERROR controller_name is NULL");
+    cerrno result = ymap::native::read_controller<Port>(ctx, __func__, in, controller);
+    if (controller == nullptr)
         return YMAP_RC_SKIP;
-    }
     const ymap::RequestScope wanted = ymap::wanted_lists(ctx);
     const bool is_channel = check_controller_name_optics_is_good(ctx, controller) != 0;
     if (wanted.channels && !wanted.amplifiers && !is_channel)

@@ -49,13 +49,8 @@ cerrno convert(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
         return CERR_SUCCESS;
     }
     Value value;
-    if (in->value != nullptr) {
-        // Input power too is traced as output power; clients rely on it.
-        value.copy_from(Row::converter, in->value);
-        ymap_trc_at(Row::converter, ctx, "output_power-native = %s", value.text);
-        value.to_openconfig(Row::answer.scale);
-        ymap_trc_at(Row::converter, ctx, "output_power-oc = %s", value.text);
-    }
+    if (in->value != nullptr)
+        ymap::convert_value<Row>(ctx, in->value, value);
     const cerrno result = add_leaf(ctx, out, Row::answer.openconfig, OPENCONFIG_NS, value.text);
     ymap_trc_at(Row::converter, ctx, "End");
     return result;

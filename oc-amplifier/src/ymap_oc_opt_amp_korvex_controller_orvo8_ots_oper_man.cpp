@@ -25,12 +25,8 @@ cerrno convert(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     if constexpr (answer.shows_key)
         show_key<Row>(ctx);
     Value value;
-    if (in->value != nullptr) {
-        value.copy_from(Row::converter, in->value);
-        ymap_trc_at(Row::converter, ctx, answer.traced_as + ymap::FixedText("-native = %s"), value.text);
-        value.to_openconfig(answer.scale);
-        ymap_trc_at(Row::converter, ctx, answer.traced_as + ymap::FixedText("-oc = %s"), value.text);
-    }
+    if (in->value != nullptr)
+        ymap::convert_value<Row>(ctx, in->value, value);
     const cerrno result = add_leaf(ctx, out, answer.openconfig, OPENCONFIG_NS, value.text);
     ymap_trc_at(Row::converter, ctx, "End");
     return result;

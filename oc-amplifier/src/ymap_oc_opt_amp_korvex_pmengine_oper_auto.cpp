@@ -5,16 +5,15 @@
 #define XO_ROWS "korvex_pmengine_oper.def"
 #include "ymap_native_handlers.h"
 
+using Port = ymap::native::lvla_performancemanagementhistory_opticsporthistories_opticsporthistory;
+
 cerrno PMENGINE_OPER(list_lvla_performancemanagementhistory_opticsporthistories_opticsporthistory)(
     yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
     const char *controller = nullptr;
-    cerrno result = yfw_map_get_node_info(ctx, in, PORT_HISTORY_PATH, "name", &controller);
-    ymap_trc(ctx, "controller_name: %s", ymap::shown(controller));
-    if (controller == nullptr) {
-        ymap_trc(ctx, "ERROR controller_name is NULL");
+    cerrno result = ymap::native::read_controller<Port>(ctx, __func__, in, controller);
+    if (controller == nullptr)
         return YMAP_RC_SKIP;
-    }
     yfw_map_request *request = ctx->req_ctx;
     yfw_map_print_datatree_internal(ctx, request != nullptr ? &request->plist : nullptr, "plist");
     const ymap::RequestScope wanted = ymap::wanted_lists(ctx);

@@ -31,9 +31,9 @@ Port find_port(yfw_map_ctx ctx) {
 }
 
 /// The leaf's value without white space around it; empty when it has none. Points into `value`.
-const char *stripped_copy(const char *caller, const yfw_datatree *in, Value &value) {
+const char *stripped_copy(const char *function, const yfw_datatree *in, Value &value) {
     if (in->value != nullptr)
-        value.copy_from(caller, in->value);
+        value.copy_from(function, in->value);
     return strstrip(value.text);
 }
 

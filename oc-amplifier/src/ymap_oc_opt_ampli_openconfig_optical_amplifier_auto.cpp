@@ -30,8 +30,7 @@ cerrno write_text(const StateTextRequest & /*kind*/, YMAP_NODE_PARAMETERS) {
 
 #define DEFINE_ContainerHandler(name, row)                                                                             \
     cerrno name(YMAP_CONTAINER_PARAMETERS) {                                                                           \
-        YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);                                                                \
-        return CERR_SUCCESS;                                                                                           \
+        YMAP_CHECK_ONLY(ctx, in, out);                                                                                 \
     }
 #define DEFINE_ListHandler(name, row)                                                                                  \
     cerrno name(YMAP_NODE_PARAMETERS) {                                                                                \

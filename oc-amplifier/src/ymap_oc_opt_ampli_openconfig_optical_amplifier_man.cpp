@@ -58,7 +58,7 @@ void for_each_amplifier_controller(yfw_map_ctx ctx, Visit visit) {
 
 cerrno oc_opt_amp_cfg_amplifier_list_to_low(yfw_map_ctx ctx, const yfw_datatree *in, yfw_datatree *out) {
     YMAP_BEGIN(ctx, in, out, YMAP_RC_INVALID_ARGS);
-    const char *function = __func__;
+    const char *const function = __func__;
     const auto key = requested_key(ctx, "optical-amplifier/amplifiers/amplifier/name");
     ymap_trc(ctx, "node_data key: %s", key.text);
     cerrno result = CERR_SUCCESS;
@@ -159,9 +159,9 @@ cerrno oc_opt_amp_super_ch_list_to_low(yfw_map_ctx ctx, const yfw_datatree *in, 
 namespace {
 
 /// The channel's key is the native controller name as it stands. True when a read of state asks for one.
-bool requested_channel(yfw_map_ctx ctx, const char *caller, const yfw_datatree *in, Value &controller) {
+bool requested_channel(yfw_map_ctx ctx, const char *function, const yfw_datatree *in, Value &controller) {
     if (in->value != nullptr)
-        controller.copy_from(caller, in->value);
+        controller.copy_from(function, in->value);
     return ymap::reads_state(ctx) && !controller.empty();
 }
 

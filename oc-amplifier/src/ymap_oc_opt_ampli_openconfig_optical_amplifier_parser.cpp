@@ -12,8 +12,9 @@ constexpr uint32_t select_all = 0x1;            // only keys were named: the who
 constexpr uint32_t select_leaf = 0x2;           // a leaf other than a key was named
 constexpr uint32_t select_key = 0x4;            // a key leaf was named
 constexpr uint32_t select_key_sticky = 0x10000; // likewise, and kept by the mask below
-// Applied when a walk begins and ends. Not a mask of one-bits: clients rely on what it clears and what it keeps.
-constexpr uint32_t select_mask = 0x11111110;
+// What is kept when a walk begins and when it ends: of the bits above only the sticky one. Not a mask of one-bits: of
+// the bits without a name every fourth is kept, and clients rely on it.
+constexpr uint32_t kept_bits = 0x11111110;
 
 // Request kinds that the seam has no name for; what they are for is the framework's. They are edits to this walk. A
 // list entry must name its keys in both: in the one exactly as in YFW_KIND_EDIT, in the other at least once.
@@ -61,7 +62,10 @@ class WalkState {
         if (request_ != nullptr)
             request_->select_flags &= ~bits;
     }
-    void mask_selection() { deselect(~select_mask); }
+    void mask_selection() {
+        if (request_ != nullptr)
+            request_->select_flags &= kept_bits;
+    }
     void begin_delete_pass() {
         if (request_ == nullptr)
             return;
@@ -143,7 +147,7 @@ class NodeWalk {
             return end(refused);
         cerrno result = check_entry();
         if (result == CERR_SUCCESS)
-            result = node_->operation == YFW_OP_REPLACE ? replace() : pass(whole_walk_switch(), CERR_SUCCESS);
+            result = node_->operation == YFW_OP_REPLACE ? replace() : walk_node(children_named(), CERR_SUCCESS);
         result = leave(result);
         if (result == CERR_SUCCESS)
             result = visit_further_entries();
@@ -242,7 +246,7 @@ class NodeWalk {
     }
 
     /// The child count, which also tells handlers that named children are walked; 0 calls for a whole walk.
-    uint32_t whole_walk_switch() const {
+    uint32_t children_named() const {
         return state_.walking_all() && state_.selected(select_all) ? 0 : children_.count;
     }
 
@@ -251,48 +255,50 @@ class NodeWalk {
         node->node_flags |= YFW_NODE_OP_SET;
     }
 
-    /// What is there is removed first, then what the request holds is merged in.
+    /// Two passes over the node. In the first (YFW_WALK_REPLACE_DELETE_PASS) it is a remove: what is there goes. In the
+    /// second (YFW_WALK_REPLACE_MERGE_PASS), it is a merge: what the request holds comes. When the first fails, its
+    /// result stands and the second does no more than end the walk. Afterwards the node is a replace again.
     cerrno replace() {
-        const uint32_t named_children = whole_walk_switch();
+        const uint32_t named_children = children_named();
         const auto enclosing = state_.replace_pass();
         set_operation(node_, YFW_OP_REMOVE);
         state_.begin_delete_pass();
-        const cerrno removed = delete_pass(named_children);
+        const cerrno removed = remove_what_is_there(named_children);
         set_operation(node_, YFW_OP_MERGE);
         state_.begin_merge_pass();
-        const cerrno result = pass(named_children, removed);
+        const cerrno result = walk_node(named_children, removed);
         state_.set_replace_pass(enclosing);
         set_operation(node_, YFW_OP_REPLACE);
         return result;
     }
 
     /// A container is deleted as a whole, without its children. A list entry keeps them: its key says which entry.
-    cerrno delete_pass(uint32_t named_children) {
+    cerrno remove_what_is_there(uint32_t named_children) {
         if constexpr (is_list)
-            return pass(named_children, CERR_SUCCESS);
+            return walk_node(named_children, CERR_SUCCESS);
         const Children saved = children_;
         node_->children = nullptr;
         node_->child_count = 0;
         node_->node_flags &= static_cast<uint8_t>(~YFW_NODE_HAS_CHILDREN);
-        const cerrno result = pass(0, CERR_SUCCESS);
+        const cerrno result = walk_node(0, CERR_SUCCESS);
         node_->children = saved.first;
         node_->child_count = saved.count;
         node_->node_flags |= YFW_NODE_HAS_CHILDREN;
         return result;
     }
 
-    /// One pass over the node. `so_far` is the result of an earlier pass; after a failure only the selection and
-    /// the whole walk are left to do.
-    cerrno pass(uint32_t named_children, cerrno so_far) {
+    /// One pass over the node and its children. `so_far` is the result of an earlier pass; after a failure only the
+    /// selection and the whole walk are left to do.
+    cerrno walk_node(uint32_t named_children, cerrno so_far) {
         const bool deletes_list = so_far == CERR_SUCCESS && deletes_list_without_entries();
         const uint32_t in_subtree_before = deletes_list ? state_.set_in_subtree(in_deleted_list) : 0;
-        const cerrno result = pass_inside(named_children, so_far);
+        const cerrno result = handle_and_walk(named_children, so_far);
         if (deletes_list)
             state_.set_in_subtree(in_subtree_before);
         return result;
     }
 
-    cerrno pass_inside(uint32_t named_children, cerrno so_far) {
+    cerrno handle_and_walk(uint32_t named_children, cerrno so_far) {
         cerrno result = so_far;
         if (result == CERR_SUCCESS) {
             result = call_handler(named_children);

@@ -5,6 +5,7 @@
 #include "framework/mapping_run.h"
 #include "seam/calls.h"
 #include "seam/codes.h"
+#include "seam/data_flow.h"
 #include "seam/guard.h"
 
 #include <string_view>

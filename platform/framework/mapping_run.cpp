@@ -10,6 +10,8 @@
 
 #include <algorithm>
 
+#include <fmt/format.h>
+
 namespace ocamp {
 
 namespace {
@@ -107,8 +109,7 @@ std::string MappingRun::subject() const {
     return request_ ? request_->path_of(at) : std::string();
 }
 
-cerrno MappingRun::push(const yfw_datatree *node, int level) {
-    static constexpr const char *function = "yfw_map_add_to_node_hierarchy";
+cerrno MappingRun::push(const char *function, const yfw_datatree *node, int level) {
     if (level != YFW_LEVEL_CONTAINER && level != YFW_LEVEL_LIST_ENTRY)
         return refuse(function, rc_invalid_argument, "level is neither 1 nor 2");
     if (levels_.size() == deepest_hierarchy)
@@ -118,8 +119,7 @@ cerrno MappingRun::push(const yfw_datatree *node, int level) {
     return CERR_SUCCESS;
 }
 
-cerrno MappingRun::pop(const yfw_datatree *node) {
-    static constexpr const char *function = "yfw_map_remove_from_node_hierarchy";
+cerrno MappingRun::pop(const char *function, const yfw_datatree *node) {
     if (levels_.empty())
         return refuse(function, rc_hierarchy_empty, "nothing to remove");
     if (levels_.back().node != node)
@@ -143,18 +143,17 @@ void MappingRun::describe_hierarchy() noexcept {
     state_.parent_node = hierarchy_.size() < 2 ? nullptr : hierarchy_[hierarchy_.size() - 2];
 }
 
-cerrno MappingRun::make_current(std::string_view list_path) {
+cerrno MappingRun::make_current(const char *function, std::string_view list_path) {
     const std::vector<std::string_view> steps = path_steps(list_path);
     // In a walk of everything below a node the lists are not entered: the top is then some container above.
     const bool entered = !levels_.empty() && levels_.back().list_entry;
     const char *top = entered ? levels_.back().node->tag : nullptr;
     if (steps.empty() || (top != nullptr && steps.back() != top))
-        return refuse("yfw_map_update_current_list_node", rc_unknown_path, "not the path of the list just entered");
+        return refuse(function, rc_unknown_path, "not the path of the list just entered");
     return CERR_SUCCESS;
 }
 
-cerrno MappingRun::check_leafref(std::string_view container, const yfw_datatree &key) {
-    static constexpr const char *function = "yfw_map_check_oc_leafref";
+cerrno MappingRun::check_leafref(const char *function, std::string_view container, const yfw_datatree &key) {
     const auto entry =
         std::find_if(levels_.rbegin(), levels_.rend(), [](const Level &level) { return level.list_entry; });
     if (entry == levels_.rend())
@@ -171,23 +170,23 @@ cerrno MappingRun::check_leafref(std::string_view container, const yfw_datatree 
     return CERR_SUCCESS;
 }
 
-cerrno MappingRun::push_entry(const yfw_datatree *node) {
+cerrno MappingRun::push_entry(const char *function, const yfw_datatree *node) {
     if (entries_.size() == deepest_hierarchy)
-        return refuse("yfw_map_util_itree_stack_push", rc_stack_full, "255 entries are the most");
+        return refuse(function, rc_stack_full, "255 entries are the most");
     entries_.push_back(node);
     return CERR_SUCCESS;
 }
 
-cerrno MappingRun::pop_entry() {
+cerrno MappingRun::pop_entry(const char *function) {
     if (entries_.empty())
-        return refuse("yfw_map_util_itree_stack_pop", rc_stack_empty, "nothing to pop");
+        return refuse(function, rc_stack_empty, "nothing to pop");
     entries_.pop_back();
     return CERR_SUCCESS;
 }
 
-cerrno MappingRun::write(Write made, const yfw_datatree *source) {
-    if (path_steps(made.path).empty())
-        debug_log_line(log_errors, "yfw_map_datatree_add_path_flagged: no absolute path, the write leads nowhere");
+cerrno MappingRun::write(const char *function, Write made, const yfw_datatree *source) {
+    if (!leads_somewhere(made.path))
+        debug_log_line(log_errors, fmt::format("{}: no absolute path, the write leads nowhere", function));
     if (source != nullptr) {
         made.operation = source->operation;
         made.source_path = request_ ? request_->path_of(source) : std::string();
@@ -198,10 +197,10 @@ cerrno MappingRun::write(Write made, const yfw_datatree *source) {
     return CERR_SUCCESS;
 }
 
-cerrno MappingRun::find_or_add_entry(std::string_view list_path, std::string_view key_value, std::string_view key_name,
-                                     std::string_view ns) {
-    if (path_steps(list_path).empty())
-        return refuse("yfw_map_search_or_add_list", rc_unknown_path, "not an absolute path");
+cerrno MappingRun::find_or_add_entry(const char *function, std::string_view list_path, std::string_view key_value,
+                                     std::string_view key_name, std::string_view ns) {
+    if (!leads_somewhere(list_path))
+        return refuse(function, rc_unknown_path, "not an absolute path");
     writes_.push_back({.path = std::string(list_path),
                        .ns = std::string(ns),
                        .value = std::string(key_value),
@@ -226,10 +225,10 @@ cerrno MappingRun::add_to_output_list(const yfw_datatree *entry) {
     return CERR_SUCCESS;
 }
 
-cerrno MappingRun::remove_from_output_list(const yfw_datatree *entry) {
+cerrno MappingRun::remove_from_output_list(const char *function, const yfw_datatree *entry) {
     const auto found = std::find(output_list_.begin(), output_list_.end(), entry);
     if (found == output_list_.end())
-        return refuse("yfw_remove_from_output_list_ctx", rc_no_list_entry, "the entry is not in the output list");
+        return refuse(function, rc_no_list_entry, "the entry is not in the output list");
     output_list_.erase(found);
     state_.output_list_count = static_cast<std::uint32_t>(output_list_.size());
     return CERR_SUCCESS;

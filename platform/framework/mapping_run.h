@@ -53,30 +53,32 @@ class MappingRun {
     /// something only when a walk's result is not 0.
     std::string error_path() const;
 
+    // ---- The calls of the seam -------------------------------------------------------------------------------------
+
     /// What the calls of the seam do, once their arguments are checked. Results are codes of the seam; each refusal has
-    /// been told to the debug log.
-    cerrno push(const yfw_datatree *node, int level);
+    /// been told to the debug log. `function`: the call, by whose name it is told.
+    cerrno push(const char *function, const yfw_datatree *node, int level);
     /// Refused unless `node` is the one pushed last.
-    cerrno pop(const yfw_datatree *node);
+    cerrno pop(const char *function, const yfw_datatree *node);
     /// `list_path`: absolute, of the list entered last.
-    cerrno make_current(std::string_view list_path);
+    cerrno make_current(const char *function, std::string_view list_path);
     /// Refused when the leaf of the key's name in the entry's `container` has another value.
-    cerrno check_leafref(std::string_view container, const yfw_datatree &key);
+    cerrno check_leafref(const char *function, std::string_view container, const yfw_datatree &key);
     /// The list-entry stack. It holds pointers that belong to the caller.
-    cerrno push_entry(const yfw_datatree *node);
-    cerrno pop_entry();
+    cerrno push_entry(const char *function, const yfw_datatree *node);
+    cerrno pop_entry(const char *function);
     /// Entries on the stack.
     std::size_t entry_count() const noexcept { return entries_.size(); }
     /// NULL when the stack is empty.
     const yfw_datatree *top_entry() const noexcept { return entries_.empty() ? nullptr : entries_.back(); }
     /// `source`: node of the request that the write comes from; NULL for none.
-    cerrno write(Write made, const yfw_datatree *source);
+    cerrno write(const char *function, Write made, const yfw_datatree *source);
     /// Opens the entry of the list at `list_path` whose key `key_name` has that value.
-    cerrno find_or_add_entry(std::string_view list_path, std::string_view key_value, std::string_view key_name,
-                             std::string_view ns);
+    cerrno find_or_add_entry(const char *function, std::string_view list_path, std::string_view key_value,
+                             std::string_view key_name, std::string_view ns);
     /// The list of entries that a handler has announced. Adding twice is adding once; removing needs one that is there.
     cerrno add_to_output_list(const yfw_datatree *entry);
-    cerrno remove_from_output_list(const yfw_datatree *entry);
+    cerrno remove_from_output_list(const char *function, const yfw_datatree *entry);
     /// Keeps the place where the hierarchy is now as that of the failure.
     void note_error_path();
     /// True in an edit, unless the node entered last is deleted.

@@ -10,6 +10,7 @@
 
 namespace ocamp {
 
+/// The word of each operation, at its number.
 inline constexpr std::array<std::string_view, 5> operation_words{"merge", "replace", "create", "delete", "remove"};
 
 /// "unknown" for a number that is no operation.

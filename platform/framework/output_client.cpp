@@ -13,6 +13,14 @@ cerrno check_output(const char *function, MappingRun &run, const yfw_datatree *o
     return out == run.output() ? CERR_SUCCESS : refuse(function, rc_invalid_argument, "not the output of this run");
 }
 
+// `value`: the text of the write that was made last.
+void tell_write(const MappingRun &run, cerrno written, const char *value) noexcept {
+    if (written == CERR_SUCCESS)
+        tell_data_flow([&](DataFlowObserver &observer) {
+            observer.on_write(run.writes().size() - 1, run.writes().back().path, value);
+        });
+}
+
 } // namespace
 
 extern "C" {
@@ -31,7 +39,9 @@ cerrno yfw_map_datatree_add_path_flagged(yfw_map_ctx ctx, yfw_datatree *out, con
         Write made{.path = path, .ns = ns, .opens_list = list_flag == 1};
         if (value != nullptr)
             made.value = value;
-        return run.write(std::move(made), source);
+        const cerrno written = run.write(function, std::move(made), source);
+        tell_write(run, written, value);
+        return written;
     });
     record_call(function, Code{result}, context_word, output_word, Quoted{path}, Quoted{ns}, Quoted{value},
                 NodeWord{source}, zero, list_flag, follow_flag);
@@ -48,7 +58,9 @@ cerrno yfw_map_search_or_add_list(yfw_map_ctx ctx, yfw_datatree *out, yfw_datatr
             return refuse(function, rc_invalid_argument, "not the key list of this run");
         if (list_path == nullptr || key_value == nullptr || key_name == nullptr || ns == nullptr)
             return refuse(function, rc_invalid_argument, "a path, a key or the namespace is missing");
-        return run.find_or_add_entry(list_path, key_value, key_name, ns);
+        const cerrno written = run.find_or_add_entry(function, list_path, key_value, key_name, ns);
+        tell_write(run, written, key_value);
+        return written;
     });
     record_call(function, Code{result}, context_word, output_word, "plist", Quoted{list_path}, Quoted{key_value},
                 Quoted{key_name}, Quoted{ns});
@@ -95,7 +107,7 @@ cerrno yfw_remove_from_output_list_ctx(yfw_map_ctx ctx, const yfw_datatree *entr
         if (const cerrno bad = check_output(function, run, out); bad != CERR_SUCCESS)
             return bad;
         return entry == nullptr ? refuse(function, rc_invalid_argument, "no entry")
-                                : run.remove_from_output_list(entry);
+                                : run.remove_from_output_list(function, entry);
     });
     record_call(function, Code{result}, context_word, NodeWord{entry}, output_word);
     return result;

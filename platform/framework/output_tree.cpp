@@ -2,6 +2,7 @@
 #include "framework/output_tree.h"
 
 #include "framework/operation_words.h"
+#include "log/stages.h"
 #include "seam/path_text.h"
 #include "seam/text.h"
 
@@ -22,40 +23,75 @@ const std::string *OutputNode::child_value(std::string_view child_tag) const noe
 
 namespace {
 
-OutputNode &make_open(OutputNode &parent, std::string_view tag, std::size_t index) {
-    const auto known =
-        std::find_if(parent.open.begin(), parent.open.end(), [&](const auto &pair) { return pair.first == tag; });
-    if (known == parent.open.end())
-        parent.open.emplace_back(tag, index);
-    else
-        known->second = index;
-    return parent.children[index];
+constexpr std::size_t usual_children = 4;
+
+// The child that further writes with the tag go into; NULL when there is none yet.
+OutputNode *find_open(OutputNode &parent, std::string_view tag) noexcept {
+    // From the end: the entry that was opened last is asked for most.
+    const auto found = std::find_if(parent.children.rbegin(), parent.children.rend(),
+                                    [&](const OutputNode &child) { return child.open && child.tag == tag; });
+    return found == parent.children.rend() ? nullptr : &*found;
 }
 
-OutputNode &add_child(OutputNode &parent, std::string_view tag, std::string_view ns) {
-    parent.children.push_back({.tag = std::string(tag), .ns = std::string(ns)});
-    return make_open(parent, tag, parent.children.size() - 1);
+// Before another child with the tag is opened.
+void close(OutputNode &parent, std::string_view tag) noexcept {
+    if (OutputNode *known = find_open(parent, tag); known != nullptr)
+        known->open = false;
 }
 
-OutputNode &open_child(OutputNode &parent, std::string_view tag, std::string_view ns) {
-    const auto known =
-        std::find_if(parent.open.begin(), parent.open.end(), [&](const auto &pair) { return pair.first == tag; });
-    return known == parent.open.end() ? add_child(parent, tag, ns) : parent.children[known->second];
+// Opens it; none with that tag may be open.
+OutputNode &add_child(OutputNode &parent, std::string_view tag, const std::string &ns) {
+    // Few nodes have one child alone, and a node is dear to move.
+    if (parent.children.empty())
+        parent.children.reserve(usual_children);
+    OutputNode &child = parent.children.emplace_back();
+    child.tag = tag;
+    child.ns = ns;
+    child.open = true;
+    return child;
 }
 
-void open_entry_with_key(OutputNode &parent, std::string_view tag, const Write &write) {
-    for (std::size_t i = 0; i < parent.children.size(); ++i) {
-        const std::string *key = parent.children[i].child_value(*write.key_name);
-        if (parent.children[i].tag == tag && key != nullptr && *key == write.value) {
-            make_open(parent, tag, i);
+OutputNode &open_child(OutputNode &parent, std::string_view tag, const std::string &ns) {
+    OutputNode *known = find_open(parent, tag);
+    return known != nullptr ? *known : add_child(parent, tag, ns);
+}
+
+OutputNode &add_entry(OutputNode &parent, std::string_view tag, const std::string &ns) {
+    close(parent, tag);
+    OutputNode &entry = add_child(parent, tag, ns);
+    entry.list_entry = true;
+    return entry;
+}
+
+void open_entry_with_key(OutputNode &parent, std::string_view tag, const Write &write, std::size_t number) {
+    for (OutputNode &child : parent.children) {
+        const std::string *key = child.tag == tag ? child.child_value(*write.key_name) : nullptr;
+        if (key != nullptr && *key == write.value) {
+            close(parent, tag);
+            child.open = true;
             return;
         }
     }
-    OutputNode &entry = add_child(parent, tag, write.ns);
-    entry.list_entry = true;
-    OutputNode &key = add_child(entry, *write.key_name, write.ns);
+    OutputNode &key = add_child(add_entry(parent, tag, write.ns), *write.key_name, write.ns);
     key.value = write.value;
     key.addressed = true;
+    key.write = number;
+}
+
+void place(OutputNode &parent, std::string_view tag, const Write &write, std::size_t number) {
+    if (write.key_name) {
+        open_entry_with_key(parent, tag, write, number);
+        return;
+    }
+    OutputNode &node = write.opens_list ? add_entry(parent, tag, write.ns) : open_child(parent, tag, write.ns);
+    node.list_entry = write.opens_list;
+    node.addressed = true;
+    node.ns = write.ns;
+    node.value = write.value;
+    node.operation = write.operation;
+    node.source_path = write.source_path;
+    node.source_value = write.source_value;
+    node.write = number;
 }
 
 void append_lines(std::string &text, const OutputNode &node, std::size_t depth) {
@@ -75,32 +111,33 @@ void append_lines(std::string &text, const OutputNode &node, std::size_t depth) 
 } // namespace
 
 OutputTree::OutputTree(std::span<const Write> writes) {
-    for (const Write &write : writes)
-        place(write);
+    const StageMark stage(Stage::put_together);
+    // Writes come in groups below one node, and the way to it is long: it is gone once a group. The node stays where it
+    // is, as only its own children grow meanwhile.
+    OutputNode *parent = nullptr;
+    std::string_view path_of_parent;
+    for (std::size_t number = 0; number < writes.size(); ++number) {
+        const Write &write = writes[number];
+        const std::string_view above = std::string_view(write.path).substr(0, write.path.rfind('/'));
+        const bool same_group = parent != nullptr && above == path_of_parent && !last_step(write.path).empty();
+        if (!same_group && !leads_somewhere(write.path)) {
+            unplaced_.push_back(write);
+            continue;
+        }
+        if (!same_group) {
+            parent = &way_to(above, write.ns);
+            path_of_parent = above;
+        }
+        place(*parent, last_step(write.path), write, number);
+    }
 }
 
-void OutputTree::place(const Write &write) {
-    const std::vector<std::string_view> steps = path_steps(write.path);
-    if (steps.empty()) {
-        unplaced_.push_back(write);
-        return;
-    }
-    OutputNode *parent = &top_;
-    for (std::size_t i = 0; i + 1 < steps.size(); ++i)
-        parent = &open_child(*parent, steps[i], write.ns);
-    if (write.key_name) {
-        open_entry_with_key(*parent, steps.back(), write);
-        return;
-    }
-    OutputNode &node =
-        write.opens_list ? add_child(*parent, steps.back(), write.ns) : open_child(*parent, steps.back(), write.ns);
-    node.list_entry = write.opens_list;
-    node.addressed = true;
-    node.ns = write.ns;
-    node.value = write.value;
-    node.operation = write.operation;
-    node.source_path = write.source_path;
-    node.source_value = write.source_value;
+// The node at the end of a path, through what is open, and made where nothing is.
+OutputNode &OutputTree::way_to(std::string_view path, const std::string &ns) {
+    OutputNode *node = &top_;
+    while (!path.empty())
+        node = &open_child(*node, take_step(path), ns);
+    return *node;
 }
 
 std::string output_text(const std::vector<OutputNode> &roots) {

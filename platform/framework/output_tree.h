@@ -1,12 +1,12 @@
 // What a mapping run wrote, in order, and the tree that those writes make. Knows nothing of the models written in.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace ocamp {
@@ -31,11 +31,11 @@ struct OutputNode {
     std::optional<std::uint32_t> operation = {};
     std::string source_path = {};
     std::optional<std::string> source_value = {};
-    bool list_entry = false; ///< opened, found or added as one
-    bool addressed = false;  ///< a write ended here; the others only stand on the way
+    std::optional<std::size_t> write = {}; ///< place among the writes of the one that gave the value
+    bool list_entry = false;               ///< opened, found or added as one
+    bool addressed = false;                ///< a write ended here; the others only stand on the way
+    bool open = false;                     ///< further writes with this tag go in here, and into no sibling of the tag
     std::vector<OutputNode> children = {};
-    /// Which child further writes with that tag go into, by index; the other tags have none yet.
-    std::vector<std::pair<std::string, std::size_t>> open = {};
 
     /// The first child with that tag; NULL when there is none.
     const OutputNode *child(std::string_view child_tag) const noexcept;
@@ -56,7 +56,7 @@ class OutputTree {
     const std::vector<Write> &unplaced() const noexcept { return unplaced_; }
 
   private:
-    void place(const Write &write);
+    OutputNode &way_to(std::string_view path, const std::string &ns);
 
     OutputNode top_;
     std::vector<Write> unplaced_;

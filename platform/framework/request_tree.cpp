@@ -52,9 +52,9 @@ char *DataTree::keep(std::string_view text) {
 
 void DataTree::freeze(const RequestNode &from, yfw_datatree &to, std::size_t parent) {
     const std::size_t place = places_.size();
-    places_.push_back({&to, parent, from.tag + key_predicates(from)});
     to = {};
     to.tag = keep(from.tag);
+    places_.push_back({&to, parent, to.tag, key_predicates(from)});
     to.ns = keep(from.ns);
     to.value = from.value ? keep(*from.value) : nullptr;
     to.operation = from.operation;
@@ -77,7 +77,7 @@ std::string DataTree::path_of(const yfw_datatree *node) const {
         return {};
     std::string path;
     for (auto at = static_cast<std::size_t>(found - places_.begin());; at = places_[at].parent) {
-        path.insert(0, "/" + places_[at].step);
+        path.insert(0, std::string("/").append(places_[at].tag).append(places_[at].keys));
         if (at == places_[at].parent)
             return path;
     }

@@ -47,7 +47,8 @@ class DataTree {
     struct Place {
         const yfw_datatree *node;
         std::size_t parent; ///< index of the parent's place; its own index for the root
-        std::string step;
+        const char *tag;
+        std::string keys; ///< as predicates: walkers may write into values
     };
 
     void freeze(const RequestNode &from, yfw_datatree &to, std::size_t parent);

@@ -57,6 +57,8 @@ void xos_named_free(void *allocation) {
 }
 
 cerrno yfw_strcpy_s(const char *caller, char *dst, size_t size, const char *src) {
+    if (src != nullptr)
+        tell_data_flow([&](DataFlowObserver &observer) { observer.on_copy(caller, dst, size, src); });
     const cerrno result = copy_bounded(__func__, caller, dst, size, src, SIZE_MAX);
     record_call(__func__, Code{result}, Quoted{caller}, size, Quoted{src});
     return result;

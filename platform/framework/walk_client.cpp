@@ -12,7 +12,7 @@ extern "C" {
 cerrno yfw_map_add_to_node_hierarchy(yfw_map_ctx ctx, const yfw_datatree *node, int level) {
     const char *const function = __func__;
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
-        return node == nullptr ? refuse(function, rc_invalid_argument, "no node") : run.push(node, level);
+        return node == nullptr ? refuse(function, rc_invalid_argument, "no node") : run.push(function, node, level);
     });
     record_call(function, Code{result}, context_word, NodeWord{node}, level);
     return result;
@@ -21,7 +21,7 @@ cerrno yfw_map_add_to_node_hierarchy(yfw_map_ctx ctx, const yfw_datatree *node, 
 cerrno yfw_map_remove_from_node_hierarchy(yfw_map_ctx ctx, const yfw_datatree *node) {
     const char *const function = __func__;
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
-        return node == nullptr ? refuse(function, rc_invalid_argument, "no node") : run.pop(node);
+        return node == nullptr ? refuse(function, rc_invalid_argument, "no node") : run.pop(function, node);
     });
     record_call(function, Code{result}, context_word, NodeWord{node});
     return result;
@@ -29,6 +29,8 @@ cerrno yfw_map_remove_from_node_hierarchy(yfw_map_ctx ctx, const yfw_datatree *n
 
 int yfw_map_do_these_match(const char *a, const char *b) {
     const int result = a != nullptr && b != nullptr && std::strcmp(a, b) == 0 ? 1 : 0;
+    if (result != 0)
+        tell_data_flow([&](DataFlowObserver &observer) { observer.on_match(a); });
     record_call(__func__, result, Quoted{a}, Quoted{b});
     return result;
 }
@@ -55,7 +57,8 @@ int yfw_map_is_request_add(yfw_map_ctx ctx) {
 cerrno yfw_map_update_current_list_node(yfw_map_ctx ctx, const char *list_path) {
     const char *const function = __func__;
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
-        return list_path == nullptr ? refuse(function, rc_invalid_argument, "no path") : run.make_current(list_path);
+        return list_path == nullptr ? refuse(function, rc_invalid_argument, "no path")
+                                    : run.make_current(function, list_path);
     });
     record_call(function, Code{result}, context_word, Quoted{list_path});
     return result;
@@ -67,7 +70,7 @@ cerrno yfw_map_check_oc_leafref(yfw_map_ctx ctx, const char *list_path, const ch
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
         if (list_path == nullptr || container == nullptr || key == nullptr || out == nullptr)
             return refuse(function, rc_invalid_argument, "a path, a container, a key or the output is missing");
-        return run.check_leafref(container, *key);
+        return run.check_leafref(function, container, *key);
     });
     record_call(function, Code{result}, context_word, Quoted{list_path}, Quoted{container}, NodeWord{key}, output_word);
     return result;
@@ -96,15 +99,16 @@ const yfw_datatree *yfw_map_util_itree_stack_peak(yfw_map_ctx ctx) {
 cerrno yfw_map_util_itree_stack_push(yfw_map_ctx ctx, const yfw_datatree *node) {
     const char *const function = __func__;
     const cerrno result = with_run(function, ctx, [&](MappingRun &run) {
-        return node == nullptr ? refuse(function, rc_invalid_argument, "no node") : run.push_entry(node);
+        return node == nullptr ? refuse(function, rc_invalid_argument, "no node") : run.push_entry(function, node);
     });
     record_call(function, Code{result}, context_word, NodeWord{node});
     return result;
 }
 
 cerrno yfw_map_util_itree_stack_pop(yfw_map_ctx ctx) {
-    const cerrno result = with_run(__func__, ctx, [](MappingRun &run) { return run.pop_entry(); });
-    record_call(__func__, Code{result}, context_word);
+    const char *const function = __func__;
+    const cerrno result = with_run(function, ctx, [&](MappingRun &run) { return run.pop_entry(function); });
+    record_call(function, Code{result}, context_word);
     return result;
 }
 

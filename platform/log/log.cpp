@@ -157,4 +157,12 @@ void debug_log_line(int level, std::string_view text) noexcept {
     }
 }
 
+void log_failure(const std::exception &failure) noexcept {
+    try {
+        debug_log_line(log_errors, fmt::format("request failed: {}", failure.what()));
+    } catch (...) {
+        // Out of memory for the line: what failed is told to the client all the same.
+    }
+}
+
 } // namespace ocamp

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -123,5 +124,19 @@ class LogSession {
 /// Writes a line of the platform's own, such as a refused call, to the current debug log if there is one and it takes
 /// `level`. Safe from any thread.
 void debug_log_line(int level, std::string_view text) noexcept;
+
+/// Writes to the current debug log that a request has failed, and why.
+void log_failure(const std::exception &failure) noexcept;
+
+/// Runs `work`, a request or a part of one. What it throws is written to the current debug log, and comes out.
+template <class Work>
+auto logged(Work work) {
+    try {
+        return work();
+    } catch (const std::exception &failure) {
+        log_failure(failure);
+        throw;
+    }
+}
 
 } // namespace ocamp

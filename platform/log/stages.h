@@ -8,11 +8,12 @@ namespace ocamp {
 
 /// What can take time in a request.
 enum class Stage {
-    parse,         ///< native documents become trees
+    database,      ///< the database is opened, locked and let go
+    parse,         ///< native documents are read and become trees
     to_native,     ///< the plug-in's walk over the request
-    look_up,       ///< native entries are selected
+    look_up,       ///< native entries are selected and made ready for the plug-in
     to_openconfig, ///< the plug-in's walks over native entries
-    put_together,  ///< what the walks wrote becomes one answer
+    put_together,  ///< what the walks wrote becomes trees, and these one answer
     filter,        ///< the answer is cut to what was asked for
     apply,         ///< the native edit is carried out
     check,         ///< libyang validates a tree

@@ -2,6 +2,7 @@
 #include "node/edit_request.h"
 
 #include "framework/operation_words.h"
+#include "node/filter.h"
 #include "node/native_range.h"
 #include "seam/path_text.h"
 #include "seam/text.h"
@@ -20,15 +21,12 @@ namespace {
 
 constexpr std::string_view netconf_module = "ietf-netconf";
 
-const lysc_type &type_of(const lysc_node &leaf) {
-    const lysc_type *type = reinterpret_cast<const lysc_node_leaf &>(leaf).type;
-    return type->basetype == LY_TYPE_LEAFREF ? *reinterpret_cast<const lysc_type_leafref *>(type)->realtype : *type;
-}
-
 // How RFC 7951 writes a value of the type.
 ClientNode::JsonForm json_form(const lysc_type &type) {
     if (is_short_integer(type))
         return ClientNode::JsonForm::number;
+    if (type.basetype == LY_TYPE_EMPTY)
+        return ClientNode::JsonForm::null;
     // Texts are decimal64 and the long integers, too.
     return type.basetype == LY_TYPE_BOOL ? ClientNode::JsonForm::boolean : ClientNode::JsonForm::string;
 }
@@ -56,47 +54,55 @@ std::string_view form_word(ClientNode::JsonForm form) {
                                    node.attributes.front(), netconf_namespace));
 }
 
-std::vector<ClientNode> read_edit(std::string_view document, const Schema &schema) {
-    const DocumentFormat format = format_of(document);
-    std::vector<ClientNode> nodes = read_document(document, format, schema);
-    if (format == DocumentFormat::json)
-        return nodes;
-    if (nodes.size() != 1 || nodes.front().name != "config" || nodes.front().module != netconf_namespace)
-        throw DocumentError(
-            fmt::format("expected one element <config xmlns=\"{}\"> around the edit", netconf_namespace));
-    const ClientNode &config = nodes.front();
-    if (config.operation)
-        throw RequestError(error_tag::bad_attribute, "/config",
-                           "carries an operation, expected it on the elements inside");
-    if (!config.attributes.empty())
-        refuse_attribute(config, "/config");
-    if (!trimmed(config.value).empty())
-        throw RequestError(error_tag::invalid_value, "/config",
-                           fmt::format("holds the text '{}', expected elements", trimmed(config.value)));
-    return std::vector<ClientNode>(std::move(nodes.front().children));
+bool is_element(const ClientNode &node, std::string_view name) {
+    return node.name == name && node.module == netconf_namespace;
 }
 
-// Refuses a second node of one path; a repeated key is the plug-in's to judge. `paths`: those of the siblings before.
-void check_repeated(std::unordered_set<std::string> &paths, const EditNode &added) {
-    if (added.schema != nullptr && !is_key(*added.schema) && !paths.insert(added.path).second)
+// True for a leaf that tells no entry, or anything that the client gave an operation, at the node or below.
+bool asks_for_something(const EditNode &node) {
+    const bool is_value = node.schema == nullptr || (is_leaf(*node.schema) && !is_key(*node.schema));
+    return is_value || node.own_operation ||
+           std::any_of(node.children.begin(), node.children.end(), asks_for_something);
+}
+
+std::size_t leaf_count(const ClientNode &node) {
+    if (node.children.empty())
+        return 1;
+    std::size_t count = 0;
+    for (const ClientNode &child : node.children)
+        count += leaf_count(child);
+    return count;
+}
+
+bool has_operation(const ClientNode &node) {
+    return node.operation || std::any_of(node.children.begin(), node.children.end(), has_operation);
+}
+
+// Refuses a second node of one path. `steps`: the last ones of the siblings before. Keys have been counted by then.
+void check_repeated(std::unordered_set<std::string> &steps, const EditNode &added) {
+    if (added.schema != nullptr && !is_key(*added.schema) && !steps.insert(added.path.step()).second)
         throw RequestError(error_tag::operation_failed, added.path, "is given twice, expected once");
 }
 
 // Reads the nodes of a document from the root down.
 class EditReader {
   public:
-    explicit EditReader(const Schema &schema) : schema_(schema) {}
+    EditReader(const Schema &schema, StateInEdit state) : schema_(schema), state_(state) {}
 
-    EditNode read_root(const ClientNode &from, std::optional<std::uint32_t> default_operation) const {
-        return read(from, nullptr, "", default_operation);
+    EditNode read_root(const ClientNode &from, std::optional<std::uint32_t> default_operation) {
+        return read(from, nullptr, nullptr, default_operation);
     }
+    // Leaves of state that were passed over so far.
+    std::size_t passed_over() const noexcept { return passed_over_; }
 
   private:
-    EditNode shell(const ClientNode &from, const std::string &above, std::optional<std::uint32_t> inherited) const {
+    // `above`: NULL at the top.
+    EditNode shell(const ClientNode &from, const EditPath *above, std::optional<std::uint32_t> inherited) const {
+        const std::string step = "/" + from.name;
         EditNode node{.schema = nullptr,
                       .name = from.name,
                       .ns = namespace_of(from),
-                      .path = above + "/" + from.name,
+                      .path = above != nullptr ? above->below(step) : EditPath(step),
                       .value = std::nullopt,
                       .operation = inherited,
                       .children = {}};
@@ -109,8 +115,8 @@ class EditReader {
         return node;
     }
 
-    EditNode read(const ClientNode &from, const lysc_node *parent, const std::string &above,
-                  std::optional<std::uint32_t> inherited) const {
+    EditNode read(const ClientNode &from, const lysc_node *parent, const EditPath *above,
+                  std::optional<std::uint32_t> inherited) {
         EditNode node = shell(from, above, inherited);
         node.schema = schema_.find(parent, from.name, node.ns);
         if (node.schema == nullptr && parent != nullptr && node.ns != parent->module->ns) {
@@ -120,7 +126,7 @@ class EditReader {
         if (node.schema == nullptr)
             refuse_unknown(node, from, parent);
         if (is_list(*node.schema))
-            node.path += predicates(from, *node.schema);
+            node.path = node.path.with(predicates(from, node));
         check_form(node, from);
         settle_operation(node, from);
         // State inside what is deleted goes with it: a client may send what it has read.
@@ -141,14 +147,13 @@ class EditReader {
     }
 
     // A node of another module in the model's tree: what may stand there is the plug-in's to say.
-    EditNode read_foreign(const ClientNode &from, const std::string &above,
-                          std::optional<std::uint32_t> inherited) const {
+    EditNode read_foreign(const ClientNode &from, const EditPath *above, std::optional<std::uint32_t> inherited) const {
         EditNode node = shell(from, above, inherited);
         settle_operation(node, from);
         if (from.children.empty())
             node.value = from.value;
         for (const ClientNode &child : from.children)
-            node.children.push_back(read_foreign(child, node.path, node.operation));
+            node.children.push_back(read_foreign(child, &node.path, node.operation));
         return node;
     }
 
@@ -174,12 +179,19 @@ class EditReader {
             fmt::format("the model has no such node, expected one of: {}", fmt::join(schema_.children(parent), ", ")));
     }
 
-    std::string predicates(const ClientNode &entry, const lysc_node &list) const {
+    // The keys as they stand in the entry's path. A second value of one would leave open which entry is meant.
+    std::string predicates(const ClientNode &from, const EditNode &entry) const {
         std::string text;
-        for (const lysc_node *key : list_keys(list)) {
-            for (const ClientNode &child : entry.children) {
-                if (child.name == key->name)
-                    text += step_with_key("", key->name, child.value);
+        for (const lysc_node *key : list_keys(*entry.schema)) {
+            bool given = false;
+            for (const ClientNode &child : from.children) {
+                if (child.name != key->name || namespace_of(child) != key->module->ns)
+                    continue;
+                if (given)
+                    throw RequestError(error_tag::bad_element, entry.path.with(text).below("/" + child.name),
+                                       "is given twice, expected once");
+                given = true;
+                text += step_with_key("", key->name, child.value);
             }
         }
         return text;
@@ -191,7 +203,9 @@ class EditReader {
         if (!from.json)
             return;
         if (is_leaf(*node.schema)) {
-            if (from.json == Form::object || from.in_array)
+            // The value of an empty leaf is [null], and that of no other is an array.
+            const bool empty = from.json == Form::null && real_type_of(*node.schema).basetype == LY_TYPE_EMPTY;
+            if (from.json == Form::object || from.in_array != empty)
                 throw RequestError(error_tag::invalid_value, node.path,
                                    fmt::format("is {}, expected one value: it is a leaf",
                                                from.in_array ? "an array" : form_word(*from.json)));
@@ -233,7 +247,7 @@ class EditReader {
             throw RequestError(error_tag::invalid_value, node.path, "is a leaf, expected a value without elements");
         if (deletes(node.operation.value_or(YFW_OP_MERGE)) && !is_key(*node.schema))
             return;
-        const lysc_type &type = type_of(*node.schema);
+        const lysc_type &type = real_type_of(*node.schema);
         if (from.json == ClientNode::JsonForm::absent)
             throw RequestError(error_tag::invalid_value, node.path,
                                from.operation ? "has an operation that needs a value, and no value"
@@ -255,7 +269,7 @@ class EditReader {
         }
     }
 
-    void read_children(EditNode &node, const ClientNode &from) const {
+    void read_children(EditNode &node, const ClientNode &from) {
         if (!trimmed(from.value).empty())
             throw RequestError(error_tag::invalid_value, node.path,
                                fmt::format("holds the text '{}', expected elements", trimmed(from.value)));
@@ -264,9 +278,14 @@ class EditReader {
             // What a replace brings is merged into what it has emptied; the key tells the entry and its operation.
             const bool emptied = node.operation == std::optional<std::uint32_t>(YFW_OP_REPLACE) &&
                                  !(is_list(*node.schema) && names_key(*node.schema, child));
-            EditNode added = read(child, node.schema, node.path, emptied ? YFW_OP_MERGE : node.operation);
+            if (pass_over(node, child))
+                continue;
+            const std::size_t passed_before = passed_over_;
+            EditNode added = read(child, node.schema, &node.path, emptied ? YFW_OP_MERGE : node.operation);
             check_repeated(paths, added);
-            if (!is_deleted_with(node, added))
+            // Of an entry or a container that was read for its state nothing is left to edit.
+            const bool only_state = passed_over_ != passed_before && !asks_for_something(added);
+            if (!only_state && !is_deleted_with(node, added))
                 node.children.push_back(std::move(added));
         }
         if (!is_list(*node.schema))
@@ -275,6 +294,17 @@ class EditReader {
         if (node.keys().size() < keys.size())
             throw RequestError(error_tag::missing_element, node.path,
                                fmt::format("names no entry, expected the key '{}'", keys.front()->name));
+    }
+
+    // Passes over state that stands in the document as it was read. Inside what is deleted it goes with the node.
+    bool pass_over(const EditNode &parent, const ClientNode &child) {
+        if (state_ == StateInEdit::refused || deletes(parent.operation.value_or(YFW_OP_MERGE)) || has_operation(child))
+            return false;
+        const lysc_node *schema = schema_.find(parent.schema, child.name, namespace_of(child));
+        if (schema == nullptr || is_configuration(*schema))
+            return false;
+        passed_over_ += leaf_count(child);
+        return true;
     }
 
     // True for what stands inside a deleted node without saying which one it is: it goes with the node, and nothing
@@ -295,7 +325,38 @@ class EditReader {
     }
 
     const Schema &schema_;
+    StateInEdit state_;
+    std::size_t passed_over_ = 0;
 };
+
+// One leaf of a data path as a document has it, all in one chain of nodes.
+ClientNode chain_of(const RequestNode &request) {
+    ClientNode node{.name = request.tag, .module = request.ns, .value = request.value.value_or("")};
+    for (const RequestNode &child : request.children)
+        node.children.push_back(chain_of(child));
+    return node;
+}
+
+// The leaf at the end of the chain.
+ClientNode &end_of(ClientNode &chain) {
+    ClientNode *node = &chain;
+    while (!node->children.empty())
+        node = &node->children.back();
+    return *node;
+}
+
+ClientNode leaf_at(const Schema &schema, std::string_view path) {
+    const Filter filter = Filter::from_path(schema, path);
+    const lysc_node *target = filter.path_target();
+    if (target == nullptr || !is_leaf(*target))
+        throw FilterError(fmt::format("path {}: leads to {}, expected a leaf", path,
+                                      target == nullptr  ? "the whole model"
+                                      : is_list(*target) ? "a list entry"
+                                                         : "a container"));
+    if (is_key(*target))
+        throw FilterError(fmt::format("path {}: leads to the key of an entry, expected another leaf", path));
+    return chain_of(filter.requests().front());
+}
 
 // True for what only stands on the way to nothing: it has no operation, and nothing below has one. Keys go with their
 // entry.
@@ -351,7 +412,56 @@ std::vector<RequestNode> requests_of(const EditNode &node) {
     return requests;
 }
 
+// What a client sent, and whether it may be something that was read before.
+struct GivenEdit {
+    std::vector<ClientNode> nodes;
+    bool may_be_an_answer;
+
+    GivenEdit(const Schema &schema, std::string_view text, StateInEdit state) {
+        const DocumentFormat format = format_of(text);
+        nodes = read_document(text, format, schema);
+        may_be_an_answer = state == StateInEdit::passed_over;
+        if (format == DocumentFormat::json)
+            return;
+        const bool is_config = nodes.size() == 1 && is_element(nodes.front(), "config");
+        const bool is_answer = may_be_an_answer && nodes.size() == 1 && is_element(nodes.front(), "data");
+        if (!is_config && !is_answer)
+            throw DocumentError(
+                fmt::format("expected one element <config xmlns=\"{}\"> around the edit", netconf_namespace));
+        may_be_an_answer = is_answer;
+        const ClientNode &around = nodes.front();
+        const std::string path = "/" + around.name;
+        if (around.operation)
+            throw RequestError(error_tag::bad_attribute, path,
+                               "carries an operation, expected it on the elements inside");
+        if (!around.attributes.empty())
+            refuse_attribute(around, path);
+        if (!trimmed(around.value).empty())
+            throw RequestError(error_tag::invalid_value, path,
+                               fmt::format("holds the text '{}', expected elements", trimmed(around.value)));
+        nodes = std::vector<ClientNode>(std::move(nodes.front().children));
+    }
+};
+
 } // namespace
+
+EditPath EditPath::below(std::string step) const {
+    return EditPath(Place{place_, std::move(step)});
+}
+
+EditPath EditPath::with(std::string_view text) const {
+    return EditPath(Place{place_->above, place_->step + std::string(text)});
+}
+
+std::string EditPath::text() const {
+    std::vector<const Place *> places;
+    for (const Place *place = place_.get(); place != nullptr; place = place->above.get())
+        places.push_back(place);
+    std::string text;
+    for (auto place = places.rbegin(); place != places.rend(); ++place)
+        text += (*place)->step;
+    return text;
+}
 
 std::vector<std::string> EditNode::keys() const {
     std::vector<std::string> values;
@@ -364,18 +474,56 @@ std::vector<std::string> EditNode::keys() const {
     return values;
 }
 
-EditRequest::EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation) {
+std::vector<ClientNode> read_edit(std::string_view document, const Schema &schema) {
+    return GivenEdit(schema, document, StateInEdit::refused).nodes;
+}
+
+EditRequest::EditRequest(const Schema &schema, std::string_view document, DefaultOperation default_operation,
+                         StateInEdit state) {
+    const GivenEdit given(schema, document, state);
+    read(schema, given.nodes, default_operation,
+         given.may_be_an_answer ? StateInEdit::passed_over : StateInEdit::refused);
+}
+
+EditRequest::EditRequest(const Schema &schema, const std::vector<ClientNode> &nodes,
+                         DefaultOperation default_operation) {
+    read(schema, nodes, default_operation, StateInEdit::refused);
+}
+
+void EditRequest::read(const Schema &schema, const std::vector<ClientNode> &nodes, DefaultOperation default_operation,
+                       StateInEdit state) {
     std::optional<std::uint32_t> operation;
     if (default_operation != DefaultOperation::none)
         operation = default_operation == DefaultOperation::replace ? YFW_OP_REPLACE : YFW_OP_MERGE;
-    const EditReader reader(schema);
+    EditReader reader(schema, state);
     std::unordered_set<std::string> paths;
-    for (const ClientNode &node : read_edit(document, schema)) {
+    roots_.clear();
+    for (const ClientNode &node : nodes) {
         roots_.push_back(reader.read_root(node, operation));
         check_repeated(paths, roots_.back());
     }
-    if (default_operation == DefaultOperation::replace)
+    passed_over_ = reader.passed_over();
+    // State alone is nothing to edit, and is refused by its path.
+    if (passed_over_ != 0 && std::none_of(roots_.begin(), roots_.end(), asks_for_something))
+        read(schema, nodes, default_operation, StateInEdit::refused);
+    else if (default_operation == DefaultOperation::replace)
         remove_other_roots(schema);
+}
+
+EditRequest EditRequest::set_leaf(const Schema &schema, std::string_view path, const std::string &value) {
+    ClientNode root = leaf_at(schema, path);
+    end_of(root).value = value;
+    EditRequest request;
+    request.roots_.push_back(EditReader(schema, StateInEdit::refused).read_root(root, YFW_OP_MERGE));
+    return request;
+}
+
+EditRequest EditRequest::delete_leaf(const Schema &schema, std::string_view path) {
+    ClientNode root = leaf_at(schema, path);
+    end_of(root).operation = std::string(operation_word(YFW_OP_DELETE));
+    EditRequest request;
+    request.roots_.push_back(EditReader(schema, StateInEdit::refused).read_root(root, std::nullopt));
+    return request;
 }
 
 // The document replaces the whole configuration: what it does not hold goes.
@@ -388,7 +536,7 @@ void EditRequest::remove_other_roots(const Schema &schema) {
             roots_.push_back({.schema = &root,
                               .name = root.name,
                               .ns = root.module->ns,
-                              .path = fmt::format("/{}", name),
+                              .path = EditPath(fmt::format("/{}", name)),
                               .value = std::nullopt,
                               .operation = YFW_OP_REMOVE,
                               .children = {}});

@@ -2,7 +2,7 @@
 // kept.
 #include "node/editor.h"
 
-#include "framework/operation_words.h"
+#include "node/edit_checks.h"
 #include "node/native_edit.h"
 #include "node/slots.h"
 #include "seam/path_text.h"
@@ -23,54 +23,6 @@ namespace {
 // leaf which takes whole numbers of the unit or of a part of it: less than one. More is no rounding any more.
 constexpr double farthest_read_back = 1.0;
 
-lyd_node *instance_of(const EditNode &node, lyd_node *siblings) {
-    if (node.schema == nullptr || siblings == nullptr)
-        return nullptr;
-    return is_list(*node.schema) ? find_entry(siblings, *node.schema, node.keys())
-                                 : find_instance(siblings, *node.schema);
-}
-
-bool is_key_leaf(const EditNode &node) {
-    return node.schema != nullptr && is_key(*node.schema);
-}
-bool is_operation(const EditNode &node, std::uint32_t operation) {
-    return node.operation == std::optional<std::uint32_t>(operation);
-}
-bool is_deleted(const EditNode &node) {
-    return node.operation && deletes(*node.operation);
-}
-
-// Refuses a key that names a slot which the platform does not have.
-void refuse_missing_slot(const EditNode &node) {
-    for (const std::string &key : is_list(*node.schema) ? node.keys() : std::vector<std::string>()) {
-        if (const std::optional<std::string> never = why_never_there(key))
-            throw RequestError(error_tag::invalid_value, node.path, *never);
-    }
-}
-
-// A missing slot explains more than `reason`.
-[[noreturn]] void refuse_absent(const EditNode &node, ErrorTag tag, const std::string &reason) {
-    refuse_missing_slot(node);
-    throw RequestError(tag, node.path, reason);
-}
-
-// What RFC 6241 asks of the data before the edit: `siblings` is the first node of the configuration at that level.
-void check_before(const EditNode &node, lyd_node *siblings) {
-    const lyd_node *instance = instance_of(node, siblings);
-    if (is_operation(node, YFW_OP_CREATE) && instance != nullptr && !is_key_leaf(node))
-        throw RequestError(error_tag::data_exists, node.path, "exists already, 'create' expects that it does not");
-    if (is_operation(node, YFW_OP_DELETE) && instance == nullptr && node.schema != nullptr && !is_key_leaf(node))
-        refuse_absent(node, error_tag::data_missing, "does not exist, 'delete' expects that it does");
-    const bool must_exist =
-        !node.operation && node.schema != nullptr && (is_list(*node.schema) || is_leaf(*node.schema));
-    if (must_exist && instance == nullptr && !is_key_leaf(node))
-        refuse_absent(node, error_tag::data_missing, "does not exist, and the edit does not make it");
-    // Of what is replaced nothing is left when its children come.
-    lyd_node *below = instance == nullptr || is_operation(node, YFW_OP_REPLACE) ? nullptr : lyd_child(instance);
-    for (const EditNode &child : node.children)
-        check_before(child, below);
-}
-
 // Takes away the entries that a remove names and that are not there for the client: what stands for them natively, if
 // anything, is not the client's.
 void drop_absent_removals(EditNode &node, lyd_node *siblings) {
@@ -88,7 +40,7 @@ void drop_absent_removals(EditNode &node, lyd_node *siblings) {
 }
 
 std::optional<double> number(const lysc_node &leaf, const std::string &text) {
-    const lysc_type &type = *reinterpret_cast<const lysc_node_leaf &>(leaf).type;
+    const lysc_type &type = type_of(leaf);
     const bool is_number = is_short_integer(type) || type.basetype == LY_TYPE_DEC64 || type.basetype == LY_TYPE_INT64 ||
                            type.basetype == LY_TYPE_UINT64;
     if (!is_number)
@@ -106,8 +58,15 @@ bool reads_back(const EditNode &leaf, const std::string &now) {
     return *leaf.value == now;
 }
 
-// What was asked for must be what a client reads afterwards; a mapping that lost it has not carried the edit out.
-void check_after(const EditNode &node, lyd_node *siblings) {
+// Whether a value that reads back has lost something on the way.
+bool is_rounded(const EditNode &leaf, const std::string &now) {
+    const std::optional<double> asked = number(*leaf.schema, *leaf.value);
+    return asked && asked != number(*leaf.schema, now);
+}
+
+// What was asked for must be what a client reads afterwards; a mapping that lost it has not carried the edit out. What
+// was merely rounded is added to `rounded`.
+void check_after(const EditNode &node, lyd_node *siblings, std::vector<Rounding> &rounded) {
     if (node.schema == nullptr || is_key_leaf(node))
         return;
     lyd_node *instance = instance_of(node, siblings);
@@ -123,12 +82,15 @@ void check_after(const EditNode &node, lyd_node *siblings) {
     if (is_leaf(*node.schema) && node.operation) {
         if (instance == nullptr)
             throw RequestError(error_tag::not_supported, node.path, "the node does not keep this value");
-        if (const std::string now = leaf_text(*instance); !reads_back(node, now))
+        const std::string now = leaf_text(*instance);
+        if (!reads_back(node, now))
             throw RequestError(error_tag::invalid_value, node.path,
                                fmt::format("the node cannot hold '{}': it would read back as '{}'", *node.value, now));
+        if (is_rounded(node, now))
+            rounded.push_back({node.path, *node.value, now});
     }
     for (const EditNode &child : node.children)
-        check_after(child, instance != nullptr ? lyd_child(instance) : nullptr);
+        check_after(child, instance != nullptr ? lyd_child(instance) : nullptr, rounded);
 }
 
 // The steps of a data path without their keys, which may hold slashes in quotes.
@@ -171,7 +133,7 @@ YangTree Editor::configuration(const NativeData &data) const {
     return reader_.read(data, YFW_KIND_GET_CONFIG, Filter(openconfig_schema()), nullptr).answer;
 }
 
-void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report) const {
+EditOutcome Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report) const {
     EditRequest request = asked;
     const YangTree before = configuration(data);
     const YangTree native_before = data.running.tree().copy();
@@ -179,29 +141,40 @@ void Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report
         check_before(root, before.first());
         drop_absent_removals(root, before.first());
     }
+    if (report != nullptr)
+        report->leaves = asked_leaves(request);
     std::vector<Write> writes;
     for (RequestNode &run : request.requests())
         run_one(data, std::move(run), writes, report);
     check_natively(data.running.to_change(), writes);
     const YangTree after = configuration(data);
     if (report != nullptr) {
+        note_read_back(report->leaves, after);
         report->native_changes = changes(native_before, data.running.tree());
         report->openconfig_changes = changes(before, after);
     }
+    EditOutcome outcome{.changed = changed_leaves(before, after), .rounded = {}};
     for (const EditNode &root : request.roots())
-        check_after(root, after.first());
+        check_after(root, after.first(), outcome.rounded);
+    return outcome;
 }
 
 void Editor::run_one(NativeData &data, RequestNode request, std::vector<Write> &writes, EditReport *report) const {
+    EditRunReport *const shown =
+        report != nullptr ? &report->runs.emplace_back(EditRunReport{.request = request}) : nullptr;
     MappingRun run(YFW_KIND_EDIT, std::move(request));
     logs_.attach(*run.context());
-    EditRunReport *const shown = report != nullptr ? &report->runs.emplace_back() : nullptr;
-    if (shown != nullptr)
-        shown->request = tree_text(*run.request());
-    map_to_native(plugin_, run);
+    {
+        std::optional<ProvenanceRecorder> recorder;
+        if (shown != nullptr)
+            recorder.emplace(shown->trace, nullptr);
+        map_to_native(plugin_, run);
+    }
     const OutputTree edit(run.writes());
-    if (shown != nullptr)
-        shown->native_edit = output_text(edit.roots());
+    if (shown != nullptr) {
+        shown->native_edit = edit.roots();
+        note_native_edit(report->leaves, edit.roots());
+    }
     writes.insert(writes.end(), run.writes().begin(), run.writes().end());
     apply_native_edit(
         native_schema(), edit.roots(), [&](const std::string &path) { return native_entries(data, path); },

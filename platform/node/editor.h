@@ -4,9 +4,11 @@
 
 #include "log/log.h"
 #include "node/edit_request.h"
+#include "node/leaf_changes.h"
 #include "node/native_data.h"
 #include "node/plugin.h"
 #include "node/reader.h"
+#include "node/why_edit.h"
 
 #include <string>
 #include <vector>
@@ -15,14 +17,28 @@ namespace ocamp {
 
 /// How an edit went, for people. What was done before a refusal is there too.
 struct EditRunReport {
-    std::string request;
-    std::string native_edit;
+    RequestNode request;
+    std::vector<OutputNode> native_edit = {};
+    WalkTrace trace = {}; ///< of the walk over the request
 };
 /// How the whole edit went.
 struct EditReport {
     std::vector<EditRunReport> runs;
+    std::vector<WhyEdit> leaves;                 ///< what becomes of what was asked for
     std::vector<std::string> native_changes;     ///< as changes() gives them
     std::vector<std::string> openconfig_changes; ///< the same for what a client reads
+};
+
+/// A value that the node holds less exactly than it was asked for.
+struct Rounding {
+    std::string path; ///< of the OpenConfig leaf
+    std::string asked;
+    std::string held;
+};
+/// What an edit did, as clients see it.
+struct EditOutcome {
+    std::vector<LeafChange> changed; ///< leaves of the OpenConfig configuration
+    std::vector<Rounding> rounded;   ///< of what was asked for, in its order
 };
 
 /// Carries edits out on native data in memory.
@@ -32,7 +48,7 @@ class Editor {
     Editor(const Plugin &plugin, LogSession &logs) : plugin_(plugin), logs_(logs), reader_(plugin, logs) {}
 
     /// Changes `data.running`, which is to be thrown away when this throws RequestError. `report` may be NULL.
-    void edit(NativeData &data, const EditRequest &request, EditReport *report) const;
+    EditOutcome edit(NativeData &data, const EditRequest &request, EditReport *report) const;
 
   private:
     YangTree configuration(const NativeData &data) const;

@@ -6,6 +6,7 @@
 #include "yang/client_document.h"
 #include "yang/error.h"
 #include "yang/models.h"
+#include "yang/request_error.h"
 
 #include <algorithm>
 #include <map>
@@ -30,6 +31,9 @@ std::optional<std::string> canonical_value(Check check) {
     }
 }
 
+// As the value of a key in a path.
+constexpr std::string_view every_entry = "*";
+
 RequestNode request_shell(const lysc_node &schema) {
     return {.tag = schema.name, .ns = schema.module->ns, .key = is_key(schema)};
 }
@@ -41,17 +45,20 @@ class Filter::PathReader {
   public:
     PathReader(const Schema &schema, std::string_view path) : schema_(schema), path_(path), rest_(path) {}
 
-    Node read() { return read_step(nullptr); }
+    Node read() {
+        skip_module();
+        return read_step(nullptr);
+    }
 
   private:
     // `at` is the part of the path that is wrong.
-    [[noreturn]] void fail(std::string_view at, const std::string &what) const {
-        constexpr std::size_t longest_shown = 400;
-        throw FilterError(fmt::format("path {}: at character {}: {}", shortened(path_, longest_shown),
-                                      at.data() - path_.data() + 1, shortened(what, longest_shown)));
+    [[noreturn]] void fail(std::string_view at, const std::string &what,
+                           ErrorTag tag = error_tag::invalid_value) const {
+        throw FilterError(
+            refusal_text(tag, path_, fmt::format("at character {}: {}", at.data() - path_.data() + 1, what)));
     }
 
-    void skip_blanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(blanks), rest_.size())); }
+    void skip_blanks() { rest_ = without_leading_blanks(rest_); }
 
     void expect(char character) {
         if (!rest_.starts_with(character))
@@ -73,9 +80,21 @@ class Filter::PathReader {
         if (!rest_.starts_with(':'))
             return word;
         if (schema_.module(word) == nullptr)
-            fail(word, fmt::format("no module '{}'", word));
+            fail(word, fmt::format("no module '{}'", word), error_tag::unknown_namespace);
         rest_.remove_prefix(1);
         return read_word();
+    }
+
+    // The module before the whole path, as in "module:/root/leaf". Before the root, as in "module:root/leaf", it stands
+    // for the slash, too.
+    void skip_module() {
+        const std::string_view word = rest_.substr(0, rest_.find_first_of("/[:"));
+        if (word.empty() || !rest_.substr(word.size()).starts_with(':'))
+            return;
+        if (schema_.module(word) == nullptr)
+            fail(word, fmt::format("no module '{}'", word));
+        rest_.remove_prefix(word.size() + 1);
+        slash_is_said_ = !rest_.starts_with('/');
     }
 
     static bool names(const std::vector<Node> &nodes, const lysc_node &schema) {
@@ -83,20 +102,24 @@ class Filter::PathReader {
     }
 
     Node read_step(const lysc_node *parent) {
-        expect('/');
+        if (!std::exchange(slash_is_said_, false))
+            expect('/');
         const std::string_view name = read_name();
         const lysc_node *schema = schema_.find(parent, name);
         if (schema == nullptr) {
-            fail(name, fmt::format("no node '{}' {}, expected one of: {}", name,
-                                   parent != nullptr ? fmt::format("in '{}'", parent->name) : "at the top",
-                                   fmt::join(schema_.children(parent), ", ")));
+            fail(name,
+                 fmt::format("no node '{}' {}, expected one of: {}", shortened(name, longest_shown_value),
+                             parent != nullptr ? fmt::format("in '{}'", parent->name) : "at the top",
+                             fmt::join(schema_.children(parent), ", ")),
+                 error_tag::unknown_element);
         }
         Node node{.schema = schema, .kind = Node::Kind::selection, .value = {}, .children = {}};
         while (rest_.starts_with('[')) {
             Node predicate = read_predicate(*schema);
             if (names(node.children, *predicate.schema))
                 fail(rest_, fmt::format("'{}' is given twice, expected once", predicate.schema->name));
-            node.children.push_back(std::move(predicate));
+            if (predicate.value != every_entry)
+                node.children.push_back(std::move(predicate));
         }
         if (!rest_.empty()) {
             if (is_leaf(*schema))
@@ -130,10 +153,12 @@ class Filter::PathReader {
         const std::size_t end = rest_.find(quote);
         if (end == std::string_view::npos)
             fail(rest_, fmt::format("expected the closing {}", quote));
+        const std::string_view given = rest_.substr(0, end);
         const std::optional<std::string> value =
-            canonical_value([&] { return schema_.check_value(**key, rest_.substr(0, end)); });
+            given == every_entry ? std::string(every_entry)
+                                 : canonical_value([&] { return schema_.check_value(**key, given); });
         if (!value)
-            fail(rest_, fmt::format("'{}' is no value of '{}'", rest_.substr(0, end), name));
+            fail(rest_, fmt::format("'{}' is no value of '{}'", given, name));
         rest_.remove_prefix(end + 1);
         skip_blanks();
         expect(']');
@@ -143,6 +168,7 @@ class Filter::PathReader {
     const Schema &schema_;
     std::string_view path_;
     std::string_view rest_;
+    bool slash_is_said_ = false;
 };
 
 Filter::Filter(const Schema &schema) : everything_(true), is_path_(false), schema_(&schema) {}
@@ -199,28 +225,33 @@ std::optional<Filter::Node> Filter::resolve(const Schema &schema, const lysc_nod
         resolved.value = *std::move(canonical);
     } else if (!from.children.empty()) {
         resolved.kind = Node::Kind::containment;
-        std::map<std::pair<const lysc_node *, Node::Kind>, std::string> childless; // with the value of each
-        for (const ClientNode &child : from.children) {
-            std::optional<Node> inner = resolve(schema, node, child);
-            const bool content_match = !trimmed(child.value).empty();
-            resolved.selects_inside = resolved.selects_inside || !content_match;
-            // A content match that can never hold, alone or beside another, rules out the whole element.
-            if (content_match && !inner)
-                return std::nullopt;
-            if (inner && inner->children.empty()) {
-                const auto [same, added] = childless.emplace(std::pair(inner->schema, inner->kind), inner->value);
-                if (same->second != inner->value)
-                    return std::nullopt;
-                if (!added)
-                    continue;
-            }
-            if (inner)
-                resolved.children.push_back(*std::move(inner));
-        }
-        if (resolved.children.empty())
+        if (!resolve_children(schema, from, resolved))
             return std::nullopt;
     }
     return resolved;
+}
+
+// Adds what the children of a containment select. False when the containment can select nothing.
+bool Filter::resolve_children(const Schema &schema, const ClientNode &from, Node &resolved) {
+    std::map<std::pair<const lysc_node *, Node::Kind>, std::string> childless; // with the value of each
+    for (const ClientNode &child : from.children) {
+        std::optional<Node> inner = resolve(schema, resolved.schema, child);
+        const bool content_match = !trimmed(child.value).empty();
+        resolved.selects_inside = resolved.selects_inside || !content_match;
+        // A content match that can never hold, alone or beside another, rules out the whole element.
+        if (content_match && !inner)
+            return false;
+        if (inner && inner->children.empty()) {
+            const auto [same, added] = childless.emplace(std::pair(inner->schema, inner->kind), inner->value);
+            if (same->second != inner->value)
+                return false;
+            if (!added)
+                continue;
+        }
+        if (inner)
+            resolved.children.push_back(*std::move(inner));
+    }
+    return !resolved.children.empty();
 }
 
 RequestNode Filter::request_node(const Node &node) {
@@ -298,7 +329,8 @@ const lysc_node *Filter::path_target() const noexcept {
     return node->schema;
 }
 
-// Which nodes of an answer the filter selects: a marked node stays with what is marked below it, a whole one with all.
+// Which nodes of an answer the filter selects, noted by their address before anything is removed: whether a node stays
+// may depend on one behind it. What is kept stays with what is kept below it, what is whole with all that is below it.
 class Filter::Marks {
   public:
     explicit Marks(bool keys_are_conditions) : keys_are_conditions_(keys_are_conditions) {}
@@ -306,7 +338,7 @@ class Filter::Marks {
     // True when the filter nodes select anything of `data`.
     bool mark(const std::vector<Node> &filters, const lyd_node &data) {
         // What libyang added by itself is nobody's data.
-        if ((data.flags & LYD_DEFAULT) != 0)
+        if (is_implicit(data))
             return false;
         bool any = false;
         for (const Node &filter : filters) {
@@ -319,6 +351,16 @@ class Filter::Marks {
     }
 
     // Of `first` and the siblings behind it.
+    void remove_whole(YangTree &data, lyd_node *first) const {
+        for (lyd_node *at = first, *next = nullptr; at != nullptr; at = next) {
+            next = at->next;
+            if (whole_.count(at) != 0)
+                data.remove(at);
+            else if (kept_.count(at) != 0)
+                remove_whole(data, data.below(at));
+        }
+    }
+
     void remove_unmarked(YangTree &answer, lyd_node *first) const {
         for (lyd_node *at = first, *next = nullptr; at != nullptr; at = next) {
             next = at->next;
@@ -373,6 +415,17 @@ void Filter::cut(YangTree &answer) const {
     for (const lyd_node *root = answer.first(); root != nullptr; root = root->next)
         marks.mark(roots_, *root);
     marks.remove_unmarked(answer, answer.first());
+}
+
+void Filter::remove_selected(YangTree &data) const {
+    if (everything_) {
+        data = YangTree();
+        return;
+    }
+    Marks marks(is_path_);
+    for (const lyd_node *root = data.first(); root != nullptr; root = root->next)
+        marks.mark(roots_, *root);
+    marks.remove_whole(data, data.first());
 }
 
 } // namespace ocamp

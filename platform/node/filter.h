@@ -13,7 +13,8 @@
 
 namespace ocamp {
 
-/// A path that the model does not have, or a filter that is none. The text says what, where and what was expected.
+/// A path that the model does not have, or a filter that is none. The text says what, where and what was expected; of a
+/// path in the form of all refusals, see refusal_text.
 class FilterError : public InputError {
   public:
     using InputError::InputError;
@@ -25,7 +26,8 @@ class Filter {
     /// The whole model.
     explicit Filter(const Schema &schema);
     /// An absolute data path, such as /optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state: module names
-    /// and prefixes may stand before names, keys may be left out. "/" is the whole model. Throws FilterError.
+    /// and prefixes may stand before names and before the whole path, and the path may then begin without a slash. A
+    /// key that is left out, or is '*', stands for all entries. "/" is the whole model. Throws FilterError.
     static Filter from_path(const Schema &schema, std::string_view path);
     /// A <filter type="subtree"> element or its bare content, as RFC 6241 section 6 says: names that the model does not
     /// have, or the device does not serve, select nothing. Throws FilterError, DocumentError.
@@ -38,6 +40,8 @@ class Filter {
     const lysc_node *path_target() const noexcept;
     /// Takes away what is not selected.
     void cut(YangTree &answer) const;
+    /// Takes away what is selected, with all that is below it.
+    void remove_selected(YangTree &data) const;
 
   private:
     struct Node {
@@ -60,10 +64,7 @@ class Filter {
     class Marks;
 
     static std::optional<Node> resolve(const Schema &schema, const lysc_node *parent, const struct ClientNode &from);
-    /// True when a sibling asks for another value of the same leaf.
-    static bool contradicts(const std::vector<Node> &siblings, const Node &match);
-    /// True when a sibling says the same as a node without children.
-    static bool repeats(const std::vector<Node> &siblings, const Node &leaf);
+    static bool resolve_children(const Schema &schema, const struct ClientNode &from, Node &resolved);
     static std::vector<PlacedRequest> requests_of(const Node &node);
     static void widen(PlacedRequest &request);
     static RequestNode request_node(const Node &node);

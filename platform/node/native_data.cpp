@@ -1,9 +1,8 @@
 // How native documents are kept and selected from. Knows neither OpenConfig nor the plug-in.
 #include "node/native_data.h"
 
-#include "log/stages.h"
-
 #include "log/log.h"
+#include "log/stages.h"
 #include "sysdb/seal.h"
 #include "yang/error.h"
 
@@ -117,7 +116,7 @@ class Selection {
     }
 
     bool handed_over(const lyd_node &node) const {
-        return (node.flags & LYD_DEFAULT) == 0 && (!configuration_only_ || is_configuration(*node.schema));
+        return !is_implicit(node) && (!configuration_only_ || is_configuration(*node.schema));
     }
 
     // None for a list entry that the request does not select. `requests` are those for the nodes of this name.
@@ -260,6 +259,14 @@ std::optional<std::string> stored_document(Database &database, std::string_view 
         return std::nullopt;
     check_row(select, database.file());
     return std::string(select.text(1));
+}
+
+bool is_live(Database &database, std::string_view module) {
+    if (!database.has_attached(live_schema))
+        return false;
+    Statement select = database.prepare(
+        fmt::format("SELECT 1 FROM {}native_data WHERE name = ?1", Database::table_prefix(live_schema)));
+    return select.bind(1, module).step();
 }
 
 NativeData load_native(Database &database, const Schema &schema, NativeData earlier) {

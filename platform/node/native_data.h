@@ -67,6 +67,8 @@ void store_document(Database &database, std::string_view module, std::string_vie
 /// The module's document as it was stored in the file itself; nothing when there is none. Throws SqliteError, and
 /// DamageError when it does not hold its checksum.
 std::optional<std::string> stored_document(Database &database, std::string_view module);
+/// Whether live data are read instead of the document of that module. Throws SqliteError.
+bool is_live(Database &database, std::string_view module);
 /// Within a transaction. Throws DamageError when any document is not what was stored or is missing. Trees of `earlier`
 /// whose documents are the same to the byte are taken over. `schema` outlives the data. When the connection has the
 /// live data attached, their documents stand for those of the same modules.

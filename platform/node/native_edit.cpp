@@ -3,6 +3,7 @@
 
 #include "framework/operation_words.h"
 #include "log/stages.h"
+#include "node/leaf_changes.h"
 #include "node/native_range.h"
 #include "node/slots.h"
 #include "seam/text.h"
@@ -10,7 +11,6 @@
 #include "yang/request_error.h"
 
 #include <algorithm>
-#include <map>
 #include <optional>
 
 #include <fmt/format.h>
@@ -177,23 +177,6 @@ class NativeEditor {
     YangTree &running_;
 };
 
-struct Leaves {
-    std::vector<std::string> order;            // data paths, escaped
-    std::map<std::string, std::string> values; // escaped: each stands on one line
-
-    void add(const lyd_node *first) {
-        for (const lyd_node *node = first; node != nullptr; node = node->next) {
-            if ((node->flags & LYD_DEFAULT) != 0)
-                continue;
-            if (is_leaf(*node->schema)) {
-                order.push_back(escaped(data_path(*node)));
-                append_escaped(values[order.back()], leaf_text(*node));
-            }
-            add(lyd_child(node));
-        }
-    }
-};
-
 } // namespace
 
 void apply_native_edit(const Schema &schema, const std::vector<OutputNode> &edit, const EntriesBehind &entries_behind,
@@ -202,26 +185,6 @@ void apply_native_edit(const Schema &schema, const std::vector<OutputNode> &edit
     NativeEditor editor(schema, entries_behind, running);
     for (const OutputNode &root : edit)
         editor.apply(root, nullptr, nullptr);
-}
-
-std::vector<std::string> changes(const YangTree &before, const YangTree &after) {
-    Leaves old_leaves, new_leaves;
-    old_leaves.add(before.first());
-    new_leaves.add(after.first());
-    std::vector<std::string> lines;
-    for (const std::string &path : old_leaves.order) {
-        const std::string &old_value = old_leaves.values.at(path);
-        const auto now = new_leaves.values.find(path);
-        if (now == new_leaves.values.end())
-            lines.push_back(fmt::format("- {} {}", path, old_value));
-        else if (now->second != old_value)
-            lines.push_back(fmt::format("~ {} {} -> {}", path, old_value, now->second));
-    }
-    for (const std::string &path : new_leaves.order) {
-        if (old_leaves.values.count(path) == 0)
-            lines.push_back(fmt::format("+ {} {}", path, new_leaves.values.at(path)));
-    }
-    return lines;
 }
 
 } // namespace ocamp

@@ -20,8 +20,4 @@ using EntriesBehind = std::function<std::vector<std::string>(const std::string &
 void apply_native_edit(const Schema &schema, const std::vector<OutputNode> &edit, const EntriesBehind &entries_behind,
                        YangTree &running);
 
-/// What became of the leaves of a tree, a line each: "+ path value" for a new one, "- path value" for one that is gone,
-/// "~ path old -> new" for a changed one. In the order of the trees.
-std::vector<std::string> changes(const YangTree &before, const YangTree &after);
-
 } // namespace ocamp

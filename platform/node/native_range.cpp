@@ -19,8 +19,14 @@ struct Unit {
     std::string_view name = {};
 };
 
-Unit unit_of(const lysc_node_leaf &leaf) {
-    const std::string_view text = leaf.units != nullptr ? leaf.units : "";
+// Empty for a leaf that states none.
+std::string_view units_of(const lysc_node &leaf) {
+    const char *units = reinterpret_cast<const lysc_node_leaf &>(leaf).units;
+    return units != nullptr ? units : "";
+}
+
+Unit unit_of(const lysc_node &leaf) {
+    const std::string_view text = units_of(leaf);
     const std::size_t end = text.find(' ');
     const std::string_view scale = text.substr(0, end);
     const bool power_of_ten =
@@ -51,11 +57,10 @@ const lysc_range *range_of(const lysc_type &type) {
 } // namespace
 
 std::optional<std::string> held_range(const lysc_node &leaf) {
-    const auto &node = reinterpret_cast<const lysc_node_leaf &>(leaf);
-    const lysc_range *range = range_of(*node.type);
+    const lysc_range *range = range_of(type_of(leaf));
     if (range == nullptr)
         return std::nullopt;
-    const Unit unit = unit_of(node);
+    const Unit unit = unit_of(leaf);
     std::string text;
     LY_ARRAY_COUNT_TYPE part = 0;
     LY_ARRAY_FOR(range->parts, part) {
@@ -66,10 +71,9 @@ std::optional<std::string> held_range(const lysc_node &leaf) {
 }
 
 std::optional<std::string> passed_range(const lysc_node &leaf, std::string_view number) {
-    const auto &node = reinterpret_cast<const lysc_node_leaf &>(leaf);
-    if (node.type->basetype != LY_TYPE_DEC64)
+    if (type_of(leaf).basetype != LY_TYPE_DEC64)
         return std::nullopt;
-    const auto &type = reinterpret_cast<const lysc_type_dec &>(*node.type);
+    const auto &type = reinterpret_cast<const lysc_type_dec &>(type_of(leaf));
     const std::size_t parts = type.range != nullptr ? LY_ARRAY_COUNT(type.range->parts) : 0;
     const std::int64_t smallest = parts != 0 ? type.range->parts[0].min_64 : std::numeric_limits<std::int64_t>::min();
     const std::int64_t largest =
@@ -83,7 +87,7 @@ std::optional<std::string> passed_range(const lysc_node &leaf, std::string_view 
     if (error == std::errc() && steps >= static_cast<double>(smallest) && steps <= static_cast<double>(largest))
         return std::nullopt;
     return fmt::format("{} to {}{}{}", scaled(smallest, type.fraction_digits), scaled(largest, type.fraction_digits),
-                       node.units != nullptr ? " " : "", node.units != nullptr ? node.units : "");
+                       units_of(leaf).empty() ? "" : " ", units_of(leaf));
 }
 
 } // namespace ocamp

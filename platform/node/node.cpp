@@ -2,11 +2,12 @@
 #include "node/node.h"
 
 #include "node/live_data.h"
+#include "node/native_document.h"
 #include "node/tables.h"
 #include "node/unfinished_node.h"
+#include "seam/failure.h"
 #include "sysdb/bag_json.h"
 #include "sysdb/record_reader.h"
-#include "yang/client_document.h"
 #include "yang/error.h"
 #include "yang/models.h"
 
@@ -51,7 +52,7 @@ fs::file_type type_of(const fs::path &path) {
     if (type != fs::file_type::none)
         return type;
     // A disk that fails is not the fault of who named the path.
-    if (error == std::errc::io_error || error == std::errc::not_enough_memory)
+    if (is_shortage(error.value()))
         throw std::system_error(error, fmt::format("{}: cannot be looked at", path.string()));
     throw NodeError(fmt::format("{}: {}, expected a path that can be followed", path.string(), error.message()));
 }
@@ -69,44 +70,51 @@ std::string read_file(const fs::path &file) {
     if (stream && (text << stream.rdbuf()))
         return text.str();
     // A disk that fails is not the fault of who named the file.
-    if (errno != 0 && errno != ENOENT && errno != EACCES)
+    if (is_shortage(errno))
         fail_on(file, "cannot be read");
     throw NodeError(fmt::format("{}: cannot be read, expected a document", file.string()));
 }
 
-// The files of a folder with one of the extensions, by name.
-std::vector<fs::path> files_in(const fs::path &folder, std::initializer_list<std::string_view> extensions) {
+bool is_one_of(std::string_view word, std::initializer_list<std::string_view> words) {
+    return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+// True for what people and their editors leave in a folder beside its files: notes for readers, backups, hidden files.
+bool is_beside_the_point(const fs::path &file) {
+    const std::string name = file.filename().string(), extension = file.extension().string();
+    const bool is_note = file.stem() == "README" && is_one_of(extension, {"", ".md", ".txt", ".rst"});
+    return is_note || name.starts_with('.') || name.starts_with('#') || name.ends_with('~') ||
+           is_one_of(extension, {".bak", ".orig", ".rej", ".swp"});
+}
+
+// The files of a folder with one of the extensions, by name. Adds to `passed_over` what does not count.
+std::vector<fs::path> files_in(const fs::path &folder, std::initializer_list<std::string_view> extensions,
+                               std::vector<fs::path> &passed_over) {
     std::error_code error;
     std::vector<fs::path> files;
     for (const fs::directory_entry &entry : fs::directory_iterator(folder, error)) {
-        const std::string extension = entry.path().extension().string();
-        if (std::find(extensions.begin(), extensions.end(), extension) == extensions.end())
+        if (is_beside_the_point(entry.path())) {
+            passed_over.push_back(entry.path());
+            continue;
+        }
+        if (!is_one_of(entry.path().extension().string(), extensions))
             throw NodeError(fmt::format("{}: expected a file whose name ends in {}", entry.path().string(),
                                         extensions.size() == 1 ? ".json" : ".json or .xml"));
         files.push_back(entry.path());
     }
+    if (is_shortage(error.value()))
+        throw std::system_error(error, fmt::format("{}: cannot be listed", folder.string()));
     if (error)
         throw NodeError(fmt::format("{}: {}, expected a folder of an example node", folder.string(), error.message()));
     std::sort(files.begin(), files.end());
     return files;
 }
 
-// Takes away the roots that are only there by default: each file would bring them anew.
-void drop_implicit_roots(YangTree &tree) {
-    for (lyd_node *root = tree.first(), *next = nullptr; root != nullptr; root = next) {
-        next = root->next;
-        if ((root->flags & LYD_DEFAULT) != 0)
-            tree.remove(root);
-    }
-}
-
 YangTree read_native_file(const fs::path &file) {
     const std::string text = read_file(file);
     const bool is_xml = file.extension() == ".xml";
     try {
-        // libyang reads up to the end of the first document and says nothing of what follows.
-        read_document(text, is_xml ? DocumentFormat::xml : DocumentFormat::json, native_schema());
-        return native_schema().parse(text, is_xml ? LYD_XML : LYD_JSON);
+        return parse_native_document(text, is_xml ? DocumentFormat::xml : DocumentFormat::json);
     } catch (const std::runtime_error &error) {
         throw NodeError(fmt::format("{}: {}", file.string(), error.what()));
     }
@@ -115,7 +123,6 @@ YangTree read_native_file(const fs::path &file) {
 void load_native_file(Database &database, const fs::path &file, YangTree &running,
                       std::map<std::string, std::string> &file_of_root) {
     YangTree tree = read_native_file(file);
-    drop_implicit_roots(tree);
     std::size_t roots = 0, configuration_roots = 0;
     for (const lyd_node *root = tree.first(); root != nullptr; root = root->next) {
         const auto [earlier, added] = file_of_root.emplace(data_path(*root), file.string());
@@ -158,16 +165,19 @@ void load_sysdb_file(SystemDatabase &system_database, const fs::path &file,
     }
 }
 
-void load_example(Database &database, const fs::path &example) {
+std::vector<fs::path> load_example(Database &database, const fs::path &example) {
+    std::vector<fs::path> passed_over;
     YangTree running;
     std::map<std::string, std::string> file_of_root;
-    for (const fs::path &file : files_in(example / "native", {".json", ".xml"}))
+    for (const fs::path &file : files_in(example / "native", {".json", ".xml"}, passed_over))
         load_native_file(database, file, running, file_of_root);
     store_running(database, running);
     SystemDatabase system_database(database);
     std::map<ItemName, std::string> file_of_item;
-    for (const fs::path &file : files_in(example / "sysdb", {".json"}))
+    for (const fs::path &file : files_in(example / "sysdb", {".json"}, passed_over))
         load_sysdb_file(system_database, file, file_of_item);
+    std::sort(passed_over.begin(), passed_over.end());
+    return passed_over;
 }
 
 void sync(const fs::path &path, std::string_view failure = "cannot be written to the disk") {
@@ -294,6 +304,8 @@ class NewFolder {
         std::error_code error;
         if (fs::create_directory(path, error))
             unfinished_node::folder_is_made(path);
+        if (is_shortage(error.value()))
+            throw std::system_error(error, fmt::format("{}: cannot be made", path.string()));
         if (error)
             throw NodeError(fmt::format("{}: {}, expected a folder that can be made", path.string(), error.message()));
     }
@@ -326,7 +338,7 @@ std::optional<WriterTurn> turn_for(const fs::path &folder, Node::Access access) 
     if (access == Node::Access::read)
         return std::nullopt;
     database_of(folder);
-    return std::optional<WriterTurn>(std::in_place, (folder / queue_name).string(), longest_queue);
+    return std::optional<WriterTurn>(std::in_place, Node::queue_file(folder).string(), longest_queue);
 }
 
 } // namespace
@@ -341,10 +353,16 @@ const LogSettings &logs_outside(const fs::path &folder, const LogSettings &logs)
     return logs;
 }
 
-void Node::init(const fs::path &folder, const fs::path &example) {
+fs::path Node::queue_file(const fs::path &folder) {
+    return folder / queue_name;
+}
+
+std::vector<fs::path> Node::init(const fs::path &folder, const fs::path &example) {
     if (type_of(example) != fs::file_type::directory)
         throw NodeError(fmt::format("{}: no such folder, expected an example node", example.string()));
-    init_with(folder, [&](Database &database) { load_example(database, example); });
+    std::vector<fs::path> passed_over;
+    init_with(folder, [&](Database &database) { passed_over = load_example(database, example); });
+    return passed_over;
 }
 
 void Node::init_with(const fs::path &folder, const std::function<void(Database &)> &fill) {

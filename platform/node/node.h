@@ -12,6 +12,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ocamp {
 
@@ -30,9 +31,15 @@ class Node {
     /// Makes a node in `folder`, which may exist but must hold no node, from an example: the documents in native/ and
     /// the records in sysdb/. Nothing is left behind when it fails, and what earlier runs that were killed left in the
     /// folder is taken away. Throws NodeError, std::system_error and SqliteError.
-    static void init(const std::filesystem::path &folder, const std::filesystem::path &example);
+    /// Gives the files of the example that were passed over: notes for readers (README), backups of editors, hidden
+    /// files.
+    static std::vector<std::filesystem::path> init(const std::filesystem::path &folder,
+                                                   const std::filesystem::path &example);
     /// The same with what `fill` stores in the tables of the new database. Throws what `fill` throws, too.
     static void init_with(const std::filesystem::path &folder, const std::function<void(Database &)> &fill);
+
+    /// Where writers of the node in `folder` queue.
+    static std::filesystem::path queue_file(const std::filesystem::path &folder);
 
     /// What a node is opened for.
     enum class Access {

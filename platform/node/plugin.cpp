@@ -68,9 +68,13 @@ std::string Plugin::default_file() {
 
 Plugin::Plugin(const std::string &file) : file_(file) {
     std::error_code error;
-    if (!std::filesystem::exists(file, error))
+    const std::filesystem::file_type type = std::filesystem::status(file, error).type();
+    // The loader would wait for whoever writes into a pipe.
+    if (type != std::filesystem::file_type::regular)
         throw PluginError(fmt::format("plug-in {}: {}, expected the shared library of the plug-in", file,
-                                      error ? error.message() : "no such file"));
+                                      type == std::filesystem::file_type::not_found ? "no such file"
+                                      : type == std::filesystem::file_type::none    ? error.message()
+                                                                                    : "not a regular file"));
     refuse_shortage(file);
     // A name without slash would be searched for elsewhere.
     const bool has_slash = file.find('/') != std::string::npos;

@@ -64,6 +64,18 @@ void refuse_impossible_entry(const Filter &filter) {
     }
 }
 
+// Runs the walker over one native entry. `report` may be NULL.
+cerrno walk_entry(Walker walker, MappingRun &run, DataTree &tree, NativeWalkReport *report) {
+    const StageMark stage(Stage::to_openconfig);
+    std::optional<ProvenanceRecorder> recorder;
+    if (report != nullptr)
+        recorder.emplace(report->trace, &tree);
+    const cerrno result = walker(run.context(), tree.root(), run.output());
+    if (report != nullptr)
+        report->result = result;
+    return result;
+}
+
 } // namespace
 
 void map_to_native(const Plugin &plugin, MappingRun &run) {
@@ -78,6 +90,14 @@ void map_to_native(const Plugin &plugin, MappingRun &run) {
 
 ReadResult Reader::read(const NativeData &data, std::uint32_t kind, const Filter &filter, ReadReport *report) const {
     refuse_unserved(filter);
+    ReadResult result = read_anyway(data, kind, filter, report);
+    if (result.answer.empty())
+        refuse_impossible_entry(filter);
+    return result;
+}
+
+ReadResult Reader::read_anyway(const NativeData &data, std::uint32_t kind, const Filter &filter,
+                               ReadReport *report) const {
     ReadResult result;
     Answer answer(openconfig_schema(), kind == YFW_KIND_GET_CONFIG);
     for (RequestNode &request : filter.requests())
@@ -85,8 +105,6 @@ ReadResult Reader::read(const NativeData &data, std::uint32_t kind, const Filter
     result.dropped = answer.dropped();
     result.answer = answer.take_tree();
     filter.cut(result.answer);
-    if (result.answer.empty())
-        refuse_impossible_entry(filter);
     return result;
 }
 
@@ -94,41 +112,46 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
                       RunReport *report) const {
     const std::optional<NamedEntry> named = named_entry(request);
     const std::string asked_path = named ? named->path : "";
+    if (report != nullptr)
+        report->request = request;
     MappingRun run(kind, std::move(request));
     logs_.attach(*run.context());
-    if (report != nullptr)
-        report->request = tree_text(*run.request());
-    map_to_native(plugin_, run);
+    {
+        std::optional<ProvenanceRecorder> recorder;
+        if (report != nullptr)
+            recorder.emplace(report->request_trace, nullptr);
+        map_to_native(plugin_, run);
+    }
 
     const OutputTree native_request(run.writes());
     if (report != nullptr)
-        report->native_request = output_text(native_request.roots());
+        report->native_request = native_request.roots();
     // A request that names no entry reaches none, whatever entries the plug-in asks for to answer it.
     if (named)
         run.set_native_path(named_configuration_entry(native_schema(), native_request.roots()));
-    for (const NativeEntry &entry :
+    for (NativeEntry &entry :
          select_entries(native_schema(), data, native_request.roots(), kind == YFW_KIND_GET_CONFIG)) {
-        const std::string root = entry.tree.tag;
-        const Walker walker = plugin_.to_openconfig(entry.module->name, root);
+        const Walker walker = plugin_.to_openconfig(entry.module->name, entry.tree.tag);
         if (walker == nullptr) {
             debug_log_line(log_errors,
                            fmt::format("{}: the plug-in maps no data of {}", entry.path, entry.module->name));
             continue;
         }
-        DataTree tree(entry.tree);
-        std::string shown = report != nullptr ? tree_text(*tree.root()) : std::string();
-        run.begin_walk();
-        const cerrno result = [&] {
-            const StageMark stage(Stage::to_openconfig);
-            return walker(run.context(), tree.root(), run.output());
+        DataTree tree = [&] {
+            const StageMark stage(Stage::look_up);
+            return DataTree(entry.tree);
         }();
-        if (report != nullptr)
-            report->walks.push_back({entry.module->name, entry.path, std::move(shown), result});
+        NativeWalkReport *const walk =
+            report != nullptr
+                ? &report->walks.emplace_back(NativeWalkReport{entry.module->name, entry.path, std::move(entry.tree)})
+                : nullptr;
+        run.begin_walk();
+        const cerrno result = walk_entry(walker, run, tree, walk);
         if (result == YMAP_RC_SKIP)
             continue;
         if (result != CERR_SUCCESS)
             throw RequestError(result, asked_path, "native data " + entry.path);
-        answer.add(OutputTree(run.writes()));
+        answer.add(OutputTree(run.writes()), walk != nullptr ? &walk->placements : nullptr);
     }
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "framework/mapping_run.h"
+#include "framework/provenance.h"
 #include "log/log.h"
 #include "node/answer.h"
 #include "node/filter.h"
@@ -16,19 +17,23 @@
 
 namespace ocamp {
 
-/// How a read went, for people: each part as text. What was done before a refusal is there too.
+/// How the walk over one native entry went.
 struct NativeWalkReport {
     std::string module;
     std::string entry; ///< data path
-    std::string tree;
-    cerrno result;
+    RequestNode tree;
+    cerrno result = CERR_SUCCESS;
+    WalkTrace trace = {};
+    std::vector<Placement> placements = {};
 };
-/// How one mapping run went.
+/// How one mapping run went. What was done before a refusal is there too.
 struct RunReport {
-    std::string request;
-    std::string native_request;
-    std::vector<NativeWalkReport> walks;
+    RequestNode request;
+    std::vector<OutputNode> native_request = {};
+    WalkTrace request_trace = {}; ///< of the walk over the request
+    std::vector<NativeWalkReport> walks = {};
 };
+/// How a read went.
 using ReadReport = std::vector<RunReport>;
 
 /// What a read gives.
@@ -45,6 +50,8 @@ class Reader {
 
     /// `kind`: YFW_KIND_GET or YFW_KIND_GET_CONFIG. `report` may be NULL. Throws RequestError.
     ReadResult read(const NativeData &data, std::uint32_t kind, const Filter &filter, ReadReport *report) const;
+    /// The same without the refusals that need no mapping: of leaves that are not served and of slots that never are.
+    ReadResult read_anyway(const NativeData &data, std::uint32_t kind, const Filter &filter, ReadReport *report) const;
 
   private:
     void read_one(const NativeData &data, std::uint32_t kind, RequestNode request, Answer &answer,

@@ -14,6 +14,7 @@
 
 namespace ocamp {
 
+/// Open handles and the objects behind them, which the table owns or was lent.
 template <class Object>
 class HandleTable {
   public:

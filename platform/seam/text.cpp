@@ -74,6 +74,22 @@ void append_hex_byte(std::string &line, char byte) {
 
 } // namespace
 
+std::string_view without_leading_blanks(std::string_view text) noexcept {
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    return text;
+}
+
+std::string_view trimmed(std::string_view text) noexcept {
+    text = without_leading_blanks(text);
+    return text.substr(0, text.find_last_not_of(blanks) + 1);
+}
+
+std::string_view without_error_number(std::string_view complaint) noexcept {
+    constexpr std::string_view close = "] ";
+    const std::size_t end = complaint.starts_with('[') ? complaint.find(close) : std::string_view::npos;
+    return end == std::string_view::npos ? complaint : complaint.substr(end + close.size());
+}
+
 bool is_utf8(std::string_view text) noexcept {
     while (!text.empty()) {
         const std::size_t length = first_character(text).length;

@@ -1,5 +1,6 @@
-// What log lines, traces and records need to know of text: which bytes are well-formed UTF-8, and how to show the rest
-// so that a hostile value cannot look like a line of its own. Knows nothing of logs.
+// What log lines, traces, records and readers of documents need to know of text: what is white space, which bytes are
+// well-formed UTF-8, and how to show the rest so that a hostile value cannot look like a line of its own. Knows nothing
+// of logs.
 #pragma once
 
 #include <cstddef>
@@ -7,6 +8,17 @@
 #include <string_view>
 
 namespace ocamp {
+
+/// What counts as white space in documents, values and paths.
+inline constexpr std::string_view blanks = " \t\r\n";
+
+/// The text without white space in front of it.
+std::string_view without_leading_blanks(std::string_view text) noexcept;
+/// The text without white space around it.
+std::string_view trimmed(std::string_view text) noexcept;
+
+/// A complaint of the JSON library without its number of the error, which stands in brackets in front.
+std::string_view without_error_number(std::string_view complaint) noexcept;
 
 /// True for a text that is UTF-8 throughout.
 bool is_utf8(std::string_view text) noexcept;

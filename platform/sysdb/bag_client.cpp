@@ -1,11 +1,16 @@
 // The bag record calls of the seam, over the decoder. They turn its errors into codes and debug-log lines; texts go
 // out as pointers into the record. Knows nothing of where records come from.
 #include "seam/calls.h"
+#include "seam/data_flow.h"
 #include "seam/guard.h"
 #include "seam/handle_table.h"
 #include "sysdb/bag_record.h"
 
+#include <string>
+
 #include <arpa/inet.h>
+
+#include <fmt/format.h>
 
 namespace {
 
@@ -74,14 +79,52 @@ struct SeamValue {
     }
 };
 
+// The value as a text, the way the plug-in writes it.
+struct TokenText {
+    BagType type;
+
+    std::string operator()(std::monostate) const { return {}; }
+    std::string operator()(bool value) const { return value ? "TRUE" : "FALSE"; }
+    std::string operator()(std::string_view text) const { return std::string(text); }
+    std::string operator()(std::int64_t value) const { return std::to_string(value); }
+    std::string operator()(std::uint64_t value) const {
+        if (type != BagType::ipv4)
+            return std::to_string(value);
+        return fmt::format("{}.{}.{}.{}", value >> 24U & 0xffU, value >> 16U & 0xffU, value >> 8U & 0xffU,
+                           value & 0xffU);
+    }
+};
+
+ocamp::SeenToken::Kind kind_of(BagType type) {
+    using enum ocamp::SeenToken::Kind;
+    switch (type) {
+    case BagType::structure:
+    case BagType::sequence:
+        return opens;
+    case BagType::structure_end:
+    case BagType::sequence_end:
+        return closes;
+    case BagType::end:
+        return end;
+    default:
+        return value;
+    }
+}
+
+void tell_token(const ocamp::BagItem &item) noexcept {
+    ocamp::tell_data_flow([&](ocamp::DataFlowObserver &observer) {
+        const std::string text = std::visit(TokenText{item.type}, item.value);
+        observer.on_token({kind_of(item.type), item.name, text});
+    });
+}
+
 void clear_value(bag_token_td &token) noexcept {
     token.name = nullptr;
     token.value.first.raw = 0;
     token.value.second = nullptr;
 }
 
-cerrno next_token(bag_walk_td *walk, bag_token_td *token) {
-    constexpr const char *function = "bag_generic_token";
+cerrno next_token(const char *function, bag_walk_td *walk, bag_token_td *token) {
     if (token != nullptr)
         *token = {BAG_TOKEN_END, nullptr, {{}, nullptr}};
     if (walk == nullptr || token == nullptr)
@@ -96,6 +139,7 @@ cerrno next_token(bag_walk_td *walk, bag_token_td *token) {
     token->type = static_cast<bag_token_type_td>(item.type);
     token->name = item.name.data();
     std::visit(SeamValue{*token}, item.value);
+    tell_token(item);
     walk->offset = static_cast<std::uint32_t>(reader->offset());
     return CERR_SUCCESS;
 }
@@ -105,7 +149,7 @@ cerrno next_token(bag_walk_td *walk, bag_token_td *token) {
 extern "C" {
 
 cerrno bag_header_info(const void *bag_data, bag_header_td *header) {
-    constexpr const char *function = "bag_header_info";
+    const char *const function = __func__;
     if (header != nullptr)
         *header = {};
     const cerrno rc = guarded_decoding(function, [&]() -> cerrno {
@@ -113,6 +157,7 @@ cerrno bag_header_info(const void *bag_data, bag_header_td *header) {
             return ocamp::refuse(function, ocamp::rc_invalid_argument, "no record or no header");
         const ocamp::BagHeader read = ocamp::read_bag_header(static_cast<const std::uint8_t *>(bag_data));
         *header = {read.length, read.name.data(), read.version_major, read.version_minor};
+        ocamp::tell_data_flow([&](ocamp::DataFlowObserver &observer) { observer.on_record(read.name); });
         return CERR_SUCCESS;
     });
     ocamp::record_call(function, Code{rc}, Quoted{header == nullptr ? nullptr : header->name});
@@ -120,7 +165,7 @@ cerrno bag_header_info(const void *bag_data, bag_header_td *header) {
 }
 
 cerrno bag_generic_init(const void *bag_data, uint32_t bag_len, bag_walk_td *walk) {
-    constexpr const char *function = "bag_generic_init";
+    const char *const function = __func__;
     if (walk != nullptr)
         *walk = {};
     const cerrno rc = guarded_decoding(function, [&]() -> cerrno {
@@ -136,11 +181,12 @@ cerrno bag_generic_init(const void *bag_data, uint32_t bag_len, bag_walk_td *wal
 }
 
 cerrno bag_generic_token(bag_walk_td *walk, bag_token_td *token) {
-    const cerrno rc = guarded_decoding("bag_generic_token", [&] { return next_token(walk, token); });
+    const char *const function = __func__;
+    const cerrno rc = guarded_decoding(function, [&] { return next_token(function, walk, token); });
     if (rc == CERR_SUCCESS)
-        ocamp::record_call("bag_generic_token", Code{rc}, token->type, Quoted{token->name});
+        ocamp::record_call(function, Code{rc}, token->type, Quoted{token->name});
     else
-        ocamp::record_call("bag_generic_token", Code{rc});
+        ocamp::record_call(function, Code{rc});
     return rc;
 }
 
@@ -148,25 +194,25 @@ cerrno bag_generic_token(bag_walk_td *walk, bag_token_td *token) {
 void bag_generic_free_token_allocations(bag_token_td *token) {
     if (token != nullptr)
         clear_value(*token);
-    ocamp::record_call("bag_generic_free_token_allocations", ocamp::NoResult{});
+    ocamp::record_call(__func__, ocamp::NoResult{});
 }
 
 void bag_generic_destroy(bag_walk_td *walk) {
     if (walk != nullptr) {
         if (walk->state != nullptr && !open_walks().close(walk->state))
-            ocamp::refuse("bag_generic_destroy", ocamp::rc_bad_handle, "the walk is not open");
+            ocamp::refuse(__func__, ocamp::rc_bad_handle, "the walk is not open");
         *walk = {};
     }
-    ocamp::record_call("bag_generic_destroy", ocamp::NoResult{});
+    ocamp::record_call(__func__, ocamp::NoResult{});
 }
 
 char *inet_ntoa_r(uint32_t address_network_order, char *buffer) {
     const in_addr address{address_network_order};
     if (buffer == nullptr)
-        ocamp::refuse("inet_ntoa_r", ocamp::rc_invalid_argument, "no buffer");
+        ocamp::refuse(__func__, ocamp::rc_invalid_argument, "no buffer");
     else
         inet_ntop(AF_INET, &address, buffer, INET_ADDRSTRLEN);
-    ocamp::record_call("inet_ntoa_r", Quoted{buffer});
+    ocamp::record_call(__func__, Quoted{buffer});
     return buffer;
 }
 

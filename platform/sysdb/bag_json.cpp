@@ -274,4 +274,11 @@ std::string bag_to_json(const BagRecord &record) {
     return record_to_json(record).dump(2) + '\n';
 }
 
+std::string sysdb_items_to_json(const std::vector<SysdbItem> &items) {
+    Json array = Json::array();
+    for (const SysdbItem &item : items)
+        array.push_back({{"bind_point", item.bind_point}, {"item", item.item}, {"bag", record_to_json(item.bag)}});
+    return array.dump(2) + '\n';
+}
+
 } // namespace ocamp

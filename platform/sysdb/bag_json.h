@@ -26,5 +26,7 @@ std::vector<SysdbItem> sysdb_items_from_json(std::string_view text);
 
 /// Indented by two, with a newline at the end. Throws BagError for a model that could not be encoded either.
 std::string bag_to_json(const BagRecord &record);
+/// What sysdb_items_from_json reads, in the same form.
+std::string sysdb_items_to_json(const std::vector<SysdbItem> &items);
 
 } // namespace ocamp

@@ -1,6 +1,8 @@
 // How JSON is parsed. Knows nothing of what is in it.
 #include "sysdb/json_text.h"
 
+#include "seam/text.h"
+
 #include <functional>
 #include <set>
 #include <vector>
@@ -51,9 +53,7 @@ Json parse_json(std::string_view text, int nesting_limit) {
     try {
         return Json::parse(text, std::ref(check));
     } catch (const Json::exception &error) {
-        // The library's own text begins with its error number in brackets.
-        const std::string_view reason = error.what();
-        throw JsonError(fmt::format("$: not JSON: {}", reason.substr(reason.find("] ") + 2)));
+        throw JsonError(fmt::format("$: not JSON: {}", without_error_number(error.what())));
     }
 }
 

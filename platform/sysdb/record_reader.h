@@ -16,8 +16,8 @@ namespace ocamp {
 std::optional<std::vector<std::uint8_t>> read_record(SystemDatabase &database, std::string_view bind_point,
                                                      std::string_view item);
 
-// Writes or overwrites an item, and reads it back before anything can be committed. Throws what SystemDatabase::put
-// throws, BagError for a record that cannot be encoded, and DamageError when it would read back as another one.
+/// Writes or overwrites an item, and reads it back before anything can be committed. Throws what SystemDatabase::put
+/// throws, BagError for a record that cannot be encoded, and DamageError when it would read back as another one.
 void write_record(SystemDatabase &database, std::string_view bind_point, std::string_view item,
                   const BagRecord &record);
 

@@ -1,6 +1,7 @@
 // How tables are sealed and checked. Knows no table but the seal.
 #include "sysdb/seal.h"
 
+#include "log/stages.h"
 #include "sysdb/crc32.h"
 
 #include <fmt/format.h>
@@ -32,6 +33,7 @@ void run_all(Database &database, std::span<const std::string> statements) {
 }
 
 void check_schema(Database &database, std::span<const std::string> statements, std::string_view schema) {
+    const StageMark stage(Stage::database);
     const std::string &file = database.file_of(schema);
     Statement query = database.prepare(fmt::format(
         "SELECT sql FROM {}sqlite_schema WHERE sql IS NOT NULL ORDER BY rowid", Database::table_prefix(schema)));

@@ -2,9 +2,17 @@
 // table.
 #include "sysdb/sqlite.h"
 
+#include "log/stages.h"
+#include "seam/failure.h"
+
 #include <array>
+#include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <fmt/format.h>
 #include <sqlite3.h>
@@ -40,12 +48,35 @@ std::string_view action_of(std::string_view sql) noexcept {
     return "change the tables";
 }
 
-std::string reason_of(sqlite3 *connection, int code) {
+// Why no file can be made beside `file`, as errno says it; 0 when one can. Asked with the call that SQLite opens files
+// with, for a file without name, which nobody sees.
+int want_beside(const std::string &file) {
+    sqlite3_vfs *system = sqlite3_vfs_find(nullptr);
+    const auto open_file = reinterpret_cast<int (*)(const char *, int, int)>(system->xGetSystemCall(system, "open"));
+    const std::string folder = std::filesystem::path(file).parent_path().string();
+    const int descriptor = open_file(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    if (descriptor < 0)
+        return errno;
+    close(descriptor);
+    return 0;
+}
+
+// What the system says of a file that could not be opened. What SQLite cannot make, such as a journal, it tries to open
+// without making it, and keeps the reason of that alone.
+int system_error(sqlite3 *connection, const std::string &file) {
+    const int error = sqlite3_system_errno(connection);
+    const int want = error == ENOENT ? want_beside(file) : 0;
+    return is_shortage(want) ? want : error;
+}
+
+std::string reason_of(sqlite3 *connection, int code, const std::string &file) {
     if (code == SQLITE_READONLY_DBMOVED)
         return "the file has been renamed or removed since it was opened";
     std::string reason = connection != nullptr ? sqlite3_errmsg(connection) : sqlite3_errstr(code);
-    const int error = connection != nullptr ? sqlite3_system_errno(connection) : 0;
-    if ((code & primary_code) == SQLITE_CANTOPEN && error != 0)
+    if ((code & primary_code) != SQLITE_CANTOPEN || connection == nullptr)
+        return reason;
+    const int error = system_error(connection, file);
+    if (error != 0)
         reason.append(": ").append(std::strerror(error));
     return reason;
 }
@@ -55,7 +86,7 @@ std::string reason_of(sqlite3 *connection, int code) {
         throw SqliteError(fmt::format("{}: locked by another client for longer than the busy limit of {} s: {}", file,
                                       busy_timeout / 1000, action),
                           code);
-    throw SqliteError(fmt::format("{}: {}: {}", file, action, reason_of(connection, code)), code);
+    throw SqliteError(fmt::format("{}: {}: {}", file, action, reason_of(connection, code, file)), code);
 }
 
 // A file's name as a URI that is opened for reading only.
@@ -161,6 +192,7 @@ void Database::Close::operator()(sqlite3 *connection) const noexcept {
 }
 
 Database::Database(const std::string &file, Mode mode, const FileMark *mark) : file_(file) {
+    const StageMark stage(Stage::database);
     int flags = mode == Mode::read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     if (mode == Mode::create)
         flags |= SQLITE_OPEN_CREATE;
@@ -262,6 +294,7 @@ Database::State Database::state() {
 }
 
 ReadTransaction::ReadTransaction(Database &database) : database_(database) {
+    const StageMark stage(Stage::database);
     database_.exec("BEGIN;");
     try {
         database_.begin_reading();
@@ -273,10 +306,12 @@ ReadTransaction::ReadTransaction(Database &database) : database_(database) {
 
 // There is nothing to undo: the end of a read that fails loses nothing.
 ReadTransaction::~ReadTransaction() {
+    const StageMark stage(Stage::database);
     sqlite3_exec(database_.connection(), "ROLLBACK;", nullptr, nullptr, nullptr);
 }
 
 Transaction::Transaction(Database &database) : database_(database) {
+    const StageMark stage(Stage::database);
     database_.exec("BEGIN IMMEDIATE;");
 }
 

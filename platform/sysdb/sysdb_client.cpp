@@ -2,6 +2,7 @@
 // failures into codes and debug-log lines. Knows nothing of what is in the records.
 #include "log/log.h"
 #include "seam/calls.h"
+#include "seam/data_flow.h"
 #include "seam/guard.h"
 #include "seam/handle_table.h"
 #include "sysdb/current_system_database.h"
@@ -82,7 +83,19 @@ cerrno get_item(const char *function, void *handle, const char *item, void **bag
     const Binding *binding = usable_binding(handle);
     if (binding == nullptr)
         return refuse(function, ocamp::rc_bad_handle, "the binding is not open");
-    const auto bag = ocamp::read_record(current_guard->database(), binding->bind_point, item);
+    const auto tell_item = [&](cerrno code, std::string_view failure) {
+        ocamp::tell_data_flow(
+            [&](ocamp::DataFlowObserver &observer) { observer.on_item(binding->bind_point, item, code, failure); });
+    };
+    const auto bag = [&] {
+        try {
+            return ocamp::read_record(current_guard->database(), binding->bind_point, item);
+        } catch (const std::exception &error) {
+            tell_item(ocamp::rc_database, error.what());
+            throw;
+        }
+    }();
+    tell_item(bag ? CERR_SUCCESS : ocamp::rc_not_found, "");
     if (!bag) {
         // No error: the plug-in asks for values that a node need not have.
         ocamp::debug_log_line(ocamp::log_traces, fmt::format("{}: no item {}{}", function, binding->bind_point, item));
@@ -102,6 +115,7 @@ cerrno list(const char *function, void *handle, const char *folder, std::uint32_
     if (binding == nullptr)
         return refuse(function, ocamp::rc_bad_handle, "the binding is not open");
     auto names = current_guard->database().list(binding->bind_point, folder);
+    ocamp::tell_data_flow([&](ocamp::DataFlowObserver &observer) { observer.on_listing(binding->bind_point, folder); });
     *count = static_cast<std::uint32_t>(names.size());
     *list_handle = open_listings().open(Listing{current_guard, std::move(names)});
     return CERR_SUCCESS;
@@ -111,9 +125,12 @@ cerrno list_next(const char *function, void *list_handle, const char **item_name
     Listing *listing = open_listings().find(list_handle);
     if (listing == nullptr)
         return refuse(function, ocamp::rc_bad_handle, "the listing is not open");
-    if (listing->next == listing->names.size())
+    if (listing->next == listing->names.size()) {
+        ocamp::tell_data_flow([](ocamp::DataFlowObserver &observer) { observer.on_listed(""); });
         return CERR_SUCCESS;
+    }
     const std::string &name = listing->names[listing->next++];
+    ocamp::tell_data_flow([&](ocamp::DataFlowObserver &observer) { observer.on_listed(name); });
     *item_name = name.c_str();
     *datatype = name.ends_with('/') ? listed_folder : listed_item;
     return CERR_SUCCESS;
@@ -148,23 +165,23 @@ extern "C" {
 cerrno _sysdb_bind(void **handle, const char *bind_point, uint32_t zero) {
     if (handle != nullptr)
         *handle = nullptr;
-    const cerrno rc = guarded_access("_sysdb_bind", [&] { return bind("_sysdb_bind", handle, bind_point, zero); });
-    ocamp::record_call("_sysdb_bind", Code{rc}, Quoted{bind_point});
+    const char *const function = __func__;
+    const cerrno rc = guarded_access(function, [&] { return bind(function, handle, bind_point, zero); });
+    ocamp::record_call(function, Code{rc}, Quoted{bind_point});
     return rc;
 }
 
 cerrno _sysdb_unbind(void *handle) {
-    const cerrno rc = open_bindings().close(handle)
-                          ? CERR_SUCCESS
-                          : refuse("_sysdb_unbind", ocamp::rc_bad_handle, "the binding is not open");
-    ocamp::record_call("_sysdb_unbind", Code{rc});
+    const cerrno rc = open_bindings().close(handle) ? CERR_SUCCESS
+                                                    : refuse(__func__, ocamp::rc_bad_handle, "the binding is not open");
+    ocamp::record_call(__func__, Code{rc});
     return rc;
 }
 
 // `*info_word` is always 0.
 cerrno sysdb_item_get(void *handle, const char *item_path, uint32_t *info_word, void **bag_data, uint32_t *bag_len,
                       uint32_t zero) {
-    constexpr const char *function = "sysdb_item_get";
+    const char *const function = __func__;
     if (info_word != nullptr)
         *info_word = 0;
     if (bag_data != nullptr)
@@ -184,7 +201,7 @@ cerrno sysdb_item_get(void *handle, const char *item_path, uint32_t *info_word, 
 // `pattern` is empty, or a folder that ends in "/". `*list_info` is always 0.
 cerrno sysdb_list(void *handle, const char *pattern, uint32_t *list_info, uint32_t *count, void **list_handle,
                   uint32_t zero) {
-    constexpr const char *function = "sysdb_list";
+    const char *const function = __func__;
     if (list_info != nullptr)
         *list_info = 0;
     if (count != nullptr)
@@ -203,7 +220,7 @@ cerrno sysdb_list(void *handle, const char *pattern, uint32_t *list_info, uint32
 
 // `*datatype` is 1 for a folder, else 0.
 cerrno sysdb_list_next(void *list_handle, const char **item_name, uint32_t *datatype, uint32_t zero) {
-    constexpr const char *function = "sysdb_list_next";
+    const char *const function = __func__;
     if (item_name != nullptr)
         *item_name = nullptr;
     if (datatype != nullptr)
@@ -220,8 +237,8 @@ cerrno sysdb_list_next(void *list_handle, const char **item_name, uint32_t *data
 cerrno sysdb_list_free(void *list_handle) {
     const cerrno rc = open_listings().close(list_handle)
                           ? CERR_SUCCESS
-                          : refuse("sysdb_list_free", ocamp::rc_bad_handle, "the listing is not open");
-    ocamp::record_call("sysdb_list_free", Code{rc});
+                          : refuse(__func__, ocamp::rc_bad_handle, "the listing is not open");
+    ocamp::record_call(__func__, Code{rc});
     return rc;
 }
 

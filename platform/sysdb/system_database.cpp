@@ -177,6 +177,19 @@ std::vector<std::string> SystemDatabase::list(std::string_view bind_point, std::
     return first_ != nullptr ? merged(names, first_->list(bind_point, folder)) : names;
 }
 
+std::vector<std::string> SystemDatabase::items(std::string_view bind_point, const std::string &folder) {
+    std::vector<std::string> all;
+    for (const std::string &name : list(bind_point, folder)) {
+        if (!name.ends_with('/')) {
+            all.push_back(folder + name);
+            continue;
+        }
+        for (std::string &inner : items(bind_point, folder + name))
+            all.push_back(std::move(inner));
+    }
+    return all;
+}
+
 std::vector<std::string> SystemDatabase::bind_points() {
     Statement query = database_.prepare(fmt::format("SELECT DISTINCT bind_point FROM {}sysdb_item ORDER BY bind_point",
                                                     Database::table_prefix(schema_)));

@@ -62,6 +62,8 @@ class SystemDatabase {
     /// `folder` is empty for the bind point itself, or ends in "/". Names are relative to it: under "/oper/ots/if/"
     /// the item "Ots0_1_0_0/ots_info" shows as "Ots0_1_0_0/", and in the folder "Ots0_1_0_0/" as "ots_info".
     std::vector<std::string> list(std::string_view bind_point, std::string_view folder = {});
+    /// Every item under a folder of a bind point, however deep, in the order of list; the names are those of the items.
+    std::vector<std::string> items(std::string_view bind_point, const std::string &folder = {});
     /// Those that have items, in byte order.
     std::vector<std::string> bind_points();
 

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <limits>
 #include <thread>
 
 #include <fcntl.h>
@@ -42,7 +41,7 @@ bool try_lock(int descriptor, short type, off_t byte, bool &failed) noexcept {
     return false;
 }
 
-// Whether nobody else has a lock there. `count` 0 stands for all bytes to the end.
+// Whether nobody else has a lock there.
 bool is_free(int descriptor, off_t first, off_t count, bool &failed) noexcept {
     struct flock lock = byte_lock(F_WRLCK, first, count);
     failed = fcntl(descriptor, F_OFD_GETLK, &lock) != 0;
@@ -79,10 +78,10 @@ void WriterTurn::join() {
     bool failed = false;
     long long last = 0;
     // When nobody waits, tickets begin anew.
-    const bool alone = is_free(descriptor_, ticket_office + 1, 0, failed);
+    const bool alone = is_free(descriptor_, ticket_office + 1, byte_behind_tickets - 1, failed);
     if (!alone && (failed || pread(descriptor_, &last, sizeof last, 0) != sizeof last))
         fail("read the queue");
-    if (!alone && (last < 1 || last == std::numeric_limits<long long>::max()))
+    if (!alone && (last < 1 || last >= byte_behind_tickets - 1))
         throw WriterQueueError(fmt::format(
             "{}: holds the ticket {}, expected one from 1 on; remove the file when nobody writes", file_, last));
     ticket_ = last + 1;

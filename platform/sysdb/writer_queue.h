@@ -3,10 +3,15 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
+#include <limits>
 #include <stdexcept>
 #include <string>
 
 namespace ocamp {
+
+/// A byte of the queue's file that no ticket reaches, for a lock of another kind.
+inline constexpr std::int64_t byte_behind_tickets = std::numeric_limits<std::int64_t>::max() - 1;
 
 /// No turn to write. The text names the file and the reason.
 class WriterQueueError : public std::runtime_error {

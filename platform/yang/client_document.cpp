@@ -1,11 +1,10 @@
 // How client documents are told apart, and what can be said of them whatever they are written in.
 #include "yang/client_document.h"
 
+#include "seam/text.h"
 #include "yang/error.h"
 #include "yang/json_document.h"
 #include "yang/xml_document.h"
-
-#include <algorithm>
 
 #include <fmt/format.h>
 
@@ -20,17 +19,11 @@ std::string_view without_byte_order_mark(std::string_view document) {
 
 } // namespace
 
-std::string_view trimmed(std::string_view text) noexcept {
-    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-    return text.substr(0, text.find_last_not_of(blanks) + 1);
-}
-
 DocumentFormat format_of(std::string_view document) {
-    document = without_byte_order_mark(document);
-    const std::size_t first = document.find_first_not_of(blanks);
-    if (first != std::string_view::npos && document[first] == '<')
+    document = without_leading_blanks(without_byte_order_mark(document));
+    if (document.starts_with('<'))
         return DocumentFormat::xml;
-    if (first != std::string_view::npos && document[first] == '{')
+    if (document.starts_with('{'))
         return DocumentFormat::json;
     throw DocumentError("neither XML nor JSON, expected a document that begins with '<' or '{'");
 }
@@ -44,7 +37,7 @@ std::vector<ClientNode> read_document(std::string_view document, DocumentFormat 
 
 std::string client_value(const Schema &schema, const lysc_node &leaf, const ClientNode &node) {
     const std::string_view value = trimmed(node.value);
-    const bool identity = reinterpret_cast<const lysc_node_leaf &>(leaf).type->basetype == LY_TYPE_IDENT;
+    const bool identity = type_of(leaf).basetype == LY_TYPE_IDENT;
     if (!identity || !node.value_module)
         return schema.check_value(leaf, value);
     const std::size_t colon = value.find(':');

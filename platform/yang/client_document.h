@@ -13,16 +13,11 @@
 
 namespace ocamp {
 
+/// Namespace of what NETCONF itself puts into documents: <config>, <filter> and the attribute `operation`.
 inline constexpr std::string_view netconf_namespace = "urn:ietf:params:xml:ns:netconf:base:1.0";
 
 /// The most levels that a document may have: who reads one descends level by level.
 inline constexpr std::size_t deepest_document = 200;
-
-/// What counts as white space in documents and paths.
-inline constexpr std::string_view blanks = " \t\r\n";
-
-/// The text without white space around it.
-std::string_view trimmed(std::string_view text) noexcept;
 
 /// A document that is neither XML nor JSON, or not of the expected kind. The text says what, where and what was
 /// expected.

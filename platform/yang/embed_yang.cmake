@@ -1,5 +1,18 @@
 # Writes the YANG modules named in MODULES (paths separated by "|") into the C++ source OUTPUT, as text literals, and the
 # paths that a deviations module among them takes away, so that no program has to compile the model twice.
+
+# The text without what only people read: comments on lines of their own, descriptions and the like, indentation.
+function(make_terse text result)
+    set(words "(contact|description|organization|reference)[ \n]+\"")
+    string(REGEX REPLACE "\n *//[^\n]*" "" text "${text}")
+    string(REGEX REPLACE "[ \n]${words}[^\"]*\";" "" text "${text}")
+    if(text MATCHES "[ \n]${words}")
+        message(FATAL_ERROR "${file}: expected each ${CMAKE_MATCH_1} as one text in quotes")
+    endif()
+    string(REGEX REPLACE "\n[ \n]+" "\n" text "${text}")
+    set(${result} "${text}" PARENT_SCOPE)
+endfunction()
+
 string(REPLACE "|" ";" module_files "${MODULES}")
 set(source "// Generated from the modules in yang/. Knows nothing but their texts.\n")
 string(APPEND source "#include \"yang/modules.h\"\n\nnamespace ocamp {\n\nnamespace {\n\n")
@@ -9,7 +22,8 @@ foreach(file IN LISTS module_files)
     get_filename_component(name "${file}" NAME_WE)
     file(READ "${file}" text)
     # A literal may hold 64 KiB at the most by the language; the modules are far below.
-    string(APPEND source "    {\"${name}\", R\"__yang__(${text})__yang__\"},\n")
+    make_terse("${text}" terse)
+    string(APPEND source "    {\"${name}\", R\"__yang__(${text})__yang__\", R\"__yang__(${terse})__yang__\"},\n")
 
     string(REGEX MATCHALL "deviate not-supported" taken_away "${text}")
     string(REGEX MATCHALL "deviation \"[^\"]+\" {[ \n]*deviate not-supported" deviations "${text}")

@@ -2,6 +2,7 @@
 #include "yang/error.h"
 
 #include "seam/text.h"
+#include "yang/schema.h"
 
 #include <algorithm>
 #include <string_view>
@@ -21,9 +22,7 @@ bool take_digits(std::string_view &text) {
 
 // An optional sign, digits, and after a point more digits; white space may stand around them.
 bool is_decimal(std::string_view text) {
-    constexpr std::string_view blanks = " \t\r\n";
-    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-    text = text.substr(0, text.find_last_not_of(blanks) + 1);
+    text = trimmed(text);
     if (text.starts_with('+') || text.starts_with('-'))
         text.remove_prefix(1);
     if (!take_digits(text))
@@ -50,7 +49,10 @@ YangError complaint_of(const ly_ctx *context) {
     const char *place = ly_errpath(context);
     if (message == nullptr)
         return YangError("refused without a reason");
-    return place == nullptr ? YangError(message) : YangError(message, place, path_in(place));
+    YangError error = place == nullptr ? YangError(message) : YangError(message, place, path_in(place));
+    if (const char *app_tag = ly_errapptag(context); app_tag != nullptr)
+        error.set_app_tag(app_tag);
+    return error;
 }
 
 void check(LY_ERR result, const ly_ctx *context) {
@@ -65,7 +67,7 @@ void check(LY_ERR result, const ly_ctx *context) {
 void check_lexical_form(const lysc_node &leaf, std::string_view value) {
     if (value.find('\0') != std::string_view::npos)
         throw YangError("holds a zero byte, expected text");
-    if (reinterpret_cast<const lysc_node_leaf &>(leaf).type->basetype == LY_TYPE_DEC64 && !is_decimal(value))
+    if (type_of(leaf).basetype == LY_TYPE_DEC64 && !is_decimal(value))
         throw YangError(fmt::format("Invalid decimal64 value \"{}\", expected one such as \"-1.5\".",
                                     shortened(value, longest_shown_value)));
 }

@@ -24,11 +24,16 @@ class YangError : public std::runtime_error {
 
     /// The path that libyang gave, with module names and keys, such as /m:list[key='1']/leaf. Empty when it gave none.
     const std::string &path() const noexcept { return path_; }
+    /// The error-app-tag that libyang gave; empty when it gave none.
+    const std::string &app_tag() const noexcept { return app_tag_; }
+    void set_app_tag(std::string app_tag) { app_tag_ = std::move(app_tag); }
+
     /// The text without the place.
     std::string_view complaint() const noexcept { return std::string_view(what()).substr(0, complaint_size_); }
 
   private:
     std::string path_;
+    std::string app_tag_;
     std::size_t complaint_size_ = std::string_view::npos;
 };
 

@@ -11,6 +11,7 @@
 #include "yang/json_document.h"
 
 #include "seam/path_text.h"
+#include "seam/text.h"
 #include "yang/request_error.h"
 
 #include <algorithm>
@@ -108,9 +109,7 @@ class JsonCollector : public nlohmann::json_sax<nlohmann::json> {
         if (error.id == number_too_large)
             throw RequestError(error_tag::invalid_value, path(),
                                fmt::format("the number {} is larger than any that is read", token));
-        // The library's own number of the error stands in brackets before the text.
-        const std::string_view message = error.what();
-        throw DocumentError(fmt::format("not well-formed JSON: {}", message.substr(message.find("] ") + 2)));
+        throw DocumentError(fmt::format("not well-formed JSON: {}", without_error_number(error.what())));
     }
 
   private:
@@ -244,8 +243,10 @@ class ObjectReader {
             read_array(name, value, place);
         else
             read_value(name, value, place, false);
+        const bool key = place.schema != nullptr && is_key(*place.schema);
         if (!members_.emplace(name.whole(), Range{first, nodes_.size() - first}).second)
-            throw RequestError(error_tag::operation_failed, path, "is given twice, expected once");
+            throw RequestError(key ? error_tag::bad_element : error_tag::operation_failed, path,
+                               "is given twice, expected once");
     }
 
     void read_array(const Name &name, const JsonValue &array, const Place &list) {

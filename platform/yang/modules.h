@@ -6,10 +6,11 @@
 
 namespace ocamp {
 
-/// One module, both texts NUL-terminated and as old as the program.
+/// One module, all texts NUL-terminated and as old as the program.
 struct YangModule {
     std::string_view name;
-    const char *text;
+    const char *text;            ///< as it was published
+    const char *terse = nullptr; ///< the same model without what only people read: a third of the text to compile
 };
 
 /// All that the program carries.

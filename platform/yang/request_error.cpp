@@ -4,7 +4,7 @@
 #include "seam/codes.h"
 #include "seam/text.h"
 
-#include <array>
+#include <iterator>
 
 #include <fmt/format.h>
 
@@ -13,32 +13,30 @@ namespace ocamp {
 namespace {
 
 // In the order of the tags.
-constexpr std::array<std::string_view, 19> tag_words{"in-use",
-                                                     "invalid-value",
-                                                     "too-big",
-                                                     "missing-attribute",
-                                                     "bad-attribute",
-                                                     "unknown-attribute",
-                                                     "missing-element",
-                                                     "bad-element",
-                                                     "unknown-element",
-                                                     "unknown-namespace",
-                                                     "access-denied",
-                                                     "lock-denied",
-                                                     "resource-denied",
-                                                     "rollback-failed",
-                                                     "data-exists",
-                                                     "data-missing",
-                                                     "operation-not-supported",
-                                                     "operation-failed",
-                                                     "malformed-message"};
-static_assert(tag_words.size() == static_cast<std::size_t>(ErrorTag::malformed_message) + 1);
+constexpr std::string_view tag_words[] = {
+#define OCAMP_ERROR_TAG(tag, word, status, number) word,
+#include "yang/error_tags.def"
+};
+constexpr ErrorTag tags_in_order[] = {
+#define OCAMP_ERROR_TAG(tag, word, status, number) ErrorTag::tag,
+#include "yang/error_tags.def"
+};
+constexpr bool are_in_order() {
+    for (std::size_t i = 0; i < std::size(tags_in_order); ++i) {
+        if (tags_in_order[i] != static_cast<ErrorTag>(i))
+            return false;
+    }
+    return std::size(tags_in_order) == static_cast<std::size_t>(ErrorTag::malformed_message) + 1;
+}
+static_assert(are_in_order());
 
 // Most bytes of a path and of a reason: a line that a person can still read.
 constexpr std::size_t longest_path = 400;
 constexpr std::size_t longest_reason = 800;
 
-std::string text_of(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason) {
+} // namespace
+
+std::string refusal_text(ErrorTag tag, std::string_view path, std::string_view reason, cerrno code) {
     std::string text = fmt::format("{}: {} [{}]", path.empty() ? "/" : shortened(path, longest_path),
                                    shortened(reason, longest_reason), word_of(tag));
     if (code != CERR_SUCCESS)
@@ -46,31 +44,24 @@ std::string text_of(ErrorTag tag, cerrno code, const std::string &path, const st
     return text;
 }
 
-} // namespace
-
 std::string_view word_of(ErrorTag tag) noexcept {
     return tag_words[static_cast<std::size_t>(tag)];
 }
 
 ErrorTag tag_of(cerrno code) noexcept {
     switch (code) {
-    case YMAP_RC_UNSUPPORTED:
-    case YMAP_RC_AUGMENT_UNSUPPORTED:
-    case YMAP_RC_KEY_DELETE:
-        return ErrorTag::not_supported;
-    case YMAP_RC_BAD_KEY:
-        return ErrorTag::missing_element;
-    case rc_leafref_mismatch:
-        return ErrorTag::invalid_value;
-    case rc_out_of_memory:
-        return ErrorTag::resource_denied;
+#define OCAMP_ERROR_CODE(code, tag, meaning)                                                                           \
+    case code:                                                                                                         \
+        return ErrorTag::tag;
+#include "yang/error_tags.def"
     default:
         return ErrorTag::operation_failed;
     }
 }
 
 RequestError::RequestError(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason)
-    : std::runtime_error(text_of(tag, code, path, reason)), tag_(tag), code_(code), path_(path) {}
+    : std::runtime_error(refusal_text(tag, path, reason, code)), tag_(tag), code_(code), path_(path),
+      reason_(shortened(reason, longest_reason)) {}
 
 RequestError::RequestError(ErrorTag tag, const std::string &path, const std::string &reason)
     : RequestError(tag, CERR_SUCCESS, path, reason) {}
@@ -80,5 +71,10 @@ RequestError::RequestError(cerrno code, const std::string &path)
 
 RequestError::RequestError(cerrno code, const std::string &path, const std::string &place)
     : RequestError(tag_of(code), code, path, fmt::format("{}: {}", place, cerr_strerror(code))) {}
+
+RequestError RequestError::with_app_tag(std::string app_tag) && {
+    app_tag_ = std::move(app_tag);
+    return std::move(*this);
+}
 
 } // namespace ocamp

@@ -45,6 +45,9 @@ ErrorTag tag_of(cerrno code) noexcept;
 
 /// The text of every refusal: "PATH: REASON [error-tag]", and for a refusal of the plug-in's " (0xCODE)" after it. A
 /// refusal of the whole request has the path "/". Long paths and reasons are shortened.
+std::string refusal_text(ErrorTag tag, std::string_view path, std::string_view reason, cerrno code = CERR_SUCCESS);
+
+/// A refusal, whose text is as above.
 class RequestError : public std::runtime_error {
   public:
     /// Refused by the platform. `path`: data path; empty for the whole request.
@@ -54,10 +57,16 @@ class RequestError : public std::runtime_error {
     /// The same with the place inside the node, which the client's path does not tell, before the reason.
     RequestError(cerrno code, const std::string &path, const std::string &place);
 
+    /// The refusal with an error-app-tag, as RFC 7950 section 15 fixes them.
+    RequestError with_app_tag(std::string app_tag) &&;
+
     /// What kind of refusal it is.
     ErrorTag tag() const noexcept { return tag_; }
     cerrno code() const noexcept { return code_; }             ///< 0 when the platform refused it
     const std::string &path() const noexcept { return path_; } ///< as given
+    /// Without path, tag and code; shortened as in the text.
+    const std::string &reason() const noexcept { return reason_; }
+    const std::string &app_tag() const noexcept { return app_tag_; } ///< empty: none
 
   private:
     RequestError(ErrorTag tag, cerrno code, const std::string &path, const std::string &reason);
@@ -65,6 +74,8 @@ class RequestError : public std::runtime_error {
     ErrorTag tag_;
     cerrno code_;
     std::string path_;
+    std::string reason_;
+    std::string app_tag_;
 };
 
 } // namespace ocamp

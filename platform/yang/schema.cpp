@@ -23,7 +23,7 @@ LY_ERR provide_module(const char *name, const char *, const char *submodule, con
     for (const YangModule &module : yang_modules()) {
         if (module.name == name) {
             *format = LYS_IN_YANG;
-            *text = module.text;
+            *text = module.terse;
             *free_text = nullptr;
             return LY_SUCCESS;
         }
@@ -38,17 +38,14 @@ std::string with_shown_value(std::string complaint, std::string_view value) {
                                    : complaint.replace(at, value.size(), shortened(value, longest_shown_value));
 }
 
-const lysc_type &type_of(const lysc_node &leaf) {
-    return *reinterpret_cast<const lysc_node_leaf &>(leaf).type;
-}
-
 } // namespace
 
 Schema::Schema(std::span<const std::string_view> modules) {
     // Complaints are kept for exceptions instead of being printed.
     ly_log_options(LY_LOSTORE_LAST);
     ly_ctx *context = nullptr;
-    const LY_ERR made = ly_ctx_new(nullptr, LY_CTX_NO_YANGLIBRARY | LY_CTX_DISABLE_SEARCHDIRS, &context);
+    const LY_ERR made =
+        ly_ctx_new(nullptr, LY_CTX_NO_YANGLIBRARY | LY_CTX_DISABLE_SEARCHDIRS | LY_CTX_EXPLICIT_COMPILE, &context);
     context_.reset(context, ly_ctx_destroy);
     check(made, context);
     ly_ctx_set_module_imp_clb(context, provide_module, nullptr);
@@ -68,6 +65,8 @@ void Schema::load(std::span<const std::string_view> modules) {
             throw YangError(fmt::format("YANG module {}: {}", name, complaint_of(context()).what()));
         modules_.push_back(module);
     }
+    // At once: those that are augmented or imported would be compiled anew with each that does so.
+    check(ly_ctx_compile(context()), context());
 }
 
 const lysc_node *Schema::find(const lysc_node *parent, std::string_view name, std::string_view ns) const {

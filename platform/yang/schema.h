@@ -64,6 +64,15 @@ inline bool is_list(const lysc_node &node) noexcept {
 inline bool is_leaf(const lysc_node &node) noexcept {
     return (node.nodetype & (LYS_LEAF | LYS_LEAFLIST)) != 0;
 }
+/// Type of a leaf as its model names it; the leaf outlives the reference.
+inline const lysc_type &type_of(const lysc_node &leaf) noexcept {
+    return *reinterpret_cast<const lysc_node_leaf &>(leaf).type;
+}
+/// Type of the values that a leaf takes: of a reference to another leaf, that leaf's.
+inline const lysc_type &real_type_of(const lysc_node &leaf) noexcept {
+    const lysc_type &type = type_of(leaf);
+    return type.basetype == LY_TYPE_LEAFREF ? *reinterpret_cast<const lysc_type_leafref &>(type).realtype : type;
+}
 /// True for a whole number of at most 32 bits.
 inline bool is_short_integer(const lysc_type &type) noexcept {
     switch (type.basetype) {

@@ -92,6 +92,19 @@ YangTree YangTree::parse(const ly_ctx &context, std::string_view document, LYD_F
     return tree;
 }
 
+YangTree YangTree::parse_notification(const ly_ctx &context, std::string_view document) {
+    const std::string terminated(document);
+    ly_in *in = nullptr;
+    check(ly_in_new_memory(terminated.c_str(), &in), &context);
+    const std::unique_ptr<ly_in, void (*)(ly_in *)> owned(in, [](ly_in *input) { ly_in_free(input, 0); });
+    YangTree tree;
+    check(tree.call_with_first([&](lyd_node **first) {
+        return lyd_parse_op(&context, nullptr, in, LYD_XML, LYD_TYPE_NOTIF_YANG, first, nullptr);
+    }),
+          &context);
+    return tree;
+}
+
 void YangTree::validate(const ly_ctx &context) {
     const StageMark stage(Stage::check);
     check(call_with_first(
@@ -153,12 +166,39 @@ void YangTree::add(YangTree roots) {
     static_cast<void>(roots.first_.release());
 }
 
+void YangTree::merge(const YangTree &other) {
+    if (!other.empty())
+        check(call_with_first([&](lyd_node **first) { return lyd_merge_siblings(first, other.first(), 0); }),
+              LYD_CTX(other.first()));
+}
+
 void YangTree::remove(lyd_node *node) noexcept {
     if (node == first()) {
         static_cast<void>(first_.release());
         first_.reset(node->next);
     }
     lyd_free_tree(node);
+}
+
+std::vector<lyd_node *> YangTree::select(const std::string &xpath) const {
+    std::vector<lyd_node *> nodes;
+    if (empty())
+        return nodes;
+    ly_set *found = nullptr;
+    const LY_ERR result = lyd_find_xpath4(nullptr, first(), xpath.c_str(), LY_VALUE_JSON, nullptr, nullptr, &found);
+    const std::unique_ptr<ly_set, void (*)(ly_set *)> owner(found, [](ly_set *set) { ly_set_free(set, nullptr); });
+    check(result, LYD_CTX(first()));
+    for (std::uint32_t i = 0; i < found->count; ++i)
+        nodes.push_back(found->dnodes[i]);
+    return nodes;
+}
+
+YangTree YangTree::copy_of(const lyd_node &node) {
+    YangTree copied;
+    check(copied.call_with_first(
+              [&](lyd_node **copy) { return lyd_dup_single(&node, nullptr, LYD_DUP_RECURSIVE, copy); }),
+          LYD_CTX(&node));
+    return copied;
 }
 
 YangTree YangTree::copy() const {

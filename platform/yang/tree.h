@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <libyang/libyang.h>
 
@@ -23,6 +24,8 @@ class YangTree {
     /// A complete instance document, valid against the modules of the context, which outlives the tree. Throws
     /// YangError.
     static YangTree parse(const ly_ctx &context, std::string_view document, LYD_FORMAT format);
+    /// A notification of a module of the context, as XML. Throws YangError.
+    static YangTree parse_notification(const ly_ctx &context, std::string_view document);
 
     /// True when there are no nodes.
     bool empty() const noexcept { return first_ == nullptr; }
@@ -42,11 +45,20 @@ class YangTree {
     lyd_node *set_leaf(lyd_node *parent, const lysc_node &leaf, const std::string &value);
     /// Moves the top-level nodes of another tree in here. Throws YangError.
     void add(YangTree roots);
+    /// Puts the nodes of another tree in here: leaves and entries that are there get its values, the others are added.
+    /// Throws YangError.
+    void merge(const YangTree &other);
     /// Frees a node of the tree with everything below it.
     void remove(lyd_node *node) noexcept;
 
+    /// The nodes that an XPath expression gives, in which module names stand for prefixes. Throws YangError for what is
+    /// no such expression, and for one that gives a value and no nodes. Of an empty tree nothing is selected.
+    std::vector<lyd_node *> select(const std::string &xpath) const;
+
     /// Throws YangError.
     YangTree copy() const;
+    /// A copy of one of the tree's nodes with all below it. Throws YangError.
+    static YangTree copy_of(const lyd_node &node);
     /// Adds what the modules of the context say is there by default. Throws YangError unless the tree is valid then.
     void validate(const ly_ctx &context);
 
@@ -71,6 +83,10 @@ class YangTree {
     std::unique_ptr<lyd_node, FreeTree> first_;
 };
 
+/// True for a node that libyang added because the model says that it is there by default: nobody set it.
+inline bool is_implicit(const lyd_node &node) noexcept {
+    return (node.flags & LYD_DEFAULT) != 0;
+}
 /// Value of a leaf in canonical form, without the module name that identities carry.
 std::string leaf_text(const lyd_node &leaf);
 /// Data path of a node with its keys, module names only where the module changes.

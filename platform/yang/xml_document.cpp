@@ -1,6 +1,8 @@
 // Reads XML with expat, in time that grows with the text alone. Knows no model but by the names of its modules.
 #include "yang/xml_document.h"
 
+#include "seam/text.h"
+
 #include <algorithm>
 #include <exception>
 #include <map>
@@ -85,7 +87,7 @@ class XmlReader {
     }
 
     std::vector<ClientNode> read(std::string_view document) {
-        document.remove_prefix(std::min(document.find_first_not_of(blanks), document.size()));
+        document = without_leading_blanks(document);
         const std::string_view declaration = declaration_of(document);
         document.remove_prefix(declaration.size());
         feed(declaration);

@@ -76,10 +76,15 @@ const WrongUse wrong_uses[] = {
     {"UnknownNode",
      {"get"},
      {"/optical-amplifier/amplifierz"},
-     "at character 20: no node 'amplifierz' in 'optical-amplifier', expected one of: amplifiers, supervisory-channels"},
+     "ocamp: /optical-amplifier/amplifierz: at character 20: no node 'amplifierz' in 'optical-amplifier', expected one "
+     "of: "
+     "amplifiers, supervisory-channels [unknown-element]\n"},
     {"UnknownRoot", {"get"}, {"/interfaces"}, "no node 'interfaces' at the top, expected one of: optical-amplifier"},
-    {"UnknownModule", {"get"}, {"/oc-if:optical-amplifier"}, "no module 'oc-if'"},
-    {"RelativePath", {"get"}, {"optical-amplifier"}, "at character 1: expected '/'"},
+    {"UnknownModule", {"get"}, {"/oc-if:optical-amplifier"}, "no module 'oc-if' [unknown-namespace]\n"},
+    {"RelativePath",
+     {"get"},
+     {"optical-amplifier"},
+     "ocamp: optical-amplifier: at character 1: expected '/' [invalid-value]\n"},
     {"EmptyPath", {"get"}, {""}, "PATH: is empty, expected: Absolute data path to read"},
     {"EmptyFilter", {"get"}, {"--filter", ""}, "--filter: is empty, expected: NETCONF subtree filter"},
     {"EmptyPlugin", {"get"}, {"--plugin", ""}, "--plugin: is empty, expected: Plug-in to run"},
@@ -104,6 +109,7 @@ const WrongUse wrong_uses[] = {
     {"MissingFilterFile", {"get"}, {"--filter", "no-such-file"}, "no-such-file: No such file"},
     {"FilterThatIsNoXml", {"get"}, {"--filter", "-"}, "standard input: neither XML nor JSON"},
     {"FolderAsFilter", {"get"}, {"--filter", "/"}, "/: Is a directory"},
+    {"FolderAsPlugin", {"get"}, {"--plugin", "/"}, "plug-in /: not a regular file"},
     {"MissingPlugin", {"get"}, {"--plugin", "no-such-plugin.so"}, "plug-in no-such-plugin.so: no such file"},
     {"PluginThatIsNone", {"get"}, {"--plugin", "/etc/passwd"}, "plug-in /etc/passwd: "},
     {"LogThatCannotBeWritten", {"get"}, {"--debug-log", "/no-such-folder/log"}, "/no-such-folder/log"},
@@ -112,7 +118,8 @@ const WrongUse wrong_uses[] = {
     {"UnknownCommand",
      {"fetch"},
      {},
-     "no command 'fetch', expected one of: get, edit, explain, line, native, node, sysdb; 'ocamp --help' tells more"},
+     "no command 'fetch', expected one of: get, edit, set, rm, why, explain, watch, history, native, node, sysdb, "
+     "line, serve, user; 'ocamp --help' tells more"},
     {"CommandOfAnother", {"explain", "sysdb"}, {}, "no command 'explain sysdb', expected one of: get, edit; "},
     {"EditWithoutFile", {"edit"}, {}, "FILE"},
     {"UnknownDefaultOperation", {"edit"}, {"--default-operation", "delete", "-"}, "--default-operation"},
@@ -120,7 +127,7 @@ const WrongUse wrong_uses[] = {
      {"native", "get"},
      {"/interface-configurations/interface"},
      "expected one of: interface-configuration"},
-    {"InitWithoutExample", {"node", "init"}, {}, "--from"},
+    {"InitWithNode", {"node", "init"}, {}, "no option '--node'; 'ocamp node init --help' tells more"},
 };
 
 INSTANTIATE_TEST_SUITE_P(CommandLine, WrongUses, testing::ValuesIn(wrong_uses),
@@ -207,9 +214,24 @@ TEST_F(CommandLine, LastConfigurationOfANodeMayBeDeleted) {
 
 TEST_F(CommandLine, EachCommandHasHelpWithAnExample) {
     EXPECT_THAT(run_ocamp({"--help"}).out, HasSubstr("explain"));
-    const std::vector<std::vector<std::string>> commands = {
-        {"get"},          {"edit"},          {"explain", "get"}, {"explain", "edit"}, {"native", "get"},
-        {"node", "init"}, {"sysdb", "list"}, {"sysdb", "get"},   {"sysdb", "put"},    {"sysdb", "rm"}};
+    const std::vector<std::vector<std::string>> commands = {{"get"},
+                                                            {"edit"},
+                                                            {"set"},
+                                                            {"rm"},
+                                                            {"explain", "get"},
+                                                            {"explain", "edit"},
+                                                            {"watch"},
+                                                            {"history"},
+                                                            {"native", "get"},
+                                                            {"native", "set"},
+                                                            {"native", "put"},
+                                                            {"native", "rm"},
+                                                            {"node", "init"},
+                                                            {"node", "export"},
+                                                            {"sysdb", "list"},
+                                                            {"sysdb", "get"},
+                                                            {"sysdb", "put"},
+                                                            {"sysdb", "rm"}};
     for (std::vector<std::string> words : commands) {
         words.emplace_back("--help");
         const Outcome outcome = run_ocamp(words);
@@ -217,6 +239,7 @@ TEST_F(CommandLine, EachCommandHasHelpWithAnExample) {
         EXPECT_THAT(outcome.out, HasSubstr("Example"));
         EXPECT_THAT(outcome.out, HasSubstr("--debug-log"));
         EXPECT_THAT(outcome.out, HasSubstr("--plugin"));
+        EXPECT_THAT(outcome.out, HasSubstr("Exit status: 0 done, 1 the request failed, 2 wrong use."));
     }
 }
 
@@ -354,6 +377,9 @@ TEST_F(CommandLine, PipesAreNotWaitedFor) {
         EXPECT_EQ(outcome.status, 2) << option;
         EXPECT_THAT(outcome.err, HasSubstr("pipe: not a regular file"));
     }
+    const Outcome plugin = run_beside_pipe({"get", "--node", node(), "--plugin", pipe.string()}, pipe);
+    EXPECT_EQ(plugin.status, 2);
+    EXPECT_THAT(plugin.err, HasSubstr("pipe: not a regular file, expected the shared library of the plug-in"));
     const Outcome outcome = run_beside_pipe({"get", "--node", node()}, journal);
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, HasSubstr("node.db-journal: not a regular file"));
@@ -502,6 +528,7 @@ TEST_F(CommandLine, NodesMadeAtOnceAreOne) {
 }
 
 TEST_F(CommandLine, MissingExampleIsTold) {
+    EXPECT_THAT(run_ocamp({"node", "init", (folder() / "new").string()}).err, HasSubstr("--from is required"));
     const Outcome outcome = run_ocamp({"node", "init", (folder() / "new").string(), "--from", "no-such-example"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.err, HasSubstr("no-such-example: no such folder"));

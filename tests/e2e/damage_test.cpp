@@ -1,10 +1,13 @@
 // Nodes whose database is damaged, as clients see them: a message that names what is damaged, and status 1.
 #include "ocamp_program.h"
 
+#include <cstring>
+
 #include <gmock/gmock.h>
 
 using namespace e2e;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace {
 
@@ -46,13 +49,37 @@ TEST_F(DamagedNode, DamagedRecordFailsTheRequestsThatMeetIt) {
     expect_failure(ocamp({"explain", "edit"}, {"-"}, edit), message);
     EXPECT_TRUE(before == data());
     expect_failure(ocamp({"sysdb", "get"}, {"/oper/inventory/gl/entity/", item}), message);
-    EXPECT_EQ(get({other}).out, intact);
+    EXPECT_SAME_TEXT(get({other}).out, intact);
 }
 
 TEST_F(DamagedNode, DamagedDocumentIsNamed) {
     flip_at("\"Optics0/1/0/4\"", 3);
     for (const Outcome &outcome : {get({}), ocamp({"native", "get"}), ocamp({"explain", "get"})})
         expect_failure(outcome, "node.db: native data '");
+}
+
+// Every command that opens a node, with a debug log of its own: what it says of the node's damage stands there, too.
+TEST_F(DamagedNode, DamageStandsInTheLogOfEveryRequest) {
+    const std::string edit = "{\"openconfig-optical-amplifier:optical-amplifier\": {}}";
+    const std::vector<std::string> commands[] = {
+        {"get"}, {"edit", "-"}, {"explain", "get"}, {"explain", "edit", "-"}, {"native", "get"}, {"sysdb", "list"}};
+    const std::string whole = data();
+    flip_at("\"Optics0/1/0/4\"", 3);
+    const std::string damaged = data();
+    for (const std::string &bytes : {damaged, whole.substr(0, whole.size() / 2)}) {
+        write_file(folder() / "node" / "node.db", bytes);
+        for (const std::vector<std::string> &words : commands) {
+            if (bytes == damaged && words.front() == "sysdb")
+                continue; // it looks at no document
+            const std::filesystem::path log = folder() / "log";
+            std::filesystem::remove(log);
+            const Outcome outcome = ocamp(words, {"--debug-log", log.string(), "--log-level", "0"}, edit);
+            EXPECT_EQ(outcome.status, 1) << words.front();
+            ASSERT_THAT(outcome.err, StartsWith("ocamp: " + node() + "/node.db: "));
+            EXPECT_EQ(read_file(log), "ERR: platform: request failed: " + outcome.err.substr(strlen("ocamp: ")))
+                << words.front();
+        }
+    }
 }
 
 TEST_F(DamagedNode, CutDatabaseIsNamed) {
@@ -81,7 +108,7 @@ TEST_F(DamagedNode, PutMendsADamagedRecord) {
     flip_at(item, item.size() + 40);
     ASSERT_EQ(get({}).status, 1);
     EXPECT_EQ(ocamp({"sysdb", "put"}, {"/oper/inventory/gl/entity/", item}, record).status, 0);
-    EXPECT_EQ(get({}).out, answer);
+    EXPECT_SAME_TEXT(get({}).out, answer);
 }
 
 } // namespace

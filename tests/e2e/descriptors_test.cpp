@@ -144,6 +144,18 @@ TEST_F(Descriptors, MessagesWhoseReaderIsGoneKeepTheirStatus) {
               0);
 }
 
+TEST_F(Descriptors, WantOfDescriptorsIsNoWrongUse) {
+    for (const std::vector<std::string> &words :
+         {std::vector<std::string>{"get", "--node", node()},
+          {"get", "--node", node(), "--debug-log", (folder() / "1").string(), "--trace", (folder() / "2").string()}}) {
+        support::Launch launch{.words = {"/usr/bin/prlimit", "--nofile=4", OCAMP_PROGRAM}};
+        launch.words.insert(launch.words.end(), words.begin(), words.end());
+        const Outcome outcome = support::run(launch);
+        EXPECT_EQ(outcome.status, 1) << outcome.err;
+        EXPECT_THAT(outcome.err, HasSubstr("Too many open files"));
+    }
+}
+
 // While it lives, no file of this process or of those that it starts grows beyond so many bytes.
 class FileSizeLimit {
   public:

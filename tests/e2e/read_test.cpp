@@ -203,6 +203,31 @@ TEST_F(Reads, ExplanationShowsTheStepsInOrder) {
     EXPECT_SAME_TEXT(outcome.out, expected("explain_leaf.txt"));
 }
 
+TEST_F(Reads, ExplanationShowsWhatWasReadInTheSystemDatabase) {
+    const Outcome outcome = ocamp({"explain", "get"}, {std::string(pre_1_path) + "/state/input-power-c-band/avg"});
+    EXPECT_THAT(outcome.out, HasSubstr("\n  /oper/perfmgmt/gl/periodic/optics/interface/ "
+                                       "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1\n"
+                                       "    pm_optics_bag pm_optics_paras.OPR.Average = \" -15.38 \"\n"
+                                       "3. Native answer"));
+    EXPECT_THAT(outcome.out, HasSubstr("<average> \" -16.85 \"  not used: the value is that of the system database\n"));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("OPR.Minimum"))) << "not asked for";
+    EXPECT_THAT(outcome.out, Not(HasSubstr("<minimum>")));
+}
+
+TEST_F(Reads, ExplanationOfAllShowsWholeEntries) {
+    const Outcome outcome = ocamp({"explain", "get"}, {"--all", std::string(pre_1_path) + "/state/enabled"});
+    EXPECT_THAT(outcome.out, HasSubstr("\n3. Native answer ---"));
+    EXPECT_THAT(outcome.out, HasSubstr("<description> \"line east, pre-amplifier\"\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("<ampli-gain> \"1750\"\n"));
+}
+
+TEST_F(Reads, ExplanationIsColouredWhenAsked) {
+    const std::string path = std::string(pre_1_path) + "/state/enabled";
+    EXPECT_THAT(ocamp({"explain", "get"}, {path}).out, Not(HasSubstr("\x1b")));
+    EXPECT_THAT(ocamp({"explain", "get"}, {"--color", "always", path}).out, StartsWith("\x1b[1m1. Request tree"));
+    EXPECT_EQ(ocamp({"explain", "get"}, {"--color", "sometimes", path}).status, 2);
+}
+
 TEST_F(Reads, ExplanationWithCallsShowsEachCall) {
     const Outcome outcome = ocamp({"explain", "get"}, {"--calls", std::string(pre_1_path) + "/state/enabled"});
     EXPECT_EQ(outcome.status, 0);

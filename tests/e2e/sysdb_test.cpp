@@ -22,7 +22,7 @@ TEST_F(SysdbCommand, WhatWasPutIsRead) {
     const std::string record = ocamp({"sysdb", "get"}, {"/oper/ots/if/", "Ots0_1_0_0/ots_info"}).out;
     ASSERT_THAT(record, HasSubstr("\"ReceivePower\""));
     ASSERT_EQ(ocamp({"sysdb", "put"}, {"/oper/ots/if/", "Ots0_9_0_0/ots_info"}, record).status, 0);
-    EXPECT_EQ(ocamp({"sysdb", "get"}, {"/oper/ots/if/", "Ots0_9_0_0/ots_info"}).out, record);
+    EXPECT_SAME_TEXT(ocamp({"sysdb", "get"}, {"/oper/ots/if/", "Ots0_9_0_0/ots_info"}).out, record);
 }
 
 TEST_F(SysdbCommand, RemovingTheInventoryRecordTakesTheAmplifierAway) {

@@ -118,6 +118,9 @@ FAULTS_FUNCTION(Call::allocate, void *, calloc, nullptr, (size_t count, size_t s
 FAULTS_FUNCTION(Call::allocate, void *, realloc, nullptr, (void *old, size_t size), (old, size))
 FAULTS_OPEN(open)
 FAULTS_OPEN(open64)
+// As folders are opened, which makes no file.
+FAULTS_FUNCTION(Call::open, int, openat, -1, (int folder, const char *path, int flags, ...), (folder, path, flags))
+FAULTS_FUNCTION(Call::make_folder, int, mkdir, -1, (const char *path, mode_t mode), (path, mode))
 FAULTS_FUNCTION(Call::read, ssize_t, read, -1, (int file, void *to, size_t size), (file, to, size))
 FAULTS_FUNCTION(Call::read, ssize_t, pread, -1, (int file, void *to, size_t size, off_t at), (file, to, size, at))
 FAULTS_FUNCTION(Call::read, ssize_t, pread64, -1, (int file, void *to, size_t size, off_t at), (file, to, size, at))

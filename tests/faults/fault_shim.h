@@ -7,7 +7,7 @@
 namespace faults {
 
 /// Kinds of calls that can fail, in the order of Report::calls.
-enum class Call : std::size_t { allocate, open, read, write, sync, rename, unlink, kinds };
+enum class Call : std::size_t { allocate, open, make_folder, read, write, sync, rename, unlink, kinds };
 inline constexpr std::size_t call_kinds = static_cast<std::size_t>(Call::kinds);
 
 /// Environment variables of the shim. Without the first it does nothing at all.

@@ -236,9 +236,10 @@ struct FaultRow {
     int error;
 };
 constexpr FaultRow file_calls[] = {
-    {"opens", Call::open, EMFILE},      {"reads", Call::read, EIO}, {"writes", Call::write, ENOSPC},
-    {"writes", Call::write, EIO},       {"syncs", Call::sync, EIO}, {"renamings", Call::rename, EIO},
-    {"removals", Call::unlink, EACCES},
+    {"opens", Call::open, EMFILE},    {"new folders", Call::make_folder, ENOSPC},
+    {"reads", Call::read, EIO},       {"writes", Call::write, ENOSPC},
+    {"writes", Call::write, EIO},     {"syncs", Call::sync, EIO},
+    {"renamings", Call::rename, EIO}, {"removals", Call::unlink, EACCES},
 };
 
 class Faults : public testing::TestWithParam<Command> {

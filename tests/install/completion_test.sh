@@ -27,6 +27,9 @@ expect "one command" "explain" "$(completions ocamp ex)"
 expect "a command's own options after others" "--format" "$(completions ocamp explain get --node here --fo)"
 expect "formats" "json
 xml" "$(completions ocamp get --format "")"
+expect "colours" "always
+auto
+never" "$(completions ocamp explain get --color "")"
 expect "operations" "merge
 none
 replace" "$(completions ocamp edit --default-operation "")"
@@ -42,4 +45,37 @@ node
 note.json" "$(completions ocamp edit no)"
 expect "files for an option" "note.json" "$(completions ocamp get --filter not)"
 expect "files after a flag" "note.json" "$(completions ocamp explain edit --node node --calls not)"
-expect "nothing for a data path" "" "$(completions ocamp get no)"
+
+# As bash has the line while it is typed: it takes words apart at quotes and equal signs, and shows the whole line.
+# completions_of LINE LAST_WORD
+completions_of() {
+    local words
+    read -ra words <<<"$1"
+    COMP_LINE=$1
+    COMP_POINT=${#1}
+    words[${#words[@]} - 1]=$2
+    completions "${words[@]}"
+    COMP_LINE= COMP_POINT=0
+}
+ocamp node init "$work/line" --from "$TREE/share/oc-amplifier/examples/node" >/dev/null
+list=/optical-amplifier/amplifiers/amplifier
+expect "the root of the model" "/optical-amplifier/" "$(completions ocamp get "")"
+expect "nodes of the model" "$list/config/target-gain
+$list/config/target-gain-tilt" "$(completions ocamp get "$list/config/t")"
+expect "amplifiers of the node, in quotes" "\"${list}[name='0/2-AMP-BST']/
+\"${list}[name='0/2-AMP-PRE']/" "$(completions_of "ocamp get --node $work/line \"${list}[name='0/2" "\"${list}[name='0/2")"
+expect "behind an equal sign" "'0/2-AMP-BST']/
+'0/2-AMP-PRE']/" "$(completions_of "ocamp get -n $work/line \"${list}[name='0/2" "'0/2")"
+expect "amplifiers without quotes" "$list/
+${list}\\[name\\=\\'0/1-AMP-BST\\'\\]/
+${list}\\[name\\=\\'0/1-AMP-PRE\\'\\]/
+${list}\\[name\\=\\'0/2-AMP-BST\\'\\]/
+${list}\\[name\\=\\'0/2-AMP-PRE\\'\\]/" "$(completions_of "ocamp get -n $work/line $list" "$list" | grep -v amplifiers/$)"
+expect "amplifiers of the usual node" 4 "$(OCAMP_NODE=$work/line completions_of "ocamp get \"${list}[" "\"${list}[" | wc -l)"
+expect "ports of the native models" "\"/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']/
+\"/ots-oper/ots-ports/ots-port[name='Ots0/1/0/1']/" \
+    "$(completions_of "ocamp native get -n $work/line \"/ots-oper/ots-ports/ots-port[name='Ots0/1" "\"/ots-oper/ots-ports/ots-port[name='Ots0/1")"
+expect "a leaf ends its quotes" "\"$list/config/enabled\"" "$(completions_of "ocamp get \"$list/config/e" "\"$list/config/e")"
+expect "no such path" "" "$(completions ocamp get no)"
+expect "commands behind options" "watch" "$(completions ocamp --node "$work/line" wa)"
+expect "folders before the command" "node" "$(completions ocamp --node no)"

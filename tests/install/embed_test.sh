@@ -14,10 +14,13 @@ expect "native request" "$(cat "$here/embed_request.txt")" "$(cat "$work/with_cm
 
 export PKG_CONFIG_PATH=$TREE/$LIBDIR/pkgconfig
 expect "version of pkg-config" "$VERSION" "$(pkg-config --modversion oc-amplifier)"
-# shellcheck disable=SC2162 # pkg-config writes a backslash before the blanks of a path
+# pkg-config writes a backslash before the blanks of a path, which a read without -r takes away.
+# shellcheck disable=SC2162
 read -a flags <<<"$warnings $CXXFLAGS $(pkg-config --cflags oc-amplifier)"
+# shellcheck disable=SC2162
+read plugin <<<"$(pkg-config --variable=plugin oc-amplifier)"
 "$CXX" -std=c++11 "${flags[@]}" -rdynamic "$example/embed.cpp" -o "$work/embed" -ldl
-"$work/embed" "$(pkg-config --variable=plugin oc-amplifier)" 0/1-AMP-PRE >"$work/with_pkg_config"
+"$work/embed" "$plugin" 0/1-AMP-PRE >"$work/with_pkg_config"
 expect "native request of the program made with pkg-config" "$(cat "$here/embed_request.txt")" "$(cat "$work/with_pkg_config")"
 
 "$work/embed" "$work/no-such-plugin" 0/1-AMP-PRE >/dev/null 2>"$work/err" && fail "a missing plug-in is no failure"

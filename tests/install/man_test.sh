@@ -1,22 +1,36 @@
 #!/usr/bin/env bash
-# The man page tells every command and option that ocamp has and no other, and is clean to the formatter.
+# Every command has a man page that tells all its options and no other, the program's page lists every command, and all
+# pages are clean to the formatter.
 source "$(dirname "$0")/check.sh"
 
-page=$TREE/share/man/man1/ocamp.1
-text=$(groff -man -Tascii -ww -P-cbou "$page" 2>"$work/warnings")
-[ -s "$work/warnings" ] && fail "$(cat "$work/warnings")"
-grep -q "oc-amplifier $VERSION" <<<"$text" || fail "the page lacks version $VERSION"
-
-section() {
-    sed -n "/^$1\$/,/^[A-Z]/p" <<<"$text"
+# page NAME: the formatted page.
+page() {
+    local text
+    text=$(groff -man -Tascii -ww -P-cbou "$TREE/share/man/man${1##*.}/$1" 2>"$work/warnings")
+    [ -s "$work/warnings" ] && fail "$1: $(cat "$work/warnings")"
+    grep -q "oc-amplifier $VERSION" <<<"$text" || fail "$1 lacks version $VERSION"
+    printf '%s\n' "$text"
 }
-# Commands that only group others have no entry of their own.
-leaves=$(commands | while read -r command; do
-    help_of "$command" | grep -q '^Subcommands:' || echo "${command#ocamp }"
-done | sort)
-expect "commands of the man page" "$leaves" \
-    "$(section COMMANDS | sed -n 's/^ \{5,7\}\([a-z].*\)/\1/p' | sed 's/   .*//' | tr , '\n' | sed 's/^ *//' | sort)"
+# section TITLE, of a page from standard input
+section() {
+    sed -n "/^$1\$/,/^[A-Z]/p"
+}
 
-options=$(commands | while read -r command; do options_of "$command"; done | sort -u)
-expect "options of the man page" "$options" \
-    "$(section OPTIONS | grep -o '^ \{5,7\}-.*' | tr , '\n' | sed 's/^ *//; s/ .*//' | sort -u)"
+# Commands that only group others have no page of their own.
+leaves=$(commands | while read -r command; do
+    help_of "$command" | grep -q '^Subcommands:' || echo "${command// /-}"
+done | sort)
+expect "commands of ocamp.1" "$leaves" "$(page ocamp.1 | section COMMANDS | sed -n 's/^ *\(ocamp-[a-z-]*\)(1).*/\1/p' | sort)"
+expect "installed pages" "$(printf 'ocamp\n%s\n' "$leaves" | sort)" "$(cd "$TREE/share/man/man1" && printf '%s\n' *.1 | sed 's/\.1$//' | sort)"
+
+for name in $leaves; do
+    text=$(page "$name.1")
+    expect "options of $name.1" "$(options_of "${name//-/ }" | sort)" \
+        "$(section OPTIONS <<<"$text" | grep -oE '^ {5,7}-[^ ]+( --[^ ]+)?' | grep -oE -- '-[^ ,]+' | sort)"
+    grep -q "Exit status: 0 done" <<<"$text" || fail "$name.1 tells no exit status"
+done
+
+text=$(page ocamp-node.5)
+for file in node.db node.queue native/ sysdb/; do
+    grep -qF "$file" <<<"$text" || fail "ocamp-node.5 does not tell of $file"
+done

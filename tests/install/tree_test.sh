@@ -7,6 +7,9 @@ cmake --install "$BUILD" --prefix "$TREE" >/dev/null
 
 expected_files() {
     sed "s,LIBDIR,$LIBDIR," "$here/installed_files.txt"
+    commands | while read -r command; do
+        help_of "$command" | grep -q '^Subcommands:' || echo "share/man/man1/${command// /-}.1"
+    done
     cd "$here/../.."
     find examples -type f -printf 'share/oc-amplifier/%p\n'
     find yang -name '*.yang' -printf 'share/yang/modules/oc-amplifier/%P\n'

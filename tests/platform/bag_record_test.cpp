@@ -4,6 +4,7 @@
 #include "seam/codes.h"
 #include "support/files.h"
 #include "sysdb/bag_record.h"
+#include "sysdb/crc32.h"
 
 #include <arpa/inet.h>
 
@@ -22,6 +23,26 @@ using Bytes = std::vector<std::uint8_t>;
 
 BagToken token(BagType type, std::string name, BagToken::Value value) {
     return {type, std::move(name), std::move(value), {}};
+}
+
+TEST(Crc32, IsThatOfItsPublishedExample) {
+    const std::string_view digits = "123456789";
+    EXPECT_EQ(ocamp::crc32({reinterpret_cast<const std::uint8_t *>(digits.data()), digits.size()}), 0xcbf43926U);
+    EXPECT_EQ(ocamp::crc32({}), 0U);
+}
+
+TEST(Crc32, IsThatOfItsBytesOneByOne) {
+    Bytes bytes;
+    for (unsigned size = 0; size < 70; ++size) {
+        std::uint32_t one_by_one = 0;
+        for (const std::uint8_t &byte : bytes)
+            one_by_one = ocamp::crc32({&byte, 1}, one_by_one);
+        for (std::size_t split = 0; split <= bytes.size(); ++split) {
+            const std::span whole(bytes);
+            EXPECT_EQ(ocamp::crc32(whole.subspan(split), ocamp::crc32(whole.first(split))), one_by_one);
+        }
+        bytes.push_back(static_cast<std::uint8_t>(size * 151 + 7));
+    }
 }
 
 BagToken nest(BagType type, std::string name, std::vector<BagToken> tokens) {

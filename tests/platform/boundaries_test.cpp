@@ -5,6 +5,7 @@
 #include "log/log.h"
 #include "node/answer.h"
 #include "node/filter.h"
+#include "node/leaf_changes.h"
 #include "node/native_data.h"
 #include "node/native_edit.h"
 #include "node/node.h"

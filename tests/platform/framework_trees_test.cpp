@@ -92,9 +92,46 @@ TEST(PathText, StepsAreTagsWithoutPrefixes) {
     EXPECT_THAT(path_steps(""), IsEmpty());
     EXPECT_THAT(path_steps("/a//b"), IsEmpty());
     EXPECT_THAT(path_steps("/a/"), IsEmpty());
+    EXPECT_THAT(path_steps("/a:b:c/d"), ElementsAre("b:c", "d"));
     EXPECT_EQ(last_step("/a/x:b"), "b");
     EXPECT_EQ(last_step("/a/"), "");
     EXPECT_EQ(step_with_key("port", "name", "it's"), "port[name=\"it's\"]");
+}
+
+TEST(PathText, LeadsSomewhereWhenNoStepIsEmpty) {
+    for (const char *path : {"/a", "/a/b", "/p:a/p:b", "/a:b:c", "/:a", "/::"})
+        EXPECT_TRUE(leads_somewhere(path)) << path;
+    for (const char *path : {"", "a", "a/b", "/", "//", "/a/", "//a", "/a//b", "/p:", "/p:/a", "/a/p:", "/:"})
+        EXPECT_FALSE(leads_somewhere(path)) << path;
+}
+
+TEST(PathText, StepsAreTakenOneByOne) {
+    std::string_view path = "/p:a/b";
+    EXPECT_EQ(take_step(path), "a");
+    EXPECT_EQ(take_step(path), "b");
+    EXPECT_EQ(path, "");
+}
+
+TEST(OutputTree, GroupsOfWritesGoOnAfterOthers) {
+    const Write writes[] = {
+        {.path = "/l/e", .ns = "urn:m", .opens_list = true}, {.path = "/l/e/c/one", .ns = "urn:m", .value = "1"},
+        {.path = "/l/e/c/", .ns = "urn:m", .value = "lost"}, {.path = "/l/e/c/two", .ns = "urn:m", .value = "2"},
+        {.path = "/l/e", .ns = "urn:m", .opens_list = true}, {.path = "/l/e/c/one", .ns = "urn:m", .value = "3"},
+        {.path = "/l/x", .ns = "urn:m", .value = "4"},       {.path = "/l/e/c/two", .ns = "urn:m", .value = "5"},
+    };
+    const OutputTree tree(writes);
+    EXPECT_EQ(output_text(tree.roots()), "<l>\n"
+                                         "  <e>\n"
+                                         "    <c>\n"
+                                         "      <one> \"1\"\n"
+                                         "      <two> \"2\"\n"
+                                         "  <e>\n"
+                                         "    <c>\n"
+                                         "      <one> \"3\"\n"
+                                         "      <two> \"5\"\n"
+                                         "  <x> \"4\"\n");
+    ASSERT_EQ(tree.unplaced().size(), 1U);
+    EXPECT_EQ(tree.unplaced()[0].path, "/l/e/c/");
 }
 
 TEST(OutputTree, LeavesGoIntoTheEntryOpenedLast) {

@@ -8,6 +8,8 @@
 
 #include <ctime>
 
+#include <sys/resource.h>
+
 #include <gmock/gmock.h>
 
 using namespace ocamp;
@@ -354,6 +356,45 @@ TEST(EditRequests, ManySiblingsAreReadInTimeThatGrowsWithThem) {
     const std::clock_t begin = std::clock();
     EXPECT_EQ(edit(document + "}]}}").size(), 1U);
     EXPECT_LT((std::clock() - begin) / CLOCKS_PER_SEC, 10);
+}
+
+// The most memory that this process has had so far, in KiB.
+long most_memory() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+TEST(EditRequests, LongKeyTakesMemoryOnceHoweverMuchStandsBelow) {
+    const std::string key(200000, 'k');
+    std::string document = R"({"amplifiers": {"amplifier": [{"name": ")" + key + "\"";
+    for (int i = 0; i < 4000; ++i)
+        document += ", \"m:a" + std::to_string(i) + "\": 1";
+    const long before = most_memory();
+    EXPECT_EQ(edit(document + "}]}}").size(), 1U);
+    // Once for each node it would be 800 MB.
+    EXPECT_LT(most_memory() - before, 100L * 1024);
+}
+
+TEST(EditRequests, ManyKeysOfOneEntryAreRefusedInMemoryThatGrowsWithThem) {
+    std::string document = R"(<config xmlns="urn:ietf:params:xml:ns:netconf:base:1.0"><optical-amplifier xmlns=")" +
+                           std::string(openconfig_ns) + "\"><amplifiers><amplifier>";
+    for (int i = 0; i < 30000; ++i)
+        document += "<name>0/1-AMP-PRE</name>";
+    document += "</amplifier></amplifiers></optical-amplifier></config>";
+    const long before = most_memory();
+    EXPECT_THROW(EditRequest(openconfig_schema(), document, DefaultOperation::merge), RequestError);
+    EXPECT_LT(most_memory() - before, 100L * 1024);
+}
+
+TEST(EditRequests, SecondKeyOfAnEntryIsABadElement) {
+    try {
+        edit(R"({"amplifiers": {"amplifier": [{"name": "a", "openconfig-optical-amplifier:name": "b"}]}})");
+        FAIL();
+    } catch (const RequestError &error) {
+        EXPECT_EQ(error.path(), "/optical-amplifier/amplifiers/amplifier[name='a']/name");
+        EXPECT_EQ(error.tag(), error_tag::bad_element);
+    }
 }
 
 TEST(EditRequests, DeletedLeafHasNoValue) {

@@ -1,6 +1,7 @@
 // Native data: what a native request selects, how a native edit changes the configuration, and how answers are put
 // together from what was written.
 #include "node/answer.h"
+#include "node/leaf_changes.h"
 #include "node/native_data.h"
 #include "node/native_edit.h"
 #include "node/node.h"

@@ -56,6 +56,17 @@ TEST(NodeStages, AreThoseOfTheWorkThatIsDone) {
                                           entered(Stage::look_up), "leave"));
 }
 
+TEST(NodeStages, DatabaseIsOpenedAndLockedInOneOfThem) {
+    const Witness witness;
+    Database database(":memory:", Database::Mode::create);
+    const std::vector<std::string> once{entered(Stage::database), "leave"};
+    EXPECT_EQ(witness.seen, once);
+    { const ReadTransaction reading(database); }
+    EXPECT_EQ(witness.seen.size(), 3 * once.size());
+    { const Transaction writing(database); }
+    EXPECT_EQ(witness.seen.size(), 4 * once.size());
+}
+
 /// A database in memory with native documents.
 struct NativeDatabase {
     NativeDatabase() {

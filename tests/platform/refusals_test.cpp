@@ -81,6 +81,21 @@ TEST(RefusalTags, FitTheCodesOfWalkers) {
         EXPECT_EQ(RequestError(row.code, "/a").tag(), row.tag) << cerr_strerror(row.code);
 }
 
+TEST(TrimmedText, IsWithoutWhiteSpaceAroundIt) {
+    EXPECT_EQ(trimmed(" \t\r\na b \n"), "a b");
+    EXPECT_EQ(trimmed("a"), "a");
+    EXPECT_EQ(trimmed(" \n"), "");
+    EXPECT_EQ(trimmed("\va"), "\va");
+    EXPECT_EQ(without_leading_blanks(" \t\r\na b \n"), "a b \n");
+    EXPECT_EQ(without_leading_blanks(" \n"), "");
+}
+
+TEST(ComplaintOfTheJsonLibrary, IsWithoutItsNumber) {
+    EXPECT_EQ(without_error_number("[json.exception.parse_error.101] parse error: '[1] '"), "parse error: '[1] '");
+    EXPECT_EQ(without_error_number("parse error: '[1] '"), "parse error: '[1] '");
+    EXPECT_EQ(without_error_number(""), "");
+}
+
 TEST(ShortenedText, KeepsBeginningAndEndAndSaysHowLongItWas) {
     EXPECT_EQ(shortened("0123456789", 10), "0123456789");
     EXPECT_EQ(shortened("0123456789a", 8), "012345 ... [11 bytes] ... 9a");

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The rooms of the platform know what lies below them and nothing above: what a file includes says so.
+# The rooms of the platform, and the server on top of them, know what lies below them and nothing above: what a file
+# includes says so.
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../../platform"
 
@@ -28,4 +29,13 @@ for room in */; do
         complain "platform/$file includes $included, expected a header of: $room ${below[$room]-}"
     done < <(grep -rHoP '^\s*#\s*include\s*"\K[^"]+' "$room")
 done
+# The server lies above all of them, and below the programs; it knows no adapter.
+while IFS=: read -r file included; do
+    case $included in
+        yfw_platform.h | server/netconf/* | server/gnmi/*) ;;
+        server/*) continue ;;
+        */*) [[ -v below[${included%%/*}] ]] && continue ;;
+    esac
+    complain "server/$file includes $included, expected a header of the server or of the platform"
+done < <(cd ../server && grep -HoP '^\s*#\s*include\s*"\K[^"]+' ./*.h ./*.cpp | grep -v '^./protocols.cpp:')
 exit $status

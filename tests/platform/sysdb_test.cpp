@@ -20,6 +20,7 @@
 #include <sstream>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -406,6 +407,34 @@ TEST_F(SystemDatabaseFile, ACommitThatFailsInItsLastStepSaysThatTheChangeIsMade)
     }
     folders_cannot_be_synced = false;
     EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).list(ots_bind_point), Names{"a"});
+}
+
+using OpenFile = int (*)(const char *, int, int);
+OpenFile real_open = nullptr;
+
+// As on a disk without room for another file.
+int open_but_make_nothing(const char *path, int flags, int mode) {
+    if ((flags & O_CREAT) == 0 && (flags & O_TMPFILE) != O_TMPFILE)
+        return real_open(path, flags, mode);
+    errno = ENOSPC;
+    return -1;
+}
+
+TEST_F(SystemDatabaseFile, AJournalThatCannotBeMadeIsToldWithTheReason) {
+    SystemDatabase(file_, Database::Mode::create);
+    sqlite3_vfs *system = sqlite3_vfs_find(nullptr);
+    Database connection(file_, Database::Mode::read_write);
+    real_open = reinterpret_cast<OpenFile>(system->xGetSystemCall(system, "open"));
+    ASSERT_EQ(system->xSetSystemCall(system, "open", reinterpret_cast<sqlite3_syscall_ptr>(open_but_make_nothing)),
+              SQLITE_OK);
+    try {
+        const ocamp::Transaction transaction(connection);
+        ocamp::SystemDatabase(connection).put(ots_bind_point, "a", Bytes{1});
+        ADD_FAILURE() << "written";
+    } catch (const ocamp::SqliteError &error) {
+        EXPECT_EQ(error.what(), file_ + ": write: unable to open database file: No space left on device");
+    }
+    system->xSetSystemCall(system, "open", reinterpret_cast<sqlite3_syscall_ptr>(real_open));
 }
 
 TEST_F(SystemDatabaseFile, ATableThatIsNotAsMadeIsNamed) {

@@ -1,9 +1,14 @@
 // Trees of nodes as YangTree owns them, and the places that libyang's refusals carry.
+#include "support/same_text.h"
 #include "yang/error.h"
 #include "yang/models.h"
+#include "yang/modules.h"
 #include "yang/tree.h"
 
 #include <array>
+#include <cstdlib>
+#include <memory>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -81,9 +86,51 @@ TEST(YangTree, AnEntryNeedsEachOfItsKeys) {
     const lysc_node &list = *native_schema().find(&list_container, "interface-configuration");
     lyd_node *container = tree.add_container(nullptr, list_container);
     const std::array<std::string, 2> keys{"act", "Ots0/1/0/0"};
-    EXPECT_THROW(tree.add_entry(container, list, std::span(keys).first(1)), YangError);
+    EXPECT_THAT(
+        [&] { tree.add_entry(container, list, std::span(keys).first(1)); },
+        testing::ThrowsMessage<YangError>(testing::HasSubstr("list interface-configuration needs each of its keys")));
     const lyd_node *entry = tree.add_entry(container, list, keys);
     EXPECT_EQ(find_entry(tree.below(container), list, keys), entry);
+}
+
+// All carried modules as libyang compiles them from one of their texts, without what only people read.
+std::string compiled_from(const char *YangModule::*text) {
+    ly_ctx *made = nullptr;
+    ly_ctx_new(nullptr, LY_CTX_NO_YANGLIBRARY | LY_CTX_DISABLE_SEARCHDIRS, &made);
+    const std::unique_ptr<ly_ctx, decltype(&ly_ctx_destroy)> context(made, ly_ctx_destroy);
+    const auto provide = [](const char *name, const char *, const char *, const char *, void *chosen,
+                            LYS_INFORMAT *format, const char **module_text, ly_module_imp_data_free_clb *free_text) {
+        for (const YangModule &module : yang_modules()) {
+            if (module.name == name)
+                *module_text = module.*(*static_cast<const char * YangModule::**>(chosen));
+        }
+        *format = LYS_IN_YANG;
+        *free_text = nullptr;
+        return *module_text != nullptr ? LY_SUCCESS : LY_ENOTFOUND;
+    };
+    ly_ctx_set_module_imp_clb(context.get(), provide, static_cast<void *>(&text));
+    std::string all;
+    for (const YangModule &module : yang_modules()) {
+        const lys_module *loaded =
+            ly_ctx_load_module(context.get(), std::string(module.name).c_str(), nullptr, nullptr);
+        char *printed = nullptr;
+        if (loaded == nullptr || lys_print_mem(&printed, loaded, LYS_OUT_YANG_COMPILED, 0) != LY_SUCCESS)
+            return std::string(module.name) + ": cannot be compiled";
+        const std::unique_ptr<char, decltype(&std::free)> owned(printed, std::free);
+        all += printed;
+    }
+    static const std::regex for_people("\\n *(contact|description|organization|reference)[ \\n]+\"[^\"]*\";");
+    static const std::regex empty_block(" \\{\\s*\\}"), blank_lines("\\n+");
+    all = std::regex_replace(std::regex_replace(all, for_people, ""), empty_block, ";");
+    return std::regex_replace(all, blank_lines, "\n");
+}
+
+TEST(YangModules, TerseTextsAreTheSameModels) {
+    const std::string whole = compiled_from(&YangModule::text);
+    EXPECT_THAT(whole, HasSubstr("optics-ots-amplifier-gain"));
+    EXPECT_SAME_TEXT(compiled_from(&YangModule::terse), whole);
+    for (const YangModule &module : yang_modules())
+        EXPECT_LT(std::string_view(module.terse).size(), std::string_view(module.text).size()) << module.name;
 }
 
 TEST(YangError, CarriesThePathThatLibyangGives) {

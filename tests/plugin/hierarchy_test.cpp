@@ -156,7 +156,7 @@ TEST_P(HierarchyResult, OfAFailedPushEndsTheWalkUnderThatNode) {
         const Lines sequence = platform.calls();
         const size_t refused = position_of(sequence, pushing, nth);
         ASSERT_LT(refused + 1, sequence.size());
-        EXPECT_EQ(text_of(up_to(sequence, refused)), text_of(up_to(whole, refused))) << "push " << nth;
+        EXPECT_SAME_TEXT(text_of(up_to(sequence, refused)), text_of(up_to(whole, refused))) << "push " << nth;
         EXPECT_EQ(sequence[refused + 1], trc("End")) << "push " << nth;
         for (size_t i = refused + 1; i < sequence.size(); ++i)
             EXPECT_TRUE(only_leaves(sequence[i])) << "push " << nth << ": " << sequence[i];

@@ -66,7 +66,8 @@ TEST_P(ListInstances, AreVisitedOnceEachWhereverTheOwnEntryStands) {
         platform.list_instances.insert(platform.list_instances.begin() + static_cast<ptrdiff_t>(own_at), own);
         platform.forget_calls();
         EXPECT_EQ(walk(), CERR_SUCCESS);
-        EXPECT_EQ(text_of(visits()), text_of(lines(visited("own"), visited("second"), visited("third")))) << own_at;
+        EXPECT_SAME_TEXT(text_of(visits()), text_of(lines(visited("own"), visited("second"), visited("third"))))
+            << own_at;
         EXPECT_EQ(handler_runs(), 3U) << own_at;
         EXPECT_TRUE(platform.list_instances.empty()) << own_at;
     }
@@ -75,7 +76,7 @@ TEST_P(ListInstances, AreVisitedOnceEachWhereverTheOwnEntryStands) {
 TEST_P(ListInstances, AreAllVisitedWhenTheOwnEntryIsNotAmongThem) {
     platform.list_instances = {entry("third", YFW_OP_MERGE), entry("second", YFW_OP_MERGE)};
     EXPECT_EQ(walk(), CERR_SUCCESS);
-    EXPECT_EQ(text_of(visits()), text_of(lines(visited("own"), visited("second"), visited("third"))));
+    EXPECT_SAME_TEXT(text_of(visits()), text_of(lines(visited("own"), visited("second"), visited("third"))));
     EXPECT_EQ(handler_runs(), 3U);
 }
 
@@ -92,10 +93,11 @@ TEST_P(ListInstances, AreTakenOffTheStackBeforeTheirVisit) {
     const Lines calls = platform.calls_of({"yfw_map_util_itree_stack_size", "yfw_map_util_itree_stack_peak",
                                            "yfw_map_util_itree_stack_pop", "yfw_map_util_itree_stack_push",
                                            "yfw_map_add_to_node_hierarchy", "yfw_map_remove_from_node_hierarchy"});
-    EXPECT_EQ(text_of(calls),
-              text_of({push(node("own"), 2), pop(node("own")), "yfw_map_util_itree_stack_size",
-                       "yfw_map_util_itree_stack_peak ctx", "yfw_map_util_itree_stack_pop ctx", push(node("second"), 2),
-                       pop(node("second")), "yfw_map_util_itree_stack_peak ctx", "yfw_map_util_itree_stack_pop ctx"}));
+    EXPECT_SAME_TEXT(
+        text_of(calls),
+        text_of({push(node("own"), 2), pop(node("own")), "yfw_map_util_itree_stack_size",
+                 "yfw_map_util_itree_stack_peak ctx", "yfw_map_util_itree_stack_pop ctx", push(node("second"), 2),
+                 pop(node("second")), "yfw_map_util_itree_stack_peak ctx", "yfw_map_util_itree_stack_pop ctx"}));
 }
 
 TEST_P(ListInstances, AreDeletedAsRemovalsAndLeftWithTheirOperation) {
@@ -141,7 +143,7 @@ TEST_P(ListInstances, EndAtAStackThatGivesNoEntry) {
     const yfw_datatree *third = entry("third", YFW_OP_MERGE);
     platform.list_instances = {third, nullptr, entry("second", YFW_OP_MERGE)};
     EXPECT_EQ(walk(), CERR_SUCCESS);
-    EXPECT_EQ(text_of(visits()), text_of(lines(visited("own"), visited("second"))));
+    EXPECT_SAME_TEXT(text_of(visits()), text_of(lines(visited("own"), visited("second"))));
     EXPECT_EQ(platform.list_instances, (std::vector<const yfw_datatree *>{third, nullptr}));
     expect_said_end();
 }
@@ -158,7 +160,7 @@ TEST_P(ListInstances, ThatCannotBeEnteredFailTheWalk) {
     platform.list_instances = {entry("third", YFW_OP_MERGE), entry("second", YFW_OP_MERGE)};
     platform.answer("yfw_map_add_to_node_hierarchy", 0x77, 0, "<second>");
     EXPECT_EQ(walk(), 0x77U);
-    EXPECT_EQ(text_of(visits()), text_of(lines(visited("own"), push(node("second"), 2))));
+    EXPECT_SAME_TEXT(text_of(visits()), text_of(lines(visited("own"), push(node("second"), 2))));
     EXPECT_EQ(handler_runs(), 1U);
     expect_said_end();
 }
@@ -167,7 +169,7 @@ TEST_P(ListInstances, ThatCannotBeMadeCurrentFailTheWalk) {
     platform.list_instances = {entry("third", YFW_OP_MERGE), entry("second", YFW_OP_MERGE)};
     platform.answer("yfw_map_update_current_list_node", 0x88, 2);
     EXPECT_EQ(walk(), 0x88U);
-    EXPECT_EQ(text_of(visits()), text_of(lines(visited("own"), visited("second"))));
+    EXPECT_SAME_TEXT(text_of(visits()), text_of(lines(visited("own"), visited("second"))));
     EXPECT_EQ(handler_runs(), 1U);
 }
 
@@ -175,14 +177,14 @@ TEST_P(ListInstances, ThatCannotBeLeftFailTheWalk) {
     platform.list_instances = {entry("third", YFW_OP_MERGE), entry("second", YFW_OP_MERGE)};
     platform.answer("yfw_map_remove_from_node_hierarchy", 0x77, 0, "<second>");
     EXPECT_EQ(walk(), 0x77U);
-    EXPECT_EQ(text_of(visits()), text_of(lines(visited("own"), visited("second"))));
+    EXPECT_SAME_TEXT(text_of(visits()), text_of(lines(visited("own"), visited("second"))));
 }
 
 TEST_P(ListInstances, AreNotVisitedAfterTheOwnEntryFailed) {
     platform.list_instances = {entry("second", YFW_OP_MERGE), own};
     platform.answer("yfw_map_remove_from_node_hierarchy", 0x77, 0, "<own>");
     EXPECT_EQ(walk(), 0x77U);
-    EXPECT_EQ(text_of(visits()), text_of(visited("own")));
+    EXPECT_SAME_TEXT(text_of(visits()), text_of(visited("own")));
 }
 
 TEST_P(ListInstances, AreLeftToTheirWalkerInsideAWholeWalk) {
@@ -231,7 +233,7 @@ class SkippedInstances : public InstanceTest {
 TEST_F(SkippedInstances, OwnEntryHidesNoOther) {
     skip("own");
     EXPECT_EQ(walk(), CERR_SUCCESS);
-    EXPECT_EQ(text_of(opened_entries()), text_of({opened("own"), opened("second"), opened("third")}));
+    EXPECT_SAME_TEXT(text_of(opened_entries()), text_of({opened("own"), opened("second"), opened("third")}));
     expect_said_end();
 }
 
@@ -239,7 +241,7 @@ TEST_F(SkippedInstances, OwnEntryDoesNotHideTheFailureOfAnother) {
     skip("own");
     platform.answer("yfw_map_datatree_add_path_flagged", 0x99, 0, "source=" + node("second", YFW_OP_REMOVE));
     EXPECT_EQ(walk(), 0x99U);
-    EXPECT_EQ(text_of(opened_entries()), text_of({opened("own"), opened("second")}));
+    EXPECT_SAME_TEXT(text_of(opened_entries()), text_of({opened("own"), opened("second")}));
     expect_said_end();
 }
 

@@ -7,51 +7,47 @@
 
 namespace {
 
-const NativeModule optics_cfg{.name = "OpticsCfg",
-                              .prefix = "ymap_xo_oc_opt_amp_korvexcontrolleropticscfg_",
-                              .ns = ns::optics_cfg,
-                              .port = "Ots0/1/0/0",
-                              .state_reads_only = false,
-                              .names_unknown_tags = false,
-                              .reports_empty_entries = true,
-                              .broken_entries_lack_keys = false,
-                              .leaf_handlers_trace = true};
-const NativeModule ifmgr_cfg{.name = "IfmgrCfg",
-                             .prefix = "ymap_xo_oc_opt_amp_korvexifmgrcfg_",
-                             .ns = ns::ifmgr_cfg,
-                             .port = "Ots0/1/0/0",
-                             .state_reads_only = false,
-                             .names_unknown_tags = false,
-                             .reports_empty_entries = true,
-                             .broken_entries_lack_keys = false,
-                             .leaf_handlers_trace = true};
-const NativeModule ots_oper{.name = "OtsOper",
-                            .prefix = "ymap_xo_oc_opt_amp_korvexcontrollerorvo8otsoper_",
-                            .ns = ns::ots_oper,
-                            .port = "Ots0/1/0/0",
-                            .state_reads_only = true,
-                            .names_unknown_tags = true,
-                            .reports_empty_entries = false,
-                            .broken_entries_lack_keys = true,
-                            .leaf_handlers_trace = false};
-const NativeModule optics_oper{.name = "OpticsOper",
-                               .prefix = "ymap_xo_oc_opt_amp_korvexcontrolleropticsoper_",
-                               .ns = ns::optics_oper,
-                               .port = "Optics0/1/0/4",
+// The walkers of a configuration module and of an operational one, as most of them are. Without names.
+const NativeModule configuration{.name = "",
+                                 .prefix = "",
+                                 .ns = nullptr,
+                                 .port = "Ots0/1/0/0",
+                                 .state_reads_only = false,
+                                 .names_unknown_tags = false,
+                                 .reports_empty_entries = true,
+                                 .broken_entries_lack_keys = false,
+                                 .leaf_handlers_trace = true};
+const NativeModule operational{.name = "",
+                               .prefix = "",
+                               .ns = nullptr,
+                               .port = "Ots0/1/0/0",
                                .state_reads_only = true,
-                               .names_unknown_tags = false,
+                               .names_unknown_tags = true,
                                .reports_empty_entries = false,
                                .broken_entries_lack_keys = true,
                                .leaf_handlers_trace = false};
-const NativeModule pmengine_oper{.name = "PmengineOper",
-                                 .prefix = "ymap_xo_oc_opt_amp_korvexpmengineoper_",
-                                 .ns = ns::pmengine_oper,
-                                 .port = "Ots0/1/0/0",
-                                 .state_reads_only = true,
-                                 .names_unknown_tags = true,
-                                 .reports_empty_entries = false,
-                                 .broken_entries_lack_keys = true,
-                                 .leaf_handlers_trace = true};
+
+NativeModule like(NativeModule base, const std::string &name, const std::string &word, const char *ns) {
+    base.name = name;
+    base.prefix = "ymap_xo_oc_opt_amp_" + word + "_";
+    base.ns = ns;
+    return base;
+}
+
+const NativeModule optics_cfg = like(configuration, "OpticsCfg", "korvexcontrolleropticscfg", ns::optics_cfg);
+const NativeModule ifmgr_cfg = like(configuration, "IfmgrCfg", "korvexifmgrcfg", ns::ifmgr_cfg);
+const NativeModule ots_oper = like(operational, "OtsOper", "korvexcontrollerorvo8otsoper", ns::ots_oper);
+const NativeModule optics_oper = [] {
+    NativeModule module = like(operational, "OpticsOper", "korvexcontrolleropticsoper", ns::optics_oper);
+    module.port = "Optics0/1/0/4";
+    module.names_unknown_tags = false;
+    return module;
+}();
+const NativeModule pmengine_oper = [] {
+    NativeModule module = like(operational, "PmengineOper", "korvexpmengineoper", ns::pmengine_oper);
+    module.leaf_handlers_trace = true;
+    return module;
+}();
 
 // A node whose handler bears its own word.
 NativeNode container_of(const NativeModule &module, const std::string &parent, const std::string &word,

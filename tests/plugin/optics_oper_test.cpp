@@ -46,7 +46,7 @@ TEST_F(OpticsOper, OpticsPortBecomesASupervisoryChannel) {
         call(root_walker, tree(optics_oper({port("Optics0/1/0/4", {leaf("number", "1"), leaf("receive-power", "-250"),
                                                                    leaf("transmit-power", "125")})}))),
         CERR_SUCCESS);
-    EXPECT_EQ(text_of(searches()), text_of({search_list(oc_channel, "interface", "Optics0/1/0/4")}));
+    EXPECT_SAME_TEXT(text_of(searches()), text_of({search_list(oc_channel, "interface", "Optics0/1/0/4")}));
     expect_writes({add(oc_channel + "/interface", ns::openconfig, "Optics0/1/0/4"),
                    add(oc_channel + "/state/interface", ns::openconfig, "Optics0/1/0/4"),
                    add(input_power, ns::openconfig, "-2.50"), add(output_power, ns::openconfig, "1.25")});
@@ -60,9 +60,10 @@ TEST_F(OpticsOper, NodesAreEnteredRegisteredAndLeftInOrder) {
         {"yfw_map_add_to_node_hierarchy", "yfw_map_remove_from_node_hierarchy", "yfw_map_update_current_list_node",
          "yfw_add_to_output_list_ctx", "yfw_remove_from_output_list_ctx"});
     const Lines lane = entry_walked("optics-lane", optics_lane, {}, {});
-    EXPECT_EQ(text_of(hierarchy_calls),
-              text_of(entered("optics-oper", entered("optics-ports", entry_walked("optics-port", optics_list, {},
-                                                                                  entered("optics-lanes", lane))))));
+    EXPECT_SAME_TEXT(
+        text_of(hierarchy_calls),
+        text_of(entered("optics-oper", entered("optics-ports", entry_walked("optics-port", optics_list, {},
+                                                                            entered("optics-lanes", lane))))));
 }
 
 TEST_F(OpticsOper, KeysOfPortAndLaneAreMarked) {
@@ -162,12 +163,13 @@ class OpticsPort : public OpticsOper {
 
 TEST_F(OpticsPort, OfAChannelsRequestCreatesTheChannel) {
     EXPECT_EQ(handle("Optics0/1/0/4"), CERR_SUCCESS);
-    EXPECT_EQ(text_of(sequence()),
-              text_of(lines(trc("Start"), node_info(node("optics-port"), optics_list, "name"),
-                            trc("controller_name: Optics0/1/0/4"), optics_check("Optics0/1/0/4", "0/1-AMP-PRE", true),
-                            compare_path_trace(&request.reg_dup_datatree, oc_channel + "/interface"),
-                            trc("reg_dup_datatree key: "), search_list(oc_channel, "interface", "Optics0/1/0/4"),
-                            trc("End"))));
+    EXPECT_SAME_TEXT(
+        text_of(sequence()),
+        text_of(lines(trc("Start"), node_info(node("optics-port"), optics_list, "name"),
+                      trc("controller_name: Optics0/1/0/4"), optics_check("Optics0/1/0/4", "0/1-AMP-PRE", true),
+                      compare_path_trace(&request.reg_dup_datatree, oc_channel + "/interface"),
+                      trc("reg_dup_datatree key: "), search_list(oc_channel, "interface", "Optics0/1/0/4"),
+                      trc("End"))));
     EXPECT_THAT(messages(), testing::Contains(testing::StartsWith(trc("amplifier_name: "))));
 }
 
@@ -200,15 +202,16 @@ TEST_F(OpticsPort, NameOfNineteenCharactersMatchesItsKeyAndALongerOneDoesNot) {
         ask_for_channel(name);
         platform.forget_calls();
         const cerrno result = handle(name.c_str());
-        EXPECT_EQ(text_of(platform.calls()),
-                  text_of(lines(
-                      trc("Start"), node_info(node("optics-port"), optics_list, "name"),
-                      trc("controller_name: " + name), optics_check(name, "0/1-AMP-PRE", true), trc("amplifier_name: "),
-                      compare_path_trace(&request.reg_dup_datatree, oc_channel + "/interface"),
-                      trc("reg_dup_datatree key: " + name.substr(0, 19)),
-                      result == CERR_SUCCESS ? lines(search_list(oc_channel, "interface", name), trc("End"))
-                                             : Lines{err("controller_name [" + name + "] does not match with key [" +
-                                                         name.substr(0, 19) + "], discard it!")})));
+        EXPECT_SAME_TEXT(text_of(platform.calls()),
+                         text_of(lines(trc("Start"), node_info(node("optics-port"), optics_list, "name"),
+                                       trc("controller_name: " + name), optics_check(name, "0/1-AMP-PRE", true),
+                                       trc("amplifier_name: "),
+                                       compare_path_trace(&request.reg_dup_datatree, oc_channel + "/interface"),
+                                       trc("reg_dup_datatree key: " + name.substr(0, 19)),
+                                       result == CERR_SUCCESS
+                                           ? lines(search_list(oc_channel, "interface", name), trc("End"))
+                                           : Lines{err("controller_name [" + name + "] does not match with key [" +
+                                                       name.substr(0, 19) + "], discard it!")})));
         return result;
     };
     EXPECT_EQ(asked(nineteen), CERR_SUCCESS);

@@ -324,7 +324,7 @@ void PluginTest::expect_refuses_missing_nodes(const std::string &name, bool trac
         platform.forget_calls();
         EXPECT_EQ(handler(ctx, input_missing ? nullptr : in, input_missing ? &out : nullptr), YMAP_RC_INVALID_ARGS)
             << name;
-        EXPECT_EQ(text_of(platform.calls()), text_of(expected)) << name;
+        EXPECT_SAME_TEXT(text_of(platform.calls()), text_of(expected)) << name;
     }
     EXPECT_EQ(request.error_path, nullptr) << name;
 }
@@ -336,7 +336,7 @@ void PluginTest::expect_container_refuses_missing_nodes(const std::string &name)
         platform.forget_calls();
         EXPECT_EQ(handler(ctx, input_missing ? nullptr : in, 1, input_missing ? &out : nullptr), YMAP_RC_INVALID_ARGS)
             << name;
-        EXPECT_EQ(text_of(platform.calls()), text_of(lines(trc("Start"), missing_node()))) << name;
+        EXPECT_SAME_TEXT(text_of(platform.calls()), text_of(lines(trc("Start"), missing_node()))) << name;
     }
     EXPECT_EQ(request.error_path, nullptr) << name;
 }

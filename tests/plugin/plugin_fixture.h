@@ -9,6 +9,7 @@
 
 #include "plugin_under_test.h"
 #include "recording_platform.h"
+#include "same_text.h"
 #include "tree.h"
 
 using Lines = std::vector<std::string>;
@@ -143,26 +144,28 @@ class PluginTest : public ::testing::Test {
     }
 
     /// Compares the whole sequence of calls.
-    void expect_calls(const Lines &expected) const { EXPECT_EQ(text_of(platform.calls()), text_of(expected)); }
+    void expect_calls(const Lines &expected) const { EXPECT_SAME_TEXT(text_of(platform.calls()), text_of(expected)); }
     /// Compares the sequence without messages, delete questions and list-instance questions: what walkers do.
     Lines actions() const;
-    void expect_actions(const Lines &expected) const { EXPECT_EQ(text_of(actions()), text_of(expected)); }
+    void expect_actions(const Lines &expected) const { EXPECT_SAME_TEXT(text_of(actions()), text_of(expected)); }
     /// Compares the whole sequence but for "Start" and "End" lines.
     void expect_content(const Lines &expected) const {
-        EXPECT_EQ(text_of(without_brackets(platform.calls())), text_of(without_brackets(expected)));
+        EXPECT_SAME_TEXT(text_of(without_brackets(platform.calls())), text_of(without_brackets(expected)));
     }
     /// Compares only what is written into the output tree.
-    void expect_writes(const Lines &expected) const { EXPECT_EQ(text_of(writes()), text_of(expected)); }
+    void expect_writes(const Lines &expected) const { EXPECT_SAME_TEXT(text_of(writes()), text_of(expected)); }
     Lines writes() const { return platform.calls_of({"yfw_map_datatree_add_path_flagged"}); }
     Lines messages() const { return platform.calls_of({"_xos_dt_log_filter_adv"}); }
     Lines searches() const { return platform.calls_of({"yfw_map_search_or_add_list"}); }
     std::string error_path() const { return request.error_path == nullptr ? "none" : request.error_path; }
     /// The calls in order, each message led by the function that reports it. Needs lightweight_on().
     Lines named_calls() const;
-    void expect_named_calls(const Lines &expected) const { EXPECT_EQ(text_of(named_calls()), text_of(expected)); }
+    void expect_named_calls(const Lines &expected) const {
+        EXPECT_SAME_TEXT(text_of(named_calls()), text_of(expected));
+    }
     /// Functions that traced "Start", in order. Needs lightweight_on().
     Lines started() const;
-    void expect_started(const Lines &expected) const { EXPECT_EQ(text_of(started()), text_of(expected)); }
+    void expect_started(const Lines &expected) const { EXPECT_SAME_TEXT(text_of(started()), text_of(expected)); }
 
     /// Missing input and missing output: "Start" when the function traces it, the report, the code.
     void expect_refuses_missing_nodes(const std::string &name, bool traces_start);

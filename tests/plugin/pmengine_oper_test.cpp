@@ -531,6 +531,18 @@ TEST_P(PmStatistic, PortNameOfNineteenCharactersIsReadWholeAndALongerOneCut) {
     }
 }
 
+// The last of the nineteen tells the booster from the pre-amplifier.
+TEST_P(PmStatistic, PartnerOfAPortIsFormedFromAllNineteenCharacters) {
+    const std::string nineteen = "Ots0/1/0/0000000001";
+    ASSERT_EQ(nineteen.size(), 19U);
+    stand_in(nineteen);
+    ask_for_amplifiers();
+    measure("Ots0_1_0_0", GetParam().native_name.c_str(), "4");
+    EXPECT_EQ(call(converter("input_power_c_band"), tree(leaf("average", "77"))), CERR_SUCCESS);
+    EXPECT_THAT(messages(), testing::Contains(trc("ampli_key:  0/1-AMP-BST ")));
+    expect_writes({write(amplifier_state + "input-power-c-band/", "4")});
+}
+
 TEST_P(PmStatistic, NoPortHistoryIsNoPort) {
     for (const char *what : {"output_power_c_band", "input_power_c_band", "ampli_gain", "ampli_gain_tilt"})
         EXPECT_EQ(call(converter(what), tree(leaf("average", "1"))), CERR_SUCCESS);

@@ -75,6 +75,7 @@ TEST(Rows, MappingReferenceIsCurrent) {
 
 TEST(Rows, DeviationsModuleIsCurrent) {
     EXPECT_SAME_TEXT(file("yang/openconfig-optical-amplifier-deviations.yang"), rows("deviations"));
+    EXPECT_SAME_TEXT(file("docs/errors.md"), rows("errors"));
 }
 
 TEST(Rows, NameEveryLeafOfTheModelAndNoOther) {
@@ -111,6 +112,14 @@ TEST(Rows, EveryServedLeafIsAnsweredFromANativeLeaf) {
         for (const size_t native_leaf_module_converter_unit : {3U, 4U, 6U, 7U})
             EXPECT_GT(cells[native_leaf_module_converter_unit].size(), 2U) << path;
     }
+}
+
+TEST(Rows, TableOfThePlatformHasEveryServedLeafAndNoOther) {
+    const std::string table = rows("table");
+    for (const std::string &path : leaves_of_rows({"served"}))
+        EXPECT_NE(table.find("{\"" + path + "\", \"/"), std::string::npos) << path;
+    for (const std::string &path : leaves_of_rows({"unsupported"}))
+        EXPECT_EQ(table.find("{\"" + path + "\", "), std::string::npos) << path;
 }
 
 TEST(Rows, WrongUseIsRefused) {

@@ -71,6 +71,8 @@ class Descriptors {
         else
             posix_spawn_file_actions_addopen(&actions_, descriptor, file.c_str(), flags, 0600);
     }
+    // Those that whoever runs the tests has left open: a program that is short of descriptors would miss them.
+    void close_others() { posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1); }
     const posix_spawn_file_actions_t *get() const noexcept { return &actions_; }
 
   private:
@@ -94,6 +96,7 @@ int spawn(const Launch &launch, const MemoryFile &in, const MemoryFile &out, con
         else
             descriptors.lead(i, *kept[std::size_t(i)]);
     }
+    descriptors.close_others();
     std::vector<char *> words = pointers(launch.words);
     words.push_back(nullptr);
     std::vector<char *> environment = pointers(launch.environment);

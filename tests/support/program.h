@@ -19,7 +19,7 @@ struct Launch {
     std::vector<std::string> words;            ///< the program's file and its arguments
     std::string input = {};                    ///< standard input
     std::vector<std::string> environment = {}; ///< "NAME=value" each, besides this program's own
-    /// Descriptors that lead into a file, which is made if need be, or are closed (no file) instead of being kept.
+    /// Standard descriptors that lead into a file, made if need be, or are closed (no file) instead of being kept.
     std::map<int, std::filesystem::path> redirected = {};
 };
 

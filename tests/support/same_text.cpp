@@ -22,6 +22,16 @@ std::vector<std::string> lines_of(const std::string &text) {
 
 } // namespace
 
+std::string in_lines(const std::string &text) {
+    std::string lines;
+    for (const char character : text) {
+        lines += character;
+        if (character == ',' || character == '{' || character == '[')
+            lines += '\n';
+    }
+    return lines;
+}
+
 testing::AssertionResult same_text(const char *actual_words, const char *expected_words, const std::string &actual,
                                    const std::string &expected) {
     if (actual == expected)

@@ -7,6 +7,10 @@
 
 namespace support {
 
+/// A text without line ends as one of many lines, broken behind each comma and opening bracket, so that a comparison
+/// can show the parts that differ.
+std::string in_lines(const std::string &text);
+
 /// For EXPECT_SAME_TEXT.
 testing::AssertionResult same_text(const char *actual_words, const char *expected_words, const std::string &actual,
                                    const std::string &expected);

@@ -1,0 +1,331 @@
+// Sessions, and the way of a request: limits, its turn, roles, and the datastores. Knows neither protocols nor what is
+// in a request.
+#include "server/core.h"
+
+#include "server/datastores.h"
+#include "server/feed.h"
+#include "server/roles.h"
+#include "server/worker.h"
+
+#include <algorithm>
+#include <atomic>
+#include <future>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace ocamp::server {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// One server at a time.
+constexpr std::string_view serving = "serving";
+
+std::int64_t milliseconds_since(Clock::time_point begin) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin).count();
+}
+
+} // namespace
+
+class Core::Impl {
+  public:
+    Impl(const CoreSettings &settings, EventLog &log)
+        : limits_(settings.limits), log_(log), folder_(settings.service.node),
+          // A folder that is no node gets no folder of a server's.
+          checked_((Node(settings.service.node, Node::Access::read), true)), alone_(folder_, serving, false),
+          log_ins_(folder_, log), datastores_(settings, folder_, log, feed_),
+          started_(std::chrono::system_clock::now()), worker_(std::in_place, [this] { return datastores_.tick(); }) {}
+
+    const Limits &limits() const noexcept { return limits_; }
+    EventLog &log() noexcept { return log_; }
+    LogIns &log_ins() noexcept { return log_ins_; }
+    const StateFolder &state_folder() const noexcept { return folder_; }
+
+    SessionId open_session(const Principal &principal, const Peer &peer, EndOfSession on_end) {
+        const std::lock_guard guard(mutex_);
+        refuse_session(principal);
+        const SessionId id = ++last_session_;
+        const SessionInfo info{id, principal, peer, std::chrono::system_clock::now()};
+        sessions_.emplace(id, Session{info, std::move(on_end), 0});
+        worker_->post_urgent([this, info] {
+            log_.write(Severity::info, "session-start",
+                       {{"session", info.id},
+                        {"user", info.principal.user},
+                        {"role", word_of(info.principal.role)},
+                        {"protocol", info.peer.protocol},
+                        {"address", info.peer.address}});
+            feed_.tell(SessionStarted{info});
+        });
+        return id;
+    }
+
+    void close_session(SessionId id, SessionEnd reason) {
+        const std::lock_guard guard(mutex_);
+        if (std::optional<Session> session = take_session(id))
+            worker_->post_urgent([this, info = session->info, reason] { clean_up(info, reason, no_session); });
+    }
+
+    void submit(SessionId id, Operation operation, Completion completion) {
+        {
+            const std::lock_guard guard(mutex_);
+            const auto found = sessions_.find(id);
+            if (found == sessions_.end())
+                return;
+            if (found->second.in_flight < limits_.requests_in_flight) {
+                ++found->second.in_flight;
+                worker_->post(id, [this, info = found->second.info, operation = std::move(operation),
+                                   completion = std::move(completion)] { work(info, operation, completion); });
+                return;
+            }
+        }
+        ++refused_;
+        completion(Refusal{.tag = ErrorTag::resource_denied,
+                           .reason = fmt::format("{} requests of this session wait already, expected at most that",
+                                                 limits_.requests_in_flight)});
+    }
+
+    Subscription subscribe(Interest interest, Listener listener) {
+        Subscription subscription = feed_.subscribe(interest, std::move(listener));
+        worker_->post_urgent([this] { datastores_.listeners_changed(); });
+        return subscription;
+    }
+
+    std::vector<SessionInfo> sessions() const {
+        const std::lock_guard guard(mutex_);
+        std::vector<SessionInfo> infos;
+        for (const auto &[id, session] : sessions_)
+            infos.push_back(session.info);
+        return infos;
+    }
+
+    std::vector<LockInfo> locks() const { return datastores_.locks(); }
+
+    CoreStatistics statistics() const {
+        const std::lock_guard guard(mutex_);
+        return {started_, carried_out_, refused_, last_session_};
+    }
+
+    void stop() noexcept {
+        std::vector<EndOfSession> ends;
+        {
+            const std::lock_guard guard(mutex_);
+            if (stopping_)
+                return;
+            stopping_ = true;
+            while (!sessions_.empty()) {
+                Session session = *take_session(sessions_.begin()->first);
+                worker_->post_urgent([this, info = session.info] { clean_up(info, SessionEnd::shutdown, no_session); });
+                ends.push_back(std::move(session.on_end));
+            }
+            worker_->post_urgent([this] { take_back_what_is_pending(); });
+        }
+        for (const EndOfSession &on_end : ends) {
+            if (on_end)
+                on_end(SessionEnd::shutdown, no_session);
+        }
+        worker_.reset();
+    }
+
+  private:
+    struct Session {
+        SessionInfo info;
+        EndOfSession on_end;
+        std::size_t in_flight;
+    };
+
+    // With the lock held.
+    void refuse_session(const Principal &principal) const {
+        if (stopping_)
+            throw SessionRefused("the server ends");
+        if (sessions_.size() >= limits_.sessions)
+            throw SessionRefused(fmt::format("{} sessions are open, expected at most that", limits_.sessions));
+        const auto own = std::count_if(sessions_.begin(), sessions_.end(), [&](const auto &entry) {
+            return entry.second.info.principal.user == principal.user;
+        });
+        if (static_cast<std::size_t>(own) >= limits_.sessions_per_user)
+            throw SessionRefused(fmt::format("{} sessions of user {} are open, expected at most that",
+                                             limits_.sessions_per_user, principal.user));
+    }
+
+    // With the lock held. None when there is no such session.
+    std::optional<Session> take_session(SessionId id) {
+        const auto found = sessions_.find(id);
+        if (found == sessions_.end())
+            return std::nullopt;
+        std::optional<Session> session(std::move(found->second));
+        sessions_.erase(found);
+        worker_->drop(id);
+        return session;
+    }
+
+    // What follows runs in the worker's thread.
+
+    void work(const SessionInfo &caller, const Operation &operation, const Completion &completion) {
+        const Clock::time_point begin = Clock::now();
+        Outcome outcome = carry_out(caller, operation);
+        {
+            const std::lock_guard guard(mutex_);
+            const auto found = sessions_.find(caller.id);
+            if (found != sessions_.end())
+                --found->second.in_flight;
+        }
+        const auto *refusal = std::get_if<Refusal>(&outcome);
+        ++(refusal != nullptr ? refused_ : carried_out_);
+        if (refusal != nullptr)
+            log_refusal(caller, operation, *refusal, milliseconds_since(begin));
+        completion(std::move(outcome));
+    }
+
+    Outcome carry_out(const SessionInfo &caller, const Operation &operation) {
+        try {
+            check_role(caller.principal, operation);
+            return std::visit([&](const auto &asked) { return carry_out_one(caller, asked); }, operation);
+        } catch (const std::exception &error) {
+            return refusal_of(error);
+        }
+    }
+
+    template <class Asked>
+    Result carry_out_one(const SessionInfo &caller, const Asked &asked) {
+        return datastores_.carry_out(caller, asked);
+    }
+    Result carry_out_one(const SessionInfo &, const Wait &) { return {}; }
+    Result carry_out_one(const SessionInfo &caller, const KillSession &kill) {
+        if (kill.session == caller.id)
+            throw RequestError(error_tag::invalid_value, "", "a session cannot kill itself, expected another's number");
+        std::optional<Session> session;
+        {
+            const std::lock_guard guard(mutex_);
+            session = take_session(kill.session);
+        }
+        if (!session)
+            throw RequestError(error_tag::invalid_value, "", fmt::format("no session {}", kill.session));
+        clean_up(session->info, SessionEnd::killed, caller.id);
+        if (session->on_end)
+            session->on_end(SessionEnd::killed, caller.id);
+        return {};
+    }
+
+    void log_refusal(const SessionInfo &caller, const Operation &operation, const Refusal &refusal,
+                     std::int64_t milliseconds) {
+        const bool denied = refusal.tag == ErrorTag::access_denied;
+        log_.write(denied ? Severity::warning : Severity::info, denied ? "access-denied" : "refused",
+                   {{"session", caller.id},
+                    {"user", caller.principal.user},
+                    {"address", caller.peer.address},
+                    {"operation", word_of(operation)},
+                    {"tag", word_of(refusal.tag)},
+                    {"path", refusal.path},
+                    {"reason", refusal.reason},
+                    {"milliseconds", milliseconds}});
+    }
+
+    void clean_up(const SessionInfo &info, SessionEnd reason, SessionId by) {
+        datastores_.session_ended(info);
+        log_.write(Severity::info, "session-end",
+                   {{"session", info.id},
+                    {"user", info.principal.user},
+                    {"address", info.peer.address},
+                    {"reason", word_of(reason)},
+                    {"by", by}});
+        feed_.tell(SessionEnded{info, reason, by});
+    }
+
+    void take_back_what_is_pending() {
+        try {
+            datastores_.stop();
+        } catch (const std::exception &error) {
+            // The next server takes it back.
+            log_.write(Severity::error, "roll-back-failed", {{"reason", error.what()}});
+        }
+    }
+
+    const Limits limits_;
+    EventLog &log_;
+    const StateFolder folder_;
+    const bool checked_;
+    const StateFolder::Hold alone_;
+    LogIns log_ins_;
+    Feed feed_;
+    Datastores datastores_;
+    const std::chrono::system_clock::time_point started_;
+    std::atomic<std::uint64_t> carried_out_{0}, refused_{0};
+    mutable std::mutex mutex_; // guards what follows
+    std::map<SessionId, Session> sessions_;
+    SessionId last_session_ = no_session;
+    bool stopping_ = false;
+    std::optional<Worker> worker_; // ends first
+};
+
+Core::Core(const CoreSettings &settings, EventLog &log) : impl_(std::make_unique<Impl>(settings, log)) {}
+
+Core::~Core() {
+    stop();
+}
+
+const Limits &Core::limits() const noexcept {
+    return impl_->limits();
+}
+
+EventLog &Core::log() noexcept {
+    return impl_->log();
+}
+
+LogIns &Core::log_ins() noexcept {
+    return impl_->log_ins();
+}
+
+const StateFolder &Core::state_folder() const noexcept {
+    return impl_->state_folder();
+}
+
+SessionId Core::open_session(const Principal &principal, const Peer &peer, EndOfSession on_end) {
+    return impl_->open_session(principal, peer, std::move(on_end));
+}
+
+void Core::close_session(SessionId session, SessionEnd reason) {
+    impl_->close_session(session, reason);
+}
+
+void Core::submit(SessionId session, Operation operation, Completion completion) {
+    impl_->submit(session, std::move(operation), std::move(completion));
+}
+
+Outcome Core::carry_out(SessionId session, Operation operation) {
+    auto promise = std::make_shared<std::promise<Outcome>>();
+    std::future<Outcome> outcome = promise->get_future();
+    submit(session, std::move(operation),
+           [promise = std::move(promise)](Outcome result) { promise->set_value(std::move(result)); });
+    try {
+        return outcome.get();
+    } catch (const std::future_error &) {
+        // The request was dropped, and the promise with it.
+        return Refusal{.tag = ErrorTag::operation_failed, .reason = "the session has ended"};
+    }
+}
+
+Subscription Core::subscribe(Interest interest, Listener listener) {
+    return impl_->subscribe(interest, std::move(listener));
+}
+
+std::vector<SessionInfo> Core::sessions() const {
+    return impl_->sessions();
+}
+
+std::vector<LockInfo> Core::locks() const {
+    return impl_->locks();
+}
+
+CoreStatistics Core::statistics() const {
+    return impl_->statistics();
+}
+
+void Core::stop() noexcept {
+    impl_->stop();
+}
+
+} // namespace ocamp::server

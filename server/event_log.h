@@ -1,0 +1,49 @@
+// One structured line an event on standard error, for people or as JSON. Knows no event.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <variant>
+
+namespace ocamp::server {
+
+/// How lines look: "2026-11-21T20:15:03.123Z info log-in user=ada address=127.0.0.1", or the same as a JSON object.
+enum class LogFormat { text, json };
+
+/// How much an event matters.
+enum class Severity { info, warning, error };
+
+/// A word of an event and its value. Refers to the caller's texts.
+struct LogField {
+    template <class Value>
+    LogField(std::string_view name_, const Value &value_) : name(name_) {
+        if constexpr (std::is_same_v<Value, bool>)
+            value = value_;
+        else if constexpr (std::is_integral_v<Value>)
+            value = static_cast<std::int64_t>(value_);
+        else
+            value = std::string_view(value_);
+    }
+
+    std::string_view name;
+    std::variant<std::string_view, std::int64_t, bool> value;
+};
+
+/// Safe from any thread. A line is written by one call, whatever is in the values; what cannot be written is lost.
+class EventLog {
+  public:
+    /// `descriptor` stays the caller's.
+    explicit EventLog(LogFormat format, int descriptor = 2) noexcept : format_(format), descriptor_(descriptor) {}
+
+    /// `event`: a word with hyphens, such as "log-in-refused". Long values are shortened.
+    void write(Severity severity, std::string_view event, std::initializer_list<LogField> fields = {}) noexcept;
+
+  private:
+    LogFormat format_;
+    int descriptor_;
+};
+
+} // namespace ocamp::server

@@ -1,0 +1,112 @@
+// Log-ins: who may in, and how long an address has to wait that guessed wrong. Knows no protocol.
+#pragma once
+
+#include "server/event_log.h"
+#include "server/identity.h"
+#include "server/users.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <unordered_map>
+
+namespace ocamp::server {
+
+/// How long an address waits after wrong guesses. Keeps a bounded number of addresses, the latest. Not locked.
+class LogInDelays {
+  public:
+    using Clock = std::chrono::steady_clock;
+
+    /// When an attempt that comes now may be looked at. Takes the place: the next one comes a wait later.
+    Clock::time_point next_turn(const std::string &address, Clock::time_point now);
+    /// A wrong guess: from the third on the wait is 1 s and doubles up to 60 s. An address that was quiet for ten
+    /// minutes begins anew.
+    void failed(const std::string &address, Clock::time_point now);
+    /// A right one: the address begins anew.
+    void succeeded(const std::string &address);
+
+    static constexpr std::size_t most_addresses = 4096;
+
+  private:
+    struct Entry {
+        std::string address;
+        unsigned failures = 0;
+        Clock::time_point last = {};  // attempt
+        Clock::time_point until = {}; // the next turn
+    };
+
+    Entry &entry(const std::string &address, Clock::time_point now);
+    static Clock::duration wait_after(unsigned failures) noexcept;
+
+    std::list<Entry> latest_first_;
+    std::unordered_map<std::string, std::list<Entry>::iterator> by_address_;
+};
+
+/// Who may in; none: refused, and the client is told nothing more.
+using LogInAnswer = std::optional<Principal>;
+
+/// Checks attempts against the users, slows them by address, and logs each. Safe from any thread.
+class LogIns {
+  public:
+    /// Both outlive this. Throws StateError.
+    LogIns(const StateFolder &folder, EventLog &log);
+    /// Attempts that wait are dropped unanswered.
+    ~LogIns();
+    LogIns(const LogIns &) = delete;
+    LogIns &operator=(const LogIns &) = delete;
+
+    /// Checks a password in a thread of its own, when the address need not wait any more: attempts of one address come
+    /// one wait after the other, however many there are at a time. `answer` is called there, once, and only hands over.
+    /// More than most_waiting attempts are refused at once, in the caller's thread.
+    void password(const Peer &peer, std::string_view user, std::string_view password,
+                  std::function<void(const LogInAnswer &answer)> answer);
+
+    /// A public key of that type and in base64, as PublicKey has them. Without a `proven` signature the attempt only
+    /// asks whether the key would do, and is not logged.
+    LogInAnswer public_key(const Peer &peer, std::string_view user, std::string_view type, std::string_view blob,
+                           bool proven);
+
+    /// A user whose name the protocol has proved otherwise, such as by a client certificate.
+    LogInAnswer certificate(const Peer &peer, std::string_view user);
+
+    /// Reads the users anew; sessions that are there stay. Throws StateError; the users are as before then.
+    void reload();
+
+    static constexpr std::size_t most_waiting = 256;
+
+  private:
+    using Clock = LogInDelays::Clock;
+    struct Attempt {
+        Peer peer;
+        std::string user, password;
+        std::function<void(const LogInAnswer &)> answer;
+    };
+
+    std::optional<User> find(std::string_view user) const;
+    LogInAnswer tell(const Peer &peer, std::string_view user, std::string_view method,
+                     const std::optional<User> &found);
+    void check(const Attempt &attempt);
+    void run();
+
+    const StateFolder &folder_;
+    EventLog &log_;
+    const std::string nobodys_hash_; // hashed against when there is no such user, so that both take as long
+
+    mutable std::mutex mutex_; // guards what follows
+    std::condition_variable changed_;
+    Users users_;
+    LogInDelays delays_;
+    std::multimap<Clock::time_point, Attempt> waiting_; // by when they may be looked at
+    bool ending_ = false;
+    std::thread thread_;
+};
+
+} // namespace ocamp::server

@@ -1,0 +1,13 @@
+# Writes the YANG modules named in MODULES (paths separated by "|") into the C++ source OUTPUT, as text literals.
+string(REPLACE "|" ";" module_files "${MODULES}")
+set(source "// Generated from YANG modules. Knows nothing but their texts.\n#include \"server/netconf/modules.h\"\n\n")
+string(APPEND source "namespace ocamp::netconf {\n\nnamespace {\n\nconstexpr YangModule carried_modules[] = {\n")
+foreach(file IN LISTS module_files)
+    get_filename_component(name "${file}" NAME_WE)
+    string(REGEX REPLACE "@.*" "" name "${name}")
+    file(READ "${file}" text)
+    string(APPEND source "    {\"${name}\", R\"__yang__(${text})__yang__\"},\n")
+endforeach()
+string(APPEND source "};\n\n} // namespace\n\nstd::span<const YangModule> netconf_modules() noexcept {\n")
+string(APPEND source "    return carried_modules;\n}\n\n} // namespace ocamp::netconf\n")
+file(WRITE "${OUTPUT}" "${source}")

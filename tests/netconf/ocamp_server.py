@@ -1,0 +1,90 @@
+"""A server on a fresh example node for tests: made, started, killed, started again. Knows no protocol.
+
+Programs and the example come from the environment: OCAMP, OCAMPD, EXAMPLE_NODE.
+"""
+
+import os
+import select
+import signal
+import subprocess
+import tempfile
+import unittest
+
+PASSWORD = "correct horse"
+USERS = {"ada": "admin", "olga": "operator", "rita": "reader"}
+
+
+class Server:
+    """One ocampd in front of the node; options as on its command line."""
+
+    def __init__(self, node, *options):
+        self.node = node
+        self.options = options
+        self.start()
+
+    def start(self, *more):
+        self.log = open(self.node + ".log", "ab")
+        self.process = subprocess.Popen(
+            [os.environ["OCAMPD"], "--node", self.node, "--netconf", "127.0.0.1:0", *self.options, *more],
+            stdout=subprocess.PIPE,
+            stderr=self.log,
+        )
+        readable, _, _ = select.select([self.process.stdout], [], [], 30)
+        line = self.process.stdout.readline().decode() if readable else ""
+        if not line.startswith("ready"):
+            raise RuntimeError("no server: %r, %s" % (line, self.read_log()))
+        self.port = int(line.rsplit(":", 1)[1])
+
+    def kill(self):
+        self.end(signal.SIGKILL)
+
+    def stop(self):
+        return self.end(signal.SIGTERM)
+
+    def end(self, number):
+        self.process.send_signal(number)
+        status = self.process.wait(10)
+        self.process.stdout.close()
+        self.log.close()
+        return status
+
+    def read_log(self):
+        with open(self.node + ".log", errors="replace") as log:
+            return log.read()
+
+    def memory(self, word="VmRSS"):
+        """Bytes."""
+        with open("/proc/%d/status" % self.process.pid) as status:
+            return next(int(line.split()[1]) * 1024 for line in status if line.startswith(word))
+
+
+def ocamp(*arguments, text=None):
+    return subprocess.run(
+        [os.environ["OCAMP"], *arguments], input=text, capture_output=True, text=True, check=True
+    ).stdout
+
+
+def make_node(folder):
+    node = os.path.join(folder, "node")
+    ocamp("node", "init", node, "--from", os.environ["EXAMPLE_NODE"])
+    for user, role in USERS.items():
+        ocamp("user", "add", "--node", node, user, "--role", role, text=PASSWORD + "\n")
+    return node
+
+
+class ServerTest(unittest.TestCase):
+    """A test with a node and a server of its own."""
+
+    options = ()
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        self.node = make_node(folder.name)
+        self.server = Server(self.node, *self.options)
+        self.addCleanup(self.end_server)
+
+    def end_server(self):
+        if self.server.process.poll() is None:
+            self.server.kill()

@@ -1,0 +1,402 @@
+// Where values come from, on the example node with the real plug-in: the source of every served leaf is altered, and
+// the answer follows; and each reason for a value that is not there.
+#include "node/service.h"
+#include "node/why_text.h"
+#include "support/files.h"
+#include "sysdb/record_reader.h"
+#include "yang/models.h"
+
+#include <charconv>
+#include <filesystem>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace ocamp;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string amplifier = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']";
+const std::string channel = "/optical-amplifier/supervisory-channels/supervisory-channel[interface='Optics0/1/0/4']";
+constexpr const char *inventory = "/oper/inventory/gl/entity/";
+constexpr const char *history = "/oper/perfmgmt/gl/periodic/optics/interface/";
+constexpr const char *partner_item = "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1";
+constexpr std::size_t served_leaves = 40; // of one amplifier and one channel
+
+void replace_all(std::string &text, const std::string &from, const std::string &to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+        text.replace(at, from.size(), to);
+}
+
+lyd_node *leaf_at(lyd_node *first, const std::string &path) {
+    for (lyd_node *node = first; node != nullptr; node = node->next) {
+        if (plain_path(*node) == path)
+            return node;
+        if (lyd_node *found = leaf_at(lyd_child(node), path); found != nullptr)
+            return found;
+    }
+    return nullptr;
+}
+
+BagToken *token_at(std::vector<BagToken> &tokens, std::string_view path) {
+    const std::string_view name = path.substr(0, path.find('.'));
+    for (BagToken &token : tokens) {
+        if (token.name == name)
+            return name.size() == path.size() ? &token : token_at(token.tokens, path.substr(name.size() + 1));
+    }
+    return nullptr;
+}
+
+class Why : public testing::Test {
+  protected:
+    void SetUp() override {
+        Node::init(folder_, EXAMPLE_NODE);
+        intact_ = support::read_file(folder_ / "node.db");
+    }
+    void make_intact() const { support::write_file(folder_ / "node.db", intact_); }
+
+    WhyReport why(const std::string &path, std::uint32_t kind = YFW_KIND_GET) const {
+        Service service({.node = folder_, .plugin = PLUGIN_FILE});
+        const Filter filter = Filter::from_path(openconfig_schema(), path);
+        return service.why(kind, filter);
+    }
+    WhyLeaf why_leaf(const std::string &path, std::uint32_t kind = YFW_KIND_GET) const {
+        const WhyReport report = why(path, kind);
+        EXPECT_EQ(report.leaves.size(), 1U) << path;
+        return report.leaves.empty() ? WhyLeaf{} : report.leaves.front();
+    }
+
+    // `change` gets every native document, whether configuration or not.
+    template <class Change>
+    void change_native(Change change) const {
+        Node node(folder_, Node::Access::write);
+        Transaction transaction(node.database());
+        NativeData data = load_native(node.database(), native_schema());
+        if (change(data.running.to_change()))
+            store_running(node.database(), data.running.tree());
+        for (NativeDocument &document : data.operational) {
+            const std::string module = document.tree().first()->schema->module->name;
+            if (change(document.to_change()))
+                store_operational(node.database(), module, document.tree());
+        }
+        transaction.commit("altered");
+    }
+
+    void set_native(const std::string &path, const std::string &value) const {
+        bool done = false;
+        change_native([&](YangTree &tree) {
+            lyd_node *leaf = leaf_at(tree.first(), path);
+            if (leaf != nullptr) {
+                tree.set_leaf(reinterpret_cast<lyd_node *>(leaf->parent), *leaf->schema, value);
+                done = true;
+            }
+            return leaf != nullptr;
+        });
+        EXPECT_TRUE(done) << path;
+    }
+
+    void remove_native(const std::string &path) const {
+        bool done = false;
+        change_native([&](YangTree &tree) {
+            lyd_node *node = leaf_at(tree.first(), path);
+            if (node != nullptr) {
+                tree.remove(node);
+                done = true;
+            }
+            return node != nullptr;
+        });
+        EXPECT_TRUE(done) << path;
+    }
+
+    // Everywhere in the documents of one module.
+    void rename_native(const std::string &root, const std::string &from, const std::string &to) const {
+        change_native([&](YangTree &tree) {
+            const lyd_node *found = tree.first();
+            while (found != nullptr && found->schema->name != root)
+                found = found->next;
+            if (found == nullptr)
+                return false;
+            std::string text = tree.print(LYD_JSON);
+            replace_all(text, to, "Ots9/9/9/9"); // whoever has the name already
+            replace_all(text, from, to);
+            tree = native_schema().parse(text, LYD_JSON);
+            return true;
+        });
+    }
+
+    template <class Change>
+    void change_record(const std::string &bind_point, const std::string &item, Change change) const {
+        Node node(folder_, Node::Access::write);
+        Transaction transaction(node.database());
+        change(node.system_database(), bind_point, item);
+        transaction.commit("altered");
+    }
+    void set_element(const std::string &bind_point, const std::string &item, const std::string &element,
+                     const std::string &text) const {
+        change_record(bind_point, item, [&](SystemDatabase &database, const auto &point, const auto &name) {
+            BagRecord record = decode_bag(*read_record(database, point, name));
+            token_at(record.tokens, element)->value = text;
+            write_record(database, point, name, record);
+        });
+    }
+    void remove_item(const std::string &bind_point, const std::string &item) const {
+        change_record(bind_point, item, [](SystemDatabase &database, const auto &point, const auto &name) {
+            EXPECT_TRUE(database.remove(point, name));
+        });
+    }
+    void put_into_slot_3() const {
+        change_record(inventory, "0%2f3-AMP-PRE/attrib/inv_basic_bag",
+                      [](SystemDatabase &database, const auto &point, const auto &name) {
+                          const auto bag = read_record(database, point, "0%2f1-AMP-PRE/attrib/inv_basic_bag");
+                          database.put(point, name, *bag);
+                      });
+    }
+
+    support::TemporaryFolder made_;
+    fs::path folder_ = made_.path() / "node";
+    std::string intact_;
+};
+
+// What a source is changed to, and what the leaf is then.
+struct Altered {
+    std::string text, value;
+};
+
+Altered altered(const WhyLeaf &leaf) {
+    const std::string &text = leaf.from->text;
+    int number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error == std::errc() && end == text.data() + text.size()) {
+        const int divisor = leaf.rule == "native tenths" ? 10 : 100;
+        std::string value = fmt::format("{:.2f}", (number + 7) / static_cast<double>(divisor));
+        value.erase(value.find_last_not_of('0') + 1);
+        return {std::to_string(number + 7), value};
+    }
+    if (text == "true" || text == "false")
+        return {text == "true" ? "false" : "true", text};
+    if (text == "amplifier-gain-range-normal")
+        return {"amplifier-gain-range-ext-end-ed", "HIGH_GAIN_RANGE"};
+    return {"  3.21 ", "3.21"};
+}
+
+std::vector<WhyLeaf> leaves_with_values(const WhyReport &report) {
+    std::vector<WhyLeaf> leaves;
+    for (const WhyLeaf &leaf : report.leaves) {
+        if (leaf.value)
+            leaves.push_back(leaf);
+    }
+    return leaves;
+}
+
+TEST_F(Why, FollowsTheSourceOfEveryServedLeaf) {
+    std::vector<WhyLeaf> leaves = leaves_with_values(why(amplifier));
+    const std::vector<WhyLeaf> of_channel = leaves_with_values(why(channel));
+    leaves.insert(leaves.end(), of_channel.begin(), of_channel.end());
+    ASSERT_EQ(leaves.size(), served_leaves);
+    for (const WhyLeaf &before : leaves) {
+        SCOPED_TRACE(before.path);
+        make_intact();
+        ASSERT_TRUE(before.from);
+        ASSERT_FALSE(before.from->place.empty());
+        std::string path = before.path;
+        Altered expected;
+        if (before.from->text.find("Ots") == 0 || before.from->text.find("Optics") == 0) {
+            expected.text = before.from->text;
+            replace_all(expected.text, "0/1/0", "0/3/0");
+            const std::string root = before.from->place.substr(1, before.from->place.find('/', 1) - 1);
+            rename_native(root, before.from->text, expected.text);
+            put_into_slot_3();
+            replace_all(path, "0/1-AMP", "0/3-AMP");
+            replace_all(path, "Optics0/1", "Optics0/3");
+            expected.value = *before.value;
+            for (const auto &[from, to] : {std::pair{"0/1-", "0/3-"}, std::pair{"Optics0/1", "Optics0/3"}})
+                replace_all(expected.value, from, to);
+        } else if (before.from->database) {
+            expected = altered(before);
+            set_element(before.from->place, before.from->item, before.from->element, expected.text);
+        } else {
+            expected = altered(before);
+            set_native(before.from->place, expected.text);
+        }
+        const WhyLeaf after = why_leaf(path);
+        ASSERT_TRUE(after.value) << after.reason;
+        EXPECT_EQ(*after.value, expected.value);
+        ASSERT_TRUE(after.from);
+        EXPECT_EQ(after.from->text, expected.text);
+        EXPECT_EQ(after.from->database, before.from->database);
+        EXPECT_EQ(after.converter, before.converter);
+        EXPECT_FALSE(after.converter.empty());
+        EXPECT_FALSE(after.rule.empty());
+    }
+}
+
+TEST_F(Why, ValuesAreThoseOfARead) {
+    Service service({.node = folder_, .plugin = PLUGIN_FILE});
+    const Filter filter(openconfig_schema());
+    const YangTree answer = service.read(YFW_KIND_GET, filter).answer;
+    std::size_t compared = 0;
+    for (const WhyLeaf &leaf : leaves_with_values(why("/"))) {
+        lyd_node *node = leaf_at(answer.first(), leaf.path);
+        ASSERT_NE(node, nullptr) << leaf.path;
+        EXPECT_EQ(leaf_text(*node), *leaf.value) << leaf.path;
+        ++compared;
+    }
+    EXPECT_EQ(compared, 4 * 30U + 2 * 10U);
+}
+
+// A statistic comes from the database even where the node's own would be another text, and a native leaf that only
+// looks like the record's text is none of its source.
+TEST_F(Why, EqualTextsAreNotTakenForOneAnother) {
+    const std::string path = amplifier + "/state/input-power-c-band/avg";
+    const std::string native = why_leaf(path).passed_over.front().source.place;
+    set_native(native, " -15.38 ");
+    const WhyLeaf leaf = why_leaf(path);
+    ASSERT_TRUE(leaf.from);
+    EXPECT_TRUE(leaf.from->database);
+    ASSERT_EQ(leaf.passed_over.size(), 1U);
+    EXPECT_EQ(leaf.passed_over.front().source.place, native);
+    // The inventory's record holds the very name, and the name is none the less made of the port's.
+    EXPECT_FALSE(why_leaf(amplifier + "/state/name").from->database);
+}
+
+TEST_F(Why, ReplacedValueIsPassedOver) {
+    const WhyLeaf leaf = why_leaf(amplifier + "/state/input-power-c-band/instant");
+    EXPECT_THAT(leaf.from->place, HasSubstr("/receive-power-dbm"));
+    ASSERT_EQ(leaf.passed_over.size(), 1U);
+    EXPECT_THAT(leaf.passed_over.front().source.place, testing::EndsWith("/receive-power"));
+    EXPECT_EQ(leaf.passed_over.front().reason, "gave -15.43 and was replaced");
+}
+
+void expect_absent(const WhyLeaf &leaf, Absence absence, const std::string &reason) {
+    EXPECT_FALSE(leaf.value);
+    ASSERT_TRUE(leaf.absence);
+    EXPECT_EQ(word_of(*leaf.absence), word_of(absence));
+    EXPECT_THAT(leaf.reason, HasSubstr(reason));
+    EXPECT_EQ(leaf.reason.find('\n'), std::string::npos);
+}
+
+TEST_F(Why, AmplifierThatTheInventoryLacks) {
+    remove_item(inventory, "0%2f1-AMP-PRE/attrib/inv_basic_bag");
+    for (const char *leaf : {"/name", "/config/enabled", "/state/actual-gain/instant", "/state/actual-gain/avg"})
+        expect_absent(why_leaf(amplifier + leaf), Absence::not_in_inventory,
+                      "/oper/inventory/gl/entity/ 0%2f1-AMP-PRE/attrib/inv_basic_bag");
+    expect_absent(why_leaf(channel + "/state/input-power/instant"), Absence::not_in_inventory, "0%2f1-AMP-PRE");
+}
+
+TEST_F(Why, NativeLeafThatIsAbsent) {
+    const std::string native = "/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']/ots-info/ampli-gain";
+    remove_native(native);
+    expect_absent(why_leaf(amplifier + "/state/actual-gain/instant"), Absence::no_native_leaf, native + " is absent");
+    expect_absent(why("/optical-amplifier/amplifiers/amplifier/state/actual-gain/instant").leaves.front(),
+                  Absence::no_native_leaf, native);
+}
+
+TEST_F(Why, NativeLeavesThatAreAllAbsent) {
+    const std::string lane = "/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']/ots-info/lane-data/";
+    remove_native(lane + "receive-power");
+    EXPECT_EQ(why_leaf(amplifier + "/state/input-power-c-band/instant").value, "-15.43");
+    remove_native(lane + "receive-power-dbm");
+    expect_absent(why_leaf(amplifier + "/state/input-power-c-band/instant"), Absence::no_native_leaf, "are absent");
+}
+
+TEST_F(Why, NativeEntryThatIsAbsent) {
+    remove_native("/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']");
+    expect_absent(why_leaf(amplifier + "/state/enabled"), Absence::no_native_entry,
+                  "/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']");
+}
+
+TEST_F(Why, DamagedRecord) {
+    std::string file = intact_;
+    replace_all(file, "pm_optics_paras", "pm_opticX_paras");
+    support::write_file(folder_ / "node.db", file);
+    const WhyReport report = why(amplifier + "/state/input-power-c-band/avg");
+    expect_absent(report.leaves.front(), Absence::damaged, std::string(partner_item) + " is damaged");
+    EXPECT_THAT(report.failure, HasSubstr("is damaged"));
+    EXPECT_TRUE(why_leaf(amplifier + "/state/actual-gain/instant").value) << "not touched by the damage";
+}
+
+TEST_F(Why, RecordThatIsMissing) {
+    remove_item(history, partner_item);
+    expect_absent(why_leaf(amplifier + "/state/input-power-c-band/min"), Absence::no_record,
+                  "the system database has no " + std::string(history) + " " + partner_item);
+}
+
+TEST_F(Why, RecordWithoutTheElement) {
+    change_record(history, partner_item, [](SystemDatabase &database, const auto &point, const auto &name) {
+        BagRecord record = decode_bag(*read_record(database, point, name));
+        token_at(record.tokens, "pm_optics_paras.OPR")->tokens.clear();
+        write_record(database, point, name, record);
+    });
+    expect_absent(why_leaf(amplifier + "/state/input-power-c-band/max"), Absence::no_record, "lacks the element");
+}
+
+TEST_F(Why, LeafThatTheDeviceDoesNotServe) {
+    expect_absent(why_leaf(amplifier + "/state/min-gain"), Absence::not_served, "does not serve");
+    expect_absent(why_leaf("/optical-amplifier/amplifiers/amplifier/state/min-gain"), Absence::not_served, "");
+}
+
+TEST_F(Why, ValueThatFitsNoType) {
+    set_element(history, partner_item, "pm_optics_paras.OPR.Average", " n/a ");
+    expect_absent(why_leaf(amplifier + "/state/input-power-c-band/avg"), Absence::unfit,
+                  "\"n/a\" from " + std::string(history) + " " + partner_item + " fits no type of the leaf: ");
+}
+
+// No walk of this plug-in writes values and no key without a cause that comes before; that of another might.
+TEST_F(Why, EntryWithoutKey) {
+    const std::string list = "/optical-amplifier/amplifiers/amplifier";
+    TakenNode node{.path = "/ots-oper/ots-ports/ots-port[name='X']/ots-info/osri-config-val",
+                   .place = "/ots-oper/ots-ports/ots-port/ots-info/osri-config-val"};
+    node.leaf = true;
+    node.writes.push_back({.number = 0, .path = list + "/state/enabled", .value = "true"});
+    for (const std::string &path : {list + "/state/enabled", list + "[name='0/1-AMP-PRE']/state/enabled"}) {
+        const Filter filter = Filter::from_path(openconfig_schema(), path);
+        ObservedRead read{.kind = YFW_KIND_GET, .filter = filter};
+        NativeWalkReport walk{.module = "Korvex-controller-orvo8-ots-oper",
+                              .entry = "/ots-oper/ots-ports/ots-port[name='X']",
+                              .tree = {.tag = "ots-oper", .ns = ""}};
+        walk.trace.push_back(node);
+        walk.placements.push_back({list + "/state/enabled", 0, "true", "its list entry has no key"});
+        RunReport run{.request = filter.requests().front()};
+        run.native_request.push_back({.tag = "ots-oper", .ns = ""});
+        run.walks.push_back(walk);
+        read.report.push_back(run);
+        const WhyReport report = ocamp::why(read);
+        ASSERT_EQ(report.leaves.size(), 1U);
+        expect_absent(report.leaves.front(), Absence::no_key,
+                      "its entry has no key: \"true\" was written for /ots-oper");
+    }
+}
+
+TEST_F(Why, AmplifiersThatAListLeavesOut) {
+    const std::string path = "/optical-amplifier/amplifiers/amplifier/state/enabled";
+    EXPECT_THAT(why(path).left_out, testing::Not(testing::Contains(HasSubstr("0%2f1-AMP-PRE"))));
+    EXPECT_THAT(why(path).left_out, testing::Contains(HasSubstr("0%2f3-AMP-PRE")));
+    remove_item(inventory, "0%2f1-AMP-PRE/attrib/inv_basic_bag");
+    EXPECT_THAT(why(path).left_out, testing::Contains(HasSubstr("has no /oper/inventory/gl/entity/ 0%2f1-AMP-PRE")));
+    EXPECT_THAT(why(amplifier + "/state/enabled").left_out, testing::IsEmpty());
+}
+
+TEST_F(Why, StateThatAReadOfConfigurationNeverAsksFor) {
+    expect_absent(why_leaf(amplifier + "/state/enabled", YFW_KIND_GET_CONFIG), Absence::not_asked,
+                  "the request never asked for it");
+    EXPECT_EQ(why_leaf(amplifier + "/config/enabled", YFW_KIND_GET_CONFIG).value, "true");
+}
+
+TEST_F(Why, SlotThatThePlatformDoesNotHave) {
+    expect_absent(why_leaf("/optical-amplifier/amplifiers/amplifier[name='0/9-AMP-PRE']/state/enabled"),
+                  Absence::no_such_slot, "slots 1 to 3");
+}
+
+TEST_F(Why, TextsOfANodeAreShownHarmless) {
+    set_element(history, partner_item, "pm_optics_paras.OPR.Average", " -1\x1b[31m ");
+    const std::string text = why_text(why(amplifier + "/state/input-power-c-band/avg"));
+    EXPECT_EQ(text.find('\x1b'), std::string::npos);
+    EXPECT_EQ(why_json(why(amplifier + "/state/input-power-c-band/avg")).find('\x1b'), std::string::npos);
+}
+
+} // namespace

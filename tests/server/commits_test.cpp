@@ -1,0 +1,126 @@
+// The candidate and its commits: confirmed ones above all, and who may go on with them.
+#include "served_node.h"
+
+#include <thread>
+
+using namespace server_tests;
+using std::chrono::seconds;
+using testing::SizeIs;
+
+namespace {
+
+class Commits : public ServedNode {
+  protected:
+    void SetUp() override {
+        ServedNode::SetUp();
+        one_ = session();
+        other_ = session(Role::admin, "bob");
+    }
+
+    // A confirmed commit of a gain of 11.0.
+    void commit_confirmed(SessionId by, Commit commit = {.timeout = seconds(600)}) {
+        EXPECT_EQ(edit(by, gain_edit("11.0"), Datastore::candidate), "ok");
+        commit.confirmed = true;
+        EXPECT_EQ(answer(by, commit), "ok");
+        EXPECT_EQ(gain(other_), "11.0");
+    }
+    bool is_pending() const { return std::filesystem::exists(folder() / "server" / "confirmed-commit.json"); }
+
+    SessionId one_ = no_session, other_ = no_session;
+};
+
+TEST_F(Commits, MakeTheCandidateRunning) {
+    EXPECT_EQ(edit(one_, gain_edit("11.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(gain(one_), "13.1");
+    EXPECT_EQ(gain(other_, Datastore::candidate), "11.0");
+    EXPECT_EQ(answer(one_, Validate{Datastore::candidate}), "ok");
+    EXPECT_EQ(answer(one_, Commit{}), "ok");
+    EXPECT_EQ(gain(one_), "11.0");
+}
+
+TEST_F(Commits, CandidateFollowsRunningUntilItIsEdited) {
+    EXPECT_EQ(edit(one_, gain_edit("11.0")), "ok");
+    EXPECT_EQ(gain(one_, Datastore::candidate), "11.0");
+    EXPECT_EQ(edit(one_, gain_edit("12.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(edit(one_, gain_edit("14.0")), "ok");
+    EXPECT_EQ(gain(one_, Datastore::candidate), "12.0");
+    EXPECT_EQ(answer(one_, DiscardChanges{}), "ok");
+    EXPECT_EQ(gain(one_, Datastore::candidate), "14.0");
+}
+
+TEST_F(Commits, ConfirmedInTimeStay) {
+    commit_confirmed(one_);
+    EXPECT_TRUE(is_pending());
+    EXPECT_EQ(answer(one_, Commit{}), "ok");
+    EXPECT_FALSE(is_pending());
+    restart();
+    EXPECT_EQ(gain(session()), "11.0");
+}
+
+TEST_F(Commits, GoWhenTheirTimeIsOver) {
+    EXPECT_EQ(answer(one_, Wait{}), "ok"); // what the beginning of the sessions has told is told
+    Events events;
+    const Subscription subscription = core().subscribe(Interest::sessions_and_commits, events.listener());
+    commit_confirmed(one_, {.timeout = seconds(1)});
+    const auto told = events.wait_for(2);
+    ASSERT_THAT(told, SizeIs(2));
+    EXPECT_EQ(std::get<ConfirmedCommitEvent>(told[0]->what).kind, ConfirmedCommitEvent::Kind::start);
+    EXPECT_EQ(std::get<ConfirmedCommitEvent>(told[1]->what).kind, ConfirmedCommitEvent::Kind::timeout);
+    EXPECT_EQ(gain(other_), "13.1");
+    EXPECT_FALSE(is_pending());
+}
+
+TEST_F(Commits, AnotherConfirmedOneExtendsAndKeepsTheFirstFormerConfiguration) {
+    commit_confirmed(one_);
+    EXPECT_EQ(edit(one_, gain_edit("12.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(answer(one_, Commit{.confirmed = true, .timeout = seconds(600)}), "ok");
+    EXPECT_EQ(gain(one_), "12.0");
+    EXPECT_EQ(answer(one_, CancelCommit{}), "ok");
+    EXPECT_EQ(gain(one_), "13.1");
+}
+
+TEST_F(Commits, GoWithTheirSession) {
+    commit_confirmed(one_);
+    core().close_session(one_, SessionEnd::dropped);
+    EXPECT_EQ(gain(other_), "13.1");
+}
+
+TEST_F(Commits, ThatPersistOutlastTheirSessionAndNeedTheirWord) {
+    commit_confirmed(one_, {.persist = "word"});
+    core().close_session(one_, SessionEnd::closed);
+    EXPECT_EQ(gain(other_), "11.0");
+    EXPECT_EQ(answer(other_, Commit{}), "in-use");
+    EXPECT_EQ(answer(other_, Commit{.persist_id = "another"}), "invalid-value");
+    EXPECT_EQ(answer(other_, CancelCommit{.persist_id = "another"}), "invalid-value");
+    EXPECT_EQ(answer(other_, Commit{.persist_id = "word"}), "ok");
+    EXPECT_FALSE(is_pending());
+    EXPECT_EQ(gain(other_), "11.0");
+}
+
+TEST_F(Commits, OfAnotherSessionAreNotConfirmed) {
+    commit_confirmed(one_);
+    EXPECT_EQ(refusal(other_, Commit{}).holder, one_);
+    EXPECT_EQ(answer(other_, CancelCommit{}), "in-use");
+    EXPECT_EQ(refusal(other_, Lock{}).holder, one_);
+    EXPECT_EQ(answer(one_, CancelCommit{}), "ok");
+    EXPECT_EQ(answer(one_, CancelCommit{}), "operation-failed");
+    EXPECT_EQ(answer(one_, Commit{.persist_id = "word"}), "invalid-value");
+    EXPECT_EQ(answer(one_, Commit{.persist = "word"}), "invalid-value");
+}
+
+TEST_F(Commits, AreTakenBackByTheEndOfTheServer) {
+    commit_confirmed(one_, {.persist = "word"});
+    restart();
+    EXPECT_EQ(gain(session()), "13.1");
+    EXPECT_FALSE(is_pending());
+}
+
+TEST_F(Commits, ThatAreRefusedLeaveNothingPending) {
+    EXPECT_EQ(answer(other_, Lock{}), "ok");
+    EXPECT_EQ(edit(one_, gain_edit("11.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(answer(one_, Commit{.confirmed = true}), "in-use");
+    EXPECT_FALSE(is_pending());
+    EXPECT_EQ(answer(one_, Commit{.confirmed = true, .timeout = seconds(0)}), "invalid-value");
+}
+
+} // namespace

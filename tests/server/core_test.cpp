@@ -1,0 +1,566 @@
+// What sessions may do and what they get: reads of both sides, edits, roles, locks, limits, ends of sessions, and the
+// feed of changes.
+#include "served_node.h"
+
+#include "server/served_modules.h"
+#include "support/program.h"
+#include "yang/models.h"
+
+#include <algorithm>
+#include <atomic>
+#include <future>
+#include <thread>
+
+#include <fmt/format.h>
+
+using namespace server_tests;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+namespace {
+
+class Reads : public ServedNode {
+  protected:
+    std::string read(Read asked) {
+        Outcome outcome = core().carry_out(session(), std::move(asked));
+        const auto *refused = std::get_if<Refusal>(&outcome);
+        return refused != nullptr ? fmt::format("{}: {}", word_of(refused->tag), refused->reason)
+                                  : std::get<Result>(outcome).data.print(LYD_XML);
+    }
+};
+
+constexpr const char *both_sides_filter =
+    R"(<filter><optical-amplifier xmlns="http://openconfig.net/yang/optical-amplfier"><amplifiers><amplifier>)"
+    R"(<name>0/1-AMP-BST</name><config><target-gain/></config></amplifier></amplifiers></optical-amplifier>)"
+    R"(<interface-configurations xmlns="http://korvex.example/ns/yang/Korvex-ifmgr-cfg"><interface-configuration>)"
+    R"(<interface-name>Loopback0</interface-name><description/></interface-configuration></interface-configurations>)"
+    R"(</filter>)";
+
+TEST_F(Reads, SubtreeFilterSelectsOnBothSides) {
+    EXPECT_EQ(read({.filter = SubtreeFilter{both_sides_filter}}),
+              R"(<interface-configurations xmlns="http://korvex.example/ns/yang/Korvex-ifmgr-cfg">
+  <interface-configuration>
+    <active>act</active>
+    <interface-name>Loopback0</interface-name>
+    <description>node address</description>
+  </interface-configuration>
+</interface-configurations>
+<optical-amplifier xmlns="http://openconfig.net/yang/optical-amplfier">
+  <amplifiers>
+    <amplifier>
+      <name>0/1-AMP-BST</name>
+      <config>
+        <target-gain>13.1</target-gain>
+      </config>
+    </amplifier>
+  </amplifiers>
+</optical-amplifier>
+)");
+}
+
+TEST_F(Reads, OneSideAlone) {
+    EXPECT_THAT(read({.models = Models::openconfig, .filter = SubtreeFilter{both_sides_filter}}),
+                Not(HasSubstr("interface-configurations")));
+    EXPECT_THAT(read({.models = Models::native, .filter = SubtreeFilter{both_sides_filter}}),
+                Not(HasSubstr("optical-amplifier")));
+}
+
+TEST_F(Reads, NamesOfOtherModulesSelectNothing) {
+    EXPECT_EQ(read({.filter = SubtreeFilter{R"(<filter><netconf-state xmlns="urn:x"/></filter>)"}}), "");
+    EXPECT_EQ(read({.filter = SubtreeFilter{"<filter/>"}}), "");
+}
+
+TEST_F(Reads, XPathSelectsOnBothSides) {
+    const std::map<std::string, std::string> prefixes{
+        {"o", "http://openconfig.net/yang/optical-amplfier"},
+        {"i", "http://korvex.example/ns/yang/Korvex-ifmgr-cfg"},
+        {"c", "http://korvex.example/ns/yang/Korvex-controller-optics-cfg"},
+        {"m", "urn:ietf:params:xml:ns:yang:none-of-ours"}};
+    const auto select = [&](const std::string &expression) {
+        return read({.filter = ExpressionFilter{expression, prefixes}});
+    };
+    const std::string both = select("//o:amplifier[o:name='0/1-AMP-BST']/o:config/o:target-gain | "
+                                    "//c:optics-ots-amplifier-gain[. > 200] | /m:netconf-state");
+    EXPECT_THAT(both, HasSubstr("<target-gain>13.1</target-gain>"));
+    EXPECT_THAT(both, HasSubstr("<optics-ots-amplifier-gain>232</optics-ots-amplifier-gain>"));
+    EXPECT_THAT(both, HasSubstr("<interface-name>Ots0/2/0/0</interface-name>"));
+    EXPECT_THAT(both, Not(HasSubstr("175")));
+    EXPECT_EQ(select("/m:netconf-state"), "");
+    EXPECT_THAT(select("/o:optical-amplifier["), HasSubstr("invalid-value"));
+    EXPECT_THAT(select("/x:optical-amplifier"), HasSubstr("the prefix 'x' stands for no namespace"));
+    EXPECT_THAT(select(std::string(100, '(') + "1" + std::string(100, ')')), HasSubstr("levels"));
+}
+
+TEST_F(Reads, StateAndConfigurationOrConfigurationAlone) {
+    EXPECT_THAT(read({.configuration_only = false}), HasSubstr("ots-oper"));
+    EXPECT_THAT(read({.configuration_only = false}), HasSubstr("<actual-gain>"));
+    EXPECT_THAT(read({.configuration_only = true}), Not(HasSubstr("ots-oper")));
+    EXPECT_THAT(read({.source = Datastore::candidate, .configuration_only = false}), HasSubstr("invalid-value"));
+}
+
+TEST_F(Reads, PathsOfBothSides) {
+    EXPECT_EQ(value(session(), gain_path), "13.1");
+    EXPECT_EQ(value(session(), native_gain_path), "131");
+    EXPECT_THAT(value(session(), "/no-such-root/leaf"), HasSubstr("no node 'no-such-root'"));
+}
+
+TEST(ServedModels, HaveNoDefaultsSoThatWithDefaultsMakesNoDifference) {
+    for (const ServedModule &module : served_modules()) {
+        if (module.implemented) {
+            EXPECT_THAT(module.text, Not(testing::ContainsRegex("\n *default "))) << module.name;
+        }
+    }
+}
+
+TEST(ServedModels, AreTheModelItsDeviationsAndTheFiveNativeOnes) {
+    std::vector<std::string> implemented;
+    for (const ServedModule &module : served_modules()) {
+        if (module.implemented)
+            implemented.push_back(module.name + "@" + module.revision);
+        EXPECT_THAT(module.text, HasSubstr("module " + module.name));
+        EXPECT_THAT(module.text, HasSubstr(module.ns));
+    }
+    EXPECT_THAT(implemented,
+                ElementsAre("openconfig-optical-amplifier@2019-12-06",
+                            "openconfig-optical-amplifier-deviations@2026-11-21", "Korvex-ifmgr-cfg@2024-05-13",
+                            "Korvex-controller-optics-cfg@2024-05-13", "Korvex-controller-orvo8-ots-oper@2024-05-13",
+                            "Korvex-controller-optics-oper@2024-05-13", "Korvex-pmengine-oper@2024-05-13"));
+    EXPECT_THAT(served_modules().front().deviated_by, ElementsAre("openconfig-optical-amplifier-deviations"));
+}
+
+class Edits : public ServedNode {};
+
+TEST_F(Edits, OfEitherSideShowOnBoth) {
+    const SessionId admin = session();
+    EXPECT_EQ(edit(admin, gain_edit("15.56")), "ok");
+    EXPECT_EQ(value(admin, native_gain_path), "155");
+    EXPECT_EQ(edit(admin, native_gain_edit("99")), "ok");
+    EXPECT_EQ(gain(admin), "9.9");
+}
+
+// One document with both sides; the native part of an edit changes another leaf than the OpenConfig part.
+std::string both_sides(const std::string &gain, const std::string &native) {
+    std::string document = native_gain_edit(native);
+    const std::string openconfig =
+        fmt::format(R"(<optical-amplifier xmlns="http://openconfig.net/yang/optical-amplfier"><amplifiers><amplifier>)"
+                    R"(<name>0/2-AMP-BST</name><config><target-gain>{}</target-gain></config>)"
+                    R"(</amplifier></amplifiers></optical-amplifier></config>)",
+                    gain);
+    return document.replace(document.rfind("</config>"), 9, openconfig);
+}
+
+TEST_F(Edits, OfBothSidesAreOneTransaction) {
+    const SessionId admin = session();
+    EXPECT_EQ(edit(admin, both_sides("15.5", "88")), "ok");
+    EXPECT_EQ(value(admin, native_gain_path), "88");
+    EXPECT_EQ(value(admin, "/optical-amplifier/amplifiers/amplifier[name='0/2-AMP-BST']/config/target-gain"), "15.5");
+    // The OpenConfig side is refused, so the native side is not made.
+    EXPECT_EQ(edit(admin, both_sides("77.7", "99")), "invalid-value");
+    EXPECT_EQ(value(admin, native_gain_path), "88");
+}
+
+TEST_F(Edits, ThatContradictThemselvesAreRefused) {
+    const SessionId admin = session();
+    std::string contradiction = both_sides("15.5", "88");
+    contradiction.replace(contradiction.find("0/2-AMP-BST"), 11, "0/1-AMP-BST");
+    const Refusal refused = refusal(admin, Edit{.steps = {{.document = contradiction}}});
+    EXPECT_EQ(refused.reason, "the same edit asks for '88' here and for '155' on the other side of the mapping");
+    EXPECT_EQ(gain(admin), "13.1");
+}
+
+TEST_F(Edits, StepsAreOneTransaction) {
+    const SessionId admin = session();
+    EXPECT_EQ(answer(admin, Edit{.steps = {{gain_edit("11.0")}, {gain_edit("12.0")}}}), "ok");
+    EXPECT_EQ(gain(admin), "12.0");
+    EXPECT_EQ(answer(admin, Edit{.steps = {{gain_edit("14.0")}, {gain_edit("99.0")}}}), "invalid-value");
+    EXPECT_EQ(gain(admin), "12.0");
+}
+
+TEST_F(Edits, TestOnlyChangesNothing) {
+    const SessionId admin = session();
+    EXPECT_EQ(answer(admin, Edit{.steps = {{gain_edit("11.0")}}, .test_only = true}), "ok");
+    EXPECT_EQ(answer(admin, Edit{.steps = {{gain_edit("99.0")}}, .test_only = true}), "invalid-value");
+    EXPECT_EQ(gain(admin), "13.1");
+}
+
+TEST_F(Edits, RefusalsNameTheNodeWithItsModule) {
+    const Refusal refused = refusal(session(), Edit{.steps = {{gain_edit("99.0")}}});
+    EXPECT_EQ(refused.path, "/openconfig-optical-amplifier:optical-amplifier/amplifiers/amplifier[name='0/1-AMP-BST']/"
+                            "config/target-gain");
+    EXPECT_THAT(refused.reason, HasSubstr("the node holds 0.0 to 40.0 dB"));
+}
+
+// The native edit with an operation on the gain.
+std::string native_gain_operation(const std::string &operation) {
+    std::string document = native_gain_edit("88");
+    return document.replace(
+        document.find("<optics-ots-amplifier-gain>"), 26,
+        fmt::format(R"(<optics-ots-amplifier-gain xmlns:n="urn:ietf:params:xml:ns:netconf:base:1.0" n:operation="{}")",
+                    operation));
+}
+
+TEST_F(Edits, NativeOperations) {
+    const SessionId admin = session();
+    EXPECT_EQ(edit(admin, native_gain_operation("create")), "data-exists");
+    EXPECT_EQ(edit(admin, native_gain_operation("delete")), "ok");
+    EXPECT_EQ(value(admin, native_gain_path), "none");
+    EXPECT_EQ(edit(admin, native_gain_operation("delete")), "data-missing");
+    EXPECT_EQ(edit(admin, native_gain_operation("remove")), "ok");
+    EXPECT_EQ(edit(admin, native_gain_operation("create")), "ok");
+    EXPECT_EQ(value(admin, native_gain_path), "88");
+    EXPECT_EQ(edit(admin, native_gain_edit("401")), "invalid-value");
+    EXPECT_EQ(edit(admin, native_gain_edit("88\"")), "invalid-value");
+}
+
+TEST_F(Edits, EmptyLeavesOfJsonAreArraysOfNull) {
+    const SessionId admin = session();
+    const auto shutdown = [](const std::string &written) {
+        return fmt::format(R"({{"Korvex-ifmgr-cfg:interface-configurations":{{"interface-configuration":[)"
+                           R"({{"active":"act","interface-name":"Loopback0","shutdown":{}}}]}}}})",
+                           written);
+    };
+    EXPECT_EQ(edit(admin, shutdown("[null]")), "ok");
+    for (const char *wrong : {"null", "\"\"", "true", "[]", "[true]"})
+        EXPECT_EQ(edit(admin, shutdown(wrong)), "invalid-value") << wrong;
+}
+
+TEST_F(Edits, NativeReplaceOfTheWholeLeavesNothingElse) {
+    const SessionId admin = session();
+    EXPECT_EQ(answer(admin, CopyConfig{.source = EditStep{.document = native_gain_edit("88")}}), "ok");
+    EXPECT_EQ(value(admin, native_gain_path), "88");
+    EXPECT_EQ(value(admin, "/interface-configurations/interface-configuration[interface-name='Loopback0']/description"),
+              "none");
+}
+
+TEST_F(Edits, WhatWasReadCanBeCopiedBack) {
+    const SessionId admin = session();
+    const auto whole = [&] {
+        Outcome outcome = core().carry_out(admin, Read{});
+        return std::get<Result>(outcome).data.print(LYD_XML);
+    };
+    const std::string before = whole();
+    const std::string document = "<config xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\">" + before + "</config>";
+    const Outcome copied = core().carry_out(admin, CopyConfig{.source = EditStep{.document = document}});
+    const auto *refused = std::get_if<Refusal>(&copied);
+    EXPECT_EQ(refused, nullptr) << refused->path << ": " << refused->reason;
+    EXPECT_EQ(whole(), before);
+}
+
+class Roles : public ServedNode {};
+
+TEST_F(Roles, ReadersReadAndNothingElse) {
+    const SessionId reader = session(Role::reader);
+    EXPECT_EQ(gain(reader), "13.1");
+    EXPECT_EQ(answer(reader, Validate{Datastore::running}), "ok");
+    EXPECT_EQ(answer(reader, Wait{}), "ok");
+    for (const Operation &operation :
+         {Operation(Edit{.steps = {{gain_edit("11.0")}}}), Operation(CopyConfig{.source = Datastore::candidate}),
+          Operation(Lock{}), Operation(Unlock{}), Operation(Commit{}), Operation(CancelCommit{}),
+          Operation(DiscardChanges{}), Operation(KillSession{1})})
+        EXPECT_EQ(answer(reader, operation), "access-denied") << word_of(operation);
+    EXPECT_EQ(gain(reader), "13.1");
+}
+
+TEST_F(Roles, OperatorsEditOpenConfigAlone) {
+    const SessionId operating = session(Role::operator_);
+    EXPECT_EQ(edit(operating, gain_edit("11.0")), "ok");
+    EXPECT_EQ(edit(operating, native_gain_edit("88")), "access-denied");
+    EXPECT_EQ(edit(operating, both_sides("15.5", "88")), "access-denied");
+    EXPECT_EQ(gain(operating), "11.0");
+    EXPECT_EQ(answer(operating, KillSession{session()}), "access-denied");
+    EXPECT_EQ(answer(operating, Lock{}), "ok");
+}
+
+TEST_F(Roles, OperatorsDoNotCommitNativeEditsOfOthers) {
+    const SessionId operating = session(Role::operator_), admin = session();
+    EXPECT_EQ(edit(admin, native_gain_edit("88"), Datastore::candidate), "ok");
+    EXPECT_EQ(answer(operating, Commit{}), "access-denied");
+    EXPECT_EQ(answer(operating, CopyConfig{.source = Datastore::candidate}), "access-denied");
+    EXPECT_EQ(answer(operating, DiscardChanges{}), "access-denied");
+    EXPECT_EQ(value(admin, native_gain_path), "131");
+    EXPECT_EQ(answer(admin, Commit{}), "ok");
+    EXPECT_EQ(value(admin, native_gain_path), "88");
+    EXPECT_EQ(edit(operating, gain_edit("11.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(answer(operating, Commit{}), "ok");
+}
+
+class Locks : public ServedNode {};
+
+TEST_F(Locks, KeepOthersOutAndNameTheHolder) {
+    const SessionId one = session(), other = session();
+    EXPECT_EQ(answer(one, Lock{}), "ok");
+    const Refusal refused = refusal(other, Lock{});
+    EXPECT_EQ(refused.tag, ErrorTag::lock_denied);
+    EXPECT_EQ(refused.holder, one);
+    EXPECT_EQ(edit(other, gain_edit("11.0")), "in-use");
+    EXPECT_EQ(answer(other, Unlock{}), "operation-failed");
+    EXPECT_EQ(edit(one, gain_edit("11.0")), "ok");
+    EXPECT_THAT(core().locks(), SizeIs(1));
+    EXPECT_EQ(answer(one, Unlock{}), "ok");
+    EXPECT_EQ(edit(other, gain_edit("12.0")), "ok");
+    EXPECT_THAT(core().locks(), IsEmpty());
+}
+
+TEST_F(Locks, EndWithTheirSession) {
+    const SessionId one = session(), other = session();
+    EXPECT_EQ(answer(one, Lock{}), "ok");
+    EXPECT_EQ(answer(one, Lock{Datastore::candidate}), "ok");
+    EXPECT_EQ(edit(one, gain_edit("11.0"), Datastore::candidate), "ok");
+    core().close_session(one, SessionEnd::dropped);
+    EXPECT_EQ(answer(other, Lock{}), "ok");
+    // The candidate's lock has taken the changes with it.
+    EXPECT_EQ(gain(other, Datastore::candidate), "13.1");
+    EXPECT_EQ(answer(other, Lock{Datastore::candidate}), "ok");
+}
+
+TEST_F(Locks, OfTheCandidateNeedItUnchanged) {
+    const SessionId one = session(), other = session();
+    EXPECT_EQ(edit(one, gain_edit("11.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(refusal(other, Lock{Datastore::candidate}).holder, no_session);
+    EXPECT_EQ(answer(one, DiscardChanges{}), "ok");
+    EXPECT_EQ(answer(other, Lock{Datastore::candidate}), "ok");
+}
+
+support::Outcome ocamp_edit(const std::filesystem::path &node, const std::string &gain) {
+    return support::run({.words = {OCAMP_PROGRAM, "edit", "--node", node.string(), "-"}, .input = gain_edit(gain)});
+}
+
+TEST_F(Locks, KeepOtherProcessesOut) {
+    const SessionId one = session();
+    EXPECT_EQ(answer(one, Lock{}), "ok");
+    const support::Outcome refused = ocamp_edit(folder(), "11.0");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.err, HasSubstr("another process has locked the configuration [in-use]"));
+    EXPECT_EQ(answer(one, Unlock{}), "ok");
+    EXPECT_EQ(ocamp_edit(folder(), "11.0").out, "ok\n");
+    EXPECT_EQ(gain(one), "11.0");
+}
+
+class Sessions : public ServedNode {};
+
+TEST_F(Sessions, AreKilledByAdmins) {
+    std::promise<std::pair<SessionEnd, SessionId>> ended;
+    const SessionId admin = session();
+    const SessionId victim = session(Role::operator_, "bob", [&](SessionEnd end, SessionId by) {
+        ended.set_value({end, by});
+    });
+    EXPECT_EQ(answer(victim, Lock{}), "ok");
+    EXPECT_EQ(answer(admin, KillSession{admin}), "invalid-value");
+    EXPECT_EQ(answer(admin, KillSession{4711}), "invalid-value");
+    EXPECT_EQ(answer(admin, KillSession{victim}), "ok");
+    EXPECT_EQ(ended.get_future().get(), std::pair(SessionEnd::killed, admin));
+    EXPECT_THAT(core().locks(), IsEmpty());
+    EXPECT_THAT(core().sessions(), SizeIs(1));
+    EXPECT_EQ(refusal(victim, Wait{}).reason, "the session has ended");
+}
+
+TEST_F(Sessions, AreBounded) {
+    restart({.sessions = 3, .sessions_per_user = 2});
+    session(Role::reader, "ada");
+    const SessionId second = session(Role::reader, "ada");
+    EXPECT_THROW(session(Role::reader, "ada"), SessionRefused);
+    session(Role::reader, "bob");
+    EXPECT_THROW(session(Role::reader, "eve"), SessionRefused);
+    core().close_session(second, SessionEnd::closed);
+    session(Role::reader, "eve");
+}
+
+TEST_F(Sessions, RequestsThatWaitAreBoundedAndDroppedWithTheirSession) {
+    restart({.requests_in_flight = 2});
+    const SessionId busy = session(), one = session();
+    // Holds the worker until it is let go.
+    std::promise<void> go;
+    std::promise<void> held;
+    core().submit(busy, Wait{}, [&](const Outcome &) {
+        held.set_value();
+        go.get_future().wait();
+    });
+    held.get_future().wait();
+    std::atomic<int> answered = 0;
+    std::vector<std::string> refused;
+    for (int i = 0; i < 3; ++i)
+        core().submit(one, Wait{}, [&](const Outcome &outcome) {
+            if (const auto *refusal = std::get_if<Refusal>(&outcome))
+                refused.emplace_back(word_of(refusal->tag));
+            else
+                ++answered;
+        });
+    EXPECT_THAT(refused, ElementsAre("resource-denied"));
+    core().close_session(one, SessionEnd::dropped);
+    go.set_value();
+    EXPECT_EQ(answer(busy, Wait{}), "ok");
+    EXPECT_EQ(answered, 0);
+}
+
+TEST_F(Sessions, TakeTurns) {
+    const SessionId busy = session(), greedy = session(), modest = session();
+    std::promise<void> go;
+    std::promise<void> held;
+    core().submit(busy, Wait{}, [&](const Outcome &) {
+        held.set_value();
+        go.get_future().wait();
+    });
+    held.get_future().wait();
+    std::string order; // written in the worker's thread alone
+    const auto post = [&](SessionId id, char word) {
+        core().submit(id, Wait{}, [&order, word](const Outcome &) { order += word; });
+    };
+    for (int i = 0; i < 4; ++i)
+        post(greedy, 'g');
+    post(modest, 'm');
+    post(modest, 'm');
+    go.set_value();
+    EXPECT_EQ(answer(greedy, Wait{}), "ok");
+    EXPECT_EQ(order, "gmgmgg");
+}
+
+TEST_F(Sessions, EndWithTheServer) {
+    std::promise<SessionEnd> ended;
+    session(Role::reader, "ada", [&](SessionEnd end, SessionId) { ended.set_value(end); });
+    core().stop();
+    EXPECT_EQ(ended.get_future().get(), SessionEnd::shutdown);
+    EXPECT_THROW(session(), SessionRefused);
+}
+
+TEST_F(Sessions, OneServerServesANode) {
+    EventLog log(LogFormat::text, -1);
+    EXPECT_THROW(Core(settings(), log), StateError);
+    stop();
+    Core(settings(), log).stop();
+}
+
+class Changes : public ServedNode {
+  protected:
+    // The OpenConfig leaf that an event tells of first: "path before after".
+    static std::string first_change(const std::shared_ptr<const Event> &event) {
+        const auto *change = std::get_if<DataChange>(&event->what);
+        if (change == nullptr || change->openconfig.empty())
+            return "none";
+        const LeafChange &leaf = change->openconfig.front();
+        return fmt::format("{} {} {}", leaf.path, leaf.before.value_or("-"), leaf.after.value_or("-"));
+    }
+    static constexpr const char *gain_in_event =
+        "/openconfig-optical-amplifier:optical-amplifier/amplifiers/amplifier[name='0/1-AMP-BST']/config/target-gain";
+};
+
+TEST_F(Changes, OfASessionAreToldWithItsName) {
+    const SessionId admin = session();
+    Events events;
+    const Subscription subscription = core().subscribe(Interest::configuration, events.change_listener());
+    EXPECT_EQ(edit(admin, gain_edit("11.0")), "ok");
+    const auto told = events.wait_for(1);
+    ASSERT_THAT(told, SizeIs(1));
+    EXPECT_EQ(first_change(told.front()), std::string(gain_in_event) + " 13.1 11.0");
+    const auto &change = std::get<DataChange>(told.front()->what);
+    EXPECT_EQ(change.author.session, admin);
+    EXPECT_EQ(change.author.user, "ada");
+    EXPECT_FALSE(change.author.foreign);
+    ASSERT_THAT(change.native, SizeIs(1));
+    EXPECT_EQ(change.native.front().after, "110");
+}
+
+TEST_F(Changes, OfOtherProcessesAreForeign) {
+    const SessionId admin = session();
+    Events events;
+    const Subscription subscription = core().subscribe(Interest::configuration, events.change_listener());
+    EXPECT_EQ(answer(admin, Wait{}), "ok");
+    EXPECT_EQ(ocamp_edit(folder(), "11.0").out, "ok\n");
+    const auto told = events.wait_for(1);
+    ASSERT_THAT(told, SizeIs(1));
+    EXPECT_EQ(first_change(told.front()), std::string(gain_in_event) + " 13.1 11.0");
+    EXPECT_TRUE(std::get<DataChange>(told.front()->what).author.foreign);
+}
+
+TEST_F(Changes, OfRecordsAndStateAreToldToThoseWhoWantEverything) {
+    const SessionId admin = session();
+    Events configuration, everything;
+    const Subscription one = core().subscribe(Interest::configuration, configuration.change_listener());
+    const Subscription two = core().subscribe(Interest::everything, everything.change_listener());
+    EXPECT_EQ(answer(admin, Wait{}), "ok");
+    {
+        Node node(folder(), Node::Access::write);
+        Transaction transaction(node.database());
+        NativeData data = load_native(node.database(), native_schema());
+        for (NativeDocument &document : data.operational) {
+            YangTree &tree = document.to_change();
+            for (lyd_node *gain : tree.select("//Korvex-controller-orvo8-ots-oper:ampli-gain"))
+                tree.set_leaf(lyd_parent(gain), *gain->schema, "1234");
+            if (lyd_owner_module(tree.first())->name == std::string("Korvex-controller-orvo8-ots-oper"))
+                store_operational(node.database(), "Korvex-controller-orvo8-ots-oper", tree);
+        }
+        transaction.commit();
+    }
+    const auto told = everything.wait_for(1);
+    ASSERT_THAT(told, SizeIs(1));
+    EXPECT_THAT(first_change(told.front()), HasSubstr("actual-gain"));
+    EXPECT_THAT(first_change(told.front()), HasSubstr("12.3"));
+    EXPECT_FALSE(std::get<DataChange>(told.front()->what).configuration);
+    EXPECT_EQ(edit(admin, gain_edit("11.0")), "ok");
+    EXPECT_THAT(everything.wait_for(2), SizeIs(2));
+    EXPECT_THAT(configuration.wait_for(1), SizeIs(1));
+}
+
+TEST_F(Changes, SessionsAreTold) {
+    Events events;
+    const Subscription subscription = core().subscribe(Interest::sessions_and_commits, events.listener());
+    const SessionId admin = session(), other = session();
+    EXPECT_EQ(edit(admin, gain_edit("11.0")), "ok");
+    EXPECT_EQ(answer(admin, KillSession{other}), "ok");
+    core().close_session(admin, SessionEnd::timeout);
+    const auto told = events.wait_for(4);
+    ASSERT_THAT(told, SizeIs(4));
+    EXPECT_EQ(std::get<SessionStarted>(told[0]->what).session.id, admin);
+    EXPECT_EQ(std::get<SessionEnded>(told[2]->what).killed_by, admin);
+    EXPECT_EQ(std::get<SessionEnded>(told[3]->what).reason, SessionEnd::timeout);
+}
+
+TEST_F(Changes, AreNotToldWhenTheListeningHasEnded) {
+    Events events;
+    { const Subscription subscription = core().subscribe(Interest::configuration, events.change_listener()); }
+    EXPECT_EQ(edit(session(), gain_edit("11.0")), "ok");
+    EXPECT_EQ(answer(session(), Wait{}), "ok");
+    EXPECT_THAT(events.wait_for(0), IsEmpty());
+}
+
+// Reads of eight sessions while one edits both sides: each answer has the two sides from one state.
+TEST_F(Edits, AreNeverSeenInHalf) {
+    const SessionId editor = session();
+    std::atomic<bool> done = false;
+    std::atomic<int> torn = 0, whole = 0;
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 4; ++i)
+        readers.emplace_back([&, id = session(Role::reader)] {
+            while (!done) {
+                Outcome outcome = core().carry_out(id, Read{.filter = SubtreeFilter{both_sides_filter}});
+                const std::string text = std::get<Result>(outcome).data.print(LYD_XML);
+                const bool first =
+                    text.find("<target-gain>11.0<") != std::string::npos && text.find(">eleven<") != std::string::npos;
+                const bool second =
+                    text.find("<target-gain>12.0<") != std::string::npos && text.find(">twelve<") != std::string::npos;
+                ++(first || second || text.find("13.1") != std::string::npos ? whole : torn);
+            }
+        });
+    const auto pair = [](const std::string &gain, const std::string &word) {
+        return fmt::format(
+            R"(<config xmlns="urn:ietf:params:xml:ns:netconf:base:1.0">)"
+            R"(<interface-configurations xmlns="http://korvex.example/ns/yang/Korvex-ifmgr-cfg">)"
+            R"(<interface-configuration><active>act</active><interface-name>Loopback0</interface-name>)"
+            R"(<description>{}</description></interface-configuration></interface-configurations>)"
+            R"(<optical-amplifier xmlns="http://openconfig.net/yang/optical-amplfier"><amplifiers><amplifier>)"
+            R"(<name>0/1-AMP-BST</name><config><target-gain>{}</target-gain></config>)"
+            R"(</amplifier></amplifiers></optical-amplifier></config>)",
+            word, gain);
+    };
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(edit(editor, i % 2 == 0 ? pair("11.0", "eleven") : pair("12.0", "twelve")), "ok");
+    done = true;
+    for (std::thread &reader : readers)
+        reader.join();
+    EXPECT_EQ(torn, 0);
+    EXPECT_GT(whole, 0);
+}
+
+} // namespace
