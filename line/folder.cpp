@@ -100,6 +100,11 @@ void init_line(const fs::path &folder, std::string_view description) {
     made.finish();
 }
 
+bool is_line(const fs::path &folder) {
+    std::error_code error;
+    return fs::is_regular_file(folder / description_name, error);
+}
+
 LineDescription line_of_folder(const fs::path &folder) {
     const fs::path file = folder / description_name;
     std::ifstream stream(file, std::ios::binary);

@@ -26,6 +26,8 @@ class LineError : public InputError {
 /// throws.
 void init_line(const std::filesystem::path &folder, std::string_view description);
 
+/// Whether the folder is that of a line.
+bool is_line(const std::filesystem::path &folder);
 /// The description in a line's folder. Throws LineError and JsonError.
 LineDescription line_of_folder(const std::filesystem::path &folder);
 /// The folder of a node.

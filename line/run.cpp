@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <chrono>
 #include <thread>
+#include <utility>
 
 #include <sys/resource.h>
 
@@ -337,6 +338,7 @@ void LineRun::apply(const std::string &words, const LineEvent &event) {
     }
     if (settings_.tell)
         settings_.tell(fmt::format("second {}: {}", second(), words));
+    to_tell_.push_back(words);
 }
 
 // Events of this second, those of the script first.
@@ -393,6 +395,10 @@ void LineRun::step() {
     add_readings();
     for (const std::unique_ptr<NodeLink> &node : nodes_)
         node->write();
+    for (const std::string &words : std::exchange(to_tell_, {})) {
+        if (settings_.on_event)
+            settings_.on_event(second() - 1, words); // the second that it was given for
+    }
     const auto both = [](Json amplifiers, Json channels) {
         return Json{{"amplifiers", std::move(amplifiers)}, {"channels", std::move(channels)}}.dump();
     };

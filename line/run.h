@@ -22,6 +22,8 @@ struct RunSettings {
     std::optional<std::uint64_t> seed = {};             ///< none: that of the run before, at first 1
     std::vector<ScriptedEvent> script = {};             ///< events before the present second are passed over
     std::function<void(const std::string &)> tell = {}; ///< takes a line for each event; may be empty
+    /// Takes each event that has happened, in its words, when the nodes hold what it did; may be empty.
+    std::function<void(std::uint64_t second, const std::string &words)> on_event = {};
 };
 
 /// The line in a folder, between one second and the next. The only one that writes what the nodes measure; their
@@ -62,6 +64,7 @@ class LineRun {
     std::vector<PortHistory> amplifier_histories_, channel_histories_; // as the simulation's
     std::vector<std::unique_ptr<NodeLink>> nodes_;
     std::vector<std::int64_t> happened_; // events to forget
+    std::vector<std::string> to_tell_;   // events of this second, in their words
     bool closed_changed_ = false;        // intervals that are over, since they were kept
 };
 

@@ -1,4 +1,6 @@
 // ocamp line: makes, runs and shows simulated lines. Knows how a line is asked for and shown, not how it is computed.
+#include "become_server.h"
+#include "line_options.h"
 #include "options.h"
 #include "output.h"
 #include "text_io.h"
@@ -26,9 +28,7 @@ namespace {
 struct LineOptions {
     std::string folder;
     std::string description;
-    std::string speed = "1";
-    std::optional<std::uint64_t> seed, until, at;
-    std::string script;
+    std::optional<std::uint64_t> at;
     std::vector<std::string> words;
     bool watch = false;
     std::string svg;
@@ -48,27 +48,15 @@ void init(const LineOptions &options) {
     finish_output(made, "the line is made");
 }
 
-double speed_of(const std::string &word) {
-    constexpr double fastest = 1e6;
-    if (word == "max")
-        return 0;
-    double speed = 0;
-    if (!CLI::detail::lexical_cast(word, speed) || !(speed > 0 && speed <= fastest))
-        throw InputError(fmt::format("--speed: '{}', expected 'max' or a number above 0 of up to {}", word, fastest));
-    return speed;
-}
-
-void run(const LineOptions &options) {
-    const double speed = speed_of(options.speed);
-    RunSettings settings{.seed = options.seed, .tell = [](const std::string &text) {
-                             print("{}\n", escaped(text));
-                             finish_output("", "");
-                         }};
-    if (!options.script.empty()) {
-        const LineDescription line = line_of_folder(options.folder);
-        settings.script =
-            named_input(options.script, [&](const std::string &text) { return parse_script(line, text); });
+void run(const LineRunOptions &options) {
+    const double speed = options.seconds_a_second();
+    if (!options.netconf_base.empty()) {
+        std::vector<std::string> words = options.words();
+        words.insert(words.begin(), serve_line_word);
+        become_server(std::move(words));
     }
+    RunSettings settings = options.settings();
+    settings.tell = [](const std::string &text) { finish_output(escaped(text) + "\n", ""); };
     LineRun line(options.folder, std::move(settings));
     end_on_signals();
     finish_output(fmt::format("second {}: {} nodes run\n", line.second(), line.node_folders().size()), "");
@@ -160,15 +148,11 @@ void add_line_command(CLI::App &program) {
         ->type_name("FILE")
         ->required();
 
-    CLI::App &runner = add_action(command, "run", "Run a line, from where it stopped",
-                                  "Example:\n  ocamp line run demo-line --speed max --until 3600", options, run);
-    runner.add_option("--speed", options->speed, "Seconds of line time a second, or 'max'")
-        ->type_name("N")
-        ->capture_default_str();
-    runner.add_option("--seed", options->seed, "Seed of noise and drift; default: that of the run before")
-        ->type_name("N");
-    runner.add_option("--until", options->until, "Second of line time to end at")->type_name("SECONDS");
-    runner.add_option("--script", options->script, "Events, one a line: SECOND EVENT...")->type_name("FILE");
+    CLI::App &runner = *command.add_subcommand("run", "Run a line, from where it stopped, and serve its nodes");
+    auto run_options = std::make_shared<LineRunOptions>();
+    add_line_run_options(runner, *run_options);
+    runner.footer("Example:\n  ocamp line run demo-line --netconf-base 8301");
+    runner.callback([run_options] { run(*run_options); });
 
     CLI::App &teller = add_action(command, "event", "Let something happen to a line",
                                   "Events:\n"

@@ -81,7 +81,9 @@ TEST(LineDescriptions, SlotsAndAmplifiersAreChecked) {
     EXPECT_THAT(slot_refusal([](Json &slot) { slot["direction"] = "east"; }), HasSubstr("expected \"direction\", or"));
     EXPECT_THAT(slot_refusal([](Json &slot) { slot["booster"]["gain-db"] = 30; }),
                 HasSubstr("booster.gain-db: expected a gain in the range from 10 to 25, found 30"));
-    EXPECT_THAT(slot_refusal([](Json &slot) { slot["booster"]["gain-range-db"] = {25, 10}; }),
+    EXPECT_THAT(slot_refusal([](Json &slot) {
+                    slot["booster"]["gain-range-db"] = {25, 10};
+                }),
                 HasSubstr("expected the lowest gain first"));
     EXPECT_THAT(slot_refusal([](Json &slot) { slot["booster"]["type"] = "big"; }),
                 HasSubstr("no amplifier type \"big\""));

@@ -70,15 +70,16 @@ TEST_F(Events, WhatIsWrongIsToldWithWhatWasExpected) {
 }
 
 TEST_F(Events, ScriptsAreReadLineByLine) {
-    const auto events = parse_script(line_, "# a day\n\n10 cut site-1/site-2\r\n  10 channels east 8\n70 repair site-1/site-2");
+    const auto events =
+        parse_script(line_, "# a day\n\n10 cut site-1/site-2\r\n  10 channels east 8\n70 repair site-1/site-2");
     ASSERT_EQ(events.size(), 3U);
     EXPECT_EQ(events[0].at, 10U);
     EXPECT_EQ(events[1].event.channels, 8U);
     EXPECT_EQ(events[2].at, 70U);
-    for (const auto &[script, complaint] : {std::pair("10 cut a/b", "line 1: no node 'a'"),
-                                            std::pair("\nsoon cut site-1/site-2", "line 2: 'soon' is no second"),
-                                            std::pair("20 channels east 1\n10 channels east 2",
-                                                      "line 2: second 10 behind second 20")}) {
+    for (const auto &[script, complaint] :
+         {std::pair("10 cut a/b", "line 1: no node 'a'"),
+          std::pair("\nsoon cut site-1/site-2", "line 2: 'soon' is no second"),
+          std::pair("20 channels east 1\n10 channels east 2", "line 2: second 10 behind second 20")}) {
         try {
             parse_script(line_, script);
             ADD_FAILURE() << script;

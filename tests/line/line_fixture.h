@@ -10,9 +10,9 @@
 namespace line_tests {
 
 /// Two nodes, "a" and "b", with one span of 17 dB: 80 km of 0.2 dB/km and two connectors of 0.5 dB. Eastwards a booster
-/// in slot 1 of a (gain 20 dB, noise figure 6 dB, at most 25 dBm) and a pre-amplifier in slot 1 of b (17 dB, 5 dB, at most
-/// 25 dBm). Four channels of -3 dBm. Supervisory channels of 1 dBm in both slots. `more`: members of the line, each
-/// followed by a comma, before "directions".
+/// in slot 1 of a (gain 20 dB, noise figure 6 dB, at most 25 dBm) and a pre-amplifier in slot 1 of b (17 dB, 5 dB, at
+/// most 25 dBm). Four channels of -3 dBm. Supervisory channels of 1 dBm in both slots. `more`: members of the line,
+/// each followed by a comma, before "directions".
 std::string two_nodes(const std::string &more = "\"measurement-noise-db\": 0,");
 
 /// The example with three sites, with noise and drift as it stands.
@@ -30,8 +30,8 @@ void run(ocamp::Simulation &simulation, int seconds);
 void happen(ocamp::Simulation &simulation, const std::string &words);
 
 /// What the amplifier at that place reads.
-inline const ocamp::AmplifierReading &reading(const ocamp::Simulation &simulation, const std::string &node, unsigned slot,
-                                              bool booster) {
+inline const ocamp::AmplifierReading &reading(const ocamp::Simulation &simulation, const std::string &node,
+                                              unsigned slot, bool booster) {
     return simulation.amplifiers()[amplifier_at(simulation, node, slot, booster)].reading;
 }
 

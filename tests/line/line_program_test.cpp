@@ -46,7 +46,9 @@ class LineCommands : public testing::Test {
         EXPECT_EQ(got.status, 0) << got.err;
         nlohmann::json at = nlohmann::json::parse(got.out);
         while (at.is_structured())
-            at = nlohmann::json(at.is_array() ? at.at(0) : at.size() > 1 && at.contains("state") ? at["state"] : *at.begin());
+            at = nlohmann::json(at.is_array()                           ? at.at(0)
+                                : at.size() > 1 && at.contains("state") ? at["state"]
+                                                                        : *at.begin());
         return std::stod(at.get<std::string>());
     }
 
@@ -83,12 +85,14 @@ TEST_F(LineCommands, WrongUsesAreToldWithStatusTwo) {
         EXPECT_EQ(outcome.out, "");
     };
     refused(ocamp({"line", "init", line(), "--from", EXAMPLE_LINE}), "expected a new or empty folder");
-    refused(ocamp({"line", "init", line() + "2", "--from", "-"}, "{}"), "standard input: $: the member \"name\" is missing");
+    refused(ocamp({"line", "init", line() + "2", "--from", "-"}, "{}"),
+            "standard input: $: the member \"name\" is missing");
     refused(ocamp({"line", "run", temporary_.path()}), "expected a folder made with 'ocamp line init'");
     refused(ocamp({"line", "run", line(), "--speed", "fast"}), "expected 'max' or a number");
     refused(ocamp({"line", "run", line(), "--speed", "0"}), "expected 'max' or a number");
     refused(ocamp({"line", "event", line(), "cut", "x/y"}), "no node 'x'");
-    refused(ocamp({"line", "show", line(), "--svg", "/no/such/folder/x.svg"}), "/no/such/folder/x.svg: cannot be written");
+    refused(ocamp({"line", "show", line(), "--svg", "/no/such/folder/x.svg"}),
+            "/no/such/folder/x.svg: cannot be written");
     refused(run_until(1, {"--script", "/no/such/script"}), "/no/such/script: No such file");
     support::write_file(temporary_.path() / "script", "1 cut\n");
     refused(run_until(1, {"--script", (temporary_.path() / "script").string()}), "script: line 1: expected: cut SPAN");
@@ -111,8 +115,8 @@ TEST_F(LineCommands, KilledAnywhereNothingIsTorn) {
     constexpr int last_second = 1000;
     std::string configuration;
     for (int round = 0; round < 16; ++round) {
-        const int process = support::start({.words = words({"line", "run", line(), "--speed", "max", "--until",
-                                                            std::to_string(last_second)})});
+        const int process = support::start(
+            {.words = words({"line", "run", line(), "--speed", "max", "--until", std::to_string(last_second)})});
         std::this_thread::sleep_for(std::chrono::milliseconds(100 + 7 * round));
         kill(process, SIGKILL);
         waitpid(process, nullptr, 0);

@@ -6,10 +6,12 @@
 #include "line/node_data.h"
 #include "line/run.h"
 #include "node/live_data.h"
+#include "node/native_change.h"
 #include "node/node.h"
 #include "support/files.h"
 #include "sysdb/record_reader.h"
 #include "yang/models.h"
+#include "yang/request_error.h"
 
 #include <filesystem>
 #include <fstream>
@@ -84,7 +86,8 @@ class Lines : public testing::Test {
         return {};
     }
 
-    static std::optional<BagRecord> record(const fs::path &node, const std::string &bind_point, const std::string &item) {
+    static std::optional<BagRecord> record(const fs::path &node, const std::string &bind_point,
+                                           const std::string &item) {
         Node opened(node, Node::Access::read);
         const ReadTransaction snapshot(opened.database());
         const auto bag = read_record(opened.system_database(), bind_point, item);
@@ -92,7 +95,8 @@ class Lines : public testing::Test {
     }
 
     // The configuration of one interface changes as an edit of a client's would.
-    static void configure(const fs::path &node, const std::string &interface, const std::string &leaf, const Json &value) {
+    static void configure(const fs::path &node, const std::string &interface, const std::string &leaf,
+                          const Json &value) {
         Node opened(node, Node::Access::write);
         Transaction transaction(opened.database());
         NativeData data = load_native(opened.database(), native_schema());
@@ -255,10 +259,9 @@ TEST_F(Lines, APulledCardIsInNeitherInventoryNorData) {
     EXPECT_FALSE(native(node("b")).contains("Korvex-controller-orvo8-ots-oper:ots-oper"));
     EXPECT_TRUE(intervals(native(node("a")), "Ots0/1/0/1").size() == 1U);
     EXPECT_FALSE(native(node("b")).contains("Korvex-pmengine-oper:performance-management-history"));
-    for (const auto &[bind_point, item] :
-         {std::pair(inventory_bind_point, "0%2f1-AMP-PRE/attrib/inv_basic_bag"),
-          std::pair(controllers_bind_point, "Ots0_1_0_0/ots_info"),
-          std::pair(history_bind_point, "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1")})
+    for (const auto &[bind_point, item] : {std::pair(inventory_bind_point, "0%2f1-AMP-PRE/attrib/inv_basic_bag"),
+                                           std::pair(controllers_bind_point, "Ots0_1_0_0/ots_info"),
+                                           std::pair(history_bind_point, "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1")})
         EXPECT_FALSE(record(node("b"), bind_point, item)) << item;
     run_until(60, {.script = parse_script(line, "40 insert b 1")});
     EXPECT_EQ(port(native(node("b")), "Ots0/1/0/0").at("ampli-gain"), 1700);
@@ -294,6 +297,35 @@ TEST_F(Lines, TimeGoesOnWhereItStopped) {
         run_until(stop, {.seed = stop == 1 ? std::optional<std::uint64_t>(4) : std::nullopt, .script = script()});
     for (const NodeDescription &described : line.nodes)
         EXPECT_EQ(native(node(described.name)), whole[described.name]) << described.name;
+}
+
+// It would be hidden by what the line writes in the next second.
+TEST_F(Lines, WhatIsMeasuredIsNotChangedByHand) {
+    make(two_nodes());
+    run_until(1);
+    const auto ignored = [](const std::vector<LeafChange> &) {};
+    Node opened(node("b"), Node::Access::write);
+    try {
+        set_native(opened, "/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']/ots-info/ampli-gain", "1", ignored);
+        ADD_FAILURE() << "a reading was changed";
+    } catch (const RequestError &error) {
+        EXPECT_THAT(error.what(), HasSubstr("is written by what measures the node, into"));
+    }
+    set_native(opened,
+               "/interface-configurations/interface-configuration[active='act'][interface-name='Ots0/1/0/0']/description",
+               "by hand", ignored);
+    EXPECT_THAT(native(node("b")).dump(), HasSubstr("by hand"));
+}
+
+TEST_F(Lines, WhoListensIsToldOfEventsWhenTheirSecondIsInTheNodes) {
+    make(two_nodes());
+    LineStore(folder(), false).add_event(2, "cut a/b");
+    std::vector<std::string> told;
+    run_until(5, {.on_event = [&](std::uint64_t second, const std::string &words) {
+                  told.push_back(fmt::format("{} {} {}", second, words,
+                                             port(native(node("b")), "Ots0/1/0/0").at("ampli-gain").dump()));
+              }});
+    EXPECT_THAT(told, testing::ElementsAre("2 cut a/b 0"));
 }
 
 TEST_F(Lines, OneProcessRunsALine) {

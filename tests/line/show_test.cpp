@@ -3,7 +3,6 @@
 
 #include "line/show.h"
 
-
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
@@ -57,8 +56,8 @@ TEST(LinePictures, TheDiagramIsADocumentWithGains) {
     EXPECT_THAT(svg, testing::StartsWith("<svg xmlns=\"http://www.w3.org/2000/svg\""));
     EXPECT_THAT(svg, testing::EndsWith("</svg>\n"));
     for (const SimulatedAmplifier &amplifier : simulation.amplifiers())
-        EXPECT_THAT(svg, HasSubstr(fmt::format(">{:.1f} / {:.2f}<", amplifier.target_gain(),
-                                               amplifier.reading.gain / 100.0)));
+        EXPECT_THAT(
+            svg, HasSubstr(fmt::format(">{:.1f} / {:.2f}<", amplifier.target_gain(), amplifier.reading.gain / 100.0)));
     EXPECT_THAT(svg, HasSubstr(">terminal-b<"));
 }
 

@@ -210,8 +210,8 @@ TEST(ThreeSites, RaisingOneGainRaisesEveryPowerBehindUntilSaturation) {
     for (const Simulation::Passage &passage : after.path(0)) {
         if (passage.kind != Simulation::Passage::Kind::amplifier)
             continue;
-        const int difference = after.amplifiers()[passage.index].reading.output -
-                               before.amplifiers()[passage.index].reading.output;
+        const int difference =
+            after.amplifiers()[passage.index].reading.output - before.amplifiers()[passage.index].reading.output;
         behind = behind || passage.index == raised;
         // The noise that amplifiers behind add does not rise with the rest.
         EXPECT_NEAR(difference, behind ? 100 : 0, 2) << passage.index;
