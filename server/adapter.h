@@ -27,10 +27,18 @@ class Adapter {
     virtual void stop(std::chrono::milliseconds limit) = 0;
 };
 
+/// How a protocol over TLS proves who it is, and asks clients to. Paths of PEM files.
+struct TlsSettings {
+    std::string certificate = {}, key = {}; ///< both empty: the adapter makes its own
+    std::string client_ca = {};             ///< signs client certificates; empty: none are asked for
+    bool insecure = false;                  ///< no TLS, on loopback only
+};
+
 /// What an adapter serves with.
 struct ServeSettings {
     std::vector<ListeningSocket> sockets;
     std::vector<std::string> call_home; ///< addresses that it connects to; only for a protocol that calls home
+    TlsSettings tls = {};               ///< only for a protocol over TLS
 };
 
 /// A protocol that ocampd can serve.
@@ -39,6 +47,7 @@ struct Protocol {
     std::string_view default_address; ///< "127.0.0.1:8300"
     std::string_view description;     ///< of its option
     bool calls_home;                  ///< has the option --NAME-call-home
+    bool tls;                         ///< has the options of TlsSettings
     /// `core` outlives the adapter. Throws InputError, StateError and std::system_error.
     std::unique_ptr<Adapter> (*serve)(Core &core, ServeSettings settings);
 };

@@ -70,6 +70,29 @@ class Core::Impl {
             worker_->post_urgent([this, info = session->info, reason] { clean_up(info, reason, no_session); });
     }
 
+    void reload_users() {
+        log_ins_.reload();
+        std::vector<EndOfSession> ends;
+        {
+            const std::lock_guard guard(mutex_);
+            std::vector<SessionId> outdated;
+            for (const auto &[id, session] : sessions_) {
+                const LogInAnswer now = log_ins_.principal_of(session.info.principal.user);
+                if (!now || now->role != session.info.principal.role)
+                    outdated.push_back(id);
+            }
+            for (const SessionId id : outdated) {
+                Session session = *take_session(id);
+                worker_->post_urgent([this, info = session.info] { clean_up(info, SessionEnd::killed, no_session); });
+                ends.push_back(std::move(session.on_end));
+            }
+        }
+        for (const EndOfSession &on_end : ends) {
+            if (on_end)
+                on_end(SessionEnd::killed, no_session);
+        }
+    }
+
     void submit(SessionId id, Operation operation, Completion completion) {
         {
             const std::lock_guard guard(mutex_);
@@ -297,6 +320,10 @@ SessionId Core::open_session(const Principal &principal, const Peer &peer, EndOf
 
 void Core::close_session(SessionId session, SessionEnd reason) {
     impl_->close_session(session, reason);
+}
+
+void Core::reload_users() {
+    impl_->reload_users();
 }
 
 void Core::submit(SessionId session, Operation operation, Completion completion) {

@@ -72,6 +72,10 @@ class Core {
     /// to it, before any request that is submitted later.
     void close_session(SessionId session, SessionEnd reason);
 
+    /// Reads the users anew, and ends the sessions of those who are gone or have another role now (SessionEnd::killed,
+    /// by no_session). Throws StateError; everything is as before then.
+    void reload_users();
+
     /// Hands a request over; requests of one session are carried out in their order, those of several sessions take
     /// turns. A refusal of a limit or role comes through the completion, too. What is submitted for a session that has
     /// ended is dropped.

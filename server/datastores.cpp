@@ -182,6 +182,12 @@ void Datastores::refuse_locked(Datastore datastore, SessionId caller) {
                         lock->session);
 }
 
+// What others change while a confirmed commit is pending would go with it.
+void Datastores::refuse_pending(Datastore target, SessionId caller) const {
+    if (target == Datastore::running && pending_ && pending_->session != caller)
+        throw HeldError(error_tag::in_use, "a confirmed commit of another session is pending", pending_->session);
+}
+
 // `what` is the word for the log. The change is told as the author's, and what was found before it as another
 // process's.
 void Datastores::change_running(const Author &author, std::string_view what, const Change &change) {
@@ -225,6 +231,7 @@ void Datastores::edit(const SessionInfo &caller, Datastore target, const std::ve
     const std::vector<ConfigurationEdit> edits = prepared(steps);
     check_native_edit(caller.principal, native_node_of(edits));
     refuse_locked(target, caller.id);
+    refuse_pending(target, caller.id);
     if (test_only)
         service_.look([&](const Service::View &view) {
             NativeData data = target == Datastore::candidate ? candidate_or(view.data) : copy_of_running(view.data);
@@ -251,6 +258,7 @@ Result Datastores::carry_out(const SessionInfo &caller, const CopyConfig &copy) 
         throw RequestError(error_tag::invalid_value, "", "source and target are one, expected two datastores");
     check_native_edit(caller.principal, candidate_.native_node);
     refuse_locked(copy.target, caller.id);
+    refuse_pending(copy.target, caller.id);
     if (copy.target == Datastore::candidate) {
         discard();
         return {};

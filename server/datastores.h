@@ -68,6 +68,7 @@ class Datastores {
 
     std::optional<LockInfo> &lock_of(Datastore datastore) { return locks_[static_cast<std::size_t>(datastore)]; }
     void refuse_locked(Datastore datastore, SessionId caller);
+    void refuse_pending(Datastore target, SessionId caller) const;
     NativeData candidate_or(const NativeData &running) const;
     void change_running(const Author &author, std::string_view what, const Change &change);
     void change_candidate(const SessionInfo &caller, const std::vector<ConfigurationEdit> &steps);

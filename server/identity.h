@@ -60,7 +60,8 @@ struct SessionInfo {
     std::chrono::system_clock::time_point since;
 };
 
-/// Called once when the core ends a session by itself: killed or shutdown, and by whom (no_session: the server). From
+/// Called once when the core ends a session by itself: killed or shutdown, and by whom (no_session: the server, as when
+/// its user is gone). From
 /// any thread, and never under a lock; it only hands over to the adapter, which then closes its connection. The session
 /// is gone for the core by then: close_session need not be called any more, and does nothing.
 using EndOfSession = std::function<void(SessionEnd end, SessionId by)>;

@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
@@ -137,6 +138,19 @@ std::map<std::string, std::vector<ListeningSocket>> inherited_sockets() {
     return sockets;
 }
 
+void watch_peer(const Descriptor &connection) noexcept {
+    const auto set = [&](int level, int option, int value) {
+        setsockopt(connection.get(), level, option, &value, sizeof value);
+    };
+    // Seconds until it is asked whether it is there and between questions, how many, and milliseconds for what was
+    // sent.
+    set(SOL_SOCKET, SO_KEEPALIVE, 1);
+    set(IPPROTO_TCP, TCP_KEEPIDLE, 30);
+    set(IPPROTO_TCP, TCP_KEEPINTVL, 10);
+    set(IPPROTO_TCP, TCP_KEEPCNT, 3);
+    set(IPPROTO_TCP, TCP_USER_TIMEOUT, 60000);
+}
+
 Accepted accept_from(const ListeningSocket &socket) {
     Accepted accepted;
     sockaddr_storage address{};
@@ -147,6 +161,7 @@ Accepted accept_from(const ListeningSocket &socket) {
         accepted.exhausted = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
         return accepted;
     }
+    watch_peer(connection);
     NumericAddress peer = numeric(address, size);
     accepted.connection = {std::move(connection), std::move(peer.host), peer.port};
     return accepted;

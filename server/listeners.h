@@ -67,7 +67,11 @@ struct Accepted {
     bool exhausted = false; ///< somebody waits, and there is no descriptor or memory: let some time pass
 };
 
-/// The next connection. Never blocks.
+/// Lets the system end a connection whose peer has gone without a word, as behind a cable that was pulled: silent for a
+/// minute, or for a minute with something unacknowledged. What cannot be set is left as it is.
+void watch_peer(const Descriptor &connection) noexcept;
+
+/// The next connection, with its peer watched. Never blocks.
 Accepted accept_from(const ListeningSocket &socket);
 
 } // namespace ocamp::server

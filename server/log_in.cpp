@@ -156,13 +156,25 @@ LogInAnswer LogIns::public_key(const Peer &peer, std::string_view user, std::str
     const auto is_it = [&](const PublicKey &key) { return key.type == type && key.blob == blob; };
     if (found && std::none_of(found->keys.begin(), found->keys.end(), is_it))
         found.reset();
-    if (proven)
+    if (proven) {
+        const std::lock_guard lock(mutex_);
+        if (found)
+            delays_.succeeded(peer.address);
+        else
+            delays_.failed(peer.address, Clock::now());
+    }
+    if (proven || !found)
         return tell(peer, user, "public-key", found);
-    return found ? LogInAnswer(Principal{found->name, found->role}) : std::nullopt;
+    return Principal{found->name, found->role};
 }
 
 LogInAnswer LogIns::certificate(const Peer &peer, std::string_view user) {
     return tell(peer, user, "certificate", find(user));
+}
+
+LogInAnswer LogIns::principal_of(std::string_view user) const {
+    const std::optional<User> found = find(user);
+    return found ? LogInAnswer(Principal{found->name, found->role}) : std::nullopt;
 }
 
 void LogIns::reload() {

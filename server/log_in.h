@@ -70,14 +70,18 @@ class LogIns {
                   std::function<void(const LogInAnswer &answer)> answer);
 
     /// A public key of that type and in base64, as PublicKey has them. Without a `proven` signature the attempt only
-    /// asks whether the key would do, and is not logged.
+    /// asks whether the key would do; that is logged when it would not. A key that was proven in vain slows its address
+    /// as a wrong password does. A question does not: clients ask for each of their keys in turn.
     LogInAnswer public_key(const Peer &peer, std::string_view user, std::string_view type, std::string_view blob,
                            bool proven);
 
     /// A user whose name the protocol has proved otherwise, such as by a client certificate.
     LogInAnswer certificate(const Peer &peer, std::string_view user);
 
-    /// Reads the users anew; sessions that are there stay. Throws StateError; the users are as before then.
+    /// Who a user is now; none for one who is not there.
+    LogInAnswer principal_of(std::string_view user) const;
+
+    /// Reads the users anew; Core::reload_users also ends sessions. Throws StateError; the users are as before then.
     void reload();
 
     static constexpr std::size_t most_waiting = 256;

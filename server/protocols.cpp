@@ -1,19 +1,29 @@
 // The protocols that this program was built with, a row each. Knows them by their names alone.
 #include "server/adapter.h"
+#ifdef OCAMP_GNMI
+#include "server/gnmi/serve.h"
+#endif
 #include "server/netconf/serve.h"
-
-#include <array>
 
 namespace ocamp::server {
 
 std::span<const Protocol> protocols() noexcept {
-    static constexpr std::array<Protocol, 1> rows{{
+    static constexpr Protocol rows[] = {
         {.name = "netconf",
          .default_address = "127.0.0.1:8300",
          .description = "NETCONF over SSH",
          .calls_home = true,
+         .tls = false,
          .serve = netconf::serve},
-    }};
+#ifdef OCAMP_GNMI
+        {.name = "gnmi",
+         .default_address = "127.0.0.1:9339",
+         .description = "gNMI over gRPC",
+         .calls_home = false,
+         .tls = true,
+         .serve = gnmi::serve},
+#endif
+    };
     return rows;
 }
 

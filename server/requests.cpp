@@ -1,6 +1,7 @@
 // The words of operations, and how exceptions become refusals.
 #include "server/requests.h"
 
+#include "node/attribute_error.h"
 #include "node/filter.h"
 #include "seam/path_text.h"
 #include "server/held_error.h"
@@ -83,10 +84,12 @@ Refusal refusal_of(const std::exception &error) {
         // A lock of another process has no session.
         if (!holder && (refused->tag() == ErrorTag::lock_denied || refused->tag() == ErrorTag::in_use))
             holder = no_session;
+        const auto *of_attribute = dynamic_cast<const AttributeError *>(&error);
         return {.tag = refused->tag(),
                 .app_tag = refused->app_tag(),
                 .path = with_modules(refused->path()),
                 .reason = refused->reason(),
+                .attribute = of_attribute != nullptr ? of_attribute->attribute() : std::string(),
                 .code = refused->code(),
                 .holder = holder};
     }

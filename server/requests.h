@@ -150,6 +150,8 @@ struct Refusal {
     std::string path = {};
     /// What, why, and what was expected; without path and tag.
     std::string reason = {};
+    /// Of missing_attribute, bad_attribute and unknown_attribute: the attribute of the path's node. Empty: not told.
+    std::string attribute = {};
     /// The plug-in's code; 0 when something else refused.
     cerrno code = 0;
     /// Of lock_denied and in_use: who holds what was asked for; no_session for a holder that is no session of this

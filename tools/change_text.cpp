@@ -34,7 +34,8 @@ std::string text_of(const ToldChanges &told, bool dry_run) {
         text += "nothing changed\n";
     for (const Rounding &rounding : told.rounded) {
         if (!is_changed(rounding.path, told.changed))
-            text += escaped(fmt::format("= {} {}", rounding.path, rounding.held)) +
+            text += escaped(fmt::format("= {} {}{}{}", rounding.path, rounding.held, rounding.unit.empty() ? "" : " ",
+                                        rounding.unit)) +
                     rounding_behind(rounding.path, told.rounded) + "\n";
     }
     if (told.passed_over != 0)
@@ -70,8 +71,7 @@ std::string told_line(const LeafChange &change) {
 }
 
 std::string told_text(const ToldChanges &told, const TellOptions &options, bool as_json) {
-    // A dry run has nothing to do but tell.
-    if (options.quiet && !options.dry_run)
+    if (options.quiet)
         return {};
     return as_json ? json_of(told, options.dry_run) : text_of(told, options.dry_run);
 }

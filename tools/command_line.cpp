@@ -75,7 +75,8 @@ class Reader {
     CommandLine read() {
         while (at_ < given_.size()) {
             const std::string &word = given_[at_];
-            if (word == "--")
+            // Another program's words are its own.
+            if (word == "--" || command_->get_prefix_command())
                 take(given_.size() - at_);
             else if (is_option(word))
                 read_option(word);
@@ -85,7 +86,7 @@ class Reader {
                 take(1);
         }
         for (const std::string &name : options_) {
-            if (command_->get_option_no_throw(name) == nullptr)
+            if (!command_->get_prefix_command() && command_->get_option_no_throw(name) == nullptr)
                 refuse_option(*command_, name);
         }
         std::vector<std::string> words = commands_;

@@ -77,7 +77,7 @@ void add_complete_command(CLI::App &program, CommonOptions &common) {
     command.get_option("--node")->required(false);
     command.add_flag("--native", options->native, "A path in the native models");
     command.add_option("BEGUN", options->begun, "The beginning of a path; default: none");
-    add_common_options(command, common);
+    add_common_options(command, common, errors_as_json);
     command.callback([options, &common] { run(*options, common); });
 }
 

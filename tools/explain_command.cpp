@@ -293,7 +293,7 @@ void add_explain_get(CLI::App &explain, CommonOptions &common) {
     command.add_flag("--all", options->show.all, "Whole native entries, not only what the request reaches");
     command.add_flag("--calls", options->show.calls, "Every call to the platform instead of the native request alone");
     add_colour_option(command, options->show.colour);
-    add_common_options(command, common);
+    add_common_options(command, common, errors_as_json);
     command.footer(
         "Example:\n"
         "  ocamp explain get --node demo-node \"/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']\"");
@@ -350,7 +350,7 @@ void add_explain_edit(CLI::App &explain, CommonOptions &common) {
     add_edit_options(command, options->edit);
     command.add_flag("--calls", options->show.calls, "Every call to the platform instead of the native edit alone");
     add_colour_option(command, options->show.colour);
-    add_common_options(command, common);
+    add_common_options(command, common, errors_as_json);
     command.footer("Example:\n  ocamp explain edit --node demo-node edit.xml");
     command.callback([options, &common] { run_edit(*options, common); });
 }

@@ -1,6 +1,7 @@
 // How failures are worded. Knows no command.
 #include "failure_message.h"
 
+#include "node/filter.h"
 #include "seam/input_error.h"
 #include "seam/text.h"
 #include "yang/request_error.h"
@@ -45,6 +46,10 @@ std::string failure_message(const std::exception &failure, int status, bool as_j
         told["tag"] = word_of(refusal->tag());
         if (refusal->code() != CERR_SUCCESS)
             told["code"] = fmt::format("0x{:08x}", refusal->code());
+    } else if (const auto *wrong_path = dynamic_cast<const PathError *>(&failure); wrong_path != nullptr) {
+        told["path"] = wrong_path->path().empty() ? "/" : wrong_path->path();
+        told["reason"] = shortened(wrong_path->reason(), longest_message);
+        told["tag"] = word_of(wrong_path->tag());
     }
     return escaped_json(Json{{"error", told}}.dump(-1, ' ', false, Json::error_handler_t::replace)) + '\n';
 }

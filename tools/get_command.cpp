@@ -36,7 +36,7 @@ void add_get_command(CLI::App &program, CommonOptions &common) {
     add_node_option(command, options->node);
     add_read_options(command, options->read);
     add_format_option(command, options->format);
-    add_common_options(command, common);
+    add_common_options(command, common, errors_as_json);
     command.footer(footer_text);
     command.callback([options, &common] { run(*options, common); });
 }

@@ -129,7 +129,7 @@ void add_native_command(CLI::App &program, CommonOptions &common) {
         "PATH", options->path,
         "Absolute data path in the native models; keys that are left out or '*' stand for all entries; default: all");
     add_format_option(get, options->format);
-    add_common_options(get, common);
+    add_common_options(get, common, errors_as_json);
     get.footer("Example:\n"
                "  ocamp native get --node demo-node \"/interface-configurations/"
                "interface-configuration[interface-name='Ots0/1/0/0']/optics\"");

@@ -28,7 +28,7 @@ void add_export(CLI::App &node, CommonOptions &common) {
     auto options = std::make_shared<ExportOptions>();
     command.add_option("DIR", options->folder, "Folder to write; it is made if need be")->required();
     add_node_option(command, options->node);
-    add_common_options(command, common);
+    add_common_options(command, common, errors_as_json);
     command.footer("Example: a copy of a node\n"
                    "  ocamp node export --node demo-node saved && ocamp node init copy --from saved");
     command.callback([options, &common] {
@@ -62,7 +62,7 @@ void add_node_command(CLI::App &program, CommonOptions &common) {
     init.add_option("--from", options->example, "Example: native data in native/, system-database records in sysdb/")
         ->type_name("EXAMPLE")
         ->required();
-    add_common_options(init, common);
+    add_common_options(init, common, errors_as_json);
     init.footer("Example:\n  ocamp node init demo-node --from examples/node");
     init.callback([options, &common] {
         const LogSession logs(logs_outside(options->folder, common.logs));

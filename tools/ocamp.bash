@@ -31,6 +31,12 @@ _ocamp_paths() {
     [[ -n $node ]] && ask+=(--node "${node//[\"\']/}")
     [[ -n $begun ]] && ask+=(-- "$begun")
     mapfile -t COMPREPLY < <("${ask[@]}" 2>/dev/null)
+    # Inside quotes bash ends the word behind a single answer: one that only leads on is followed to where there is a
+    # choice.
+    while [[ -n $quote && -n $begun && ${#COMPREPLY[@]} -eq 1 && ${COMPREPLY[0]} == */ ]]; do
+        ask[-1]=${COMPREPLY[0]}
+        mapfile -t COMPREPLY < <("${ask[@]}" 2>/dev/null)
+    done
     # One entry or one container may go on: the cursor stays at the word.
     compopt -o nospace 2>/dev/null
     local before=${whole%"$word"}
@@ -39,6 +45,8 @@ _ocamp_paths() {
         [[ -z $quote ]] && found=$(sed "s/[]='\"[]/\\\\&/g" <<<"$found")
         [[ -n $quote && $found != */ ]] && found+=$quote
         found=$quote$found
+        # What was typed in another form, such as brackets without backslashes, cannot be gone on with.
+        [[ $found == "$before"* ]] || { COMPREPLY=(); return; }
         COMPREPLY[at]=${found#"$before"}
     done
 }

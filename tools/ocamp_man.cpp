@@ -119,7 +119,8 @@ std::string command_page(CLI::App &command, const std::string &version) {
     page += fmt::format(".SH SYNOPSIS\n{}\n", synopsis(command));
     if (const std::string arguments = options_of(command, true); !arguments.empty())
         page += ".SH ARGUMENTS\n" + arguments;
-    page += ".SH OPTIONS\n" + options_of(command, false);
+    if (const std::string options = options_of(command, false); !options.empty())
+        page += ".SH OPTIONS\n" + options;
     page += fmt::format(".SH NOTES\n.nf\n{}\n.fi\n", troff(command.get_footer()));
     return page + ".SH SEE ALSO\n.BR ocamp (1),\n.BR ocamp\\-node (5)\n";
 }

@@ -44,6 +44,7 @@ struct ServeOptions {
     LogFormat log_format = LogFormat::text;
     std::map<std::string, std::vector<std::string>> addresses; // by protocol
     CalledClients call_home;
+    TlsSettings tls;
 };
 
 template <class Number>
@@ -89,6 +90,16 @@ void add_protocols(CLI::App &program, ServeOptions &options) {
                             "Client to connect to, again and again until it answers")
                 ->type_name("ADDRESS:PORT");
     }
+}
+
+void add_tls(CLI::App &program, TlsSettings &tls) {
+    const auto add_file = [&](const char *name, std::string &file, const char *description) {
+        program.add_option(name, file, description)->type_name("FILE")->group("TLS");
+    };
+    add_file("--cert", tls.certificate, "Certificate of the server; none: it makes one of its own");
+    add_file("--key", tls.key, "Key of the certificate");
+    add_file("--client-ca", tls.client_ca, "Certificates that sign those of clients, which then must have one");
+    program.add_flag("--insecure", tls.insecure, "No TLS; on loopback only")->group("TLS");
 }
 
 // The sockets of each protocol that is served.
@@ -140,10 +151,12 @@ void serve(const ServeOptions &options) {
     auto sockets = sockets_of(options);
     served_modules();
     Core core(options.core, log);
-    Serving serving(core, std::move(sockets), options.call_home);
+    Serving serving(core, std::move(sockets), {.call_home = options.call_home, .tls = options.tls});
     log.write(Severity::info, "ready", {{"node", options.node}, {"addresses", serving.addresses()}});
     write_output(fmt::format("ready{}\n", serving.addresses()));
-    finish_output("", "the server is ready");
+    // Not finish_output: what a server is asked for has no outcome yet, so that memory that runs out later is a
+    // failure.
+    flush_output();
     sd_notify(0, "READY=1");
     wait_for_end(core, serving);
     sd_notify(0, "STOPPING=1");
@@ -174,6 +187,8 @@ int run(int argc, char **argv) {
     CommonOptions common;
     add_node_option(program, options.node);
     add_protocols(program, options);
+    if (std::ranges::any_of(protocols(), &Protocol::tls))
+        add_tls(program, options.tls);
     program
         .add_option_function<std::string>(
             "--log-format",

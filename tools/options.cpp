@@ -46,8 +46,8 @@ void add_node_option(CLI::App &command, std::string &folder) {
         ->required(!has_usual);
 }
 
-void add_common_options(CLI::App &command, CommonOptions &options) {
-    command.add_flag(json_option, options.json, "Errors, and what the command tells, as JSON");
+void add_common_options(CLI::App &command, CommonOptions &options, const char *json_description) {
+    command.add_flag(json_option, options.json, json_description);
     const char *group = "Plug-in and logs";
     command.add_option("--plugin", options.plugin, "Plug-in to run; default: the one that 'ocamp --version' tells")
         ->type_name("FILE")

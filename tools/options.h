@@ -28,8 +28,12 @@ struct CommonOptions {
 
 /// -n, --node DIR, which must be given unless OCAMP_NODE is in the environment.
 void add_node_option(CLI::App &command, std::string &folder);
-/// --json, --plugin and those of the logs.
-void add_common_options(CLI::App &command, CommonOptions &options);
+/// What --json is for in commands that tell nothing but their answer.
+inline constexpr const char *errors_as_json = "Errors as JSON";
+
+/// --json, --plugin and those of the logs. `json_description`: what --json is for.
+void add_common_options(CLI::App &command, CommonOptions &options,
+                        const char *json_description = "Errors, and what the command tells, as JSON");
 
 /// What a read asks for: PATH or --filter FILE, and --config.
 struct ReadOptions {

@@ -16,7 +16,6 @@
 #include <string_view>
 
 #include <dlfcn.h>
-#include <malloc.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
@@ -63,14 +62,22 @@ void *reallocate(void *block, std::size_t size) noexcept {
 }
 
 // Lets SQLite see the allocations that fail: its own methods for the C library's heap, without the ending of the
-// process.
+// process, and past the heap of the sanitizers, which would not know its blocks.
 void let_sqlite_run_out_of_memory() noexcept {
     constexpr int rounding = 8;
     static const sqlite3_mem_methods methods{
         .xMalloc = [](int size) { return allocate(static_cast<std::size_t>(size)); },
-        .xFree = std::free,
+        .xFree =
+            [](void *block) {
+                static auto *const real = next<void(void *)>("free");
+                real(block);
+            },
         .xRealloc = [](void *block, int size) { return reallocate(block, static_cast<std::size_t>(size)); },
-        .xSize = [](void *block) { return static_cast<int>(malloc_usable_size(block)); },
+        .xSize =
+            [](void *block) {
+                static auto *const real = next<std::size_t(void *)>("malloc_usable_size");
+                return static_cast<int>(real(block));
+            },
         .xRoundup = [](int size) { return (size + rounding - 1) / rounding * rounding; },
         .xInit = [](void *) { return SQLITE_OK; },
         .xShutdown = [](void *) {},

@@ -41,6 +41,8 @@ void add_serve_command(CLI::App &program) {
         *program.add_subcommand("serve", "Serve a node to network clients; 'ocamp serve --help' tells how");
     command.prefix_command();
     command.set_help_flag();
+    command.footer(
+        "'ocamp serve --help' tells the options; docs/server.md of the sources tells how the server is run.");
     command.callback([&command] { become_server(command.remaining()); });
 }
 

@@ -23,7 +23,7 @@ constexpr milliseconds longest_stop{1800}, adapters_stop{1000};
 
 } // namespace
 
-Serving::Serving(server::Core &core, ServedSockets sockets, const CalledClients &called) : core_(core) {
+Serving::Serving(server::Core &core, ServedSockets sockets, const ServingSettings &settings) : core_(core) {
     for (const Protocol &protocol : server::protocols()) {
         const std::string name(protocol.name);
         const auto found = sockets.find(name);
@@ -31,16 +31,17 @@ Serving::Serving(server::Core &core, ServedSockets sockets, const CalledClients 
             continue;
         for (const ListeningSocket &socket : found->second)
             addresses_ += fmt::format(" {}={}", name, socket.address);
-        const auto clients = called.find(name);
+        const auto clients = settings.call_home.find(name);
         adapters_.push_back(protocol.serve(
             core, {.sockets = std::move(found->second),
-                   .call_home = clients != called.end() ? clients->second : std::vector<std::string>()}));
+                   .call_home = clients != settings.call_home.end() ? clients->second : std::vector<std::string>(),
+                   .tls = settings.tls}));
     }
 }
 
 void Serving::reload() {
     try {
-        core_.log_ins().reload();
+        core_.reload_users();
         core_.log().write(Severity::info, "reloaded");
     } catch (const std::exception &error) {
         core_.log().write(Severity::error, "reload-failed", {{"reason", error.what()}});

@@ -19,12 +19,18 @@ using ServedSockets = std::map<std::string, std::vector<server::ListeningSocket>
 /// Clients that a protocol calls, by protocol.
 using CalledClients = std::map<std::string, std::vector<std::string>>;
 
+/// What adapters serve with besides sockets.
+struct ServingSettings {
+    CalledClients call_home = {};
+    server::TlsSettings tls = {};
+};
+
 /// The adapters of one core.
 class Serving {
   public:
     /// `core` outlives this. The core of any node must be idle until the first one of a process is made, as that loads
     /// the protocols' modules. Throws as the protocols' serve.
-    Serving(server::Core &core, ServedSockets sockets, const CalledClients &called = {});
+    Serving(server::Core &core, ServedSockets sockets, const ServingSettings &settings = {});
 
     /// " NAME=ADDRESS:PORT" for each socket.
     const std::string &addresses() const noexcept { return addresses_; }

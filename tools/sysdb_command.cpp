@@ -126,7 +126,7 @@ void add_sysdb_command(CLI::App &program, CommonOptions &common) {
     add_item_arguments(remover, *options);
 
     for (CLI::App *action : {&lister, &getter, &putter, &remover})
-        add_common_options(*action, common);
+        add_common_options(*action, common, errors_as_json);
 }
 
 } // namespace ocamp

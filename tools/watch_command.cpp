@@ -8,6 +8,8 @@
 #include "seam/text.h"
 
 #include <chrono>
+#include <cmath>
+#include <cstdlib>
 #include <ctime>
 #include <memory>
 #include <thread>
@@ -59,6 +61,16 @@ void run(const WatchOptions &options, const CommonOptions &common) {
     }
 }
 
+// What is read as a double and is in every range.
+std::string refuse_no_number(const std::string &text) {
+    return std::isnan(std::strtod(text.c_str(), nullptr)) ? fmt::format("'{}', expected a number", text) : "";
+}
+
+// What would be read as a large number.
+std::string refuse_below_zero(const std::string &text) {
+    return text.starts_with('-') ? fmt::format("'{}', expected a number from 0 on", text) : "";
+}
+
 } // namespace
 
 void add_watch_command(CLI::App &program, CommonOptions &common) {
@@ -69,9 +81,11 @@ void add_watch_command(CLI::App &program, CommonOptions &common) {
     command.add_option("--interval", options->interval, "Seconds between two reads")
         ->type_name("S")
         ->check(CLI::Range(0.01, 86400.0))
+        ->check(refuse_no_number, "")
         ->capture_default_str();
     command.add_option("--count", options->count, "End after that many reads; 0: when it is ended")
         ->type_name("N")
+        ->check(refuse_below_zero, "")
         ->capture_default_str();
     add_common_options(command, common);
     command.footer(

@@ -46,7 +46,7 @@ void run_edit(const WhyOptions &options, const CommonOptions &common) {
         write_output(show());
         throw;
     }
-    finish_output(show(), "");
+    finish_output(report.leaves.empty() && !common.json ? "the edit has no leaf\n" : show(), "");
 }
 
 } // namespace

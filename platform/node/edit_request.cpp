@@ -2,6 +2,7 @@
 #include "node/edit_request.h"
 
 #include "framework/operation_words.h"
+#include "node/attribute_error.h"
 #include "node/filter.h"
 #include "node/native_range.h"
 #include "seam/path_text.h"
@@ -49,9 +50,10 @@ std::string_view form_word(ClientNode::JsonForm form) {
 }
 
 [[noreturn]] void refuse_attribute(const ClientNode &node, const std::string &path) {
-    throw RequestError(error_tag::unknown_attribute, path,
-                       fmt::format("attribute '{}', expected none but 'operation' of the namespace {}",
-                                   node.attributes.front(), netconf_namespace));
+    const std::string &written = node.attributes.front(); // with "=" and value
+    throw AttributeError(error_tag::unknown_attribute, path, written.substr(0, written.find('=')),
+                         fmt::format("attribute '{}', expected none but 'operation' of the namespace {}",
+                                     node.attributes.front(), netconf_namespace));
 }
 
 bool is_element(const ClientNode &node, std::string_view name) {
@@ -228,9 +230,9 @@ class EditReader {
             node.operation = operation_of(*from.operation);
             node.own_operation = true;
             if (!node.operation)
-                throw RequestError(error_tag::bad_attribute, node.path,
-                                   fmt::format("operation '{}', expected one of: {}", *from.operation,
-                                               fmt::join(operation_words, ", ")));
+                throw AttributeError(error_tag::bad_attribute, node.path, "operation",
+                                     fmt::format("operation '{}', expected one of: {}", *from.operation,
+                                                 fmt::join(operation_words, ", ")));
         } else if (node.schema != nullptr && is_key(*node.schema) && deletes(node.operation.value_or(YFW_OP_MERGE))) {
             // The key of an entry that is deleted only says which one it is.
             node.operation = YFW_OP_MERGE;
@@ -238,8 +240,8 @@ class EditReader {
         // A key only says which entry it is: what happens to the entry stands there.
         if (node.own_operation && node.schema != nullptr && is_key(*node.schema) &&
             node.operation != std::optional<std::uint32_t>(YFW_OP_MERGE))
-            throw RequestError(error_tag::bad_attribute, node.path,
-                               fmt::format("operation '{}' on a key, expected it on the entry", *from.operation));
+            throw AttributeError(error_tag::bad_attribute, node.path, "operation",
+                                 fmt::format("operation '{}' on a key, expected it on the entry", *from.operation));
     }
 
     void read_value(EditNode &node, const ClientNode &from) const {
@@ -313,9 +315,9 @@ class EditReader {
         if (!deletes(parent.operation.value_or(YFW_OP_MERGE)) || (child.schema != nullptr && is_key(*child.schema)))
             return false;
         if (!deletes(child.operation.value_or(YFW_OP_MERGE)))
-            throw RequestError(error_tag::bad_attribute, child.path,
-                               fmt::format("operation '{}' inside what is deleted, expected none",
-                                           operation_word(child.operation.value_or(YFW_OP_MERGE))));
+            throw AttributeError(error_tag::bad_attribute, child.path, "operation",
+                                 fmt::format("operation '{}' inside what is deleted, expected none",
+                                             operation_word(child.operation.value_or(YFW_OP_MERGE))));
         return true;
     }
 
@@ -349,12 +351,12 @@ ClientNode leaf_at(const Schema &schema, std::string_view path) {
     const Filter filter = Filter::from_path(schema, path);
     const lysc_node *target = filter.path_target();
     if (target == nullptr || !is_leaf(*target))
-        throw FilterError(fmt::format("path {}: leads to {}, expected a leaf", path,
-                                      target == nullptr  ? "the whole model"
-                                      : is_list(*target) ? "a list entry"
-                                                         : "a container"));
+        throw PathError(error_tag::invalid_value, path,
+                        fmt::format("leads to {}, expected a leaf", target == nullptr  ? "the whole model"
+                                                                    : is_list(*target) ? "a list entry"
+                                                                                       : "a container"));
     if (is_key(*target))
-        throw FilterError(fmt::format("path {}: leads to the key of an entry, expected another leaf", path));
+        throw PathError(error_tag::invalid_value, path, "leads to the key of an entry, expected another leaf");
     return chain_of(filter.requests().front());
 }
 
@@ -432,8 +434,8 @@ struct GivenEdit {
         const ClientNode &around = nodes.front();
         const std::string path = "/" + around.name;
         if (around.operation)
-            throw RequestError(error_tag::bad_attribute, path,
-                               "carries an operation, expected it on the elements inside");
+            throw AttributeError(error_tag::bad_attribute, path, "operation",
+                                 "carries an operation, expected it on the elements inside");
         if (!around.attributes.empty())
             refuse_attribute(around, path);
         if (!trimmed(around.value).empty())

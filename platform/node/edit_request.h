@@ -87,7 +87,7 @@ class EditRequest {
     EditRequest(const Schema &schema, const std::vector<ClientNode> &nodes, DefaultOperation default_operation);
 
     /// The edit of one leaf, which a data path names with all its keys: to give it a value, or to delete it. Throw
-    /// FilterError for a path that leads to no such leaf, RequestError for a value that the model refuses.
+    /// PathError for a path that leads to no such leaf, RequestError for a value that the model refuses.
     static EditRequest set_leaf(const Schema &schema, std::string_view path, const std::string &value);
     static EditRequest delete_leaf(const Schema &schema, std::string_view path);
 

@@ -87,7 +87,7 @@ void check_after(const EditNode &node, lyd_node *siblings, std::vector<Rounding>
             throw RequestError(error_tag::invalid_value, node.path,
                                fmt::format("the node cannot hold '{}': it would read back as '{}'", *node.value, now));
         if (is_rounded(node, now))
-            rounded.push_back({node.path, *node.value, now});
+            rounded.push_back({node.path, *node.value, now, model_unit(*node.schema)});
     }
     for (const EditNode &child : node.children)
         check_after(child, instance != nullptr ? lyd_child(instance) : nullptr, rounded);

@@ -34,6 +34,7 @@ struct Rounding {
     std::string path; ///< of the OpenConfig leaf
     std::string asked;
     std::string held;
+    std::string unit = {}; ///< of both values, see model_unit
 };
 /// What an edit did, as clients see it.
 struct EditOutcome {

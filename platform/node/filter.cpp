@@ -6,7 +6,6 @@
 #include "yang/client_document.h"
 #include "yang/error.h"
 #include "yang/models.h"
-#include "yang/request_error.h"
 
 #include <algorithm>
 #include <map>
@@ -40,6 +39,9 @@ RequestNode request_shell(const lysc_node &schema) {
 
 } // namespace
 
+PathError::PathError(ErrorTag tag, std::string_view path, std::string reason)
+    : FilterError(refusal_text(tag, path, reason)), tag_(tag), path_(path), reason_(std::move(reason)) {}
+
 // Reads one data path from left to right.
 class Filter::PathReader {
   public:
@@ -54,8 +56,7 @@ class Filter::PathReader {
     // `at` is the part of the path that is wrong.
     [[noreturn]] void fail(std::string_view at, const std::string &what,
                            ErrorTag tag = error_tag::invalid_value) const {
-        throw FilterError(
-            refusal_text(tag, path_, fmt::format("at character {}: {}", at.data() - path_.data() + 1, what)));
+        throw PathError(tag, path_, fmt::format("at character {}: {}", at.data() - path_.data() + 1, what));
     }
 
     void skip_blanks() { rest_ = without_leading_blanks(rest_); }

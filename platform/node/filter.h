@@ -4,6 +4,7 @@
 
 #include "framework/request_tree.h"
 #include "seam/input_error.h"
+#include "yang/request_error.h"
 #include "yang/tree.h"
 
 #include <optional>
@@ -13,11 +14,27 @@
 
 namespace ocamp {
 
-/// A path that the model does not have, or a filter that is none. The text says what, where and what was expected; of a
-/// path in the form of all refusals, see refusal_text.
+/// A path that the model does not have, or a filter that is none. The text says what, where and what was expected.
 class FilterError : public InputError {
   public:
     using InputError::InputError;
+};
+
+/// A path that the model does not have, or that cannot be used for what was asked. The text has the form of all
+/// refusals, see refusal_text.
+class PathError : public FilterError {
+  public:
+    /// `path`: as given; `reason`: what is wrong with it and what was expected.
+    PathError(ErrorTag tag, std::string_view path, std::string reason);
+
+    ErrorTag tag() const noexcept { return tag_; }
+    const std::string &path() const noexcept { return path_; }     ///< as given; may be empty
+    const std::string &reason() const noexcept { return reason_; } ///< without path and tag
+
+  private:
+    ErrorTag tag_;
+    std::string path_;
+    std::string reason_;
 };
 
 /// What a read is to give. Refers to the schema that it was made with, which outlives it.
@@ -27,7 +44,7 @@ class Filter {
     explicit Filter(const Schema &schema);
     /// An absolute data path, such as /optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state: module names
     /// and prefixes may stand before names and before the whole path, and the path may then begin without a slash. A
-    /// key that is left out, or is '*', stands for all entries. "/" is the whole model. Throws FilterError.
+    /// key that is left out, or is '*', stands for all entries. "/" is the whole model. Throws PathError.
     static Filter from_path(const Schema &schema, std::string_view path);
     /// A <filter type="subtree"> element or its bare content, as RFC 6241 section 6 says: names that the model does not
     /// have, or the device does not serve, select nothing. Throws FilterError, DocumentError.

@@ -11,11 +11,6 @@ namespace ocamp {
 
 namespace {
 
-std::string unit_of(const lyd_node &leaf) {
-    const char *unit = reinterpret_cast<const lysc_node_leaf *>(leaf.schema)->units;
-    return unit != nullptr ? unit : "";
-}
-
 // Leaves and list entries of a tree in its order.
 class Content {
   public:
@@ -40,7 +35,7 @@ class Content {
                                   .leaf = leaf,
                                   .configuration = is_configuration(*node->schema),
                                   .after = leaf ? leaf_text(*node) : std::string(),
-                                  .unit = leaf ? unit_of(*node) : std::string()});
+                                  .unit = leaf ? model_unit(*node->schema) : std::string()});
                 by_path_.emplace(order_.back().path, order_.size() - 1);
             }
             add(lyd_child(node));
@@ -52,6 +47,11 @@ class Content {
 };
 
 } // namespace
+
+std::string model_unit(const lysc_node &leaf) {
+    const char *unit = reinterpret_cast<const lysc_node_leaf &>(leaf).units;
+    return unit != nullptr ? unit : "";
+}
 
 std::vector<LeafChange> leaf_changes(const YangTree &before, const YangTree &after) {
     const Content earlier(before), later(after);

@@ -24,6 +24,9 @@ struct LeafChange {
     bool is_gone() const noexcept { return !after; }
 };
 
+/// The unit of a leaf as its model says it, such as "dB"; empty when it says none.
+std::string model_unit(const lysc_node &leaf);
+
 /// From `before` to `after`: first what is gone or has another value, in the order of `before`, then what is new, in
 /// the order of `after`. Nodes that are there by default are not.
 std::vector<LeafChange> leaf_changes(const YangTree &before, const YangTree &after);

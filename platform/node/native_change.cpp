@@ -94,8 +94,8 @@ std::vector<std::string> keys_of(const RequestNode &entry, const lysc_node &list
             return child.key && child.value && child.tag == key->name;
         });
         if (named == entry.children.end())
-            throw FilterError(
-                fmt::format("path {}: names no entry of '{}', expected its key '{}'", path, list.name, key->name));
+            throw PathError(error_tag::missing_element, path,
+                            fmt::format("names no entry of '{}', expected its key '{}'", list.name, key->name));
         keys.push_back(*named->value);
     }
     return keys;
@@ -145,10 +145,11 @@ void set_native(Node &node, std::string_view path, const std::string &value, con
     const Filter filter = Filter::from_path(native_schema(), path);
     const lysc_node *target = filter.path_target();
     if (target == nullptr || !is_leaf(*target) || is_key(*target))
-        throw FilterError(fmt::format("path {}: leads to {}, expected a leaf that is no key", path,
-                                      target == nullptr  ? "all data"
-                                      : is_leaf(*target) ? "a key"
-                                                         : "more than one leaf"));
+        throw PathError(error_tag::invalid_value, path,
+                        fmt::format("leads to {}, expected a leaf that is no key", target == nullptr ? "all data"
+                                                                                   : is_leaf(*target)
+                                                                                       ? "a key"
+                                                                                       : "more than one leaf"));
     const RequestNode request = filter.requests().front();
     NativeChange change(node);
     try {
@@ -170,8 +171,9 @@ void remove_native(Node &node, std::string_view path, const TellChanges &tell) {
     const Filter filter = Filter::from_path(native_schema(), path);
     const lysc_node *target = filter.path_target();
     if (target == nullptr || is_key(*target))
-        throw FilterError(fmt::format("path {}: leads to {}, expected what can be taken away by itself", path,
-                                      target == nullptr ? "all data" : "a key"));
+        throw PathError(error_tag::invalid_value, path,
+                        fmt::format("leads to {}, expected what can be taken away by itself",
+                                    target == nullptr ? "all data" : "a key"));
     NativeChange change(node);
     filter.remove_selected(change.document_of(root_of(filter.requests().front())));
     change.finish(path, [&](const std::vector<LeafChange> &changed) {

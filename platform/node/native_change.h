@@ -17,10 +17,10 @@ namespace ocamp {
 using TellChanges = std::function<void(const std::vector<LeafChange> &changed)>;
 
 /// Each is one transaction on a node that was opened for writing. What the native models say against it is thrown as
-/// RequestError, and nothing has changed then; FilterError for a path that they do not have.
+/// RequestError, and nothing has changed then; PathError for a path that they do not have.
 
 /// Gives one leaf a value. The path names every list entry on its way by all its keys; entries and containers that are
-/// not there are made. Throws FilterError for a path that leads to no leaf, or to a key.
+/// not there are made. Throws PathError for a path that leads to no leaf, or to a key.
 void set_native(Node &node, std::string_view path, const std::string &value, const TellChanges &tell);
 /// Puts what parse_native_document gave into the data: leaves and entries that are there already get its values, the
 /// others are added, and what it does not hold stays.

@@ -79,10 +79,18 @@ bool is_one_of(std::string_view word, std::initializer_list<std::string_view> wo
     return std::find(words.begin(), words.end(), word) != words.end();
 }
 
+std::string in_small_letters(std::string text) {
+    for (char &character : text) {
+        if (character >= 'A' && character <= 'Z')
+            character = static_cast<char>(character - 'A' + 'a');
+    }
+    return text;
+}
+
 // True for what people and their editors leave in a folder beside its files: notes for readers, backups, hidden files.
 bool is_beside_the_point(const fs::path &file) {
     const std::string name = file.filename().string(), extension = file.extension().string();
-    const bool is_note = file.stem() == "README" && is_one_of(extension, {"", ".md", ".txt", ".rst"});
+    const bool is_note = is_one_of(in_small_letters(name), {"readme", "readme.md", "readme.txt", "readme.rst"});
     return is_note || name.starts_with('.') || name.starts_with('#') || name.ends_with('~') ||
            is_one_of(extension, {".bak", ".orig", ".rej", ".swp"});
 }

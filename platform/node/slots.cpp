@@ -37,4 +37,9 @@ std::optional<std::string> why_never_there(std::string_view key) {
     return fmt::format("this platform has slots {} to {}", first_slot, last_slot);
 }
 
+bool is_amplifier_name(std::string_view key) {
+    return number_between(key, "0/", "-AMP-") && (key.ends_with("-AMP-PRE") || key.ends_with("-AMP-BST")) &&
+           key.find("-AMP-") + std::string_view("-AMP-PRE").size() == key.size();
+}
+
 } // namespace ocamp

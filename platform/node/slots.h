@@ -12,4 +12,7 @@ namespace ocamp {
 /// of its slots, filled or not, and for a key that names no slot at all.
 std::optional<std::string> why_never_there(std::string_view key);
 
+/// True for a key as amplifiers have them, 0/SLOT-AMP-PRE or 0/SLOT-AMP-BST; the platform need not have the slot.
+bool is_amplifier_name(std::string_view key);
+
 } // namespace ocamp

@@ -249,7 +249,7 @@ class Explanation {
 
     // "amplifiers" for /optical-amplifier/amplifiers/amplifier[...].
     static std::string kind_of_entry(const std::string &entry) {
-        const std::vector<std::string_view> steps = path_steps(entry.substr(0, entry.find('[')));
+        const std::vector<std::string_view> steps = path_steps(std::string_view(entry).substr(0, entry.find('[')));
         return steps.size() < 2 ? "this leaf" : std::string(steps[steps.size() - 2]);
     }
 

@@ -162,6 +162,8 @@ class Chain {
         const std::string key = leaf_.entry.substr(quote + 1, leaf_.entry.rfind(leaf_.entry[quote]) - quote - 1);
         if (const std::optional<std::string> never = why_never_there(key))
             return Finding{Absence::no_such_slot, *never};
+        if (place_.starts_with("/optical-amplifier/amplifiers/") && !is_amplifier_name(key))
+            return Finding{Absence::not_in_inventory, "no amplifier has such a name, expected one such as 0/1-AMP-PRE"};
         return std::nullopt;
     }
 

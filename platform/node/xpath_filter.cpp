@@ -101,6 +101,137 @@ class PrefixReader {
     std::size_t depth_ = 0;
 };
 
+bool is_blank(char character) noexcept {
+    return character == ' ' || character == '\t' || character == '\n' || character == '\r';
+}
+
+// Finds what predicates look at: it is looked at again for every node that they are asked of. Takes an expression that
+// is none, too; that is told by who evaluates it.
+class CostCheck {
+  public:
+    explicit CostCheck(std::string_view expression) : rest_(expression) {}
+
+    void run() {
+        while (!rest_.empty()) {
+            if (is_blank(rest_.front()))
+                take(1);
+            else if (rest_.front() == '\'' || rest_.front() == '"')
+                take_literal();
+            else if (begins_name(rest_.front()))
+                take_name();
+            else if (std::isdigit(static_cast<unsigned char>(rest_.front())) != 0)
+                take_operand(1);
+            else
+                take_sign();
+        }
+    }
+
+  private:
+    void take(std::size_t count) { rest_.remove_prefix(std::min(count, rest_.size())); }
+    void take_operand(std::size_t count) {
+        take(count);
+        behind_operand_ = true;
+    }
+    void take_operator(std::size_t count) {
+        take(count);
+        behind_operand_ = false;
+    }
+
+    void take_literal() {
+        const std::size_t end = rest_.find(rest_.front(), 1);
+        take_operand(end == std::string_view::npos ? rest_.size() : end + 1);
+    }
+
+    void take_name() {
+        std::size_t size = 1;
+        while (size < rest_.size() && goes_on_name(rest_[size]))
+            ++size;
+        const std::string_view name = rest_.substr(0, size);
+        take(size);
+        while (!rest_.empty() && is_blank(rest_.front()))
+            take(1);
+        if (rest_.starts_with("::")) {
+            take_axis(name);
+        } else if (behind_operand_ && (name == "and" || name == "or" || name == "div" || name == "mod")) {
+            behind_operand_ = false;
+        } else {
+            if (name == "node" && rest_.starts_with('('))
+                look_around();
+            if ((name == "current" || name == "deref") && rest_.starts_with('('))
+                leave();
+            behind_operand_ = true;
+        }
+    }
+
+    void take_axis(std::string_view axis) {
+        take_operator(2);
+        const bool sideways = axis.starts_with("preceding") || axis.starts_with("following");
+        if (sideways && ++sideways_ > 1)
+            fail();
+        if (sideways || axis.starts_with("descendant"))
+            look_around();
+        if (sideways || axis.starts_with("ancestor") || axis == "parent")
+            leave();
+    }
+
+    void take_sign() {
+        const char sign = rest_.front();
+        if (sign == '/') {
+            if (!behind_operand_)
+                leave();
+            const bool descends = rest_.starts_with("//");
+            if (descends)
+                look_around();
+            take_operator(descends ? 2 : 1);
+        } else if (sign == '.') {
+            const bool ascends = rest_.starts_with("..");
+            if (ascends)
+                leave();
+            take_operand(ascends ? 2 : 1);
+        } else if (sign == '*' && !behind_operand_) {
+            look_around();
+            take_operand(1);
+        } else if (sign == ']' || sign == ')') {
+            predicates_ -= sign == ']' && predicates_ > 0 ? 1 : 0;
+            take_operand(1);
+        } else {
+            predicates_ += sign == '[' ? 1 : 0;
+            take_operator(1);
+        }
+    }
+
+    // At many nodes.
+    void look_around() {
+        if (predicates_ == 0)
+            return;
+        if (looks_around_ || predicates_ > 1 || leaves_)
+            fail();
+        looks_around_ = true;
+    }
+
+    // The subtree of the node that the predicate is asked of.
+    void leave() {
+        if (predicates_ == 0)
+            return;
+        if (looks_around_ || predicates_ > 1)
+            fail();
+        leaves_ = true;
+    }
+
+    [[noreturn]] static void fail() {
+        throw FilterError(
+            "XPath: looks through the tree again for every node, expected at most one axis 'preceding' or "
+            "'following', and in predicates at most one '//', '*' or axis of many nodes, below their "
+            "node and in no predicate of a predicate");
+    }
+
+    std::string_view rest_;
+    bool behind_operand_ = false; // where "*" and "and" are operators and "/" goes on a path
+    std::size_t predicates_ = 0;  // around this place
+    std::size_t sideways_ = 0;    // axes, predicates or not: each goes through the whole tree for each node
+    bool looks_around_ = false, leaves_ = false;
+};
+
 // The nodes that stay: those that were selected, with all below, and those above them.
 class Kept {
   public:
@@ -129,12 +260,17 @@ class Kept {
 
 } // namespace
 
+void check_cost_of_xpath(std::string_view expression) {
+    CostCheck(expression).run();
+}
+
 XPathFilter::XPathFilter(const Schema &schema, std::string_view expression,
                          const std::map<std::string, std::string> &namespaces) {
     if (expression.size() > longest_expression)
         throw FilterError(fmt::format("XPath: {} bytes, expected at most {}", expression.size(), longest_expression));
     if (expression.find('\0') != std::string_view::npos || !is_utf8(expression))
         throw FilterError("XPath: not UTF-8 text");
+    check_cost_of_xpath(expression);
     expression_ = PrefixReader(schema, expression, namespaces).read();
 }
 

@@ -2,22 +2,18 @@
 #include "yang/xml_document.h"
 
 #include "seam/text.h"
+#include "yang/expat_parser.h"
 
 #include <algorithm>
-#include <exception>
 #include <map>
-#include <memory>
 #include <string>
 
-#include <expat.h>
 #include <fmt/format.h>
 
 namespace ocamp {
 
 namespace {
 
-// Between namespace and name, where no name has it.
-constexpr char separator = '\n';
 // The element around all others: XML has one, clients send several.
 constexpr std::string_view wrapper_begin = "<document>", wrapper_end = "</document>";
 // As much as is handed over at once, in bytes.
@@ -46,20 +42,9 @@ bool is_utf_8(std::string_view encoding) {
     });
 }
 
-struct Name {
-    std::string_view ns, name;
-};
-
-Name split(std::string_view whole) {
-    const std::size_t at = whole.find(separator);
-    return at == std::string_view::npos ? Name{{}, whole} : Name{whole.substr(0, at), whole.substr(at + 1)};
-}
-
 class XmlReader {
   public:
-    explicit XmlReader(const Schema &models) : models_(models), parser_(XML_ParserCreateNS("UTF-8", separator)) {
-        if (parser_ == nullptr)
-            throw std::bad_alloc();
+    explicit XmlReader(const Schema &models) : models_(models) {
         XML_SetUserData(parser_.get(), this);
         XML_SetElementHandler(
             parser_.get(),
@@ -95,28 +80,15 @@ class XmlReader {
         for (std::string_view rest = document; !rest.empty(); rest.remove_prefix(std::min(chunk_size, rest.size())))
             feed(rest.substr(0, chunk_size));
         feed(wrapper_end);
-        if (XML_Parse(parser_.get(), nullptr, 0, 1) != XML_STATUS_OK)
-            fail();
+        parser_.parse<DocumentError>({}, true);
         return std::move(top_.children);
     }
 
   private:
-    struct FreeParser {
-        void operator()(XML_Parser parser) const noexcept { XML_ParserFree(parser); }
-    };
-
-    // What is thrown does not pass through expat: it stops the reading and is thrown again outside.
     template <class Work>
     static void guarded(void *reader, Work work) noexcept {
         XmlReader &self = *static_cast<XmlReader *>(reader);
-        if (self.failure_ != nullptr)
-            return;
-        try {
-            work(self);
-        } catch (...) {
-            self.failure_ = std::current_exception();
-            XML_StopParser(self.parser_.get(), XML_FALSE);
-        }
+        self.parser_.guard([&] { work(self); });
     }
 
     // NULL for what is not declared. The text is read as UTF-8 whatever is declared.
@@ -127,27 +99,17 @@ class XmlReader {
             throw DocumentError(fmt::format("encoding '{}', expected 'UTF-8'", encoding));
     }
 
-    void feed(std::string_view text) {
-        if (XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), 0) != XML_STATUS_OK)
-            fail();
-    }
-
-    [[noreturn]] void fail() const {
-        if (failure_ != nullptr)
-            std::rethrow_exception(failure_);
-        throw DocumentError(fmt::format("not well-formed XML: line {}: {}", XML_GetCurrentLineNumber(parser_.get()),
-                                        XML_ErrorString(XML_GetErrorCode(parser_.get()))));
-    }
+    void feed(std::string_view text) { parser_.parse<DocumentError>(text, false); }
 
     void start(const char *whole_name, const char **attributes) {
-        const auto [ns, name] = split(whole_name);
+        const auto [ns, name] = ExpatParser::split(whole_name);
         // The wrapper is no level of the client's.
         if (open_.size() > deepest_document)
             throw DocumentError(
                 fmt::format("nested more than {0} levels deep, expected at most {0}", deepest_document));
         ClientNode &node = open_.emplace_back(ClientNode{.name = std::string(name), .module = std::string(ns)});
         for (; *attributes != nullptr; attributes += 2) {
-            const auto [attribute_ns, attribute] = split(attributes[0]);
+            const auto [attribute_ns, attribute] = ExpatParser::split(attributes[0]);
             if (attribute_ns == netconf_namespace && attribute == "operation")
                 node.operation = attributes[1];
             else
@@ -180,11 +142,10 @@ class XmlReader {
     }
 
     const Schema &models_;
-    std::unique_ptr<XML_ParserStruct, FreeParser> parser_;
+    ExpatParser parser_;
     std::map<std::string, std::vector<std::string>, std::less<>> namespaces_; // those in force, by prefix
     std::vector<ClientNode> open_;
     ClientNode top_;
-    std::exception_ptr failure_;
 };
 
 } // namespace

@@ -90,6 +90,7 @@ std::vector<CallHome::Made> CallHome::run(Clock::time_point now) {
             fail(client, error, now);
             continue;
         }
+        server::watch_peer(client.connecting);
         client.connected = true;
         log_.write(server::Severity::info, "call-home", {{"client", client.address}});
         made.push_back({.connection = {.descriptor = std::move(client.connecting),

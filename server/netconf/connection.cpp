@@ -70,7 +70,7 @@ Connection::Connection(const Door &door, server::AcceptedConnection accepted)
 }
 
 std::shared_ptr<Connection> Connection::accept(const Door &door, server::AcceptedConnection accepted) {
-    const std::shared_ptr<Connection> connection(new Connection(door, std::move(accepted)));
+    std::shared_ptr<Connection> connection(new Connection(door, std::move(accepted)));
     connection->exchange_keys();
     if (!connection->finished_ && ssh_event_add_session(connection->event_.get(), connection->session_.get()) != SSH_OK)
         connection->drop("the connection cannot be watched");

@@ -3,28 +3,21 @@
 
 #include "seam/text.h"
 #include "yang/client_document.h"
+#include "yang/expat_parser.h"
 
 #include <algorithm>
-#include <exception>
-#include <new>
 #include <utility>
 
-#include <expat.h>
 #include <fmt/format.h>
+#include <strings.h>
 
 namespace ocamp::netconf {
 
 namespace {
 
-// Between namespace and name, where no name has it.
-constexpr char separator = '\n';
-
 class MessageParser {
   public:
-    MessageParser(std::string_view message, const MessageLimits &limits)
-        : message_(message), limits_(limits), parser_(XML_ParserCreateNS("UTF-8", separator)) {
-        if (parser_ == nullptr)
-            throw std::bad_alloc();
+    MessageParser(std::string_view message, const MessageLimits &limits) : message_(message), limits_(limits) {
         XML_SetUserData(parser_.get(), this);
         XML_SetElementHandler(
             parser_.get(),
@@ -35,8 +28,14 @@ class MessageParser {
         XML_SetCharacterDataHandler(parser_.get(), [](void *parser, const char *text, int length) {
             guarded(parser, [&](MessageParser &self) { self.add_text({text, static_cast<std::size_t>(length)}); });
         });
-        XML_SetStartNamespaceDeclHandler(parser_.get(), [](void *parser, const char *prefix, const char *uri) {
-            guarded(parser, [&](MessageParser &self) { self.declare(prefix, uri); });
+        XML_SetNamespaceDeclHandler(
+            parser_.get(),
+            [](void *parser, const char *prefix, const char *uri) {
+                guarded(parser, [&](MessageParser &self) { self.declare(prefix, uri); });
+            },
+            [](void *parser, const char *) { guarded(parser, [](MessageParser &self) { --self.in_force_; }); });
+        XML_SetXmlDeclHandler(parser_.get(), [](void *parser, const char *, const char *encoding, int) {
+            guarded(parser, [&](MessageParser &) { check_encoding(encoding); });
         });
         XML_SetStartDoctypeDeclHandler(parser_.get(), [](void *parser, const char *, const char *, const char *, int) {
             guarded(parser, [](MessageParser &) { throw MessageError("a document type, expected none"); });
@@ -44,42 +43,29 @@ class MessageParser {
     }
 
     Element read() {
-        if (XML_Parse(parser_.get(), message_.data(), static_cast<int>(message_.size()), 1) != XML_STATUS_OK) {
-            if (failure_ != nullptr)
-                std::rethrow_exception(failure_);
-            throw MessageError(fmt::format("not well-formed XML: line {}: {}", XML_GetCurrentLineNumber(parser_.get()),
-                                           XML_ErrorString(XML_GetErrorCode(parser_.get()))));
-        }
+        parser_.parse<MessageError>(message_, true);
         return std::move(root_);
     }
 
   private:
-    struct FreeParser {
-        void operator()(XML_Parser parser) const noexcept { XML_ParserFree(parser); }
-    };
-
-    // What is thrown does not pass through expat: it stops the reading and is thrown again outside.
     template <class Work>
     static void guarded(void *parser, Work work) noexcept {
         MessageParser &self = *static_cast<MessageParser *>(parser);
-        if (self.failure_ != nullptr)
-            return;
-        try {
-            work(self);
-        } catch (...) {
-            self.failure_ = std::current_exception();
-            XML_StopParser(self.parser_.get(), XML_FALSE);
-        }
+        self.parser_.guard([&] { work(self); });
     }
 
-    static std::pair<std::string, std::string> split(std::string_view whole) {
-        const std::size_t at = whole.find(separator);
-        if (at == std::string_view::npos)
-            return {{}, std::string(whole)};
-        return {std::string(whole.substr(0, at)), std::string(whole.substr(at + 1))};
+    // The bytes are UTF-8; a declaration of anything else is wrong about them. NULL: none.
+    static void check_encoding(const char *encoding) {
+        if (encoding != nullptr && ::strcasecmp(encoding, "UTF-8") != 0)
+            throw MessageError(
+                fmt::format("the encoding '{}', expected UTF-8", escaped(shortened(encoding, longest_shown_value))));
     }
 
+    // Who reads what the message holds looks through all that are in force, at each name.
     void declare(const char *prefix, const char *uri) {
+        if (++in_force_ > limits_.namespaces)
+            throw MessageTooBig(fmt::format("more than {0} namespaces declared around one place, expected at most {0}",
+                                            limits_.namespaces));
         if (depth_ < Element::kept_levels)
             declared_[prefix != nullptr ? prefix : ""] = uri != nullptr ? uri : "";
     }
@@ -91,20 +77,17 @@ class MessageParser {
             throw MessageTooBig(fmt::format("more than {0} elements, expected at most {0}", limits_.elements));
         if (depth_ > Element::kept_levels)
             return;
-        auto [ns, name] = split(whole_name);
-        Element element{.ns = std::move(ns), .name = std::move(name)};
+        const auto [ns, name] = ExpatParser::split(whole_name);
+        Element element{.ns = std::string(ns), .name = std::string(name)};
         for (; *attributes != nullptr; attributes += 2) {
-            auto [attribute_ns, attribute] = split(attributes[0]);
-            element.attributes.push_back({std::move(attribute_ns), std::move(attribute), attributes[1]});
+            const auto [attribute_ns, attribute] = ExpatParser::split(attributes[0]);
+            element.attributes.push_back({std::string(attribute_ns), std::string(attribute), attributes[1]});
         }
-        element.outside = open_.empty() ? std::make_shared<const Namespaces>() : open_.back().inside;
+        element.outside = open_.empty() ? std::make_shared<const Scope>() : open_.back().inside;
         element.inside = element.outside;
-        if (!declared_.empty()) {
-            element.declared = std::exchange(declared_, {});
-            Namespaces inside = element.declared;
-            inside.insert(element.outside->begin(), element.outside->end());
-            element.inside = std::make_shared<const Namespaces>(std::move(inside));
-        }
+        if (!declared_.empty())
+            element.inside = std::make_shared<const Scope>(
+                Scope{.declared = std::exchange(declared_, {}), .outer = element.outside});
         element.source = message_.substr(static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get())));
         open_.push_back(std::move(element));
     }
@@ -131,16 +114,31 @@ class MessageParser {
 
     std::string_view message_;
     const MessageLimits &limits_;
-    std::unique_ptr<XML_ParserStruct, FreeParser> parser_;
-    Namespaces declared_; // by the element that is about to begin
+    ExpatParser parser_;
+    Namespaces declared_;      // by the element that is about to begin
+    std::size_t in_force_ = 0; // namespaces
     std::vector<Element> open_;
     std::size_t depth_ = 0;
     std::size_t elements_ = 0;
     Element root_;
-    std::exception_ptr failure_;
 };
 
 } // namespace
+
+const std::string *Scope::find(std::string_view prefix) const noexcept {
+    for (const Scope *scope = this; scope != nullptr; scope = scope->outer.get()) {
+        if (const auto found = scope->declared.find(prefix); found != scope->declared.end())
+            return &found->second;
+    }
+    return nullptr;
+}
+
+Namespaces Scope::all() const {
+    Namespaces all;
+    for (const Scope *scope = this; scope != nullptr; scope = scope->outer.get())
+        all.insert(scope->declared.begin(), scope->declared.end()); // inner ones hide outer ones
+    return all;
+}
 
 const Element *Element::child(std::string_view wanted) const noexcept {
     const auto found = std::find_if(children.begin(), children.end(),
@@ -177,8 +175,8 @@ std::string_view Element::written_attributes() const noexcept {
 std::string Element::document() const {
     const std::string_view name_there = written_name();
     std::string whole = fmt::format("<{}", name_there);
-    for (const auto &[prefix, uri] : *outside) {
-        if (!declared.contains(prefix))
+    for (const auto &[prefix, uri] : outside->all()) {
+        if (inside == outside || !inside->declared.contains(prefix))
             whole += fmt::format(" {}=\"{}\"", prefix.empty() ? "xmlns" : "xmlns:" + prefix, xml_text(uri));
     }
     whole += source.substr(1 + name_there.size());

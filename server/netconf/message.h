@@ -16,6 +16,17 @@ namespace ocamp::netconf {
 /// Namespaces in force at a place of a document, by prefix; the default one has the empty prefix.
 using Namespaces = std::map<std::string, std::string, std::less<>>;
 
+/// Namespaces in force at an element. Those from outside are shared, not copied: a message takes no more than its text.
+struct Scope {
+    Namespaces declared = {};                ///< by the innermost element that declares any
+    std::shared_ptr<const Scope> outer = {}; ///< NULL at the top
+
+    /// The URI of a prefix; NULL for none.
+    const std::string *find(std::string_view prefix) const noexcept;
+    /// All that are in force.
+    Namespaces all() const;
+};
+
 /// What is no message: not well-formed, no UTF-8, or with a document type.
 class MessageError : public InputError {
   public:
@@ -32,6 +43,7 @@ class MessageTooBig : public MessageError {
 struct MessageLimits {
     std::size_t depth = 100;       ///< levels of elements
     std::size_t elements = 100000; ///< in all
+    std::size_t namespaces = 256;  ///< declared around one place
 };
 
 /// An attribute that is no declaration of a namespace.
@@ -46,12 +58,11 @@ struct Element {
     std::string ns; ///< empty for none
     std::string name;
     std::vector<Attribute> attributes = {};
-    std::string text = {};                          ///< its character data, without that of its children
-    std::vector<Element> children = {};             ///< of elements below `kept_levels`: none
-    std::string_view source = {};                   ///< from its first to its last byte
-    Namespaces declared = {};                       ///< by itself
-    std::shared_ptr<const Namespaces> outside = {}; ///< those that its parent hands down
-    std::shared_ptr<const Namespaces> inside = {};  ///< both
+    std::string text = {};                     ///< its character data, without that of its children
+    std::vector<Element> children = {};        ///< of elements below `kept_levels`: none
+    std::string_view source = {};              ///< from its first to its last byte
+    std::shared_ptr<const Scope> outside = {}; ///< the namespaces that its parent hands down
+    std::shared_ptr<const Scope> inside = {};  ///< and those that it hands down itself; the same if it declares none
 
     /// Levels that are kept as elements: rpc, operation, parameter, what the parameter names, and one below.
     static constexpr std::size_t kept_levels = 5;

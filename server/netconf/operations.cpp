@@ -2,6 +2,7 @@
 #include "server/netconf/operations.h"
 
 #include "node/filter.h"
+#include "node/xpath_filter.h"
 #include "seam/text.h"
 #include "server/netconf/models.h"
 #include "server/netconf/state_data.h"
@@ -32,8 +33,12 @@ std::string reply_ok(const server::Result &) {
     return ok;
 }
 
-Task to_core(server::Operation operation) {
-    return {.operation = std::move(operation), .reply = reply_ok};
+template <class Operation>
+Task to_core(Operation operation) {
+    Task task{.reply = reply_ok};
+    // In its place: GCC 12 takes the other alternatives of a variant on its way for uninitialised.
+    task.operation.emplace(std::move(operation));
+    return task;
 }
 
 // Text of a parameter; empty when it is not given.
@@ -92,8 +97,14 @@ server::ReadFilter filter_of(const Element &operation) {
     const Attribute *select = filter_attribute(*filter, "select");
     if (select == nullptr)
         refuse(missing_attribute(ErrorType::protocol, "filter", "select"));
-    return server::ExpressionFilter{.expression = select->value,
-                                    .namespaces = {filter->inside->begin(), filter->inside->end()}};
+    // Before it gets to the node's thread, or to that of all connections with every event.
+    try {
+        check_cost_of_xpath(select->value);
+    } catch (const FilterError &error) {
+        refuse({.tag = ErrorTag::too_big, .type = ErrorType::protocol, .message = error.what()});
+    }
+    const Namespaces namespaces = filter->inside->all();
+    return server::ExpressionFilter{.expression = select->value, .namespaces = {namespaces.begin(), namespaces.end()}};
 }
 
 // No module has default values: each form of with-defaults gives the same data.
@@ -298,6 +309,11 @@ RpcError error_of(const server::Refusal &refusal) {
     case ErrorTag::bad_element:
     case ErrorTag::unknown_element:
         error.info = {{"bad-element", name}};
+        break;
+    case ErrorTag::missing_attribute:
+    case ErrorTag::bad_attribute:
+    case ErrorTag::unknown_attribute:
+        error.info = {{"bad-attribute", refusal.attribute}, {"bad-element", name}};
         break;
     case ErrorTag::lock_denied:
         error.type = ErrorType::protocol;

@@ -123,8 +123,8 @@ class ParameterCheck {
     // Prefixes are the client's; the model wants names of modules.
     std::string with_module(const std::string &value, const Element &child) const {
         const std::size_t colon = value.find(':');
-        const auto uri = child.inside->find(colon == std::string::npos ? "" : value.substr(0, colon));
-        const lys_module *module = uri != child.inside->end() ? module_with_namespace(uri->second) : nullptr;
+        const std::string *uri = child.inside->find(colon == std::string::npos ? "" : value.substr(0, colon));
+        const lys_module *module = uri != nullptr ? module_with_namespace(*uri) : nullptr;
         const std::string word = colon == std::string::npos ? value : value.substr(colon + 1);
         return module != nullptr ? fmt::format("{}:{}", module->name, word) : value;
     }

@@ -159,21 +159,23 @@ class Server : public server::Adapter {
         }
     }
 
-    // Of those of an address that have not logged in yet, the oldest makes room for a new one: whoever only holds
-    // connections keeps nobody out.
+    // Of those that have not logged in yet, the oldest makes room for a new one: of the same address when that has too
+    // many, of any when there are too many in all. Whoever only holds connections keeps nobody out.
     void make_room(const std::string &address, Clock::time_point now) {
-        const auto not_yet_in = [&](const Held &held) {
-            return !held.connection->logged_in() && held.connection->peer().address == address;
+        const auto not_yet_in = [](const Held &held) { return !held.connection->logged_in(); };
+        const auto not_yet_in_of_address = [&](const Held &held) {
+            return not_yet_in(held) && held.connection->peer().address == address;
         };
-        const auto count = std::count_if(connections_.begin(), connections_.end(), not_yet_in);
-        const bool full = connections_.size() >= core_.limits().connections;
-        if (!full && static_cast<std::size_t>(count) < core_.limits().connections_per_address)
+        const auto of_address = std::count_if(connections_.begin(), connections_.end(), not_yet_in_of_address);
+        auto leaving = connections_.end();
+        if (static_cast<std::size_t>(of_address) >= core_.limits().connections_per_address)
+            leaving = std::find_if(connections_.begin(), connections_.end(), not_yet_in_of_address);
+        else if (connections_.size() >= core_.limits().connections)
+            leaving = std::find_if(connections_.begin(), connections_.end(), not_yet_in);
+        if (leaving == connections_.end())
             return;
-        const auto oldest = std::find_if(connections_.begin(), connections_.end(), not_yet_in);
-        if (oldest == connections_.end())
-            return;
-        log_refusal(address, "too many connections that have not logged in", now);
-        remove(oldest, now);
+        log_refusal(leaving->connection->peer().address, "too many connections that have not logged in", now);
+        remove(leaving, now);
     }
 
     // A flood of connections is no flood of lines.

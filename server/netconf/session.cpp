@@ -13,9 +13,6 @@ namespace ocamp::netconf {
 
 namespace {
 
-// Messages of one client that wait for their turn; more are left in its connection.
-constexpr std::size_t most_waiting = 32;
-
 // What an exception while a reply is made means to the client.
 RpcError error_of(const std::exception &error) {
     if (dynamic_cast<const YangError *>(&error) != nullptr || dynamic_cast<const InputError *>(&error) != nullptr)
@@ -31,7 +28,7 @@ Session::Session(const Surroundings &surroundings, const server::Principal &prin
 
 std::shared_ptr<Session> Session::start(const Surroundings &surroundings, const server::Principal &principal,
                                         const server::Peer &peer) {
-    const std::shared_ptr<Session> session(new Session(surroundings, principal, peer));
+    std::shared_ptr<Session> session(new Session(surroundings, principal, peer));
     const std::weak_ptr<Session> weak = session;
     session->id_ = surroundings.core.open_session(
         principal, peer, [weak, mailbox = surroundings.mailbox](server::SessionEnd reason, server::SessionId) {
@@ -62,8 +59,10 @@ bool Session::has_room() const noexcept {
 }
 
 bool Session::wants_input() const noexcept {
-    return !ended_ && waiting_.size() < most_waiting && waiting_bytes_ < surroundings_.core.limits().message_size &&
-           has_room();
+    // One is under way at a time; without any the core refuses each.
+    const std::size_t most = std::max<std::size_t>(surroundings_.core.limits().requests_in_flight, 1);
+    return !ended_ && waiting_.size() + (current_ ? 1 : 0) < most &&
+           waiting_bytes_ < surroundings_.core.limits().message_size && has_room();
 }
 
 std::optional<Session::Clock::time_point> Session::idle_since() const noexcept {
@@ -167,6 +166,10 @@ void Session::start_request(std::string message) {
         if (framing_ == Framing::end_of_message && errors.front().tag == ErrorTag::malformed_message)
             errors.front().tag = ErrorTag::operation_failed;
         send(reply_without_request(written(errors)));
+        return;
+    } catch (const std::exception &error) {
+        surroundings_.statistics.count(id_, &Counters::out_rpc_errors);
+        send(reply_without_request(written(error_of(error))));
         return;
     }
     try {

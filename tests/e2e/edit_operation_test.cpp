@@ -168,7 +168,8 @@ void PrintTo(const Row &shown, std::ostream *to) {
 class EditOperations : public NodeTest, public testing::WithParamInterface<std::tuple<Row, bool>> {};
 
 TEST_P(EditOperations, LeaveExactlyThis) {
-    const auto &[row, as_json] = GetParam();
+    const Row &row = std::get<0>(GetParam());
+    const bool as_json = std::get<1>(GetParam());
     const auto document = [&](const std::optional<EditedNode> &edit) {
         return as_json ? json_document(edit) : xml_document(edit);
     };

@@ -82,7 +82,7 @@ TEST_F(Manners, EditTellsChangedLeavesAndRoundingAloud) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.out, std::string("~ ") + gain + " 14.2 -> 15.5 dB (rounded: 15.56 was asked for)\nok\n");
     EXPECT_EQ(ocamp({"set"}, {gain, "15.56"}).out,
-              std::string("nothing changed\n= ") + gain + " 15.5 (rounded: 15.56 was asked for)\nok\n");
+              std::string("nothing changed\n= ") + gain + " 15.5 dB (rounded: 15.56 was asked for)\nok\n");
     EXPECT_EQ(ocamp({"set"}, {gain, "15.5"}).out, "nothing changed\nok\n");
 }
 
@@ -98,7 +98,9 @@ TEST_F(Manners, DryRunChangesNothing) {
     const std::string before = data();
     const Outcome outcome = ocamp({"set"}, {"--dry-run", gain, "15.5"});
     EXPECT_EQ(outcome.out, std::string("~ ") + gain + " 14.2 -> 15.5 dB\ndry run: the node is as before\n");
+    EXPECT_EQ(ocamp({"set"}, {"--dry-run", "--quiet", gain, "15.5"}).out, "");
     EXPECT_EQ(ocamp({"set"}, {"--dry-run", gain, "99"}).status, 1);
+    EXPECT_EQ(ocamp({"set"}, {"--dry-run", "--quiet", gain, "99"}).status, 1);
     EXPECT_TRUE(before == data());
 }
 
@@ -231,8 +233,9 @@ TEST_F(Manners, ExportedNodeMakesTheSameNode) {
 TEST_F(Manners, NotesAndBackupsInAnExampleArePassedOverWithAWord) {
     const std::filesystem::path example = folder() / "example";
     std::filesystem::copy(EXAMPLE_NODE, example, std::filesystem::copy_options::recursive);
-    const std::vector<std::string> files = {"native/#ots.json#",    "native/.ots.json.swp", "native/README.md",
-                                            "native/ots.json.orig", "native/running.json~", "sysdb/README"};
+    const std::vector<std::string> files = {"native/#ots.json#", "native/.ots.json.swp", "native/README.md",
+                                            "native/Readme.MD",  "native/ots.json.orig", "native/running.json~",
+                                            "sysdb/README"};
     std::string words;
     for (const std::string &file : files) {
         write_file(example / file, "not a document");
@@ -275,6 +278,30 @@ TEST_F(Manners, WatchEndsAfterTheReadsThatWereAskedFor) {
 }
 
 constexpr const char *quantity = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state/actual-gain";
+
+TEST_F(Manners, WatchRefusesIntervalsAndCountsThatAreNone) {
+    for (const char *interval : {"nan", "-nan", "NAN(1)", "0", "inf", "x"}) {
+        const Outcome outcome = ocamp({"watch"}, {"--count", "1", "--interval", interval, gain});
+        EXPECT_EQ(outcome.status, 2) << interval;
+        EXPECT_THAT(outcome.err, StartsWith("ocamp: --interval: ")) << interval;
+    }
+    for (const char *count : {"-1", "-0"}) {
+        const Outcome outcome = ocamp({"watch"}, {"--count", count, gain});
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err, std::string("ocamp: --count: '") + count +
+                                   "', expected a number from 0 on; 'ocamp watch --help' tells more\n");
+    }
+}
+
+TEST_F(Manners, JsonIsSaidToBeForErrorsWhereItIsForNothingElse) {
+    for (const std::vector<std::string> &command : std::vector<std::vector<std::string>>{
+             {"get"}, {"explain", "get"}, {"explain", "edit"}, {"sysdb", "get"}, {"native", "get"}, {"node", "init"}}) {
+        std::vector<std::string> words = command;
+        words.emplace_back("--help");
+        EXPECT_THAT(run_ocamp(words).out, AllOf(HasSubstr("Errors as JSON"), Not(HasSubstr("what the command tells"))));
+    }
+    EXPECT_THAT(run_ocamp({"set", "--help"}).out, HasSubstr("Errors, and what the command tells, as JSON"));
+}
 
 TEST_F(Manners, HistoryPlotsTheIntervalsThatTheNodeKept) {
     const std::string heading = std::string(quantity) + ": 2 intervals of 30 s, the latest last\n";
@@ -325,6 +352,48 @@ TEST_F(Manners, ErrorsAreJsonWithJson) {
     EXPECT_EQ(wrong.status, 2);
     EXPECT_EQ(wrong.err, "{\"error\":{\"path\":null,\"reason\":\"no command 'gte', did you mean 'get'? 'ocamp --help' "
                          "tells more\",\"tag\":null,\"code\":null,\"status\":2}}\n");
+}
+
+TEST_F(Manners, WrongPathIsTheSameRefusalAsTextAndAsJson) {
+    const struct {
+        std::vector<std::string> command, arguments;
+        const char *path, *reason, *tag;
+    } rows[] = {
+        {{"get"},
+         {"/x"},
+         "/x",
+         "at character 2: no node 'x' at the top, expected one of: optical-amplifier",
+         "unknown-element"},
+        {{"get"}, {"/x:y"}, "/x:y", "at character 2: no module 'x'", "unknown-namespace"},
+        {{"set"}, {"/", "1"}, "/", "leads to the whole model, expected a leaf", "invalid-value"},
+        {{"rm"},
+         {BOOSTER "/name"},
+         BOOSTER "/name",
+         "leads to the key of an entry, expected another leaf",
+         "invalid-value"},
+        {{"native", "set"},
+         {"/ots-oper/ots-ports/ots-port/ots-info/ampli-gain", "1"},
+         "/ots-oper/ots-ports/ots-port/ots-info/ampli-gain",
+         "names no entry of 'ots-port', expected its key 'name'",
+         "missing-element"},
+        {{"native", "set"},
+         {"/ots-oper", "1"},
+         "/ots-oper",
+         "leads to more than one leaf, expected a leaf that is no key",
+         "invalid-value"},
+        {{"native", "rm"}, {"/"}, "/", "leads to all data, expected what can be taken away by itself", "invalid-value"},
+    };
+    for (const auto &row : rows) {
+        const std::string path = row.path, reason = row.reason, tag = row.tag;
+        EXPECT_EQ(ocamp(row.command, row.arguments).err, "ocamp: " + path + ": " + reason + " [" + tag + "]\n");
+        std::vector<std::string> arguments = row.arguments;
+        arguments.emplace_back("--json");
+        const Outcome outcome = ocamp(row.command, arguments);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err, R"({"error":{"path":")" + path + R"(","reason":")" + reason + R"(","tag":")" + tag +
+                                   R"(","code":null,"status":2}})"
+                                   "\n");
+    }
 }
 
 TEST_F(Manners, PathsAreCompletedFromTheModelAndTheNode) {

@@ -139,4 +139,9 @@ TEST_F(Why, PathThatTheModelDoesNotHaveIsWrongUse) {
     EXPECT_EQ(why({"--edit", "-", amplifier}, edit_of("\"enabled\": true")).status, 2);
 }
 
+TEST_F(Why, EditWithoutLeavesSaysSo) {
+    EXPECT_EQ(why({"--edit", "-"}, "{}").out, "the edit has no leaf\n");
+    EXPECT_EQ(why({"--edit", "-"}, "{}").status, 0);
+}
+
 } // namespace

@@ -76,6 +76,10 @@ expect "ports of the native models" "\"/ots-oper/ots-ports/ots-port[name='Ots0/1
 \"/ots-oper/ots-ports/ots-port[name='Ots0/1/0/1']/" \
     "$(completions_of "ocamp native get -n $work/line \"/ots-oper/ots-ports/ots-port[name='Ots0/1" "\"/ots-oper/ots-ports/ots-port[name='Ots0/1")"
 expect "a leaf ends its quotes" "\"$list/config/enabled\"" "$(completions_of "ocamp get \"$list/config/e" "\"$list/config/e")"
+expect "through what has no choice, in quotes" "\"/optical-amplifier/amplifiers/
+\"/optical-amplifier/supervisory-channels/" "$(completions_of 'ocamp get "/opt' '"/opt')"
+expect "nothing for what quotes are missing around" "" \
+    "$(completions_of "ocamp get -n $work/line ${list}[name='0/2" "'0/2")"
 expect "no such path" "" "$(completions ocamp get no)"
 expect "commands behind options" "watch" "$(completions ocamp --node "$work/line" wa)"
 expect "folders before the command" "node" "$(completions ocamp --node no)"

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -95,6 +96,13 @@ TEST(Message, HasNoDocumentType) {
     EXPECT_EQ("a document type, expected none", complaint("<!DOCTYPE a SYSTEM 'file:///etc/passwd'><a/>"));
 }
 
+TEST(Message, IsUtf8AndSaysNothingElse) {
+    EXPECT_EQ("taken", complaint("<?xml version='1.0' encoding='utf-8'?><a>\xc3\xa4</a>"));
+    EXPECT_EQ("the encoding 'ISO-8859-1', expected UTF-8",
+              complaint("<?xml version='1.0' encoding='ISO-8859-1'?><a>\xc3\xa4</a>"));
+    EXPECT_EQ("the encoding 'UTF-16', expected UTF-8", complaint("<?xml version='1.0' encoding='UTF-16'?><a/>"));
+}
+
 TEST(Message, HoldsToItsLimits) {
     const auto nested = [](int levels) {
         std::string text;
@@ -114,6 +122,15 @@ TEST(Message, HoldsToItsLimits) {
     };
     EXPECT_EQ("taken", complaint(flat(50)));
     EXPECT_EQ("more than 50 elements, expected at most 50", complaint(flat(51)));
+    const auto declaring = [](int namespaces) {
+        std::string text = "<a xmlns:x='u'><b";
+        for (int i = 1; i < namespaces; ++i)
+            text += fmt::format(" xmlns:n{}='u'", i);
+        // Those of elements that have ended are none of the next one's.
+        return text + "/><b xmlns='u'/><b xmlns='u'><c><c><c><c xmlns='v'/></c></c></c></b></a>";
+    };
+    EXPECT_EQ("taken", complaint(declaring(256)));
+    EXPECT_EQ("more than 256 namespaces declared around one place, expected at most 256", complaint(declaring(257)));
 }
 
 TEST(Text, IsEscaped) {

@@ -127,6 +127,22 @@ class LogIn(ClientTest):
         time.sleep(0.5)
         client = self.connect(user="kim", password=None, key_filename=key)
         self.assertEqual([], self.running_gain(client)[1:])
+        # Of a key that nobody has, the question is told already.
+        subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", key + "2"], check=True)
+        with self.assertRaises(AuthenticationError):
+            self.connect(user="kim", password=None, key_filename=key + "2")
+        self.assertRegex(self.server.read_log(), "log-in-refused user=kim .*method=public-key")
+
+    def test_ends_with_the_user(self):
+        client, other = self.connect("olga"), self.connect("rita")
+        ocamp("user", "rm", "--node", self.node, "olga")
+        self.server.process.send_signal(__import__("signal").SIGHUP)
+        for _ in range(100):
+            if not client.connected:
+                break
+            time.sleep(0.1)
+        self.assertFalse(client.connected)
+        self.assertTrue(self.running_gain(other))
 
 
 class Hello(ClientTest):
@@ -302,6 +318,12 @@ class Editing(ClientTest):
         error = self.refused("unknown-element", client.edit_config, amplifier("<config><colour>x</colour></config>"),
                              target="running")
         self.assertIn("<bad-element>colour</bad-element>", error.info)
+        for tag, attribute, name in (("bad-attribute", "nc:operation='move'", "operation"),
+                                     ("unknown-attribute", "colour='x'", "colour")):
+            error = self.refused(tag, client.edit_config, target="running",
+                                 config=amplifier("<config xmlns:nc='%s' %s/>" % (NC, attribute)))
+            self.assertIn("<bad-attribute>%s</bad-attribute>" % name, error.info)
+            self.assertIn("<bad-element>config</bad-element>", error.info)
         self.refused("operation-not-supported", client.edit_config,
                      amplifier("<config><min-gain>3.0</min-gain></config>"), target="running")
         error = self.refused("unknown-namespace", client.edit_config, target="running",

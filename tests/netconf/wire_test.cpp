@@ -16,6 +16,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -245,6 +246,51 @@ TEST_F(Wire, DeepAndManyElementsAreRefused) {
     EXPECT_LT(server().peak_memory(), before + 128 * mebibyte);
 }
 
+TEST_F(Wire, DeclarationsOfNamespacesTakeNoMoreThanTheirText) {
+    expect_service();
+    const std::size_t before = server().memory();
+    const auto client = connect();
+    const auto message = [](int namespaces, int elements) {
+        std::string text = fmt::format("<rpc xmlns=\"{}\" message-id=\"1\"", base);
+        for (int i = 0; i < namespaces; ++i)
+            text += fmt::format(" xmlns:n{}=\"u\"", i);
+        text += "><get-config>";
+        for (int i = 0; i < elements; ++i)
+            text += "<a xmlns:b=\"u\"/>";
+        return text + "</get-config></rpc>";
+    };
+    const Clock::time_point begin = Clock::now();
+    client->send(message(2000, 2000));
+    EXPECT_THAT(client->receive().value_or(""), HasSubstr("more than 256 namespaces"));
+    client->send(message(250, 90000));
+    EXPECT_THAT(client->receive().value_or(""), HasSubstr("<error-tag>unknown-element</error-tag>"));
+    EXPECT_LT(Clock::now() - begin, 10s);
+    EXPECT_LT(server().peak_memory(), before + 128 * mebibyte);
+    std::printf("declarations of namespaces: %zu MiB before, %zu MiB at most\n", before / mebibyte,
+                server().peak_memory() / mebibyte);
+}
+
+TEST_F(Wire, CostlyExpressionsAreRefusedAtOnce) {
+    const auto client = connect();
+    const auto ask = [&](const std::string &operation, const std::string &select) {
+        const Clock::time_point begin = Clock::now();
+        std::string reply =
+            client->ask(fmt::format(fmt::runtime(operation), "<filter type=\"xpath\" select=\"" + select + "\"/>"));
+        EXPECT_LT(Clock::now() - begin, 5s) << select;
+        return reply;
+    };
+    for (const std::string operation :
+         {"<get>{}</get>", "<get-config><source><running/></source>{}</get-config>",
+          "<create-subscription xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\">{}</create-subscription>"}) {
+        for (const std::string select :
+             {"//*[count(//*)&gt;0]", "//*[count(//*[name()='zz'])=0]", "//*[count(//*[count(//*)=0])=0]",
+              "//*[count(//*[count(//*[count(//*[count(//*[count(//*[count(//*)=0])=0])=0])=0])=0])=0]"})
+            EXPECT_THAT(ask(operation, select), HasSubstr("<error-tag>too-big</error-tag>")) << select;
+    }
+    EXPECT_THAT(ask("<get>{}</get>", "//*[local-name()='target-gain']"), HasSubstr("<target-gain"));
+    expect_service();
+}
+
 class Sockets {
   public:
     explicit Sockets(std::uint16_t port) : port_(port) {}
@@ -255,10 +301,13 @@ class Sockets {
     Sockets(const Sockets &) = delete;
     Sockets &operator=(const Sockets &) = delete;
 
-    void add(std::string_view greeting) {
+    // `from`: the last number of the client's address, 127.0.0.N.
+    void add(std::string_view greeting, unsigned from = 1) {
         const int number = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_in address = {};
         address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1 + from);
+        static_cast<void>(::bind(number, reinterpret_cast<const sockaddr *>(&address), sizeof address));
         address.sin_port = htons(port_);
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         if (::connect(number, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
@@ -309,6 +358,24 @@ TEST_F(Wire, FloodsOfConnectionsAreBounded) {
     EXPECT_LT(server().peak_memory(), before + 64 * mebibyte);
 }
 
+TEST_F(Wire, SilentConnectionsOfManyAddressesKeepNobodyOut) {
+    start({"--max-connections", "12", "--max-connections-per-address", "4"});
+    Sockets silent(server().port());
+    const auto fill = [&] {
+        for (unsigned from = 11; from < 17; ++from) {
+            for (int i = 0; i < 4; ++i)
+                silent.add("", from);
+        }
+    };
+    fill();
+    const auto client = connect();
+    expect_service();
+    // Who has logged in stays.
+    fill();
+    EXPECT_THAT(client->ask(read_gain()), HasSubstr("<target-gain>"));
+    EXPECT_GE(silent.closed(), 36U);
+}
+
 TEST_F(Wire, HalfAMessageHoldsNobodyUp) {
     start({"--idle-time", "1"});
     const auto half = connect();
@@ -346,6 +413,19 @@ TEST_F(Wire, ClientsThatHaveSaidAllGetEveryAnswer) {
     for (int i = 0; i < requests; ++i)
         ASSERT_THAT(client->receive().value_or("none"), HasSubstr(fmt::format("message-id=\"{}\"", i)));
     EXPECT_TRUE(client->is_left_within(5s));
+}
+
+TEST_F(Wire, RequestsBeyondTheLimitWaitInTheirConnection) {
+    start({"--max-requests", "1"});
+    const auto client = connect();
+    constexpr int requests = 50;
+    for (int i = 0; i < requests; ++i)
+        client->send(fmt::format("<rpc xmlns=\"{}\" message-id=\"{}\">{}</rpc>", base, i, read_gain()));
+    for (int i = 0; i < requests; ++i) {
+        const std::string reply = client->receive().value_or("none");
+        ASSERT_THAT(reply, HasSubstr(fmt::format("message-id=\"{}\"", i)));
+        ASSERT_THAT(reply, HasSubstr("<target-gain>"));
+    }
 }
 
 TEST_F(Wire, LocksOfClientsThatVanishAreLifted) {
@@ -453,6 +533,21 @@ TEST_F(Wire, PendingCommitsAreTakenBackAfterEveryKill) {
         server().start();
         EXPECT_EQ("10.0", text_of(connect()->ask(read_gain()), "target-gain")) << round;
     }
+}
+
+TEST_F(Wire, MemoryThatRunsOutIsNoSuccess) {
+    const auto client = connect();
+    const rlimit no_more{mebibyte, mebibyte};
+    ASSERT_EQ(0, ::prlimit(server().process(), RLIMIT_DATA, &no_more, nullptr));
+    const std::string part(mebibyte, ' ');
+    try {
+        for (int i = 0; i < 3; ++i)
+            client->send_bytes(fmt::format("\n#{}\n{}", part.size(), part));
+    } catch (const ClientError &) { // the server is gone
+    }
+    EXPECT_TRUE(client->is_left_within(10s));
+    EXPECT_NE(0, server().stop());
+    EXPECT_THAT(server().log(), HasSubstr("out of memory"));
 }
 
 TEST_F(Wire, EndsWithinTwoSecondsWithSessionsOpen) {

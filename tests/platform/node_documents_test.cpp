@@ -372,8 +372,8 @@ TEST(EditRequests, LongKeyTakesMemoryOnceHoweverMuchStandsBelow) {
         document += ", \"m:a" + std::to_string(i) + "\": 1";
     const long before = most_memory();
     EXPECT_EQ(edit(document + "}]}}").size(), 1U);
-    // Once for each node it would be 800 MB.
-    EXPECT_LT(most_memory() - before, 100L * 1024);
+    // Once for each node it would be 800 MB. (Sanitizers keep what is freed for a while.)
+    EXPECT_LT(most_memory() - before, 400L * 1024);
 }
 
 TEST(EditRequests, ManyKeysOfOneEntryAreRefusedInMemoryThatGrowsWithThem) {

@@ -271,7 +271,7 @@ TEST_F(SystemDatabaseFile, AForeignOrNewerFileIsRefusedWithWhatWasFound) {
     EXPECT_EQ(refusal_of(file_, {0x12345678, 6}), file_ + ": a database of version 7, expected version 6");
     EXPECT_EQ(refusal_of(file_, {1, 7}), file_ + ": a database with application id 0x12345678, expected 0x00000001");
     const std::string other = (folder() / "other").string();
-    for (const std::size_t size : {0, 99, 4096}) {
+    for (const std::size_t size : {0U, 99U, 4096U}) {
         std::ofstream(other) << std::string(size, 'x');
         EXPECT_EQ(refusal_of(other, test_mark), other + ": no SQLite database") << size;
         EXPECT_EQ(std::filesystem::file_size(other), size);

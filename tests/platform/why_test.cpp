@@ -392,6 +392,16 @@ TEST_F(Why, SlotThatThePlatformDoesNotHave) {
                   Absence::no_such_slot, "slots 1 to 3");
 }
 
+TEST_F(Why, NameThatNoAmplifierHas) {
+    const std::string list = "/optical-amplifier/amplifiers/amplifier";
+    for (const char *name : {"bogus", "", "9/9-AMP-PRE", "0/1-AMP-PRE-", "0/1-AMP-XYZ", "0/1", "0/1-AMP-AMP-PRE"})
+        expect_absent(why_leaf(list + "[name='" + name + "']/state/name"), Absence::not_in_inventory,
+                      "no amplifier has such a name, expected one such as 0/1-AMP-PRE");
+    for (const char *name : {"0/3-AMP-PRE", "0/3-AMP-BST"})
+        expect_absent(why_leaf(list + "[name='" + name + "']/state/name"), Absence::not_in_inventory,
+                      "not in the inventory: the system database has no");
+}
+
 TEST_F(Why, TextsOfANodeAreShownHarmless) {
     set_element(history, partner_item, "pm_optics_paras.OPR.Average", " -1\x1b[31m ");
     const std::string text = why_text(why(amplifier + "/state/input-power-c-band/avg"));

@@ -108,6 +108,19 @@ TEST_F(Commits, OfAnotherSessionAreNotConfirmed) {
     EXPECT_EQ(answer(one_, Commit{.persist = "word"}), "invalid-value");
 }
 
+TEST_F(Commits, KeepOthersFromEditingWhatWouldBeTakenBack) {
+    commit_confirmed(one_);
+    const Refusal refused = refusal(other_, Edit{.steps = {{.document = gain_edit("12.0")}}});
+    EXPECT_EQ(refused.tag, ErrorTag::in_use);
+    EXPECT_EQ(refused.holder, one_);
+    EXPECT_EQ(answer(other_, CopyConfig{.source = EditStep{.document = gain_edit("12.0")}}), "in-use");
+    EXPECT_EQ(edit(other_, gain_edit("12.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(edit(one_, gain_edit("12.5")), "ok");
+    EXPECT_EQ(answer(one_, CancelCommit{}), "ok");
+    EXPECT_EQ(gain(other_), "13.1");
+    EXPECT_EQ(edit(other_, gain_edit("12.0")), "ok");
+}
+
 TEST_F(Commits, AreTakenBackByTheEndOfTheServer) {
     commit_confirmed(one_, {.persist = "word"});
     restart();

@@ -94,6 +94,41 @@ TEST_F(Reads, XPathSelectsOnBothSides) {
     EXPECT_THAT(select(std::string(100, '(') + "1" + std::string(100, ')')), HasSubstr("levels"));
 }
 
+TEST_F(Reads, XPathIsNoMoreThanOneWalkANode) {
+    const auto select = [&](const std::string &expression) {
+        return read({.filter = ExpressionFilter{expression, {{"o", "http://openconfig.net/yang/optical-amplfier"}}}});
+    };
+    for (const char *costly : {"//*[//*]",
+                               "//*[/*/*]",
+                               "//*[count( / / *)]",
+                               "//*[.//* and .//*]",
+                               "//*[../*]",
+                               "//*[.//* or ../o:name]",
+                               "//*[*[*]]",
+                               "//*[o:name[../o:name]]",
+                               "//*[o:name[/o:x]]",
+                               "//*[descendant::o:name[descendant::o:name]]",
+                               "//*[preceding::o:name]",
+                               "//*[following :: o:name]",
+                               "//*[ancestor::*]",
+                               "//*[count(current()//o:name)]",
+                               "//*[node()[node()]]",
+                               "//*[1][o:name[.//o:name]]",
+                               "//*[1 * 2 = 2 and //o:name]",
+                               "//*[o:name | //o:name]",
+                               "//*/preceding::*/following::*",
+                               "//*[o:*[o:*]]",
+                               "//*['//'][//*]"})
+        EXPECT_THAT(select(costly), HasSubstr("again for every node")) << costly;
+    for (const char *cheap :
+         {"//*[.//o:target-gain]", "//o:config[../o:name = '0/1-AMP-BST']/o:target-gain",
+          "//o:config[o:target-gain * 2 > 20]", "//o:amplifier[o:config[o:name = '0/1-AMP-BST']]",
+          "//o:amplifier[o:name = '//*[//*]' or o:config/o:target-gain]",
+          "//o:config[ancestor::o:amplifier]/o:target-gain", "/o:optical-amplifier/*/*/*[o:target-gain]",
+          "//o:target-gain[. > 10 and . < 30]", "//o:amplifier[*]", "//o:amplifier[3 div 3 = 1]"})
+        EXPECT_THAT(select(cheap), HasSubstr("<target-gain>13.1</target-gain>")) << cheap;
+}
+
 TEST_F(Reads, StateAndConfigurationOrConfigurationAlone) {
     EXPECT_THAT(read({.configuration_only = false}), HasSubstr("ots-oper"));
     EXPECT_THAT(read({.configuration_only = false}), HasSubstr("<actual-gain>"));
@@ -335,7 +370,7 @@ TEST_F(Locks, KeepOtherProcessesOut) {
     EXPECT_EQ(refused.status, 1);
     EXPECT_THAT(refused.err, HasSubstr("another process has locked the configuration [in-use]"));
     EXPECT_EQ(answer(one, Unlock{}), "ok");
-    EXPECT_EQ(ocamp_edit(folder(), "11.0").out, "ok\n");
+    EXPECT_THAT(ocamp_edit(folder(), "11.0").out, testing::EndsWith("11.0 dB\nok\n"));
     EXPECT_EQ(gain(one), "11.0");
 }
 
@@ -467,7 +502,7 @@ TEST_F(Changes, OfOtherProcessesAreForeign) {
     Events events;
     const Subscription subscription = core().subscribe(Interest::configuration, events.change_listener());
     EXPECT_EQ(answer(admin, Wait{}), "ok");
-    EXPECT_EQ(ocamp_edit(folder(), "11.0").out, "ok\n");
+    EXPECT_THAT(ocamp_edit(folder(), "11.0").out, testing::EndsWith("11.0 dB\nok\n"));
     const auto told = events.wait_for(1);
     ASSERT_THAT(told, SizeIs(1));
     EXPECT_EQ(first_change(told.front()), std::string(gain_in_event) + " 13.1 11.0");

@@ -196,7 +196,7 @@ class Daemon : public ServedNode {
 
 TEST_F(Daemon, SaysThatItIsReadyAndEndsOnSignals) {
     for (const int signal : {SIGTERM, SIGINT}) {
-        start({OCAMP_PROGRAM, "serve"});
+        start({OCAMP_PROGRAM, "serve", "--netconf", "127.0.0.1:0"});
         EXPECT_THAT(out(), testing::StartsWith("ready"));
         EXPECT_EQ(end_by(signal), 0);
         EXPECT_THAT(err(), HasSubstr(" info ended\n"));
@@ -204,7 +204,7 @@ TEST_F(Daemon, SaysThatItIsReadyAndEndsOnSignals) {
 }
 
 TEST_F(Daemon, ReadsUsersAnewOnHangUp) {
-    start({OCAMPD_PROGRAM, "--log-format", "json"});
+    start({OCAMPD_PROGRAM, "--netconf", "127.0.0.1:0", "--log-format", "json"});
     send(SIGHUP);
     wait_for_event("\"event\":\"reloaded\"");
     support::write_file(folder() / "server" / "users.json", "{}");

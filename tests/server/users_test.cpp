@@ -6,6 +6,7 @@
 #include "support/program.h"
 
 #include <future>
+#include <map>
 
 #include <sys/stat.h>
 
@@ -167,6 +168,54 @@ TEST_F(LogInsOfANode, TakeChangesOverWhenTheyAreTold) {
     EXPECT_EQ(log_in("ada", "secret"), "ada admin");
     core().log_ins().reload();
     EXPECT_EQ(log_in("ada", "secret"), "refused");
+}
+
+TEST_F(LogInsOfANode, EndOrStayAsTheUserIsNow) {
+    std::map<std::string, int> ended;
+    const auto open = [&](const std::string &user, Role role) {
+        return session(role, user, [&ended, user](SessionEnd end, SessionId by) {
+            EXPECT_EQ(end, SessionEnd::killed);
+            EXPECT_EQ(by, no_session);
+            ++ended[user];
+        });
+    };
+    open("ada", Role::admin);
+    open("ada", Role::admin);
+    const SessionId bob = open("bob", Role::reader);
+    core().reload_users();
+    EXPECT_TRUE(ended.empty());
+    const StateFolder state(folder());
+    Users users = Users::read(state);
+    users.remove("ada");
+    users.write(state);
+    core().reload_users();
+    EXPECT_EQ(ended, (std::map<std::string, int>{{"ada", 2}}));
+    EXPECT_EQ(core().sessions().size(), 1U);
+    EXPECT_EQ(answer(bob, Wait{}), "ok");
+    users.remove("bob");
+    users.add({"bob", Role::admin, "", {}});
+    users.write(state);
+    core().reload_users();
+    EXPECT_EQ(ended["bob"], 1);
+    EXPECT_TRUE(core().sessions().empty());
+}
+
+TEST_F(LogInsOfANode, AreSlowedAfterKeysThatAreProvenInVain) {
+    const std::string blob = public_key_of(key_line).blob;
+    const auto ask = [&] {
+        return core().log_ins().public_key({"test", "192.0.2.1", 1}, "ada", "ssh-ed25519", blob, false);
+    };
+    const auto time_of_log_in = [&] {
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(log_in("ada", "secret"), "ada admin");
+        return std::chrono::steady_clock::now() - begin;
+    };
+    for (int i = 0; i < 10; ++i)
+        EXPECT_FALSE(ask());
+    EXPECT_LT(time_of_log_in(), std::chrono::milliseconds(900));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(key("ada", blob), "refused");
+    EXPECT_GE(time_of_log_in(), std::chrono::milliseconds(900));
 }
 
 TEST_F(LogInsOfANode, AreSlowedAfterWrongGuesses) {

@@ -1,0 +1,268 @@
+// How paths are read and matched.
+#include "server/gnmi/path.h"
+
+#include "server/gnmi/rpc_error.h"
+#include "yang/models.h"
+
+#include <algorithm>
+#include <set>
+
+#include <fmt/format.h>
+
+namespace ocamp::gnmi {
+
+namespace {
+
+// Deeper than any model here; bounds the work for a hostile path.
+constexpr std::size_t most_steps = 64;
+constexpr std::string_view any_name = "*", any_steps = "...";
+
+Origin origin_of(const std::string &word) {
+    if (word.empty() || word == "openconfig")
+        return Origin::openconfig;
+    if (word == "native")
+        return Origin::native;
+    throw invalid("origin", fmt::format("'{}', expected 'openconfig' or 'native'", word));
+}
+
+void add_steps(const ::gnmi::Path &path, std::vector<Step> &steps) {
+    if (path.element_size() != 0)
+        throw invalid("path", "uses the deprecated field 'element', expected 'elem'");
+    if (steps.size() + static_cast<std::size_t>(path.elem_size()) > most_steps)
+        throw invalid("path",
+                      fmt::format("has {} elements, expected at most {}", steps.size() + path.elem_size(), most_steps));
+    for (const ::gnmi::PathElem &elem : path.elem()) {
+        if (elem.name().empty())
+            throw invalid("path", "has an element without a name");
+        // Two in a row say no more than one.
+        if (elem.name() == any_steps && !steps.empty() && steps.back().name == any_steps)
+            continue;
+        steps.push_back({elem.name(), {elem.key().begin(), elem.key().end()}});
+    }
+}
+
+// The name of a step without its module's name, when that is the node's.
+bool is_named(const lysc_node &node, std::string_view name) {
+    if (name == any_name)
+        return true;
+    const std::size_t colon = name.find(':');
+    if (colon != std::string_view::npos) {
+        if (name.substr(0, colon) != node.module->name)
+            return false;
+        name.remove_prefix(colon + 1);
+    }
+    return name == node.name;
+}
+
+bool is_key_of(const lysc_node &list, std::string_view name) {
+    const std::vector<const lysc_node *> keys = list_keys(list);
+    return std::ranges::any_of(keys, [&](const lysc_node *key) { return is_named(*key, name) && name != any_name; });
+}
+
+bool has_only_own_keys(const lysc_node &node, const Step &step) {
+    return step.keys.empty() || (is_list(node) && std::ranges::all_of(step.keys, [&](const auto &key) {
+                                     return is_key_of(node, key.first);
+                                 }));
+}
+
+bool is_entry(const lyd_node &entry, const Step &step) {
+    return std::ranges::all_of(step.keys, [&](const auto &wanted) {
+        if (wanted.second == any_name)
+            return true;
+        for (const lysc_node *key : list_keys(*entry.schema)) {
+            if (!is_named(*key, wanted.first))
+                continue;
+            const lyd_node *leaf = find_instance(lyd_child(&entry), *key);
+            return leaf != nullptr && leaf_text(*leaf) == wanted.second;
+        }
+        return false;
+    });
+}
+
+// Nodes in the order in which they were found, each once: "..." reaches nodes in several ways.
+template <class Node>
+class Found {
+  public:
+    void add(const Node *node) {
+        if (seen_.insert(node).second)
+            nodes_.push_back(node);
+    }
+    bool contains(const Node *node) const { return seen_.contains(node); }
+    std::vector<const Node *> nodes() { return std::move(nodes_); }
+
+  private:
+    std::vector<const Node *> nodes_;
+    std::set<const Node *> seen_;
+};
+
+class SchemaMatch {
+  public:
+    explicit SchemaMatch(const Path &path) : schema_(schema_of(path.origin)), steps_(path.steps) {}
+
+    std::vector<const lysc_node *> nodes() {
+        below(nullptr, 0);
+        return found_.nodes();
+    }
+
+  private:
+    void below(const lysc_node *parent, std::size_t step) {
+        if (step == steps_.size()) {
+            found_.add(parent);
+            return;
+        }
+        const bool any = steps_[step].name == any_steps;
+        if (any)
+            below(parent, step + 1);
+        if (parent != nullptr && is_leaf(*parent))
+            return;
+        for (const std::string_view name : schema_.children(parent)) {
+            const lysc_node *child = schema_.find(parent, name);
+            if (child == nullptr)
+                continue;
+            if (any)
+                below(child, step);
+            else if (is_named(*child, steps_[step].name) && has_only_own_keys(*child, steps_[step]))
+                below(child, step + 1);
+        }
+    }
+
+    const Schema &schema_;
+    const std::vector<Step> &steps_;
+    Found<lysc_node> found_;
+};
+
+bool is_of(const lyd_node &root, Origin origin) {
+    const bool native = native_schema().module(root.schema->module->name) != nullptr;
+    return native == (origin == Origin::native);
+}
+
+class DataMatch {
+  public:
+    explicit DataMatch(const Path &path) : path_(path) {}
+
+    std::vector<const lyd_node *> nodes(const YangTree &tree) {
+        for (const lyd_node *root = tree.first(); root != nullptr; root = root->next) {
+            if (!is_of(*root, path_.origin))
+                continue;
+            if (path_.steps.empty())
+                found_.add(root);
+            else
+                match(*root, 0);
+        }
+        std::vector<const lyd_node *> nodes = found_.nodes();
+        std::erase_if(nodes, [&](const lyd_node *node) {
+            const lyd_node *above = lyd_parent(node);
+            while (above != nullptr && !found_.contains(above))
+                above = lyd_parent(above);
+            return above != nullptr;
+        });
+        return nodes;
+    }
+
+  private:
+    void match(const lyd_node &node, std::size_t step) {
+        const Step &wanted = path_.steps[step];
+        if (wanted.name == any_steps) {
+            // It stands for no element, for this one as the last, or for this one with more below it.
+            if (step + 1 < path_.steps.size())
+                match(node, step + 1);
+            else
+                found_.add(&node);
+            below(node, step);
+        } else if (is_named(*node.schema, wanted.name) && (wanted.keys.empty() || is_entry(node, wanted))) {
+            reached(node, step + 1);
+        }
+    }
+    void reached(const lyd_node &node, std::size_t step) {
+        const bool ends =
+            step == path_.steps.size() || (step + 1 == path_.steps.size() && path_.steps[step].name == any_steps);
+        if (ends)
+            found_.add(&node);
+        else
+            below(node, step);
+    }
+    void below(const lyd_node &node, std::size_t step) {
+        for (const lyd_node *child = lyd_child(&node); child != nullptr; child = child->next)
+            match(*child, step);
+    }
+
+    const Path &path_;
+    Found<lyd_node> found_;
+};
+
+} // namespace
+
+Path joined(const ::gnmi::Path &prefix, const ::gnmi::Path &path) {
+    if (!prefix.origin().empty() && !path.origin().empty())
+        throw invalid("origin", "stands in the prefix and in the path, expected it in one of them");
+    if (!prefix.target().empty() && !path.target().empty())
+        throw invalid("target", "stands in the prefix and in the path, expected it in one of them");
+    Path whole{origin_of(prefix.origin().empty() ? path.origin() : prefix.origin()), {}};
+    add_steps(prefix, whole.steps);
+    add_steps(path, whole.steps);
+    return whole;
+}
+
+std::string text_of(const Path &path) {
+    std::string text = path.origin == Origin::native ? "native:" : "";
+    if (path.steps.empty())
+        text += "/";
+    for (const Step &step : path.steps) {
+        text += "/" + step.name;
+        for (const auto &[name, value] : step.keys) {
+            text += fmt::format("[{}=", name);
+            for (const char c : value) {
+                if (c == ']' || c == '\\')
+                    text += '\\';
+                text += c;
+            }
+            text += "]";
+        }
+    }
+    return text;
+}
+
+const Schema &schema_of(Origin origin) {
+    return origin == Origin::native ? native_schema() : openconfig_schema();
+}
+
+std::vector<const lysc_node *> schema_nodes(const Path &path) {
+    std::vector<const lysc_node *> nodes = SchemaMatch(path).nodes();
+    if (nodes.empty())
+        throw invalid(text_of(path), "is not in the model");
+    std::erase_if(nodes, [](const lysc_node *node) { return node != nullptr && !is_served(*node); });
+    if (nodes.empty())
+        throw refused(Code::unimplemented, text_of(path), "the device does not have it");
+    return nodes;
+}
+
+std::vector<const lyd_node *> data_nodes(const YangTree &tree, const Path &path) {
+    return DataMatch(path).nodes(tree);
+}
+
+std::vector<Step> steps_to(const lyd_node &node) {
+    std::vector<Step> steps;
+    for (const lyd_node *at = &node; at != nullptr; at = lyd_parent(at)) {
+        Step &step = steps.emplace_back(Step{at->schema->name, {}});
+        if (!is_list(*at->schema))
+            continue;
+        for (const lysc_node *key : list_keys(*at->schema)) {
+            if (const lyd_node *leaf = find_instance(lyd_child(at), *key); leaf != nullptr)
+                step.keys.emplace(key->name, leaf_text(*leaf));
+        }
+    }
+    std::ranges::reverse(steps);
+    return steps;
+}
+
+::gnmi::Path to_message(const std::vector<Step> &steps, std::size_t from) {
+    ::gnmi::Path path;
+    for (std::size_t i = from; i < steps.size(); ++i) {
+        ::gnmi::PathElem &elem = *path.add_elem();
+        elem.set_name(steps[i].name);
+        elem.mutable_key()->insert(steps[i].keys.begin(), steps[i].keys.end());
+    }
+    return path;
+}
+
+} // namespace ocamp::gnmi

@@ -1,0 +1,199 @@
+// How readings are shared.
+#include "server/gnmi/readings.h"
+
+#include "server/gnmi/get.h"
+#include "server/gnmi/value.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace ocamp::gnmi {
+
+namespace {
+
+bool is_wanted(const lysc_node &leaf, LeafKind kind) {
+    return kind == LeafKind::all || is_measured(leaf) == (kind == LeafKind::measured);
+}
+
+void add_leaves(const lyd_node &node, std::size_t levels, LeafKind kind, Leaves &leaves) {
+    if (is_leaf(*node.schema)) {
+        if (!is_wanted(*node.schema, kind))
+            return;
+        std::vector<Step> steps = steps_to(node);
+        steps.pop_back();
+        leaves.push_back(
+            std::make_shared<Leaf>(Leaf{data_path(node), std::move(steps), node.schema, canonical_text(node)}));
+        return;
+    }
+    for (const lyd_node *child = lyd_child(&node); child != nullptr; child = child->next) {
+        if (levels == 1 && !is_leaf(*child->schema))
+            continue;
+        add_leaves(*child, levels == 0 ? 0 : levels - 1, kind, leaves);
+    }
+}
+
+} // namespace
+
+bool is_measured(const lysc_node &leaf) {
+    if (is_configuration(leaf) || is_applied_configuration(leaf))
+        return false;
+    const lysc_type &type = type_of(leaf);
+    return type.basetype == LY_TYPE_DEC64 || type.basetype == LY_TYPE_UINT64 || type.basetype == LY_TYPE_INT64 ||
+           is_short_integer(type);
+}
+
+std::shared_ptr<const Leaves> Reading::select(const Path &path, std::size_t levels, LeafKind kind) const {
+    const std::lock_guard guard(mutex_);
+    std::shared_ptr<const Leaves> &selection =
+        selections_[fmt::format("{} {} {}", levels, static_cast<int>(kind), text_of(path))];
+    if (selection)
+        return selection;
+    Leaves leaves;
+    // The root is one level above its nodes.
+    const bool root = path.steps.empty();
+    if (!root || levels != 1) {
+        for (const lyd_node *node : data_nodes(tree_, path))
+            add_leaves(*node, root && levels != 0 ? levels - 1 : levels, kind, leaves);
+    }
+    std::ranges::sort(leaves, {}, [](const LeafPointer &leaf) -> const std::string & { return leaf->path; });
+    selection = std::make_shared<Leaves>(std::move(leaves));
+    return selection;
+}
+
+Readings::Readings(server::Core &core) : core_(core), thread_([this] { run(); }) {}
+
+Readings::~Readings() {
+    {
+        const std::lock_guard guard(inbox_->mutex);
+        inbox_->ending = true;
+    }
+    inbox_->changed.notify_one();
+    thread_.join();
+    changes_.reset();
+    if (session_)
+        core_.close_session(*session_, server::SessionEnd::shutdown);
+}
+
+void Readings::Inbox::post(Job job) {
+    {
+        const std::lock_guard guard(mutex);
+        if (ending)
+            return;
+        jobs.push_back(std::move(job));
+    }
+    changed.notify_one();
+}
+
+void Readings::at(Clock::time_point time, Job job) {
+    {
+        const std::lock_guard guard(inbox_->mutex);
+        inbox_->later.emplace(time, std::move(job));
+    }
+    inbox_->changed.notify_one();
+}
+
+void Readings::run() {
+    std::unique_lock lock(inbox_->mutex);
+    while (!inbox_->ending) {
+        if (!inbox_->later.empty() && inbox_->later.begin()->first <= Clock::now()) {
+            inbox_->jobs.push_back(std::move(inbox_->later.begin()->second));
+            inbox_->later.erase(inbox_->later.begin());
+        } else if (!inbox_->jobs.empty()) {
+            Job job = std::move(inbox_->jobs.front());
+            inbox_->jobs.pop_front();
+            lock.unlock();
+            job();
+            job = nullptr; // what it holds may end here, and not under the lock
+            lock.lock();
+        } else if (!inbox_->later.empty()) {
+            inbox_->changed.wait_until(lock, inbox_->later.begin()->first);
+        } else {
+            inbox_->changed.wait(lock);
+        }
+    }
+    std::deque<Job> dropped = std::exchange(inbox_->jobs, {});
+    auto dropped_later = std::exchange(inbox_->later, {});
+    lock.unlock();
+}
+
+void Readings::read(bool native, Receiver receiver) {
+    inbox_->post([this, native, receiver = std::move(receiver)]() mutable {
+        wanted_.push_back({native, std::move(receiver)});
+        if (under_way_.empty())
+            begin_reading();
+    });
+}
+
+void Readings::watch(std::function<bool()> changed) {
+    inbox_->post([this, changed = std::move(changed)]() mutable {
+        watchers_.push_back(std::move(changed));
+        if (changes_)
+            return;
+        changes_ = core_.subscribe(server::Interest::everything,
+                                   [inbox = inbox_, this](const std::shared_ptr<const server::Event> &event) {
+                                       if (std::holds_alternative<server::DataChange>(event->what))
+                                           inbox->post([this] { tell_watchers(); });
+                                   });
+    });
+}
+
+void Readings::tell_watchers() {
+    std::erase_if(watchers_, [](const std::function<bool()> &changed) { return !changed(); });
+    if (watchers_.empty())
+        changes_.reset();
+}
+
+void Readings::begin_reading() {
+    under_way_ = std::exchange(wanted_, {});
+    const bool native = std::ranges::any_of(under_way_, &Request::native);
+    // The answer, or, when the core drops it with the session, a refusal. It is handed over at once: what the core
+    // tells of later changes must come behind it.
+    struct Answer {
+        std::shared_ptr<Inbox> inbox;
+        Readings *readings;
+        bool told = false;
+
+        void tell(server::Outcome outcome) {
+            told = true;
+            inbox->post([to = readings, kept = std::make_shared<server::Outcome>(std::move(outcome)),
+                         read_at = std::chrono::system_clock::now()] { to->end_reading(*kept, read_at); });
+        }
+        ~Answer() {
+            if (!told)
+                tell(server::Refusal{.tag = ErrorTag::resource_denied, .reason = "the reading was dropped"});
+        }
+    };
+    const auto answer = std::make_shared<Answer>(inbox_, this);
+    try {
+        // All roles may read, and who asks has logged in: one session reads for all of them.
+        if (!session_)
+            session_ =
+                core_.open_session({.user = "gnmi", .role = server::Role::reader}, {.protocol = "gnmi", .address = {}},
+                                   [inbox = inbox_, this](server::SessionEnd, server::SessionId) {
+                                       inbox->post([this] { session_.reset(); });
+                                   });
+    } catch (const server::SessionRefused &refusal) {
+        answer->tell(server::Refusal{.tag = ErrorTag::resource_denied, .reason = refusal.what()});
+        return;
+    }
+    core_.submit(
+        *session_,
+        server::Read{.configuration_only = false, .models = native ? server::Models::both : server::Models::openconfig},
+        [answer](server::Outcome outcome) { answer->tell(std::move(outcome)); });
+}
+
+void Readings::end_reading(server::Outcome &outcome, std::chrono::system_clock::time_point read_at) {
+    ReadingOutcome told = RpcError(Code::unavailable, "");
+    if (auto *result = std::get_if<server::Result>(&outcome))
+        told = std::make_shared<const Reading>(std::move(result->data), read_at);
+    else
+        told = RpcError(std::get<server::Refusal>(outcome));
+    for (const Request &request : std::exchange(under_way_, {}))
+        request.receiver(told);
+    if (!wanted_.empty())
+        begin_reading();
+}
+
+} // namespace ocamp::gnmi

@@ -1,0 +1,509 @@
+// gRPC's side of the service: RPCs, their users, and the way of responses to clients.
+#include "server/gnmi/service.h"
+
+#include "seam/input_error.h"
+#include "server/gnmi/authenticator.h"
+#include "server/gnmi/certificate.h"
+#include "server/gnmi/get.h"
+#include "server/gnmi/setter.h"
+#include "server/gnmi/subscription.h"
+#include "server/served_modules.h"
+
+#include <algorithm>
+#include <atomic>
+#include <charconv>
+#include <functional>
+#include <map>
+#include <mutex>
+
+#include "gnmi.grpc.pb.h"
+
+#include <grpc/support/log.h>
+#include <grpcpp/grpcpp.h>
+#include <grpcpp/resource_quota.h>
+#include <grpcpp/security/tls_certificate_provider.h>
+#include <grpcpp/security/tls_credentials_options.h>
+
+namespace ocamp::gnmi {
+
+namespace {
+
+constexpr std::size_t memory_quota = std::size_t{256} * 1024 * 1024;
+constexpr int header_size = 16 * 1024;
+constexpr int streams_of_connection = 256;
+constexpr std::size_t most_streams = 8192; // in all
+constexpr unsigned certificate_poll = 1;   // seconds
+
+grpc::Status status_of(const RpcError &error) {
+    return {static_cast<grpc::StatusCode>(error.code()), error.what()};
+}
+
+// "ipv4:127.0.0.1:5000", "ipv6:%5B::1%5D:5000"
+server::Peer peer_of(const std::string &text) {
+    server::Peer peer{.protocol = "gnmi", .address = text};
+    const std::size_t begin = text.find(':'), end = text.rfind(':');
+    if (begin == std::string::npos || end <= begin)
+        return peer;
+    peer.address = text.substr(begin + 1, end - begin - 1);
+    for (const std::string_view bracket : {"%5B", "%5D", "[", "]"}) {
+        if (const std::size_t at = peer.address.find(bracket); at != std::string::npos)
+            peer.address.erase(at, bracket.size());
+    }
+    std::from_chars(text.data() + end + 1, text.data() + text.size(), peer.port);
+    return peer;
+}
+
+std::optional<std::string> metadata_of(const grpc::CallbackServerContext &context, const char *word) {
+    const auto found = context.client_metadata().find(word);
+    if (found == context.client_metadata().end())
+        return std::nullopt;
+    return std::string(found->second.data(), found->second.size());
+}
+
+// The first of the certificate's alternative names, else its common name.
+std::optional<std::string> certificate_name_of(const grpc::CallbackServerContext &context) {
+    const auto auth = context.auth_context();
+    if (!auth)
+        return std::nullopt;
+    for (const char *property : {"x509_subject_alternative_name", "x509_common_name"}) {
+        const std::vector<grpc::string_ref> values = auth->FindPropertyValues(property);
+        if (!values.empty())
+            return std::string(values.front().data(), values.front().size());
+    }
+    return std::nullopt;
+}
+
+// What ends RPCs that wait when the server ends.
+class OpenRpcs {
+  public:
+    using End = std::function<void()>;
+
+    std::uint64_t add(End end) {
+        const std::lock_guard guard(mutex_);
+        ends_.emplace(++last_, std::move(end));
+        return last_;
+    }
+    void remove(std::uint64_t number) {
+        const std::lock_guard guard(mutex_);
+        ends_.erase(number);
+    }
+    void end_all() {
+        std::map<std::uint64_t, End> ends;
+        {
+            const std::lock_guard guard(mutex_);
+            ends.swap(ends_);
+        }
+        for (const auto &[number, end] : ends)
+            end();
+    }
+
+  private:
+    std::mutex mutex_;
+    std::map<std::uint64_t, End> ends_;
+    std::uint64_t last_ = 0;
+};
+
+const grpc::Status ended_status(grpc::StatusCode::UNAVAILABLE, "the server ends");
+const grpc::Status unauthenticated_status(grpc::StatusCode::UNAUTHENTICATED,
+                                          "expected a client certificate of a user, or username and password of one in "
+                                          "the metadata");
+
+// One unary RPC under way. Answered once; one that everybody has let go of is answered that the server ends.
+class Call {
+  public:
+    Call(grpc::ServerUnaryReactor *reactor, OpenRpcs &open) : reactor_(reactor), open_(open) {}
+    ~Call() { finish(ended_status); }
+    Call(const Call &) = delete;
+    Call &operator=(const Call &) = delete;
+
+    static std::shared_ptr<Call> begin(grpc::ServerUnaryReactor *reactor, OpenRpcs &open) {
+        const auto call = std::make_shared<Call>(reactor, open);
+        call->number_ = open.add([weak = std::weak_ptr(call)] {
+            if (const auto waiting = weak.lock())
+                waiting->finish(ended_status);
+        });
+        return call;
+    }
+
+    // The response is written under this, for it is gone when the RPC is finished.
+    void finish(const grpc::Status &status, const std::function<void()> &write_response = {}) {
+        const std::lock_guard guard(mutex_);
+        if (finished_)
+            return;
+        finished_ = true;
+        if (write_response)
+            write_response();
+        open_.remove(number_);
+        reactor_->Finish(status);
+    }
+
+  private:
+    std::mutex mutex_;
+    bool finished_ = false;
+    grpc::ServerUnaryReactor *reactor_;
+    OpenRpcs &open_;
+    std::uint64_t number_ = 0;
+};
+
+// What RPCs work with.
+struct Surroundings {
+    server::Core &core;
+    bool client_certificates;
+    std::shared_ptr<Authenticator> authenticator;
+    Readings readings;
+    Setter setter;
+    OpenRpcs open;
+    std::atomic<std::size_t> streams = 0;
+
+    Surroundings(server::Core &core_, bool client_certificates_)
+        : core(core_), client_certificates(client_certificates_), authenticator(std::make_shared<Authenticator>(core_)),
+          readings(core_), setter(core_) {}
+
+    void authenticate(const grpc::CallbackServerContext &context,
+                      std::function<void(const server::LogInAnswer &answer)> answer) const {
+        Credentials credentials;
+        if (client_certificates)
+            credentials.certificate_name = certificate_name_of(context);
+        else
+            credentials = {.certificate_name = {},
+                           .user = metadata_of(context, "username"),
+                           .password = metadata_of(context, "password")};
+        authenticator->check(peer_of(context.peer()), credentials, std::move(answer));
+    }
+};
+
+// One Subscribe RPC. Lives until gRPC is done with it; readings and timers hold weak pointers.
+class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest, ::gnmi::SubscribeResponse>,
+                         public std::enable_shared_from_this<SubscribeReactor> {
+  public:
+    SubscribeReactor(Surroundings &surroundings) : surroundings_(surroundings) { ++surroundings_.streams; }
+    ~SubscribeReactor() override { --surroundings_.streams; }
+    SubscribeReactor(const SubscribeReactor &) = delete;
+    SubscribeReactor &operator=(const SubscribeReactor &) = delete;
+
+    void begin(const grpc::CallbackServerContext &context) {
+        self_ = shared_from_this();
+        number_ = surroundings_.open.add([weak = weak_from_this()] {
+            if (const auto reactor = weak.lock())
+                reactor->end(ended_status);
+        });
+        if (surroundings_.streams > most_streams) {
+            end({grpc::StatusCode::RESOURCE_EXHAUSTED, "too many streams"});
+            return;
+        }
+        surroundings_.authenticate(context, [weak = weak_from_this()](const server::LogInAnswer &answer) {
+            const auto reactor = weak.lock();
+            if (!reactor)
+                return;
+            if (answer)
+                reactor->read();
+            else
+                reactor->end(unauthenticated_status);
+        });
+    }
+
+    void OnReadDone(bool ok) override {
+        if (!ok) {
+            // The client sends no more. A stream goes on; whoever has not asked, or asks for polls, is done.
+            if (!stream_)
+                end(status_of(invalid("request", "expected a SubscriptionList")));
+            else if (request_mode_ == ::gnmi::SubscriptionList::POLL)
+                end_after_backlog();
+            return;
+        }
+        try {
+            if (!stream_)
+                subscribe();
+            else if (request_.has_poll())
+                stream_->poll();
+            else
+                throw invalid("request", "expected one SubscriptionList, and polls after it when its mode is POLL");
+        } catch (const RpcError &error) {
+            end(status_of(error));
+            return;
+        }
+        // Who polls is read again when it has been answered.
+        if (request_.has_poll())
+            polled();
+        else
+            read();
+    }
+
+    void OnWriteDone(bool ok) override {
+        {
+            const std::lock_guard guard(mutex_);
+            writing_ = false;
+        }
+        if (ok)
+            pump();
+    }
+
+    void OnCancel() override { end(grpc::Status::CANCELLED); }
+
+    void OnDone() override {
+        surroundings_.open.remove(number_);
+        const std::shared_ptr<SubscribeReactor> last = std::move(self_);
+    }
+
+  private:
+    void read() {
+        const std::lock_guard guard(mutex_);
+        if (!finished_)
+            StartRead(&request_);
+    }
+
+    void subscribe() {
+        if (request_.has_poll())
+            throw invalid("request", "a poll, expected a SubscriptionList first");
+        request_mode_ = request_.subscribe().mode();
+        const auto stream = std::make_shared<Stream>(request_, surroundings_.readings, [weak = weak_from_this()] {
+            if (const auto reactor = weak.lock())
+                reactor->pump();
+        });
+        {
+            const std::lock_guard guard(mutex_);
+            stream_ = stream;
+        }
+        stream->start();
+    }
+
+    void polled() {
+        const std::lock_guard guard(mutex_);
+        poll_under_way_ = true;
+    }
+
+    void end_after_backlog() {
+        {
+            const std::lock_guard guard(mutex_);
+            half_closed_ = true;
+        }
+        pump();
+    }
+
+    // Sends the next response when nothing is on its way.
+    void pump() {
+        const std::lock_guard guard(mutex_);
+        if (writing_ || finished_ || !stream_)
+            return;
+        if (std::optional<::gnmi::SubscribeResponse> response = stream_->take()) {
+            const bool synchronized = response->sync_response();
+            response_ = std::move(*response);
+            writing_ = true;
+            StartWrite(&response_);
+            if (synchronized && poll_under_way_) {
+                poll_under_way_ = false;
+                StartRead(&request_);
+            }
+            return;
+        }
+        if (const std::optional<Stream::End> stream_end = stream_->end())
+            finish(stream_end->error ? status_of(*stream_end->error) : grpc::Status::OK);
+        else if (half_closed_ && !poll_under_way_)
+            finish(grpc::Status::OK);
+    }
+
+    void end(const grpc::Status &status) {
+        const std::lock_guard guard(mutex_);
+        finish(status);
+    }
+
+    // With the lock held.
+    void finish(const grpc::Status &status) {
+        if (finished_)
+            return;
+        finished_ = true;
+        Finish(status);
+    }
+
+    Surroundings &surroundings_;
+    std::shared_ptr<SubscribeReactor> self_;
+    std::uint64_t number_ = 0;
+    ::gnmi::SubscribeRequest request_;
+    ::gnmi::SubscriptionList::Mode request_mode_ = ::gnmi::SubscriptionList::STREAM;
+
+    std::mutex mutex_; // guards what follows
+    std::shared_ptr<Stream> stream_;
+    ::gnmi::SubscribeResponse response_;
+    bool writing_ = false;
+    bool poll_under_way_ = false;
+    bool half_closed_ = false;
+    bool finished_ = false;
+};
+
+::gnmi::CapabilityResponse capabilities() {
+    ::gnmi::CapabilityResponse response;
+    for (const server::ServedModule &module : server::served_modules()) {
+        if (!module.implemented)
+            continue;
+        ::gnmi::ModelData &model = *response.add_supported_models();
+        model.set_name(module.name);
+        model.set_organization(module.organization);
+        model.set_version(module.revision);
+    }
+    for (const ::gnmi::Encoding encoding : {::gnmi::JSON, ::gnmi::JSON_IETF, ::gnmi::PROTO, ::gnmi::ASCII})
+        response.add_supported_encodings(encoding);
+    response.set_gnmi_version(::gnmi::Update::descriptor()->file()->options().GetExtension(::gnmi::gnmi_service));
+    return response;
+}
+
+class Rpcs : public ::gnmi::gNMI::CallbackService {
+  public:
+    explicit Rpcs(Surroundings &surroundings) : surroundings_(surroundings) {}
+
+    grpc::ServerUnaryReactor *Capabilities(grpc::CallbackServerContext *context, const ::gnmi::CapabilityRequest *,
+                                           ::gnmi::CapabilityResponse *response) override {
+        return unary(*context, [response](const std::shared_ptr<Call> &call, const server::Principal &) {
+            call->finish(grpc::Status::OK, [&] { *response = capabilities(); });
+        });
+    }
+
+    grpc::ServerUnaryReactor *Get(grpc::CallbackServerContext *context, const ::gnmi::GetRequest *request,
+                                  ::gnmi::GetResponse *response) override {
+        return unary(*context, [this, request, response](const std::shared_ptr<Call> &call, const server::Principal &) {
+            const auto query = std::make_shared<const GetQuery>(*request);
+            surroundings_.readings.read(query->wants_native(), [call, query, response](const ReadingOutcome &outcome) {
+                answer(*call, [&] {
+                    if (const auto *error = std::get_if<RpcError>(&outcome))
+                        throw RpcError(*error);
+                    const Reading &reading = *std::get<std::shared_ptr<const Reading>>(outcome);
+                    ::gnmi::GetResponse answered = query->answer(reading.tree(), reading.read_at());
+                    call->finish(grpc::Status::OK, [&] { *response = std::move(answered); });
+                });
+            });
+        });
+    }
+
+    grpc::ServerUnaryReactor *Set(grpc::CallbackServerContext *context, const ::gnmi::SetRequest *request,
+                                  ::gnmi::SetResponse *response) override {
+        const server::Peer peer = peer_of(context->peer());
+        return unary(*context, [this, peer, request, response](const std::shared_ptr<Call> &call,
+                                                               const server::Principal &principal) {
+            surroundings_.setter.submit(*request, principal, peer, [call, response](SetOutcome outcome) {
+                if (const auto *error = std::get_if<RpcError>(&outcome))
+                    call->finish(status_of(*error));
+                else
+                    call->finish(grpc::Status::OK,
+                                 [&] { *response = std::move(std::get<::gnmi::SetResponse>(outcome)); });
+            });
+        });
+    }
+
+    grpc::ServerBidiReactor<::gnmi::SubscribeRequest, ::gnmi::SubscribeResponse> *
+    Subscribe(grpc::CallbackServerContext *context) override {
+        const auto reactor = std::make_shared<SubscribeReactor>(surroundings_);
+        reactor->begin(*context);
+        return reactor.get();
+    }
+
+  private:
+    // Carries out what may throw an RpcError.
+    template <class Work>
+    static void answer(Call &call, Work work) {
+        try {
+            work();
+        } catch (const RpcError &error) {
+            call.finish(status_of(error));
+        } catch (const std::exception &error) {
+            call.finish({grpc::StatusCode::INTERNAL, error.what()});
+        }
+    }
+
+    template <class Work>
+    grpc::ServerUnaryReactor *unary(grpc::CallbackServerContext &context, Work work) {
+        grpc::ServerUnaryReactor *reactor = context.DefaultReactor();
+        const std::shared_ptr<Call> call = Call::begin(reactor, surroundings_.open);
+        surroundings_.authenticate(context, [call, work](const server::LogInAnswer &principal) {
+            if (!principal)
+                call->finish(unauthenticated_status);
+            else
+                answer(*call, [&] { work(call, *principal); });
+        });
+        return reactor;
+    }
+
+    Surroundings &surroundings_;
+};
+
+std::shared_ptr<grpc::ServerCredentials> credentials(const server::TlsSettings &tls, server::Core &core) {
+    if (tls.insecure)
+        return grpc::InsecureServerCredentials();
+    const CertificateFiles files = certificate_files(tls, core.state_folder(), core.log());
+    grpc::experimental::TlsServerCredentialsOptions options(
+        std::make_shared<grpc::experimental::FileWatcherCertificateProvider>(files.key, files.certificate,
+                                                                             tls.client_ca, certificate_poll));
+    options.watch_identity_key_cert_pairs();
+    if (!tls.client_ca.empty()) {
+        options.watch_root_certs();
+        options.set_cert_request_type(GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
+    } else {
+        options.set_cert_request_type(GRPC_SSL_DONT_REQUEST_CLIENT_CERTIFICATE);
+    }
+    return grpc::experimental::TlsServerCredentials(options);
+}
+
+} // namespace
+
+class Service::Impl {
+  public:
+    Impl(server::Core &core, const server::TlsSettings &tls)
+        : surroundings_(core, !tls.client_ca.empty()), rpcs_(surroundings_) {
+        // What clients do wrong is not to fill the log.
+        gpr_set_log_function([](gpr_log_func_args *) {});
+        grpc::ServerBuilder builder;
+        builder.RegisterService(&rpcs_);
+        builder.SetResourceQuota(grpc::ResourceQuota("gnmi").Resize(memory_quota));
+        builder.SetMaxReceiveMessageSize(static_cast<int>(core.limits().message_size));
+        builder.AddChannelArgument(GRPC_ARG_MAX_METADATA_SIZE, header_size);
+        builder.AddChannelArgument(GRPC_ARG_MAX_CONCURRENT_STREAMS, streams_of_connection);
+        builder.AddChannelArgument(GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS,
+                                   static_cast<int>(std::chrono::milliseconds(core.limits().log_in_time).count()));
+        acceptor_ = builder.experimental().AddExternalConnectionAcceptor(
+            grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD, credentials(tls, core));
+        server_ = builder.BuildAndStart();
+        if (!server_)
+            throw std::runtime_error("gNMI: the server does not start");
+    }
+
+    ~Impl() { stop(std::chrono::milliseconds(0)); }
+
+    void serve(server::Descriptor connection, int listener) {
+        grpc::experimental::ExternalConnectionAcceptor::NewConnectionParameters parameters;
+        parameters.listener_fd = listener;
+        parameters.fd = connection.release();
+        acceptor_->HandleNewConnection(&parameters);
+    }
+
+    void users_changed() { surroundings_.authenticator->forget(); }
+
+    void stop(std::chrono::milliseconds limit) {
+        if (stopped_)
+            return;
+        stopped_ = true;
+        surroundings_.open.end_all();
+        server_->Shutdown(std::chrono::system_clock::now() + limit);
+    }
+
+  private:
+    Surroundings surroundings_;
+    Rpcs rpcs_;
+    std::unique_ptr<grpc::experimental::ExternalConnectionAcceptor> acceptor_;
+    std::unique_ptr<grpc::Server> server_;
+    bool stopped_ = false;
+};
+
+Service::Service(server::Core &core, const server::TlsSettings &tls) : impl_(std::make_unique<Impl>(core, tls)) {}
+Service::~Service() = default;
+
+void Service::serve(server::Descriptor connection, int listener) {
+    impl_->serve(std::move(connection), listener);
+}
+
+void Service::users_changed() {
+    impl_->users_changed();
+}
+
+void Service::stop(std::chrono::milliseconds limit) {
+    impl_->stop(limit);
+}
+
+} // namespace ocamp::gnmi

@@ -1,0 +1,34 @@
+// The service itself, behind a small face: gRPC's headers are dear, and stay in service.cpp. Knows how RPCs come and
+// go, and hands what is in them over.
+#pragma once
+
+#include "server/adapter.h"
+#include "server/core.h"
+
+#include <chrono>
+#include <memory>
+
+namespace ocamp::gnmi {
+
+/// gRPC's server with the service, for connections that somebody else accepts. Safe from any thread.
+class Service {
+  public:
+    /// `core` outlives it. Throws InputError for certificates that cannot be used, server::StateError.
+    Service(server::Core &core, const server::TlsSettings &tls);
+    ~Service();
+    Service(const Service &) = delete;
+    Service &operator=(const Service &) = delete;
+
+    /// Serves a connection: the descriptor is the service's from now on.
+    void serve(server::Descriptor connection, int listener);
+    /// The users have been read anew.
+    void users_changed();
+    /// Ends all RPCs and connections.
+    void stop(std::chrono::milliseconds limit);
+
+  private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace ocamp::gnmi

@@ -1,0 +1,67 @@
+// Carries Sets out, one after the other, and keeps what lasts beyond one: the confirmed commit that is pending and the
+// newest election of each role. Knows no RPC but its messages.
+#pragma once
+
+#include "server/core.h"
+#include "server/gnmi/rpc_error.h"
+#include "server/gnmi/set.h"
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <variant>
+
+namespace ocamp::gnmi {
+
+using SetOutcome = std::variant<::gnmi::SetResponse, RpcError>;
+
+/// Safe from any thread.
+class Setter {
+  public:
+    /// Outlives it.
+    explicit Setter(server::Core &core);
+    /// Drops the Sets that wait unanswered. The core has been stopped, or is idle.
+    ~Setter();
+    Setter(const Setter &) = delete;
+    Setter &operator=(const Setter &) = delete;
+
+    /// Calls `answer` once from another thread, or at once when too many wait.
+    void submit(::gnmi::SetRequest request, const server::Principal &principal, const server::Peer &peer,
+                std::function<void(SetOutcome outcome)> answer);
+
+  private:
+    using Job = std::function<void()>;
+    struct Pending {
+        std::optional<std::string> id; ///< none: begun by another protocol
+    };
+    class Session;
+
+    void run();
+    ::gnmi::SetResponse carry_out(const ::gnmi::SetRequest &request, const server::Principal &principal,
+                                  const server::Peer &peer);
+    void check_election(const Election &election);
+    void check_pending(const std::optional<CommitAction> &action);
+    void commit(Session &session, const SetEdit &edit, const CommitAction &action);
+    void heard(const server::Event &event);
+
+    server::Core &core_;
+    std::map<std::string, std::pair<std::uint64_t, std::uint64_t>> elections_; // of the thread
+
+    std::mutex mutex_; // guards what follows
+    std::condition_variable changed_;
+    std::deque<Job> waiting_;
+    bool ending_ = false;
+    std::optional<Pending> pending_;
+    std::string next_id_; // of the commit that is being begun
+
+    server::Subscription events_;
+    std::thread thread_;
+};
+
+} // namespace ocamp::gnmi

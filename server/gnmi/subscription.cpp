@@ -1,0 +1,300 @@
+// How subscriptions are checked and fed.
+#include "server/gnmi/subscription.h"
+
+#include "server/gnmi/get.h"
+#include "server/gnmi/value.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+namespace ocamp::gnmi {
+
+namespace {
+
+constexpr int most_subscriptions = 1024;
+// Of one response; a client that reads gets the next one at once.
+constexpr std::size_t most_updates = 256;
+
+std::chrono::nanoseconds interval(std::uint64_t nanoseconds, std::string_view word) {
+    constexpr std::uint64_t longest = std::uint64_t{30} * 24 * 3600 * 1000000000;
+    const auto shortest = static_cast<std::uint64_t>(std::chrono::nanoseconds(Stream::shortest_sample).count());
+    if (nanoseconds < shortest || nanoseconds > longest)
+        throw invalid(word, fmt::format("{} ns, expected {} to {}", nanoseconds, shortest, longest));
+    return std::chrono::nanoseconds(nanoseconds);
+}
+
+std::int64_t nanoseconds(std::chrono::system_clock::time_point time) {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
+}
+
+bool is_native(const lysc_node &leaf) {
+    return schema_of(Origin::native).module(leaf.module->name) != nullptr;
+}
+
+} // namespace
+
+// Backlog
+
+void Backlog::put(const LeafPointer &leaf, bool gone, std::chrono::system_clock::time_point at) {
+    const auto found = by_path_.find(leaf->path);
+    if (found == by_path_.end()) {
+        items_.push_back({leaf, gone, at, 0});
+        by_path_.emplace(leaf->path, std::prev(items_.end()));
+        return;
+    }
+    Item &item = *found->second;
+    // One reading tells a leaf twice when two subscriptions have it.
+    item = {leaf, gone, at, item.duplicates + (item.at == at ? 0 : 1)};
+}
+
+void Backlog::update(const LeafPointer &leaf, std::chrono::system_clock::time_point at) {
+    put(leaf, false, at);
+}
+
+void Backlog::remove(const LeafPointer &leaf, std::chrono::system_clock::time_point at) {
+    put(leaf, true, at);
+}
+
+void Backlog::sync() {
+    if (items_.empty() || items_.back().leaf != nullptr)
+        items_.emplace_back();
+}
+
+std::optional<::gnmi::SubscribeResponse> Backlog::take(::gnmi::Encoding encoding, const std::string &target) {
+    if (items_.empty())
+        return std::nullopt;
+    ::gnmi::SubscribeResponse response;
+    if (items_.front().leaf == nullptr) {
+        response.set_sync_response(true);
+        items_.pop_front();
+        return response;
+    }
+    const Item first = items_.front();
+    const std::size_t depth = first.leaf->container.size();
+    ::gnmi::Notification &notification = *response.mutable_update();
+    notification.set_timestamp(nanoseconds(first.at));
+    *notification.mutable_prefix() = to_message(first.leaf->container);
+    notification.mutable_prefix()->set_target(target);
+    if (is_native(*first.leaf->schema))
+        notification.mutable_prefix()->set_origin("native");
+    const auto beside_first = [&](const Leaf &leaf) {
+        const std::size_t name = first.leaf->path.rfind('/');
+        return leaf.container.size() == depth && leaf.path.compare(0, name + 1, first.leaf->path, 0, name + 1) == 0;
+    };
+    std::size_t taken = 0;
+    while (!items_.empty() && taken < most_updates) {
+        const Item &item = items_.front();
+        if (item.leaf == nullptr || item.at != first.at || !beside_first(*item.leaf))
+            break;
+        const ::gnmi::Path path = to_message({Step{item.leaf->schema->name, {}}});
+        if (item.gone) {
+            *notification.add_delete_() = path;
+        } else {
+            ::gnmi::Update &update = *notification.add_update();
+            *update.mutable_path() = path;
+            *update.mutable_val() = leaf_value(*item.leaf->schema, item.leaf->value, encoding);
+            update.set_duplicates(item.duplicates);
+        }
+        by_path_.erase(item.leaf->path);
+        items_.pop_front();
+        ++taken;
+    }
+    return response;
+}
+
+// Stream
+
+Stream::Stream(const ::gnmi::SubscribeRequest &request, Readings &readings, Wake wake)
+    : readings_(readings), wake_(std::move(wake)), mode_(request.subscribe().mode()),
+      encoding_(request.subscribe().encoding()), target_(request.subscribe().prefix().target()),
+      updates_only_(request.subscribe().updates_only()) {
+    if (!request.has_subscribe())
+        throw invalid("request", "expected a SubscriptionList first");
+    const ::gnmi::SubscriptionList &list = request.subscribe();
+    if (!::gnmi::SubscriptionList::Mode_IsValid(list.mode()))
+        throw invalid("mode", fmt::format("{}, expected STREAM, ONCE or POLL", static_cast<int>(list.mode())));
+    check_encoding(list.encoding());
+    check_models(list.use_models());
+    if (list.subscription().empty())
+        throw invalid("subscription", "is missing, expected one at least");
+    if (list.subscription_size() > most_subscriptions)
+        throw invalid("subscription",
+                      fmt::format("{}, expected at most {}", list.subscription_size(), most_subscriptions));
+    for (const ::gnmi::Subscription &subscription : list.subscription())
+        add(subscription, list, depth_of(request.extension()));
+}
+
+void Stream::add(const ::gnmi::Subscription &subscription, const ::gnmi::SubscriptionList &list, std::size_t levels) {
+    Item item{.path = joined(list.prefix(), subscription.path()), .levels = levels};
+    schema_nodes(item.path);
+    native_ = native_ || item.path.origin == Origin::native;
+    if (mode_ == ::gnmi::SubscriptionList::STREAM)
+        add_stream_item(std::move(item), subscription);
+    else
+        items_.push_back(std::move(item));
+}
+
+void Stream::add_stream_item(Item item, const ::gnmi::Subscription &subscription) {
+    if (subscription.heartbeat_interval() != 0)
+        item.heartbeat = interval(subscription.heartbeat_interval(), "heartbeat_interval");
+    item.suppress_redundant = subscription.suppress_redundant();
+    switch (subscription.mode()) {
+    case ::gnmi::ON_CHANGE:
+        item.on_change = true;
+        break;
+    case ::gnmi::SAMPLE:
+        item.sample = subscription.sample_interval() == 0 ? std::chrono::nanoseconds(shortest_sample)
+                                                          : interval(subscription.sample_interval(), "sample_interval");
+        break;
+    case ::gnmi::TARGET_DEFINED: {
+        if (subscription.sample_interval() != 0)
+            throw invalid("sample_interval", "stands with TARGET_DEFINED, expected it with SAMPLE");
+        Item measured = item;
+        measured.kind = LeafKind::measured;
+        measured.sample = own_sample;
+        items_.push_back(std::move(measured));
+        item.kind = LeafKind::settled;
+        item.on_change = true;
+        break;
+    }
+    default:
+        throw invalid("mode", fmt::format("{}, expected TARGET_DEFINED, ON_CHANGE or SAMPLE",
+                                          static_cast<int>(subscription.mode())));
+    }
+    wants_changes_ = wants_changes_ || item.on_change;
+    items_.push_back(std::move(item));
+}
+
+void Stream::read(std::function<void(const Reading &reading)> use) {
+    readings_.read(native_, [weak = weak_from_this(), use = std::move(use)](const ReadingOutcome &outcome) {
+        const std::shared_ptr<Stream> stream = weak.lock();
+        if (!stream)
+            return;
+        if (const auto *error = std::get_if<RpcError>(&outcome)) {
+            stream->fail(*error);
+        } else {
+            const std::lock_guard guard(stream->mutex_);
+            use(*std::get<std::shared_ptr<const Reading>>(outcome));
+        }
+        stream->wake_();
+    });
+}
+
+void Stream::fail(const RpcError &error) {
+    const std::lock_guard guard(mutex_);
+    end_ = End{error};
+}
+
+void Stream::start() {
+    if (mode_ == ::gnmi::SubscriptionList::POLL)
+        return;
+    // Before the first reading, so that no change falls between.
+    if (wants_changes_)
+        readings_.watch([weak = weak_from_this()] {
+            const std::shared_ptr<Stream> stream = weak.lock();
+            if (stream)
+                stream->node_changed();
+            return stream != nullptr;
+        });
+    deliver_everything();
+    if (mode_ != ::gnmi::SubscriptionList::STREAM)
+        return;
+    const Clock::time_point now = Clock::now();
+    for (std::size_t i = 0; i < items_.size(); ++i) {
+        const Item &item = items_[i];
+        if (item.sample)
+            repeat(i, *item.sample, item.suppress_redundant ? Extent::changed : Extent::everything, now + *item.sample);
+        if (item.heartbeat && (item.on_change || item.suppress_redundant))
+            repeat(i, *item.heartbeat, Extent::everything, now + *item.heartbeat);
+    }
+}
+
+void Stream::poll() {
+    if (mode_ != ::gnmi::SubscriptionList::POLL)
+        throw invalid("poll", "stands on a list whose mode is not POLL");
+    deliver_everything();
+}
+
+// All values and sync_response, or with updates_only sync_response alone.
+void Stream::deliver_everything() {
+    read([this](const Reading &reading) {
+        for (Item &item : items_) {
+            if (updates_only_)
+                item.sent = reading.select(item.path, item.levels, item.kind);
+            else
+                deliver(item, reading, Extent::everything);
+        }
+        backlog_.sync();
+        synchronized_ = true;
+        if (mode_ == ::gnmi::SubscriptionList::ONCE)
+            end_ = End{};
+    });
+}
+
+// With the lock held.
+void Stream::deliver(Item &item, const Reading &reading, Extent extent) {
+    const std::shared_ptr<const Leaves> now = reading.select(item.path, item.levels, item.kind);
+    static const Leaves none;
+    const Leaves &before = item.sent ? *item.sent : none;
+    auto old = before.begin();
+    for (const LeafPointer &leaf : *now) {
+        for (; old != before.end() && (*old)->path < leaf->path; ++old)
+            backlog_.remove(*old, reading.read_at());
+        const bool known = old != before.end() && (*old)->path == leaf->path;
+        if (!known || extent == Extent::everything || (*old)->value != leaf->value)
+            backlog_.update(leaf, reading.read_at());
+        if (known)
+            ++old;
+    }
+    for (; old != before.end(); ++old)
+        backlog_.remove(*old, reading.read_at());
+    item.sent = now;
+}
+
+void Stream::node_changed() {
+    {
+        const std::lock_guard guard(mutex_);
+        // A reading that is asked for later shows this change, too.
+        if (reading_for_change_)
+            return;
+        reading_for_change_ = true;
+    }
+    read([this](const Reading &reading) {
+        reading_for_change_ = false;
+        for (Item &item : items_) {
+            if (item.on_change && synchronized_)
+                deliver(item, reading, Extent::changed);
+        }
+    });
+}
+
+void Stream::repeat(std::size_t index, Clock::duration interval, Extent extent, Clock::time_point due) {
+    readings_.at(due, [weak = weak_from_this(), index, interval, extent, due] {
+        const std::shared_ptr<Stream> stream = weak.lock();
+        if (!stream)
+            return;
+        stream->read([self = stream.get(), index, interval, extent, due](const Reading &reading) {
+            if (self->synchronized_)
+                self->deliver(self->items_[index], reading, extent);
+            // The grid of the intervals stays; what was missed is not made up for.
+            Clock::time_point next = due + interval;
+            const Clock::time_point now = Clock::now();
+            if (next < now)
+                next += ((now - next) / interval + 1) * interval;
+            self->repeat(index, interval, extent, next);
+        });
+    });
+}
+
+std::optional<::gnmi::SubscribeResponse> Stream::take() {
+    const std::lock_guard guard(mutex_);
+    return backlog_.take(encoding_, target_);
+}
+
+std::optional<Stream::End> Stream::end() const {
+    const std::lock_guard guard(mutex_);
+    return backlog_.empty() ? end_ : std::nullopt;
+}
+
+} // namespace ocamp::gnmi

@@ -1,0 +1,116 @@
+// One Subscribe RPC: what its client asked for, what it has been sent, and what waits for it. Knows no connection; who
+// has one takes responses from here.
+#pragma once
+
+#include "server/gnmi/readings.h"
+
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "gnmi.pb.h"
+
+namespace ocamp::gnmi {
+
+/// Updates and deletes that a client has not read yet. Bounded by the leaves that it subscribed to: a newer value takes
+/// the place of an older one, and is counted.
+class Backlog {
+  public:
+    /// The leaf's value at a time.
+    void update(const LeafPointer &leaf, std::chrono::system_clock::time_point at);
+    /// The leaf is gone.
+    void remove(const LeafPointer &leaf, std::chrono::system_clock::time_point at);
+    /// After all that waits now, the client knows everything.
+    void sync();
+
+    bool empty() const noexcept { return items_.empty(); }
+    std::size_t size() const noexcept { return items_.size(); }
+    /// The next response: leaves that are in one container and were read at one time, or sync_response. None when
+    /// nothing waits.
+    std::optional<::gnmi::SubscribeResponse> take(::gnmi::Encoding encoding, const std::string &target);
+
+  private:
+    struct Item {
+        LeafPointer leaf; // NULL: sync_response
+        bool gone = false;
+        std::chrono::system_clock::time_point at = {};
+        std::uint32_t duplicates = 0;
+    };
+
+    void put(const LeafPointer &leaf, bool gone, std::chrono::system_clock::time_point at);
+
+    std::list<Item> items_;
+    std::unordered_map<std::string, std::list<Item>::iterator> by_path_;
+};
+
+/// Safe from any thread. Timers and readings hold weak pointers: when the owner lets go, the stream ends.
+class Stream : public std::enable_shared_from_this<Stream> {
+  public:
+    using Clock = Readings::Clock;
+    /// The shortest interval of a sample, and the one of values that the target samples by itself.
+    static constexpr std::chrono::milliseconds shortest_sample{100};
+    static constexpr std::chrono::seconds own_sample{10};
+
+    /// Called when there is something to take, or an end; from any thread, not under a lock.
+    using Wake = std::function<void()>;
+
+    /// `list` is checked here. Nothing happens before start(). Throws RpcError.
+    Stream(const ::gnmi::SubscribeRequest &request, Readings &readings, Wake wake);
+
+    /// Begins: the values of the moment for STREAM and ONCE. For POLL nothing happens before poll().
+    void start();
+    /// Throws RpcError unless the list's mode is POLL.
+    void poll();
+    /// What is to be sent next; none when nothing is to be sent now.
+    std::optional<::gnmi::SubscribeResponse> take();
+    /// The RPC ends with this when all has been taken; none: it goes on.
+    struct End {
+        std::optional<RpcError> error; ///< none: OK
+    };
+    std::optional<End> end() const;
+
+  private:
+    struct Item {
+        Path path;
+        std::size_t levels = 0;
+        LeafKind kind = LeafKind::all;
+        bool on_change = false;
+        bool suppress_redundant = false;
+        std::optional<Clock::duration> sample = {}, heartbeat = {};
+        std::shared_ptr<const Leaves> sent = {}; // what the client knows
+    };
+    enum class Extent { everything, changed };
+
+    void add(const ::gnmi::Subscription &subscription, const ::gnmi::SubscriptionList &list, std::size_t levels);
+    void add_stream_item(Item item, const ::gnmi::Subscription &subscription);
+    void node_changed();
+    void read(std::function<void(const Reading &reading)> use);
+    void deliver_everything();
+    void deliver(Item &item, const Reading &reading, Extent extent);
+    void repeat(std::size_t index, Clock::duration interval, Extent extent, Clock::time_point due);
+    void fail(const RpcError &error);
+
+    Readings &readings_;
+    Wake wake_;
+    ::gnmi::SubscriptionList::Mode mode_;
+    ::gnmi::Encoding encoding_;
+    std::string target_;
+    bool updates_only_;
+    bool native_ = false;
+    bool wants_changes_ = false;
+
+    mutable std::mutex mutex_; // guards what follows
+    std::vector<Item> items_;
+    Backlog backlog_;
+    bool reading_for_change_ = false;
+    bool synchronized_ = false;
+    std::optional<End> end_;
+};
+
+} // namespace ocamp::gnmi

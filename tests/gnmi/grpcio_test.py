@@ -1,0 +1,761 @@
+"""The gNMI server with a client that others wrote. Each behaviour that the protocol requires is a test named after it."""
+
+import json
+import os
+import signal
+import socket
+import ssl
+import subprocess
+import threading
+import time
+import unittest
+
+import grpc
+from gnmi_client import AMPLIFIER, GnmiTest, Leaves, Server, ext, ocamp, path, pb, subscription, text, update
+
+PRE = AMPLIFIER % "0/1-AMP-PRE"
+BOOSTER = AMPLIFIER % "0/1-AMP-BST"
+GAIN = PRE + "/config/target-gain"
+EVERY_GAIN = {AMPLIFIER % name + "/config/target-gain"
+              for name in ("0/1-AMP-PRE", "0/1-AMP-BST", "0/2-AMP-PRE", "0/2-AMP-BST")}
+INVALID = grpc.StatusCode.INVALID_ARGUMENT
+UNIMPLEMENTED = grpc.StatusCode.UNIMPLEMENTED
+NOT_FOUND = grpc.StatusCode.NOT_FOUND
+DENIED = grpc.StatusCode.PERMISSION_DENIED
+UNAUTHENTICATED = grpc.StatusCode.UNAUTHENTICATED
+PRECONDITION = grpc.StatusCode.FAILED_PRECONDITION
+STREAM, ONCE, POLL = pb.SubscriptionList.STREAM, pb.SubscriptionList.ONCE, pb.SubscriptionList.POLL
+SECOND = 1000000000
+
+
+def flat(value, place=""):
+    """Leaves of a JSON value by path, module names and lists' keys taken away."""
+    if isinstance(value, dict):
+        leaves = {}
+        for name, member in value.items():
+            leaves.update(flat(member, place + "/" + name.split(":")[-1]))
+        return leaves
+    if isinstance(value, list):
+        leaves = {}
+        for entry in value:
+            key = entry.get("name", entry.get("interface"))
+            leaves.update(flat(entry, "%s[%s]" % (place, key)))
+        return leaves
+    return {place: value}
+
+
+class CapabilitiesTest(GnmiTest):
+    def test_models_encodings_and_version(self):
+        answer = self.client.capabilities()
+        self.assertEqual("0.10.0", answer.gNMI_version)
+        self.assertEqual({pb.JSON, pb.JSON_IETF, pb.PROTO, pb.ASCII}, set(answer.supported_encodings))
+        models = {model.name: model for model in answer.supported_models}
+        self.assertEqual("2019-12-06", models["openconfig-optical-amplifier"].version)
+        self.assertEqual("OpenConfig", models["openconfig-optical-amplifier"].organization)
+        self.assertIn("openconfig-optical-amplifier-deviations", models)
+        self.assertEqual(5, sum(name.startswith("Korvex-") for name in models))
+
+
+class PathsTest(GnmiTest):
+    def names(self, where, **more):
+        response = self.client.get(where, encoding=pb.PROTO, **more)
+        return {text(one.path) for one in response.notification[0].update}
+
+    def test_a_path_means_prefix_and_path(self):
+        whole = self.client.get(GAIN, encoding=pb.PROTO)
+        split = self.client.get("/config/target-gain", prefix=path(PRE), encoding=pb.PROTO)
+        self.assertEqual(whole.notification[0].update, split.notification[0].update)
+
+    def test_a_read_path_means_the_node_and_all_below(self):
+        self.assertLess({GAIN, PRE + "/config/enabled"}, self.names(PRE))
+
+    def test_wildcard_for_one_element(self):
+        self.assertEqual(
+            {PRE + "/config/target-gain", PRE + "/state/target-gain"}, self.names(PRE + "/*/target-gain")
+        )
+
+    def test_wildcard_for_a_key_value(self):
+        self.assertEqual(EVERY_GAIN, self.names(AMPLIFIER % "*" + "/config/target-gain"))
+
+    def test_wildcard_for_any_number_of_elements(self):
+        self.assertLess({GAIN, BOOSTER + "/state/target-gain"}, self.names("/.../target-gain"))
+        self.assertEqual(self.names("/optical-amplifier"), self.names("/..."))
+
+    def test_a_list_element_without_keys_names_all_its_entries(self):
+        listed = "/optical-amplifier/amplifiers/amplifier/config/target-gain"
+        self.assertEqual(EVERY_GAIN, self.names(listed))
+
+    def test_origin_missing_means_openconfig(self):
+        named = self.client.get(path(GAIN, origin="openconfig"), encoding=pb.PROTO)
+        bare = self.client.get(GAIN, encoding=pb.PROTO)
+        self.assertEqual(bare.notification[0].update, named.notification[0].update)
+
+    def test_another_origin_selects_another_tree(self):
+        native = self.client.get(path("/", origin="native"), encoding=pb.JSON_IETF)
+        roots = json.loads(native.notification[0].update[0].val.json_ietf_val)
+        self.assertTrue(roots)
+        self.assertTrue(all(name.startswith("Korvex-") for name in roots), list(roots))
+        self.assert_refused(INVALID, lambda: self.client.get(path("/", origin="cli")), "cli")
+
+    def test_origins_and_targets_stand_in_the_prefix_or_the_path_not_both(self):
+        origin = path(GAIN, origin="openconfig")
+        self.client.get(GAIN, prefix=pb.Path(origin="openconfig"))
+        self.assert_refused(INVALID, lambda: self.client.get(origin, prefix=pb.Path(origin="openconfig")), "origin")
+        target = path(GAIN, target="a")
+        self.assert_refused(INVALID, lambda: self.client.get(target, prefix=pb.Path(target="a")), "target")
+
+    def test_target_in_a_prefix_is_echoed(self):
+        self.assertEqual("site-7", self.client.get(GAIN, prefix=pb.Path(target="site-7")).notification[0].prefix.target)
+        stream = self.client.subscribe([subscription(GAIN, prefix=pb.Path(target="site-7"))])
+        self.assertEqual("site-7", next(stream).update.prefix.target)
+
+    def test_the_deprecated_element_form_is_not_used(self):
+        self.assert_refused(INVALID, lambda: self.client.get(pb.Path(element=["optical-amplifier"])), "elem")
+
+    def test_module_prefixes_are_optional(self):
+        prefixed = GAIN.replace("/optical-amplifier", "/openconfig-optical-amplifier:optical-amplifier")
+        self.assertEqual(self.names(GAIN), self.names(prefixed))
+
+    def test_paths_of_10000_elements_and_keys_with_every_quote(self):
+        self.assert_refused(INVALID, lambda: self.client.get("/a" * 10000), "10000")
+        for key in ["'", '"', "a'b\"c", "\\", "]", "[x=y]", "%00", "\n", "é" * 1000, "../.."]:
+            named = path("/optical-amplifier/amplifiers/amplifier")
+            named.elem[2].key["name"] = key
+            self.assert_refused(NOT_FOUND, lambda: self.client.get(named))
+        self.assert_refused(INVALID, lambda: self.client.get(path(PRE.replace("name=", "nom="))))
+
+
+class ValuesTest(GnmiTest):
+    def one(self, where, encoding):
+        return self.client.get(where, encoding=encoding).notification[0].update[0].val
+
+    def test_json_ietf_is_rfc_7951(self):
+        self.assertEqual(b'"17.5"', self.one(GAIN, pb.JSON_IETF).json_ietf_val)
+        value = json.loads(self.one(PRE, pb.JSON_IETF).json_ietf_val)
+        state = value["openconfig-optical-amplifier:state"]
+        self.assertEqual("openconfig-optical-amplifier:EDFA", state["type"])
+        self.assertIs(True, state["enabled"])
+
+    def test_json_has_plain_names_and_numbers(self):
+        self.assertEqual(b"17.5", self.one(GAIN, pb.JSON).json_val)
+        state = json.loads(self.one(PRE, pb.JSON).json_val)["state"]
+        self.assertEqual("EDFA", state["type"])
+        self.assertEqual(17.5, state["actual-gain"]["instant"])
+
+    def test_proto_gives_one_leaf_an_update_with_the_scalar_field(self):
+        self.assertEqual(17.5, self.one(GAIN, pb.PROTO).double_val)
+        self.assertEqual("EDFA", self.one(PRE + "/state/type", pb.PROTO).string_val)
+        self.assertEqual("bool_val", self.one(PRE + "/state/enabled", pb.PROTO).WhichOneof("value"))
+        self.assertGreater(len(self.client.get(PRE, encoding=pb.PROTO).notification[0].update), 10)
+        native = self.client.get(path("/...", origin="native"), encoding=pb.PROTO).notification[0].update
+        kinds = {one.val.WhichOneof("value") for one in native}
+        self.assertLess({"int_val", "uint_val", "string_val"}, kinds)
+
+    def test_ascii_is_the_text_of_a_leaf(self):
+        self.assertEqual("17.5", self.one(GAIN, pb.ASCII).ascii_val)
+        self.assertEqual("EDFA", self.one(PRE + "/state/type", pb.ASCII).ascii_val)
+
+    def test_a_get_in_json_answers_a_subtree_as_one_value(self):
+        for encoding in pb.JSON, pb.JSON_IETF:
+            self.assertEqual(1, len(self.client.get("/", encoding=encoding).notification[0].update))
+
+    def test_subscribe_gives_one_update_a_leaf(self):
+        for encoding in pb.JSON, pb.JSON_IETF, pb.PROTO, pb.ASCII:
+            leaves = Leaves(self.client.subscribe([subscription(PRE, encoding=encoding)])).until_sync()
+            self.assertGreater(len(leaves), 10)
+            for value in leaves.values():
+                self.assertFalse(value.json_val.startswith(b"{") or value.json_ietf_val.startswith(b"{"))
+
+    def test_no_encoding_named_is_json(self):
+        self.assertEqual(b"17.5", self.client.get(GAIN).notification[0].update[0].val.json_val)
+
+    def test_an_encoding_that_is_not_supported_is_unimplemented(self):
+        self.assert_refused(UNIMPLEMENTED, lambda: self.client.get(GAIN, encoding=pb.BYTES), "BYTES")
+        self.assert_refused(UNIMPLEMENTED, lambda: self.client.get(GAIN, encoding=77), "77")
+        self.assert_refused(
+            UNIMPLEMENTED, lambda: self.client.subscribe([subscription(GAIN, encoding=pb.BYTES)]), "BYTES"
+        )
+
+    def test_the_whole_model_agrees_with_the_command_line_leaf_by_leaf(self):
+        ours = flat(self.client.value("/"))
+        theirs = flat(json.loads(ocamp("get", "--node", self.node)))
+        self.assertGreater(len(ours), 50)
+        self.assertEqual(theirs, ours)
+        streamed = Leaves(self.client.subscribe([subscription("/", encoding=pb.JSON_IETF)])).until_sync()
+        self.assertEqual(sorted(map(str, ours.values())),
+                         sorted(str(json.loads(value.json_ietf_val)) for value in streamed.values()))
+
+
+class GetTest(GnmiTest):
+    def test_one_notification_for_each_path_never_collapsed(self):
+        response = self.client.get(GAIN, GAIN, PRE)
+        self.assertEqual(3, len(response.notification))
+        self.assertEqual(response.notification[0].update, response.notification[1].update)
+
+    def test_timestamp_is_the_snapshots(self):
+        before = time.time_ns()
+        stamps = {one.timestamp for one in self.client.get(GAIN, PRE).notification}
+        self.assertEqual(1, len(stamps))
+        self.assertTrue(before <= stamps.pop() <= time.time_ns())
+
+    def test_in_the_schema_without_data_is_not_found(self):
+        self.assert_refused(NOT_FOUND, lambda: self.client.get(AMPLIFIER % "nobody"), "nobody")
+
+    def test_not_implemented_is_unimplemented(self):
+        self.assert_refused(UNIMPLEMENTED, lambda: self.client.get(PRE + "/config/max-gain"), "max-gain")
+
+    def test_not_in_the_schema_is_invalid_with_the_path_named(self):
+        self.assert_refused(INVALID, lambda: self.client.get(PRE + "/config/colour"), "/config/colour")
+
+    def test_type_filters(self):
+        def leaves(kind):
+            answer = self.client.get(PRE, encoding=pb.PROTO, type=kind)
+            return {text(one.path)[len(PRE):] for one in answer.notification[0].update}
+
+        everything = leaves(pb.GetRequest.ALL)
+        config, state = leaves(pb.GetRequest.CONFIG), leaves(pb.GetRequest.STATE)
+        operational = leaves(pb.GetRequest.OPERATIONAL)
+        self.assertEqual(everything, config | state)
+        self.assertFalse(config & state)
+        self.assertIn("/config/target-gain", config)
+        self.assertIn("/state/target-gain", state - operational)
+        self.assertIn("/state/actual-gain/instant", operational)
+
+    def test_depth_gives_only_that_many_levels_and_0_is_no_limit(self):
+        def get(level):
+            extension = [ext.Extension(depth=ext.Depth(level=level))]
+            return self.client.value(PRE, extension=extension)
+
+        module = "openconfig-optical-amplifier:"
+        self.assertEqual({module + "name": "0/1-AMP-PRE"}, get(1))
+        self.assertIn("target-gain", get(2)[module + "state"])
+        self.assertNotIn("actual-gain", get(2)[module + "state"])
+        self.assertEqual(self.client.value(PRE), get(0))
+
+    def test_unknown_extensions_are_ignored(self):
+        extension = [ext.Extension(registered_ext=ext.RegisteredExtension(id=999, msg=b"x"))]
+        self.assertEqual("17.5", self.client.value(GAIN, extension=extension))
+
+    def test_models_that_are_not_served_are_refused(self):
+        self.assert_refused(
+            UNIMPLEMENTED, lambda: self.client.get(GAIN, use_models=[pb.ModelData(name="nothing")]), "nothing"
+        )
+
+
+class SetTest(GnmiTest):
+    def gain(self, where=GAIN):
+        return float(self.client.value(where))
+
+    def test_all_or_nothing(self):
+        before = self.gain()
+        bad = [update(GAIN, double_val=3.2), update(PRE + "/config/enabled", string_val="perhaps")]
+        self.assert_refused(INVALID, lambda: self.client.set(update=bad), "enabled")
+        self.assertEqual(before, self.gain())
+
+    def test_order_is_delete_replace_update_and_results_are_in_order_with_path_op_and_timestamp(self):
+        before = time.time_ns()
+        tilt = PRE + "/config/target-gain-tilt"
+        answer = self.client.set(
+            update=[update(GAIN, double_val=12.5)],
+            replace=[update(PRE + "/config", json_val=b'{"name": "0/1-AMP-PRE", "target-gain": 11}')],
+            delete=[path(tilt)],
+        )
+        self.assertEqual(12.5, self.gain())
+        self.assert_refused(NOT_FOUND, lambda: self.client.get(tilt))
+        operations = [(text(one.path), one.op) for one in answer.response]
+        self.assertEqual([(tilt, 1), (PRE + "/config", 2), (GAIN, 3)], operations)
+        self.assertTrue(before <= answer.timestamp <= time.time_ns())
+
+    def test_replace_removes_what_is_not_given_and_update_merges(self):
+        config = PRE + "/config"
+        self.client.set(replace=[update(config, json_val=b'{"name": "0/1-AMP-PRE", "target-gain": 9.5}')])
+        self.assertNotIn("target-gain-tilt", str(self.client.value(config)))
+        self.client.set(update=[update(config, json_ietf_val=b'{"target-gain-tilt": "0.7"}')])
+        self.assertIn("target-gain-tilt", str(self.client.value(config)))
+        self.assertEqual(9.5, self.gain())
+
+    def test_union_replace_unites_the_values_of_a_path(self):
+        config = PRE + "/config"
+        answer = self.client.set(union_replace=[update(config, json_val=b'{"target-gain": 8.5}'),
+                                                update(config, json_val=b'{"target-gain-tilt": 0.2}')])
+        self.assertEqual([4, 4], [one.op for one in answer.response])
+        value = flat(self.client.value(config))
+        self.assertEqual(("8.5", "0.2"), (value["/target-gain"], value["/target-gain-tilt"]))
+
+    def test_delete_of_what_does_not_exist_is_silently_accepted(self):
+        answer = self.client.set(delete=[path(AMPLIFIER % "nobody")])
+        self.assertEqual(1, len(answer.response))
+
+    def test_deletes_take_wildcards_and_missing_keys_as_all(self):
+        for name in "*", None:
+            listed = "/optical-amplifier/amplifiers/amplifier" + ("[name=*]" if name else "")
+            for where in GAIN, BOOSTER + "/config/target-gain":
+                self.client.set(update=[update(where, double_val=10)])
+            self.client.set(delete=[path(listed + "/config/target-gain")])
+            for where in GAIN, BOOSTER + "/config/target-gain":
+                self.assert_refused(NOT_FOUND, lambda where=where: self.client.get(where))
+
+    def test_a_key_given_both_in_the_path_and_differently_in_the_value_is_invalid(self):
+        bad = update(PRE, json_val=b'{"name": "other", "config": {"target-gain": 3}}')
+        self.assert_refused(INVALID, lambda: self.client.set(update=[bad]), "name", "other")
+
+    def test_bad_values_and_types_are_invalid(self):
+        for value in [
+            dict(double_val=-1), dict(string_val="17"), dict(bool_val=True), dict(json_val=b"{"),
+            dict(json_val=b'"much"'), dict(json_val=b"[1]"), dict(json_ietf_val=b"null"), dict(double_val=1.23456),
+            dict(double_val=float("nan")), dict(json_val=b"[" * 5000), dict(json_val=b"\xff"),
+        ]:
+            with self.subTest(value):
+                self.assert_refused(INVALID, lambda: self.client.set(update=[update(GAIN, **value)]))
+        self.assert_refused(INVALID, lambda: self.client.set(update=[pb.Update(path=path(GAIN))]), "target-gain")
+        twice = update(PRE + "/config", json_val=b'{"target-gain": 1, "target-gain": 2}')
+        self.assert_refused(INVALID, lambda: self.client.set(update=[twice]), "twice")
+
+    def test_a_path_not_in_the_schema_is_named(self):
+        bad = update(PRE + "/config/colour", string_val="red")
+        self.assert_refused(INVALID, lambda: self.client.set(update=[bad]), "/config/colour")
+
+    def test_a_read_only_leaf_is_invalid(self):
+        bad = update(PRE + "/state/target-gain", double_val=1)
+        self.assert_refused(INVALID, lambda: self.client.set(update=[bad]), "read-only")
+        self.assert_refused(INVALID, lambda: self.client.set(delete=[path(PRE + "/state")]), "read-only")
+
+    def test_no_permission_is_denied(self):
+        change = [update(GAIN, double_val=1)]
+        self.assert_refused(DENIED, lambda: self.connect("rita").set(update=change))
+        native = self.client.get(path("/...", origin="native"), type=pb.GetRequest.CONFIG, encoding=pb.JSON_IETF)
+        first = native.notification[0].update[0]
+        write = pb.Update(path=pb.Path(origin="native", elem=first.path.elem), val=first.val)
+        self.assert_refused(DENIED, lambda: self.client.set(update=[write]))
+        self.assertEqual(1, len(self.connect("ada").set(update=[write]).response))
+
+    def test_not_logged_in_is_unauthenticated(self):
+        self.assert_refused(UNAUTHENTICATED, lambda: self.connect(None).set(update=[update(GAIN, double_val=1)]))
+        self.assert_refused(UNAUTHENTICATED, lambda: self.connect(None).capabilities())
+        self.assert_refused(UNAUTHENTICATED, lambda: self.connect(None).subscribe([subscription(GAIN)]))
+        self.assert_refused(UNAUTHENTICATED, lambda: self.connect("olga", "wrong").get(GAIN))
+
+    def test_an_unsupported_encoding_is_unimplemented(self):
+        for value in dict(bytes_val=b"1"), dict(proto_bytes=b"1"):
+            self.assert_refused(UNIMPLEMENTED, lambda: self.client.set(update=[update(GAIN, **value)]))
+
+    def test_every_form_of_a_value(self):
+        for value, expected in [
+            (dict(double_val=1.5), 1.5), (dict(float_val=2.5), 2.5), (dict(int_val=3), 3), (dict(uint_val=4), 4),
+            (dict(ascii_val="5.5"), 5.5), (dict(json_val=b"6.5"), 6.5), (dict(json_ietf_val=b'"7.5"'), 7.5),
+            (dict(decimal_val=pb.Decimal64(digits=82000, precision=4)), 8.2),
+        ]:
+            self.client.set(update=[update(GAIN, **value)])
+            self.assertEqual(expected, self.gain())
+
+    def test_master_arbitration_refuses_an_older_election(self):
+        def write(low, role="r"):
+            arbitration = ext.MasterArbitration(role=ext.Role(id=role), election_id=ext.Uint128(low=low))
+            self.client.set(update=[update(GAIN, double_val=low)],
+                            extension=[ext.Extension(master_arbitration=arbitration)])
+
+        write(5)
+        self.assert_refused(DENIED, lambda: write(4), "election")
+        write(5)
+        write(6)
+        write(1, "another")
+        self.client.set(update=[update(GAIN, double_val=2)])
+
+
+class CommitTest(GnmiTest):
+    def commit(self, value=None, id="c1", **action):
+        operations = [update(GAIN, double_val=value)] if value is not None else []
+        return self.client.set(update=operations, extension=[ext.Extension(commit=ext.Commit(id=id, **action))])
+
+    def begin(self, value, seconds=60, id="c1"):
+        request = ext.CommitRequest()
+        request.rollback_duration.seconds = seconds
+        self.commit(value, id, commit=request)
+
+    def gain(self):
+        return float(self.client.value(GAIN))
+
+    def test_confirmed_stays(self):
+        self.begin(4.5)
+        self.assertEqual(4.5, self.gain())
+        self.commit(confirm=ext.CommitConfirm())
+        self.assertEqual(4.5, self.gain())
+        self.assert_refused(PRECONDITION, lambda: self.commit(confirm=ext.CommitConfirm()))
+
+    def test_cancelled_goes_back(self):
+        before = self.gain()
+        self.begin(5.5)
+        self.commit(cancel=ext.CommitCancel())
+        self.assertEqual(before, self.gain())
+
+    def test_not_confirmed_in_time_goes_back(self):
+        before = self.gain()
+        self.begin(6.5, seconds=1)
+        self.assertEqual(6.5, self.gain())
+        deadline = time.time() + 10
+        while self.gain() != before and time.time() < deadline:
+            time.sleep(0.1)
+        self.assertEqual(before, self.gain())
+
+    def test_extended_in_time_stays_pending(self):
+        self.begin(6.7, seconds=2)
+        longer = ext.CommitSetRollbackDuration()
+        longer.rollback_duration.seconds = 60
+        self.commit(set_rollback_duration=longer)
+        time.sleep(2.5)
+        self.assertEqual(6.7, self.gain())
+        self.commit(cancel=ext.CommitCancel())
+
+    def test_restarted_goes_back(self):
+        before = self.gain()
+        self.begin(7.5)
+        for number in signal.SIGKILL, signal.SIGTERM:
+            self.server.end(number)
+            self.server.start()
+            self.client = self.connect()
+            self.assertEqual(before, self.gain())
+            self.begin(7.5)
+        self.commit(cancel=ext.CommitCancel())
+
+    def test_while_one_is_pending_others_are_refused(self):
+        self.begin(3.5)
+        self.assert_refused(PRECONDITION, lambda: self.begin(3, id="c2"))
+        self.assert_refused(PRECONDITION, lambda: self.client.set(update=[update(GAIN, double_val=3)]))
+        self.assert_refused(INVALID, lambda: self.commit(id="c2", confirm=ext.CommitConfirm()))
+        self.assert_refused(INVALID, lambda: self.commit(id="c2", cancel=ext.CommitCancel()))
+        self.commit(cancel=ext.CommitCancel())
+
+    def test_no_id_is_invalid_and_none_pending_fails(self):
+        self.assert_refused(INVALID, lambda: self.begin(3, id=""), "id")
+        self.assert_refused(PRECONDITION, lambda: self.commit(cancel=ext.CommitCancel()))
+
+    def test_what_is_refused_leaves_nothing_pending(self):
+        self.assert_refused(INVALID, lambda: self.begin(-3))
+        self.client.set(update=[update(GAIN, double_val=2.5)])
+
+
+class SubscribeTest(GnmiTest):
+    def open(self, *paths, how=pb.ON_CHANGE, **more):
+        request = subscription(*paths, mode=STREAM, **more)
+        for one in request.subscribe.subscription:
+            one.mode = how
+        return Leaves(self.client.subscribe([request]))
+
+    def change(self, value, where=GAIN):
+        self.client.set(update=[update(where, double_val=value)])
+
+    def test_first_message_must_hold_a_list_with_a_subscription(self):
+        self.assert_refused(INVALID, lambda: self.client.subscribe([subscription()]))
+        self.assert_refused(INVALID, lambda: self.client.subscribe([pb.SubscribeRequest()]))
+        self.assert_refused(INVALID, lambda: self.client.subscribe([]))
+
+    def test_a_second_list_is_invalid_and_the_other_rpcs_live_on(self):
+        living = Leaves(self.client.subscribe([subscription(GAIN, mode=STREAM)])).until_sync()
+        twice = [subscription(GAIN, mode=STREAM), subscription(GAIN, mode=STREAM)]
+        self.assert_refused(INVALID, lambda: self.client.subscribe(twice))
+        self.change(1.2)
+        living.until(lambda leaves: leaves[GAIN].double_val == 1.2)
+
+    def test_a_poll_before_the_list_or_on_others_is_invalid(self):
+        poll = pb.SubscribeRequest(poll=pb.Poll())
+        self.assert_refused(INVALID, lambda: self.client.subscribe([poll]), "poll")
+        self.assert_refused(INVALID, lambda: self.client.subscribe([subscription(GAIN, mode=STREAM), poll]), "poll")
+
+    def test_once_all_values_then_sync_response_then_the_rpc_closes(self):
+        responses = list(self.client.subscribe([subscription(PRE)]))
+        self.assertTrue(responses[-1].sync_response)
+        self.assertEqual(1, sum(one.sync_response for one in responses))
+        leaves = sum(len(one.update.update) for one in responses)
+        self.assertEqual(len(self.client.get(PRE, encoding=pb.PROTO).notification[0].update), leaves)
+
+    def test_poll_for_each_poll_all_values_then_sync_response(self):
+        go = threading.Semaphore(0)
+
+        def requests():
+            yield subscription(GAIN, mode=POLL)
+            for _ in range(3):
+                go.acquire()
+                yield pb.SubscribeRequest(poll=pb.Poll())
+
+        leaves = Leaves(self.client.subscribe(requests()))
+        for value in 1.5, 2.5, 3.5:
+            self.change(value)
+            go.release()
+            leaves.until_sync()
+            self.assertEqual(value, leaves[GAIN].double_val)
+        self.assertEqual(3, len(leaves.notifications))
+        self.assertRaises(StopIteration, lambda: next(leaves.stream))
+
+    def test_on_change_sends_only_changed_leaves(self):
+        leaves = self.open(PRE + "/config").until_sync()
+        known = len(leaves.notifications)
+        self.change(4.2)
+        leaves.until(lambda now: now[GAIN].double_val == 4.2)
+        told = [text(one.path) for late in leaves.notifications[known:] for one in late.update]
+        self.assertEqual(["/target-gain"], told)
+
+    def test_on_change_sees_changes_of_other_processes(self):
+        leaves = self.open(GAIN).until_sync()
+        document = {"openconfig-optical-amplifier:optical-amplifier": {"amplifiers": {"amplifier": [
+            {"name": "0/1-AMP-PRE", "config": {"name": "0/1-AMP-PRE", "target-gain": "6.2"}}]}}}
+        ocamp("edit", "--node", self.node, "-", input=json.dumps(document))
+        leaves.until(lambda now: now[GAIN].double_val == 6.2)
+
+    def test_a_leaf_that_disappears_is_in_delete(self):
+        self.change(4.5)
+        leaves = self.open(PRE + "/config").until_sync()
+        self.client.set(delete=[path(GAIN)])
+        leaves.until(lambda now: now.deleted)
+        self.assertEqual([GAIN], leaves.deleted)
+        self.change(4.7)
+        leaves.until(lambda now: GAIN in now)
+
+    def test_heartbeat_sends_every_value_once_an_interval(self):
+        leaves = self.open(PRE + "/config", heartbeat_interval=SECOND // 5).until_sync()
+        count = len(leaves)
+        leaves.notifications.clear()
+        leaves.until(lambda now: sum(len(one.update) for one in now.notifications) >= 2 * count)
+        stamps = sorted({one.timestamp for one in leaves.notifications})
+        self.assertGreater(stamps[1] - stamps[0], SECOND // 10)
+
+    def test_sample_sends_every_value_once_an_interval(self):
+        leaves = self.open(GAIN, how=pb.SAMPLE, sample_interval=SECOND // 4).until_sync()
+        leaves.notifications.clear()
+        leaves.until(lambda now: len(now.notifications) == 5)
+        stamps = [one.timestamp for one in leaves.notifications]
+        self.assertAlmostEqual(1.0, (stamps[-1] - stamps[0]) / SECOND, delta=0.5)
+
+    def test_sample_interval_0_means_the_shortest(self):
+        leaves = self.open(GAIN, how=pb.SAMPLE).until_sync()
+        begin = time.time()
+        leaves.notifications.clear()
+        leaves.until(lambda now: len(now.notifications) == 5)
+        self.assertLess(time.time() - begin, 3)
+
+    def test_an_interval_that_cannot_be_done_is_invalid(self):
+        for nanoseconds in 1, SECOND // 10 - 1, 2**64 - 1:
+            self.assert_refused(
+                INVALID,
+                lambda: self.open(GAIN, how=pb.SAMPLE, sample_interval=nanoseconds).stream, "sample_interval"
+            )
+
+    def test_suppress_redundant_sends_only_leaves_that_changed(self):
+        self.change(1)
+        leaves = self.open(PRE + "/config", how=pb.SAMPLE, sample_interval=SECOND // 10, suppress_redundant=True)
+        leaves.until_sync()
+        leaves.notifications.clear()
+        time.sleep(0.5)
+        self.change(2)
+        leaves.until(lambda now: now[GAIN].double_val == 2)
+        self.assertEqual(["/target-gain"], [text(one.path) for late in leaves.notifications for one in late.update])
+
+    def test_suppress_redundant_with_heartbeat_sends_all_once_an_interval(self):
+        leaves = self.open(GAIN, how=pb.SAMPLE, sample_interval=SECOND // 10, suppress_redundant=True,
+                           heartbeat_interval=SECOND // 2).until_sync()
+        leaves.notifications.clear()
+        leaves.until(lambda now: len(now.notifications) == 2)
+        stamps = [one.timestamp for one in leaves.notifications]
+        self.assertAlmostEqual(0.5, (stamps[1] - stamps[0]) / SECOND, delta=0.3)
+
+    def test_target_defined_sends_events_on_change(self):
+        leaves = self.open(PRE, how=pb.TARGET_DEFINED).until_sync()
+        self.assertEqual(len(self.client.get(PRE, encoding=pb.PROTO).notification[0].update), len(leaves))
+        self.change(3.7)
+        leaves.until(lambda now: now[GAIN].double_val == 3.7)
+
+    def test_a_sample_interval_with_target_defined_is_invalid(self):
+        refused = lambda: self.open(GAIN, how=pb.TARGET_DEFINED, sample_interval=SECOND).stream
+        self.assert_refused(INVALID, refused, "TARGET_DEFINED")
+
+    def test_updates_only_sends_sync_response_first_and_no_initial_values(self):
+        for mode in ONCE, STREAM:
+            request = subscription(GAIN, mode=mode, updates_only=True)
+            request.subscribe.subscription[0].mode = pb.ON_CHANGE
+            leaves = Leaves(self.client.subscribe([request])).until_sync()
+            self.assertEqual([], leaves.notifications)
+        self.change(2.2)
+        leaves.until(lambda now: GAIN in now)
+
+    def test_a_path_without_data_is_watched(self):
+        self.client.set(delete=[path(GAIN)])
+        leaves = self.open(GAIN).until_sync()
+        self.assertEqual({}, leaves)
+        self.change(2.7)
+        leaves.until(lambda now: GAIN in now)
+
+    def test_not_implemented_and_not_in_the_schema(self):
+        self.assert_refused(UNIMPLEMENTED, lambda: self.open(PRE + "/config/max-gain").stream, "max-gain")
+        self.assert_refused(INVALID, lambda: self.open(PRE + "/config/colour").stream, "colour")
+
+    def test_depth(self):
+        extension = [ext.Extension(depth=ext.Depth(level=1))]
+        leaves = Leaves(self.client.subscribe([subscription(PRE + "/state", extension=extension)])).until_sync()
+        self.assertIn(PRE + "/state/type", leaves)
+        self.assertFalse([one for one in leaves if "actual-gain/" in one])
+
+    def test_leaves_of_one_container_come_in_one_notification(self):
+        leaves = self.open(PRE + "/config").until_sync()
+        self.assertEqual(1, len(leaves.notifications))
+        self.assertEqual(PRE + "/config", text(leaves.notifications[0].prefix))
+
+    def test_order_of_a_leaf_is_right(self):
+        leaves = self.open(GAIN).until_sync()
+        seen = []
+        for value in range(1, 31):
+            self.change(value)
+        while not seen or seen[-1] != 30:
+            for one in leaves.take().update.update:
+                seen.append(one.val.double_val)
+        self.assertEqual(sorted(seen), seen)
+
+
+class StopTest(GnmiTest):
+    def test_server_stops_with_open_streams_within_2_s(self):
+        streams = [Leaves(self.client.subscribe([subscription("/", mode=STREAM)])).until_sync() for _ in range(50)]
+        begin = time.time()
+        self.assertEqual(0, self.server.end(signal.SIGTERM))
+        self.assertLess(time.time() - begin, 2)
+        for leaves in streams:
+            with self.assertRaises(grpc.RpcError):
+                while True:
+                    leaves.take()
+
+
+class StreamsTest(GnmiTest):
+    def test_streams_opened_and_cancelled_in_a_loop(self):
+        for _ in range(300):
+            stream = self.client.subscribe([subscription("/", mode=STREAM)])
+            stream.cancel()
+        self.assertEqual("0/1-AMP-PRE", self.client.value(PRE + "/name"))
+
+    def test_a_stopped_reader_merges_and_counts_duplicates(self):
+        # This client reads nothing while the flow-control window fills; the newest values come at last.
+        request = subscription("/", mode=STREAM)
+        request.subscribe.subscription[0].mode = pb.SAMPLE
+        stream = self.client.subscribe([request])
+        leaves = Leaves(stream).until_sync()
+        before = self.server.memory()
+        time.sleep(12)
+        self.client.set(update=[update(GAIN, double_val=19.2)])
+        duplicates = []
+        while leaves[GAIN].double_val != 19.2:
+            for one in leaves.take().update.update:
+                duplicates.append(one.duplicates)
+        self.assertGreater(max(duplicates), 1)
+        self.assertLess(self.server.memory() - before, 64 * 1024 * 1024)
+
+
+class KillTest(GnmiTest):
+    def test_an_acknowledged_set_survives_kill_9(self):
+        tilt = PRE + "/config/target-gain-tilt"
+        for value in range(1, 6):
+            self.client.set(update=[update(GAIN, double_val=value), update(tilt, double_val=value)])
+            self.server.end(signal.SIGKILL)
+            self.server.start()
+            self.client = self.connect()
+            self.assertEqual(value, float(self.client.value(GAIN)))
+            self.assertEqual(value, float(self.client.value(tilt)))
+
+
+def make_certificate(folder, name, ca=None, alternative=None):
+    """NAME.pem and NAME.key, signed by CA.pem or by itself."""
+    file = os.path.join(folder, name)
+    command = ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-days", "2",
+               "-keyout", file + ".key", "-out", file + ".pem", "-subj", "/CN=" + name]
+    if alternative:
+        command += ["-addext", "subjectAltName=" + alternative]
+    if ca:
+        command += ["-CA", os.path.join(folder, ca + ".pem"), "-CAkey", os.path.join(folder, ca + ".key")]
+    subprocess.run(command, check=True, capture_output=True)
+    return file
+
+
+def content(file):
+    with open(file, "rb") as opened:
+        return opened.read()
+
+
+class TlsTest(GnmiTest):
+    options = ()
+
+    def refused_options(self, *options):
+        self.server.end()
+        done = subprocess.run([os.environ["OCAMPD"], "--node", self.node, *options], capture_output=True, text=True)
+        self.server.start()
+        self.assertEqual(2, done.returncode, done.stderr)
+        return done.stderr
+
+    def credentials(self):
+        return grpc.ssl_channel_credentials(content(os.path.join(self.node, "server", "gnmi-certificate.pem")))
+
+    def test_the_server_makes_a_certificate_with_its_names(self):
+        self.assertEqual("17.5", self.connect(credentials=self.credentials()).value(GAIN))
+
+    def test_no_fallback_to_plain_text(self):
+        self.assert_refused(grpc.StatusCode.UNAVAILABLE, lambda: self.client.get(GAIN))
+
+    def test_insecure_is_refused_off_loopback(self):
+        self.assertIn("loopback", self.refused_options("--gnmi", "0.0.0.0:0", "--insecure"))
+
+    def test_a_certificate_without_its_key_is_refused(self):
+        other = make_certificate(self.folder, "other")
+        more = make_certificate(self.folder, "more")
+        for options in ["--cert", other + ".pem"], ["--cert", other + ".pem", "--key", more + ".key"]:
+            self.refused_options("--gnmi", "127.0.0.1:0", *options)
+
+
+class ClientCertificateTest(GnmiTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        make_certificate(cls.folder, "ca")
+        cls.files = {name: make_certificate(cls.folder, name, "ca", alternative) for name, alternative in
+                     [("server", "DNS:localhost,IP:127.0.0.1"), ("rita", None), ("someone", "DNS:olga")]}
+        cls.files["stranger"] = make_certificate(cls.folder, "stranger")
+        cls.server.end()
+        server = cls.files["server"]
+        cls.server = Server(cls.node, "--cert", server + ".pem", "--key", server + ".key",
+                            "--client-ca", os.path.join(cls.folder, "ca.pem"))
+
+    def connect_as(self, name):
+        file = self.files[name]
+        credentials = grpc.ssl_channel_credentials(
+            content(os.path.join(self.folder, "ca.pem")), content(file + ".key"), content(file + ".pem"))
+        return self.connect(None, credentials=credentials)
+
+    def test_the_common_name_is_the_user(self):
+        rita = self.connect_as("rita")
+        self.assertEqual("0/1-AMP-PRE", rita.value(PRE + "/name"))
+        self.assert_refused(DENIED, lambda: rita.set(update=[update(GAIN, double_val=1)]))
+
+    def test_the_alternative_name_goes_before_the_common_name(self):
+        self.connect_as("someone").set(update=[update(GAIN, double_val=1.5)])
+
+    def test_a_certificate_of_nobody_is_unauthenticated(self):
+        self.assert_refused(UNAUTHENTICATED, lambda: self.connect_as("server").get(GAIN))
+
+    def test_a_certificate_that_the_authority_did_not_sign_is_turned_away(self):
+        self.assert_refused(grpc.StatusCode.UNAVAILABLE, lambda: self.connect_as("stranger").get(GAIN))
+
+    def test_certificates_are_read_anew_when_the_files_change(self):
+        old, new = content(self.files["server"] + ".pem"), make_certificate(
+            self.folder, "renewed", "ca", "DNS:localhost,IP:127.0.0.1")
+        for kind in ".pem", ".key":
+            os.replace(new + kind, self.files["server"] + kind)
+        deadline = time.time() + 10
+        context = ssl.create_default_context(cafile=os.path.join(self.folder, "ca.pem"))
+        context.check_hostname = False
+        context.load_cert_chain(self.files["rita"] + ".pem", self.files["rita"] + ".key")
+        context.set_alpn_protocols(["h2"])
+        served = ""
+        while served != "renewed" and time.time() < deadline:
+            with socket.create_connection(("127.0.0.1", self.server.port)) as plain:
+                with context.wrap_socket(plain) as connection:
+                    served = dict(pair[0] for pair in connection.getpeercert()["subject"])["commonName"]
+            time.sleep(0.1)
+        self.assertEqual("renewed", served)
+        self.assertNotEqual(old, content(self.files["server"] + ".pem"))
+
+
+if __name__ == "__main__":
+    unittest.main()
