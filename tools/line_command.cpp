@@ -50,16 +50,14 @@ void init(const LineOptions &options) {
 
 void run(const LineRunOptions &options) {
     const double speed = options.seconds_a_second();
-    if (!options.netconf_base.empty()) {
+    if (options.serves()) {
         std::vector<std::string> words = options.words();
         words.insert(words.begin(), serve_line_word);
         become_server(std::move(words));
     }
-    RunSettings settings = options.settings();
-    settings.tell = [](const std::string &text) { finish_output(escaped(text) + "\n", ""); };
-    LineRun line(options.folder, std::move(settings));
+    LineRun line(options.folder, options.settings());
     end_on_signals();
-    finish_output(fmt::format("second {}: {} nodes run\n", line.second(), line.node_folders().size()), "");
+    tell_of_run(fmt::format("second {}: {} nodes run\n", line.second(), line.node_folders().size()));
     run_at_pace(line, {.speed = speed, .until = options.until, .stop = [] { return asked_to_end != 0; }});
     finish_output(fmt::format("second {}: stopped\n", line.second()), "");
 }
@@ -151,7 +149,7 @@ void add_line_command(CLI::App &program) {
     CLI::App &runner = *command.add_subcommand("run", "Run a line, from where it stopped, and serve its nodes");
     auto run_options = std::make_shared<LineRunOptions>();
     add_line_run_options(runner, *run_options);
-    runner.footer("Example:\n  ocamp line run demo-line --netconf-base 8301");
+    runner.footer("Example:\n  ocamp line run demo-line --netconf-base 8301 --gnmi-base 9340");
     runner.callback([run_options] { run(*run_options); });
 
     CLI::App &teller = add_action(command, "event", "Let something happen to a line",

@@ -1,9 +1,12 @@
 // What the options of a run mean. Knows not how a line runs.
 #include "line_options.h"
 
+#include "output.h"
 #include "text_io.h"
+#include "tls_options.h"
 
 #include "line/folder.h"
+#include "seam/text.h"
 
 #include <fmt/format.h>
 
@@ -19,8 +22,13 @@ double LineRunOptions::seconds_a_second() const {
     return number;
 }
 
+void tell_of_run(std::string_view text) {
+    write_output(text);
+    flush_output();
+}
+
 RunSettings LineRunOptions::settings() const {
-    RunSettings settings{.seed = seed};
+    RunSettings settings{.seed = seed, .tell = [](const std::string &text) { tell_of_run(escaped(text) + "\n"); }};
     if (script.empty())
         return settings;
     const LineDescription line = line_of_folder(folder);
@@ -31,14 +39,22 @@ RunSettings LineRunOptions::settings() const {
 std::vector<std::string> LineRunOptions::words() const {
     std::vector<std::string> words{"--speed", speed};
     const auto add = [&](const char *name, const std::string &value) { words.insert(words.end(), {name, value}); };
+    const auto add_text = [&](const char *name, const std::string &value) {
+        if (!value.empty())
+            add(name, value);
+    };
     if (seed)
         add("--seed", std::to_string(*seed));
     if (until)
         add("--until", std::to_string(*until));
-    if (!script.empty())
-        add("--script", script);
-    if (!netconf_base.empty())
-        add("--netconf-base", netconf_base);
+    add_text("--script", script);
+    add_text(netconf_base_option, netconf_base);
+    add_text(gnmi_base_option, gnmi_base);
+    add_text("--cert", tls.certificate);
+    add_text("--key", tls.key);
+    add_text("--client-ca", tls.client_ca);
+    if (tls.insecure)
+        words.emplace_back("--insecure");
     add("--", folder);
     return words;
 }
@@ -53,10 +69,12 @@ void add_line_run_options(CLI::App &command, LineRunOptions &options) {
     command.add_option("--until", options.until, "Second of line time to end at")->type_name("SECONDS");
     command.add_option("--script", options.script, "Events, one a line: SECOND EVENT...")->type_name("FILE");
     command
-        .add_option("--netconf-base", options.netconf_base,
+        .add_option(netconf_base_option, options.netconf_base,
                     "Serve NETCONF: the first node at this port, each further one at the next; on 127.0.0.1, or "
                     "ADDRESS:PORT; 0: any free ports")
         ->type_name("PORT");
+    command.add_option(gnmi_base_option, options.gnmi_base, "Serve gNMI in the same way")->type_name("PORT");
+    add_tls_options(command, options.tls);
 }
 
 } // namespace ocamp

@@ -6,6 +6,7 @@
 #include "output.h"
 #include "serve_line.h"
 #include "serving.h"
+#include "tls_options.h"
 
 #include "seam/input_error.h"
 #include "seam/text.h"
@@ -90,16 +91,6 @@ void add_protocols(CLI::App &program, ServeOptions &options) {
                             "Client to connect to, again and again until it answers")
                 ->type_name("ADDRESS:PORT");
     }
-}
-
-void add_tls(CLI::App &program, TlsSettings &tls) {
-    const auto add_file = [&](const char *name, std::string &file, const char *description) {
-        program.add_option(name, file, description)->type_name("FILE")->group("TLS");
-    };
-    add_file("--cert", tls.certificate, "Certificate of the server; none: it makes one of its own");
-    add_file("--key", tls.key, "Key of the certificate");
-    add_file("--client-ca", tls.client_ca, "Certificates that sign those of clients, which then must have one");
-    program.add_flag("--insecure", tls.insecure, "No TLS; on loopback only")->group("TLS");
 }
 
 // The sockets of each protocol that is served.
@@ -188,7 +179,7 @@ int run(int argc, char **argv) {
     add_node_option(program, options.node);
     add_protocols(program, options);
     if (std::ranges::any_of(protocols(), &Protocol::tls))
-        add_tls(program, options.tls);
+        add_tls_options(program, options.tls);
     program
         .add_option_function<std::string>(
             "--log-format",

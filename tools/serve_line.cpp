@@ -10,11 +10,14 @@
 #include "line/run.h"
 #include "node/plugin.h"
 #include "seam/text.h"
+#include "server/adapter.h"
 #include "server/served_modules.h"
 
+#include <algorithm>
 #include <charconv>
 #include <ctime>
 #include <deque>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -26,42 +29,56 @@ using server::EventLog;
 using server::ListeningSocket;
 using server::LogFormat;
 
-constexpr const char *netconf_name = "netconf", *base_option = "--netconf-base";
 constexpr int wrong_use = 2;
 
-// The addresses that nodes are served at, one after the other.
+// The addresses that nodes are served at by one protocol, one after the other.
 class Ports {
   public:
-    explicit Ports(const std::string &base) {
+    Ports(const char *option, const std::string &base) : option_(option) {
         const std::size_t colon = base.rfind(':');
         const std::string_view port = std::string_view(base).substr(colon == std::string::npos ? 0 : colon + 1);
         host_ = colon == std::string::npos ? "127.0.0.1" : base.substr(0, colon);
         const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), next_);
         if (error != std::errc() || end != port.data() + port.size() || next_ > last_port)
-            throw InputError(fmt::format("{}: '{}', expected PORT or ADDRESS:PORT", base_option, escaped(base)));
+            throw InputError(fmt::format("{}: '{}', expected PORT or ADDRESS:PORT", option_, escaped(base)));
         any_ = next_ == 0;
     }
 
     std::string next() {
         if (next_ > last_port)
-            throw InputError(fmt::format("{}: no port is left above {} for all nodes, expected a lower one",
-                                         base_option, last_port));
+            throw InputError(
+                fmt::format("{}: no port is left above {} for all nodes, expected a lower one", option_, last_port));
         return fmt::format("{}:{}", host_, any_ ? 0 : next_++);
     }
 
   private:
     static constexpr unsigned last_port = 65535;
 
+    const char *option_;
     std::string host_;
     unsigned next_ = 0;
     bool any_ = false; // free ports
 };
 
+bool is_served(std::string_view protocol) {
+    const auto known = server::protocols();
+    return std::ranges::find(known, protocol, &server::Protocol::name) != known.end();
+}
+
 std::vector<ServedSockets> sockets_of(const LineRunOptions &options, std::size_t nodes) {
-    Ports ports(options.netconf_base);
     std::vector<ServedSockets> sockets(nodes);
-    for (ServedSockets &of_node : sockets)
-        of_node[netconf_name] = server::listen_on(ports.next());
+    const auto listen = [&](const char *protocol, const char *option, const std::string &base) {
+        if (base.empty())
+            return;
+        if (!is_served(protocol))
+            throw InputError(
+                fmt::format("{}: this server is built without '{}', expected one that has it", option, protocol));
+        Ports ports(option, base);
+        for (ServedSockets &of_node : sockets)
+            of_node[protocol] = server::listen_on(ports.next());
+    };
+    listen("netconf", netconf_base_option, options.netconf_base);
+    listen("gnmi", gnmi_base_option, options.gnmi_base);
     return sockets;
 }
 
@@ -69,10 +86,10 @@ std::vector<ServedSockets> sockets_of(const LineRunOptions &options, std::size_t
 class LineNode {
   public:
     LineNode(const std::filesystem::path &folder, const std::filesystem::path &line, const std::string &plugin,
-             ServedSockets sockets)
+             ServedSockets sockets, const server::TlsSettings &tls)
         : name_(folder.filename().string()), log_(LogFormat::text, STDERR_FILENO, name_),
           core_({.service = {.node = folder, .plugin = plugin}, .users_of = line}, log_),
-          serving_(core_, std::move(sockets)) {}
+          serving_(core_, std::move(sockets), {.tls = tls}) {}
 
     std::string line() const { return fmt::format("{}:{}\n", name_, serving_.addresses()); }
     void tell(const server::PlantEvent &event) { core_.tell(event); }
@@ -111,7 +128,6 @@ void run(const LineRunOptions &options) {
     const std::string plugin = Plugin::default_file();
     LineNodes nodes;
     RunSettings settings = options.settings();
-    settings.tell = [](const std::string &text) { finish_output(escaped(text) + "\n", ""); };
     settings.on_event = [&](std::uint64_t second, const std::string &words) {
         for (LineNode &node : nodes)
             node.tell({.second = second, .words = words});
@@ -121,10 +137,10 @@ void run(const LineRunOptions &options) {
     server::served_modules();
     std::string addresses;
     for (const std::filesystem::path &folder : line.node_folders()) {
-        nodes.emplace_back(folder, options.folder, plugin, std::move(sockets[nodes.size()]));
+        nodes.emplace_back(folder, options.folder, plugin, std::move(sockets[nodes.size()]), options.tls);
         addresses += nodes.back().line();
     }
-    finish_output(fmt::format("{}second {}: {} nodes run\n", addresses, line.second(), nodes.size()), "");
+    tell_of_run(fmt::format("{}second {}: {} nodes run\n", addresses, line.second(), nodes.size()));
     bool ended = false; // a signal comes once, and the run asks often
     const auto stop = [&] { return ended = ended || is_ended_by_signal(nodes); };
     run_at_pace(line, {.speed = speed, .until = options.until, .stop = stop});
@@ -144,8 +160,8 @@ int serve_line(int argc, char **argv) {
     add_line_run_options(program, options);
     try {
         program.parse(argc, argv);
-        if (options.netconf_base.empty())
-            throw CLI::RequiredError(base_option);
+        if (!options.serves())
+            throw CLI::RequiredError(fmt::format("{} or {}", netconf_base_option, gnmi_base_option));
     } catch (const CLI::Success &help) {
         return program.exit(help);
     } catch (const CLI::Error &error) {

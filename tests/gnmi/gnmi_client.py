@@ -85,12 +85,12 @@ class Client:
     def set(self, **more):
         return self.call("Set", pb.SetRequest(**more), pb.SetResponse)
 
-    def subscribe(self, requests):
+    def subscribe(self, requests, timeout=15):
         rpc = self.channel.stream_stream(
             "/gnmi.gNMI/Subscribe", request_serializer=pb.SubscribeRequest.SerializeToString,
             response_deserializer=pb.SubscribeResponse.FromString,
         )
-        return rpc(iter(requests), metadata=self.metadata, timeout=15)
+        return rpc(iter(requests), metadata=self.metadata, timeout=timeout)
 
 
 def update(where, **value):

@@ -94,6 +94,9 @@ TEST_F(LineCommands, WrongUsesAreToldWithStatusTwo) {
     refused(ocamp({"line", "show", line(), "--svg", "/no/such/folder/x.svg"}),
             "/no/such/folder/x.svg: cannot be written");
     refused(run_until(1, {"--script", "/no/such/script"}), "/no/such/script: No such file");
+    refused(run_until(1, {"--netconf-base", "99999"}), "--netconf-base: '99999', expected PORT or ADDRESS:PORT");
+    refused(run_until(1, {"--gnmi-base", "99999"}),
+            HAS_GNMI ? "--gnmi-base: '99999', expected PORT" : "--gnmi-base: this server is built without 'gnmi'");
     support::write_file(temporary_.path() / "script", "1 cut\n");
     refused(run_until(1, {"--script", (temporary_.path() / "script").string()}), "script: line 1: expected: cut SPAN");
 }
