@@ -20,6 +20,7 @@ namespace {
 constexpr int nesting_limit = 16;
 constexpr std::size_t most_nodes = 1000, longest_name = 64;
 constexpr unsigned first_slot = 1, last_slot = 3;
+constexpr std::size_t most_directions = 2 * last_slot; // into each slot and out of it
 
 template <class... Values>
 [[noreturn]] void fail(std::string_view path, fmt::format_string<Values...> format, Values &&...values) {
@@ -308,7 +309,7 @@ LineDescription read_line(std::string_view json) {
     constexpr double year_2025 = 1735689600, last_second = 4e9;
     line.start = static_cast<std::int64_t>(members.number("start", {0, last_second}, year_2025));
     line.measurement_noise = members.number("measurement-noise-db", {0, 1}, 0.03);
-    const Json &directions = members.list("directions", 1, last_slot);
+    const Json &directions = members.list("directions", 1, most_directions);
     for (std::size_t i = 0; i < directions.size(); ++i)
         line.directions.push_back(read_direction(directions[i], fmt::format("$.directions[{}]", i)));
     check_names(line.directions, "$.directions");

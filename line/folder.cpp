@@ -100,6 +100,15 @@ void init_line(const fs::path &folder, std::string_view description) {
     made.finish();
 }
 
+void init_line_around(const fs::path &folder, std::string_view description) {
+    const LineDescription line = read_line(description);
+    UnfinishedFolder made(folder);
+    fs::create_directory(made.path() / nodes_name);
+    fs::create_directory_symlink("../..", node_folder(made.path(), line.nodes.front()));
+    write_text(made.path() / description_name, description);
+    made.finish();
+}
+
 bool is_line(const fs::path &folder) {
     std::error_code error;
     return fs::is_regular_file(folder / description_name, error);

@@ -26,6 +26,9 @@ class LineError : public InputError {
 /// throws.
 void init_line(const std::filesystem::path &folder, std::string_view description);
 
+/// Makes the line of one node in a new folder within that node's folder: the node stays as it is. Throws as init_line.
+void init_line_around(const std::filesystem::path &folder, std::string_view description);
+
 /// Whether the folder is that of a line.
 bool is_line(const std::filesystem::path &folder);
 /// The description in a line's folder. Throws LineError and JsonError.

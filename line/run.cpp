@@ -185,7 +185,9 @@ class LineRun::NodeLink {
             const unsigned slot = number_of(amplifier.slot);
             const NodeRecord record = inventory_record(index_, slot, amplifier.booster);
             if (!is_pulled(amplifier.slot)) {
-                put(record);
+                // A node that was there before its line has an inventory of its own.
+                if (!node_.system_database().get(record.bind_point, record.item))
+                    put(record);
                 continue;
             }
             remove(record);

@@ -1,6 +1,7 @@
 // ocampd: serves a node, or those of a line, to network clients. This file reads the command line, listens, and waits
 // for signals; the work is done by the core and the adapters.
 #include "line_options.h"
+#include "living_node.h"
 #include "options.h"
 #include "out_of_memory.h"
 #include "output.h"
@@ -17,6 +18,7 @@
 #include <algorithm>
 #include <csignal>
 #include <map>
+#include <optional>
 
 #include <pthread.h>
 #include <systemd/sd-daemon.h>
@@ -42,6 +44,7 @@ constexpr const char *footer_text =
 struct ServeOptions {
     CoreSettings core;
     std::string node;
+    bool live = false;
     LogFormat log_format = LogFormat::text;
     std::map<std::string, std::vector<std::string>> addresses; // by protocol
     CalledClients call_home;
@@ -140,6 +143,9 @@ void wait_for_end(Core &core, Serving &serving) {
 void serve(const ServeOptions &options) {
     EventLog log(options.log_format);
     auto sockets = sockets_of(options);
+    std::optional<LivingNode> living; // first, as the node is opened with its live data
+    if (options.live)
+        living.emplace(options.node);
     served_modules();
     Core core(options.core, log);
     Serving serving(core, std::move(sockets), {.call_home = options.call_home, .tls = options.tls});
@@ -149,9 +155,13 @@ void serve(const ServeOptions &options) {
     // failure.
     flush_output();
     sd_notify(0, "READY=1");
+    if (living)
+        living->begin(core);
     wait_for_end(core, serving);
     sd_notify(0, "STOPPING=1");
     end_in_time();
+    if (living)
+        living->end();
     core.stop();
     serving.stop();
     log.write(Severity::info, "ended");
@@ -177,6 +187,8 @@ int run(int argc, char **argv) {
     ServeOptions options;
     CommonOptions common;
     add_node_option(program, options.node);
+    program.add_flag("--live", options.live,
+                     "Compute each second what the node's amplifiers make of the powers that come in");
     add_protocols(program, options);
     if (std::ranges::any_of(protocols(), &Protocol::tls))
         add_tls_options(program, options.tls);

@@ -1,6 +1,7 @@
 // Lines that run: what goes from their nodes' configuration into the simulation, and what comes out of it into their
 // native data and records.
 #include "line_fixture.h"
+#include "node_contents.h"
 
 #include "line/folder.h"
 #include "line/node_data.h"
@@ -43,29 +44,6 @@ class Lines : public testing::Test {
         run_at_pace(run, {.speed = 0, .until = second});
     }
 
-    // All native data, as RFC 7951 JSON.
-    static Json native(const fs::path &node) {
-        Node opened(node, Node::Access::read);
-        const ReadTransaction snapshot(opened.database());
-        NativeData data = load_native(opened.database(), native_schema());
-        Json all = Json::object();
-        const auto add = [&](const NativeDocument &document) {
-            if (!document.tree().empty())
-                all.update(Json::parse(document.tree().print(LYD_JSON)));
-        };
-        add(data.running);
-        for (const NativeDocument &document : data.operational)
-            add(document);
-        return all;
-    }
-
-    static const Json &port(const Json &native, const std::string &name) {
-        for (const Json &entry : native.at("Korvex-controller-orvo8-ots-oper:ots-oper").at("ots-ports").at("ots-port"))
-            if (entry.at("name") == name)
-                return entry.at("ots-info");
-        throw std::runtime_error("no port " + name);
-    }
-
     // The intervals of a port, the latest first.
     static std::vector<Json> intervals(const Json &native, const std::string &name) {
         const Json &histories = native.at("Korvex-pmengine-oper:performance-management-history")
@@ -84,28 +62,6 @@ class Lines : public testing::Test {
                     .at("optics-second30-optics-time-line-instance")
                     .get<std::vector<Json>>();
         return {};
-    }
-
-    static std::optional<BagRecord> record(const fs::path &node, const std::string &bind_point,
-                                           const std::string &item) {
-        Node opened(node, Node::Access::read);
-        const ReadTransaction snapshot(opened.database());
-        const auto bag = read_record(opened.system_database(), bind_point, item);
-        return bag ? std::optional(decode_bag(*bag)) : std::nullopt;
-    }
-
-    // The configuration of one interface changes as an edit of a client's would.
-    static void configure(const fs::path &node, const std::string &interface, const std::string &leaf,
-                          const Json &value) {
-        Node opened(node, Node::Access::write);
-        Transaction transaction(opened.database());
-        NativeData data = load_native(opened.database(), native_schema());
-        Json running = Json::parse(data.running.tree().print(LYD_JSON));
-        for (Json &entry : running.at("Korvex-ifmgr-cfg:interface-configurations").at("interface-configuration"))
-            if (entry.at("interface-name") == interface)
-                entry.at("Korvex-controller-optics-cfg:optics")[leaf] = value;
-        store_running(opened.database(), native_schema().parse(running.dump(), LYD_JSON));
-        transaction.commit();
     }
 
     support::TemporaryFolder temporary_;
@@ -311,9 +267,10 @@ TEST_F(Lines, WhatIsMeasuredIsNotChangedByHand) {
     } catch (const RequestError &error) {
         EXPECT_THAT(error.what(), HasSubstr("is written by what measures the node, into"));
     }
-    set_native(opened,
-               "/interface-configurations/interface-configuration[active='act'][interface-name='Ots0/1/0/0']/description",
-               "by hand", ignored);
+    set_native(
+        opened,
+        "/interface-configurations/interface-configuration[active='act'][interface-name='Ots0/1/0/0']/description",
+        "by hand", ignored);
     EXPECT_THAT(native(node("b")).dump(), HasSubstr("by hand"));
 }
 
