@@ -6,6 +6,7 @@
 #include "server/identity.h"
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -54,10 +55,16 @@ struct ConfirmedCommitEvent {
     std::chrono::seconds timeout{0}; ///< of start and extend
 };
 
+/// Something has happened around the node, as who runs it tells: to the line that it is part of.
+struct PlantEvent {
+    std::uint64_t second = 0; ///< of line time
+    std::string words;        ///< such as "cut site-1/site-2"
+};
+
 /// One event, the same object for all who listen.
 struct Event {
     std::chrono::system_clock::time_point at;
-    std::variant<DataChange, SessionStarted, SessionEnded, ConfirmedCommitEvent> what;
+    std::variant<DataChange, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what;
 };
 
 /// Called in the order of the events, from one thread at a time. As a Completion it hands over and returns.

@@ -37,7 +37,8 @@ class Core::Impl {
         : limits_(settings.limits), log_(log), folder_(settings.service.node),
           // A folder that is no node gets no folder of a server's.
           checked_((Node(settings.service.node, Node::Access::read), true)), alone_(folder_, serving, false),
-          log_ins_(folder_, log), datastores_(settings, folder_, log, feed_),
+          users_folder_(settings.users_of.empty() ? settings.service.node : settings.users_of),
+          log_ins_(users_folder_, log), datastores_(settings, folder_, log, feed_),
           started_(std::chrono::system_clock::now()), worker_(std::in_place, [this] { return datastores_.tick(); }) {}
 
     const Limits &limits() const noexcept { return limits_; }
@@ -122,6 +123,12 @@ class Core::Impl {
         Subscription subscription = feed_.subscribe(interest, std::move(listener));
         worker_->post_urgent([this] { datastores_.listeners_changed(); });
         return subscription;
+    }
+
+    void tell(PlantEvent event) {
+        const std::lock_guard guard(mutex_);
+        if (!stopping_)
+            worker_->post_urgent([this, event = std::move(event)] { feed_.tell(event); });
     }
 
     std::vector<SessionInfo> sessions() const {
@@ -290,6 +297,7 @@ class Core::Impl {
     const StateFolder folder_;
     const bool checked_;
     const StateFolder::Hold alone_;
+    const StateFolder users_folder_;
     LogIns log_ins_;
     Feed feed_;
     Datastores datastores_;
@@ -359,6 +367,10 @@ Outcome Core::carry_out(SessionId session, Operation operation) {
 
 Subscription Core::subscribe(Interest interest, Listener listener) {
     return impl_->subscribe(interest, std::move(listener));
+}
+
+void Core::tell(PlantEvent event) {
+    impl_->tell(std::move(event));
 }
 
 std::vector<SessionInfo> Core::sessions() const {

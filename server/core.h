@@ -12,6 +12,7 @@
 #include "server/state_folder.h"
 
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -23,6 +24,7 @@ namespace ocamp::server {
 struct CoreSettings {
     ServiceSettings service; ///< the node, the plug-in and its logs
     Limits limits = {};
+    std::filesystem::path users_of = {}; ///< folder whose users log in; empty: the node's
 };
 
 /// A session that was not opened because of a limit, or because the server ends. The text says which.
@@ -88,6 +90,9 @@ class Core {
 
     /// Calls the listener with what happens from now on.
     Subscription subscribe(Interest interest, Listener listener);
+
+    /// Tells listeners of something that happened around the node. Nothing after stop().
+    void tell(PlantEvent event);
 
     std::vector<SessionInfo> sessions() const;
     std::vector<LockInfo> locks() const;

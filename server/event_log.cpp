@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <chrono>
 #include <ctime>
+#include <span>
+#include <vector>
 
 #include <unistd.h>
 
@@ -45,7 +47,7 @@ void append_value(std::string &line, std::string_view value) {
     line += '"';
 }
 
-std::string text_line(Severity severity, std::string_view event, std::initializer_list<LogField> fields) {
+std::string text_line(Severity severity, std::string_view event, std::span<const LogField> fields) {
     std::string line = fmt::format("{} {} {}", time_now(), severity_words[static_cast<std::size_t>(severity)], event);
     for (const LogField &field : fields) {
         line.append(" ").append(field.name).append("=");
@@ -59,7 +61,7 @@ std::string text_line(Severity severity, std::string_view event, std::initialize
     return line + '\n';
 }
 
-std::string json_line(Severity severity, std::string_view event, std::initializer_list<LogField> fields) {
+std::string json_line(Severity severity, std::string_view event, std::span<const LogField> fields) {
     nlohmann::ordered_json object;
     object["time"] = time_now();
     object["severity"] = severity_words[static_cast<std::size_t>(severity)];
@@ -81,8 +83,12 @@ std::string json_line(Severity severity, std::string_view event, std::initialize
 
 void EventLog::write(Severity severity, std::string_view event, std::initializer_list<LogField> fields) noexcept {
     try {
+        std::vector<LogField> all;
+        if (!node_.empty())
+            all.emplace_back("node", node_);
+        all.insert(all.end(), fields.begin(), fields.end());
         const std::string line =
-            format_ == LogFormat::json ? json_line(severity, event, fields) : text_line(severity, event, fields);
+            format_ == LogFormat::json ? json_line(severity, event, all) : text_line(severity, event, all);
         while (::write(descriptor_, line.data(), line.size()) < 0 && errno == EINTR) {
         }
     } catch (...) {

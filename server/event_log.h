@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <variant>
 
 namespace ocamp::server {
@@ -35,8 +36,9 @@ struct LogField {
 /// Safe from any thread. A line is written by one call, whatever is in the values; what cannot be written is lost.
 class EventLog {
   public:
-    /// `descriptor` stays the caller's.
-    explicit EventLog(LogFormat format, int descriptor = 2) noexcept : format_(format), descriptor_(descriptor) {}
+    /// `descriptor` stays the caller's. `node`: stands in each line, unless it is empty.
+    explicit EventLog(LogFormat format, int descriptor = 2, std::string node = {}) noexcept
+        : format_(format), descriptor_(descriptor), node_(std::move(node)) {}
 
     /// `event`: a word with hyphens, such as "log-in-refused". Long values are shortened.
     void write(Severity severity, std::string_view event, std::initializer_list<LogField> fields = {}) noexcept;
@@ -44,6 +46,7 @@ class EventLog {
   private:
     LogFormat format_;
     int descriptor_;
+    std::string node_;
 };
 
 } // namespace ocamp::server

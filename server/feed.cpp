@@ -77,7 +77,7 @@ void Feed::tell_changes(NodeView now, const Author &author) {
     last_.emplace(*interest, std::move(now));
 }
 
-void Feed::tell(std::variant<DataChange, SessionStarted, SessionEnded, ConfirmedCommitEvent> what) {
+void Feed::tell(std::variant<DataChange, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what) {
     const auto event = std::make_shared<const Event>(Event{std::chrono::system_clock::now(), std::move(what)});
     const std::lock_guard lock(listeners_->mutex);
     for (const std::shared_ptr<Entry> &entry : listeners_->entries) {

@@ -38,7 +38,7 @@ class Feed {
     void forget() noexcept { last_.reset(); }
 
     /// Calls the listeners.
-    void tell(std::variant<DataChange, SessionStarted, SessionEnded, ConfirmedCommitEvent> what);
+    void tell(std::variant<DataChange, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what);
 
   private:
     struct Entry {

@@ -62,8 +62,18 @@ void LogInDelays::succeeded(const std::string &address) {
     by_address_.erase(found);
 }
 
+namespace {
+
+// It takes as long as a log-in: once for all nodes of a process.
+const std::string &nobodys_hash() {
+    static const std::string hash = hash_password("nobody");
+    return hash;
+}
+
+} // namespace
+
 LogIns::LogIns(const StateFolder &folder, EventLog &log)
-    : folder_(folder), log_(log), nobodys_hash_(hash_password("nobody")), users_(Users::read(folder)),
+    : folder_(folder), log_(log), nobodys_hash_(nobodys_hash()), users_(Users::read(folder)),
       thread_([this] { run(); }) {}
 
 LogIns::~LogIns() {

@@ -102,7 +102,7 @@ class LogIns {
 
     const StateFolder &folder_;
     EventLog &log_;
-    const std::string nobodys_hash_; // hashed against when there is no such user, so that both take as long
+    const std::string &nobodys_hash_; // hashed against when there is no such user, so that both take as long
 
     mutable std::mutex mutex_; // guards what follows
     std::condition_variable changed_;

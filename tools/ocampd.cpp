@@ -1,8 +1,13 @@
-// ocampd: serves a node to network clients. This file reads the command line, listens, and waits for signals; the work
-// is done by the core and the adapters.
+// ocampd: serves a node, or those of a line, to network clients. This file reads the command line, listens, and waits
+// for signals; the work is done by the core and the adapters.
+#include "line_options.h"
+#include "living_node.h"
 #include "options.h"
 #include "out_of_memory.h"
 #include "output.h"
+#include "serve_line.h"
+#include "serving.h"
+#include "tls_options.h"
 
 #include "seam/input_error.h"
 #include "seam/text.h"
@@ -13,7 +18,7 @@
 #include <algorithm>
 #include <csignal>
 #include <map>
-#include <thread>
+#include <optional>
 
 #include <pthread.h>
 #include <systemd/sd-daemon.h>
@@ -25,13 +30,9 @@ namespace {
 
 using namespace ocamp;
 using namespace ocamp::server;
-using std::chrono::milliseconds;
 
 constexpr int request_failed = 1;
 constexpr int wrong_use = 2;
-
-// From a signal to the end of the process. What is not done by then is undone by the next server.
-constexpr milliseconds longest_stop{1800}, adapters_stop{1000};
 
 constexpr const char *footer_text =
     "Only the protocols named are served; none named: all, on their default addresses.\n"
@@ -43,8 +44,10 @@ constexpr const char *footer_text =
 struct ServeOptions {
     CoreSettings core;
     std::string node;
+    bool live = false;
     LogFormat log_format = LogFormat::text;
-    std::map<std::string, std::vector<std::string>> addresses, call_home; // by protocol
+    std::map<std::string, std::vector<std::string>> addresses; // by protocol
+    CalledClients call_home;
     TlsSettings tls;
 };
 
@@ -93,19 +96,9 @@ void add_protocols(CLI::App &program, ServeOptions &options) {
     }
 }
 
-void add_tls(CLI::App &program, TlsSettings &tls) {
-    const auto add_file = [&](const char *name, std::string &file, const char *description) {
-        program.add_option(name, file, description)->type_name("FILE")->group("TLS");
-    };
-    add_file("--cert", tls.certificate, "Certificate of the server; none: it makes one of its own");
-    add_file("--key", tls.key, "Key of the certificate");
-    add_file("--client-ca", tls.client_ca, "Certificates that sign those of clients, which then must have one");
-    program.add_flag("--insecure", tls.insecure, "No TLS; on loopback only")->group("TLS");
-}
-
 // The sockets of each protocol that is served.
-std::map<std::string, std::vector<ListeningSocket>> sockets_of(const ServeOptions &options) {
-    std::map<std::string, std::vector<ListeningSocket>> sockets = inherited_sockets();
+ServedSockets sockets_of(const ServeOptions &options) {
+    ServedSockets sockets = inherited_sockets();
     for (const auto &[name, inherited] : sockets) {
         const bool known =
             std::any_of(protocols().begin(), protocols().end(),
@@ -130,54 +123,8 @@ std::map<std::string, std::vector<ListeningSocket>> sockets_of(const ServeOption
     return sockets;
 }
 
-// The adapters that serve, and the word of each with its addresses.
-struct Serving {
-    std::vector<std::unique_ptr<Adapter>> adapters;
-    std::string addresses;
-};
-
-Serving serve_all(Core &core, const ServeOptions &options,
-                  std::map<std::string, std::vector<ListeningSocket>> &sockets) {
-    Serving serving;
-    for (const Protocol &protocol : protocols()) {
-        const std::string name(protocol.name);
-        const auto found = sockets.find(name);
-        if (found == sockets.end())
-            continue;
-        for (const ListeningSocket &socket : found->second)
-            serving.addresses += fmt::format(" {}={}", name, socket.address);
-        const auto call_home = options.call_home.find(name);
-        serving.adapters.push_back(protocol.serve(
-            core, {.sockets = std::move(found->second),
-                   .call_home = call_home != options.call_home.end() ? call_home->second : std::vector<std::string>(),
-                   .tls = options.tls}));
-    }
-    return serving;
-}
-
-sigset_t awaited_signals() noexcept {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
-        sigaddset(&signals, signal);
-    return signals;
-}
-
-void reload(Core &core, const Serving &serving) {
-    sd_notify(0, "RELOADING=1");
-    try {
-        core.reload_users();
-        core.log().write(Severity::info, "reloaded");
-    } catch (const std::exception &error) {
-        core.log().write(Severity::error, "reload-failed", {{"reason", error.what()}});
-    }
-    for (const std::unique_ptr<Adapter> &adapter : serving.adapters)
-        adapter->reload();
-    sd_notify(0, "READY=1");
-}
-
 // Returns when a signal has asked for the end.
-void wait_for_end(Core &core, const Serving &serving) {
+void wait_for_end(Core &core, Serving &serving) {
     const sigset_t signals = awaited_signals();
     for (;;) {
         int signal = 0;
@@ -187,37 +134,36 @@ void wait_for_end(Core &core, const Serving &serving) {
             core.log().write(Severity::info, "ending", {{"signal", signal}});
             return;
         }
-        reload(core, serving);
+        sd_notify(0, "RELOADING=1");
+        serving.reload();
+        sd_notify(0, "READY=1");
     }
-}
-
-// Ends the process when the orderly way takes too long, as behind a disk that hangs.
-void end_in_time() {
-    std::thread([] {
-        std::this_thread::sleep_for(longest_stop);
-        _exit(0);
-    }).detach();
 }
 
 void serve(const ServeOptions &options) {
     EventLog log(options.log_format);
     auto sockets = sockets_of(options);
+    std::optional<LivingNode> living; // first, as the node is opened with its live data
+    if (options.live)
+        living.emplace(options.node);
     served_modules();
     Core core(options.core, log);
-    Serving serving = serve_all(core, options, sockets);
-    log.write(Severity::info, "ready", {{"node", options.node}, {"addresses", serving.addresses}});
-    write_output(fmt::format("ready{}\n", serving.addresses));
+    Serving serving(core, std::move(sockets), {.call_home = options.call_home, .tls = options.tls});
+    log.write(Severity::info, "ready", {{"node", options.node}, {"addresses", serving.addresses()}});
+    write_output(fmt::format("ready{}\n", serving.addresses()));
     // Not finish_output: what a server is asked for has no outcome yet, so that memory that runs out later is a
     // failure.
     flush_output();
     sd_notify(0, "READY=1");
+    if (living)
+        living->begin(core);
     wait_for_end(core, serving);
     sd_notify(0, "STOPPING=1");
     end_in_time();
+    if (living)
+        living->end();
     core.stop();
-    for (const std::unique_ptr<Adapter> &adapter : serving.adapters)
-        adapter->stop(adapters_stop);
-    serving.adapters.clear();
+    serving.stop();
     log.write(Severity::info, "ended");
 }
 
@@ -234,14 +180,18 @@ int tell(std::string_view message, int status) noexcept {
 }
 
 int run(int argc, char **argv) {
+    if (argc > 1 && std::string_view(argv[1]) == serve_line_word)
+        return serve_line(argc - 1, argv + 1);
     CLI::App program("Serves a node's OpenConfig and native data to network clients.", "ocamp serve");
     program.footer(footer_text);
     ServeOptions options;
     CommonOptions common;
     add_node_option(program, options.node);
+    program.add_flag("--live", options.live,
+                     "Compute each second what the node's amplifiers make of the powers that come in");
     add_protocols(program, options);
     if (std::ranges::any_of(protocols(), &Protocol::tls))
-        add_tls(program, options.tls);
+        add_tls_options(program, options.tls);
     program
         .add_option_function<std::string>(
             "--log-format",

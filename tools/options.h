@@ -88,6 +88,7 @@ void add_why_command(CLI::App &program, CommonOptions &common);
 /// The command that completion asks; no help tells of it.
 void add_complete_command(CLI::App &program, CommonOptions &common);
 /// These run neither the plug-in nor a log of it.
+void add_line_command(CLI::App &program);
 void add_serve_command(CLI::App &program);
 void add_user_command(CLI::App &program);
 

@@ -47,6 +47,7 @@ constexpr std::pair<std::string_view, AddCommand> commands[] = {
     {"native", add_native_command},
     {"node", add_node_command},
     {"sysdb", add_sysdb_command},
+    {"line", [](CLI::App &program, CommonOptions & /*common*/) { add_line_command(program); }},
     {"serve", [](CLI::App &program, CommonOptions & /*common*/) { add_serve_command(program); }},
     {"user", [](CLI::App &program, CommonOptions & /*common*/) { add_user_command(program); }},
 };

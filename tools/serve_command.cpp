@@ -1,4 +1,5 @@
 // ocamp serve: becomes the server, a program of its own. Knows none of its options.
+#include "become_server.h"
 #include "options.h"
 
 #include <cerrno>
@@ -22,7 +23,9 @@ std::string server_beside_this_program() {
     return (program.parent_path() / server_name).string();
 }
 
-[[noreturn]] void become_server(std::vector<std::string> arguments) {
+} // namespace
+
+void become_server(std::vector<std::string> arguments) {
     const std::string file = server_beside_this_program();
     arguments.insert(arguments.begin(), std::string(server_name));
     std::vector<char *> words;
@@ -32,8 +35,6 @@ std::string server_beside_this_program() {
     execv(file.c_str(), words.data());
     throw InputError(fmt::format("{}: {}, expected the server beside this program", file, std::strerror(errno)));
 }
-
-} // namespace
 
 void add_serve_command(CLI::App &program) {
     CLI::App &command =

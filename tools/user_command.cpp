@@ -3,6 +3,7 @@
 #include "output.h"
 #include "text_io.h"
 
+#include "line/folder.h"
 #include "node/node.h"
 #include "seam/text.h"
 #include "server/users.h"
@@ -75,10 +76,16 @@ std::string read_password() {
     return password;
 }
 
+// Refuses what is neither a node nor a line, whose users are those of all its nodes.
+void check_folder(const std::string &folder) {
+    if (!is_line(folder))
+        const Node checked(folder, Node::Access::read);
+}
+
 // Reads, changes and writes the users of a node that is one, while nobody else does.
 template <class Change>
 void change_users(const UserOptions &options, Change change, std::string_view done) {
-    const Node checked(options.node, Node::Access::read);
+    check_folder(options.node);
     const StateFolder folder(options.node);
     const StateFolder::Hold hold(folder, "users", true);
     Users users = Users::read(folder);
@@ -111,7 +118,7 @@ void change_password(const UserOptions &options) {
 }
 
 void list_users(const UserOptions &options) {
-    const Node checked(options.node, Node::Access::read);
+    check_folder(options.node);
     const Users users = Users::read(StateFolder(options.node));
     for (const User &user : users.all())
         print("{} {}{}{}\n", user.name, server::word_of(user.role), user.password_hash.empty() ? "" : " password",

@@ -50,10 +50,16 @@ class NativeChange {
                 refuse(path, error);
             }
             const std::vector<LeafChange> here = changed_leaves(document.before, document.now);
+            // It would be hidden for as long as there are live data.
+            const bool live = is_live(database_, module);
+            if (live && !here.empty())
+                throw RequestError(error_tag::operation_failed, std::string(path),
+                                   fmt::format("{} is written by what measures the node, into {}; expected another",
+                                               module, database_.file_of(live_schema)));
             changed.insert(changed.end(), here.begin(), here.end());
             if (module.empty())
                 store_running(database_, document.now);
-            else
+            else if (!live)
                 store_operational(database_, module, document.now);
         }
         tell(changed);

@@ -1,13 +1,14 @@
 // How native documents are kept and selected from. Knows neither OpenConfig nor the plug-in.
 #include "node/native_data.h"
 
-#include "log/stages.h"
-
 #include "log/log.h"
+#include "log/stages.h"
 #include "sysdb/seal.h"
 #include "yang/error.h"
 
 #include <algorithm>
+#include <functional>
+#include <set>
 
 #include <fmt/format.h>
 
@@ -26,12 +27,15 @@ std::string document_to_store(std::string_view name, const YangTree &tree) {
     }
 }
 
-void store(Database &database, std::string_view name, const YangTree &tree) {
-    const std::string document = document_to_store(name, tree);
+void store_text(Database &database, std::string_view name, std::string_view document) {
     Statement insert =
         database.prepare("INSERT INTO native_data(name, document, checksum) VALUES(?1, ?2, ?3) ON CONFLICT(name) "
                          "DO UPDATE SET document = excluded.document, checksum = excluded.checksum");
     insert.bind(1, name).bind(2, document).bind(3, row_checksum({name, document})).step();
+}
+
+void store(Database &database, std::string_view name, const YangTree &tree) {
+    store_text(database, name, document_to_store(name, tree));
 }
 
 // The document of that name and text, from the earlier ones when it is among them.
@@ -44,6 +48,29 @@ NativeDocument take_or_make(NativeData &earlier, const Schema &schema, std::stri
     if (same != earlier.operational.end())
         return std::move(*same);
     return {schema, std::string(name), std::string(text), fmt::format("{}: native data '{}'", file, name)};
+}
+
+// The row has name, document and checksum.
+void check_row(const Statement &row, const std::string &file) {
+    if (row_checksum({row.text(0), row.text(1)}) != row.number(2))
+        throw DamageError(
+            fmt::format("{}: native data '{}' is damaged: it does not hold its checksum", file, row.text(0)));
+}
+
+// Calls `take` with the name and the text of each document of the table, which is checked.
+template <class Take>
+void load_table(Database &database, std::string_view schema, Take take) {
+    const std::string &file = database.file_of(schema);
+    Statement select = database.prepare(fmt::format("SELECT name, document, checksum FROM {}native_data ORDER BY name",
+                                                    Database::table_prefix(schema)));
+    std::int64_t count = 0, sum = 0;
+    while (select.step()) {
+        check_row(select, file);
+        ++count;
+        sum += select.number(2);
+        take(select.text(0), select.text(1));
+    }
+    check_seal(database, table_name, count, sum, schema);
 }
 
 using Requests = std::vector<const OutputNode *>;
@@ -222,24 +249,44 @@ void store_operational(Database &database, std::string_view module, const YangTr
     store(database, module, tree);
 }
 
+void store_document(Database &database, std::string_view module, std::string_view document) {
+    store_text(database, module, document);
+}
+
+std::optional<std::string> stored_document(Database &database, std::string_view module) {
+    Statement select = database.prepare("SELECT name, document, checksum FROM native_data WHERE name = ?1");
+    if (!select.bind(1, module).step())
+        return std::nullopt;
+    check_row(select, database.file());
+    return std::string(select.text(1));
+}
+
+bool is_live(Database &database, std::string_view module) {
+    if (!database.has_attached(live_schema))
+        return false;
+    Statement select = database.prepare(
+        fmt::format("SELECT 1 FROM {}native_data WHERE name = ?1", Database::table_prefix(live_schema)));
+    return select.bind(1, module).step();
+}
+
 NativeData load_native(Database &database, const Schema &schema, NativeData earlier) {
     const StageMark stage(Stage::parse);
     NativeData data;
-    Statement select = database.prepare("SELECT name, document, checksum FROM native_data ORDER BY name");
-    std::int64_t count = 0, sum = 0;
-    while (select.step()) {
-        if (row_checksum({select.text(0), select.text(1)}) != select.number(2))
-            throw DamageError(fmt::format("{}: native data '{}' is damaged: it does not hold its checksum",
-                                          database.file(), select.text(0)));
-        ++count;
-        sum += select.number(2);
-        NativeDocument document = take_or_make(earlier, schema, select.text(0), select.text(1), database.file());
-        if (select.text(0) == running_name)
+    std::set<std::string, std::less<>> live; // modules
+    if (database.has_attached(live_schema))
+        load_table(database, live_schema, [&](std::string_view name, std::string_view text) {
+            live.emplace(name);
+            data.operational.push_back(take_or_make(earlier, schema, name, text, database.file_of(live_schema)));
+        });
+    load_table(database, Database::own_schema, [&](std::string_view name, std::string_view text) {
+        if (live.contains(name))
+            return;
+        NativeDocument document = take_or_make(earlier, schema, name, text, database.file());
+        if (name == running_name)
             data.running = std::move(document);
         else
             data.operational.push_back(std::move(document));
-    }
-    check_seal(database, table_name, count, sum);
+    });
     return data;
 }
 

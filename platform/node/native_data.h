@@ -53,14 +53,25 @@ struct NativeData {
     const lyd_node *root(const lysc_node &schema) const;
 };
 
+/// What tables with live data are called where they are attached to the connection with a node's own; see LiveData.
+inline constexpr const char *live_schema = "live";
+
 /// The statements that make the table of native documents, which are JSON. They want the table of seals.
 std::vector<std::string> native_table_sql();
 /// Each replaces one document: the running configuration, or the operational data of the module. Throw SqliteError, and
 /// YangError for a tree that could not be read back.
 void store_running(Database &database, const YangTree &tree);
 void store_operational(Database &database, std::string_view module, const YangTree &tree);
+/// The same with a document that is known to be one of the module's: it is stored as it stands. Throws SqliteError.
+void store_document(Database &database, std::string_view module, std::string_view document);
+/// The module's document as it was stored in the file itself; nothing when there is none. Throws SqliteError, and
+/// DamageError when it does not hold its checksum.
+std::optional<std::string> stored_document(Database &database, std::string_view module);
+/// Whether live data are read instead of the document of that module. Throws SqliteError.
+bool is_live(Database &database, std::string_view module);
 /// Within a transaction. Throws DamageError when any document is not what was stored or is missing. Trees of `earlier`
-/// whose documents are the same to the byte are taken over. `schema` outlives the data.
+/// whose documents are the same to the byte are taken over. `schema` outlives the data. When the connection has the
+/// live data attached, their documents stand for those of the same modules.
 NativeData load_native(Database &database, const Schema &schema, NativeData earlier = {});
 
 /// One entry of an outermost native list, by itself: `tree` leads from the root container to this entry and no other.

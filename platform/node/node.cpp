@@ -1,7 +1,9 @@
 // How nodes are made and opened. Knows neither the plug-in nor OpenConfig requests.
 #include "node/node.h"
 
+#include "node/live_data.h"
 #include "node/native_document.h"
+#include "node/tables.h"
 #include "node/unfinished_node.h"
 #include "seam/failure.h"
 #include "sysdb/bag_json.h"
@@ -320,16 +322,6 @@ class NewFolder {
     NewFolder &operator=(const NewFolder &) = delete;
 };
 
-const std::vector<std::string> &node_tables() {
-    static const std::vector<std::string> statements = [] {
-        std::vector<std::string> all = seal_table_sql();
-        for (const std::vector<std::string> &table : {native_table_sql(), item_table_sql()})
-            all.insert(all.end(), table.begin(), table.end());
-        return all;
-    }();
-    return statements;
-}
-
 // Path of a node's database. Throws NodeError when there is none.
 std::string database_of(const fs::path &folder) {
     const fs::path file = folder / database_name;
@@ -361,7 +353,7 @@ std::optional<WriterTurn> turn_for(const fs::path &folder, Node::Access access) 
 
 const LogSettings &logs_outside(const fs::path &folder, const LogSettings &logs) {
     for (const std::string &log : {logs.debug_log, logs.trace}) {
-        for (const std::string_view name : {database_name, queue_name, journal_name}) {
+        for (const std::string_view name : {database_name, queue_name, journal_name, live_name, live_journal_name}) {
             if (!log.empty() && is_same_file(log, folder / name))
                 throw LogError(fmt::format("log file {}: a file of the node's own, expected another", log));
         }
@@ -376,6 +368,12 @@ fs::path Node::queue_file(const fs::path &folder) {
 std::vector<fs::path> Node::init(const fs::path &folder, const fs::path &example) {
     if (type_of(example) != fs::file_type::directory)
         throw NodeError(fmt::format("{}: no such folder, expected an example node", example.string()));
+    std::vector<fs::path> passed_over;
+    init_with(folder, [&](Database &database) { passed_over = load_example(database, example); });
+    return passed_over;
+}
+
+void Node::init_with(const fs::path &folder, const std::function<void(Database &)> &fill) {
     std::error_code error;
     const fs::path target = fs::absolute(folder, error).lexically_normal();
     if (error)
@@ -385,16 +383,14 @@ std::vector<fs::path> Node::init(const fs::path &folder, const fs::path &example
     if (fs::exists(fs::symlink_status(target / database_name, error)))
         refuse_second_node(folder);
     NewFile file(target / database_name);
-    std::vector<fs::path> passed_over;
     {
         Database database(file.path().string(), Database::Mode::create, &node_mark);
         Transaction transaction(database);
         run_all(database, node_tables());
-        passed_over = load_example(database, example);
+        fill(database);
         transaction.commit("");
     }
     file.give_name();
-    return passed_over;
 }
 
 Node::Node(const fs::path &folder, Access access) try
@@ -402,8 +398,14 @@ Node::Node(const fs::path &folder, Access access) try
       database_(database_of(folder), access == Access::read ? Database::Mode::read_only : Database::Mode::read_write,
                 &node_mark),
       system_database_(database_) {
+    if (const fs::path live = folder / live_name; type_of(live) == fs::file_type::regular) {
+        database_.attach_to_read(live.string(), live_schema, live_mark);
+        system_database_.read_first_from(live_schema);
+    }
     const ReadTransaction reading(database_);
     check_schema(database_, node_tables());
+    if (database_.has_attached(live_schema))
+        check_schema(database_, node_tables(), live_schema);
 } catch (const ForeignFileError &error) {
     throw NodeError(fmt::format("{}, expected the database of a node", error.what()));
 }

@@ -1,5 +1,5 @@
-// A node: a folder with one database file that holds its native data and its system database. Knows neither the
-// plug-in nor OpenConfig requests.
+// A node: a folder with one database file that holds its native data and its system database, and perhaps a second one
+// with what is measured while it lives. Knows neither the plug-in nor OpenConfig requests.
 #pragma once
 
 #include "log/log.h"
@@ -9,6 +9,7 @@
 #include "sysdb/writer_queue.h"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,6 +35,8 @@ class Node {
     /// files.
     static std::vector<std::filesystem::path> init(const std::filesystem::path &folder,
                                                    const std::filesystem::path &example);
+    /// The same with what `fill` stores in the tables of the new database. Throws what `fill` throws, too.
+    static void init_with(const std::filesystem::path &folder, const std::function<void(Database &)> &fill);
 
     /// Where writers of the node in `folder` queue.
     static std::filesystem::path queue_file(const std::filesystem::path &folder);
@@ -44,13 +47,14 @@ class Node {
         write ///< waits for its turn among the writers, which lasts as long as the node is open; see WriterTurn
     };
 
+    /// Reads the live data too when there are any; see LiveData. A node that gets some later is to be opened anew.
     /// Throws NodeError when the folder holds no node of this program's, DamageError when the node's tables are not as
     /// they should be, WriterQueueError, and SqliteError when the file fails it.
     Node(const std::filesystem::path &folder, Access access);
 
     /// The node's file. It belongs to the node.
     Database &database() noexcept { return database_; }
-    /// The items in that file, on the same connection.
+    /// The node's items, on the same connection.
     SystemDatabase &system_database() noexcept { return system_database_; }
 
   private:

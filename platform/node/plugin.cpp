@@ -66,6 +66,11 @@ std::string Plugin::default_file() {
         fmt::format("no plug-in {} beside the program or in {}, expected --plugin FILE", file, OCAMP_PLUGIN_FOLDER));
 }
 
+std::unique_lock<std::mutex> turn_to_walk() {
+    static std::mutex mutex;
+    return std::unique_lock(mutex);
+}
+
 Plugin::Plugin(const std::string &file) : file_(file) {
     std::error_code error;
     const std::filesystem::file_type type = std::filesystem::status(file, error).type();

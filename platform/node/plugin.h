@@ -6,6 +6,7 @@
 #include "yfw_platform.h"
 
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -45,6 +46,9 @@ class Plugin {
     std::string file_;
     std::unique_ptr<void, Close> library_;
 };
+
+/// The plug-in keeps texts between the calls of one walk: who walks holds this, whichever thread and node it works for.
+std::unique_lock<std::mutex> turn_to_walk();
 
 /// Name of a walker's symbol: `direction`, then module and root in lower case without hyphens and underscores.
 std::string walker_name(std::string_view direction, std::string_view module, std::string_view root);

@@ -66,6 +66,7 @@ void refuse_impossible_entry(const Filter &filter) {
 
 // Runs the walker over one native entry. `report` may be NULL.
 cerrno walk_entry(Walker walker, MappingRun &run, DataTree &tree, NativeWalkReport *report) {
+    const std::unique_lock turn = turn_to_walk();
     const StageMark stage(Stage::to_openconfig);
     std::optional<ProvenanceRecorder> recorder;
     if (report != nullptr)
@@ -87,6 +88,7 @@ void map_to_native(const Plugin &plugin, LogSession &logs, MappingRun &run, Walk
     const yfw_datatree *root = run.request();
     const Walker walker = plugin.to_native(root_module(*root), root->tag);
     run.begin_walk();
+    const std::unique_lock turn = turn_to_walk();
     const cerrno result = walker(run.context(), root, run.output());
     if (result != CERR_SUCCESS)
         throw RequestError(result, run.error_path());

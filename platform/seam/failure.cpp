@@ -10,7 +10,8 @@ namespace ocamp {
 
 namespace {
 
-FailureWatch *current_watch = nullptr;
+// Of the run of this thread: a server of many nodes has a thread for each.
+thread_local constinit FailureWatch *current_watch = nullptr;
 
 } // namespace
 

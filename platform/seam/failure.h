@@ -16,8 +16,8 @@ class PlatformFailure : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Keeps the first failure that is noted while it lives. Watches end in the reverse order of their beginning; only the
-/// innermost keeps.
+/// Keeps the first failure that is noted in its thread while it lives. Watches end in the reverse order of their
+/// beginning; only the innermost keeps.
 class FailureWatch {
   public:
     /// Begins with nothing noted.

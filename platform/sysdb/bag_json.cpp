@@ -2,27 +2,22 @@
 // the form of its names.
 #include "sysdb/bag_json.h"
 
-#include "seam/text.h"
+#include "sysdb/json_text.h"
 #include "sysdb/system_database.h"
 
 #include <arpa/inet.h>
 
 #include <algorithm>
 #include <charconv>
-#include <functional>
 #include <initializer_list>
 #include <optional>
-#include <set>
 #include <utility>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 namespace ocamp {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 struct TypeWord {
     BagType type;
@@ -43,54 +38,6 @@ constexpr int json_nesting_limit = 2 * static_cast<int>(bag_nesting_limit) + 8;
 template <class... Values>
 [[noreturn]] void fail(std::string_view path, fmt::format_string<Values...> format, Values &&...values) {
     throw BagJsonError(fmt::format("{}: {}", path, fmt::format(format, std::forward<Values>(values)...)));
-}
-
-// A value as an error shows it: whole when short.
-std::string shown(const Json &value) {
-    if (value.is_structured())
-        return value.is_array() ? "an array" : "an object";
-    constexpr std::size_t shown_length = 60;
-    const std::string text = value.dump(-1, ' ', true);
-    return text.size() <= shown_length ? text : text.substr(0, shown_length) + "...";
-}
-
-// Refuses what the parser itself would take: a member given twice, and nesting without bound.
-class ParseCheck {
-  public:
-    bool operator()(int depth, Json::parse_event_t event, Json &parsed) {
-        switch (event) {
-        case Json::parse_event_t::object_start:
-            members_.emplace_back();
-            break;
-        case Json::parse_event_t::object_end:
-            members_.pop_back();
-            break;
-        case Json::parse_event_t::key:
-            if (const auto name = parsed.get<std::string>(); !members_.back().insert(name).second)
-                throw BagJsonError(fmt::format("$: the member {} is given twice in one object", shown(parsed)));
-            break;
-        default:
-            break;
-        }
-        if (depth > json_nesting_limit)
-            throw BagJsonError(fmt::format("$: nested deeper than {}", json_nesting_limit));
-        return true;
-    }
-
-  private:
-    std::vector<std::set<std::string>> members_;
-};
-
-Json parse(std::string_view text) {
-    // The parser takes one for the end of the text.
-    if (text.find('\0') != std::string_view::npos)
-        throw BagJsonError("$: holds a zero byte, expected text");
-    ParseCheck check;
-    try {
-        return Json::parse(text, std::ref(check));
-    } catch (const Json::exception &error) {
-        throw BagJsonError(fmt::format("$: not JSON: {}", without_error_number(error.what())));
-    }
 }
 
 void check_members(const Json &object, const std::string &path, std::initializer_list<std::string_view> known) {
@@ -309,11 +256,11 @@ Json record_to_json(const BagRecord &record) {
 } // namespace
 
 BagRecord bag_from_json(std::string_view text) {
-    return record_from_json(parse(text), "$");
+    return record_from_json(parse_json(text, json_nesting_limit), "$");
 }
 
 std::vector<SysdbItem> sysdb_items_from_json(std::string_view text) {
-    const Json array = parse(text);
+    const Json array = parse_json(text, json_nesting_limit);
     if (!array.is_array())
         fail("$", "expected an array of items, found {}", shown(array));
     std::vector<SysdbItem> items;

@@ -1,8 +1,8 @@
 // Bag records and system-database items as JSON, for people and for example files. Knows nothing of the database.
 #pragma once
 
-#include "seam/input_error.h"
 #include "sysdb/bag_record.h"
+#include "sysdb/json_error.h"
 
 #include <string>
 #include <string_view>
@@ -12,10 +12,7 @@ namespace ocamp {
 
 /// JSON that is not a record or an item file. The text gives the place, as in $[0].bag.tokens[2].value, what was
 /// expected there and what was found.
-class BagJsonError : public InputError {
-  public:
-    using InputError::InputError;
-};
+using BagJsonError = JsonError;
 
 /// One item with its place and its record.
 struct SysdbItem {

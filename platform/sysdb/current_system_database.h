@@ -8,8 +8,8 @@
 namespace ocamp {
 
 /// Makes `database`, which must outlive the guard, the one that the C calls of the seam and the availability probe use
-/// while the guard lives; afterwards the one before it, or none, is again. Bindings and listings that were opened under
-/// the guard and not closed end with it. Guards end in the reverse order of their beginning.
+/// in this thread while the guard lives; afterwards the one before it, or none, is again. Bindings and listings that
+/// were opened under the guard and not closed end with it. Guards end in the reverse order of their beginning.
 class CurrentSystemDatabase {
   public:
     /// `database` outlives the guard.
@@ -20,7 +20,7 @@ class CurrentSystemDatabase {
 
     /// The one that the guard was made with.
     SystemDatabase &database() const noexcept { return database_; }
-    /// NULL when no guard lives.
+    /// That of this thread; NULL when none lives.
     static CurrentSystemDatabase *current() noexcept;
 
   private:

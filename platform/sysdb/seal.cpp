@@ -32,21 +32,21 @@ void run_all(Database &database, std::span<const std::string> statements) {
         database.exec(statement);
 }
 
-void check_schema(Database &database, std::span<const std::string> statements) {
+void check_schema(Database &database, std::span<const std::string> statements, std::string_view schema) {
     const StageMark stage(Stage::database);
-    Statement query = database.prepare("SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL ORDER BY rowid");
+    const std::string &file = database.file_of(schema);
+    Statement query = database.prepare(fmt::format(
+        "SELECT sql FROM {}sqlite_schema WHERE sql IS NOT NULL ORDER BY rowid", Database::table_prefix(schema)));
     for (const std::string &statement : statements) {
         if (!statement.starts_with("CREATE "))
             continue;
         if (!query.step())
-            throw DamageError(fmt::format("{}: a table is missing, expected {}", database.file(), statement));
+            throw DamageError(fmt::format("{}: a table is missing, expected {}", file, statement));
         if (query.text(0) != statement)
-            throw DamageError(
-                fmt::format("{}: damaged: found {}, expected {}", database.file(), query.text(0), statement));
+            throw DamageError(fmt::format("{}: damaged: found {}, expected {}", file, query.text(0), statement));
     }
     if (query.step())
-        throw DamageError(
-            fmt::format("{}: damaged: found {}, expected no more tables", database.file(), query.text(0)));
+        throw DamageError(fmt::format("{}: damaged: found {}, expected no more tables", file, query.text(0)));
 }
 
 std::int64_t row_checksum(std::initializer_list<std::string_view> texts) noexcept {
@@ -59,16 +59,19 @@ std::int64_t row_checksum(std::initializer_list<std::string_view> texts) noexcep
     return sum;
 }
 
-void check_seal(Database &database, const std::string &table, std::int64_t count, std::int64_t sum) {
-    Statement query = database.prepare("SELECT row_count, checksum_sum FROM seal WHERE name = ?1");
+void check_seal(Database &database, const std::string &table, std::int64_t count, std::int64_t sum,
+                std::string_view schema) {
+    const std::string &file = database.file_of(schema);
+    Statement query = database.prepare(
+        fmt::format("SELECT row_count, checksum_sum FROM {}seal WHERE name = ?1", Database::table_prefix(schema)));
     if (!query.bind(1, table).step())
-        throw DamageError(fmt::format("{}: damaged: table {} has lost its seal", database.file(), table));
+        throw DamageError(fmt::format("{}: damaged: table {} has lost its seal", file, table));
     if (query.number(0) != count)
-        throw DamageError(fmt::format("{}: damaged: table {} holds {} rows, expected {}", database.file(), table, count,
-                                      query.number(0)));
+        throw DamageError(
+            fmt::format("{}: damaged: table {} holds {} rows, expected {}", file, table, count, query.number(0)));
     if (query.number(1) != sum)
-        throw DamageError(fmt::format("{}: damaged: table {} has checksums that sum up to {}, expected {}",
-                                      database.file(), table, sum, query.number(1)));
+        throw DamageError(fmt::format("{}: damaged: table {} has checksums that sum up to {}, expected {}", file, table,
+                                      sum, query.number(1)));
 }
 
 } // namespace ocamp

@@ -28,13 +28,16 @@ std::vector<std::string> sealed_table_sql(const std::string &table, const std::s
 
 /// Runs the statements one after the other. Throws SqliteError.
 void run_all(Database &database, std::span<const std::string> statements);
-/// Throws DamageError unless the file's tables and triggers are those that the statements make.
-void check_schema(Database &database, std::span<const std::string> statements);
+/// Throws DamageError unless the file's tables and triggers are those that the statements make. `schema`: the file, as
+/// tables of the connection are named.
+void check_schema(Database &database, std::span<const std::string> statements,
+                  std::string_view schema = Database::own_schema);
 
 /// Checksum of a row: of its texts, each with a NUL behind it.
 std::int64_t row_checksum(std::initializer_list<std::string_view> texts) noexcept;
 
 /// Throws DamageError unless the rows of the table, as they were counted and summed up, are those of its seal.
-void check_seal(Database &database, const std::string &table, std::int64_t count, std::int64_t sum);
+void check_seal(Database &database, const std::string &table, std::int64_t count, std::int64_t sum,
+                std::string_view schema = Database::own_schema);
 
 } // namespace ocamp

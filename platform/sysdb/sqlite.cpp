@@ -37,8 +37,9 @@ std::uint32_t big_endian(const std::uint8_t *bytes) noexcept {
 // What a statement does, in words for people.
 std::string_view action_of(std::string_view sql) noexcept {
     constexpr std::pair<std::string_view, std::string_view> actions[] = {
-        {"SELECT", "read"},  {"INSERT", "write"}, {"UPDATE", "write"},         {"DELETE", "write"},
-        {"COMMIT", "write"}, {"PRAGMA", "open"},  {"BEGIN;", "begin to read"}, {"BEGIN", "begin to write"},
+        {"SELECT", "read"},          {"INSERT", "write"},         {"UPDATE", "write"},
+        {"DELETE", "write"},         {"COMMIT", "write"},         {"PRAGMA", "open"},
+        {"BEGIN;", "begin to read"}, {"BEGIN", "begin to write"}, {"ATTACH", "open"},
     };
     for (const auto &[word, action] : actions) {
         if (sql.starts_with(word))
@@ -88,12 +89,32 @@ std::string reason_of(sqlite3 *connection, int code, const std::string &file) {
     throw SqliteError(fmt::format("{}: {}: {}", file, action, reason_of(connection, code, file)), code);
 }
 
+// A file's name as a URI that is opened for reading only.
+std::string read_only_uri(std::string_view file) {
+    std::string uri = "file:";
+    for (const char c : file) {
+        const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                           std::string_view("/._-").find(c) != std::string_view::npos;
+        uri += plain ? std::string(1, c) : fmt::format("%{:02x}", static_cast<unsigned char>(c));
+    }
+    return uri + "?mode=ro";
+}
+
+// SQLite takes a name that begins so for a URI.
+std::string plain_name(const std::string &file) {
+    return file.starts_with("file:") ? "./" + file : file;
+}
+
 std::string file_of(sqlite3 *connection) {
     const char *file = sqlite3_db_filename(connection, "main");
     return file != nullptr && *file != '\0' ? file : "(database in memory)";
 }
 
 } // namespace
+
+bool SqliteError::is_damage() const noexcept {
+    return (code_ & primary_code) == SQLITE_CORRUPT || (code_ & primary_code) == SQLITE_NOTADB;
+}
 
 void Statement::Finalize::operator()(sqlite3_stmt *statement) const noexcept {
     sqlite3_finalize(statement);
@@ -176,7 +197,9 @@ Database::Database(const std::string &file, Mode mode, const FileMark *mark) : f
     if (mode == Mode::create)
         flags |= SQLITE_OPEN_CREATE;
     sqlite3 *connection = nullptr;
-    const int code = sqlite3_open_v2(file.c_str(), &connection, flags | SQLITE_OPEN_EXRESCODE, nullptr);
+    // URIs are for files that are attached: they say that those are not written.
+    const int code = sqlite3_open_v2(plain_name(file).c_str(), &connection,
+                                     flags | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI, nullptr);
     connection_.reset(connection); // a failed open gives a connection too
     if (code != SQLITE_OK)
         fail(connection, code, file_, "open");
@@ -215,9 +238,19 @@ void Database::check_mark(const FileMark &mark) {
                                            file_, header[write_format_at], header[read_format_at]));
 }
 
-void Database::undo_killed_writer() const {
+void Database::attach_to_read(const std::string &file, const std::string &schema, const FileMark &mark) {
+    { const Database look(file, Mode::read_only, &mark); }
+    prepare("ATTACH ?1 AS " + schema).bind(1, read_only_uri(file)).step();
+    attached_file_ = file;
+    attached_schema_ = schema;
+    begin_reading();
+}
+
+void Database::undo_killed_writers() const {
     try {
         const Database undo(file_, Mode::read_write);
+        if (!attached_file_.empty())
+            const Database undo_attached(attached_file_, Mode::read_write);
     } catch (const SqliteError &error) {
         throw SqliteError(fmt::format("{}, expected somebody who may write: a writer was killed, and what it left half "
                                       "done must be undone first",
@@ -226,17 +259,22 @@ void Database::undo_killed_writer() const {
     }
 }
 
+void Database::look_into_files() {
+    exec("SELECT count(*) FROM sqlite_schema;");
+    if (!attached_schema_.empty())
+        exec(fmt::format("SELECT count(*) FROM {}.sqlite_schema;", attached_schema_));
+}
+
 // Locks the database for reading, within a transaction to its end.
 void Database::begin_reading() {
-    constexpr const char *first_read = "SELECT count(*) FROM sqlite_schema;";
     try {
-        exec(first_read);
+        look_into_files();
     } catch (const SqliteError &error) {
         if (error.code() != SQLITE_READONLY_ROLLBACK)
             throw;
         // A writer was killed in the middle of a commit: only who may write can undo what it left.
-        undo_killed_writer();
-        exec(first_read);
+        undo_killed_writers();
+        look_into_files();
     }
 }
 
@@ -247,9 +285,12 @@ void Database::exec(const std::string &sql) {
 }
 
 Database::State Database::state() {
-    std::uint32_t version = 0;
-    sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_DATA_VERSION, &version);
-    return {version, sqlite3_total_changes64(connection_.get())};
+    State state{0, 0, sqlite3_total_changes64(connection_.get())};
+    sqlite3_file_control(connection_.get(), "main", SQLITE_FCNTL_DATA_VERSION, &state.version);
+    if (!attached_schema_.empty())
+        sqlite3_file_control(connection_.get(), attached_schema_.c_str(), SQLITE_FCNTL_DATA_VERSION,
+                             &state.attached_version);
+    return state;
 }
 
 ReadTransaction::ReadTransaction(Database &database) : database_(database) {

@@ -23,6 +23,8 @@ class SqliteError : public std::runtime_error {
     /// `code`: SQLite's extended result code.
     SqliteError(const std::string &text, int code) : std::runtime_error(text), code_(code) {}
     int code() const noexcept { return code_; } ///< SQLite's extended result code
+    /// Whether the file is no database, or a damaged one.
+    bool is_damage() const noexcept;
 
   private:
     int code_;
@@ -95,11 +97,26 @@ class Database {
         create ///< read_write of a file that may not be there yet
     };
     /// Changes whenever the content may have changed.
-    using State = std::pair<std::uint32_t, std::int64_t>;
+    struct State {
+        std::uint32_t version, attached_version; ///< of the files, whoever writes them
+        std::int64_t changes;                    ///< made by this connection
+        bool operator==(const State &) const = default;
+    };
+    static constexpr std::string_view own_schema = "main";
+    /// What stands before the names of that schema's tables in statements.
+    static std::string table_prefix(std::string_view schema) {
+        return schema == own_schema ? std::string() : std::string(schema) + ".";
+    }
 
     /// With a mark the file is looked at before SQLite works with it; throws ForeignFileError then. A created file gets
     /// the mark.
     Database(const std::string &file, Mode mode, const FileMark *mark = nullptr);
+
+    /// Lets this connection read a second file as well, whose tables are named `schema`.TABLE. A read transaction sees
+    /// one state of both; a write transaction writes this one only, and other clients may begin to write that one
+    /// meanwhile. Once at most, outside of transactions. `schema` is a name that SQL takes unquoted. Throws
+    /// SqliteError, ForeignFileError.
+    void attach_to_read(const std::string &file, const std::string &schema, const FileMark &mark);
 
     /// Runs statements that give no rows. Throws SqliteError.
     void exec(const std::string &sql);
@@ -109,6 +126,12 @@ class Database {
     State state();
     /// As it was given.
     const std::string &file() const noexcept { return file_; }
+    /// Whether a second file is read under that name.
+    bool has_attached(std::string_view schema) const noexcept { return schema == attached_schema_; }
+    /// The same of the file whose tables carry that name.
+    const std::string &file_of(std::string_view schema) const noexcept {
+        return schema == attached_schema_ ? attached_file_ : file_;
+    }
     /// Belongs to this object.
     sqlite3 *connection() noexcept { return connection_.get(); }
 
@@ -116,12 +139,14 @@ class Database {
     friend class ReadTransaction;
     void check_mark(const FileMark &mark);
     void begin_reading();
-    void undo_killed_writer() const;
+    void look_into_files();
+    void undo_killed_writers() const;
 
     struct Close {
         void operator()(sqlite3 *connection) const noexcept;
     };
     std::string file_;
+    std::string attached_file_, attached_schema_; // empty: none
     std::unique_ptr<sqlite3, Close> connection_;
 };
 

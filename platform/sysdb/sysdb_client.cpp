@@ -36,7 +36,8 @@ struct Listing {
     std::size_t next = 0;
 };
 
-CurrentSystemDatabase *current_guard = nullptr;
+// Of the run of this thread: a server of many nodes has a thread for each.
+thread_local constinit CurrentSystemDatabase *current_guard = nullptr;
 
 ocamp::HandleTable<Binding> &open_bindings() {
     static ocamp::HandleTable<Binding> bindings;

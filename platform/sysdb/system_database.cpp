@@ -4,6 +4,9 @@
 #include "seam/failure.h"
 #include "seam/text.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include <fmt/format.h>
 
 namespace ocamp {
@@ -31,6 +34,13 @@ void check_name(const char *what, std::string_view name) {
         refuse_name(what, name, "UTF-8 without NUL");
 }
 
+// What stands in either, once and in byte order.
+std::vector<std::string> merged(const std::vector<std::string> &one, const std::vector<std::string> &other) {
+    std::vector<std::string> all;
+    std::set_union(one.begin(), one.end(), other.begin(), other.end(), std::back_inserter(all));
+    return all;
+}
+
 } // namespace
 
 void check_bind_point(std::string_view bind_point) {
@@ -55,8 +65,18 @@ std::vector<std::string> item_table_sql() {
 
 Statement &SystemDatabase::statement(std::optional<Statement> &kept, std::string_view sql) {
     if (!kept)
-        kept = database_.prepare(sql);
+        kept = database_.prepare(fmt::format(fmt::runtime(sql), Database::table_prefix(schema_)));
     return *kept;
+}
+
+void SystemDatabase::read_first_from(std::string_view schema) {
+    first_ = std::make_unique<SystemDatabase>(database_, schema);
+}
+
+void SystemDatabase::refuse_hidden(std::string_view bind_point, std::string_view item) {
+    if (first_ != nullptr && first_->get(bind_point, item))
+        throw SysdbNameError(fmt::format("record {}{} is written by what measures the node, into {}; expected another",
+                                         bind_point, item, first_->file()));
 }
 
 // A damaged name would make its item, or the items behind it, look absent.
@@ -64,7 +84,8 @@ void SystemDatabase::check_names() {
     const Database::State now = database_.state();
     if (checked_ == now)
         return;
-    Statement &query = statement(names_, "SELECT bind_point, item, checksum FROM sysdb_item ORDER BY bind_point, item");
+    Statement &query =
+        statement(names_, "SELECT bind_point, item, checksum FROM {}sysdb_item ORDER BY bind_point, item");
     const StatementUse use(query);
     std::pair<std::string, std::string> before;
     std::int64_t count = 0, sum = 0;
@@ -77,14 +98,19 @@ void SystemDatabase::check_names() {
         sum += query.number(2);
         before = std::move(name);
     }
-    check_seal(database_, table_name, count, sum);
+    check_seal(database_, table_name, count, sum, schema_);
     checked_ = now;
 }
 
 std::optional<std::vector<std::uint8_t>> SystemDatabase::get(std::string_view bind_point, std::string_view item) {
     check_bind_point(bind_point);
     check_item_name(item);
-    Statement &query = statement(get_, "SELECT bag, bag_checksum FROM sysdb_item WHERE bind_point = ?1 AND item = ?2");
+    if (first_ != nullptr) {
+        if (auto bag = first_->get(bind_point, item))
+            return bag;
+    }
+    Statement &query =
+        statement(get_, "SELECT bag, bag_checksum FROM {}sysdb_item WHERE bind_point = ?1 AND item = ?2");
     const StatementUse use(query);
     if (!query.bind(1, bind_point).bind(2, item).step()) {
         check_names();
@@ -100,7 +126,8 @@ std::optional<std::vector<std::uint8_t>> SystemDatabase::get(std::string_view bi
 void SystemDatabase::put(std::string_view bind_point, std::string_view item, std::span<const std::uint8_t> bag) {
     check_bind_point(bind_point);
     check_item_name(item);
-    Statement &change = statement(put_, "INSERT INTO sysdb_item(bind_point, item, bag, bag_checksum, checksum) "
+    refuse_hidden(bind_point, item);
+    Statement &change = statement(put_, "INSERT INTO {}sysdb_item(bind_point, item, bag, bag_checksum, checksum) "
                                         "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(bind_point, item) DO UPDATE SET "
                                         "bag = excluded.bag, bag_checksum = excluded.bag_checksum, "
                                         "checksum = excluded.checksum");
@@ -112,7 +139,8 @@ void SystemDatabase::put(std::string_view bind_point, std::string_view item, std
 bool SystemDatabase::remove(std::string_view bind_point, std::string_view item) {
     check_bind_point(bind_point);
     check_item_name(item);
-    Statement &change = statement(remove_, "DELETE FROM sysdb_item WHERE bind_point = ?1 AND item = ?2 RETURNING 1");
+    refuse_hidden(bind_point, item);
+    Statement &change = statement(remove_, "DELETE FROM {}sysdb_item WHERE bind_point = ?1 AND item = ?2 RETURNING 1");
     const StatementUse use(change);
     const bool removed = change.bind(1, bind_point).bind(2, item).step();
     // The deletion is done when the statement has run to its end.
@@ -132,7 +160,7 @@ std::vector<std::string> SystemDatabase::list(std::string_view bind_point, std::
         check_item_name(folder.substr(0, folder.size() - 1));
         above.assign(folder).back() = '0';
     }
-    Statement &query = statement(list_, "SELECT item FROM sysdb_item WHERE bind_point = ?1 AND item > ?2 "
+    Statement &query = statement(list_, "SELECT item FROM {}sysdb_item WHERE bind_point = ?1 AND item > ?2 "
                                         "AND (?3 = '' OR item < ?3) ORDER BY item");
     const StatementUse use(query);
     query.bind(1, bind_point).bind(2, folder).bind(3, above);
@@ -146,7 +174,7 @@ std::vector<std::string> SystemDatabase::list(std::string_view bind_point, std::
             names.emplace_back(name);
     }
     check_names();
-    return names;
+    return first_ != nullptr ? merged(names, first_->list(bind_point, folder)) : names;
 }
 
 std::vector<std::string> SystemDatabase::items(std::string_view bind_point, const std::string &folder) {
@@ -163,20 +191,21 @@ std::vector<std::string> SystemDatabase::items(std::string_view bind_point, cons
 }
 
 std::vector<std::string> SystemDatabase::bind_points() {
-    Statement query = database_.prepare("SELECT DISTINCT bind_point FROM sysdb_item ORDER BY bind_point");
+    Statement query = database_.prepare(fmt::format("SELECT DISTINCT bind_point FROM {}sysdb_item ORDER BY bind_point",
+                                                    Database::table_prefix(schema_)));
     std::vector<std::string> names;
     while (query.step())
         names.emplace_back(query.text(0));
     check_names();
-    return names;
+    return first_ != nullptr ? merged(names, first_->bind_points()) : names;
 }
 
 bool SystemDatabase::readable() noexcept {
     try {
-        Statement &query = statement(probe_, "SELECT bag FROM sysdb_item LIMIT 1");
+        Statement &query = statement(probe_, "SELECT bag FROM {}sysdb_item LIMIT 1");
         const StatementUse use(query);
         query.step();
-        return true;
+        return first_ == nullptr || first_->readable();
     } catch (const std::exception &error) {
         note_failure(error.what());
         return false;

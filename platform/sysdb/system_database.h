@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -38,10 +39,16 @@ std::vector<std::string> item_table_sql();
 class SystemDatabase {
   public:
     /// Shares a connection, which must outlive this object. Writes are then part of the connection's transaction.
-    explicit SystemDatabase(Database &shared) : database_(shared) {}
+    /// `schema`: whose table of items it is, as tables of the connection are named.
+    explicit SystemDatabase(Database &shared, std::string_view schema = Database::own_schema)
+        : database_(shared), schema_(schema) {}
+
+    /// Reads items of another file of the connection as well, which hide those of the same name here. They cannot be
+    /// written: put and remove throw SysdbNameError for them.
+    void read_first_from(std::string_view schema);
 
     /// The database's file, for messages.
-    const std::string &file() const noexcept { return database_.file(); }
+    const std::string &file() const noexcept { return database_.file_of(schema_); }
 
     /// Nothing when there truly is no such item: before that is said, the names of all items are checked. The bytes are
     /// those that were put under this name.
@@ -64,10 +71,14 @@ class SystemDatabase {
     bool readable() noexcept;
 
   private:
+    // `sql` has {} before the name of the table.
     Statement &statement(std::optional<Statement> &kept, std::string_view sql);
     void check_names();
+    void refuse_hidden(std::string_view bind_point, std::string_view item);
 
     Database &database_;
+    std::string schema_;
+    std::unique_ptr<SystemDatabase> first_; ///< whose items hide those here
     std::optional<Statement> get_, put_, remove_, list_, names_, probe_;
     std::optional<Database::State> checked_; ///< when the names were last found whole
 };

@@ -23,9 +23,10 @@ constexpr std::array<const char *, 7> netconf_features{
     "writable-running", "candidate", "confirmed-commit", "rollback-on-error", "validate", "xpath", nullptr};
 
 // In an order in which each finds what it imports.
-constexpr std::array<std::string_view, 8> protocol_modules{
+constexpr std::array<std::string_view, 9> protocol_modules{
     "ietf-netconf",     "ietf-netconf-monitoring", "ietf-netconf-with-defaults", "notifications",
-    "nc-notifications", "ietf-datastores",         "ietf-netconf-notifications", "ietf-yang-library"};
+    "nc-notifications", "ietf-datastores",         "ietf-netconf-notifications", "ietf-yang-library",
+    "oc-amplifier-line"};
 // Whose types these use; libyang has them itself.
 constexpr std::array<std::string_view, 2> type_modules{"ietf-inet-types", "ietf-yang-types"};
 

@@ -108,6 +108,10 @@ std::string_view word_of(server::ConfirmedCommitEvent::Kind kind) {
     return {};
 }
 
+std::string event_of(const server::PlantEvent &event) {
+    return fmt::format("<line-event><second>{}</second>{}</line-event>", event.second, element("event", event.words));
+}
+
 std::string event_of(const server::ConfirmedCommitEvent &event) {
     using Kind = server::ConfirmedCommitEvent::Kind;
     std::string text = "<netconf-confirmed-commit>";
@@ -125,7 +129,8 @@ std::optional<std::string> notification_of(const server::Event &event, const ser
     std::string content = std::visit([](const auto &what) { return event_of(what); }, event.what);
     if (content.empty())
         return std::nullopt;
-    const std::string_view ns = module_named("ietf-netconf-notifications")->ns;
+    const bool of_line = std::holds_alternative<server::PlantEvent>(event.what);
+    const std::string_view ns = module_named(of_line ? "oc-amplifier-line" : "ietf-netconf-notifications")->ns;
     content.insert(content.find('>'), fmt::format(" xmlns=\"{}\"", ns));
     if (!std::holds_alternative<server::WholeTree>(filter)) {
         YangTree tree = YangTree::parse_notification(*protocol_schema().context(), content);

@@ -1,4 +1,4 @@
-// Events as RFC 5277 and RFC 6470 tell them. Knows no session but those that events are about.
+// Events as RFC 5277 and RFC 6470 tell them, and those of a line. Knows no session but those that events are about.
 #pragma once
 
 #include "server/changes.h"

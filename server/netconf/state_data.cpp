@@ -136,7 +136,8 @@ std::string modules_state() {
 
 std::string streams() {
     return fmt::format("<netconf xmlns=\"{}\"><streams><stream><name>NETCONF</name><description>Sessions, changes of "
-                       "the configuration, and confirmed commits</description><replaySupport>false</replaySupport>"
+                       "the configuration, confirmed commits, and what happens to a simulated "
+                       "line</description><replaySupport>false</replaySupport>"
                        "</stream></streams></netconf>",
                        module_named("nc-notifications")->ns);
 }

@@ -88,12 +88,12 @@ class Client:
     def set(self, **more):
         return self.call("Set", pb.SetRequest(**more), pb.SetResponse)
 
-    def subscribe(self, requests):
+    def subscribe(self, requests, timeout=LONGEST):
         rpc = self.channel.stream_stream(
             "/gnmi.gNMI/Subscribe", request_serializer=pb.SubscribeRequest.SerializeToString,
             response_deserializer=pb.SubscribeResponse.FromString,
         )
-        return rpc(iter(requests), metadata=self.metadata, timeout=LONGEST)
+        return rpc(iter(requests), metadata=self.metadata, timeout=timeout)
 
 
 def update(where, **value):

@@ -18,6 +18,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -652,6 +653,10 @@ TEST(FailureWatch, KeepsTheFirstFailureAndOutweighsWhatFollows) {
     EXPECT_EQ(failure_of([] { note_failure(std::string(5000, 'x')); }), std::string(1024, 'x'));
 }
 
+TEST(FailureWatch, BelongsToItsThread) {
+    EXPECT_EQ(failure_of([] { std::thread([] { ocamp::note_failure("elsewhere"); }).join(); }), "");
+}
+
 TEST(FailureWatch, SeesWhatIsThrownUnderTheCalls) {
     EXPECT_EQ(failure_of([] {
                   EXPECT_EQ(ocamp::guarded("f", []() -> cerrno { throw std::bad_alloc(); }), ocamp::rc_out_of_memory);
@@ -767,6 +772,23 @@ TEST_F(SysdbSeam, ABindingBelongsToTheDatabaseItWasOpenedOn) {
     guard_.emplace(*database_);
     // Closed with the guard it was opened under, although the database is the same one.
     EXPECT_EQ(_sysdb_unbind(outer), ocamp::rc_bad_handle);
+}
+
+// A server of many nodes runs mappings of several at a time.
+TEST_F(SysdbSeam, EachThreadHasADatabaseOfItsOwn) {
+    std::thread([&] {
+        void *handle = nullptr;
+        EXPECT_EQ(_sysdb_bind(&handle, ots_bind_point, 0), SYSDB_RC_UNAVAILABLE);
+        SystemDatabase other((folder() / "other.db").string(), Database::Mode::create);
+        const CurrentSystemDatabase guard(other);
+        handle = bound();
+        EXPECT_EQ(fetch(handle, "summary"), ocamp::rc_not_found);
+        EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
+    }).join();
+    void *handle = bound();
+    std::thread([&] { EXPECT_EQ(fetch(handle, "summary"), ocamp::rc_bad_handle); }).join();
+    EXPECT_EQ(fetch(handle, "summary"), CERR_SUCCESS);
+    EXPECT_EQ(_sysdb_unbind(handle), CERR_SUCCESS);
 }
 
 TEST_F(SysdbSeam, ADatabaseThatFailsIsACodeAndALine) {

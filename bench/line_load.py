@@ -1,0 +1,147 @@
+#!/usr/bin/env python3
+"""What a running line takes: processor time and memory of 'ocamp line run' at speed 1, by the number of nodes. With
+--streams, one gNMI stream a node samples six output powers each second, and their updates are timed.
+
+    bench/line_load.py [--ocamp build/bin/ocamp] [--seconds 60] [--streams] [NODES...]
+"""
+import argparse
+import math
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+here = pathlib.Path(__file__).resolve().parent
+arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+arguments.add_argument("--ocamp", default=here.parent / "build" / "bin" / "ocamp", type=pathlib.Path)
+arguments.add_argument("--seconds", default=60, type=int, help="of line time, at speed 1")
+arguments.add_argument("--streams", action="store_true", help="a gNMI stream a node; wants a server with gNMI")
+arguments.add_argument("nodes", nargs="*", type=int, default=[1, 10, 100, 300])
+options = arguments.parse_args()
+
+TICKS = os.sysconf("SC_CLK_TCK")
+OUTPUT = "/optical-amplifier/amplifiers/amplifier[name=*]/state/output-power-c-band/instant"
+
+
+def make_line(folder, nodes):
+    line = f"{folder}/line"
+    description = subprocess.run([sys.executable, here.parent / "scripts" / "make_line.py", str(nodes)],
+                                 capture_output=True, check=True).stdout
+    subprocess.run([options.ocamp, "line", "init", line, "--from", "-"], input=description, check=True,
+                   stdout=subprocess.DEVNULL)
+    return line
+
+
+def measure(nodes):
+    with tempfile.TemporaryDirectory() as folder:
+        line = make_line(folder, nodes)
+        begin = time.monotonic()
+        process = subprocess.Popen([options.ocamp, "line", "run", line, "--until", str(options.seconds)],
+                                   stdout=subprocess.DEVNULL)
+        _, status, usage = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        assert process.returncode == 0, process.returncode
+        elapsed = time.monotonic() - begin
+        used = usage.ru_utime + usage.ru_stime
+        return used / options.seconds, usage.ru_maxrss / 1024, elapsed
+
+
+def processor_time(process):
+    """Seconds so far."""
+    fields = pathlib.Path(f"/proc/{process.pid}/stat").read_text().rpartition(")")[2].split()
+    return (int(fields[11]) + int(fields[12])) / TICKS
+
+
+def memory(process):
+    """Resident, in MB."""
+    status = pathlib.Path(f"/proc/{process.pid}/status").read_text()
+    return next(int(text.split()[1]) / 1024 for text in status.splitlines() if text.startswith("VmRSS"))
+
+
+def served(line):
+    """A running line and the ports of its nodes."""
+    subprocess.run([options.ocamp, "user", "add", "--node", line, "ada"], input=b"correct horse\n", check=True,
+                   stdout=subprocess.DEVNULL)
+    process = subprocess.Popen([options.ocamp, "line", "run", line, "--gnmi-base", "0", "--insecure"],
+                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+    ports = []
+    for text in process.stdout:
+        if "gnmi=" not in text:
+            break
+        ports.append(int(text.rsplit(":", 1)[1]))
+    return process, ports
+
+
+def sample(gnmi, port, arrivals, ended):
+    """Keeps when each update of a stream came, of the second amplifier alone: once a sample."""
+    client = gnmi.Client(port, user="ada")
+    request = gnmi.subscription(OUTPUT, mode=gnmi.pb.SubscriptionList.STREAM, sample_interval=10**9)
+    request.subscribe.subscription[0].mode = gnmi.pb.SAMPLE
+    stream = client.subscribe([request], timeout=None)
+    try:
+        for response in stream:
+            if "0/1-AMP-PRE" in str(response.update.prefix):
+                arrivals.append(time.monotonic())
+            if ended.is_set():
+                return
+    finally:
+        client.close()
+
+
+def lateness(arrivals):
+    """Of each update, after the grid of seconds that none of its stream was earlier than."""
+    offsets = [arrival - arrivals[0] - math.floor(arrival - arrivals[0] + 0.25) for arrival in arrivals]
+    return [offset - min(offsets) for offset in offsets]
+
+
+def measure_streams(gnmi, nodes):
+    with tempfile.TemporaryDirectory() as folder:
+        process, ports = served(make_line(folder, nodes))
+        ended = threading.Event()
+        streams = [[] for _ in ports]
+        threads = [threading.Thread(target=sample, args=(gnmi, port, arrivals, ended))
+                   for port, arrivals in zip(ports, streams)]
+        for thread in threads:
+            thread.start()
+        while not all(streams):
+            time.sleep(0.1)
+        time.sleep(5)
+        first = [len(arrivals) for arrivals in streams]
+        begin, used = time.monotonic(), processor_time(process)
+        time.sleep(options.seconds)
+        elapsed, used, resident = time.monotonic() - begin, processor_time(process) - used, memory(process)
+        ended.set()
+        for thread in threads:
+            thread.join()
+        process.terminate()
+        process.wait()
+        late = sorted(late for arrivals, skipped in zip(streams, first) for late in lateness(arrivals[skipped:]))
+        return used / elapsed, resident, len(late) / elapsed, late
+
+
+def of(sorted_values, share):
+    return sorted_values[min(len(sorted_values) - 1, int(len(sorted_values) * share))]
+
+
+if not options.streams:
+    print("| nodes | amplifiers | processor time a second | of one core | memory | a run of "
+          f"{options.seconds} s took |")
+    print("|---|---|---|---|---|---|")
+    for nodes in options.nodes:
+        used, resident, elapsed = measure(nodes)
+        print(f"| {nodes} | {6 * nodes} | {1000 * used:.1f} ms | {100 * used:.1f} % | {resident:.0f} MB | "
+              f"{elapsed:.1f} s |", flush=True)
+else:
+    os.environ.setdefault("OCAMP", str(options.ocamp))
+    os.environ.setdefault("PROTO", str(here.parent / "proto"))
+    sys.path.insert(0, str(here.parent / "tests" / "gnmi"))
+    import gnmi_client
+    print("| nodes and streams | of one core | memory | updates a second and stream | late: median | 99 % | most |")
+    print("|---|---|---|---|---|---|---|")
+    for nodes in options.nodes:
+        used, resident, updates, late = measure_streams(gnmi_client, nodes)
+        print(f"| {nodes} | {100 * used:.1f} % | {resident:.0f} MB | {updates / nodes:.2f} | "
+              f"{1000 * of(late, 0.5):.0f} ms | {1000 * of(late, 0.99):.0f} ms | {1000 * late[-1]:.0f} ms |", flush=True)

@@ -1,0 +1,228 @@
+// How the folder of a line is made and kept.
+#include "line/folder.h"
+
+#include "line/node_data.h"
+#include "node/live_data.h"
+#include "node/node.h"
+#include "yang/models.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view description_name = "line.json", database_name = "line.db", nodes_name = "nodes",
+                           lock_name = "line.lock";
+constexpr FileMark line_mark{0x4f434c4e, 1}; // "OCLN"
+constexpr const char *settings = "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = OFF;";
+constexpr const char *tables = "CREATE TABLE state(name TEXT PRIMARY KEY, text TEXT NOT NULL) STRICT, WITHOUT ROWID;"
+                               "CREATE TABLE event(id INTEGER PRIMARY KEY AUTOINCREMENT, at INTEGER, "
+                               "words TEXT NOT NULL) STRICT;";
+
+// A folder that is being made, beside the one that it becomes, and gone again unless it does.
+class UnfinishedFolder {
+  public:
+    explicit UnfinishedFolder(const fs::path &final_name)
+        : final_name_(final_name), path_(final_name.string() + fmt::format(".new-{}", getpid())) {
+        fs::create_directory(path_);
+    }
+    ~UnfinishedFolder() {
+        std::error_code ignored;
+        fs::remove_all(path_, ignored);
+    }
+    UnfinishedFolder(const UnfinishedFolder &) = delete;
+    UnfinishedFolder &operator=(const UnfinishedFolder &) = delete;
+
+    const fs::path &path() const noexcept { return path_; }
+    // Takes the place of an empty folder; a full one is refused.
+    void finish() { fs::rename(path_, final_name_); }
+
+  private:
+    fs::path final_name_, path_;
+};
+
+void write_text(const fs::path &file, std::string_view text) {
+    std::ofstream stream(file, std::ios::binary);
+    stream << text << std::flush;
+    if (!stream)
+        throw std::system_error(errno, std::generic_category(), file.string() + ": cannot be written");
+}
+
+void make_node(const fs::path &folder, const LineDescription &line, std::size_t node) {
+    Node::init_with(node_folder(folder, line.nodes[node]), [&](Database &database) {
+        store_running(database, native_schema().parse(first_configuration(line, node), LYD_JSON));
+    });
+    // A node without cards has no amplifiers to configure; what they measure comes with the first second.
+    LiveData live(node_folder(folder, line.nodes[node]));
+    Transaction transaction(live.database());
+    for (const SlotDescription &slot : line.nodes[node].slots) {
+        for (const bool booster : {false, true}) {
+            if (!(booster ? slot.booster : slot.pre_amplifier))
+                continue;
+            const NodeRecord record = inventory_record(node, slot.number, booster);
+            live.system_database().put(record.bind_point, record.item, encode_bag(record.record));
+        }
+    }
+    transaction.commit("");
+}
+
+} // namespace
+
+void init_line(const fs::path &folder, std::string_view description) {
+    const LineDescription line = read_line(description);
+    std::error_code error;
+    if (fs::exists(fs::symlink_status(folder, error)) && !fs::is_empty(folder, error))
+        throw LineError(fmt::format("{}: holds something already, expected a new or empty folder", folder.string()));
+    fs::path target = fs::absolute(folder).lexically_normal();
+    if (!target.has_filename()) // "DIR/"
+        target = target.parent_path();
+    if (!fs::is_directory(target.parent_path(), error))
+        throw LineError(fmt::format("{}: no such folder, expected one for the line", target.parent_path().string()));
+    UnfinishedFolder made(target);
+    fs::create_directory(made.path() / nodes_name);
+    for (std::size_t node = 0; node < line.nodes.size(); ++node)
+        make_node(made.path(), line, node);
+    write_text(made.path() / description_name, description);
+    const LineStore store(made.path(), false);
+    made.finish();
+}
+
+void init_line_around(const fs::path &folder, std::string_view description) {
+    const LineDescription line = read_line(description);
+    UnfinishedFolder made(folder);
+    fs::create_directory(made.path() / nodes_name);
+    fs::create_directory_symlink("../..", node_folder(made.path(), line.nodes.front()));
+    write_text(made.path() / description_name, description);
+    made.finish();
+}
+
+bool is_line(const fs::path &folder) {
+    std::error_code error;
+    return fs::is_regular_file(folder / description_name, error);
+}
+
+LineDescription line_of_folder(const fs::path &folder) {
+    const fs::path file = folder / description_name;
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream text;
+    if (!fs::is_regular_file(file) || !(text << stream.rdbuf()))
+        throw LineError(fmt::format("{}: no line, expected a folder made with 'ocamp line init'", folder.string()));
+    try {
+        return read_line(text.str());
+    } catch (const JsonError &error) {
+        throw JsonError(fmt::format("{}: {}", file.string(), error.what()));
+    }
+}
+
+fs::path node_folder(const fs::path &folder, const NodeDescription &node) {
+    return folder / nodes_name / node.name;
+}
+
+LineLock::LineLock(const fs::path &folder)
+    : descriptor_(open((folder / lock_name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666)) {
+    if (descriptor_ < 0)
+        throw std::system_error(errno, std::generic_category(), (folder / lock_name).string());
+    if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
+        close(descriptor_);
+        throw LineError(fmt::format("{}: another process runs this line, expected one at a time", folder.string()));
+    }
+}
+
+LineLock::~LineLock() {
+    close(descriptor_);
+}
+
+void LineStore::open(const std::string &file) {
+    const bool is_new = !fs::exists(file);
+    database_.emplace(file, is_new ? Database::Mode::create : Database::Mode::read_write, &line_mark);
+    database_->exec(settings);
+    if (is_new) {
+        Transaction transaction(*database_);
+        database_->exec(tables);
+        transaction.commit("");
+    }
+    // What is damaged is to show now.
+    for (const std::string_view name : {simulation_text, open_text, closed_text})
+        text(name);
+    events();
+}
+
+LineStore::LineStore(const fs::path &folder, bool may_replace) {
+    const std::string file = (folder / database_name).string();
+    try {
+        open(file);
+        return;
+    } catch (const ForeignFileError &error) {
+        if (!may_replace)
+            throw LineError(fmt::format("{}, expected the database of a line", error.what()));
+    } catch (const SqliteError &error) {
+        if (!may_replace || !error.is_damage())
+            throw;
+    }
+    for (std::optional<Statement> *statement : {&save_, &text_, &events_})
+        statement->reset();
+    database_.reset();
+    fs::remove(file + "-journal");
+    fs::remove(file);
+    open(file);
+}
+
+std::optional<std::string> LineStore::text(std::string_view name) {
+    if (!text_)
+        text_ = database_->prepare("SELECT text FROM state WHERE name = ?1");
+    const StatementUse use(*text_);
+    if (!text_->bind(1, name).step())
+        return std::nullopt;
+    return std::string(text_->text(0));
+}
+
+std::vector<WaitingEvent> LineStore::events() {
+    if (!events_)
+        events_ = database_->prepare("SELECT id, at IS NULL, at, words FROM event ORDER BY id");
+    const StatementUse use(*events_);
+    std::vector<WaitingEvent> waiting;
+    while (events_->step()) {
+        const bool now = events_->number(1) != 0;
+        const auto at = static_cast<std::uint64_t>(events_->number(2));
+        waiting.push_back({events_->number(0), now ? std::nullopt : std::optional(at), std::string(events_->text(3))});
+    }
+    return waiting;
+}
+
+void LineStore::add_event(const std::optional<std::uint64_t> &at, std::string_view words) {
+    Statement insert =
+        database_->prepare(at ? "INSERT INTO event(words, at) VALUES(?1, ?2)" : "INSERT INTO event(words) VALUES(?1)");
+    insert.bind(1, words);
+    if (at)
+        insert.bind(2, static_cast<std::int64_t>(*at));
+    insert.step();
+}
+
+void LineStore::save(std::initializer_list<Kept> texts, const std::vector<std::int64_t> &happened) {
+    if (!save_)
+        save_ = database_->prepare("INSERT INTO state(name, text) VALUES(?1, ?2) ON CONFLICT(name) DO UPDATE SET "
+                                   "text = excluded.text");
+    Transaction transaction(*database_);
+    for (const Kept &kept : texts) {
+        const StatementUse use(*save_);
+        save_->bind(1, kept.name).bind(2, kept.text).step();
+    }
+    for (const std::int64_t id : happened)
+        database_->prepare("DELETE FROM event WHERE id = ?1").bind(1, id).step();
+    transaction.commit("");
+}
+
+} // namespace ocamp

@@ -1,0 +1,435 @@
+// How a line runs. Knows no protocol and no command line.
+#include "line/run.h"
+
+#include "line/node_data.h"
+#include "node/live_data.h"
+#include "node/node.h"
+#include "sysdb/json_text.h"
+#include "yang/error.h"
+#include "yang/models.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+#include <utility>
+
+#include <sys/resource.h>
+
+#include <fmt/format.h>
+
+namespace ocamp {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int nesting_limit = 8;
+constexpr std::uint64_t first_seed = 1;
+
+// Each node keeps a few files open.
+void allow_many_files() noexcept {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+// The leaves of one interface's "optics" container, by name.
+class InterfaceSettings {
+  public:
+    InterfaceSettings(const lyd_node *running, const std::string &interface) {
+        const lysc_node *root = native_schema().find(nullptr, "interface-configurations");
+        const lysc_node *list = native_schema().find(root, "interface-configuration");
+        const lyd_node *configurations = find_instance(running, *root);
+        if (configurations == nullptr)
+            return;
+        for (const lyd_node *entry = lyd_child(configurations); entry != nullptr; entry = entry->next) {
+            if (entry->schema == list && text_below(entry, "interface-name") == interface) {
+                optics_ = below(entry, "optics");
+                return;
+            }
+        }
+    }
+
+    std::optional<double> tenths(const char *name) const {
+        const std::optional<std::string> text = text_below(optics_, name);
+        return text ? std::optional(std::stod(*text) / 10) : std::nullopt;
+    }
+    bool says(const char *name, std::string_view value) const { return text_below(optics_, name) == value; }
+    bool has(const char *name) const { return below(optics_, name) != nullptr; }
+
+  private:
+    static const lyd_node *below(const lyd_node *node, std::string_view name) {
+        for (const lyd_node *child = node != nullptr ? lyd_child(node) : nullptr; child != nullptr; child = child->next)
+            if (child->schema->name == name)
+                return child;
+        return nullptr;
+    }
+    static std::optional<std::string> text_below(const lyd_node *node, std::string_view name) {
+        const lyd_node *leaf = below(node, name);
+        return leaf != nullptr ? std::optional(leaf_text(*leaf)) : std::nullopt;
+    }
+
+    const lyd_node *optics_ = nullptr;
+};
+
+AmplifierSettings amplifier_settings(const InterfaceSettings &interface) {
+    return {.gain = interface.tenths("optics-ots-amplifier-gain"),
+            .tilt = interface.tenths("optics-ots-amplifier-tilt"),
+            .shut = interface.says("optics-ots-osri", "true"),
+            .extended_range = interface.says("optics-ots-amplifier-gain-range", "extended")};
+}
+
+ChannelSettings channel_settings(const InterfaceSettings &interface) {
+    return {.power = interface.tenths("optics-transmit-power"), .shut = interface.has("optics-transmit-shutdown")};
+}
+
+} // namespace
+
+// One node of the line: where its configuration comes from, and where its readings go.
+class LineRun::NodeLink {
+  public:
+    NodeLink(LineRun &run, std::size_t index)
+        : run_(run), index_(index), folder_(node_folder(run.folder_, run.line_.nodes[index])), live_(folder_),
+          node_(folder_, Node::Access::read) {
+        const Simulation &simulation = run.simulation_;
+        for (std::size_t i = 0; i < simulation.amplifiers().size(); ++i)
+            if (simulation.amplifiers()[i].node == index)
+                amplifiers_.push_back(i);
+        for (std::size_t i = 0; i < simulation.channels().size(); ++i)
+            if (simulation.channels()[i].node == index)
+                channels_.push_back(i);
+    }
+
+    const fs::path &folder() const noexcept { return folder_; }
+    bool was_replaced() const noexcept { return live_.was_replaced(); }
+
+    // Takes the node's configuration over when it has changed.
+    void configure() {
+        const ReadTransaction snapshot(node_.database());
+        const std::uint32_t version = node_.database().state().version;
+        if (configured_ == version)
+            return;
+        const NativeData data = load_native(node_.database(), native_schema());
+        const lyd_node *running = data.running.tree().first();
+        Simulation &simulation = run_.simulation_;
+        for (const std::size_t i : amplifiers_) {
+            const SimulatedAmplifier &amplifier = simulation.amplifiers()[i];
+            simulation.configure_amplifier(
+                i, amplifier_settings(
+                       InterfaceSettings(running, amplifier_controller(number_of(amplifier.slot), amplifier.booster))));
+        }
+        for (const std::size_t i : channels_) {
+            const SimulatedChannel &channel = simulation.channels()[i];
+            simulation.configure_channel(
+                i, channel_settings(InterfaceSettings(running, channel_controller(number_of(channel.slot)))));
+        }
+        configured_ = version;
+    }
+
+    // What the cards read in this second; at a boundary the histories, too.
+    void write() {
+        const NodePorts ports = present_ports();
+        Transaction transaction(live_.database());
+        live_.put_document(amplifier_module, amplifier_document(ports));
+        live_.put_document(channel_module, channel_document(ports));
+        for (const AmplifierPort &port : ports.amplifiers)
+            put(controller_record(port.slot, port.amplifier->booster, port.amplifier->reading,
+                                  port.amplifier->emitting));
+        if (const std::vector<bool> pulled = pulled_slots(); written_pulled_ != pulled) {
+            write_inventory();
+            written_pulled_ = pulled;
+            histories_written_ = false;
+        }
+        if (run_.at_boundary() || !histories_written_)
+            write_histories(ports);
+        transaction.commit("");
+    }
+
+  private:
+    unsigned number_of(std::size_t slot) const { return run_.line_.nodes[index_].slots[slot].number; }
+    bool is_pulled(std::size_t slot) const { return run_.simulation_.is_pulled(index_, slot); }
+
+    std::vector<bool> pulled_slots() const {
+        std::vector<bool> pulled;
+        for (std::size_t slot = 0; slot < run_.line_.nodes[index_].slots.size(); ++slot)
+            pulled.push_back(is_pulled(slot));
+        return pulled;
+    }
+
+    NodePorts present_ports() const {
+        NodePorts ports;
+        for (const std::size_t i : amplifiers_) {
+            const SimulatedAmplifier &amplifier = run_.simulation_.amplifiers()[i];
+            if (!is_pulled(amplifier.slot))
+                ports.amplifiers.push_back({number_of(amplifier.slot), &amplifier, &run_.amplifier_histories_[i]});
+        }
+        for (const std::size_t i : channels_) {
+            const SimulatedChannel &channel = run_.simulation_.channels()[i];
+            if (!is_pulled(channel.slot))
+                ports.channels.push_back({number_of(channel.slot), &channel, &run_.channel_histories_[i]});
+        }
+        return ports;
+    }
+
+    void put(const NodeRecord &record) {
+        live_.system_database().put(record.bind_point, record.item, encode_bag(record.record));
+    }
+    void remove(const NodeRecord &record) { live_.system_database().remove(record.bind_point, record.item); }
+
+    // Cards that are there, and none of those that are pulled.
+    void write_inventory() {
+        for (const std::size_t i : amplifiers_) {
+            const SimulatedAmplifier &amplifier = run_.simulation_.amplifiers()[i];
+            const unsigned slot = number_of(amplifier.slot);
+            const NodeRecord record = inventory_record(index_, slot, amplifier.booster);
+            if (!is_pulled(amplifier.slot)) {
+                // A node that was there before its line has an inventory of its own.
+                if (!node_.system_database().get(record.bind_point, record.item))
+                    put(record);
+                continue;
+            }
+            remove(record);
+            remove(controller_record(slot, amplifier.booster, {}, false));
+            for (const bool booster : {false, true})
+                remove(history_record(slot, booster, nullptr, nullptr, 0));
+        }
+    }
+
+    void write_histories(const NodePorts &ports) {
+        live_.put_document(history_module, history_document(ports));
+        const std::int64_t end =
+            run_.line_.start + static_cast<std::int64_t>(run_.second() / interval_seconds * interval_seconds);
+        for (const AmplifierPort &port : ports.amplifiers) {
+            const PortHistory *partner = nullptr;
+            for (const AmplifierPort &other : ports.amplifiers)
+                if (other.slot == port.slot && other.amplifier->booster != port.amplifier->booster)
+                    partner = other.history;
+            const bool booster = port.amplifier->booster;
+            const std::int64_t start = end - static_cast<std::int64_t>(interval_seconds);
+            if (!port.history->closed.empty() || (partner != nullptr && !partner->closed.empty()))
+                put(history_record(port.slot, booster, port.history, partner, start));
+            // The record of a partner that is not there holds what this one receives.
+            if (partner == nullptr && !port.history->closed.empty())
+                put(history_record(port.slot, !booster, nullptr, port.history, start));
+        }
+        histories_written_ = true;
+    }
+
+    LineRun &run_;
+    std::size_t index_;
+    fs::path folder_;
+    LiveData live_; // first: the node finds its file
+    Node node_;
+    std::vector<std::size_t> amplifiers_, channels_; // indexes in the simulation
+    std::optional<std::uint32_t> configured_;        // version of the file
+    std::optional<std::vector<bool>> written_pulled_;
+    bool histories_written_ = false;
+};
+
+namespace {
+
+std::uint64_t seed_of(const RunSettings &settings) {
+    return settings.seed.value_or(first_seed);
+}
+
+Json open_json(const std::vector<PortHistory> &ports) {
+    Json all = Json::array();
+    for (const PortHistory &port : ports)
+        for (const OpenInterval &open : port.open)
+            all.push_back({open.minimum, open.maximum, open.sum, open.count});
+    return all;
+}
+
+Json closed_json(const std::vector<PortHistory> &ports) {
+    Json all = Json::array();
+    for (const PortHistory &port : ports) {
+        Json intervals = Json::array();
+        for (const PortHistory::Interval &interval : port.closed) {
+            Json quantities = Json::array();
+            for (const Statistics &statistics : interval)
+                quantities.push_back({statistics.minimum, statistics.average, statistics.maximum});
+            intervals.push_back(std::move(quantities));
+        }
+        all.push_back(std::move(intervals));
+    }
+    return all;
+}
+
+void restore_open(const Json &saved, std::vector<PortHistory> &ports) {
+    std::size_t next = 0;
+    for (PortHistory &port : ports)
+        for (OpenInterval &open : port.open) {
+            const Json &from = saved.at(next++);
+            open = {.minimum = from.at(0), .maximum = from.at(1), .sum = from.at(2), .count = from.at(3)};
+        }
+}
+
+void restore_closed(const Json &saved, std::vector<PortHistory> &ports) {
+    for (std::size_t i = 0; i < ports.size(); ++i) {
+        for (const Json &from : saved.at(i)) {
+            PortHistory::Interval interval;
+            for (const Json &statistics : from)
+                interval.push_back({statistics.at(0), statistics.at(1), statistics.at(2)});
+            if (interval.size() == ports[i].open.size())
+                ports[i].closed.push_back(std::move(interval));
+        }
+    }
+}
+
+} // namespace
+
+LineRun::LineRun(const fs::path &folder, RunSettings settings)
+    : folder_(folder), line_(line_of_folder(folder)), lock_(folder), settings_(std::move(settings)),
+      store_(folder, true), simulation_(line_, seed_of(settings_)),
+      amplifier_histories_(simulation_.amplifiers().size(), PortHistory(amplifier_quantities)),
+      channel_histories_(simulation_.channels().size(), PortHistory(channel_quantities)) {
+    allow_many_files();
+    restore();
+    for (std::size_t node = 0; node < line_.nodes.size(); ++node) {
+        nodes_.push_back(std::make_unique<NodeLink>(*this, node));
+        if (nodes_.back()->was_replaced() && settings_.tell)
+            settings_.tell(
+                fmt::format("{}: {} was damaged and begins anew", nodes_.back()->folder().string(), live_name));
+    }
+}
+
+LineRun::~LineRun() = default;
+
+void LineRun::restore() {
+    const std::optional<std::string> state = store_.text(simulation_text);
+    if (!state)
+        return;
+    try {
+        simulation_.restore(*state);
+        const Json open = parse_json(store_.text(open_text).value_or("{}"), nesting_limit);
+        restore_open(open.at("amplifiers"), amplifier_histories_);
+        restore_open(open.at("channels"), channel_histories_);
+        if (const std::optional<std::string> closed = store_.text(closed_text)) {
+            const Json histories = parse_json(*closed, nesting_limit);
+            restore_closed(histories.at("amplifiers"), amplifier_histories_);
+            restore_closed(histories.at("channels"), channel_histories_);
+        }
+    } catch (const Json::exception &error) {
+        throw LineError(fmt::format("{}: the state of the line is not readable: {}", folder_.string(), error.what()));
+    }
+    if (settings_.seed)
+        simulation_.reseed(*settings_.seed);
+}
+
+std::vector<fs::path> LineRun::node_folders() const {
+    std::vector<fs::path> folders;
+    for (const std::unique_ptr<NodeLink> &node : nodes_)
+        folders.push_back(node->folder());
+    return folders;
+}
+
+void LineRun::apply(const std::string &words, const LineEvent &event) {
+    simulation_.apply(event);
+    if (event.kind == LineEvent::Kind::pull) {
+        // A card takes its histories with it.
+        const auto clear = [&](const auto &cards, std::vector<PortHistory> &histories) {
+            for (std::size_t i = 0; i < cards.size(); ++i)
+                if (cards[i].node == event.node && line_.nodes[event.node].slots[cards[i].slot].number == event.slot)
+                    histories[i].clear();
+        };
+        clear(simulation_.amplifiers(), amplifier_histories_);
+        clear(simulation_.channels(), channel_histories_);
+        closed_changed_ = true;
+    }
+    if (settings_.tell)
+        settings_.tell(fmt::format("second {}: {}", second(), words));
+    to_tell_.push_back(words);
+}
+
+// Events of this second, those of the script first.
+void LineRun::happen() {
+    for (const ScriptedEvent &scripted : settings_.script)
+        if (scripted.at == second())
+            apply(scripted.words, scripted.event);
+    happened_.clear();
+    for (const WaitingEvent &waiting : store_.events()) {
+        if (waiting.at && *waiting.at > second())
+            continue;
+        happened_.push_back(waiting.id);
+        try {
+            apply(waiting.words, parse_event(line_, waiting.words));
+        } catch (const InputError &error) {
+            // Checked when it was given; the file may have been changed since.
+            if (settings_.tell)
+                settings_.tell(fmt::format("event '{}' is dropped: {}", waiting.words, error.what()));
+        }
+    }
+}
+
+void LineRun::add_readings() {
+    for (std::size_t i = 0; i < amplifier_histories_.size(); ++i) {
+        const SimulatedAmplifier &amplifier = simulation_.amplifiers()[i];
+        PortHistory &history = amplifier_histories_[i];
+        if (simulation_.is_pulled(amplifier.node, amplifier.slot))
+            continue;
+        const AmplifierReading &reading = amplifier.reading;
+        const int readings[amplifier_quantities] = {reading.output, reading.input, reading.gain, reading.tilt};
+        for (std::size_t quantity = 0; quantity < amplifier_quantities; ++quantity)
+            history.open[quantity].add(readings[quantity]);
+        if (at_boundary())
+            history.close();
+    }
+    closed_changed_ = closed_changed_ || at_boundary();
+    for (std::size_t i = 0; i < channel_histories_.size(); ++i) {
+        const SimulatedChannel &channel = simulation_.channels()[i];
+        PortHistory &history = channel_histories_[i];
+        if (simulation_.is_pulled(channel.node, channel.slot))
+            continue;
+        history.open[0].add(channel.reading.output);
+        history.open[1].add(channel.reading.input);
+        if (at_boundary())
+            history.close();
+    }
+}
+
+void LineRun::step() {
+    happen();
+    for (const std::unique_ptr<NodeLink> &node : nodes_)
+        node->configure();
+    simulation_.step();
+    add_readings();
+    for (const std::unique_ptr<NodeLink> &node : nodes_)
+        node->write();
+    for (const std::string &words : std::exchange(to_tell_, {})) {
+        if (settings_.on_event)
+            settings_.on_event(second() - 1, words); // the second that it was given for
+    }
+    const auto both = [](Json amplifiers, Json channels) {
+        return Json{{"amplifiers", std::move(amplifiers)}, {"channels", std::move(channels)}}.dump();
+    };
+    const std::string simulation = simulation_.state();
+    const std::string open = both(open_json(amplifier_histories_), open_json(channel_histories_));
+    if (!closed_changed_) {
+        store_.save({{simulation_text, simulation}, {open_text, open}}, happened_);
+        return;
+    }
+    const std::string closed = both(closed_json(amplifier_histories_), closed_json(channel_histories_));
+    store_.save({{simulation_text, simulation}, {open_text, open}, {closed_text, closed}}, happened_);
+    closed_changed_ = false;
+}
+
+void run_at_pace(LineRun &run, const Pace &pace) {
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds longest_nap{50};
+    const auto ended = [&] { return (pace.until && run.second() >= *pace.until) || (pace.stop && pace.stop()); };
+    Clock::time_point due = Clock::now();
+    while (!ended()) {
+        run.step();
+        if (pace.speed <= 0)
+            continue;
+        due += std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / pace.speed));
+        // Time that was lost is not made up for.
+        due = std::max(due, Clock::now() - std::chrono::seconds(1));
+        while (Clock::now() < due && !(pace.stop && pace.stop()))
+            std::this_thread::sleep_for(std::min<Clock::duration>(longest_nap, due - Clock::now()));
+    }
+}
+
+} // namespace ocamp

@@ -1,0 +1,82 @@
+// How live data are kept: the node's tables in a second file, written without waiting for the disk.
+#include "node/live_data.h"
+
+#include "node/native_data.h"
+#include "node/tables.h"
+#include "sysdb/seal.h"
+#include "yang/models.h"
+
+namespace ocamp {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// The operating system writes the file when it likes; a small cache is enough for one node.
+constexpr const char *settings = "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = OFF; PRAGMA cache_size = -128;";
+
+void remove_with_journal(const fs::path &file) {
+    // The journal first: it belongs to no other file of that name.
+    fs::remove(file.string() + "-journal");
+    fs::remove(file);
+}
+
+// Complete before it has its name: who reads the node meanwhile finds no file or this one.
+void make(const fs::path &file) {
+    const fs::path unfinished = file.string() + ".new";
+    remove_with_journal(unfinished);
+    {
+        Database database(unfinished.string(), Database::Mode::create, &live_mark);
+        database.exec(settings);
+        Transaction transaction(database);
+        run_all(database, node_tables());
+        transaction.commit("");
+    }
+    fs::remove(unfinished.string() + "-journal");
+    fs::rename(unfinished, file);
+}
+
+} // namespace
+
+void LiveData::open(const fs::path &file) {
+    database_.emplace(file.string(), Database::Mode::read_write, &live_mark);
+    database_->exec(settings);
+    check_schema(*database_, node_tables());
+    load_native(*database_, native_schema());
+    system_database_.emplace(*database_);
+    system_database_->bind_points();
+}
+
+LiveData::LiveData(const fs::path &folder) {
+    const fs::path file = folder / live_name;
+    if (!fs::exists(file)) {
+        make(file);
+        open(file);
+        return;
+    }
+    try {
+        open(file);
+        return;
+    } catch (const ForeignFileError &) {
+    } catch (const DamageError &) {
+    } catch (const SqliteError &error) {
+        if (!error.is_damage())
+            throw;
+    }
+    system_database_.reset();
+    database_.reset();
+    remove_with_journal(file);
+    make(file);
+    open(file);
+    replaced_ = true;
+}
+
+void LiveData::put_document(std::string_view module, std::string_view document) {
+    store_document(*database_, module, document);
+}
+
+std::optional<std::string> LiveData::document(std::string_view module) {
+    return stored_document(*database_, module);
+}
+
+} // namespace ocamp

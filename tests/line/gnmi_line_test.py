@@ -1,0 +1,127 @@
+"""A line whose nodes are served by gNMI and NETCONF at once, as grpcio and ncclient see it from outside.
+
+The folder of gNMI's test client comes from the environment, GNMI_CLIENT, with what that wants; see line_client.py for the
+rest.
+"""
+
+import os
+import sys
+import unittest
+
+from line_client import ServedLineTest, ocamp, set_gain
+
+sys.path.insert(0, os.environ["GNMI_CLIENT"])
+from gnmi_client import Client, Leaves, pb, subscription, update  # noqa: E402
+
+STATE = "/optical-amplifier/amplifiers/amplifier[name=%s]/state"
+OUTPUT = STATE + "/output-power-c-band/instant"
+
+
+class GnmiLineTest(ServedLineTest):
+    options = ("--netconf-base", "0", "--gnmi-base", "0", "--insecure")
+
+    def gnmi(self, node):
+        client = Client(self.ports["gnmi"][node], user="ada")
+        self.addCleanup(client.close)
+        return client
+
+    def watch(self, node, *paths, seconds=60):
+        """A stream of changes, after what there was at first."""
+        request = subscription(*paths, mode=pb.SubscriptionList.STREAM)
+        for one in request.subscribe.subscription:
+            one.mode = pb.ON_CHANGE
+        return Leaves(self.gnmi(node).subscribe([request], timeout=seconds)).until_sync()
+
+
+class ChangesAreSeen(GnmiLineTest):
+    def test_a_gain_raised_through_netconf(self):
+        leaf = OUTPUT % "0/1-AMP-PRE"
+        seen = self.watch("terminal-b", leaf)
+        before = seen[leaf].double_val
+        set_gain(self.connect("site-1"), "0/1-AMP-PRE", "18.4")
+        seen.until(lambda leaves: 0.8 < leaves[leaf].double_val - before < 1.2)
+
+    def test_a_gain_raised_through_gnmi(self):
+        leaf = OUTPUT % "0/1-AMP-PRE"
+        seen = self.watch("terminal-b", leaf)
+        before = seen[leaf].double_val
+        config = "/optical-amplifier/amplifiers/amplifier[name=0/1-AMP-PRE]/config/target-gain"
+        self.gnmi("site-1").set(update=[update(config, json_ietf_val=b'"18.4"')])
+        seen.until(lambda leaves: 0.8 < leaves[leaf].double_val - before < 1.2)
+
+    def test_a_cut_and_its_repair(self):
+        leaf = OUTPUT % "0/1-AMP-BST"
+        behind, before = self.watch("site-3", leaf), self.watch("site-1", leaf)
+        ocamp("line", "event", self.line, "cut", "site-1/site-2")
+        behind.until(lambda leaves: leaves[leaf].double_val == -40)
+        # Ahead of the cut, where an eastward amplifier stands, the light still is.
+        self.assertGreater(before[leaf].double_val, 10)
+        ocamp("line", "event", self.line, "repair", "site-1/site-2")
+        behind.until(lambda leaves: leaves[leaf].double_val > 13.5)
+
+    def test_a_card_that_is_pulled(self):
+        leaf = OUTPUT % "0/1-AMP-BST"
+        seen = self.watch("site-2", leaf)
+        ocamp("line", "event", self.line, "pull", "site-2", "1")
+        seen.until(lambda leaves: leaf in leaves.deleted)
+        ocamp("line", "event", self.line, "insert", "site-2", "1")
+        seen.until(lambda leaves: leaf in leaves)
+
+
+class Seconds:
+    """What a stream of changes told, second by second."""
+
+    def __init__(self, leaves):
+        self.leaves = leaves
+        self.time = 0
+        self.readings = []  # leaves with numbers when all of a second had been told
+        self.closing = []  # whether statistics changed with it
+
+    def take(self):
+        told = self.leaves.take().update
+        names = {one.path.elem[-1].name for one in told.update}
+        if "instant" in names and told.timestamp > self.time:
+            self.time = told.timestamp
+            self.readings.append({})
+            self.closing.append(False)
+        if self.readings:
+            self.readings[-1] = {leaf: value.double_val for leaf, value in self.leaves.items()}
+            self.closing[-1] |= bool(names & {"min", "avg", "max"})
+
+    def intervals(self):
+        """Those between two changes of the statistics: the readings of each."""
+        # Of the last second more may come.
+        ends = [i for i in range(len(self.closing) - 2) if self.closing[i] and not self.closing[i + 1]]
+        return [self.readings[first + 1 : last + 1] for first, last in zip(ends, ends[1:])]
+
+
+class HistoriesAreTrue(GnmiLineTest):
+    # Slow enough that a stream on a busy machine misses no second.
+    speed = 2
+
+    def test_a_minutes_intervals_are_minimum_average_and_maximum_of_what_a_stream_saw(self):
+        seconds = Seconds(self.watch("site-2", "/optical-amplifier/amplifiers/amplifier[name=*]/state", seconds=300))
+        # A machine that stands still may make a stream miss a second: of such an interval nothing can be said.
+        whole = []
+        while len(whole) < 2:
+            self.assertLess(len(seconds.intervals()), 8, "the stream missed a second of nearly every interval")
+            seconds.take()
+            whole = [interval for interval in seconds.intervals() if len(interval) == 30]
+        for interval in whole:
+            statistics = interval[-1]
+            compared = 0
+            for leaf in statistics:
+                if not leaf.endswith("/instant") or leaf.replace("/instant", "/avg") not in statistics:
+                    continue
+                values = [reading[leaf] for reading in interval]
+                told = [statistics[leaf.replace("/instant", "/" + name)] for name in ("min", "avg", "max")]
+                self.assertAlmostEqual(told[0], min(values), places=6, msg=leaf)
+                self.assertAlmostEqual(told[1], sum(values) / len(values), delta=0.0051, msg=leaf)
+                self.assertAlmostEqual(told[2], max(values), places=6, msg=leaf)
+                compared += 1
+            # Four amplifiers with input, output, gain and tilt.
+            self.assertEqual(compared, 4 * 4)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,154 @@
+// ocamp line as its users run it, on a line of its own for each test; and what a kill leaves behind.
+#include "support/files.h"
+#include "support/program.h"
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+#include <sys/wait.h>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+using support::Outcome;
+using testing::HasSubstr;
+
+namespace {
+
+class LineCommands : public testing::Test {
+  protected:
+    std::string line() const { return (temporary_.path() / "line").string(); }
+    std::string node(const std::string &name) const { return line() + "/nodes/" + name; }
+
+    static std::vector<std::string> words(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), OCAMP_PROGRAM);
+        return arguments;
+    }
+    static Outcome ocamp(const std::vector<std::string> &arguments, const std::string &input = "") {
+        return support::run({.words = words(arguments), .input = input});
+    }
+    void SetUp() override {
+        const Outcome made = ocamp({"line", "init", line(), "--from", EXAMPLE_LINE});
+        ASSERT_EQ(made.status, 0) << made.err;
+    }
+    Outcome run_until(int second, const std::vector<std::string> &more = {}) const {
+        std::vector<std::string> arguments{"line", "run", line(), "--speed", "max", "--until", std::to_string(second)};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return ocamp(arguments);
+    }
+
+    // A leaf's number in the OpenConfig state of an amplifier.
+    double state(const std::string &name, const std::string &amplifier, const std::string &leaf) const {
+        const Outcome got = ocamp({"get", "--node", node(name), "--plugin", PLUGIN,
+                                   "/optical-amplifier/amplifiers/amplifier[name='" + amplifier + "']/state/" + leaf});
+        EXPECT_EQ(got.status, 0) << got.err;
+        nlohmann::json at = nlohmann::json::parse(got.out);
+        while (at.is_structured())
+            at = nlohmann::json(at.is_array()                           ? at.at(0)
+                                : at.size() > 1 && at.contains("state") ? at["state"]
+                                                                        : *at.begin());
+        return std::stod(at.get<std::string>());
+    }
+
+    support::TemporaryFolder temporary_;
+};
+
+TEST_F(LineCommands, AGainThatIsSetMovesThePowerDownstream) {
+    ASSERT_EQ(run_until(30).status, 0);
+    const double before = state("terminal-b", "0/1-AMP-PRE", "output-power-c-band/avg");
+    const Outcome edited = ocamp({"edit", "--node", node("site-1"), "--plugin", PLUGIN, "-"},
+                                 R"({"openconfig-optical-amplifier:optical-amplifier": {"amplifiers": {"amplifier": [
+                                     {"name": "0/1-AMP-PRE", "config": {"name": "0/1-AMP-PRE", "target-gain": "18.4"}}]}}})");
+    ASSERT_EQ(edited.status, 0) << edited.err;
+    ASSERT_EQ(run_until(90).status, 0);
+    EXPECT_NEAR(state("site-1", "0/1-AMP-PRE", "actual-gain/avg"), 18.4, 0.03);
+    EXPECT_NEAR(state("terminal-b", "0/1-AMP-PRE", "output-power-c-band/avg") - before, 1, 0.05);
+}
+
+TEST_F(LineCommands, ACutShutsAmplifiersDownAndRepairBringsThemBack) {
+    ASSERT_EQ(run_until(3).status, 0);
+    ASSERT_EQ(ocamp({"line", "event", line(), "cut", "site-1/site-2"}).status, 0);
+    EXPECT_THAT(run_until(4).out, HasSubstr("second 3: cut site-1/site-2"));
+    EXPECT_EQ(state("site-3", "0/1-AMP-BST", "output-power-c-band/instant"), -40);
+    EXPECT_THAT(ocamp({"line", "show", line()}).out, HasSubstr("fibre cut"));
+    ASSERT_EQ(ocamp({"line", "event", line(), "repair", "site-1/site-2"}).status, 0);
+    ASSERT_EQ(run_until(60).status, 0);
+    EXPECT_NEAR(state("site-3", "0/1-AMP-BST", "output-power-c-band/instant"), 14, 0.5);
+}
+
+TEST_F(LineCommands, WrongUsesAreToldWithStatusTwo) {
+    const auto refused = [](const Outcome &outcome, const char *complaint) {
+        EXPECT_EQ(outcome.status, 2) << outcome.err;
+        EXPECT_THAT(outcome.err, HasSubstr(complaint));
+        EXPECT_EQ(outcome.out, "");
+    };
+    refused(ocamp({"line", "init", line(), "--from", EXAMPLE_LINE}), "expected a new or empty folder");
+    refused(ocamp({"line", "init", line() + "2", "--from", "-"}, "{}"),
+            "standard input: $: the member \"name\" is missing");
+    refused(ocamp({"line", "run", temporary_.path()}), "expected a folder made with 'ocamp line init'");
+    refused(ocamp({"line", "run", line(), "--speed", "fast"}), "expected 'max' or a number");
+    refused(ocamp({"line", "run", line(), "--speed", "0"}), "expected 'max' or a number");
+    refused(ocamp({"line", "event", line(), "cut", "x/y"}), "no node 'x'");
+    refused(ocamp({"line", "show", line(), "--svg", "/no/such/folder/x.svg"}),
+            "/no/such/folder/x.svg: cannot be written");
+    refused(run_until(1, {"--script", "/no/such/script"}), "/no/such/script: No such file");
+    refused(run_until(1, {"--netconf-base", "99999"}), "--netconf-base: '99999', expected PORT or ADDRESS:PORT");
+    refused(run_until(1, {"--gnmi-base", "99999"}),
+            "--gnmi-base: '99999', expected PORT");
+    support::write_file(temporary_.path() / "script", "1 cut\n");
+    refused(run_until(1, {"--script", (temporary_.path() / "script").string()}), "script: line 1: expected: cut SPAN");
+}
+
+TEST_F(LineCommands, EndsOnASignal) {
+    const int process = support::start({.words = words({"line", "run", line()})});
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    kill(process, SIGTERM);
+    int status = 0;
+    waitpid(process, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(run_until(5).status, 0);
+}
+
+// Killed at any moment: every node opens, its configuration is whole, and the line goes on to the very same data as one
+// that was never killed.
+TEST_F(LineCommands, KilledAnywhereNothingIsTorn) {
+    constexpr int last_second = 1000;
+    std::string configuration;
+    for (int round = 0; round < 16; ++round) {
+        const int process = support::start(
+            {.words = words({"line", "run", line(), "--speed", "max", "--until", std::to_string(last_second)})});
+        std::this_thread::sleep_for(std::chrono::milliseconds(100 + 7 * round));
+        kill(process, SIGKILL);
+        waitpid(process, nullptr, 0);
+        for (const char *name : {"terminal-a", "site-1", "site-2", "site-3", "terminal-b"}) {
+            const Outcome got = ocamp({"native", "get", "--node", node(name)});
+            ASSERT_EQ(got.status, 0) << got.err;
+        }
+        const Outcome kept = ocamp({"get", "--node", node("site-2"), "--plugin", PLUGIN, "--config"});
+        ASSERT_EQ(kept.status, 0) << kept.err;
+        if (round == 0)
+            configuration = kept.out;
+        EXPECT_EQ(kept.out, configuration);
+    }
+    EXPECT_THAT(configuration, HasSubstr("15.3"));
+    const Outcome ended = run_until(last_second);
+    ASSERT_EQ(ended.status, 0) << ended.err;
+    const std::string killed = ocamp({"native", "get", "--node", node("site-2")}).out;
+    std::filesystem::remove_all(line());
+    SetUp();
+    ASSERT_EQ(run_until(last_second).status, 0);
+    EXPECT_EQ(ocamp({"native", "get", "--node", node("site-2")}).out, killed);
+}
+
+TEST_F(LineCommands, TheDiagramIsWritten) {
+    ASSERT_EQ(run_until(1).status, 0);
+    const std::string file = (temporary_.path() / "line.svg").string();
+    ASSERT_EQ(ocamp({"line", "show", line(), "--svg", file}).status, 0);
+    EXPECT_THAT(support::read_file(file), testing::EndsWith("</svg>\n"));
+    EXPECT_EQ(ocamp({"line", "show", line(), "--svg", "-"}).out, support::read_file(file));
+}
+
+} // namespace

@@ -1,0 +1,65 @@
+"""A line whose nodes are served by NETCONF, as ncclient sees it from outside. See line_client.py for the environment."""
+
+import signal
+import time
+import unittest
+
+from line_client import ServedLineTest, ocamp, reading, set_gain
+from lxml import etree
+from ncclient.transport.errors import AuthenticationError
+
+
+class ServedLine(ServedLineTest):
+    def test_a_gain_raised_through_netconf_moves_the_power_downstream(self):
+        near, far = self.connect("site-1"), self.connect("terminal-b")
+        before = reading(far, "0/1-AMP-PRE", "input-power-c-band")
+        set_gain(near, "0/1-AMP-PRE", "18.4")
+        # 1 dB more than the example has, give and take the noise of two readings.
+        self.wait_for(
+            lambda: 0.8 < reading(far, "0/1-AMP-PRE", "input-power-c-band") - before < 1.2,
+            "the power downstream is not 1 dB higher",
+        )
+
+    def test_events_are_notified_and_seconds_are_not(self):
+        client = self.connect("site-3")
+        client.create_subscription()
+        second = int(ocamp("line", "show", self.line).split("(second ")[1].split(")")[0])
+        time.sleep(2)
+        ocamp("line", "event", self.line, "cut", "site-1/site-2")
+        self.wait_for(
+            lambda: reading(client, "0/1-AMP-PRE", "output-power-c-band") == -40, "the amplifier is not shut down"
+        )
+        told = []
+        while (notification := client.take_notification(timeout=1)) is not None:
+            content = etree.fromstring(notification.notification_xml.encode())[1]
+            if etree.QName(content).localname != "netconf-session-start":
+                told.append(content)
+        self.assertEqual([etree.QName(content).localname for content in told], ["line-event"])
+        self.assertEqual(told[0].find("{*}event").text, "cut site-1/site-2")
+        self.assertGreater(int(told[0].find("{*}second").text), second)
+
+    def test_a_card_that_is_pulled_is_a_change_of_the_configuration_that_clients_see(self):
+        client = self.connect("site-2")
+        client.create_subscription()
+        time.sleep(1)
+        ocamp("line", "event", self.line, "pull", "site-2", "1")
+        names = []
+        while "netconf-config-change" not in names:
+            notification = client.take_notification(timeout=30)
+            self.assertIsNotNone(notification, "told so far: %s" % names)
+            names.append(etree.QName(etree.fromstring(notification.notification_xml.encode())[1]).localname)
+        self.assertIn("line-event", names)
+
+    def test_users_are_those_of_the_line_and_a_signal_reads_them_anew(self):
+        with self.assertRaises(AuthenticationError):
+            self.connect("site-1", "wrong horse")
+        ocamp("user", "passwd", "--node", self.line, "ada", text="another horse\n")
+        self.process.send_signal(signal.SIGHUP)
+        time.sleep(1)
+        self.assertTrue(self.connect("site-2", "another horse").connected)
+        self.process.send_signal(signal.SIGTERM)
+        self.assertEqual(self.process.wait(10), 0)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,107 @@
+// Nodes that live by themselves: the line that is made of a node's own data, and what it leaves alone.
+#include "line_fixture.h"
+#include "node_contents.h"
+
+#include "line/folder.h"
+#include "line/node_data.h"
+#include "line/run.h"
+#include "line/single_node.h"
+#include "node/node.h"
+#include "support/files.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+using namespace ocamp;
+using namespace line_tests;
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Five times the noise of a reading, in hundredths.
+constexpr int noise = 15;
+
+class SingleNodes : public testing::Test {
+  protected:
+    void SetUp() override { Node::init(node(), EXAMPLE_NODE); }
+    fs::path node() const { return temporary_.path() / "node"; }
+    const AmplifierReading &reading(const LineRun &run, unsigned slot, bool booster) const {
+        return line_tests::reading(run.simulation(), "node", slot, booster);
+    }
+
+    support::TemporaryFolder temporary_;
+};
+
+TEST_F(SingleNodes, EveryAmplifierReceivesForGoodWhatItReceivedAtFirst) {
+    LineRun run(line_of_node(node()), {});
+    for (int second = 0; second < 3; ++second)
+        run.step();
+    EXPECT_NEAR(reading(run, 1, false).input, -1543, noise) << "lane-data/receive-power of the example";
+    EXPECT_NEAR(reading(run, 2, false).input, -2218, noise) << "lane-data/receive-power-dbm";
+    EXPECT_NEAR(reading(run, 3, true).input, -981, noise) << "a booster's";
+    EXPECT_EQ(port(native(node()), "Ots0/1/0/0").at("ampli-gain"), reading(run, 1, false).gain) << "in the node's data";
+}
+
+TEST_F(SingleNodes, AGainThatIsSetMovesThePowerOfThatAmplifierAlone) {
+    LineRun run(line_of_node(node()), {});
+    run.step();
+    const AmplifierReading before = reading(run, 1, false), other = reading(run, 1, true);
+    configure(node(), "Ots0/1/0/0", "optics-ots-amplifier-gain", 194);
+    for (int second = 0; second < 3; ++second)
+        run.step();
+    EXPECT_NEAR(reading(run, 1, false).gain, 1940, noise);
+    EXPECT_NEAR(reading(run, 1, false).output - before.output, 1940 - before.gain, 2 * noise);
+    EXPECT_NEAR(reading(run, 1, true).output, other.output, 2 * noise);
+}
+
+TEST_F(SingleNodes, InventoryAndConfigurationStayTheNodesOwn) {
+    constexpr const char *item = "0%2f1-AMP-PRE/attrib/inv_basic_bag";
+    const auto inventory = [&] {
+        Node opened(node(), Node::Access::read);
+        return opened.system_database().get(inventory_bind_point, item);
+    };
+    constexpr const char *configuration = "Korvex-ifmgr-cfg:interface-configurations";
+    const auto before = inventory();
+    const nlohmann::json configured = native(node()).at(configuration);
+    LineRun(line_of_node(node()), {}).step();
+    ASSERT_TRUE(before);
+    EXPECT_EQ(inventory(), before);
+    EXPECT_EQ(native(node()).at(configuration), configured);
+}
+
+TEST_F(SingleNodes, HistoriesFill) {
+    LineRun run(line_of_node(node()), {});
+    int highest = dark_reading;
+    while (run.second() < 30) {
+        run.step();
+        highest = std::max(highest, reading(run, 1, false).output);
+    }
+    EXPECT_THAT(native(node()).at("Korvex-pmengine-oper:performance-management-history").dump(),
+                HasSubstr(fmt::format(R"("maximum":"{:.2f}")", highest / 100.0)));
+}
+
+TEST_F(SingleNodes, TimeGoesOnWhereItStopped) {
+    const fs::path line = line_of_node(node());
+    LineRun(line, {}).step();
+    EXPECT_EQ(line_of_node(node()), line);
+    EXPECT_EQ(LineRun(line, {}).second(), 1U);
+}
+
+TEST_F(SingleNodes, NodesOfALineAndThoseWithoutAmplifiersAreRefused) {
+    const fs::path folder = temporary_.path() / "line";
+    init_line(folder, two_nodes());
+    EXPECT_THAT([&] { line_of_node(folder / "nodes" / "a"); }, ThrowsMessage<LineError>(HasSubstr("a node of a line")));
+    const fs::path bare = temporary_.path() / "bare";
+    Node::init_with(bare, [](Database &) {});
+    EXPECT_THAT([&] { line_of_node(bare); }, ThrowsMessage<LineError>(HasSubstr("no amplifiers")));
+    EXPECT_FALSE(fs::exists(bare / "live"));
+    EXPECT_THROW(line_of_node(temporary_.path()), NodeError);
+}
+
+} // namespace

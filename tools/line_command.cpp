@@ -1,0 +1,179 @@
+// ocamp line: makes, runs and shows simulated lines. Knows how a line is asked for and shown, not how it is computed.
+#include "become_server.h"
+#include "line_options.h"
+#include "options.h"
+#include "output.h"
+#include "text_io.h"
+
+#include "line/folder.h"
+#include "line/run.h"
+#include "line/show.h"
+#include "seam/text.h"
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <memory>
+#include <thread>
+
+#include <unistd.h>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+namespace ocamp {
+
+namespace {
+
+struct LineOptions {
+    std::string folder;
+    std::string description;
+    std::optional<std::uint64_t> at;
+    std::vector<std::string> words;
+    bool watch = false;
+    std::string svg;
+    std::string colour = "auto";
+};
+
+volatile std::sig_atomic_t asked_to_end = 0;
+
+void end_on_signals() {
+    for (const int signal : {SIGINT, SIGTERM})
+        std::signal(signal, [](int) { asked_to_end = 1; });
+}
+
+void init(const LineOptions &options) {
+    const std::string made = escaped(fmt::format("{}: line made from {}", options.folder, options.description)) + "\n";
+    named_input(options.description, [&](const std::string &text) { init_line(options.folder, text); });
+    finish_output(made, "the line is made");
+}
+
+void run(const LineRunOptions &options) {
+    const double speed = options.seconds_a_second();
+    if (options.serves()) {
+        std::vector<std::string> words = options.words();
+        words.insert(words.begin(), serve_line_word);
+        become_server(std::move(words));
+    }
+    LineRun line(options.folder, options.settings());
+    end_on_signals();
+    tell_of_run(fmt::format("second {}: {} nodes run\n", line.second(), line.node_folders().size()));
+    run_at_pace(line, {.speed = speed, .until = options.until, .stop = [] { return asked_to_end != 0; }});
+    finish_output(fmt::format("second {}: stopped\n", line.second()), "");
+}
+
+void event(const LineOptions &options) {
+    const LineDescription line = line_of_folder(options.folder);
+    const std::string words = fmt::format("{}", fmt::join(options.words, " "));
+    parse_event(line, words);
+    LineStore(options.folder, false).add_event(options.at, words);
+    finish_output("", "the event waits for the line");
+}
+
+bool in_colour(const std::string &word) {
+    return word == "always" || (word == "auto" && isatty(STDOUT_FILENO) != 0);
+}
+
+void write_picture(const std::string &file, const std::string &picture) {
+    if (file == "-") {
+        write_output(picture);
+        return;
+    }
+    std::ofstream stream(file, std::ios::binary);
+    stream << picture << std::flush;
+    if (!stream)
+        throw InputError(fmt::format("{}: cannot be written, expected a file to write the picture to", file));
+}
+
+void show(const LineOptions &options) {
+    const LineDescription line = line_of_folder(options.folder);
+    LineStore store(options.folder, false);
+    const LinePicture picture(line, in_colour(options.colour));
+    const auto now = [&] {
+        Simulation simulation(line, 0);
+        if (const std::optional<std::string> state = store.text(simulation_text))
+            simulation.restore(*state);
+        return simulation;
+    };
+    if (!options.svg.empty()) {
+        write_picture(options.svg, picture.svg(now()));
+        finish_output("", "the picture is written");
+        return;
+    }
+    if (!options.watch) {
+        finish_output(picture.text(now()), "");
+        return;
+    }
+    constexpr const char *home = "\033[H", *clear_behind = "\033[J", *clear_all = "\033[2J";
+    constexpr std::chrono::milliseconds refresh{500}, nap{50};
+    end_on_signals();
+    write_output(clear_all);
+    std::optional<std::string> shown;
+    while (asked_to_end == 0) {
+        if (std::string text = picture.text(now()); shown != text) {
+            finish_output(home + text + clear_behind, "");
+            shown = std::move(text);
+        }
+        const auto until = std::chrono::steady_clock::now() + refresh;
+        while (asked_to_end == 0 && std::chrono::steady_clock::now() < until)
+            std::this_thread::sleep_for(nap);
+    }
+    finish_output("", "");
+}
+
+using Action = void (*)(const LineOptions &);
+
+CLI::App &add_action(CLI::App &parent, const char *name, const char *description, const char *footer,
+                     const std::shared_ptr<LineOptions> &options, Action action) {
+    CLI::App &command = *parent.add_subcommand(name, description);
+    command.add_option("DIR", options->folder, "Folder of the line")->required();
+    command.footer(footer);
+    command.callback([options, action] { action(*options); });
+    return command;
+}
+
+} // namespace
+
+void add_line_command(CLI::App &program) {
+    CLI::App &command = *program.add_subcommand("line", "Make, run and show simulated lines of nodes");
+    command.require_subcommand(1);
+    auto options = std::make_shared<LineOptions>();
+
+    CLI::App &maker =
+        add_action(command, "init", "Make a line and its nodes from a description",
+                   "Example:\n  ocamp line init demo-line --from examples/lines/three-sites.json", options, init);
+    maker.add_option("--from", options->description, "Description of the line, '-' for standard input")
+        ->type_name("FILE")
+        ->required();
+
+    CLI::App &runner = *command.add_subcommand("run", "Run a line, from where it stopped, and serve its nodes");
+    auto run_options = std::make_shared<LineRunOptions>();
+    add_line_run_options(runner, *run_options);
+    runner.footer("Example:\n  ocamp line run demo-line --netconf-base 8301 --gnmi-base 9340");
+    runner.callback([run_options] { run(*run_options); });
+
+    CLI::App &teller = add_action(command, "event", "Let something happen to a line",
+                                  "Events:\n"
+                                  "  cut SPAN [DIRECTION]            repair SPAN [DIRECTION]\n"
+                                  "  add-loss SPAN DB [DIRECTION]    channels DIRECTION NUMBER\n"
+                                  "  pump-failure NODE AMPLIFIER DB  pump-repair NODE AMPLIFIER\n"
+                                  "  pull NODE SLOT                  insert NODE SLOT\n"
+                                  "Example:\n  ocamp line event demo-line cut site-1/site-2",
+                                  options, event);
+    teller.add_option("EVENT", options->words, "The event and what it is about")->required();
+    teller.add_option("--at", options->at, "Second of line time; default: now, or when the line next runs")
+        ->type_name("SECONDS");
+
+    CLI::App &shower = add_action(command, "show", "Draw a line as it stands",
+                                  "Example:\n  ocamp line show demo-line --watch", options, show);
+    CLI::Option *watch = shower.add_flag("--watch", options->watch, "Draw it anew whenever it changes, until Ctrl-C");
+    shower.add_option("--svg", options->svg, "Write a level diagram of the powers along the line instead")
+        ->type_name("FILE")
+        ->excludes(watch);
+    shower.add_option("--color", options->colour, "auto, always or never")
+        ->type_name("WHEN")
+        ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
+        ->capture_default_str();
+}
+
+} // namespace ocamp

@@ -1,0 +1,35 @@
+// How a single node is kept alive. Knows nothing of what is computed.
+#include "living_node.h"
+
+#include "line/single_node.h"
+
+namespace ocamp {
+
+LivingNode::LivingNode(const std::filesystem::path &node)
+    : line_(line_of_node(node), {.on_event = [this](std::uint64_t second, const std::string &words) {
+                if (core_ != nullptr)
+                    core_->tell({.second = second, .words = words});
+            }}) {
+    line_.step();
+}
+
+void LivingNode::begin(server::Core &core) {
+    core_ = &core;
+    thread_ = std::thread([this, &core] { live(core); });
+}
+
+void LivingNode::live(server::Core &core) {
+    try {
+        run_at_pace(line_, {.stop = [this] { return ending_.load(); }});
+    } catch (const std::exception &error) {
+        core.log().write(server::Severity::error, "node-stands-still", {{"reason", error.what()}});
+    }
+}
+
+void LivingNode::end() {
+    ending_ = true;
+    if (thread_.joinable())
+        thread_.join();
+}
+
+} // namespace ocamp

@@ -1,0 +1,36 @@
+// A single node that lives while it is served. Knows no protocol.
+#pragma once
+
+#include "line/run.h"
+#include "server/core.h"
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+namespace ocamp {
+
+/// Steps the line of the node once a second, in a thread of its own. See line_of_node.
+class LivingNode {
+  public:
+    /// Makes the node's live data: the node is to be opened after that. Throws as line_of_node and LineRun.
+    explicit LivingNode(const std::filesystem::path &node);
+    ~LivingNode() { end(); }
+    LivingNode(const LivingNode &) = delete;
+    LivingNode &operator=(const LivingNode &) = delete;
+
+    /// Time goes on. `core` is that of the node, is told of events, and outlives the end.
+    void begin(server::Core &core);
+    /// Returns when the second that is being computed is over.
+    void end();
+
+  private:
+    void live(server::Core &core);
+
+    server::Core *core_ = nullptr; // of events; NULL until time goes on
+    LineRun line_;
+    std::atomic<bool> ending_{false};
+    std::thread thread_;
+};
+
+} // namespace ocamp
