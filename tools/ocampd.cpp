@@ -1,7 +1,6 @@
 // ocampd: serves a node to network clients. This file reads the command line, listens, and waits for signals; the work
 // is done by the core and the adapters.
 #include "options.h"
-#include "out_of_memory.h"
 #include "output.h"
 
 #include "seam/input_error.h"

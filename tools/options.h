@@ -16,9 +16,6 @@
 
 namespace ocamp {
 
-/// Asks for errors, and for what a command tells, as JSON.
-inline constexpr const char *json_option = "--json";
-
 /// Options that every command has.
 struct CommonOptions {
     bool json = false;
