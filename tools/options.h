@@ -86,6 +86,7 @@ void add_why_command(CLI::App &program, CommonOptions &common);
 void add_complete_command(CLI::App &program, CommonOptions &common);
 /// These run neither the plug-in nor a log of it.
 void add_serve_command(CLI::App &program);
+void add_gnmi_command(CLI::App &program);
 void add_user_command(CLI::App &program);
 
 } // namespace ocamp

@@ -25,6 +25,7 @@ constexpr std::pair<std::string_view, AddCommand> commands[] = {
     {"node", add_node_command},
     {"sysdb", add_sysdb_command},
     {"serve", [](CLI::App &program, CommonOptions & /*common*/) { add_serve_command(program); }},
+    {"gnmi", [](CLI::App &program, CommonOptions & /*common*/) { add_gnmi_command(program); }},
     {"user", [](CLI::App &program, CommonOptions & /*common*/) { add_user_command(program); }},
 };
 
