@@ -124,9 +124,11 @@ class HostileMessagesTest(HostileTestCase):
                 self.assertEqual(0, self.get(pb.GetResponse(notification=[response]), "--format", output).returncode)
 
     def test_times_and_enumerations_that_there_are_not(self):
-        for stamp in -1, 2**63 - 1, -2**63:
+        for stamp, told in ((1, "1970-01-01T00:00:00.000000001Z"), (-1, "1969-12-31T23:59:59.999999999Z"),
+                            (2**63 - 1, "2262-04-11T23:47:16.854775807Z"),
+                            (-2**63, "1677-09-21T00:12:43.145224192Z")):
             line = json.loads(self.get(answer_of(timestamp=stamp)).stdout)
-            self.assertEqual(stamp, line["timestamp"])
+            self.assertEqual((stamp, told), (line["timestamp"], line["time"]))
         response = pb.CapabilityResponse(supported_encodings=[77])
         done = self.ask("capabilities", lambda request, context: response.SerializeToString(), None)
         self.assertEqual(["77"], json.loads(done.stdout)["encodings"])
