@@ -56,7 +56,7 @@ Difference difference_of(const Leaves &before, const Leaves &now) {
 bool is_measured(const lysc_node &leaf) {
     if (is_configuration(leaf) || is_applied_configuration(leaf))
         return false;
-    const lysc_type &type = type_of(leaf);
+    const lysc_type &type = real_type_of(leaf);
     return type.basetype == LY_TYPE_DEC64 || type.basetype == LY_TYPE_UINT64 || type.basetype == LY_TYPE_INT64 ||
            is_short_integer(type);
 }

@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 import signal
 import socket
 import ssl
@@ -11,7 +12,10 @@ import time
 import unittest
 
 import grpc
-from gnmi_client import AMPLIFIER, GnmiTest, Leaves, Server, ext, ocamp, path, pb, subscription, text, update
+from gnmi_client import (AMPLIFIER, PASSWORD, GnmiTest, Leaves, Server, ext, ocamp, path, pb, subscription, text,
+                         update)
+from lxml import etree
+from ncclient import manager
 
 PRE = AMPLIFIER % "0/1-AMP-PRE"
 BOOSTER = AMPLIFIER % "0/1-AMP-BST"
@@ -184,6 +188,71 @@ class ValuesTest(GnmiTest):
         streamed = Leaves(self.client.subscribe([subscription("/", encoding=pb.JSON_IETF)])).until_sync()
         self.assertEqual(sorted(map(str, ours.values())),
                          sorted(str(json.loads(value.json_ietf_val)) for value in streamed.values()))
+
+
+class AgreementTest(GnmiTest):
+    """Every leaf of both models as gNMI, NETCONF and the command line tell it."""
+
+    options = ("--insecure", "--netconf", "127.0.0.1:0")
+
+    def told(self):
+        leaves = {}
+        for origin in "openconfig", "native":
+            for one in self.client.get(path("/", origin=origin), encoding=pb.ASCII).notification[0].update:
+                leaves[text(one.path)] = one.val.ascii_val
+        return leaves
+
+    def leaves_of(self, element, place, keys, leaves):
+        """Leaves of NETCONF's answer, by paths as gNMI writes them."""
+        for child in element:
+            name = etree.QName(child).localname
+            names = re.sub(r"\[.*?\](?=/|\[|$)", "", place) + "/" + name
+            own = sorted((key, child.findtext("{*}" + key)) for key in keys.get(names, ()))
+            where = place + "/" + name + "".join("[%s=%s]" % pair for pair in own)
+            if len(child):
+                self.leaves_of(child, where, keys, leaves)
+            else:
+                leaves[where] = child.text or ""
+
+    def test_values_agree_with_netconf_and_the_command_line_on_the_whole_model_leaf_by_leaf(self):
+        ours = self.told()
+        keys = {}
+        for origin in "openconfig", "native":
+            for one in self.client.get(path("/", origin=origin), encoding=pb.ASCII).notification[0].update:
+                names = ""
+                for elem in one.path.elem:
+                    names += "/" + elem.name
+                    if elem.key:
+                        keys[names] = set(elem.key)
+        with manager.connect(host="127.0.0.1", port=self.server.ports["netconf"], username="olga", password=PASSWORD,
+                             hostkey_verify=False, look_for_keys=False, allow_agent=False) as session:
+            data = etree.fromstring(session.get().data_xml.encode())
+        netconf = {}
+        self.leaves_of(data, "", keys, netconf)
+        for name in "netconf-state", "modules-state", "yang-library", "netconf":
+            netconf = {where: value for where, value in netconf.items() if not where.startswith("/" + name + "/")}
+        self.assertGreater(len(ours), 300)
+        self.assertEqual(sorted(netconf), sorted(ours))
+        for where, value in ours.items():
+            # NETCONF writes an identity with a prefix.
+            self.assertIn(value, (netconf[where], netconf[where].split(":")[-1]), where)
+        openconfig = json.loads(ocamp("get", "--node", self.node))
+        self.assertEqual(flat(openconfig), flat(self.client.value("/")))
+
+    def test_a_set_is_seen_by_all(self):
+        self.client.set(update=[update(GAIN, double_val=12.3)])
+        with manager.connect(host="127.0.0.1", port=self.server.ports["netconf"], username="olga", password=PASSWORD,
+                             hostkey_verify=False, look_for_keys=False, allow_agent=False) as session:
+            leaves = Leaves(self.client.subscribe([subscription(GAIN, mode=STREAM)])).until_sync()
+            self.assertIn("<target-gain>12.3</target-gain>", session.get_config("running").data_xml)
+            session.edit_config(
+                target="running",
+                config="""<config xmlns="urn:ietf:params:xml:ns:netconf:base:1.0"><optical-amplifier
+                    xmlns="http://openconfig.net/yang/optical-amplfier"><amplifiers><amplifier><name>0/1-AMP-PRE</name>
+                    <config><target-gain>12.7</target-gain></config></amplifier></amplifiers></optical-amplifier>
+                    </config>""")
+            leaves.until(lambda now: now[GAIN].double_val == 12.7)
+        self.assertIn('"target-gain": "12.7"', ocamp("get", "--node", self.node))
 
 
 class GetTest(GnmiTest):
