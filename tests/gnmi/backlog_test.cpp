@@ -22,8 +22,7 @@ LeafPointer leaf(const std::string &below, const std::string &value) {
     const Path path = joined({}, path_of(amplifier + "/" + below));
     std::vector<Step> container = path.steps;
     container.pop_back();
-    return std::make_shared<Leaf>(
-        Leaf{"/a/" + below, std::move(container), schema_nodes(path).at(0), value});
+    return std::make_shared<Leaf>(Leaf{"/a/" + below, std::move(container), schema_nodes(path).at(0), value});
 }
 
 // Responses in words: "time prefix: leaf=value*duplicates -leaf", or "sync".
@@ -59,8 +58,8 @@ TEST(GnmiBacklog, LeavesOfOneContainerAndTimeAreOneResponse) {
     backlog.sync();
     backlog.update(leaf("config/enabled", "false"), at(2));
     // Newer values have the place in line of the older ones.
-    EXPECT_THAT(taken(backlog), ElementsAre("2 config: enabled=false*1", "1 config: target-gain=1.0",
-                                            "1 state: enabled=true", "sync"));
+    EXPECT_THAT(taken(backlog),
+                ElementsAre("2 config: enabled=false*1", "1 config: target-gain=1.0", "1 state: enabled=true", "sync"));
 }
 
 TEST(GnmiBacklog, TheNewestValueTakesThePlaceOfOlderOnesAndCountsThem) {

@@ -36,11 +36,12 @@ inline ::gnmi::Path path_of(std::string_view text) {
 
 /// Two entries, "a" with more leaves than "b".
 inline YangTree two_amplifiers() {
-    return openconfig_schema().parse(R"({"openconfig-optical-amplifier:optical-amplifier": {"amplifiers": {"amplifier": [
+    return openconfig_schema().parse(
+        R"({"openconfig-optical-amplifier:optical-amplifier": {"amplifiers": {"amplifier": [
         {"name": "a", "config": {"name": "a", "target-gain": "17.5", "enabled": true},
          "state": {"name": "a", "type": "openconfig-optical-amplifier:EDFA", "actual-gain": {"instant": "17.25"}}},
         {"name": "b", "config": {"name": "b", "target-gain": "3.0"}}]}}})",
-                                     LYD_JSON);
+        LYD_JSON);
 }
 
 /// The leaf at a path like "optical-amplifier/amplifiers/amplifier[name=a]/config/target-gain" of the OpenConfig model.

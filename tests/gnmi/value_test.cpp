@@ -59,7 +59,8 @@ TEST(GnmiValue, OneLeafInEachEncoding) {
 
 TEST(GnmiValue, IntegersGoBySign) {
     const std::string optics = "interface-configurations/interface-configuration/optics/";
-    const lysc_node &with_sign = native_leaf(optics + "optics-ots-amplifier-gain"), &without = native_leaf(optics + "optics-ots-rx-voa-attenuation");
+    const lysc_node &with_sign = native_leaf(optics + "optics-ots-amplifier-gain"),
+                    &without = native_leaf(optics + "optics-ots-rx-voa-attenuation");
     EXPECT_EQ(leaf_value(with_sign, "-5", ::gnmi::PROTO).int_val(), -5);
     EXPECT_EQ(leaf_value(without, "175", ::gnmi::PROTO).uint_val(), 175U);
     EXPECT_EQ(leaf_value(with_sign, "-5", ::gnmi::JSON_IETF).json_ietf_val(), "-5");
@@ -92,7 +93,9 @@ TEST(GnmiValue, SubtreeAsJson) {
               R"("state":{"name":"a","type":"EDFA"}})");
     const auto gains = [](const lysc_node &leaf) { return std::string_view(leaf.name) == "target-gain"; };
     EXPECT_EQ(json_of(entry, false, gains, 0).dump(), R"({"name":"a","config":{"target-gain":17.5}})");
-    EXPECT_TRUE(json_of(entry, false, [](const lysc_node &) { return false; }, 0).is_discarded());
+    EXPECT_TRUE(json_of(
+                    entry, false, [](const lysc_node &) { return false; }, 0)
+                    .is_discarded());
 }
 
 TEST(GnmiValue, EveryFormOfAClientsNumber) {
