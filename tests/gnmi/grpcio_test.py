@@ -321,6 +321,40 @@ class SetTest(GnmiTest):
         self.assert_refused(INVALID, lambda: self.client.set(update=bad), "enabled")
         self.assertEqual(before, self.gain())
 
+    def test_telemetry_sees_nothing_of_a_set_before_it_is_accepted(self):
+        request = subscription(GAIN, mode=STREAM)
+        request.subscribe.subscription[0].mode = pb.ON_CHANGE
+        leaves = Leaves(self.client.subscribe([request])).until_sync()
+        leaves.notifications.clear()
+        bad = [update(GAIN, double_val=3.3), update(BOOSTER + "/config/target-gain", double_val=-1)]
+        self.assert_refused(INVALID, lambda: self.client.set(update=bad))
+        self.client.set(update=[update(GAIN, double_val=3.4)])
+        leaves.until(lambda now: now.notifications)
+        self.assertEqual([3.4], [one.val.double_val for late in leaves.notifications for one in late.update])
+
+    def test_union_replace_comes_after_delete_and_before_replace_and_update(self):
+        config, tilt = PRE + "/config", PRE + "/config/target-gain-tilt"
+        answer = self.client.set(
+            update=[update(tilt, double_val=0.3)],
+            replace=[update(GAIN, double_val=6.5)],
+            union_replace=[update(config, json_val=b'{"target-gain": 5.5, "target-gain-tilt": 0.1}')],
+            delete=[path(config)],
+        )
+        self.assertEqual([1, 4, 2, 3], [one.op for one in answer.response])
+        self.assertEqual(("6.5", "0.3"), (self.client.value(GAIN), self.client.value(tilt)))
+
+    def test_replace_of_a_list_entry_removes_what_is_not_given(self):
+        self.client.set(update=[update(PRE + "/config/target-gain-tilt", double_val=0.4)])
+        self.client.set(replace=[update(PRE, json_val=b'{"config": {"target-gain": 9.1}}')])
+        self.assertEqual(9.1, self.gain())
+        self.assertNotIn("target-gain-tilt", str(self.client.value(PRE + "/config")))
+
+    def test_unknown_extensions_are_ignored(self):
+        unknown = [ext.Extension(registered_ext=ext.RegisteredExtension(id=999, msg=b"x"))]
+        self.client.set(update=[update(GAIN, double_val=9.2)], extension=unknown)
+        self.assertEqual(9.2, self.gain())
+        Leaves(self.client.subscribe([subscription(GAIN, extension=unknown)])).until_sync()
+
     def test_order_is_delete_replace_update_and_results_are_in_order_with_path_op_and_timestamp(self):
         before = time.time_ns()
         tilt = PRE + "/config/target-gain-tilt"
@@ -632,6 +666,14 @@ class SubscribeTest(GnmiTest):
         self.change(3.7)
         leaves.until(lambda now: now[GAIN].double_val == 3.7)
 
+    def test_target_defined_samples_measured_values(self):
+        leaves = self.open(PRE, how=pb.TARGET_DEFINED).until_sync()
+        known = len(leaves.notifications)
+        leaves.until(lambda now: len(now.notifications) > known)
+        told = {text(one.path) for late in leaves.notifications[known:] for one in late.update}
+        self.assertIn("/instant", told)
+        self.assertNotIn("/target-gain", told)
+
     def test_a_sample_interval_with_target_defined_is_invalid(self):
         refused = lambda: self.open(GAIN, how=pb.TARGET_DEFINED, sample_interval=SECOND).stream
         self.assert_refused(INVALID, refused, "TARGET_DEFINED")
@@ -642,6 +684,9 @@ class SubscribeTest(GnmiTest):
             request.subscribe.subscription[0].mode = pb.ON_CHANGE
             leaves = Leaves(self.client.subscribe([request])).until_sync()
             self.assertEqual([], leaves.notifications)
+        polled = Leaves(self.client.subscribe([subscription(GAIN, mode=POLL, updates_only=True),
+                                               pb.SubscribeRequest(poll=pb.Poll())])).until_sync()
+        self.assertEqual([], polled.notifications)
         self.change(2.2)
         leaves.until(lambda now: GAIN in now)
 
