@@ -177,9 +177,9 @@ void Readings::begin_reading() {
     // The answer, or, when the core drops it with the session, a refusal. It is handed over at once: what the core
     // tells of later changes must come behind it.
     struct Answer {
-        std::shared_ptr<Inbox> inbox;
-        Readings *readings;
-        bool told = false;
+        Answer(std::shared_ptr<Inbox> inbox_, Readings *readings_) : inbox(std::move(inbox_)), readings(readings_) {}
+        Answer(const Answer &) = delete;
+        Answer &operator=(const Answer &) = delete;
 
         void tell(server::Outcome outcome) {
             told = true;
@@ -190,6 +190,10 @@ void Readings::begin_reading() {
             if (!told)
                 tell(server::Refusal{.tag = ErrorTag::resource_denied, .reason = "the reading was dropped"});
         }
+
+        std::shared_ptr<Inbox> inbox;
+        Readings *readings;
+        bool told = false;
     };
     const auto answer = std::make_shared<Answer>(inbox_, this);
     try {

@@ -39,11 +39,10 @@ TEST(GnmiSet, OperationsAreDoneInTheProtocolsOrder) {
     add(*request.mutable_union_replace(), entry + "/config/target-gain", "3");
     *request.add_delete_() = path_of(entry + "/config/target-gain");
     const std::string marked = R"("config":{"@target-gain":{"ietf-netconf:operation":")";
-    EXPECT_THAT(documents(request),
-                ElementsAre(edit_of_entry(marked + R"(remove"}})"),
-                            edit_of_entry(marked + R"(replace"},"target-gain":"3"})"),
-                            edit_of_entry(marked + R"(replace"},"target-gain":"2"})"),
-                            edit_of_entry(R"("config":{"target-gain":"1"})")));
+    EXPECT_THAT(documents(request), ElementsAre(edit_of_entry(marked + R"(remove"}})"),
+                                                edit_of_entry(marked + R"(replace"},"target-gain":"3"})"),
+                                                edit_of_entry(marked + R"(replace"},"target-gain":"2"})"),
+                                                edit_of_entry(R"("config":{"target-gain":"1"})")));
 }
 
 TEST(GnmiSet, DeletesAreThoseOfWhatIsThere) {
@@ -80,8 +79,9 @@ TEST(GnmiSet, TargetsAreSingleNodes) {
 TEST(GnmiSet, ReplacingTheRootTakesAwayWhatIsNotGiven) {
     ::gnmi::SetRequest request;
     add(*request.mutable_replace(), "", "{}");
-    EXPECT_THAT(documents(request),
-                ElementsAre(R"({"openconfig-optical-amplifier:optical-amplifier":{"@":{"ietf-netconf:operation":"remove"}}})"));
+    EXPECT_THAT(
+        documents(request),
+        ElementsAre(R"({"openconfig-optical-amplifier:optical-amplifier":{"@":{"ietf-netconf:operation":"remove"}}})"));
 }
 
 TEST(GnmiSet, ClientsCannotAnnotateNodes) {
