@@ -6,6 +6,7 @@
 #include "log/log.h"
 #include "sysdb/seal.h"
 #include "yang/error.h"
+#include "yang/modules.h"
 
 #include <algorithm>
 
@@ -17,6 +18,9 @@ namespace {
 
 constexpr const char *table_name = "native_data";
 constexpr std::string_view running_name = "running";
+// Among the seals: the document of the name that follows was found valid by a program with the modules of that
+// fingerprint when it had that checksum.
+constexpr std::string_view valid_word = "valid ";
 
 std::string document_to_store(std::string_view name, const YangTree &tree) {
     try {
@@ -28,22 +32,27 @@ std::string document_to_store(std::string_view name, const YangTree &tree) {
 
 void store(Database &database, std::string_view name, const YangTree &tree) {
     const std::string document = document_to_store(name, tree);
+    const std::int64_t checksum = row_checksum({name, document});
     Statement insert =
         database.prepare("INSERT INTO native_data(name, document, checksum) VALUES(?1, ?2, ?3) ON CONFLICT(name) "
                          "DO UPDATE SET document = excluded.document, checksum = excluded.checksum");
-    insert.bind(1, name).bind(2, document).bind(3, row_checksum({name, document})).step();
+    insert.bind(1, name).bind(2, document).bind(3, checksum).step();
+    Statement mark =
+        database.prepare("INSERT INTO seal(name, row_count, checksum_sum) VALUES(?1, ?2, ?3) ON CONFLICT(name) "
+                         "DO UPDATE SET row_count = excluded.row_count, checksum_sum = excluded.checksum_sum");
+    mark.bind(1, std::string(valid_word).append(name)).bind(2, modules_fingerprint()).bind(3, checksum).step();
 }
 
 // The document of that name and text, from the earlier ones when it is among them.
 NativeDocument take_or_make(NativeData &earlier, const Schema &schema, std::string_view name, std::string_view text,
-                            const std::string &file) {
+                            bool valid, const std::string &file) {
     if (earlier.running.is_stored(name, text))
         return std::move(earlier.running);
     const auto same = std::find_if(earlier.operational.begin(), earlier.operational.end(),
                                    [&](const NativeDocument &document) { return document.is_stored(name, text); });
     if (same != earlier.operational.end())
         return std::move(*same);
-    return {schema, std::string(name), std::string(text), fmt::format("{}: native data '{}'", file, name)};
+    return {schema, std::string(name), std::string(text), valid, fmt::format("{}: native data '{}'", file, name)};
 }
 
 using Requests = std::vector<const OutputNode *>;
@@ -166,20 +175,33 @@ std::optional<RequestNode> find_named(const Schema &schema, const lysc_node *par
 
 } // namespace
 
-NativeDocument::NativeDocument(const Schema &schema, std::string name, std::string text, const std::string &place)
-    : schema_(&schema), place_(place), stored_(Stored{std::move(name), std::move(text)}) {}
+NativeDocument::NativeDocument(const Schema &schema, std::string name, std::string text, bool valid,
+                               const std::string &place)
+    : schema_(&schema), place_(place), stored_(Stored{std::move(name), std::move(text), valid}) {}
 
 const YangTree &NativeDocument::tree() const {
     if (schema_ == nullptr)
         return tree_;
+    tree_ = parsed(&Schema::parse);
+    schema_ = nullptr;
+    return tree_;
+}
+
+const YangTree &NativeDocument::written() const {
+    if (schema_ == nullptr || !stored_->valid)
+        return tree();
+    if (written_.empty())
+        written_ = parsed(&Schema::parse_valid);
+    return written_;
+}
+
+YangTree NativeDocument::parsed(YangTree (Schema::*parse)(std::string_view, LYD_FORMAT) const) const {
     const StageMark stage(Stage::parse);
     try {
-        tree_ = schema_->parse(stored_->text, LYD_JSON);
+        return (schema_->*parse)(stored_->text, LYD_JSON);
     } catch (const YangError &error) {
         throw YangError(fmt::format("{}: {}", place_, error.what()));
     }
-    schema_ = nullptr;
-    return tree_;
 }
 
 YangTree &NativeDocument::to_change() {
@@ -197,14 +219,22 @@ bool NativeDocument::may_be_of(std::string_view module) const noexcept {
 }
 
 const lyd_node *NativeData::root(const lysc_node &schema) const {
+    return root_in(&NativeDocument::tree, schema);
+}
+
+const lyd_node *NativeData::written_root(const lysc_node &schema) const {
+    return root_in(&NativeDocument::written, schema);
+}
+
+const lyd_node *NativeData::root_in(const YangTree &(NativeDocument::*tree)() const, const lysc_node &schema) const {
     if (is_configuration(schema)) {
-        if (const lyd_node *found = find_instance(running.tree().first(), schema); found != nullptr)
+        if (const lyd_node *found = find_instance((running.*tree)().first(), schema); found != nullptr)
             return found;
     }
     for (const NativeDocument &document : operational) {
         if (!document.may_be_of(schema.module->name))
             continue;
-        if (const lyd_node *found = find_instance(document.tree().first(), schema); found != nullptr)
+        if (const lyd_node *found = find_instance((document.*tree)().first(), schema); found != nullptr)
             return found;
     }
     return nullptr;
@@ -225,7 +255,10 @@ void store_operational(Database &database, std::string_view module, const YangTr
 NativeData load_native(Database &database, const Schema &schema, NativeData earlier) {
     const StageMark stage(Stage::parse);
     NativeData data;
-    Statement select = database.prepare("SELECT name, document, checksum FROM native_data ORDER BY name");
+    Statement select = database.prepare(
+        "SELECT name, document, checksum, EXISTS(SELECT 1 FROM seal WHERE seal.name = ?1 || native_data.name "
+        "AND row_count = ?2 AND checksum_sum = checksum) FROM native_data ORDER BY name");
+    select.bind(1, valid_word).bind(2, modules_fingerprint());
     std::int64_t count = 0, sum = 0;
     while (select.step()) {
         if (row_checksum({select.text(0), select.text(1)}) != select.number(2))
@@ -233,7 +266,8 @@ NativeData load_native(Database &database, const Schema &schema, NativeData earl
                                           database.file(), select.text(0)));
         ++count;
         sum += select.number(2);
-        NativeDocument document = take_or_make(earlier, schema, select.text(0), select.text(1), database.file());
+        NativeDocument document =
+            take_or_make(earlier, schema, select.text(0), select.text(1), select.number(3) != 0, database.file());
         if (select.text(0) == running_name)
             data.running = std::move(document);
         else
@@ -255,7 +289,7 @@ std::vector<NativeEntry> select_entries(const Schema &schema, const NativeData &
         }
         if (configuration_only && !is_configuration(*node))
             continue;
-        if (const lyd_node *instance = data.root(*node); instance != nullptr)
+        if (const lyd_node *instance = data.written_root(*node); instance != nullptr)
             selection.add_root(*instance, root);
     }
     return selection.take();
