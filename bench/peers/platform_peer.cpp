@@ -1,6 +1,6 @@
 // The plug-in with its platform as a peer: from native text to the answer of a read as text. Everything that a node
-// does for a read is done: the native data is checked, the request goes through the plug-in, the answer is cut and
-// checked.
+// does for a read is done: the native data, found valid when the node came to hold it, is parsed with its values
+// checked, the request goes through the plug-in, the answer is cut and checked.
 #include "peer.h"
 
 #include "node/native_data.h"
@@ -65,8 +65,10 @@ class PlatformPeer : public Peer {
     explicit PlatformPeer(const std::vector<NativeNode> &nodes)
         : nodes_(nodes), logs_(LogSettings{}), plugin_(Plugin::default_file()),
           amplifiers_(Filter::from_path(openconfig_schema(), "/optical-amplifier/amplifiers")) {
-        for (const NativeNode &node : nodes)
+        for (const NativeNode &node : nodes) {
             databases_.emplace_back(node);
+            static_cast<void>(native_schema().parse(node.xml, LYD_XML)); // throws unless it is valid
+        }
     }
 
     std::vector<Measure> measures() override {
@@ -83,7 +85,7 @@ class PlatformPeer : public Peer {
     std::string answer(const NativeNode &node, NodeDatabase &database) {
         const CurrentSystemDatabase current(database.system_database());
         NativeData data;
-        data.operational.push_back(native_schema().parse(node.xml, LYD_XML));
+        data.operational.push_back(native_schema().parse_valid(node.xml, LYD_XML));
         const ReadResult result = Reader(plugin_, logs_).read(data, YFW_KIND_GET, amplifiers_, nullptr);
         return result.answer.print(LYD_XML);
     }

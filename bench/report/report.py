@@ -116,10 +116,11 @@ def write_peers(peers, docs):
             f"leaf by leaf before anything is timed: {peers['leaves']:,} leaves, each the same for all.\n\n"
             "- *Parsed*: from the parsed native form to the result in each one's own form. On this side that is the "
             "plug-in on a platform that keeps what is written and does nothing else.\n"
-            "- *Text*: from native XML to OpenConfig XML. On this side that is the node's whole read: the native data "
-            "is validated, the request is mapped, the answer is cut and checked. The peers neither validate nor "
-            "check.\n\nThe input-power records come as a ready table to all peers, and from the system database here. "
-            "Processor time.\n\n"
+            "- *Text*: from native XML to OpenConfig XML. On this side that is the node's whole read: the native data, "
+            "which was validated when the node came to hold it, is parsed with its values checked, the request is "
+            "mapped, the answer is cut and checked. No peer has a request, or validates; libyang alone checks values.\n\n"
+            "The input-power records come as a ready table to all peers, and from the system database here. Processor "
+            "time.\n\n"
             + table(["", "parsed", "times oc-amplifier", "text", "times oc-amplifier"], rows)
             + "\n![peers](peers.svg)\n")
 

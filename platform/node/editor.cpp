@@ -135,8 +135,9 @@ YangTree Editor::configuration(const NativeData &data) const {
 
 EditOutcome Editor::edit(NativeData &data, const EditRequest &asked, EditReport *report) const {
     EditRequest request = asked;
-    const YangTree before = configuration(data);
+    // Before the read: the whole tree does for that, too, and is not parsed once more.
     const YangTree native_before = data.running.tree().copy();
+    const YangTree before = configuration(data);
     for (EditNode &root : request.roots()) {
         check_before(root, before.first());
         drop_absent_removals(root, before.first());

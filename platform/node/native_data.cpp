@@ -5,6 +5,7 @@
 #include "log/stages.h"
 #include "sysdb/seal.h"
 #include "yang/error.h"
+#include "yang/modules.h"
 
 #include <algorithm>
 #include <functional>
@@ -18,6 +19,9 @@ namespace {
 
 constexpr const char *table_name = "native_data";
 constexpr std::string_view running_name = "running";
+// Among the seals: the document of the name that follows was found valid by a program with the modules of that
+// fingerprint when it had that checksum.
+constexpr std::string_view valid_word = "valid ";
 
 std::string document_to_store(std::string_view name, const YangTree &tree) {
     try {
@@ -27,27 +31,34 @@ std::string document_to_store(std::string_view name, const YangTree &tree) {
     }
 }
 
-void store_text(Database &database, std::string_view name, std::string_view document) {
+// Gives the row's checksum.
+std::int64_t store_text(Database &database, std::string_view name, std::string_view document) {
+    const std::int64_t checksum = row_checksum({name, document});
     Statement insert =
         database.prepare("INSERT INTO native_data(name, document, checksum) VALUES(?1, ?2, ?3) ON CONFLICT(name) "
                          "DO UPDATE SET document = excluded.document, checksum = excluded.checksum");
-    insert.bind(1, name).bind(2, document).bind(3, row_checksum({name, document})).step();
+    insert.bind(1, name).bind(2, document).bind(3, checksum).step();
+    return checksum;
 }
 
 void store(Database &database, std::string_view name, const YangTree &tree) {
-    store_text(database, name, document_to_store(name, tree));
+    const std::int64_t checksum = store_text(database, name, document_to_store(name, tree));
+    Statement mark =
+        database.prepare("INSERT INTO seal(name, row_count, checksum_sum) VALUES(?1, ?2, ?3) ON CONFLICT(name) "
+                         "DO UPDATE SET row_count = excluded.row_count, checksum_sum = excluded.checksum_sum");
+    mark.bind(1, std::string(valid_word).append(name)).bind(2, modules_fingerprint()).bind(3, checksum).step();
 }
 
 // The document of that name and text, from the earlier ones when it is among them.
 NativeDocument take_or_make(NativeData &earlier, const Schema &schema, std::string_view name, std::string_view text,
-                            const std::string &file) {
+                            bool valid, const std::string &file) {
     if (earlier.running.is_stored(name, text))
         return std::move(earlier.running);
     const auto same = std::find_if(earlier.operational.begin(), earlier.operational.end(),
                                    [&](const NativeDocument &document) { return document.is_stored(name, text); });
     if (same != earlier.operational.end())
         return std::move(*same);
-    return {schema, std::string(name), std::string(text), fmt::format("{}: native data '{}'", file, name)};
+    return {schema, std::string(name), std::string(text), valid, fmt::format("{}: native data '{}'", file, name)};
 }
 
 // The row has name, document and checksum.
@@ -57,18 +68,22 @@ void check_row(const Statement &row, const std::string &file) {
             fmt::format("{}: native data '{}' is damaged: it does not hold its checksum", file, row.text(0)));
 }
 
-// Calls `take` with the name and the text of each document of the table, which is checked.
+// Calls `take` with the name and the text of each document of the table, which is checked, and whether this program or
+// one with the same modules found the document valid.
 template <class Take>
 void load_table(Database &database, std::string_view schema, Take take) {
     const std::string &file = database.file_of(schema);
-    Statement select = database.prepare(fmt::format("SELECT name, document, checksum FROM {}native_data ORDER BY name",
-                                                    Database::table_prefix(schema)));
+    Statement select = database.prepare(
+        fmt::format("SELECT name, document, checksum, EXISTS(SELECT 1 FROM {0}seal WHERE seal.name = ?1 || stored.name "
+                    "AND row_count = ?2 AND checksum_sum = checksum) FROM {0}native_data AS stored ORDER BY stored.name",
+                    Database::table_prefix(schema)));
+    select.bind(1, valid_word).bind(2, modules_fingerprint());
     std::int64_t count = 0, sum = 0;
     while (select.step()) {
         check_row(select, file);
         ++count;
         sum += select.number(2);
-        take(select.text(0), select.text(1));
+        take(select.text(0), select.text(1), select.number(3) != 0);
     }
     check_seal(database, table_name, count, sum, schema);
 }
@@ -193,20 +208,33 @@ std::optional<RequestNode> find_named(const Schema &schema, const lysc_node *par
 
 } // namespace
 
-NativeDocument::NativeDocument(const Schema &schema, std::string name, std::string text, const std::string &place)
-    : schema_(&schema), place_(place), stored_(Stored{std::move(name), std::move(text)}) {}
+NativeDocument::NativeDocument(const Schema &schema, std::string name, std::string text, bool valid,
+                               const std::string &place)
+    : schema_(&schema), place_(place), stored_(Stored{std::move(name), std::move(text), valid}) {}
 
 const YangTree &NativeDocument::tree() const {
     if (schema_ == nullptr)
         return tree_;
+    tree_ = parsed(&Schema::parse);
+    schema_ = nullptr;
+    return tree_;
+}
+
+const YangTree &NativeDocument::written() const {
+    if (schema_ == nullptr || !stored_->valid)
+        return tree();
+    if (written_.empty())
+        written_ = parsed(&Schema::parse_valid);
+    return written_;
+}
+
+YangTree NativeDocument::parsed(YangTree (Schema::*parse)(std::string_view, LYD_FORMAT) const) const {
     const StageMark stage(Stage::parse);
     try {
-        tree_ = schema_->parse(stored_->text, LYD_JSON);
+        return (schema_->*parse)(stored_->text, LYD_JSON);
     } catch (const YangError &error) {
         throw YangError(fmt::format("{}: {}", place_, error.what()));
     }
-    schema_ = nullptr;
-    return tree_;
 }
 
 YangTree &NativeDocument::to_change() {
@@ -224,14 +252,22 @@ bool NativeDocument::may_be_of(std::string_view module) const noexcept {
 }
 
 const lyd_node *NativeData::root(const lysc_node &schema) const {
+    return root_in(&NativeDocument::tree, schema);
+}
+
+const lyd_node *NativeData::written_root(const lysc_node &schema) const {
+    return root_in(&NativeDocument::written, schema);
+}
+
+const lyd_node *NativeData::root_in(const YangTree &(NativeDocument::*tree)() const, const lysc_node &schema) const {
     if (is_configuration(schema)) {
-        if (const lyd_node *found = find_instance(running.tree().first(), schema); found != nullptr)
+        if (const lyd_node *found = find_instance((running.*tree)().first(), schema); found != nullptr)
             return found;
     }
     for (const NativeDocument &document : operational) {
         if (!document.may_be_of(schema.module->name))
             continue;
-        if (const lyd_node *found = find_instance(document.tree().first(), schema); found != nullptr)
+        if (const lyd_node *found = find_instance((document.*tree)().first(), schema); found != nullptr)
             return found;
     }
     return nullptr;
@@ -274,14 +310,14 @@ NativeData load_native(Database &database, const Schema &schema, NativeData earl
     NativeData data;
     std::set<std::string, std::less<>> live; // modules
     if (database.has_attached(live_schema))
-        load_table(database, live_schema, [&](std::string_view name, std::string_view text) {
+        load_table(database, live_schema, [&](std::string_view name, std::string_view text, bool valid) {
             live.emplace(name);
-            data.operational.push_back(take_or_make(earlier, schema, name, text, database.file_of(live_schema)));
+            data.operational.push_back(take_or_make(earlier, schema, name, text, valid, database.file_of(live_schema)));
         });
-    load_table(database, Database::own_schema, [&](std::string_view name, std::string_view text) {
+    load_table(database, Database::own_schema, [&](std::string_view name, std::string_view text, bool valid) {
         if (live.contains(name))
             return;
-        NativeDocument document = take_or_make(earlier, schema, name, text, database.file());
+        NativeDocument document = take_or_make(earlier, schema, name, text, valid, database.file());
         if (name == running_name)
             data.running = std::move(document);
         else
@@ -302,7 +338,7 @@ std::vector<NativeEntry> select_entries(const Schema &schema, const NativeData &
         }
         if (configuration_only && !is_configuration(*node))
             continue;
-        if (const lyd_node *instance = data.root(*node); instance != nullptr)
+        if (const lyd_node *instance = data.written_root(*node); instance != nullptr)
             selection.add_root(*instance, root);
     }
     return selection.take();

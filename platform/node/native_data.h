@@ -20,11 +20,14 @@ class NativeDocument {
   public:
     NativeDocument() = default;
     NativeDocument(YangTree tree) : tree_(std::move(tree)) {} // NOLINT: a tree is a document, too
-    /// `schema` outlives the document. `place` stands before complaints about the text.
-    NativeDocument(const Schema &schema, std::string name, std::string text, const std::string &place);
+    /// `schema` outlives the document. `place` stands before complaints about the text. `valid`: it is known to be.
+    NativeDocument(const Schema &schema, std::string name, std::string text, bool valid, const std::string &place);
 
     /// The tree. Throws YangError when the text does not fit the schema.
     const YangTree &tree() const;
+    /// What is written in the document: as tree, but nodes that are there by default may be missing, so that a document
+    /// which is known to be valid takes half of the time.
+    const YangTree &written() const;
     /// As tree, to be changed: the document is no longer the stored one.
     YangTree &to_change();
 
@@ -36,12 +39,15 @@ class NativeDocument {
   private:
     struct Stored {
         std::string name, text;
+        bool valid;
     };
+
+    YangTree parsed(YangTree (Schema::*parse)(std::string_view, LYD_FORMAT) const) const;
 
     mutable const Schema *schema_ = nullptr; // NULL once the tree is there
     std::string place_;
     std::optional<Stored> stored_;
-    mutable YangTree tree_;
+    mutable YangTree tree_, written_;
 };
 
 /// All native data of a node, as one read of the database found them.
@@ -51,6 +57,11 @@ struct NativeData {
 
     /// Root instance of that schema node; NULL when there is no such data. Throws YangError as NativeDocument::tree.
     const lyd_node *root(const lysc_node &schema) const;
+    /// The same of what is written; see NativeDocument::written.
+    const lyd_node *written_root(const lysc_node &schema) const;
+
+  private:
+    const lyd_node *root_in(const YangTree &(NativeDocument::*tree)() const, const lysc_node &schema) const;
 };
 
 /// What tables with live data are called where they are attached to the connection with a node's own; see LiveData.

@@ -1,6 +1,7 @@
 // The YANG modules that the program carries, so that it needs none beside it. Knows nothing of what they say.
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <string_view>
 
@@ -15,6 +16,9 @@ struct YangModule {
 
 /// All that the program carries.
 std::span<const YangModule> yang_modules() noexcept;
+
+/// Stands for the texts of all of them: another one when any module is another.
+std::int64_t modules_fingerprint() noexcept;
 
 /// Schema paths of the nodes that the deviations module takes away, as schema_path writes them.
 std::span<const std::string_view> unserved_paths() noexcept;

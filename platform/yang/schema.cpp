@@ -136,6 +136,12 @@ YangTree Schema::parse(std::string_view document, LYD_FORMAT format) const {
     return tree;
 }
 
+YangTree Schema::parse_valid(std::string_view document, LYD_FORMAT format) const {
+    YangTree tree = YangTree::parse_valid(*context(), document, format);
+    check_roots(tree);
+    return tree;
+}
+
 // The context may have modules of another schema.
 void Schema::check_roots(const YangTree &tree) const {
     for (const lyd_node *root = tree.first(); root != nullptr; root = root->next) {

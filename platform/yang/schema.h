@@ -39,6 +39,8 @@ class Schema {
 
     /// A complete instance document, valid against the modules, and of no others. Throws YangError.
     YangTree parse(std::string_view document, LYD_FORMAT format) const;
+    /// As YangTree::parse_valid, of these modules and no others.
+    YangTree parse_valid(std::string_view document, LYD_FORMAT format) const;
     /// Throws YangError unless the tree, to which implicit nodes may be added, is valid.
     void validate(YangTree &tree) const;
 

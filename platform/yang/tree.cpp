@@ -61,12 +61,12 @@ class TextStream {
     std::FILE *stream_;
 };
 
-LY_ERR print_to(std::FILE *stream, const lyd_node *tree, LYD_FORMAT format) {
+LY_ERR print_to(std::FILE *stream, const lyd_node *tree, LYD_FORMAT format, std::uint32_t options) {
     ly_out *out = nullptr;
     const LY_ERR made = ly_out_new_file(stream, &out);
     if (made != LY_SUCCESS)
         return made;
-    const LY_ERR result = lyd_print_all(out, tree, format, 0);
+    const LY_ERR result = lyd_print_all(out, tree, format, options);
     ly_out_free(out, nullptr, 0);
     return result;
 }
@@ -83,10 +83,21 @@ LY_ERR YangTree::call_with_first(Call call) {
 }
 
 YangTree YangTree::parse(const ly_ctx &context, std::string_view document, LYD_FORMAT format) {
+    return parse_with(context, document, format, LYD_PARSE_STRICT, LYD_VALIDATE_PRESENT);
+}
+
+YangTree YangTree::parse_valid(const ly_ctx &context, std::string_view document, LYD_FORMAT format) {
+    // The latter two say of each node what validating it would have said.
+    return parse_with(context, document, format,
+                      LYD_PARSE_STRICT | LYD_PARSE_ONLY | LYD_PARSE_WHEN_TRUE | LYD_PARSE_NO_NEW, 0);
+}
+
+YangTree YangTree::parse_with(const ly_ctx &context, std::string_view document, LYD_FORMAT format,
+                              std::uint32_t parse_options, std::uint32_t validate_options) {
     const std::string terminated(document);
     YangTree tree;
     check(tree.call_with_first([&](lyd_node **first) {
-        return lyd_parse_data_mem(&context, terminated.c_str(), format, LYD_PARSE_STRICT, LYD_VALIDATE_PRESENT, first);
+        return lyd_parse_data_mem(&context, terminated.c_str(), format, parse_options, validate_options, first);
     }),
           &context);
     return tree;
@@ -211,13 +222,17 @@ YangTree YangTree::copy() const {
 }
 
 std::string YangTree::print(LYD_FORMAT format) const {
+    return print_with(format, 0);
+}
+
+std::string YangTree::print_with(LYD_FORMAT format, std::uint32_t options) const {
     const StageMark stage(Stage::print);
     if (empty())
         return {};
     const ly_ctx *context = LYD_CTX(first());
     ly_err_clean(const_cast<ly_ctx *>(context), nullptr);
     TextStream stream;
-    const LY_ERR result = print_to(stream.get(), first(), format);
+    const LY_ERR result = print_to(stream.get(), first(), format, options);
     std::string text = stream.take();
     check(result, context);
     check(ly_errcode(context), context);
@@ -244,7 +259,7 @@ bool YangTree::says_the_same_as(YangTree other) const {
 }
 
 std::string YangTree::print_to_store() const {
-    std::string text = print(LYD_JSON);
+    std::string text = print_with(LYD_JSON, LYD_PRINT_SHRINK);
     if (text.empty())
         return "{}";
     if (!says_the_same_as(parse(*LYD_CTX(first()), text, LYD_JSON)))

@@ -4,6 +4,7 @@
 
 #include "yang/schema.h"
 
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -24,6 +25,9 @@ class YangTree {
     /// A complete instance document, valid against the modules of the context, which outlives the tree. Throws
     /// YangError.
     static YangTree parse(const ly_ctx &context, std::string_view document, LYD_FORMAT format);
+    /// A document that is known to be valid, without what the modules say is there by default. Names and values are
+    /// checked all the same. Throws YangError.
+    static YangTree parse_valid(const ly_ctx &context, std::string_view document, LYD_FORMAT format);
     /// A notification of a module of the context, as XML. Throws YangError.
     static YangTree parse_notification(const ly_ctx &context, std::string_view document);
 
@@ -65,8 +69,8 @@ class YangTree {
     /// The whole tree as text, indented. An empty tree gives an empty text. Throws YangError when a part of it got
     /// lost.
     std::string print(LYD_FORMAT format) const;
-    /// A valid tree as the JSON document to be stored, "{}" for an empty one. It has been read back, and gave the same
-    /// tree. Throws YangError.
+    /// A valid tree as the JSON document to be stored, "{}" for an empty one, without white space. It has been read
+    /// back and validated, and gave the same tree. Throws YangError.
     std::string print_to_store() const;
 
   private:
@@ -75,6 +79,9 @@ class YangTree {
     };
     template <class Call>
     LY_ERR call_with_first(Call call);
+    static YangTree parse_with(const ly_ctx &context, std::string_view document, LYD_FORMAT format,
+                               std::uint32_t parse_options, std::uint32_t validate_options);
+    std::string print_with(LYD_FORMAT format, std::uint32_t options) const;
     lyd_node *insert(lyd_node *parent, lyd_node *added);
     void add_implicit_nodes(const ly_ctx &context);
     // Nodes that are there by default may be missing in either. This tree is not empty.

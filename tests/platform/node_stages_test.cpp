@@ -83,7 +83,13 @@ struct NativeDatabase {
                   "\"}]}}}");
         store_operational(database, "Korvex-controller-orvo8-ots-oper", tree);
     }
+    /// The first root of the running configuration as a read takes it; as old as the next call.
+    const lyd_node *read_running() {
+        data = load_native(database, native_schema());
+        return data.running.written().first();
+    }
     Database database{":memory:", Database::Mode::create};
+    NativeData data;
 };
 
 const lysc_node &native_root(std::string_view name) {
@@ -119,6 +125,50 @@ TEST(NativeDocuments, AreNotTakenOverOnceTheyWereChangedHere) {
     data.running.to_change() = {};
     data = load_native(node.database, native_schema(), std::move(data));
     EXPECT_NE(data.root(native_root("interface-configurations")), nullptr);
+}
+
+bool has_implicit_nodes(const lyd_node *siblings) {
+    for (const lyd_node *node = siblings; node != nullptr; node = node->next) {
+        if (is_implicit(*node) || has_implicit_nodes(lyd_child(node)))
+            return true;
+    }
+    return false;
+}
+
+TEST(NativeDocuments, AreReadAsWrittenOnceTheyWereFoundValid) {
+    NativeDatabase node;
+    const NativeData data = load_native(node.database, native_schema());
+    const lysc_node &root = native_root("interface-configurations");
+    EXPECT_FALSE(has_implicit_nodes(data.written_root(root)));
+    EXPECT_TRUE(has_implicit_nodes(data.root(root)));
+    EXPECT_EQ(data.written_root(root), data.root(root)) << "the whole tree does for both";
+}
+
+TEST(NativeDocuments, AreValidatedAgainWhenOtherModulesFoundThemValid) {
+    NativeDatabase node;
+    EXPECT_FALSE(has_implicit_nodes(node.read_running()));
+    node.database.exec("UPDATE seal SET row_count = row_count + 1 WHERE name = 'valid running'");
+    EXPECT_TRUE(has_implicit_nodes(node.read_running()));
+}
+
+TEST(NativeDocuments, AreValidatedAgainWhenAnotherTextWasFoundValid) {
+    NativeDatabase node;
+    node.database.exec("UPDATE seal SET checksum_sum = checksum_sum + 1 WHERE name = 'valid running'");
+    EXPECT_TRUE(has_implicit_nodes(node.read_running()));
+}
+
+TEST(NativeDocuments, AreRefusedWhenNobodyFoundThemValid) {
+    NativeDatabase node;
+    const std::string name = "Korvex-controller-orvo8-ots-oper";
+    const std::string text =
+        R"({"Korvex-controller-orvo8-ots-oper:ots-oper":{"ots-ports":{"ots-port":[{"name":"a"},{"name":"a"}]}}})";
+    node.database.prepare("UPDATE native_data SET document = ?1, checksum = ?2 WHERE name = ?3")
+        .bind(1, text)
+        .bind(2, row_checksum({name, text}))
+        .bind(3, name)
+        .step();
+    const NativeData data = load_native(node.database, native_schema());
+    EXPECT_THROW(data.written_root(native_root("ots-oper")), YangError);
 }
 
 TEST(NativeDocuments, NameFileAndDocumentWhenTheyDoNotFit) {
