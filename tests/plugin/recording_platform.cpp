@@ -120,6 +120,15 @@ void Platform::answer(const std::string &function, cerrno code, unsigned nth, co
     rules_.push_back({function, code, nth, part});
 }
 
+void Platform::fail_call(size_t nth, cerrno code) {
+    failing_call_ = nth;
+    failing_code_ = code;
+}
+
+void Platform::empty_call(size_t nth) {
+    empty_call_ = nth;
+}
+
 void Platform::debug_log_takes(int level, bool taken) {
     if (taken)
         silent_levels_.erase(level);
@@ -183,6 +192,8 @@ struct Platform::Access {
         p.calls_.push_back({function, line});
         if (p.watch)
             p.watch(function, line);
+        if (p.calls_.size() == p.failing_call_)
+            return p.failing_code_;
         for (Rule &rule : p.rules_) {
             if (rule.function != function || line.find(rule.part) == std::string::npos)
                 continue;
@@ -192,6 +203,9 @@ struct Platform::Access {
         }
         return CERR_SUCCESS;
     }
+
+    // Whether the call that was recorded last is to hand out nothing.
+    bool is_empty() const { return p.calls_.size() == p.empty_call_; }
 
     void pushed(int change) { p.hierarchy_depth_ += change; }
 
@@ -225,7 +239,7 @@ struct Platform::Access {
 
     char *copy(const char *text, const char *label) {
         record("yfw_strdup", {show_text(text), show_text(label)});
-        if (text == nullptr)
+        if (text == nullptr || is_empty())
             return nullptr;
         char *made = heap_copy(text);
         p.copies_.insert(made);
@@ -241,7 +255,7 @@ struct Platform::Access {
     cerrno bind(void **handle, const char *bind_point, uint32_t zero) {
         const cerrno code = record("_sysdb_bind", {bind_point, std::to_string(zero)});
         *handle = nullptr;
-        if (code != CERR_SUCCESS || !p.bind_gives_handle)
+        if (code != CERR_SUCCESS || !p.bind_gives_handle || is_empty())
             return code;
         p.bind_point_ = bind_point;
         ++p.open_bindings_;
@@ -259,7 +273,7 @@ struct Platform::Access {
     cerrno item_get(void *handle, const char *item_path, void **bag_data, uint32_t *bag_len, uint32_t zero) {
         const cerrno code = record("sysdb_item_get", {handle == &p.bind_point_ ? "handle" : "strange-handle", item_path,
                                                       std::to_string(zero)});
-        if (code != CERR_SUCCESS || p.empty_items_.contains({p.bind_point_, item_path}))
+        if (code != CERR_SUCCESS || is_empty() || p.empty_items_.contains({p.bind_point_, item_path}))
             return code;
         const auto found = p.items_.find({p.bind_point_, item_path});
         if (found == p.items_.end())
@@ -274,7 +288,7 @@ struct Platform::Access {
     cerrno list(void *handle, const char *pattern, uint32_t *count, void **list_handle, uint32_t zero) {
         const cerrno code = record("sysdb_list", {handle == &p.bind_point_ ? "handle" : "strange-handle",
                                                   show_text(pattern), std::to_string(zero)});
-        if (code != CERR_SUCCESS)
+        if (code != CERR_SUCCESS || is_empty())
             return code;
         p.next_item_ = 0;
         ++p.open_listings_;
@@ -288,7 +302,7 @@ struct Platform::Access {
                                    {list_handle == &p.listing ? "listing" : "strange-listing", std::to_string(zero)});
         *item_name = nullptr;
         *datatype = 7;
-        if (code == CERR_SUCCESS && p.next_item_ < p.listing.size())
+        if (code == CERR_SUCCESS && !is_empty() && p.next_item_ < p.listing.size())
             *item_name = p.listing[p.next_item_++].c_str();
         return code;
     }
@@ -307,7 +321,7 @@ struct Platform::Access {
 
     cerrno header(const void *bag_data, bag_header_td *header) {
         const cerrno code = record("bag_header_info", {});
-        if (code != CERR_SUCCESS)
+        if (code != CERR_SUCCESS || is_empty())
             return code;
         const Bag *bag = script(bag_data);
         *header = {bag->length, bag->name.c_str(), bag->version_major, bag->version_minor};
@@ -332,6 +346,10 @@ struct Platform::Access {
         if (walk->offset >= bag->tokens.size())
             return 5;
         const Token &scripted = bag->tokens[walk->offset++];
+        if (is_empty()) { // a token without name and without value
+            token->type = scripted.type;
+            return code;
+        }
         *token = {scripted.type, scripted.name, {{.raw = static_cast<uint64_t>(scripted.number)}, nullptr}};
         if (scripted.type == BAG_TOKEN_TEXT || scripted.type == BAG_TOKEN_LONG_TEXT) {
             char *text = heap_copy(scripted.text);
@@ -440,13 +458,15 @@ uint32_t yfw_map_util_itree_stack_size(yfw_map_ctx) {
 const yfw_datatree *yfw_map_util_itree_stack_peak(yfw_map_ctx ctx) {
     Seam seam;
     seam.record(__func__, {seam.ctx(ctx)});
-    return platform().list_instances.empty() ? nullptr : platform().list_instances.back();
+    return platform().list_instances.empty() || seam.is_empty() ? nullptr : platform().list_instances.back();
 }
 
 cerrno yfw_map_util_itree_stack_push(yfw_map_ctx ctx, const yfw_datatree *node) {
     Seam seam;
-    platform().list_instances.push_back(node);
-    return seam.record(__func__, {seam.ctx(ctx), seam.node(node)});
+    const cerrno code = seam.record(__func__, {seam.ctx(ctx), seam.node(node)});
+    if (code == CERR_SUCCESS)
+        platform().list_instances.push_back(node);
+    return code;
 }
 
 cerrno yfw_map_util_itree_stack_pop(yfw_map_ctx ctx) {
@@ -454,7 +474,8 @@ cerrno yfw_map_util_itree_stack_pop(yfw_map_ctx ctx) {
     const cerrno code = seam.record(__func__, {seam.ctx(ctx)});
     if (platform().list_instances.empty())
         return 1;
-    platform().list_instances.pop_back();
+    if (code == CERR_SUCCESS)
+        platform().list_instances.pop_back();
     return code;
 }
 
@@ -477,14 +498,16 @@ cerrno yfw_map_search_or_add_list(yfw_map_ctx ctx, yfw_datatree *out, yfw_datatr
 cerrno yfw_map_get_node_info(yfw_map_ctx ctx, const yfw_datatree *entry, const char *list_path, const char *key_name,
                              const char **key_value) {
     Seam seam;
-    *key_value = platform().node_key;
-    return seam.record(__func__, {seam.ctx(ctx), seam.node(entry), show_text(list_path), show_text(key_name)});
+    const cerrno code =
+        seam.record(__func__, {seam.ctx(ctx), seam.node(entry), show_text(list_path), show_text(key_name)});
+    *key_value = code == CERR_SUCCESS && !seam.is_empty() ? platform().node_key : nullptr;
+    return code;
 }
 
 cerrno yfw_add_to_output_list_ctx(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_datatree *out) {
     Seam seam;
     const cerrno code = seam.record(__func__, {seam.ctx(ctx), seam.node(entry), seam.node(out)});
-    if (platform().output_list_grows && ctx != nullptr && ctx->req_ctx != nullptr)
+    if (code == CERR_SUCCESS && platform().output_list_grows && ctx != nullptr && ctx->req_ctx != nullptr)
         ++ctx->req_ctx->output_list_count;
     return code;
 }
@@ -510,22 +533,24 @@ void xos_named_free(void *allocation) {
 }
 
 cerrno yfw_strcpy_s(const char *caller, char *dst, size_t size, const char *src) {
-    Seam().record(__func__, {show_text(caller), std::to_string(size), show_text(src)});
-    cut_copy(dst, size, src, size);
-    return CERR_SUCCESS;
+    const cerrno code = Seam().record(__func__, {show_text(caller), std::to_string(size), show_text(src)});
+    cut_copy(dst, size, code == CERR_SUCCESS ? src : nullptr, size);
+    return code;
 }
 
 cerrno yfw_strcat_s(const char *caller, char *dst, size_t size, const char *src) {
-    Seam().record(__func__, {show_text(caller), std::to_string(size), show_text(src)});
+    const cerrno code = Seam().record(__func__, {show_text(caller), std::to_string(size), show_text(src)});
     const size_t used = strnlen(dst, size);
-    cut_copy(dst + used, size - used, src, size);
-    return CERR_SUCCESS;
+    if (code == CERR_SUCCESS)
+        cut_copy(dst + used, size - used, src, size);
+    return code;
 }
 
 cerrno yfw_strncpy_s(const char *caller, char *dst, size_t size, const char *src, size_t count) {
-    Seam().record(__func__, {show_text(caller), std::to_string(size), show_text(src), std::to_string(count)});
-    cut_copy(dst, size, src, count);
-    return CERR_SUCCESS;
+    const cerrno code =
+        Seam().record(__func__, {show_text(caller), std::to_string(size), show_text(src), std::to_string(count)});
+    cut_copy(dst, size, code == CERR_SUCCESS ? src : nullptr, count);
+    return code;
 }
 
 const char *cerr_strerror(cerrno code) {
@@ -620,7 +645,7 @@ void bag_generic_destroy(bag_walk_td *) {
 int access(const char *path, int mode) noexcept {
     if (std::strcmp(path, "/pkg/lib/libsysdb.so") != 0)
         return faccessat(AT_FDCWD, path, mode, 0);
-    Seam().record(__func__, {path, std::to_string(mode)});
-    return platform().library_present ? 0 : -1;
+    const cerrno code = Seam().record(__func__, {path, std::to_string(mode)});
+    return code == CERR_SUCCESS && platform().library_present ? 0 : -1;
 }
 }

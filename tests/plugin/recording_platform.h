@@ -64,6 +64,13 @@ class Platform {
     /// The function answers `code` instead of success: always, or at its nth call, or when its line holds `part`.
     void answer(const std::string &function, cerrno code, unsigned nth = 0, const std::string &part = "");
     void debug_log_takes(int level, bool taken);
+    /// The nth call of all, from 1, answers `code` if it is one that gives a code.
+    void fail_call(size_t nth, cerrno code);
+    /// The nth call of all succeeds and hands out nothing, if it is one that hands out something.
+    void empty_call(size_t nth);
+    /// The function that the nth call of all, from 1, called.
+    const std::string &function_of_call(size_t nth) const { return calls_.at(nth - 1).function; }
+    size_t call_count() const { return calls_.size(); }
 
     /// Inventory name of an amplifier that exists on the node.
     void put_amplifier(const std::string &amplifier);
@@ -121,6 +128,9 @@ class Platform {
     std::set<char *> token_texts_;
     std::set<int> silent_levels_;
     std::string bind_point_;
+    size_t failing_call_ = 0;
+    cerrno failing_code_ = 0;
+    size_t empty_call_ = 0;
     size_t next_item_ = 0;
     uint32_t trace_index_ = 0;
     int open_walks_ = 0;

@@ -1,0 +1,137 @@
+"""Tests of the mutation runner: what it changes, and on a project in miniature that it tells killed mutants from survivors."""
+
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import mutants
+
+FOLDER = pathlib.Path(__file__).resolve().parent
+KILLED = "room/limit.cpp: early exit: return 10; => {}"
+SURVIVES = "room/limit.cpp: relation: if (value > 10) => if (value >= 10)"
+HANGS = "room/limit.cpp: call: step_down(value); => {}"
+
+
+def changes(source):
+    """The kind of each mutant with the line that it makes."""
+    return {(mutant.kind, mutant.key(source).partition(" => ")[2]) for mutant in mutants.mutants_of("a.cpp", source)}
+
+
+class Changes(unittest.TestCase):
+    def test_operators(self):
+        self.assertEqual(changes("x = a <= b && c;"), {("relation", "x = a < b && c;"), ("relation", "x = a > b && c;"),
+                                                       ("logic", "x = a <= b || c;")})
+
+    def test_template_brackets_are_no_relations(self):
+        self.assertEqual(changes("std::vector<int> x;"), set())
+
+    def test_constants_by_one(self):
+        self.assertEqual(changes("x = 0x10U;"), {("constant", "x = 0x11U;"), ("constant", "x = 0xfU;")})
+        self.assertEqual(changes("x = 0;"), {("constant", "x = 1;")})
+
+    def test_negations(self):
+        self.assertEqual(changes("if (a)\n    x = y;"), {("negation", "if (!(a))")})
+        self.assertEqual(changes("x = !a;"), {("negation", "x = a;")})
+
+    def test_calls_are_removed_and_declarations_are_not(self):
+        self.assertEqual(changes("void f() {\n    a.b().c();\n    Writer w(a);\n}"), {("call", "{}")})
+
+    def test_early_exits_are_removed_and_the_last_is_not(self):
+        self.assertEqual(changes("int f() {\n    while (a) {\n        return b;\n    }\n    return c;\n}"), {("early exit", "{}")})
+
+    def test_arguments_are_swapped_and_parameters_are_not(self):
+        self.assertEqual(changes("x = f(a, b);"), {("arguments", "x = f(b, a);")})
+        self.assertEqual(changes("int f(int a, int b);"), set())
+
+    def test_texts(self):
+        self.assertEqual(changes('x = "%d dB";'), {("text", 'x = "%d xB";')})
+
+    def test_sizes(self):
+        self.assertEqual(changes("f(a_size);"), {("size", "f(a_size - 1);"), ("size", "f(a_size + 1);")})
+
+    def test_rows_answer_for_each_other(self):
+        self.assertIn(("rows", 'OC_LEAF(a, "two") OC_LEAF(b, "one")'), changes('OC_LEAF(a, "one")\nOC_LEAF(b, "two")\n'))
+
+    def test_comments_and_directives_are_left_alone(self):
+        self.assertEqual(changes('#include "x"\n#if 1\n// 1 == 2\n#endif\n'), set())
+
+    def test_a_line_that_stands_twice_is_told_apart(self):
+        source = "x = 0;\nx = 0;\n"
+        self.assertEqual([mutant.key(source) for mutant in mutants.mutants_of("a.cpp", source)],
+                         ["a.cpp: constant: x = 0; => x = 1;", "a.cpp#2: constant: x = 0; => x = 1;"])
+
+
+class Runs(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.place = tempfile.TemporaryDirectory()
+        cls.source = pathlib.Path(cls.place.name) / "source"
+        shutil.copytree(FOLDER / "sample", cls.source)
+        subprocess.run(["git", "init", "-q", str(cls.source)], check=True)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.place.cleanup()
+
+    def setUp(self):
+        self.list = self.source / "tests/mutants.txt"
+        self.before = self.list.read_text()
+
+    def tearDown(self):
+        self.list.write_text(self.before)
+
+    def mutate(self, *words):
+        done = subprocess.run([sys.executable, str(FOLDER / "mutate.py"), "--source", str(self.source), "--build",
+                               f"{self.place.name}/build", *words], capture_output=True, text=True)
+        return done.returncode, done.stdout + done.stderr
+
+    def test_a_killed_mutant_is_told_with_its_killer(self):
+        status, output = self.mutate("--only", KILLED, "room")
+        self.assertEqual(status, 0, output)
+        self.assertRegex(output, r"killed room_test: Limit\.Holds: room/limit\.cpp:4: ")
+
+    def test_a_survivor_is_told_with_its_place_unless_it_is_explained(self):
+        status, output = self.mutate("--only", SURVIVES, "room")
+        self.assertEqual(status, 0, output)
+        self.assertIn("explained: room/limit.cpp:3", output)
+        self.list.write_text("")
+        status, output = self.mutate("--only", SURVIVES, "room")
+        self.assertEqual(status, 1, output)
+        self.assertIn(f"survived: room/limit.cpp:3: {SURVIVES}", output)
+
+    def test_a_mutant_that_hangs_is_killed(self):
+        status, output = self.mutate("--only", HANGS, "room")
+        self.assertEqual(status, 0, output)
+        self.assertIn("killed room_test: CountDown.EndsAtZero takes too long", output)
+
+    def test_an_explanation_of_a_mutant_that_is_killed_is_wrong(self):
+        self.list.write_text(f"{KILLED} -- wrongly\n")
+        status, output = self.mutate("--explained", "room")
+        self.assertEqual(status, 1, output)
+        self.assertIn("killed all the same, by room_test: Limit.Holds", output)
+
+    def test_the_list_is_checked(self):
+        for line, complaint in (("room/limit.cpp: relation: if (value > 11) => if (value >= 11) -- gone", "no longer a change"),
+                                (SURVIVES, "says no reason"), (f"{SURVIVES} -- a\n{SURVIVES} -- b", "stands twice")):
+            self.list.write_text(line + "\n")
+            status, output = self.mutate("--check")
+            self.assertEqual(status, 1, output)
+            self.assertIn(complaint, output)
+
+    def test_the_sources_are_left_as_they_were(self):
+        before = (self.source / "room/limit.cpp").read_text()
+        _, output = self.mutate("--count", "3", "room")
+        self.assertIn("\n3/3 ", output)
+        self.assertEqual((self.source / "room/limit.cpp").read_text(), before)
+
+    def test_an_unknown_room_is_refused(self):
+        status, output = self.mutate("nowhere")
+        self.assertEqual((status, output), (1, "mutate: nowhere: no such room\n"))
+
+
+if __name__ == "__main__":
+    unittest.main()
