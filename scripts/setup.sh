@@ -4,7 +4,11 @@ source "$(dirname "$0")/lib.sh"
 
 packages=(g++ cmake ninja-build pkg-config libyang2-dev libyang2-tools libsqlite3-dev libexpat1-dev libfmt-dev libcli11-dev
           libsystemd-dev libcrypt-dev libssh-dev libyuma-base python3-ncclient yangcli openssh-client
+          libgrpc++-dev libprotobuf-dev protobuf-compiler protobuf-compiler-grpc libssl-dev openssl
+          python3-grpcio python3-protobuf
           nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev groff-base valgrind python3 python3-jsonschema)
+# Node.js of another origin brings its own npm, and refuses Debian's.
+command -v npm >/dev/null || packages+=(nodejs npm)
 # Further packages may be named as arguments.
 packages+=("$@")
 

@@ -25,6 +25,9 @@ echo "rooms: ${rooms[*]:-none}" >&2
 
 scripts/setup.sh clang-tidy clang
 run cmake --preset clang >/dev/null
+# Headers that the build makes.
+mapfile -t made < <(ninja -C build-clang -t targets all | sed -n 's/^\([^/].*\.\(inc\|h\)\): .*/\1/p')
+run ninja -C build-clang "${made[@]}" >/dev/null
 mapfile -t files < <(git ls-files "${rooms[@]}" | grep '\.cpp$')
 printf '%s\n' "${files[@]}" | run xargs -P "$(nproc)" -n 4 clang-tidy -p build-clang --quiet --warnings-as-errors='*'
 

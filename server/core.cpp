@@ -49,9 +49,7 @@ class Core::Impl {
     SessionId open_session(const Principal &principal, const Peer &peer, EndOfSession on_end) {
         const std::lock_guard guard(mutex_);
         refuse_session(principal);
-        const SessionId id = ++last_session_;
-        const SessionInfo info{id, principal, peer, std::chrono::system_clock::now()};
-        sessions_.emplace(id, Session{info, std::move(on_end), 0});
+        const SessionInfo info = add_session(principal, peer, std::move(on_end));
         worker_->post_urgent([this, info] {
             log_.write(Severity::info, "session-start",
                        {{"session", info.id},
@@ -61,7 +59,14 @@ class Core::Impl {
                         {"address", info.peer.address}});
             feed_.tell(SessionStarted{info});
         });
-        return id;
+        return info.id;
+    }
+
+    SessionId open_own_session(const std::string &protocol, EndOfSession on_end) {
+        const std::lock_guard guard(mutex_);
+        if (stopping_)
+            throw SessionRefused("the server ends");
+        return add_session({}, {.protocol = protocol, .address = {}}, std::move(on_end)).id;
     }
 
     void close_session(SessionId id, SessionEnd reason) {
@@ -77,6 +82,8 @@ class Core::Impl {
             const std::lock_guard guard(mutex_);
             std::vector<SessionId> outdated;
             for (const auto &[id, session] : sessions_) {
+                if (is_own(session.info))
+                    continue;
                 const LogInAnswer now = log_ins_.principal_of(session.info.principal.user);
                 if (!now || now->role != session.info.principal.role)
                     outdated.push_back(id);
@@ -168,6 +175,15 @@ class Core::Impl {
     };
 
     // With the lock held.
+    static bool is_own(const SessionInfo &session) noexcept { return session.principal.user.empty(); }
+
+    // With the lock held.
+    SessionInfo add_session(const Principal &principal, const Peer &peer, EndOfSession on_end) {
+        const SessionInfo info{++last_session_, principal, peer, std::chrono::system_clock::now()};
+        sessions_.emplace(info.id, Session{info, std::move(on_end), 0});
+        return info;
+    }
+
     void refuse_session(const Principal &principal) const {
         if (stopping_)
             throw SessionRefused("the server ends");
@@ -256,6 +272,8 @@ class Core::Impl {
 
     void clean_up(const SessionInfo &info, SessionEnd reason, SessionId by) {
         datastores_.session_ended(info);
+        if (is_own(info))
+            return;
         log_.write(Severity::info, "session-end",
                    {{"session", info.id},
                     {"user", info.principal.user},
@@ -320,6 +338,10 @@ SessionId Core::open_session(const Principal &principal, const Peer &peer, EndOf
 
 void Core::close_session(SessionId session, SessionEnd reason) {
     impl_->close_session(session, reason);
+}
+
+SessionId Core::open_own_session(const std::string &protocol, EndOfSession on_end) {
+    return impl_->open_own_session(protocol, std::move(on_end));
 }
 
 void Core::reload_users() {

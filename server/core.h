@@ -67,6 +67,9 @@ class Core {
 
     /// A new session. Throws SessionRefused. `on_end` may be empty.
     SessionId open_session(const Principal &principal, const Peer &peer, EndOfSession on_end);
+    /// A session that an adapter has for itself, to read for all its clients at once: a reader's, without user. It is
+    /// told to nobody and no reload ends it. Throws SessionRefused when the server ends.
+    SessionId open_own_session(const std::string &protocol, EndOfSession on_end);
     /// Ends a session: its requests that wait are dropped, its locks lifted, its confirmed commit that does not persist
     /// is taken back. Does nothing for one that has ended. Returns at once; what it holds is free when the worker comes
     /// to it, before any request that is submitted later.

@@ -1,8 +1,6 @@
 // The protocols that this program was built with, a row each. Knows them by their names alone.
 #include "server/adapter.h"
-#ifdef OCAMP_GNMI
 #include "server/gnmi/serve.h"
-#endif
 #include "server/netconf/serve.h"
 
 namespace ocamp::server {
@@ -15,14 +13,12 @@ std::span<const Protocol> protocols() noexcept {
          .calls_home = true,
          .tls = false,
          .serve = netconf::serve},
-#ifdef OCAMP_GNMI
         {.name = "gnmi",
          .default_address = "127.0.0.1:9339",
          .description = "gNMI over gRPC",
          .calls_home = false,
          .tls = true,
          .serve = gnmi::serve},
-#endif
     };
     return rows;
 }

@@ -67,9 +67,9 @@ std::string hint(const std::optional<std::string> &nearest, const std::string &o
 }
 
 // Goes through the words from left to right.
-class Reader {
+class ArgumentReader {
   public:
-    Reader(CLI::App &program, int argc, const char *const *argv)
+    ArgumentReader(CLI::App &program, int argc, const char *const *argv)
         : program_(program), command_(&program), given_(argv + std::min(argc, 1), argv + argc) {}
 
     CommandLine read() {
@@ -138,7 +138,7 @@ class Reader {
 } // namespace
 
 CommandLine read_command_line(CLI::App &program, int argc, const char *const *argv) {
-    return Reader(program, argc, argv).read();
+    return ArgumentReader(program, argc, argv).read();
 }
 
 std::string typed_name(const CLI::App &command) {

@@ -15,6 +15,8 @@ namespace ocamp {
 
 namespace {
 
+using Json = nlohmann::ordered_json;
+
 // In bytes: a refusal with its longest path and reason, and a little more.
 constexpr std::size_t longest_message = 1600;
 
@@ -34,7 +36,6 @@ std::string failure_message(const std::exception &failure, int status, bool as_j
         append_escaped(line, shortened(text_of(failure), longest_message));
         return line + '\n';
     }
-    using Json = nlohmann::ordered_json;
     Json told{{"path", nullptr},
               {"reason", shortened(text_of(failure), longest_message)},
               {"tag", nullptr},

@@ -16,6 +16,8 @@ namespace ocamp {
 
 namespace {
 
+using Json = nlohmann::ordered_json;
+
 struct HistoryOptions {
     std::string node;
     std::string path;
@@ -24,7 +26,6 @@ struct HistoryOptions {
 };
 
 std::string json_of(const std::vector<LeafHistory> &leaves) {
-    using Json = nlohmann::ordered_json;
     Json array = Json::array();
     for (const LeafHistory &leaf : leaves) {
         Json values = Json::array();

@@ -163,13 +163,7 @@ void Editor::run_one(NativeData &data, RequestNode request, std::vector<Write> &
     EditRunReport *const shown =
         report != nullptr ? &report->runs.emplace_back(EditRunReport{.request = request}) : nullptr;
     MappingRun run(YFW_KIND_EDIT, std::move(request));
-    logs_.attach(*run.context());
-    {
-        std::optional<ProvenanceRecorder> recorder;
-        if (shown != nullptr)
-            recorder.emplace(shown->trace, nullptr);
-        map_to_native(plugin_, run);
-    }
+    map_to_native(plugin_, logs_, run, shown != nullptr ? &shown->trace : nullptr);
     const OutputTree edit(run.writes());
     if (shown != nullptr) {
         shown->native_edit = edit.roots();
@@ -186,8 +180,7 @@ std::vector<std::string> Editor::native_entries(const NativeData &data, const st
     std::vector<std::string> paths;
     for (RequestNode &request : Filter::from_path(openconfig_schema(), openconfig_path).requests()) {
         MappingRun run(YFW_KIND_GET_CONFIG, std::move(request));
-        logs_.attach(*run.context());
-        map_to_native(plugin_, run);
+        map_to_native(plugin_, logs_, run, nullptr);
         const OutputTree native_request(run.writes());
         for (const NativeEntry &entry : select_entries(native_schema(), data, native_request.roots(), true))
             paths.push_back(entry.path);

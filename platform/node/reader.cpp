@@ -79,7 +79,11 @@ cerrno walk_entry(Walker walker, MappingRun &run, DataTree &tree, NativeWalkRepo
 
 } // namespace
 
-void map_to_native(const Plugin &plugin, MappingRun &run) {
+void map_to_native(const Plugin &plugin, LogSession &logs, MappingRun &run, WalkTrace *trace) {
+    logs.attach(*run.context());
+    std::optional<ProvenanceRecorder> recorder;
+    if (trace != nullptr)
+        recorder.emplace(*trace, nullptr);
     const StageMark stage(Stage::to_native);
     const yfw_datatree *root = run.request();
     const Walker walker = plugin.to_native(root_module(*root), root->tag);
@@ -117,13 +121,7 @@ void Reader::read_one(const NativeData &data, std::uint32_t kind, RequestNode re
     if (report != nullptr)
         report->request = request;
     MappingRun run(kind, std::move(request));
-    logs_.attach(*run.context());
-    {
-        std::optional<ProvenanceRecorder> recorder;
-        if (report != nullptr)
-            recorder.emplace(report->request_trace, nullptr);
-        map_to_native(plugin_, run);
-    }
+    map_to_native(plugin_, logs_, run, report != nullptr ? &report->request_trace : nullptr);
 
     const OutputTree native_request(run.writes());
     if (report != nullptr)

@@ -61,8 +61,9 @@ class Reader {
     LogSession &logs_;
 };
 
-/// Runs the plug-in's OpenConfig walker over the run's request: what it wrote is the native request or edit. Throws
-/// RequestError with the place when the walker refuses.
-void map_to_native(const Plugin &plugin, MappingRun &run);
+/// Runs the plug-in's OpenConfig walker over the run's request, its messages in `logs`: what it wrote is the native
+/// request or edit. `trace`, which may be NULL, takes where the values come from. Throws RequestError with the place
+/// when the walker refuses.
+void map_to_native(const Plugin &plugin, LogSession &logs, MappingRun &run, WalkTrace *trace);
 
 } // namespace ocamp

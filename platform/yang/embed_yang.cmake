@@ -1,9 +1,10 @@
 # Writes the YANG modules named in MODULES (paths separated by "|") into the C++ source OUTPUT, as text literals, and the
 # paths that a deviations module among them takes away, so that no program has to compile the model twice.
 
-# The text without what only people read: comments on lines of their own, descriptions and the like, indentation.
+# The text without what only people read: comments on lines of their own, descriptions and the like, indentation. The
+# organization stays, for programs tell it to their clients.
 function(make_terse text result)
-    set(words "(contact|description|organization|reference)[ \n]+\"")
+    set(words "(contact|description|reference)[ \n]+\"")
     string(REGEX REPLACE "\n *//[^\n]*" "" text "${text}")
     string(REGEX REPLACE "[ \n]${words}[^\"]*\";" "" text "${text}")
     if(text MATCHES "[ \n]${words}")

@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 namespace ocamp::gnmi {
 

@@ -34,6 +34,23 @@ void add_leaves(const lyd_node &node, std::size_t levels, LeafKind kind, Leaves 
     }
 }
 
+// Both are sorted by path.
+Difference difference_of(const Leaves &before, const Leaves &now) {
+    Difference difference;
+    auto old = before.begin();
+    for (const LeafPointer &leaf : now) {
+        for (; old != before.end() && (*old)->path < leaf->path; ++old)
+            difference.gone.push_back(*old);
+        const bool known = old != before.end() && (*old)->path == leaf->path;
+        if (!known || (*old)->value != leaf->value)
+            difference.changed.push_back(leaf);
+        if (known)
+            ++old;
+    }
+    difference.gone.insert(difference.gone.end(), old, before.end());
+    return difference;
+}
+
 } // namespace
 
 bool is_measured(const lysc_node &leaf) {
@@ -42,6 +59,15 @@ bool is_measured(const lysc_node &leaf) {
     const lysc_type &type = type_of(leaf);
     return type.basetype == LY_TYPE_DEC64 || type.basetype == LY_TYPE_UINT64 || type.basetype == LY_TYPE_INT64 ||
            is_short_integer(type);
+}
+
+std::shared_ptr<const Difference> Reading::difference(const std::shared_ptr<const Leaves> &before,
+                                                      const std::shared_ptr<const Leaves> &now) const {
+    const std::lock_guard guard(mutex_);
+    std::shared_ptr<const Difference> &difference = differences_[{before, now}];
+    if (!difference)
+        difference = std::make_shared<const Difference>(difference_of(*before, *now));
+    return difference;
 }
 
 std::shared_ptr<const Leaves> Reading::select(const Path &path, std::size_t levels, LeafKind kind) const {
@@ -169,11 +195,9 @@ void Readings::begin_reading() {
     try {
         // All roles may read, and who asks has logged in: one session reads for all of them.
         if (!session_)
-            session_ =
-                core_.open_session({.user = "gnmi", .role = server::Role::reader}, {.protocol = "gnmi", .address = {}},
-                                   [inbox = inbox_, this](server::SessionEnd, server::SessionId) {
-                                       inbox->post([this] { session_.reset(); });
-                                   });
+            session_ = core_.open_own_session("gnmi", [inbox = inbox_, this](server::SessionEnd, server::SessionId) {
+                inbox->post([this] { session_.reset(); });
+            });
     } catch (const server::SessionRefused &refusal) {
         answer->tell(server::Refusal{.tag = ErrorTag::resource_denied, .reason = refusal.what()});
         return;

@@ -16,6 +16,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -31,6 +32,12 @@ struct Leaf {
 using LeafPointer = std::shared_ptr<const Leaf>;
 /// Leaves by path.
 using Leaves = std::vector<LeafPointer>;
+
+/// What became of leaves from one reading to a later one.
+struct Difference {
+    Leaves changed; ///< new ones and those with another value, as they are now
+    Leaves gone;    ///< as they were
+};
 
 /// Which leaves a subscription is about.
 enum class LeafKind {
@@ -51,12 +58,19 @@ class Reading {
     const YangTree &tree() const noexcept { return tree_; }
     /// The leaves that a path selects, `levels` deep (0: all). Made once, whoever asks.
     std::shared_ptr<const Leaves> select(const Path &path, std::size_t levels, LeafKind kind) const;
+    /// Between leaves that an earlier reading selected and those that this one did. Made once, whoever asks.
+    std::shared_ptr<const Difference> difference(const std::shared_ptr<const Leaves> &before,
+                                                 const std::shared_ptr<const Leaves> &now) const;
 
   private:
     std::chrono::system_clock::time_point read_at_;
     YangTree tree_;
     mutable std::mutex mutex_;
     mutable std::map<std::string, std::shared_ptr<const Leaves>> selections_;
+    // What the keys point to is kept with them, and no other leaves come to lie there.
+    mutable std::map<std::pair<std::shared_ptr<const Leaves>, std::shared_ptr<const Leaves>>,
+                     std::shared_ptr<const Difference>>
+        differences_;
 };
 
 /// A reading, or why there is none.

@@ -2,17 +2,18 @@
 #include "server/gnmi/serve.h"
 
 #include "server/core.h"
+#include "server/gnmi/connections.h"
 #include "server/gnmi/service.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <span>
 #include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -36,7 +37,11 @@ bool is_loopback(std::string_view address) {
 class Server : public server::Adapter {
   public:
     Server(server::Core &core, server::ServeSettings settings)
-        : core_(core), sockets_(checked(std::move(settings.sockets), settings.tls)), service_(core, settings.tls),
+        : core_(core), sockets_(checked(std::move(settings.sockets), settings.tls)),
+          connections_(std::make_shared<Connections>(core.limits())),
+          // A password may be found right when this server is gone.
+          service_(core, settings.tls,
+                   [connections = connections_](const server::Peer &peer) { connections->logged_in(peer); }),
           stop_event_(eventfd(0, EFD_CLOEXEC)) {
         if (stop_event_.get() < 0)
             throw std::system_error(errno, std::generic_category(), "eventfd");
@@ -74,24 +79,26 @@ class Server : public server::Adapter {
             wait();
             if ((watched_.front().revents & POLLIN) != 0)
                 return;
-            drop_ended();
-            accept_all();
+            const Clock::time_point now = Clock::now();
+            connections_->drop_ended(std::span(watched_).subspan(1));
+            connections_->end_late(now);
+            accept_all(now);
         }
     }
 
     void wait() {
         watched_.clear();
         watched_.push_back({.fd = stop_event_.get(), .events = POLLIN, .revents = 0});
-        // Only their end is of interest, which poll() tells anyhow.
-        for (const server::Descriptor &connection : connections_)
-            watched_.push_back({.fd = connection.get(), .events = 0, .revents = 0});
-        const bool accepting = Clock::now() >= accept_again_;
-        if (accepting) {
+        connections_->watch(watched_);
+        const Clock::time_point now = Clock::now();
+        Clock::time_point until = connections_->next_end();
+        if (now >= accept_again_) {
             for (const server::ListeningSocket &socket : sockets_)
                 watched_.push_back({.fd = socket.descriptor.get(), .events = POLLIN, .revents = 0});
+        } else {
+            until = std::min(until, accept_again_);
         }
-        const int timeout = accepting ? -1 : static_cast<int>(exhaustion_pause.count());
-        if (poll(watched_.data(), watched_.size(), timeout) < 0) {
+        if (poll(watched_.data(), watched_.size(), timeout_until(until, now)) < 0) {
             if (errno != EINTR)
                 throw std::system_error(errno, std::generic_category(), "poll");
             for (pollfd &watched : watched_)
@@ -99,59 +106,60 @@ class Server : public server::Adapter {
         }
     }
 
-    void drop_ended() {
-        std::size_t kept = 0;
-        for (std::size_t i = 0; i < connections_.size(); ++i) {
-            if (watched_[i + 1].revents == 0)
-                std::swap(connections_[kept++], connections_[i]);
-        }
-        connections_.resize(kept);
+    // Of poll(), in milliseconds; one more than is left, so that the time has come then.
+    static int timeout_until(Clock::time_point until, Clock::time_point now) {
+        if (until == Clock::time_point::max())
+            return -1;
+        return static_cast<int>(
+            std::max<std::int64_t>(0, std::chrono::duration_cast<std::chrono::milliseconds>(until - now).count() + 1));
     }
 
-    void accept_all() {
-        if (Clock::now() < accept_again_)
+    void accept_all(Clock::time_point now) {
+        if (now < accept_again_)
             return;
         for (const server::ListeningSocket &socket : sockets_) {
             for (;;) {
                 server::Accepted accepted = server::accept_from(socket);
                 if (accepted.exhausted)
-                    accept_again_ = Clock::now() + exhaustion_pause;
+                    accept_again_ = now + exhaustion_pause;
                 if (!accepted.connection)
                     break;
-                serve(std::move(*accepted.connection), socket);
+                serve(std::move(*accepted.connection), socket, now);
             }
         }
     }
 
-    // A second descriptor of the connection stays here: by it poll() tells when the service has ended it.
-    void serve(server::AcceptedConnection accepted, const server::ListeningSocket &socket) {
-        if (connections_.size() >= core_.limits().connections) {
-            log_refusal(accepted.address, "too many connections");
+    void serve(server::AcceptedConnection accepted, const server::ListeningSocket &socket, Clock::time_point now) {
+        switch (connections_->add(accepted, now)) {
+        case Connections::Added::full:
+            log_refusal(accepted.address, "too many connections", now);
             return;
-        }
-        server::Descriptor watched(fcntl(accepted.descriptor.get(), F_DUPFD_CLOEXEC, 0));
-        if (watched.get() < 0) {
-            log_refusal(accepted.address, "no descriptor is left");
-            accept_again_ = Clock::now() + exhaustion_pause;
+        case Connections::Added::exhausted:
+            log_refusal(accepted.address, "no descriptor is left", now);
+            accept_again_ = now + exhaustion_pause;
             return;
+        case Connections::Added::in_place_of_another:
+            log_refusal(accepted.address, "too many connections that have not logged in", now);
+            break;
+        case Connections::Added::in:
+            break;
         }
-        connections_.push_back(std::move(watched));
         service_.serve(std::move(accepted.descriptor), socket.descriptor.get());
     }
 
-    void log_refusal(const std::string &address, std::string_view reason) {
-        if (Clock::now() < log_again_)
+    void log_refusal(const std::string &address, std::string_view reason, Clock::time_point now) {
+        if (now < log_again_)
             return;
-        log_again_ = Clock::now() + refusal_pause;
+        log_again_ = now + refusal_pause;
         core_.log().write(server::Severity::warning, "connection-refused",
                           {{"protocol", "gnmi"}, {"address", address}, {"reason", reason}});
     }
 
     server::Core &core_;
     std::vector<server::ListeningSocket> sockets_;
+    std::shared_ptr<Connections> connections_;
     Service service_;
     server::Descriptor stop_event_;
-    std::vector<server::Descriptor> connections_;
     std::vector<pollfd> watched_;
     Clock::time_point accept_again_{}, log_again_{};
     std::thread thread_;

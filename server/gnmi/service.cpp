@@ -73,33 +73,60 @@ std::optional<std::string> certificate_name_of(const grpc::CallbackServerContext
     return std::nullopt;
 }
 
-// What ends RPCs that wait when the server ends.
+// What ends RPCs that wait when the server ends, or when their user is gone.
 class OpenRpcs {
   public:
-    using End = std::function<void()>;
+    using End = std::function<void(const grpc::Status &status)>;
 
     std::uint64_t add(End end) {
         const std::lock_guard guard(mutex_);
-        ends_.emplace(++last_, std::move(end));
+        open_.emplace(++last_, Open{std::move(end), std::nullopt});
         return last_;
+    }
+    void set_user(std::uint64_t number, const server::Principal &user) {
+        const std::lock_guard guard(mutex_);
+        if (const auto found = open_.find(number); found != open_.end())
+            found->second.user = user;
     }
     void remove(std::uint64_t number) {
         const std::lock_guard guard(mutex_);
-        ends_.erase(number);
+        open_.erase(number);
     }
-    void end_all() {
-        std::map<std::uint64_t, End> ends;
-        {
-            const std::lock_guard guard(mutex_);
-            ends.swap(ends_);
-        }
-        for (const auto &[number, end] : ends)
-            end();
+    void end_all(const grpc::Status &status) {
+        end_those(status, [](const std::optional<server::Principal> &) { return true; });
+    }
+    // Those whose user, as far as it is known, is one of `outdated`.
+    void end_outdated(const grpc::Status &status, const std::function<bool(const server::Principal &user)> &outdated) {
+        end_those(status,
+                  [&](const std::optional<server::Principal> &user) { return user.has_value() && outdated(*user); });
     }
 
   private:
+    struct Open {
+        End end;
+        std::optional<server::Principal> user; // none: not proved, or of no interest
+    };
+
+    template <class Test>
+    void end_those(const grpc::Status &status, const Test &test) {
+        std::vector<End> ends;
+        {
+            const std::lock_guard guard(mutex_);
+            for (auto at = open_.begin(); at != open_.end();) {
+                if (!test(at->second.user)) {
+                    ++at;
+                    continue;
+                }
+                ends.push_back(std::move(at->second.end));
+                at = open_.erase(at);
+            }
+        }
+        for (const End &end : ends)
+            end(status);
+    }
+
     std::mutex mutex_;
-    std::map<std::uint64_t, End> ends_;
+    std::map<std::uint64_t, Open> open_;
     std::uint64_t last_ = 0;
 };
 
@@ -107,6 +134,8 @@ const grpc::Status ended_status(grpc::StatusCode::UNAVAILABLE, "the server ends"
 const grpc::Status unauthenticated_status(grpc::StatusCode::UNAUTHENTICATED,
                                           "expected a client certificate of a user, or username and password of one in "
                                           "the metadata");
+
+const grpc::Status user_gone_status(grpc::StatusCode::UNAUTHENTICATED, "the user is gone, or has another role now");
 
 // One unary RPC under way. Answered once; one that everybody has let go of is answered that the server ends.
 class Call {
@@ -118,9 +147,9 @@ class Call {
 
     static std::shared_ptr<Call> begin(grpc::ServerUnaryReactor *reactor, OpenRpcs &open) {
         const auto call = std::make_shared<Call>(reactor, open);
-        call->number_ = open.add([weak = std::weak_ptr(call)] {
+        call->number_ = open.add([weak = std::weak_ptr(call)](const grpc::Status &status) {
             if (const auto waiting = weak.lock())
-                waiting->finish(ended_status);
+                waiting->finish(status);
         });
         return call;
     }
@@ -149,15 +178,16 @@ class Call {
 struct Surroundings {
     server::Core &core;
     bool client_certificates;
+    Service::LoggedIn logged_in;
     std::shared_ptr<Authenticator> authenticator;
     Readings readings;
     Setter setter;
     OpenRpcs open;
     std::atomic<std::size_t> streams = 0;
 
-    Surroundings(server::Core &core_, bool client_certificates_)
-        : core(core_), client_certificates(client_certificates_), authenticator(std::make_shared<Authenticator>(core_)),
-          readings(core_), setter(core_) {}
+    Surroundings(server::Core &core_, bool client_certificates_, Service::LoggedIn logged_in_)
+        : core(core_), client_certificates(client_certificates_), logged_in(std::move(logged_in_)),
+          authenticator(std::make_shared<Authenticator>(core_)), readings(core_), setter(core_) {}
 
     void authenticate(const grpc::CallbackServerContext &context,
                       std::function<void(const server::LogInAnswer &answer)> answer) const {
@@ -168,7 +198,13 @@ struct Surroundings {
             credentials = {.certificate_name = {},
                            .user = metadata_of(context, "username"),
                            .password = metadata_of(context, "password")};
-        authenticator->check(peer_of(context.peer()), credentials, std::move(answer));
+        const server::Peer peer = peer_of(context.peer());
+        authenticator->check(peer, credentials,
+                             [peer, tell = logged_in, answer = std::move(answer)](const server::LogInAnswer &found) {
+                                 if (found)
+                                     tell(peer);
+                                 answer(found);
+                             });
     }
 };
 
@@ -183,9 +219,9 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
 
     void begin(const grpc::CallbackServerContext &context) {
         self_ = shared_from_this();
-        number_ = surroundings_.open.add([weak = weak_from_this()] {
+        number_ = surroundings_.open.add([weak = weak_from_this()](const grpc::Status &status) {
             if (const auto reactor = weak.lock())
-                reactor->end(ended_status);
+                reactor->end(status);
         });
         if (surroundings_.streams > most_streams) {
             end({grpc::StatusCode::RESOURCE_EXHAUSTED, "too many streams"});
@@ -195,10 +231,12 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
             const auto reactor = weak.lock();
             if (!reactor)
                 return;
-            if (answer)
-                reactor->read();
-            else
+            if (!answer) {
                 reactor->end(unauthenticated_status);
+                return;
+            }
+            reactor->surroundings_.open.set_user(reactor->number_, *answer);
+            reactor->read();
         });
     }
 
@@ -445,8 +483,8 @@ std::shared_ptr<grpc::ServerCredentials> credentials(const server::TlsSettings &
 
 class Service::Impl {
   public:
-    Impl(server::Core &core, const server::TlsSettings &tls)
-        : surroundings_(core, !tls.client_ca.empty()), rpcs_(surroundings_) {
+    Impl(server::Core &core, const server::TlsSettings &tls, LoggedIn logged_in)
+        : surroundings_(core, !tls.client_ca.empty(), std::move(logged_in)), rpcs_(surroundings_) {
         // What clients do wrong is not to fill the log.
         gpr_set_log_function([](gpr_log_func_args *) {});
         grpc::ServerBuilder builder;
@@ -473,13 +511,19 @@ class Service::Impl {
         acceptor_->HandleNewConnection(&parameters);
     }
 
-    void users_changed() { surroundings_.authenticator->forget(); }
+    void users_changed() {
+        surroundings_.authenticator->forget();
+        surroundings_.open.end_outdated(user_gone_status, [this](const server::Principal &user) {
+            const server::LogInAnswer now = surroundings_.core.log_ins().principal_of(user.user);
+            return !now || now->role != user.role;
+        });
+    }
 
     void stop(std::chrono::milliseconds limit) {
         if (stopped_)
             return;
         stopped_ = true;
-        surroundings_.open.end_all();
+        surroundings_.open.end_all(ended_status);
         server_->Shutdown(std::chrono::system_clock::now() + limit);
     }
 
@@ -491,7 +535,8 @@ class Service::Impl {
     bool stopped_ = false;
 };
 
-Service::Service(server::Core &core, const server::TlsSettings &tls) : impl_(std::make_unique<Impl>(core, tls)) {}
+Service::Service(server::Core &core, const server::TlsSettings &tls, LoggedIn logged_in)
+    : impl_(std::make_unique<Impl>(core, tls, std::move(logged_in))) {}
 Service::~Service() = default;
 
 void Service::serve(server::Descriptor connection, int listener) {

@@ -6,6 +6,7 @@
 #include "server/core.h"
 
 #include <chrono>
+#include <functional>
 #include <memory>
 
 namespace ocamp::gnmi {
@@ -13,15 +14,18 @@ namespace ocamp::gnmi {
 /// gRPC's server with the service, for connections that somebody else accepts. Safe from any thread.
 class Service {
   public:
+    /// Called from any thread when an RPC of a peer has proved its user.
+    using LoggedIn = std::function<void(const server::Peer &peer)>;
+
     /// `core` outlives it. Throws InputError for certificates that cannot be used, server::StateError.
-    Service(server::Core &core, const server::TlsSettings &tls);
+    Service(server::Core &core, const server::TlsSettings &tls, LoggedIn logged_in);
     ~Service();
     Service(const Service &) = delete;
     Service &operator=(const Service &) = delete;
 
     /// Serves a connection: the descriptor is the service's from now on.
     void serve(server::Descriptor connection, int listener);
-    /// The users have been read anew.
+    /// The users have been read anew: streams of those who are gone or have another role now end.
     void users_changed();
     /// Ends all RPCs and connections.
     void stop(std::chrono::milliseconds limit);

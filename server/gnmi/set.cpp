@@ -8,6 +8,7 @@
 #include <set>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 namespace ocamp::gnmi {
 

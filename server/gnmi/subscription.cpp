@@ -234,21 +234,13 @@ void Stream::deliver_everything() {
 
 // With the lock held.
 void Stream::deliver(Item &item, const Reading &reading, Extent extent) {
+    static const auto none = std::make_shared<const Leaves>();
     const std::shared_ptr<const Leaves> now = reading.select(item.path, item.levels, item.kind);
-    static const Leaves none;
-    const Leaves &before = item.sent ? *item.sent : none;
-    auto old = before.begin();
-    for (const LeafPointer &leaf : *now) {
-        for (; old != before.end() && (*old)->path < leaf->path; ++old)
-            backlog_.remove(*old, reading.read_at());
-        const bool known = old != before.end() && (*old)->path == leaf->path;
-        if (!known || extent == Extent::everything || (*old)->value != leaf->value)
-            backlog_.update(leaf, reading.read_at());
-        if (known)
-            ++old;
-    }
-    for (; old != before.end(); ++old)
-        backlog_.remove(*old, reading.read_at());
+    const std::shared_ptr<const Difference> difference = reading.difference(item.sent ? item.sent : none, now);
+    for (const LeafPointer &leaf : difference->gone)
+        backlog_.remove(leaf, reading.read_at());
+    for (const LeafPointer &leaf : extent == Extent::everything ? *now : difference->changed)
+        backlog_.update(leaf, reading.read_at());
     item.sent = now;
 }
 
@@ -270,7 +262,11 @@ void Stream::node_changed() {
 }
 
 void Stream::repeat(std::size_t index, Clock::duration interval, Extent extent, Clock::time_point due) {
-    readings_.at(due, [weak = weak_from_this(), index, interval, extent, due] {
+    // Streams that are due at about the same time share a reading.
+    const Clock::duration past_tick = due.time_since_epoch() % shortest_sample;
+    const Clock::time_point tick =
+        past_tick == Clock::duration::zero() ? due : due + (Clock::duration(shortest_sample) - past_tick);
+    readings_.at(tick, [weak = weak_from_this(), index, interval, extent, due] {
         const std::shared_ptr<Stream> stream = weak.lock();
         if (!stream)
             return;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 namespace ocamp::gnmi {
 

@@ -8,7 +8,7 @@
 
 #include "gnmi.pb.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 namespace ocamp::gnmi {
 

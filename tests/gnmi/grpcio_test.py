@@ -609,6 +609,83 @@ class SubscribeTest(GnmiTest):
         self.assertEqual(sorted(seen), seen)
 
 
+class UsersTest(GnmiTest):
+    def reload(self):
+        known = self.server.read_log().count(" reloaded")
+        self.server.process.send_signal(signal.SIGHUP)
+        while self.server.read_log().count(" reloaded") == known:
+            time.sleep(0.02)
+
+    def open(self, client, interval=SECOND // 10):
+        request = subscription(GAIN, mode=STREAM)
+        request.subscribe.subscription[0].mode = pb.SAMPLE
+        request.subscribe.subscription[0].sample_interval = interval
+        return Leaves(client.subscribe([request])).until_sync()
+
+    def test_streams_outlive_a_reload_of_the_users(self):
+        leaves = self.open(self.client)
+        for _ in range(5):
+            self.reload()
+            count = len(leaves.notifications)
+            leaves.until(lambda now: len(now.notifications) > count + 3)
+
+    def test_streams_end_with_their_user_or_its_role(self):
+        for user in "nora", "otto", "paul":
+            ocamp("user", "add", "--node", self.node, user, "--role", "operator", input="secret words\n")
+        self.reload()
+        gone, demoted, kept = (self.open(self.connect(user, "secret words")) for user in ("nora", "otto", "paul"))
+        ocamp("user", "rm", "--node", self.node, "nora")
+        ocamp("user", "rm", "--node", self.node, "otto")
+        ocamp("user", "add", "--node", self.node, "otto", "--role", "reader", input="secret words\n")
+        self.reload()
+        for leaves in gone, demoted:
+            self.assert_refused(UNAUTHENTICATED, lambda leaves=leaves: leaves.stream, "user")
+        count = len(kept.notifications)
+        kept.until(lambda now: len(now.notifications) > count + 3)
+
+
+class ConnectionsTest(GnmiTest):
+    options = ("--insecure", "--max-connections-per-address", "4", "--max-connections", "6", "--log-in-time", "2")
+
+    def silent(self):
+        plain = socket.create_connection(("127.0.0.1", self.server.port))
+        self.addCleanup(plain.close)
+        plain.settimeout(20)
+        return plain
+
+    def ended(self, plain):
+        """Reads what the server greets with, to the end of the connection."""
+        try:
+            while plain.recv(4096):
+                pass
+        except ConnectionResetError:
+            pass
+        return time.time()
+
+    def test_the_oldest_without_a_user_makes_room_for_a_new_one_and_those_with_users_stay(self):
+        leaves = Leaves(self.client.subscribe([subscription(GAIN, mode=STREAM)])).until_sync()
+        begin = time.time()
+        plain = [self.silent() for _ in range(5)]
+        self.assertLess(self.ended(plain[0]) - begin, 1.5)
+        self.connect().set(update=[update(GAIN, double_val=7.1)])
+        leaves.until(lambda now: now[GAIN].double_val == 7.1)
+
+    def test_one_without_a_user_is_ended_in_time(self):
+        begin = time.time()
+        self.assertLess(self.ended(self.silent()) - begin, 8)
+        self.assertGreater(time.time() - begin, 1.5)
+
+    def test_beyond_all_connections_new_ones_are_turned_away(self):
+        clients = [self.connect() for _ in range(6)]
+        for client in clients:
+            client.capabilities()
+        late = self.silent()
+        begin = time.time()
+        self.assertLess(self.ended(late) - begin, 1.5)
+        for client in clients:
+            client.capabilities()
+
+
 class StopTest(GnmiTest):
     def test_server_stops_with_open_streams_within_2_s(self):
         streams = [Leaves(self.client.subscribe([subscription("/", mode=STREAM)])).until_sync() for _ in range(50)]

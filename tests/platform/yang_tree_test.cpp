@@ -119,7 +119,7 @@ std::string compiled_from(const char *YangModule::*text) {
         const std::unique_ptr<char, decltype(&std::free)> owned(printed, std::free);
         all += printed;
     }
-    static const std::regex for_people("\\n *(contact|description|organization|reference)[ \\n]+\"[^\"]*\";");
+    static const std::regex for_people("\\n *(contact|description|reference)[ \\n]+\"[^\"]*\";");
     static const std::regex empty_block(" \\{\\s*\\}"), blank_lines("\\n+");
     all = std::regex_replace(std::regex_replace(all, for_people, ""), empty_block, ";");
     return std::regex_replace(all, blank_lines, "\n");

@@ -1,0 +1,92 @@
+// How connections are counted and ended.
+#include "server/gnmi/connections.h"
+
+#include <algorithm>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+
+namespace ocamp::gnmi {
+
+// The service sees the end of its stream, and closes what it has of the connection.
+void Connections::end(Held &held) noexcept {
+    held.ended = true;
+    shutdown(held.descriptor.get(), SHUT_RDWR);
+}
+
+// Whoever only holds connections keeps nobody out.
+bool Connections::make_room(const std::string &address) {
+    const auto waits = [](const Held &held) { return !held.has_user && !held.ended; };
+    const auto waits_at_address = [&](const Held &held) { return waits(held) && held.address == address; };
+    auto leaving = all_.end();
+    if (static_cast<std::size_t>(std::ranges::count_if(all_, waits_at_address)) >= limits_.connections_per_address)
+        leaving = std::ranges::find_if(all_, waits_at_address);
+    else if (all_.size() >= limits_.connections)
+        leaving = std::ranges::find_if(all_, waits);
+    if (leaving == all_.end())
+        return false;
+    end(*leaving);
+    all_.erase(leaving);
+    return true;
+}
+
+Connections::Added Connections::add(const server::AcceptedConnection &accepted, Clock::time_point now) {
+    const std::lock_guard guard(mutex_);
+    const bool made_room = make_room(accepted.address);
+    if (all_.size() >= limits_.connections)
+        return Added::full;
+    server::Descriptor watched(fcntl(accepted.descriptor.get(), F_DUPFD_CLOEXEC, 0));
+    if (watched.get() < 0)
+        return Added::exhausted;
+    all_.push_back({.descriptor = std::move(watched),
+                    .address = accepted.address,
+                    .port = accepted.port,
+                    .late = now + limits_.log_in_time});
+    return made_room ? Added::in_place_of_another : Added::in;
+}
+
+void Connections::logged_in(const server::Peer &peer) {
+    const std::lock_guard guard(mutex_);
+    const auto found = std::ranges::find_if(
+        all_, [&](const Held &held) { return held.port == peer.port && held.address == peer.address; });
+    if (found != all_.end())
+        found->has_user = true;
+}
+
+void Connections::watch(std::vector<pollfd> &watched) const {
+    const std::lock_guard guard(mutex_);
+    // Only their end is of interest, which poll() tells anyhow.
+    for (const Held &held : all_)
+        watched.push_back({.fd = held.descriptor.get(), .events = 0, .revents = 0});
+}
+
+void Connections::drop_ended(std::span<const pollfd> watched) {
+    const std::lock_guard guard(mutex_);
+    std::size_t at = 0;
+    std::erase_if(all_, [&](const Held &) { return watched[at++].revents != 0; });
+}
+
+void Connections::end_late(Clock::time_point now) {
+    const std::lock_guard guard(mutex_);
+    for (Held &held : all_) {
+        if (!held.has_user && !held.ended && held.late <= now)
+            end(held);
+    }
+}
+
+Connections::Clock::time_point Connections::next_end() const {
+    const std::lock_guard guard(mutex_);
+    Clock::time_point next = Clock::time_point::max();
+    for (const Held &held : all_) {
+        if (!held.has_user && !held.ended)
+            next = std::min(next, held.late);
+    }
+    return next;
+}
+
+std::size_t Connections::count() const {
+    const std::lock_guard guard(mutex_);
+    return all_.size();
+}
+
+} // namespace ocamp::gnmi
