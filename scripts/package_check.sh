@@ -39,7 +39,13 @@ plug-in $plugin"
 # Away from its place the program still finds the plug-in, where its build was configured to install it.
 install -D /usr/bin/ocamp /elsewhere/far/away/ocamp
 /elsewhere/far/away/ocamp --version | grep -Fx "plug-in $plugin"
-rm -r /elsewhere'
+rm -r /elsewhere
+# Nobody is there to answer the client, and it says so.
+status=0
+ocamp gnmi capabilities --target 127.0.0.1:1 --insecure 2>/client || status=$?
+test "$status" = 1
+grep UNAVAILABLE /client
+rm /client'
 step 'as_user() { su nobody -s /bin/sh -c "$1"; }
 examples=/usr/share/oc-amplifier/examples
 folder=$(as_user "mktemp -d")
@@ -52,7 +58,7 @@ step 'apt-get install -y -qq --no-install-recommends g++ pkg-config >/dev/null
 g++ $(pkg-config --cflags oc-amplifier) -rdynamic /usr/share/oc-amplifier/examples/embed/embed.cpp -o /embed
 /embed "$(pkg-config --variable=plugin oc-amplifier)" 0/1-AMP-PRE | grep -x "/ots-oper/ots-ports/ots-port/name = \"Ots0/1/0/0\""
 rm /embed'
-step 'apt-get purge -y -qq ocamp oc-amplifier-dev liboc-amplifier >/removal 2>&1
+step 'apt-get purge -y -qq ocamp-gnmi ocamp oc-amplifier-dev liboc-amplifier >/removal 2>&1
 if grep -i -E "warning|error|not empty" /removal; then exit 1; fi
 test -z "$(dpkg --audit)"
 rm -r /removal /packages

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Builds, makes the example node with one user for each role, serves it with NETCONF on ADDRESS:PORT (default
-# 127.0.0.1:8300) until it is interrupted, and prints how to connect.
+# 127.0.0.1:8300) and gNMI on a second one (default 127.0.0.1:9339) until it is interrupted, and prints how to connect.
 source "$(dirname "$0")/lib.sh"
 
 address=${1:-127.0.0.1:8300}
-build release ocamp ocampd oc-amplifier
+gnmi=${2:-127.0.0.1:9339}
+build release ocamp ocampd ocamp-gnmi oc-amplifier
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 node=$folder/node
@@ -31,5 +32,10 @@ With nothing but SSH:
 
     ssh -p $port -s olga@$host netconf
 
+With gNMI, a stream of the gains of all amplifiers, which the password is asked for:
+
+    build/bin/ocamp gnmi subscribe --target $gnmi --tls-ca $node/server/gnmi-certificate.pem --username olga \\
+        --format flat --path "/optical-amplifier/amplifiers/amplifier[name=*]/config/target-gain"
+
 TEXT
-run build/bin/ocamp serve --node "$node" --netconf "$address"
+run build/bin/ocamp serve --node "$node" --netconf "$address" --gnmi "$gnmi"

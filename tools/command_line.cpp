@@ -1,11 +1,17 @@
 // How the words of the command line are put in order. Knows no command.
 #include "command_line.h"
 
+#include "output.h"
+
 #include "seam/input_error.h"
 #include "seam/nearest_word.h"
 #include "seam/text.h"
 
+#include <algorithm>
 #include <cctype>
+#include <sstream>
+#include <string_view>
+#include <utility>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -13,6 +19,14 @@
 namespace ocamp {
 
 namespace {
+
+constexpr const char *exit_statuses = "Exit status: 0 done, 1 the request failed, 2 wrong use.";
+
+// A command line that the program's parser takes.
+struct CommandLine {
+    CLI::App *command;              // the innermost command that is named; the program when none is
+    std::vector<std::string> words; // the commands first, then options and arguments in their order
+};
 
 // A number below zero is an argument.
 bool is_option(std::string_view word) {
@@ -135,10 +149,56 @@ class ArgumentReader {
     std::vector<std::string> commands_, options_, others_;
 };
 
+// An empty argument is most likely a variable that was never set, and never means the default.
+void refuse_empty_arguments(CLI::App &command) {
+    for (CLI::Option *option : command.get_options()) {
+        if (option->get_items_expected_max() == 0)
+            continue;
+        const auto check = [option](const std::string &argument) {
+            return argument.empty() ? "is empty, expected: " + option->get_description() : std::string();
+        };
+        option->check(check, "");
+    }
+    for (CLI::App *inner : command.get_subcommands(nullptr))
+        refuse_empty_arguments(*inner);
+}
+
+void tell_exit_statuses(CLI::App &command) {
+    const std::string footer = command.get_footer();
+    command.footer(footer.empty() ? exit_statuses : footer + "\n" + exit_statuses);
+    for (CLI::App *inner : command.get_subcommands(nullptr))
+        tell_exit_statuses(*inner);
+}
+
+// What the parser refuses, with what was expected and where to learn more.
+[[noreturn]] void refuse(const CLI::Error &error, const CLI::App &command) {
+    const std::string_view text = error.what();
+    throw InputError(
+        fmt::format("{}{}; '{} --help' tells more", text,
+                    text == "--node is required" ? ", expected --node DIR or OCAMP_NODE in the environment" : "",
+                    typed_name(command)));
+}
+
 } // namespace
 
-CommandLine read_command_line(CLI::App &program, int argc, const char *const *argv) {
-    return ArgumentReader(program, argc, argv).read();
+void run_command_line(CLI::App &program, int argc, const char *const *argv) {
+    CommandLine line = ArgumentReader(program, argc, argv).read();
+    // The parser takes the last word first.
+    std::reverse(line.words.begin(), line.words.end());
+    try {
+        program.parse(std::move(line.words));
+    } catch (const CLI::Success &help) {
+        std::ostringstream text;
+        program.exit(help, text);
+        write_output(text.str());
+    } catch (const CLI::Error &error) {
+        refuse(error, *line.command);
+    }
+}
+
+void finish_commands(CLI::App &program) {
+    refuse_empty_arguments(program);
+    tell_exit_statuses(program);
 }
 
 std::string typed_name(const CLI::App &command) {

@@ -9,14 +9,16 @@
 
 namespace ocamp {
 
-/// A command line that the program's parser takes.
-struct CommandLine {
-    CLI::App *command;              ///< the innermost command that is named; the program when none is
-    std::vector<std::string> words; ///< the commands first, then options and arguments in their order
-};
+/// Asks for errors, and for what a command tells, as JSON.
+inline constexpr const char *json_option = "--json";
 
-/// Throws InputError for a command or an option that there is not.
-CommandLine read_command_line(CLI::App &program, int argc, const char *const *argv);
+/// Runs the command that is named, or prints the help that is asked for. Throws InputError for a command line that is
+/// wrong, and what the command throws.
+void run_command_line(CLI::App &program, int argc, const char *const *argv);
+
+/// What holds for all commands, when all are added: arguments that are empty are refused, and each help tells of the
+/// exit statuses.
+void finish_commands(CLI::App &program);
 
 /// The command as it is typed, such as "ocamp sysdb get".
 std::string typed_name(const CLI::App &command);

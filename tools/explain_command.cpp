@@ -1,9 +1,9 @@
 // ocamp explain: how an answer or an edit comes about, step by step. Knows how the steps are shown, not how they are
 // done.
+#include "answer_text.h"
 #include "colour.h"
 #include "options.h"
 #include "output.h"
-#include "text_io.h"
 
 #include "node/mapping_rows.h"
 #include "node/reach.h"

@@ -1,7 +1,7 @@
 // ocamp get. Knows how an answer is asked for and shown, not how it comes about.
+#include "answer_text.h"
 #include "options.h"
 #include "output.h"
-#include "text_io.h"
 
 #include <memory>
 

@@ -1,5 +1,5 @@
 // ocamp line: makes, runs and shows simulated lines. Knows how a line is asked for and shown, not how it is computed.
-#include "become_server.h"
+#include "other_program.h"
 #include "line_options.h"
 #include "options.h"
 #include "output.h"
@@ -53,7 +53,7 @@ void run(const LineRunOptions &options) {
     if (options.serves()) {
         std::vector<std::string> words = options.words();
         words.insert(words.begin(), serve_line_word);
-        become_server(std::move(words));
+        become_program("ocampd", "the server", std::move(words));
     }
     LineRun line(options.folder, options.settings());
     end_on_signals();

@@ -2,21 +2,18 @@
 // line and turns failures into messages and exit statuses; the commands are in files of their own.
 #include "command_line.h"
 #include "failure_message.h"
-#include "out_of_memory.h"
+#include "outcome.h"
 #include "output.h"
 #include "program.h"
 
 #include "node/plugin.h"
-#include "seam/input_error.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <new>
-#include <sstream>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include <fmt/format.h>
 
@@ -48,32 +45,12 @@ std::string version() {
     return fmt::format("ocamp {}\n{}", OCAMP_VERSION, plugin);
 }
 
-// What the parser refuses, with what was expected and where to learn more.
-[[noreturn]] void refuse(const CLI::Error &error, const CLI::App &command) {
-    const std::string_view text = error.what();
-    throw ocamp::InputError(
-        fmt::format("{}{}; '{} --help' tells more", text,
-                    text == "--node is required" ? ", expected --node DIR or OCAMP_NODE in the environment" : "",
-                    ocamp::typed_name(command)));
-}
-
 int run(int argc, char **argv) {
     CLI::App program("Reads and edits the optical amplifiers of a node through OpenConfig.", "ocamp");
     program.set_version_flag("--version", version, "The version, and the plug-in that runs when none is named");
     ocamp::CommonOptions common;
     ocamp::add_commands(program, common, argc > 1 ? argv[1] : "");
-    ocamp::CommandLine line = ocamp::read_command_line(program, argc, argv);
-    // The parser takes the last word first.
-    std::reverse(line.words.begin(), line.words.end());
-    try {
-        program.parse(std::move(line.words));
-    } catch (const CLI::Success &help) {
-        std::ostringstream text;
-        program.exit(help, text);
-        ocamp::write_output(text.str());
-    } catch (const CLI::Error &error) {
-        refuse(error, *line.command);
-    }
+    ocamp::run_command_line(program, argc, argv);
     ocamp::finish_output("", "");
     return 0;
 }

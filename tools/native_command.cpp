@@ -1,4 +1,5 @@
 // ocamp native: the native data as they stand, and changes of them by hand. Knows nothing of OpenConfig.
+#include "answer_text.h"
 #include "change_text.h"
 #include "options.h"
 #include "output.h"

@@ -51,6 +51,11 @@ _ocamp_paths() {
     done
 }
 
+# The words that an option takes, which its help lists behind a colon: from its line to that of the next option.
+_ocamp_words() {
+    sed -n "/^  \\(-[a-z],\\)\\?$1 /,/^  -[^ ]* /{ /^  \\(-[a-z],\\)\\?$1 /p; /^   /p }" <<<"$2" | tr -d '\n' | sed 's/.*: *//' | tr -d ','
+}
+
 # Completes the word at the cursor. Prints nothing: the answer is COMPREPLY.
 _ocamp() {
     local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
@@ -81,7 +86,11 @@ _ocamp() {
         DIR | EXAMPLE) mapfile -t COMPREPLY < <(compgen -d -- "$word") ;;
         FILE) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
         PATH) _ocamp_paths "${command[1]}" ;;
-        FORMAT) mapfile -t COMPREPLY < <(compgen -W "json xml" -- "$word") ;;
+        FORMAT) mapfile -t COMPREPLY < <(compgen -W "json $([[ ${command[1]} == gnmi ]] && echo flat || echo xml)" -- "$word") ;;
+        ENCODING | KIND | MODE)
+            # The help ends with the words that there are.
+            mapfile -t COMPREPLY < <(compgen -W "$(_ocamp_words "$previous" "$help")" -- "$word")
+            ;;
         WHEN) mapfile -t COMPREPLY < <(compgen -W "always auto never" -- "$word") ;;
         OPERATION) mapfile -t COMPREPLY < <(compgen -W "merge replace none" -- "$word") ;;
         ?*) COMPREPLY=() ;;

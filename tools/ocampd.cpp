@@ -3,7 +3,6 @@
 #include "line_options.h"
 #include "living_node.h"
 #include "options.h"
-#include "out_of_memory.h"
 #include "output.h"
 #include "serve_line.h"
 #include "serving.h"

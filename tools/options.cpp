@@ -1,6 +1,7 @@
 // The options that commands share. Knows no command.
 #include "options.h"
 
+#include "command_line.h"
 #include "text_io.h"
 
 #include "seam/text.h"

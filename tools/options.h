@@ -16,9 +16,6 @@
 
 namespace ocamp {
 
-/// Asks for errors, and for what a command tells, as JSON.
-inline constexpr const char *json_option = "--json";
-
 /// Options that every command has.
 struct CommonOptions {
     bool json = false;
@@ -90,6 +87,7 @@ void add_complete_command(CLI::App &program, CommonOptions &common);
 /// These run neither the plug-in nor a log of it.
 void add_line_command(CLI::App &program);
 void add_serve_command(CLI::App &program);
+void add_gnmi_command(CLI::App &program);
 void add_user_command(CLI::App &program);
 
 } // namespace ocamp

@@ -5,7 +5,7 @@
 // others leaves a part out of a text without a word. So an allocation of theirs that fails ends the process here, with
 // a message and status 1, before anything can be made of it; what is not committed then is rolled back by whoever opens
 // the node next, and a node that was being made is taken away.
-#include "out_of_memory.h"
+#include "outcome.h"
 
 #include "node/unfinished_node.h"
 
@@ -23,11 +23,10 @@ namespace {
 
 constexpr int failed_status = 1;
 
-std::optional<int> outcome;     // once it has been told
 bool allocation_failed = false; // of C++
 
 [[noreturn]] void end_process() noexcept {
-    if (outcome)
+    if (const std::optional<int> outcome = ocamp::told_outcome())
         _exit(*outcome);
     ocamp::unfinished_node::remove_file();
     ocamp::unfinished_node::remove_folder();
@@ -95,14 +94,6 @@ struct Preparation {
 [[gnu::init_priority(101)]] const Preparation preparation;
 
 } // namespace
-
-namespace ocamp {
-
-void outcome_is_told(int status) noexcept {
-    outcome = status;
-}
-
-} // namespace ocamp
 
 // The sanitizers bring an allocator of their own, and end the process themselves when memory runs out.
 #ifndef OCAMP_SANITIZE

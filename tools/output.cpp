@@ -1,7 +1,7 @@
 // How standard output is kept and ended. Knows no command.
 #include "output.h"
 
-#include "out_of_memory.h"
+#include "outcome.h"
 
 #include <cerrno>
 #include <csignal>

@@ -11,29 +11,6 @@ namespace ocamp {
 
 namespace {
 
-constexpr const char *exit_statuses = "Exit status: 0 done, 1 the request failed, 2 wrong use.";
-
-// An empty argument is most likely a variable that was never set, and never means the default.
-void refuse_empty_arguments(CLI::App &command) {
-    for (CLI::Option *option : command.get_options()) {
-        if (option->get_items_expected_max() == 0)
-            continue;
-        const auto check = [option](const std::string &argument) {
-            return argument.empty() ? "is empty, expected: " + option->get_description() : std::string();
-        };
-        option->check(check, "");
-    }
-    for (CLI::App *inner : command.get_subcommands(nullptr))
-        refuse_empty_arguments(*inner);
-}
-
-void tell_exit_statuses(CLI::App &command) {
-    const std::string footer = command.get_footer();
-    command.footer(footer.empty() ? exit_statuses : footer + "\n" + exit_statuses);
-    for (CLI::App *inner : command.get_subcommands(nullptr))
-        tell_exit_statuses(*inner);
-}
-
 using AddCommand = void (*)(CLI::App &program, CommonOptions &common);
 constexpr std::pair<std::string_view, AddCommand> commands[] = {
     {"get", add_get_command},
@@ -49,6 +26,7 @@ constexpr std::pair<std::string_view, AddCommand> commands[] = {
     {"sysdb", add_sysdb_command},
     {"line", [](CLI::App &program, CommonOptions & /*common*/) { add_line_command(program); }},
     {"serve", [](CLI::App &program, CommonOptions & /*common*/) { add_serve_command(program); }},
+    {"gnmi", [](CLI::App &program, CommonOptions & /*common*/) { add_gnmi_command(program); }},
     {"user", [](CLI::App &program, CommonOptions & /*common*/) { add_user_command(program); }},
 };
 
@@ -65,8 +43,7 @@ void add_commands(CLI::App &program, CommonOptions &common, std::string_view ask
     }
     if (!known)
         add_complete_command(program, common);
-    refuse_empty_arguments(program);
-    tell_exit_statuses(program);
+    finish_commands(program);
 }
 
 } // namespace ocamp

@@ -1,17 +1,14 @@
-// Files in and answers out. Knows nothing of requests.
+// How files are read and written. Knows nothing of what is in them.
 #include "text_io.h"
 
 #include "output.h"
 
 #include "seam/failure.h"
-#include "seam/text.h"
-#include "yang/client_document.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <sstream>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -21,14 +18,6 @@
 namespace ocamp {
 
 namespace {
-
-std::string indented(const std::string &text) {
-    std::string result;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);)
-        result.append("  ").append(line).append("\n");
-    return result;
-}
 
 // Closes what was opened for a file; standard input stays.
 class CloseLater {
@@ -95,15 +84,6 @@ void write_file(const std::string &file, const std::string &text) {
     if (descriptor >= 0 || is_shortage(errno))
         throw std::runtime_error(reason + ", could not be written");
     throw InputError(reason + ", expected a file that can be written");
-}
-
-std::string answer_text(const YangTree &answer, LYD_FORMAT format) {
-    const std::string printed = answer.print(format);
-    const std::string text = format == LYD_JSON ? escaped_json(printed) : escaped_xml(printed);
-    if (format == LYD_JSON)
-        return text.empty() ? "{}\n" : text + (text.ends_with('\n') ? "" : "\n");
-    const std::string open = fmt::format("<data xmlns=\"{}\"", netconf_namespace);
-    return text.empty() ? open + "/>\n" : open + ">\n" + indented(text) + "</data>\n";
 }
 
 } // namespace ocamp

@@ -1,8 +1,7 @@
-// Files in and answers out. Knows nothing of requests.
+// Files in and files out. Knows nothing of what is in them.
 #pragma once
 
 #include "seam/input_error.h"
-#include "yang/tree.h"
 
 #include <string>
 
@@ -28,8 +27,5 @@ auto named_input(const std::string &file, Use use) {
 /// Makes the file, or replaces what is in it; "-" is standard output. Throws InputError, and std::runtime_error when
 /// the disk fails.
 void write_file(const std::string &file, const std::string &text);
-
-/// The answer as a document of its own: JSON as an object, XML in NETCONF's <data>. Ends in a newline.
-std::string answer_text(const YangTree &answer, LYD_FORMAT format);
 
 } // namespace ocamp

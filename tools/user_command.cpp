@@ -1,6 +1,7 @@
 // ocamp user: who may log in to the server of a node. Knows nothing of protocols.
 #include "options.h"
 #include "output.h"
+#include "password.h"
 #include "text_io.h"
 
 #include "line/folder.h"
@@ -8,12 +9,8 @@
 #include "seam/text.h"
 #include "server/users.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <iostream>
 #include <memory>
 
-#include <termios.h>
 #include <unistd.h>
 
 namespace ocamp {
@@ -32,44 +29,10 @@ struct UserOptions {
     std::vector<std::string> key_files;
 };
 
-// The terminal does not show what is typed.
-class HiddenTyping {
-  public:
-    HiddenTyping() noexcept {
-        tcgetattr(STDIN_FILENO, &before_);
-        termios hidden = before_;
-        hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        hidden.c_lflag |= ECHONL;
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
-    }
-    ~HiddenTyping() { tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_); }
-    HiddenTyping(const HiddenTyping &) = delete;
-    HiddenTyping &operator=(const HiddenTyping &) = delete;
-
-  private:
-    termios before_{};
-};
-
-std::string read_line() {
-    std::string line;
-    std::getline(std::cin, line);
-    if (std::cin.bad() || (std::cin.eof() && line.empty()))
-        throw InputError("standard input: no password, expected one line");
-    if (line.ends_with('\r'))
-        line.pop_back();
-    return line;
-}
-
-std::string ask_password(std::string_view prompt) {
-    write_error(prompt);
-    const HiddenTyping hidden;
-    return read_line();
-}
-
 // From the terminal twice, from anything else one line.
 std::string read_password() {
     if (isatty(STDIN_FILENO) == 0)
-        return read_line();
+        return read_password_line();
     std::string password = ask_password("Password: ");
     if (ask_password("Again: ") != password)
         throw InputError("the two passwords differ, expected the same twice");

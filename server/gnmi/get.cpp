@@ -13,6 +13,8 @@ namespace ocamp::gnmi {
 
 namespace {
 
+constexpr int most_paths = 1024;
+
 LeafTest test_of(::gnmi::GetRequest::DataType type) {
     switch (type) {
     case ::gnmi::GetRequest::ALL:
@@ -29,8 +31,8 @@ LeafTest test_of(::gnmi::GetRequest::DataType type) {
 }
 
 // Adds the leaves at and below a node, an update each.
-void add_leaves(const lyd_node &node, ::gnmi::Encoding encoding, const LeafTest &wanted, std::size_t levels,
-                ::gnmi::Notification &notification) {
+void add_leaves_of(const lyd_node &node, ::gnmi::Encoding encoding, const LeafTest &wanted, std::size_t levels,
+                   ::gnmi::Notification &notification) {
     if (is_leaf(*node.schema)) {
         if (!wanted(*node.schema))
             return;
@@ -42,7 +44,7 @@ void add_leaves(const lyd_node &node, ::gnmi::Encoding encoding, const LeafTest 
     for (const lyd_node *child = lyd_child(&node); child != nullptr; child = child->next) {
         if (levels == 1 && !is_leaf(*child->schema))
             continue;
-        add_leaves(*child, encoding, wanted, levels == 0 ? 0 : levels - 1, notification);
+        add_leaves_of(*child, encoding, wanted, levels == 0 ? 0 : levels - 1, notification);
     }
 }
 
@@ -88,6 +90,8 @@ GetQuery::GetQuery(const ::gnmi::GetRequest &request)
     check_models(request.use_models());
     if (request.path().empty())
         throw invalid("path", "is missing, expected one at least");
+    if (request.path_size() > most_paths)
+        throw invalid("path", fmt::format("{} paths, expected at most {}", request.path_size(), most_paths));
     for (const ::gnmi::Path &path : request.path()) {
         paths_.push_back(joined(request.prefix(), path));
         schema_nodes(paths_.back());
@@ -98,10 +102,46 @@ bool GetQuery::wants_native() const noexcept {
     return std::ranges::any_of(paths_, [](const Path &path) { return path.origin == Origin::native; });
 }
 
-::gnmi::GetResponse GetQuery::answer(const YangTree &tree, std::chrono::system_clock::time_point read_at) const {
+// An update for each node; of the root one for all, with an empty path.
+void GetQuery::add_json(const std::vector<const lyd_node *> &nodes, bool root,
+                        ::gnmi::Notification &notification) const {
     const bool ietf = request_.encoding() == ::gnmi::JSON_IETF;
-    const bool json = ietf || request_.encoding() == ::gnmi::JSON;
+    if (root) {
+        Json roots = Json::object();
+        for (const lyd_node *node : nodes)
+            add_member(roots, *node, nullptr, ietf, wanted_, levels_);
+        if (roots.empty())
+            return;
+        ::gnmi::Update &update = *notification.add_update();
+        update.mutable_path();
+        set_json(update, roots, ietf);
+        return;
+    }
+    for (const lyd_node *node : nodes) {
+        const Json value = json_of(*node, ietf, wanted_, levels_);
+        if (value.is_discarded())
+            continue;
+        ::gnmi::Update &update = *notification.add_update();
+        *update.mutable_path() = to_message(steps_to(*node));
+        set_json(update, value, ietf);
+    }
+}
+
+void GetQuery::add_leaves(const std::vector<const lyd_node *> &nodes, bool root,
+                          ::gnmi::Notification &notification) const {
+    // The root is one level above its nodes.
+    if (root && levels_ == 1)
+        return;
+    const std::size_t levels = root && levels_ != 0 ? levels_ - 1 : levels_;
+    for (const lyd_node *node : nodes)
+        add_leaves_of(*node, request_.encoding(), wanted_, levels, notification);
+}
+
+::gnmi::GetResponse GetQuery::answer(const YangTree &tree, std::chrono::system_clock::time_point read_at,
+                                     std::size_t most_bytes) const {
+    const bool json = request_.encoding() == ::gnmi::JSON_IETF || request_.encoding() == ::gnmi::JSON;
     ::gnmi::GetResponse response;
+    std::size_t bytes = 0;
     for (const Path &path : paths_) {
         ::gnmi::Notification &notification = *response.add_notification();
         notification.set_timestamp(
@@ -111,34 +151,16 @@ bool GetQuery::wants_native() const noexcept {
         if (path.origin == Origin::native)
             notification.mutable_prefix()->set_origin("native");
         const std::vector<const lyd_node *> nodes = data_nodes(tree, path);
-        if (json && path.steps.empty()) {
-            Json roots = Json::object();
-            for (const lyd_node *root : nodes)
-                add_member(roots, *root, nullptr, ietf, wanted_, levels_);
-            if (!roots.empty())
-                set_json(*notification.add_update(), roots, ietf);
-            if (!roots.empty())
-                notification.mutable_update(0)->mutable_path();
-        } else {
-            for (const lyd_node *node : nodes) {
-                if (!json) {
-                    // The root is one level above its nodes.
-                    if (!path.steps.empty())
-                        add_leaves(*node, request_.encoding(), wanted_, levels_, notification);
-                    else if (levels_ != 1)
-                        add_leaves(*node, request_.encoding(), wanted_, levels_ == 0 ? 0 : levels_ - 1, notification);
-                    continue;
-                }
-                const Json value = json_of(*node, ietf, wanted_, levels_);
-                if (value.is_discarded())
-                    continue;
-                ::gnmi::Update &update = *notification.add_update();
-                *update.mutable_path() = to_message(steps_to(*node));
-                set_json(update, value, ietf);
-            }
-        }
+        if (json)
+            add_json(nodes, path.steps.empty(), notification);
+        else
+            add_leaves(nodes, path.steps.empty(), notification);
         if (notification.update().empty())
             throw refused(Code::not_found, text_of(path), "has no data");
+        bytes += notification.ByteSizeLong();
+        if (bytes > most_bytes)
+            throw refused(Code::resource_exhausted, "path",
+                          fmt::format("the answer has more than {} bytes, expected fewer paths", most_bytes));
     }
     return response;
 }

@@ -18,10 +18,15 @@ class GetQuery {
     /// Whether native data is asked for.
     bool wants_native() const noexcept;
 
-    /// One notification a path. Throws RpcError with NOT_FOUND for a path without data.
-    ::gnmi::GetResponse answer(const YangTree &tree, std::chrono::system_clock::time_point read_at) const;
+    /// One notification a path. Throws RpcError: NOT_FOUND for a path without data, RESOURCE_EXHAUSTED for an answer of
+    /// more bytes than that.
+    ::gnmi::GetResponse answer(const YangTree &tree, std::chrono::system_clock::time_point read_at,
+                               std::size_t most_bytes) const;
 
   private:
+    void add_json(const std::vector<const lyd_node *> &nodes, bool root, ::gnmi::Notification &notification) const;
+    void add_leaves(const std::vector<const lyd_node *> &nodes, bool root, ::gnmi::Notification &notification) const;
+
     ::gnmi::GetRequest request_;
     std::vector<Path> paths_;
     LeafTest wanted_;

@@ -28,9 +28,9 @@ Origin origin_of(const std::string &word) {
 void add_steps(const ::gnmi::Path &path, std::vector<Step> &steps) {
     if (path.element_size() != 0)
         throw invalid("path", "uses the deprecated field 'element', expected 'elem'");
-    if (steps.size() + static_cast<std::size_t>(path.elem_size()) > most_steps)
-        throw invalid("path",
-                      fmt::format("has {} elements, expected at most {}", steps.size() + path.elem_size(), most_steps));
+    const std::size_t size = steps.size() + static_cast<std::size_t>(path.elem_size());
+    if (size > most_steps)
+        throw invalid("path", fmt::format("has {} elements, expected at most {}", size, most_steps));
     for (const ::gnmi::PathElem &elem : path.elem()) {
         if (elem.name().empty())
             throw invalid("path", "has an element without a name");

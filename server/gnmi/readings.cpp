@@ -56,7 +56,7 @@ Difference difference_of(const Leaves &before, const Leaves &now) {
 bool is_measured(const lysc_node &leaf) {
     if (is_configuration(leaf) || is_applied_configuration(leaf))
         return false;
-    const lysc_type &type = type_of(leaf);
+    const lysc_type &type = real_type_of(leaf);
     return type.basetype == LY_TYPE_DEC64 || type.basetype == LY_TYPE_UINT64 || type.basetype == LY_TYPE_INT64 ||
            is_short_integer(type);
 }
@@ -177,9 +177,9 @@ void Readings::begin_reading() {
     // The answer, or, when the core drops it with the session, a refusal. It is handed over at once: what the core
     // tells of later changes must come behind it.
     struct Answer {
-        std::shared_ptr<Inbox> inbox;
-        Readings *readings;
-        bool told = false;
+        Answer(std::shared_ptr<Inbox> inbox_, Readings *readings_) : inbox(std::move(inbox_)), readings(readings_) {}
+        Answer(const Answer &) = delete;
+        Answer &operator=(const Answer &) = delete;
 
         void tell(server::Outcome outcome) {
             told = true;
@@ -190,6 +190,10 @@ void Readings::begin_reading() {
             if (!told)
                 tell(server::Refusal{.tag = ErrorTag::resource_denied, .reason = "the reading was dropped"});
         }
+
+        std::shared_ptr<Inbox> inbox;
+        Readings *readings;
+        bool told = false;
     };
     const auto answer = std::make_shared<Answer>(inbox_, this);
     try {

@@ -399,15 +399,17 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
                                   ::gnmi::GetResponse *response) override {
         return unary(*context, [this, request, response](const std::shared_ptr<Call> &call, const server::Principal &) {
             const auto query = std::make_shared<const GetQuery>(*request);
-            surroundings_.readings.read(query->wants_native(), [call, query, response](const ReadingOutcome &outcome) {
-                answer(*call, [&] {
-                    if (const auto *error = std::get_if<RpcError>(&outcome))
-                        throw RpcError(*error);
-                    const Reading &reading = *std::get<std::shared_ptr<const Reading>>(outcome);
-                    ::gnmi::GetResponse answered = query->answer(reading.tree(), reading.read_at());
-                    call->finish(grpc::Status::OK, [&] { *response = std::move(answered); });
+            surroundings_.readings.read(
+                query->wants_native(), [this, call, query, response](const ReadingOutcome &outcome) {
+                    answer(*call, [&] {
+                        if (const auto *error = std::get_if<RpcError>(&outcome))
+                            throw RpcError(*error);
+                        const Reading &reading = *std::get<std::shared_ptr<const Reading>>(outcome);
+                        ::gnmi::GetResponse answered =
+                            query->answer(reading.tree(), reading.read_at(), surroundings_.core.limits().message_size);
+                        call->finish(grpc::Status::OK, [&] { *response = std::move(answered); });
+                    });
                 });
-            });
         });
     }
 

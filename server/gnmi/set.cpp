@@ -195,7 +195,8 @@ void SetEdit::add_union(const ::gnmi::SetRequest &request) {
     std::vector<std::pair<Path, const ::gnmi::TypedValue *>> all;
     for (const ::gnmi::Update &update : request.union_replace())
         all.emplace_back(joined(request.prefix(), update.path()), &update.val());
-    std::ranges::stable_partition(all, [](const auto &one) { return one.first.origin == Origin::native; });
+    // Clang 14 does not take libstdc++'s std::ranges::stable_partition.
+    std::stable_partition(all.begin(), all.end(), [](const auto &one) { return one.first.origin == Origin::native; });
     const bool native = !all.empty() && all.front().first.origin == Origin::native;
     for (const auto &[path, value] : all) {
         const bool first = replaced.insert(text_of(path)).second;

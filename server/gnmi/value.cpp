@@ -56,7 +56,7 @@ Json json_number(const lysc_type &type, const std::string &canonical) {
 }
 
 Json json_scalar(const lysc_node &leaf, const std::string &canonical, bool ietf) {
-    const lysc_type &type = type_of(leaf);
+    const lysc_type &type = real_type_of(leaf);
     if (type.basetype == LY_TYPE_BOOL)
         return canonical == "true";
     if (type.basetype == LY_TYPE_EMPTY)
@@ -97,7 +97,7 @@ std::string_view word_of(const lysc_type &type) {
 }
 
 [[noreturn]] void refuse_value(const std::string &place, std::string_view what, const lysc_node &leaf) {
-    throw invalid(place, fmt::format("{}, expected {}", what, word_of(type_of(leaf))));
+    throw invalid(place, fmt::format("{}, expected {}", what, word_of(real_type_of(leaf))));
 }
 
 // Reads text as JSON; RFC 8259 leaves open what members given twice mean, and so they are refused.
@@ -179,7 +179,7 @@ class JsonReader {
     }
 
     Json leaf(const lysc_node &node, const Json &value, const std::string &place) const {
-        const lysc_type &type = type_of(node);
+        const lysc_type &type = real_type_of(node);
         // What RFC 7951 has as strings comes as numbers in plain JSON. It is taken in both forms there.
         if (!ietf_ && value.is_number() && (is_long_integer(type) || type.basetype == LY_TYPE_DEC64))
             return value.dump();
@@ -194,7 +194,7 @@ class JsonReader {
 
 // A text as the JSON value that RFC 7951 has for the leaf's type.
 Json json_of_text(const lysc_node &leaf, const std::string &text, const std::string &place) {
-    const lysc_type &type = type_of(leaf);
+    const lysc_type &type = real_type_of(leaf);
     if (type.basetype == LY_TYPE_BOOL) {
         if (text != "true" && text != "false")
             refuse_value(place, fmt::format("is '{}'", text), leaf);
@@ -212,7 +212,7 @@ Json json_of_text(const lysc_node &leaf, const std::string &text, const std::str
 
 template <class Number>
 Json json_of_integer(const lysc_node &leaf, Number number, const std::string &place) {
-    const lysc_type &type = type_of(leaf);
+    const lysc_type &type = real_type_of(leaf);
     if (is_short_integer(type))
         return number;
     if (is_long_integer(type) || type.basetype == LY_TYPE_DEC64)
@@ -221,7 +221,7 @@ Json json_of_integer(const lysc_node &leaf, Number number, const std::string &pl
 }
 
 Json json_of_real(const lysc_node &leaf, double number, const std::string &place) {
-    if (type_of(leaf).basetype != LY_TYPE_DEC64 || !std::isfinite(number))
+    if (real_type_of(leaf).basetype != LY_TYPE_DEC64 || !std::isfinite(number))
         refuse_value(place, fmt::format("is the number {}", number), leaf);
     return fmt::format("{}", number);
 }
@@ -243,8 +243,8 @@ std::string decimal_text(const ::gnmi::Decimal64 &decimal, const std::string &pl
 Json scalar(const lysc_node &leaf, const ::gnmi::TypedValue &value, const std::string &place) {
     switch (value.value_case()) {
     case ::gnmi::TypedValue::kStringVal:
-        if (is_integer(type_of(leaf)) || type_of(leaf).basetype == LY_TYPE_BOOL ||
-            type_of(leaf).basetype == LY_TYPE_DEC64)
+        if (is_integer(real_type_of(leaf)) || real_type_of(leaf).basetype == LY_TYPE_BOOL ||
+            real_type_of(leaf).basetype == LY_TYPE_DEC64)
             refuse_value(place, "is a string", leaf);
         return value.string_val();
     case ::gnmi::TypedValue::kAsciiVal:
@@ -254,7 +254,7 @@ Json scalar(const lysc_node &leaf, const ::gnmi::TypedValue &value, const std::s
     case ::gnmi::TypedValue::kUintVal:
         return json_of_integer(leaf, value.uint_val(), place);
     case ::gnmi::TypedValue::kBoolVal:
-        if (type_of(leaf).basetype != LY_TYPE_BOOL)
+        if (real_type_of(leaf).basetype != LY_TYPE_BOOL)
             refuse_value(place, "is a boolean", leaf);
         return value.bool_val();
     case ::gnmi::TypedValue::kDoubleVal:
@@ -263,7 +263,7 @@ Json scalar(const lysc_node &leaf, const ::gnmi::TypedValue &value, const std::s
         // The shortest text of the float: as a double it would have digits that nobody wrote.
         return json_of_real(leaf, number_of(fmt::format("{}", value.float_val())), place);
     case ::gnmi::TypedValue::kDecimalVal:
-        if (type_of(leaf).basetype != LY_TYPE_DEC64)
+        if (real_type_of(leaf).basetype != LY_TYPE_DEC64)
             refuse_value(place, "is a decimal", leaf);
         return decimal_text(value.decimal_val(), place);
     case ::gnmi::TypedValue::VALUE_NOT_SET:
@@ -292,13 +292,6 @@ void check_encoding(::gnmi::Encoding encoding) {
     }
 }
 
-const lysc_type &type_of(const lysc_node &leaf) {
-    const lysc_type *type = reinterpret_cast<const lysc_node_leaf &>(leaf).type;
-    while (type->basetype == LY_TYPE_LEAFREF)
-        type = reinterpret_cast<const lysc_type_leafref *>(type)->realtype;
-    return *type;
-}
-
 std::string canonical_text(const lyd_node &leaf) {
     const char *text = lyd_get_value(&leaf);
     return text != nullptr ? text : "";
@@ -306,7 +299,7 @@ std::string canonical_text(const lyd_node &leaf) {
 
 ::gnmi::TypedValue leaf_value(const lysc_node &leaf, const std::string &canonical, ::gnmi::Encoding encoding) {
     ::gnmi::TypedValue value;
-    const lysc_type &type = type_of(leaf);
+    const lysc_type &type = real_type_of(leaf);
     if (encoding == ::gnmi::JSON)
         value.set_json_val(dumped(json_scalar(leaf, canonical, false)));
     else if (encoding == ::gnmi::JSON_IETF)

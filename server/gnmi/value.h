@@ -20,9 +20,6 @@ void check_encoding(::gnmi::Encoding encoding);
 /// Which leaves are wanted.
 using LeafTest = std::function<bool(const lysc_node &leaf)>;
 
-/// The leaf's type, that of the leaf it refers to for a leafref.
-const lysc_type &type_of(const lysc_node &leaf);
-
 /// A leaf's value. `canonical` is libyang's text, identities with their module's name.
 ::gnmi::TypedValue leaf_value(const lysc_node &leaf, const std::string &canonical, ::gnmi::Encoding encoding);
 /// libyang's text of a leaf, as leaf_value takes it.

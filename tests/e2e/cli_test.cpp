@@ -119,7 +119,7 @@ const WrongUse wrong_uses[] = {
      {"fetch"},
      {},
      "no command 'fetch', expected one of: get, edit, set, rm, why, explain, watch, history, native, node, sysdb, "
-     "line, serve, user; 'ocamp --help' tells more"},
+     "line, serve, gnmi, user; 'ocamp --help' tells more"},
     {"CommandOfAnother", {"explain", "sysdb"}, {}, "no command 'explain sysdb', expected one of: get, edit; "},
     {"EditWithoutFile", {"edit"}, {}, "FILE"},
     {"UnknownDefaultOperation", {"edit"}, {"--default-operation", "delete", "-"}, "--default-operation"},

@@ -171,7 +171,8 @@ class Server:
         line = self.process.stdout.readline().decode() if readable else ""
         if not line.startswith("ready"):
             raise RuntimeError("no server: %r, %s" % (line, self.read_log()))
-        self.port = int(line.rsplit(":", 1)[1])
+        self.ports = {name: int(port) for name, port in re.findall(r"(\w+)=\S+:(\d+)", line)}
+        self.port = self.ports["gnmi"]
 
     def end(self, number=signal.SIGKILL):
         if self.process.poll() is None:

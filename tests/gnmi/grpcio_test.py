@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 import signal
 import socket
 import ssl
@@ -11,7 +12,10 @@ import time
 import unittest
 
 import grpc
-from gnmi_client import AMPLIFIER, GnmiTest, Leaves, Server, ext, ocamp, path, pb, subscription, text, update
+from gnmi_client import (AMPLIFIER, PASSWORD, GnmiTest, Leaves, Server, ext, ocamp, path, pb, subscription, text,
+                         update)
+from lxml import etree
+from ncclient import manager
 
 PRE = AMPLIFIER % "0/1-AMP-PRE"
 BOOSTER = AMPLIFIER % "0/1-AMP-BST"
@@ -186,6 +190,71 @@ class ValuesTest(GnmiTest):
                          sorted(str(json.loads(value.json_ietf_val)) for value in streamed.values()))
 
 
+class AgreementTest(GnmiTest):
+    """Every leaf of both models as gNMI, NETCONF and the command line tell it."""
+
+    options = ("--insecure", "--netconf", "127.0.0.1:0")
+
+    def told(self):
+        leaves = {}
+        for origin in "openconfig", "native":
+            for one in self.client.get(path("/", origin=origin), encoding=pb.ASCII).notification[0].update:
+                leaves[text(one.path)] = one.val.ascii_val
+        return leaves
+
+    def leaves_of(self, element, place, keys, leaves):
+        """Leaves of NETCONF's answer, by paths as gNMI writes them."""
+        for child in element:
+            name = etree.QName(child).localname
+            names = re.sub(r"\[.*?\](?=/|\[|$)", "", place) + "/" + name
+            own = sorted((key, child.findtext("{*}" + key)) for key in keys.get(names, ()))
+            where = place + "/" + name + "".join("[%s=%s]" % pair for pair in own)
+            if len(child):
+                self.leaves_of(child, where, keys, leaves)
+            else:
+                leaves[where] = child.text or ""
+
+    def test_values_agree_with_netconf_and_the_command_line_on_the_whole_model_leaf_by_leaf(self):
+        ours = self.told()
+        keys = {}
+        for origin in "openconfig", "native":
+            for one in self.client.get(path("/", origin=origin), encoding=pb.ASCII).notification[0].update:
+                names = ""
+                for elem in one.path.elem:
+                    names += "/" + elem.name
+                    if elem.key:
+                        keys[names] = set(elem.key)
+        with manager.connect(host="127.0.0.1", port=self.server.ports["netconf"], username="olga", password=PASSWORD,
+                             hostkey_verify=False, look_for_keys=False, allow_agent=False) as session:
+            data = etree.fromstring(session.get().data_xml.encode())
+        netconf = {}
+        self.leaves_of(data, "", keys, netconf)
+        for name in "netconf-state", "modules-state", "yang-library", "netconf":
+            netconf = {where: value for where, value in netconf.items() if not where.startswith("/" + name + "/")}
+        self.assertGreater(len(ours), 300)
+        self.assertEqual(sorted(netconf), sorted(ours))
+        for where, value in ours.items():
+            # NETCONF writes an identity with a prefix.
+            self.assertIn(value, (netconf[where], netconf[where].split(":")[-1]), where)
+        openconfig = json.loads(ocamp("get", "--node", self.node))
+        self.assertEqual(flat(openconfig), flat(self.client.value("/")))
+
+    def test_a_set_is_seen_by_all(self):
+        self.client.set(update=[update(GAIN, double_val=12.3)])
+        with manager.connect(host="127.0.0.1", port=self.server.ports["netconf"], username="olga", password=PASSWORD,
+                             hostkey_verify=False, look_for_keys=False, allow_agent=False) as session:
+            leaves = Leaves(self.client.subscribe([subscription(GAIN, mode=STREAM)])).until_sync()
+            self.assertIn("<target-gain>12.3</target-gain>", session.get_config("running").data_xml)
+            session.edit_config(
+                target="running",
+                config="""<config xmlns="urn:ietf:params:xml:ns:netconf:base:1.0"><optical-amplifier
+                    xmlns="http://openconfig.net/yang/optical-amplfier"><amplifiers><amplifier><name>0/1-AMP-PRE</name>
+                    <config><target-gain>12.7</target-gain></config></amplifier></amplifiers></optical-amplifier>
+                    </config>""")
+            leaves.until(lambda now: now[GAIN].double_val == 12.7)
+        self.assertIn('"target-gain": "12.7"', ocamp("get", "--node", self.node))
+
+
 class GetTest(GnmiTest):
     def test_one_notification_for_each_path_never_collapsed(self):
         response = self.client.get(GAIN, GAIN, PRE)
@@ -251,6 +320,40 @@ class SetTest(GnmiTest):
         bad = [update(GAIN, double_val=3.2), update(PRE + "/config/enabled", string_val="perhaps")]
         self.assert_refused(INVALID, lambda: self.client.set(update=bad), "enabled")
         self.assertEqual(before, self.gain())
+
+    def test_telemetry_sees_nothing_of_a_set_before_it_is_accepted(self):
+        request = subscription(GAIN, mode=STREAM)
+        request.subscribe.subscription[0].mode = pb.ON_CHANGE
+        leaves = Leaves(self.client.subscribe([request])).until_sync()
+        leaves.notifications.clear()
+        bad = [update(GAIN, double_val=3.3), update(BOOSTER + "/config/target-gain", double_val=-1)]
+        self.assert_refused(INVALID, lambda: self.client.set(update=bad))
+        self.client.set(update=[update(GAIN, double_val=3.4)])
+        leaves.until(lambda now: now.notifications)
+        self.assertEqual([3.4], [one.val.double_val for late in leaves.notifications for one in late.update])
+
+    def test_union_replace_comes_after_delete_and_before_replace_and_update(self):
+        config, tilt = PRE + "/config", PRE + "/config/target-gain-tilt"
+        answer = self.client.set(
+            update=[update(tilt, double_val=0.3)],
+            replace=[update(GAIN, double_val=6.5)],
+            union_replace=[update(config, json_val=b'{"target-gain": 5.5, "target-gain-tilt": 0.1}')],
+            delete=[path(config)],
+        )
+        self.assertEqual([1, 4, 2, 3], [one.op for one in answer.response])
+        self.assertEqual(("6.5", "0.3"), (self.client.value(GAIN), self.client.value(tilt)))
+
+    def test_replace_of_a_list_entry_removes_what_is_not_given(self):
+        self.client.set(update=[update(PRE + "/config/target-gain-tilt", double_val=0.4)])
+        self.client.set(replace=[update(PRE, json_val=b'{"config": {"target-gain": 9.1}}')])
+        self.assertEqual(9.1, self.gain())
+        self.assertNotIn("target-gain-tilt", str(self.client.value(PRE + "/config")))
+
+    def test_unknown_extensions_are_ignored(self):
+        unknown = [ext.Extension(registered_ext=ext.RegisteredExtension(id=999, msg=b"x"))]
+        self.client.set(update=[update(GAIN, double_val=9.2)], extension=unknown)
+        self.assertEqual(9.2, self.gain())
+        Leaves(self.client.subscribe([subscription(GAIN, extension=unknown)])).until_sync()
 
     def test_order_is_delete_replace_update_and_results_are_in_order_with_path_op_and_timestamp(self):
         before = time.time_ns()
@@ -563,6 +666,14 @@ class SubscribeTest(GnmiTest):
         self.change(3.7)
         leaves.until(lambda now: now[GAIN].double_val == 3.7)
 
+    def test_target_defined_samples_measured_values(self):
+        leaves = self.open(PRE, how=pb.TARGET_DEFINED).until_sync()
+        known = len(leaves.notifications)
+        leaves.until(lambda now: len(now.notifications) > known)
+        told = {text(one.path) for late in leaves.notifications[known:] for one in late.update}
+        self.assertIn("/instant", told)
+        self.assertNotIn("/target-gain", told)
+
     def test_a_sample_interval_with_target_defined_is_invalid(self):
         refused = lambda: self.open(GAIN, how=pb.TARGET_DEFINED, sample_interval=SECOND).stream
         self.assert_refused(INVALID, refused, "TARGET_DEFINED")
@@ -573,6 +684,9 @@ class SubscribeTest(GnmiTest):
             request.subscribe.subscription[0].mode = pb.ON_CHANGE
             leaves = Leaves(self.client.subscribe([request])).until_sync()
             self.assertEqual([], leaves.notifications)
+        polled = Leaves(self.client.subscribe([subscription(GAIN, mode=POLL, updates_only=True),
+                                               pb.SubscribeRequest(poll=pb.Poll())])).until_sync()
+        self.assertEqual([], polled.notifications)
         self.change(2.2)
         leaves.until(lambda now: GAIN in now)
 

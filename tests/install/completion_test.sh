@@ -33,6 +33,18 @@ never" "$(completions ocamp explain get --color "")"
 expect "operations" "merge
 none
 replace" "$(completions ocamp edit --default-operation "")"
+expect "formats of gnmi" "flat
+json" "$(completions ocamp gnmi get --format "")"
+expect "words that the help tells" "ascii
+bytes
+json
+json_ietf
+proto" "$(completions ocamp gnmi set --encoding "")"
+expect "words that the help tells on two lines" "on-change
+sample
+target-defined" "$(completions ocamp gnmi subscribe --stream-mode "")"
+expect "the beginning of a word" "sample" "$(completions ocamp gnmi subscribe --stream-mode s)"
+expect "no values for a time" "" "$(completions ocamp gnmi get --timeout "")"
 expect "no values for a number" "" "$(completions ocamp get --log-level "")"
 
 cd "$work"

@@ -95,8 +95,7 @@ TEST_F(LineCommands, WrongUsesAreToldWithStatusTwo) {
             "/no/such/folder/x.svg: cannot be written");
     refused(run_until(1, {"--script", "/no/such/script"}), "/no/such/script: No such file");
     refused(run_until(1, {"--netconf-base", "99999"}), "--netconf-base: '99999', expected PORT or ADDRESS:PORT");
-    refused(run_until(1, {"--gnmi-base", "99999"}),
-            "--gnmi-base: '99999', expected PORT");
+    refused(run_until(1, {"--gnmi-base", "99999"}), "--gnmi-base: '99999', expected PORT");
     support::write_file(temporary_.path() / "script", "1 cut\n");
     refused(run_until(1, {"--script", (temporary_.path() / "script").string()}), "script: line 1: expected: cut SPAN");
 }

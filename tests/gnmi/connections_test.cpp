@@ -1,0 +1,102 @@
+// Which connections stay and which make room.
+#include "server/gnmi/connections.h"
+
+#include <array>
+
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace ocamp;
+using namespace ocamp::gnmi;
+using Added = Connections::Added;
+using std::chrono::seconds;
+
+namespace {
+
+const Connections::Clock::time_point begin{};
+
+// The two ends of a connection: the server's and the client's.
+class Pair {
+  public:
+    Pair(const std::string &address, std::uint16_t port) {
+        std::array<int, 2> ends{};
+        if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0)
+            throw std::runtime_error("socketpair");
+        accepted = {server::Descriptor(ends[0]), address, port};
+        client_ = server::Descriptor(ends[1]);
+    }
+    bool is_open() const {
+        char byte = 0;
+        return recv(client_.get(), &byte, 1, MSG_DONTWAIT) < 0;
+    }
+
+    server::AcceptedConnection accepted;
+
+  private:
+    server::Descriptor client_;
+};
+
+class GnmiConnections : public testing::Test {
+  protected:
+    server::Limits limits_ = [] {
+        server::Limits limits;
+        limits.connections = 4;
+        limits.connections_per_address = 2;
+        limits.log_in_time = seconds(30);
+        return limits;
+    }();
+    Connections connections_{limits_};
+    Pair a1_{"a", 1}, a2_{"a", 2}, a3_{"a", 3}, b1_{"b", 1}, b2_{"b", 2}, c1_{"c", 1};
+};
+
+TEST_F(GnmiConnections, TheOldestOfAnAddressMakesRoom) {
+    EXPECT_EQ(connections_.add(a1_.accepted, begin), Added::in);
+    EXPECT_EQ(connections_.add(a2_.accepted, begin), Added::in);
+    EXPECT_EQ(connections_.add(b1_.accepted, begin), Added::in);
+    EXPECT_EQ(connections_.add(a3_.accepted, begin), Added::in_place_of_another);
+    EXPECT_FALSE(a1_.is_open());
+    EXPECT_TRUE(a2_.is_open() && a3_.is_open() && b1_.is_open());
+}
+
+TEST_F(GnmiConnections, TheOldestOfAnyAddressMakesRoomWhenAllAreTaken) {
+    connections_.add(b1_.accepted, begin);
+    connections_.logged_in({.protocol = "gnmi", .address = "b", .port = 1});
+    connections_.add(b2_.accepted, begin);
+    connections_.add(a1_.accepted, begin);
+    connections_.add(a2_.accepted, begin);
+    EXPECT_EQ(connections_.add(c1_.accepted, begin), Added::in_place_of_another);
+    EXPECT_FALSE(b2_.is_open());
+    EXPECT_TRUE(b1_.is_open() && a1_.is_open() && a2_.is_open());
+}
+
+TEST_F(GnmiConnections, ThoseWithUsersStay) {
+    for (Pair *pair : {&a1_, &a2_, &b1_, &b2_}) {
+        EXPECT_EQ(connections_.add(pair->accepted, begin), Added::in);
+        connections_.logged_in({.protocol = "gnmi", .address = pair->accepted.address, .port = pair->accepted.port});
+    }
+    EXPECT_EQ(connections_.add(a3_.accepted, begin), Added::full);
+    EXPECT_EQ(connections_.count(), 4U);
+    connections_.end_late(begin + seconds(100));
+    EXPECT_TRUE(a1_.is_open());
+    EXPECT_EQ(connections_.next_end(), Connections::Clock::time_point::max());
+}
+
+TEST_F(GnmiConnections, ThoseWithoutAUserEndInTime) {
+    connections_.add(a1_.accepted, begin);
+    connections_.add(b1_.accepted, begin + seconds(5));
+    EXPECT_EQ(connections_.next_end(), begin + seconds(30));
+    connections_.end_late(begin + seconds(29));
+    EXPECT_TRUE(a1_.is_open());
+    connections_.end_late(begin + seconds(30));
+    EXPECT_FALSE(a1_.is_open());
+    EXPECT_TRUE(b1_.is_open());
+    EXPECT_EQ(connections_.next_end(), begin + seconds(35));
+    std::vector<pollfd> watched;
+    connections_.watch(watched);
+    poll(watched.data(), watched.size(), 0);
+    connections_.drop_ended(watched);
+    EXPECT_EQ(connections_.count(), 1U);
+}
+
+} // namespace

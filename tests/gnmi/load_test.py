@@ -1,0 +1,325 @@
+"""The gNMI server under load and attack: what it loses (nothing), how long it takes, and what it holds meanwhile."""
+
+import os
+import random
+import resource
+import signal
+import socket
+import subprocess
+import threading
+import time
+import unittest
+
+import grpc
+from gnmi_client import AMPLIFIER, GnmiTest, Leaves, Server, ocamp, path, pb, subscription, text, update
+
+PRE = AMPLIFIER % "0/1-AMP-PRE"
+GAIN = PRE + "/config/target-gain"
+STREAM = pb.SubscriptionList.STREAM
+MEGABYTE = 1024 * 1024
+# The client's greeting, settings and nothing else.
+GREETING = b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + b"\x00\x00\x00\x04\x00\x00\x00\x00\x00"
+
+
+def on_change(where):
+    request = subscription(where, mode=STREAM)
+    request.subscribe.subscription[0].mode = pb.ON_CHANGE
+    return request
+
+
+class Watcher(threading.Thread):
+    """Reads one stream to its end, and keeps the gains that it was told in their order."""
+
+    def __init__(self, client, request):
+        super().__init__(daemon=True)
+        self.stream = client.subscribe([request])
+        self.seen = []
+        self.synchronized = threading.Event()
+        self.start()
+
+    def run(self):
+        try:
+            for response in self.stream:
+                if response.sync_response:
+                    self.synchronized.set()
+                for one in response.update.update:
+                    if text(one.path) == "/target-gain":
+                        self.seen.append(one.val.double_val)
+        except grpc.RpcError:
+            pass
+
+
+class ThousandStreamsTest(GnmiTest):
+    options = ("--insecure", "--change-poll", "50")
+
+    def test_1000_streams_on_10_connections_miss_nothing_and_keep_the_order_while_memory_is_bounded(self):
+        clients = [self.connect() for _ in range(10)]
+        watchers = [Watcher(client, on_change(PRE + "/config")) for client in clients for _ in range(100)]
+        for watcher in watchers:
+            self.assertTrue(watcher.synchronized.wait(120))
+        before = self.server.memory()
+        values = [round(1 + i / 10, 1) for i in range(30)]
+        native = path("/interface-configurations/interface-configuration[active=act][interface-name=Ots0/1/0/0]/optics"
+                      "/optics-ots-amplifier-gain", origin="native")
+        admin = self.connect("ada")
+        for value in values:
+            begin = time.time()
+            admin.set(update=[update(native, uint_val=round(value * 10))])
+            time.sleep(max(0, 0.1 - (time.time() - begin)))
+        deadline = time.time() + 300
+        for watcher in watchers:
+            while watcher.seen[-1] != values[-1] and time.time() < deadline:
+                time.sleep(0.05)
+        for watcher in watchers:
+            told = watcher.seen[1:]
+            self.assertEqual(values[-1], told[-1])
+            # Each told value is later than the one before; those between two readings are merged.
+            self.assertEqual(sorted(set(told)), told)
+        self.assertGreater(len(watchers[0].seen), 5)
+        grown = self.server.memory() - before
+        print("1,000 streams: %d MiB before the changes, %d KiB more after, %d of %d values told one by one"
+              % (before // MEGABYTE, grown // 1024, len(watchers[0].seen) - 1, len(values)))
+        self.assertLess(grown, 64 * MEGABYTE)
+        begin = time.time()
+        self.assertEqual(0, self.server.end(signal.SIGTERM))
+        self.assertLess(time.time() - begin, 2)
+
+
+class SlowClientsTest(GnmiTest):
+    def child(self):
+        """A client in a process of its own that subscribes to everything, and says so."""
+        code = ("import sys, time; sys.path.insert(0, %r)\n"
+                "from gnmi_client import *\n"
+                "client = Client(%d)\n"
+                "request = subscription('/', mode=pb.SubscriptionList.STREAM)\n"
+                "request.subscribe.subscription[0].mode = pb.SAMPLE\n"
+                "leaves = Leaves(client.subscribe([request])).until_sync()\n"
+                "print('ready', flush=True)\n"
+                "while True: leaves.take()\n" % (os.path.dirname(os.path.abspath(__file__)), self.server.port))
+        process = subprocess.Popen(["/usr/bin/python3", "-c", code], stdout=subprocess.PIPE, text=True)
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        self.assertEqual("ready\n", process.stdout.readline())
+        return process
+
+    def test_a_stopped_client_costs_bounded_memory_and_holds_nobody_up(self):
+        process = self.child()
+        process.send_signal(signal.SIGSTOP)
+        time.sleep(3)
+        before = self.server.memory()
+        watcher = Watcher(self.client, on_change(GAIN))
+        self.assertTrue(watcher.synchronized.wait(60))
+        for value in range(1, 40):
+            self.client.set(update=[update(GAIN, double_val=value / 2)])
+        deadline = time.time() + 30
+        while watcher.seen[-1:] != [19.5] and time.time() < deadline:
+            time.sleep(0.05)
+        self.assertEqual(19.5, watcher.seen[-1])
+        self.assertLess(self.server.memory() - before, 32 * MEGABYTE)
+
+    def test_a_killed_client_leaves_nothing_behind(self):
+        descriptors = "/proc/%d/fd" % self.server.process.pid
+        self.client.capabilities()
+        before = len(os.listdir(descriptors))
+        process = self.child()
+        self.assertGreater(len(os.listdir(descriptors)), before)
+        process.kill()
+        deadline = time.time() + 20
+        while len(os.listdir(descriptors)) > before and time.time() < deadline:
+            time.sleep(0.05)
+        self.assertEqual(before, len(os.listdir(descriptors)))
+        self.client.capabilities()
+
+
+class AttacksTest(GnmiTest):
+    options = ("--insecure", "--log-in-time", "3")
+
+    def raw(self, sent=b""):
+        plain = socket.create_connection(("127.0.0.1", self.server.port))
+        self.addCleanup(plain.close)
+        plain.settimeout(30)
+        plain.sendall(sent)
+        return plain
+
+    def end_of(self, plain):
+        try:
+            while plain.recv(65536):
+                pass
+        except ConnectionResetError:
+            pass
+        return time.time()
+
+    def setUp(self):
+        super().setUp()
+        self.client.value(PRE + "/name")
+        self.before = self.server.memory()
+
+    def lives(self, most):
+        """The server answers, and has grown by less than that many MiB."""
+        self.assertEqual("0/1-AMP-PRE", self.client.value(PRE + "/name"))
+        grown = (self.server.memory() - self.before) // MEGABYTE
+        print("%s: %d MiB before, %d MiB more" % (self._testMethodName, self.before // MEGABYTE, grown))
+        self.assertLess(grown, most)
+
+    def test_oversize_headers(self):
+        for size in 20 * 1024, MEGABYTE:
+            client = self.connect("olga", "x" * size)
+            with self.assertRaises(grpc.RpcError) as raised:
+                client.get(GAIN)
+            self.assertIn(raised.exception.code(),
+                          (grpc.StatusCode.RESOURCE_EXHAUSTED, grpc.StatusCode.UNAVAILABLE, grpc.StatusCode.INTERNAL))
+        self.lives(16)
+
+    def test_headers_that_never_end(self):
+        """HEADERS and then CONTINUATION without end: each frame 16 KiB of one huge literal."""
+        huge = b"\x00" + b"\x01a" + b"\x7f\x80\x80\x80\x10"  # a literal of 32 MiB, as it says
+        frame = lambda kind, body: len(body).to_bytes(3, "big") + bytes([kind, 0]) + b"\x00\x00\x00\x01" + body
+        plain = self.raw(GREETING + frame(1, huge))
+        sent = 0
+        try:
+            while sent < 64 * MEGABYTE:
+                plain.sendall(frame(9, b"x" * 16384))
+                sent += 16384
+        except OSError:
+            pass
+        self.lives(64)
+
+    def test_oversize_messages_are_refused_and_the_connection_lives_on(self):
+        big = update(PRE + "/config", json_val=b'"' + b"x" * (5 * MEGABYTE) + b'"')
+        self.assert_refused(grpc.StatusCode.RESOURCE_EXHAUSTED, lambda: self.client.set(update=[big]))
+        self.lives(16)
+
+    def test_answers_are_bounded(self):
+        with self.assertRaises(grpc.RpcError) as raised:
+            self.client.get(*[path("/...", origin="native")] * 1024, encoding=pb.PROTO)
+        self.assertEqual(grpc.StatusCode.RESOURCE_EXHAUSTED, raised.exception.code())
+        self.assert_refused(grpc.StatusCode.INVALID_ARGUMENT, lambda: self.client.get(*[path("/")] * 1025), "1025")
+        self.lives(64)
+
+    def test_malformed_protobuf(self):
+        channel = self.client.channel
+        for name in "Capabilities", "Get", "Set":
+            call = channel.unary_unary("/gnmi.gNMI/" + name)
+            for body in b"\xff" * 10, b"\x12\xff\xff\xff\xff\x0f", os.urandom(4096), b"\x0a" * 5000:
+                try:
+                    call(body, metadata=self.client.metadata, timeout=30)
+                except grpc.RpcError as error:
+                    # What the library says of them depends on its release; they are the client's own fault in all.
+                    self.assertNotIn(error.code(), (grpc.StatusCode.UNAVAILABLE, grpc.StatusCode.DEADLINE_EXCEEDED), name)
+        stream = channel.stream_stream("/gnmi.gNMI/Subscribe")
+        with self.assertRaises(grpc.RpcError):
+            list(stream(iter([b"\xff" * 10]), metadata=self.client.metadata, timeout=30))
+        self.assert_refused(grpc.StatusCode.UNIMPLEMENTED,
+                            lambda: channel.unary_unary("/gnmi.gNMI/Nothing")(b"", metadata=self.client.metadata))
+        self.lives(16)
+
+    def test_bytes_that_are_no_http2(self):
+        generator = random.Random(1)
+        for _ in range(50):
+            plain = self.raw(generator.randbytes(generator.randrange(1, 2000)))
+            plain.close()
+        for _ in range(50):
+            plain = self.raw(GREETING + generator.randbytes(generator.randrange(1, 2000)))
+            plain.close()
+        self.lives(16)
+
+    def test_handshakes_that_stall_are_ended(self):
+        begin = time.time()
+        for sent in b"", GREETING[:10]:
+            self.assertLess(self.end_of(self.raw(sent)) - begin, 15)
+        self.lives(16)
+
+    def test_streams_opened_and_cancelled_in_a_loop(self):
+        for _ in range(2000):
+            self.client.subscribe([on_change("/")]).cancel()
+        self.lives(32)
+
+    def test_paths_of_10000_elements_in_every_rpc(self):
+        long = "/a" * 10000
+        invalid = grpc.StatusCode.INVALID_ARGUMENT
+        self.assert_refused(invalid, lambda: self.client.get(long), "10000")
+        self.assert_refused(invalid, lambda: self.client.set(update=[update(long, int_val=1)]), "10000")
+        self.assert_refused(invalid, lambda: self.client.set(delete=[path(long)]), "10000")
+        self.assert_refused(invalid, lambda: self.client.subscribe([on_change(long)]), "10000")
+        self.lives(16)
+
+
+class DescriptorsTest(GnmiTest):
+    options = ("--insecure", "--max-connections-per-address", "500", "--max-connections", "500")
+
+    def test_the_server_accepts_again_after_descriptors_ran_out(self):
+        self.client.capabilities()
+        used = len(os.listdir("/proc/%d/fd" % self.server.process.pid))
+        resource.prlimit(self.server.process.pid, resource.RLIMIT_NOFILE, (used + 20, used + 20))
+        plain = []
+        for _ in range(60):
+            one = socket.create_connection(("127.0.0.1", self.server.port))
+            plain.append(one)
+        time.sleep(1)
+        # Who is in goes on.
+        self.client.capabilities()
+        for one in plain:
+            one.close()
+        deadline = time.time() + 30
+        while True:
+            try:
+                self.connect().capabilities()
+                break
+            except grpc.RpcError:
+                self.assertLess(time.time(), deadline)
+                time.sleep(0.1)
+
+
+class TlsAttacksTest(GnmiTest):
+    options = ("--log-in-time", "2")
+
+    def test_handshakes_that_stall_are_ended_and_hold_nobody_up(self):
+        begin = time.time()
+        plain = [socket.create_connection(("127.0.0.1", self.server.port)) for _ in range(40)]
+        for one in plain[20:]:
+            one.sendall(b"\x16\x03\x01\x02\x00\x01")  # the beginning of a client's hello
+        with open(os.path.join(self.node, "server", "gnmi-certificate.pem"), "rb") as opened:
+            credentials = grpc.ssl_channel_credentials(opened.read())
+        self.connect(credentials=credentials).capabilities()
+        for one in plain:
+            one.settimeout(30)
+            try:
+                self.assertEqual(b"", one.recv(100))
+            except ConnectionResetError:
+                pass
+            one.close()
+        self.assertLess(time.time() - begin, 20)
+
+
+class DurabilityTest(GnmiTest):
+    def test_sets_survive_kill_9_at_any_moment_whole_or_not_at_all(self):
+        tilt = PRE + "/config/target-gain-tilt"
+        generator = random.Random(2)
+        acknowledged = 0
+        for _ in range(10):
+            client = self.connect()
+            timer = threading.Timer(generator.uniform(0.05, 0.6), self.server.process.kill)
+            timer.start()
+            sent = acknowledged
+            try:
+                while True:
+                    sent = sent % 50 + 1
+                    client.set(update=[update(GAIN, double_val=sent / 10), update(tilt, double_val=sent / 10)])
+                    acknowledged = sent
+            except grpc.RpcError:
+                pass
+            timer.join()
+            self.server.end(signal.SIGKILL)
+            self.server.start()
+            client = self.connect()
+            gain, tilted = float(client.value(GAIN)), float(client.value(tilt))
+            self.assertEqual(gain, tilted)
+            if acknowledged:
+                # What was not acknowledged may have been made.
+                self.assertIn(round(gain * 10), (acknowledged, sent))
+            acknowledged = round(gain * 10)
+
+
+if __name__ == "__main__":
+    unittest.main()

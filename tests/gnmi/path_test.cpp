@@ -1,0 +1,128 @@
+// How paths of requests are read, held against the models and against trees.
+#include "server/gnmi/path.h"
+
+#include "messages.h"
+
+#include <chrono>
+
+using namespace gnmi_tests;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+Path read(const ::gnmi::Path &path, const ::gnmi::Path &prefix = {}) {
+    return joined(prefix, path);
+}
+
+std::vector<std::string> found(const std::string &text) {
+    static const YangTree tree = two_amplifiers();
+    std::vector<std::string> paths;
+    for (const lyd_node *node : data_nodes(tree, read(path_of(text))))
+        paths.push_back(data_path(*node));
+    return paths;
+}
+
+const std::string entry = "/openconfig-optical-amplifier:optical-amplifier/amplifiers/amplifier";
+
+TEST(GnmiPath, PrefixAndPathAreOne) {
+    EXPECT_EQ(text_of(read(path_of("c/d[k=v]"), path_of("a/b"))), "/a/b/c/d[k=v]");
+    EXPECT_EQ(text_of(read({})), "/");
+}
+
+TEST(GnmiPath, OriginAndTargetStandInOneOfBoth) {
+    ::gnmi::Path native = path_of("a"), openconfig = path_of("b");
+    native.set_origin("native");
+    openconfig.set_origin("openconfig");
+    EXPECT_EQ(read(native).origin, Origin::native);
+    EXPECT_EQ(read(path_of("a"), native).origin, Origin::native);
+    EXPECT_EQ(text_of(read(native)), "native:/a");
+    EXPECT_THAT([&] { read(native, openconfig); }, refused_with(Code::invalid_argument, "origin"));
+    ::gnmi::Path target = path_of("a");
+    target.set_target("x");
+    EXPECT_NO_THROW(read(target));
+    EXPECT_THAT([&] { read(target, target); }, refused_with(Code::invalid_argument, "target"));
+    native.set_origin("cli");
+    EXPECT_THAT([&] { read(native); }, refused_with(Code::invalid_argument, "'cli'"));
+}
+
+TEST(GnmiPath, WhatNoPathCanHaveIsRefused) {
+    ::gnmi::Path old;
+    old.add_element("a");
+    EXPECT_THAT([&] { read(old); }, refused_with(Code::invalid_argument, "'element'"));
+    EXPECT_THAT([] { read(path_of("a//b")); }, refused_with(Code::invalid_argument, "without a name"));
+    std::string deep;
+    for (int i = 0; i < 64; ++i)
+        deep += "/a";
+    EXPECT_THAT(read(path_of(deep)).steps, SizeIs(64));
+    EXPECT_THAT([&] { read(path_of(deep + "/a")); }, refused_with(Code::invalid_argument, "65 elements"));
+    // The limit is for both together.
+    EXPECT_THAT([&] { read(path_of("a/b"), path_of(deep)); }, refused_with(Code::invalid_argument, "66 elements"));
+}
+
+TEST(GnmiPath, TextTellsKeysWithTheirQuotes) {
+    ::gnmi::Path path = path_of("a");
+    (*path.mutable_elem(0)->mutable_key())["k"] = R"(x]y\z"'=)";
+    EXPECT_EQ(text_of(read(path)), R"(/a[k=x\]y\\z"'=])");
+}
+
+TEST(GnmiPath, NodesOfTheModel) {
+    EXPECT_THAT(schema_nodes(read({})), ElementsAre(nullptr));
+    EXPECT_THAT(schema_nodes(read(path_of("optical-amplifier/amplifiers/amplifier/*/target-gain"))), SizeIs(2));
+    EXPECT_THAT(schema_nodes(read(path_of("openconfig-optical-amplifier:optical-amplifier"))), SizeIs(1));
+    EXPECT_THAT([] { schema_nodes(read(path_of("other:optical-amplifier"))); },
+                refused_with(Code::invalid_argument, "/other:optical-amplifier"));
+    EXPECT_THAT([] { schema_nodes(read(path_of("optical-amplifier/nothing"))); },
+                refused_with(Code::invalid_argument, "/optical-amplifier/nothing"));
+    // Keys are those of lists, and theirs alone.
+    EXPECT_THAT([] { schema_nodes(read(path_of("optical-amplifier[name=x]"))); },
+                refused_with(Code::invalid_argument, "not in the model"));
+    EXPECT_THAT([] { schema_nodes(read(path_of("optical-amplifier/amplifiers/amplifier[nom=x]"))); },
+                refused_with(Code::invalid_argument, "not in the model"));
+    EXPECT_THAT([] { schema_nodes(read(path_of("optical-amplifier/amplifiers/amplifier[name=x]/config/max-gain"))); },
+                refused_with(Code::unimplemented, "max-gain"));
+    EXPECT_THAT([] { schema_nodes(read(path_of(".../min-time"))); }, refused_with(Code::unimplemented, "min-time"));
+    // A wildcard that reaches both finds what the device has.
+    EXPECT_THAT(schema_nodes(read(path_of("optical-amplifier/amplifiers/amplifier/*/type"))), SizeIs(1));
+}
+
+TEST(GnmiPath, NodesOfATree) {
+    EXPECT_THAT(found("optical-amplifier/amplifiers/amplifier[name=a]/config/target-gain"),
+                ElementsAre(entry + "[name='a']/config/target-gain"));
+    EXPECT_THAT(found("optical-amplifier/amplifiers/amplifier"),
+                ElementsAre(entry + "[name='a']", entry + "[name='b']"));
+    EXPECT_THAT(found("optical-amplifier/*/amplifier[name=*]/config/target-gain"), SizeIs(2));
+    EXPECT_THAT(found(".../target-gain"), SizeIs(2));
+    EXPECT_THAT(found("...[name=a]/nothing"), IsEmpty());
+    EXPECT_THAT(found("optical-amplifier/amplifiers/amplifier[name=c]"), IsEmpty());
+}
+
+TEST(GnmiPath, NodesBelowOthersThatAreFoundAreLeftOut) {
+    EXPECT_THAT(found("..."), ElementsAre("/openconfig-optical-amplifier:optical-amplifier"));
+    EXPECT_THAT(found("optical-amplifier/..."), ElementsAre("/openconfig-optical-amplifier:optical-amplifier"));
+    EXPECT_THAT(found(".../.../..."), SizeIs(1));
+    EXPECT_THAT(found(""), SizeIs(1));
+}
+
+TEST(GnmiPath, ManyWildcardsTakeNoLongerThanTheTreeIsLarge) {
+    std::string text;
+    for (int i = 0; i < 31; ++i)
+        text += "/.../*";
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_THAT(found(text), IsEmpty());
+    EXPECT_THAT([&] { schema_nodes(read(path_of(text))); }, refused_with(Code::invalid_argument, "not in the model"));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+}
+
+TEST(GnmiPath, MessageAndStepsGoBothWays) {
+    const YangTree tree = two_amplifiers();
+    const Path path = read(path_of("optical-amplifier/amplifiers/amplifier[name=b]/config/target-gain"));
+    const std::vector<const lyd_node *> nodes = data_nodes(tree, path);
+    ASSERT_THAT(nodes, SizeIs(1));
+    const std::vector<Step> steps = steps_to(*nodes.front());
+    EXPECT_EQ(text_of(read(to_message(steps))), text_of(path));
+    EXPECT_EQ(text_of(read(to_message(steps, 3))), "/config/target-gain");
+}
+
+} // namespace

@@ -1,0 +1,122 @@
+// What a Set asks of the core.
+#include "server/gnmi/set.h"
+
+#include "messages.h"
+
+using namespace gnmi_tests;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+const std::string entry = "optical-amplifier/amplifiers/amplifier[name=a]";
+
+std::vector<std::string> documents(const ::gnmi::SetRequest &request) {
+    std::vector<std::string> all;
+    for (const server::EditStep &step : SetEdit(request).steps(two_amplifiers()))
+        all.push_back(step.document);
+    return all;
+}
+
+void add(google::protobuf::RepeatedPtrField<::gnmi::Update> &updates, const std::string &path,
+         const std::string &json) {
+    ::gnmi::Update &update = *updates.Add();
+    *update.mutable_path() = path_of(path);
+    update.mutable_val()->set_json_val(json);
+}
+
+// The document of one entry whose content is this.
+std::string edit_of_entry(const std::string &content) {
+    return R"({"openconfig-optical-amplifier:optical-amplifier":{"amplifiers":{"amplifier":[{"name":"a",)" + content +
+           "}]}}}";
+}
+
+TEST(GnmiSet, OperationsAreDoneInTheProtocolsOrder) {
+    ::gnmi::SetRequest request;
+    add(*request.mutable_update(), entry + "/config/target-gain", "1");
+    add(*request.mutable_replace(), entry + "/config/target-gain", "2");
+    add(*request.mutable_union_replace(), entry + "/config/target-gain", "3");
+    *request.add_delete_() = path_of(entry + "/config/target-gain");
+    const std::string marked = R"("config":{"@target-gain":{"ietf-netconf:operation":")";
+    EXPECT_THAT(documents(request), ElementsAre(edit_of_entry(marked + R"(remove"}})"),
+                                                edit_of_entry(marked + R"(replace"},"target-gain":"3"})"),
+                                                edit_of_entry(marked + R"(replace"},"target-gain":"2"})"),
+                                                edit_of_entry(R"("config":{"target-gain":"1"})")));
+}
+
+TEST(GnmiSet, DeletesAreThoseOfWhatIsThere) {
+    ::gnmi::SetRequest request;
+    *request.add_delete_() = path_of("optical-amplifier/amplifiers/amplifier/config/target-gain");
+    EXPECT_THAT(documents(request), SizeIs(2));
+    // What another one takes away is not taken away twice.
+    *request.add_delete_() = path_of(entry + "/config");
+    *request.add_delete_() = path_of(entry);
+    *request.add_delete_() = path_of("optical-amplifier/amplifiers/amplifier[name=nobody]");
+    EXPECT_THAT(documents(request), SizeIs(4));
+    *request.add_delete_() = path_of(entry + "/state");
+    EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "read-only"));
+}
+
+TEST(GnmiSet, KeysOfPathAndValueAgree) {
+    ::gnmi::SetRequest request;
+    add(*request.mutable_update(), entry, R"({"name": "a", "config": {"enabled": true}})");
+    EXPECT_THAT(documents(request), ElementsAre(edit_of_entry(R"("config":{"enabled":true})")));
+    add(*request.mutable_update(), entry, R"({"name": "b"})");
+    EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "'a' in the path and 'b'"));
+}
+
+TEST(GnmiSet, TargetsAreSingleNodes) {
+    for (const std::string path : {"optical-amplifier/amplifiers/amplifier/config/target-gain",
+                                   "optical-amplifier/amplifiers/amplifier[name=*]/config/target-gain",
+                                   "optical-amplifier/.../target-gain", "optical-amplifier/*"}) {
+        ::gnmi::SetRequest request;
+        add(*request.mutable_update(), path, "1");
+        EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "expected")) << path;
+    }
+}
+
+TEST(GnmiSet, ReplacingTheRootTakesAwayWhatIsNotGiven) {
+    ::gnmi::SetRequest request;
+    add(*request.mutable_replace(), "", "{}");
+    EXPECT_THAT(
+        documents(request),
+        ElementsAre(R"({"openconfig-optical-amplifier:optical-amplifier":{"@":{"ietf-netconf:operation":"remove"}}})"));
+}
+
+TEST(GnmiSet, ClientsCannotAnnotateNodes) {
+    ::gnmi::SetRequest request;
+    add(*request.mutable_update(), entry + "/config", R"({"@": {"ietf-netconf:operation": "delete"}})");
+    EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "not in the model"));
+}
+
+TEST(GnmiSet, ConfirmedCommitsGoBackAfterTenMinutesUnlessTheyTellAnotherTime) {
+    ::gnmi::SetRequest request;
+    gnmi_ext::Commit &commit = *request.add_extension()->mutable_commit();
+    commit.mutable_commit();
+    EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "no id"));
+    commit.set_id("c");
+    EXPECT_EQ(SetEdit(request).commit()->duration, std::chrono::minutes(10));
+    commit.mutable_commit()->mutable_rollback_duration()->set_seconds(5);
+    commit.mutable_commit()->mutable_rollback_duration()->set_nanos(1);
+    EXPECT_EQ(SetEdit(request).commit()->duration, std::chrono::seconds(6));
+    for (const std::int64_t seconds : {0L, -1L, 8L * 24 * 3600}) {
+        commit.mutable_commit()->mutable_rollback_duration()->set_seconds(seconds);
+        commit.mutable_commit()->mutable_rollback_duration()->set_nanos(0);
+        EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "rollback_duration"));
+    }
+    commit.mutable_confirm();
+    add(*request.mutable_update(), entry + "/config/target-gain", "1");
+    EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "expected one of them"));
+}
+
+TEST(GnmiSet, OperationsAreBounded) {
+    ::gnmi::SetRequest request;
+    for (int i = 0; i <= 10000; ++i)
+        request.add_delete_();
+    EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "10001 operations"));
+    EXPECT_TRUE(SetEdit({}).empty());
+    EXPECT_THAT(documents({}), IsEmpty());
+}
+
+} // namespace

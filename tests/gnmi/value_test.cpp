@@ -1,0 +1,170 @@
+// How values are written in each encoding, and what is made of those that clients send.
+#include "server/gnmi/value.h"
+
+#include "messages.h"
+#include "yang/models.h"
+
+#include <limits>
+
+#include <nlohmann/json.hpp>
+
+using namespace gnmi_tests;
+using testing::HasSubstr;
+
+namespace {
+
+const std::string amplifier = "optical-amplifier/amplifiers/amplifier[name=a]";
+const std::string gain = amplifier + "/config/target-gain";
+
+const LeafTest all = [](const lysc_node &) { return true; };
+
+::gnmi::TypedValue json_value(const std::string &text) {
+    ::gnmi::TypedValue value;
+    value.set_json_val(text);
+    return value;
+}
+
+::gnmi::TypedValue ietf_value(const std::string &text) {
+    ::gnmi::TypedValue value;
+    value.set_json_ietf_val(text);
+    return value;
+}
+
+std::string edit_of(const std::string &path, const ::gnmi::TypedValue &value) {
+    return edit_value(openconfig_schema(), &leaf_at(path), value, "/p").dump();
+}
+
+const lysc_node &native_leaf(const std::string &text) {
+    ::gnmi::Path path = path_of(text);
+    path.set_origin("native");
+    return *schema_nodes(joined({}, path)).at(0);
+}
+
+TEST(GnmiValue, OneLeafInEachEncoding) {
+    const lysc_node &decimal = leaf_at(gain), &flag = leaf_at(amplifier + "/config/enabled"),
+                    &identity = leaf_at(amplifier + "/state/type");
+    EXPECT_EQ(leaf_value(decimal, "17.5", ::gnmi::JSON).json_val(), "17.5");
+    EXPECT_EQ(leaf_value(decimal, "17.5", ::gnmi::JSON_IETF).json_ietf_val(), "\"17.5\"");
+    EXPECT_EQ(leaf_value(decimal, "17.5", ::gnmi::PROTO).double_val(), 17.5);
+    EXPECT_EQ(leaf_value(decimal, "17.5", ::gnmi::ASCII).ascii_val(), "17.5");
+    EXPECT_EQ(leaf_value(flag, "true", ::gnmi::JSON_IETF).json_ietf_val(), "true");
+    EXPECT_TRUE(leaf_value(flag, "true", ::gnmi::PROTO).bool_val());
+    EXPECT_EQ(leaf_value(flag, "false", ::gnmi::PROTO).value_case(), ::gnmi::TypedValue::kBoolVal);
+    const std::string edfa = "openconfig-optical-amplifier:EDFA";
+    EXPECT_EQ(leaf_value(identity, edfa, ::gnmi::JSON).json_val(), "\"EDFA\"");
+    EXPECT_EQ(leaf_value(identity, edfa, ::gnmi::JSON_IETF).json_ietf_val(), "\"" + edfa + "\"");
+    EXPECT_EQ(leaf_value(identity, edfa, ::gnmi::PROTO).string_val(), "EDFA");
+    EXPECT_EQ(leaf_value(identity, edfa, ::gnmi::ASCII).ascii_val(), "EDFA");
+}
+
+TEST(GnmiValue, IntegersGoBySign) {
+    const std::string optics = "interface-configurations/interface-configuration/optics/";
+    const lysc_node &with_sign = native_leaf(optics + "optics-ots-amplifier-gain"),
+                    &without = native_leaf(optics + "optics-ots-rx-voa-attenuation");
+    EXPECT_EQ(leaf_value(with_sign, "-5", ::gnmi::PROTO).int_val(), -5);
+    EXPECT_EQ(leaf_value(without, "175", ::gnmi::PROTO).uint_val(), 175U);
+    EXPECT_EQ(leaf_value(with_sign, "-5", ::gnmi::JSON_IETF).json_ietf_val(), "-5");
+}
+
+TEST(GnmiValue, TextThatIsNoUtf8IsWrittenAllTheSame) {
+    EXPECT_EQ(leaf_value(leaf_at(amplifier + "/name"), "a\xff", ::gnmi::JSON).json_val(), "\"a\xef\xbf\xbd\"");
+}
+
+TEST(GnmiValue, EncodingsThatAreNotSupportedAreNamed) {
+    for (const auto encoding : {::gnmi::JSON, ::gnmi::JSON_IETF, ::gnmi::PROTO, ::gnmi::ASCII})
+        EXPECT_NO_THROW(check_encoding(encoding));
+    EXPECT_THAT([] { check_encoding(::gnmi::BYTES); }, refused_with(Code::unimplemented, "BYTES"));
+    EXPECT_THAT([] { check_encoding(static_cast<::gnmi::Encoding>(77)); }, refused_with(Code::unimplemented, "77"));
+}
+
+TEST(GnmiValue, SubtreeAsJson) {
+    const YangTree tree = two_amplifiers();
+    const Path path = joined({}, path_of(amplifier));
+    const lyd_node &entry = *data_nodes(tree, path).at(0);
+    EXPECT_EQ(json_of(entry, false, all, 0).dump(),
+              R"({"name":"a","config":{"name":"a","target-gain":17.5,"enabled":true},)"
+              R"("state":{"name":"a","type":"EDFA","actual-gain":{"instant":17.25}}})");
+    EXPECT_THAT(json_of(entry, true, all, 0).dump(),
+                HasSubstr(R"("openconfig-optical-amplifier:config":{"name":"a","target-gain":"17.5")"));
+    // Levels count from the node, and an entry keeps its key whatever is wanted.
+    EXPECT_EQ(json_of(entry, false, all, 1).dump(), R"({"name":"a"})");
+    EXPECT_EQ(json_of(entry, false, all, 2).dump(),
+              R"({"name":"a","config":{"name":"a","target-gain":17.5,"enabled":true},)"
+              R"("state":{"name":"a","type":"EDFA"}})");
+    const auto gains = [](const lysc_node &leaf) { return std::string_view(leaf.name) == "target-gain"; };
+    EXPECT_EQ(json_of(entry, false, gains, 0).dump(), R"({"name":"a","config":{"target-gain":17.5}})");
+    EXPECT_TRUE(json_of(
+                    entry, false, [](const lysc_node &) { return false; }, 0)
+                    .is_discarded());
+}
+
+TEST(GnmiValue, EveryFormOfAClientsNumber) {
+    ::gnmi::TypedValue value;
+    value.set_double_val(1.5);
+    EXPECT_EQ(edit_of(gain, value), R"("1.5")");
+    value.set_float_val(2.3F);
+    EXPECT_EQ(edit_of(gain, value), R"("2.3")");
+    value.set_int_val(-3);
+    EXPECT_EQ(edit_of(gain, value), R"("-3")");
+    value.set_uint_val(std::numeric_limits<std::uint64_t>::max());
+    EXPECT_EQ(edit_of(gain, value), R"("18446744073709551615")");
+    value.set_ascii_val("4.5");
+    EXPECT_EQ(edit_of(gain, value), R"("4.5")");
+    value.mutable_decimal_val()->set_digits(-5);
+    value.mutable_decimal_val()->set_precision(2);
+    EXPECT_EQ(edit_of(gain, value), R"("-0.05")");
+    value.mutable_decimal_val()->set_digits(std::numeric_limits<std::int64_t>::min());
+    value.mutable_decimal_val()->set_precision(0);
+    EXPECT_EQ(edit_of(gain, value), R"("-9223372036854775808")");
+    EXPECT_EQ(edit_of(gain, json_value("6.5")), R"("6.5")");
+    EXPECT_EQ(edit_of(gain, json_value(R"("6.5")")), R"("6.5")");
+    EXPECT_EQ(edit_of(gain, ietf_value(R"("7.5")")), R"("7.5")");
+}
+
+TEST(GnmiValue, ValuesThatTheLeafCannotHaveAreRefusedWithItsPlace) {
+    ::gnmi::TypedValue value;
+    EXPECT_THAT([&] { edit_of(gain, value); }, refused_with(Code::invalid_argument, "/p: has no value"));
+    value.set_string_val("17");
+    EXPECT_THAT([&] { edit_of(gain, value); }, refused_with(Code::invalid_argument, "a decimal number"));
+    value.set_bool_val(true);
+    EXPECT_THAT([&] { edit_of(gain, value); }, refused_with(Code::invalid_argument, "is a boolean"));
+    value.set_double_val(std::numeric_limits<double>::infinity());
+    EXPECT_THAT([&] { edit_of(gain, value); }, refused_with(Code::invalid_argument, "inf"));
+    value.mutable_decimal_val()->set_precision(19);
+    EXPECT_THAT([&] { edit_of(gain, value); }, refused_with(Code::invalid_argument, "19 fraction digits"));
+    value.set_bytes_val("1");
+    EXPECT_THAT([&] { edit_of(gain, value); }, refused_with(Code::unimplemented, "BYTES"));
+    value.set_ascii_val("maybe");
+    EXPECT_THAT([&] { edit_of(amplifier + "/config/enabled", value); },
+                refused_with(Code::invalid_argument, "a boolean"));
+    value.set_int_val(1);
+    EXPECT_THAT([&] { edit_of(amplifier + "/config", value); }, refused_with(Code::invalid_argument, "is no leaf"));
+    EXPECT_THAT([&] { edit_of(amplifier + "/state/type", value); }, refused_with(Code::invalid_argument, "read-only"));
+}
+
+TEST(GnmiValue, JsonIsHeldAgainstTheModel) {
+    const std::string config = amplifier + "/config";
+    EXPECT_EQ(edit_of(config, json_value(R"({"target-gain": 1.5, "openconfig-optical-amplifier:enabled": false})")),
+              R"({"target-gain":"1.5","enabled":false})");
+    for (const auto &[text, words] : std::initializer_list<std::pair<const char *, const char *>>{
+             {"{", "is no JSON"},
+             {"[1]", "expected an object"},
+             {R"({"colour": 1})", "/p/colour: is not in the model"},
+             {R"({"other:target-gain": 1})", "not in the model"},
+             {R"({"target-gain": 1, "target-gain": 2})", "given twice"},
+             {R"({"target-gain": 1, "openconfig-optical-amplifier:target-gain": 2})", "given twice"},
+             {R"({"target-gain": null})", "expected a decimal number"},
+             {R"({"target-gain": {}})", "expected a decimal number"},
+             {"\xff", "is no JSON"}})
+        EXPECT_THAT(([&, json = text] { edit_of(config, json_value(json)); }),
+                    refused_with(Code::invalid_argument, words))
+            << text;
+    EXPECT_THAT([&] { edit_of(config, json_value(R"({"max-gain": 1})")); },
+                refused_with(Code::unimplemented, "/p/max-gain"));
+    EXPECT_THAT([&] { edit_of("optical-amplifier/amplifiers", json_value(R"({"amplifier": {"name": "a"}})")); },
+                refused_with(Code::invalid_argument, "expected an array"));
+    EXPECT_THAT([&] { edit_of(config, json_value(std::string(100000, '['))); },
+                refused_with(Code::invalid_argument, "more than 64 levels"));
+}
+
+} // namespace
