@@ -73,10 +73,10 @@ void check_row(const Statement &row, const std::string &file) {
 template <class Take>
 void load_table(Database &database, std::string_view schema, Take take) {
     const std::string &file = database.file_of(schema);
-    Statement select = database.prepare(
-        fmt::format("SELECT name, document, checksum, EXISTS(SELECT 1 FROM {0}seal WHERE seal.name = ?1 || stored.name "
-                    "AND row_count = ?2 AND checksum_sum = checksum) FROM {0}native_data AS stored ORDER BY stored.name",
-                    Database::table_prefix(schema)));
+    Statement select = database.prepare(fmt::format(
+        "SELECT name, document, checksum, EXISTS(SELECT 1 FROM {0}seal WHERE seal.name = ?1 || stored.name "
+        "AND row_count = ?2 AND checksum_sum = checksum) FROM {0}native_data AS stored ORDER BY stored.name",
+        Database::table_prefix(schema)));
     select.bind(1, valid_word).bind(2, modules_fingerprint());
     std::int64_t count = 0, sum = 0;
     while (select.step()) {
