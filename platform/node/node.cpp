@@ -107,6 +107,8 @@ void remove_leftovers(const fs::path &final_name) {
     throw NodeError(fmt::format("{}: holds a node already, expected a new or empty folder", folder.string()));
 }
 
+constexpr std::string_view made_but_not_synced = "the node is made, but it may not outlast a power cut";
+
 // A file that is gone again unless it was given its name.
 class NewFile {
   public:
@@ -136,7 +138,7 @@ class NewFile {
             fail_on(final_name_, "cannot be made");
         }
         unfinished_node::file_is_finished();
-        sync(folder, "the node is made, but it may not outlast a power cut");
+        sync(folder, made_but_not_synced);
     }
 
   private:
@@ -160,9 +162,10 @@ class NewFile {
 // A folder that is gone again, if it was made here and is empty.
 class NewFolder {
   public:
-    explicit NewFolder(const fs::path &path) {
+    explicit NewFolder(const fs::path &path) : path_(path) {
         std::error_code error;
-        if (fs::create_directory(path, error))
+        is_made_ = fs::create_directory(path, error);
+        if (is_made_)
             unfinished_node::folder_is_made(path);
         if (is_shortage(error.value()))
             throw std::system_error(error, fmt::format("{}: cannot be made", path.string()));
@@ -172,6 +175,16 @@ class NewFolder {
     ~NewFolder() { unfinished_node::remove_folder(); }
     NewFolder(const NewFolder &) = delete;
     NewFolder &operator=(const NewFolder &) = delete;
+
+    // A folder that was there before has its name on the disk already.
+    void sync_name() const {
+        if (is_made_)
+            sync((path_ / "..").lexically_normal(), made_but_not_synced);
+    }
+
+  private:
+    fs::path path_;
+    bool is_made_ = false;
 };
 
 // Path of a node's database. Throws NodeError when there is none.
@@ -243,6 +256,7 @@ void Node::init_with(const fs::path &folder, const std::function<void(Database &
         transaction.commit("");
     }
     file.give_name();
+    made.sync_name();
 }
 
 Node::Node(const fs::path &folder, Access access) try

@@ -500,7 +500,7 @@ cerrno yfw_map_get_node_info(yfw_map_ctx ctx, const yfw_datatree *entry, const c
     Seam seam;
     const cerrno code =
         seam.record(__func__, {seam.ctx(ctx), seam.node(entry), show_text(list_path), show_text(key_name)});
-    *key_value = code == CERR_SUCCESS && !seam.is_empty() ? platform().node_key : nullptr;
+    *key_value = seam.is_empty() ? nullptr : platform().node_key;
     return code;
 }
 
