@@ -1,7 +1,7 @@
 // ocamp line: makes, runs and shows simulated lines. Knows how a line is asked for and shown, not how it is computed.
-#include "other_program.h"
 #include "line_options.h"
 #include "options.h"
+#include "other_program.h"
 #include "output.h"
 #include "text_io.h"
 
