@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """What a running line takes: processor time and memory of 'ocamp line run' at speed 1, by the number of nodes. With
---streams, one gNMI stream a node samples six output powers each second, and their updates are timed.
+--streams, one gNMI stream a node samples six output powers each second, and their updates are timed; that wants Debian's
+Python, /usr/bin/python3, which has grpcio.
 
     bench/line_load.py [--ocamp build/bin/ocamp] [--seconds 60] [--streams] [NODES...]
 """
 import argparse
-import math
 import os
 import pathlib
 import subprocess
@@ -92,8 +92,9 @@ def sample(gnmi, port, arrivals, ended):
 
 
 def lateness(arrivals):
-    """Of each update, after the grid of seconds that none of its stream was earlier than."""
-    offsets = [arrival - arrivals[0] - math.floor(arrival - arrivals[0] + 0.25) for arrival in arrivals]
+    """Of each update, after the grid of seconds that none of its stream was earlier than. One that is left out makes all
+    behind it late by a second."""
+    offsets = [arrival - i for i, arrival in enumerate(arrivals)]
     return [offset - min(offsets) for offset in offsets]
 
 

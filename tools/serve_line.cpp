@@ -10,10 +10,8 @@
 #include "line/run.h"
 #include "node/plugin.h"
 #include "seam/text.h"
-#include "server/adapter.h"
 #include "server/served_modules.h"
 
-#include <algorithm>
 #include <charconv>
 #include <ctime>
 #include <deque>
@@ -60,19 +58,11 @@ class Ports {
     bool any_ = false; // free ports
 };
 
-bool is_served(std::string_view protocol) {
-    const auto known = server::protocols();
-    return std::ranges::find(known, protocol, &server::Protocol::name) != known.end();
-}
-
 std::vector<ServedSockets> sockets_of(const LineRunOptions &options, std::size_t nodes) {
     std::vector<ServedSockets> sockets(nodes);
     const auto listen = [&](const char *protocol, const char *option, const std::string &base) {
         if (base.empty())
             return;
-        if (!is_served(protocol))
-            throw InputError(
-                fmt::format("{}: this server is built without '{}', expected one that has it", option, protocol));
         Ports ports(option, base);
         for (ServedSockets &of_node : sockets)
             of_node[protocol] = server::listen_on(ports.next());
