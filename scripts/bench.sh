@@ -15,6 +15,10 @@ run build/bin/node_bench --benchmark_min_time=0.5 --benchmark_repetitions="$roun
     --benchmark_out="$figures/node.json" >/dev/null
 run /usr/bin/python3 bench/command_bench.py build/bin/ocamp "$figures/command.json" "$((rounds * 20))"
 run build/bin/netconf_bench build/bin/ocamp build/bin/ocampd examples/node "$((rounds * 2))" >"$figures/netconf.json"
+OCAMP=build/bin/ocamp OCAMPD=build/bin/ocampd EXAMPLE_NODE=examples/node PROTO=proto \
+    run /usr/bin/python3 bench/gnmi_bench.py >"$figures/gnmi.json"
+run /usr/bin/python3 bench/line_load.py --seconds 20 >"$figures/line.txt"
+run /usr/bin/python3 bench/line_load.py --seconds 20 --streams 100 >"$figures/line-streams.txt"
 run /usr/bin/python3 bench/peers/compare.py build/bin "$figures/peers.json" "$rounds"
 run build/bin/memory_test --gtest_output="json:$figures/memory.json" >/dev/null
 run ctest --preset release --tests-regex '^instructions$' --verbose | sed -n 's/^[0-9]*: //p' |

@@ -3,7 +3,7 @@
 
 usage: report.py FIGURES DOCS
 
-FIGURES holds plugin.json and node.json (Google Benchmark), command.json, netconf.json, peers.json, memory.json
+FIGURES holds plugin.json and node.json (Google Benchmark), command.json, netconf.json, gnmi.json, peers.json, memory.json
 (GoogleTest) and instructions.txt. scripts/bench.sh makes all of them.
 """
 import collections
@@ -209,6 +209,27 @@ def write_netconf(netconf):
             f"{idle['seconds']} s, and {idle['kib_per_session']} KiB of memory each.\n")
 
 
+def write_gnmi(gnmi):
+    rows = [(f"Gets of one leaf a second, {run['connections']} at a time", f"{run['per_second']:.0f}, median "
+             f"{run['median_ms']:.1f} ms, 99th percentile {run['p99_ms']:.1f} ms") for run in gnmi["gets"]]
+    latency, samples, streams = gnmi["latency"], gnmi["samples"], gnmi["streams"]
+    rows += [("from a native change to the client",
+              f"median {latency['median_ms']:.1f} ms, 99th percentile {latency['p99_ms']:.1f} ms"),
+             (f"{samples['streams']} streams that sample the whole model every 100 ms",
+              f"{samples['updates_per_second']:,.0f} updates/s, {100 * samples['processor_share']:.0f} % of a core"),
+             (f"{streams['streams']:,} idle streams on 10 connections",
+              f"{streams['bytes_each'] / 1024:.0f} KiB each, {100 * streams['idle_processor_share']:.1f} % of a core"),
+             ("end of the server with these behind it", f"{gnmi['stop_seconds']:.2f} s")]
+    return ("## gNMI\n\nThe client is Debian's grpcio, in Python, and shares the machine with the server.\n\n"
+            + table(("what", "figure"), rows))
+
+
+def write_line(alone, streams):
+    return ("## The line\n\nA simulated line at speed 1, six amplifiers a node, without clients:\n\n" + alone
+            + "\nThe same with a gNMI stream a node that samples six output powers each second; the clients share the "
+            "machine. An update is late by what its stream's earliest one in the grid of seconds was not:\n\n" + streams)
+
+
 def output_of(*command):
     return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout.strip()
 
@@ -230,11 +251,13 @@ def main():
     plugin, node = Plugin(figures / "plugin.json"), runs_of(figures / "node.json")
     command, netconf, peers, memory = (json.loads((figures / f"{name}.json").read_text())
                                        for name in ("command", "netconf", "peers", "memory"))
+    line = [(figures / f"{name}.txt").read_text() for name in ("line", "line-streams")]
     parts = ["# Performance\n\nMade by `scripts/bench.sh`; do not edit. Times are those of the fastest of several runs, "
              "on both sides of each ratio: a virtual machine makes runs slower at its whim, and none faster.\n\n"
              + conditions() + "\n",
              write_ratios(plugin, node, command, peers), write_peers(peers, docs), write_growth(plugin, docs),
-             write_node(node, docs), write_command(command), write_netconf(netconf), write_plugin(plugin),
+             write_node(node, docs), write_command(command), write_netconf(netconf),
+             write_gnmi(json.loads((figures / "gnmi.json").read_text())), write_line(*line), write_plugin(plugin),
              write_memory(memory, (figures / "instructions.txt").read_text())]
     (docs / "performance.md").write_text("\n".join(parts))
     print(parts[1])
