@@ -270,6 +270,10 @@ class RequestWithoutKind : public Frame, public testing::WithParamInterface<bool
         if (GetParam())
             context.req_ctx = nullptr;
     }
+    // The native entry that is opened for an amplifier under that operation.
+    static std::string add_entry(uint32_t operation) {
+        return add(interface_list, ns::ifmgr_cfg, nullptr, node("amplifier", operation), {.list = 1});
+    }
 };
 
 TEST_P(RequestWithoutKind, IsRefusedAnUnknownTagLikeAnEdit) {
@@ -292,6 +296,22 @@ TEST_P(RequestWithoutKind, WritesAValueWithItsSource) {
               CERR_SUCCESS);
     expect_writes({add(interface_list + "/optics/optics-ots-amplifier-gain", ns::optics_cfg, "150", node("target-gain"),
                        {.follow = 1})});
+}
+
+TEST_P(RequestWithoutKind, ReplacesAnEntryInTwoPasses) {
+    yfw_datatree *entry = tree(container("amplifier", {leaf("name", "0/1-AMP-PRE").key()}).op(YFW_OP_REPLACE));
+    EXPECT_EQ(call(oc_walker("opticalamplifier_amplifiers_amplifier"), entry), CERR_SUCCESS);
+    EXPECT_EQ(entry->operation, static_cast<uint32_t>(YFW_OP_REPLACE));
+    EXPECT_EQ(writes().front(), add_entry(YFW_OP_REMOVE));
+    EXPECT_EQ(request.walk_flags, 0U);
+    EXPECT_EQ(request.replace_in_progress, 0U);
+}
+
+TEST_P(RequestWithoutKind, DeletesAList) {
+    EXPECT_EQ(call(oc_walker("opticalamplifier_amplifiers"), tree(container("amplifiers").op(YFW_OP_DELETE))),
+              CERR_SUCCESS);
+    EXPECT_EQ(request.in_subtree, 0U);
+    EXPECT_EQ(request.walk_all, 0U);
 }
 
 TEST_P(RequestWithoutKind, AsksForNoState) {

@@ -249,6 +249,11 @@ TEST_F(FullPath, IsTheLastThatIsSearchedForAKey) {
     }
 }
 
+TEST_F(FullPath, IsLeftInTheBufferWithItsSlash) {
+    compare(tree(leaf(std::string(198, 'r'))), "nowhere");
+    EXPECT_STREQ(path.data(), std::string(198, 'r').append("/").c_str());
+}
+
 TEST_F(FullPath, IsTheLastThatIsSearchedForARequestType) {
     // The tag of each node, and the slash behind each but the last.
     const std::array<std::pair<size_t, size_t>, 4> appended{{{192, 5}, {193, 3}, {198, 3}, {199, 1}}};
@@ -514,6 +519,14 @@ TEST_F(RequestHelpers, PrintDataShowsEveryTreeOfTheRequest) {
                   print_tree("<reg_dup_datatree>", "reg_dup_datatree"), print_tree("<plist>", "plist"),
                   trc("ctx->list_index 2"), trc("output_list_key[0] = amplifier"),
                   trc("output_list_key[1] = supervisory-channel")});
+    EXPECT_EQ(context.print_state[0], 1U);
+    EXPECT_EQ(context.print_state[1], 1U);
+}
+
+TEST_F(RequestHelpers, PrintDataWithoutARequestPrintsNothing) {
+    context.req_ctx = nullptr;
+    plugin().function<PrintData>("print_data")(ctx);
+    expect_calls({});
     EXPECT_EQ(context.print_state[0], 1U);
     EXPECT_EQ(context.print_state[1], 1U);
 }

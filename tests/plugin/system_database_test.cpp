@@ -576,7 +576,14 @@ TEST(SystemDatabaseDeath, EveryFunctionAssertsTheContext) {
                  "get_value_in_bag\\(yfw_map_ctx.*NULL != ctx");
     EXPECT_DEATH(plugin().function<KeyIsDefined>("sysdb_key_is_defined")(nullptr, text),
                  "sysdb_key_is_defined\\(yfw_map_ctx.*NULL != ctx");
-    for (const char *getter : {"sysdb_get_amp_receive_power", "sysdb_get_amp_name_from_inventory"})
+    EXPECT_DEATH(
+        plugin().function<PowerGetter>("sysdb_get_input_pm_30sec_power")(nullptr, "f", BAG_TOKEN_TEXT, "k", text),
+        "sysdb_get_input_pm_30sec_power\\(yfw_map_ctx.*NULL != ctx");
+    bag_token_td token{};
+    EXPECT_DEATH(plugin().function<TokenToText>("convert_bag_value_to_str")(nullptr, &token, text),
+                 "convert_bag_value_to_str\\(yfw_map_ctx.*NULL != ctx");
+    for (const char *getter :
+         {"sysdb_get_amp_receive_power", "sysdb_get_amp_transmit_power", "sysdb_get_amp_name_from_inventory"})
         EXPECT_DEATH(plugin().function<Getter>(getter)(nullptr, "key", text),
                      std::string(getter) + "\\(yfw_map_ctx.*NULL != ctx");
 }
