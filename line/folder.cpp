@@ -2,6 +2,7 @@
 #include "line/folder.h"
 
 #include "line/node_data.h"
+#include "node/files.h"
 #include "node/live_data.h"
 #include "node/node.h"
 #include "yang/models.h"
@@ -48,7 +49,12 @@ class UnfinishedFolder {
 
     const fs::path &path() const noexcept { return path_; }
     // Takes the place of an empty folder; a full one is refused.
-    void finish() { fs::rename(path_, final_name_); }
+    void finish() {
+        for (const fs::path &made : {path_ / description_name, path_ / nodes_name, path_})
+            sync(made);
+        fs::rename(path_, final_name_);
+        sync(final_name_.parent_path());
+    }
 
   private:
     fs::path final_name_, path_;
@@ -115,13 +121,11 @@ bool is_line(const fs::path &folder) {
 }
 
 LineDescription line_of_folder(const fs::path &folder) {
-    const fs::path file = folder / description_name;
-    std::ifstream stream(file, std::ios::binary);
-    std::ostringstream text;
-    if (!fs::is_regular_file(file) || !(text << stream.rdbuf()))
+    if (!is_line(folder))
         throw LineError(fmt::format("{}: no line, expected a folder made with 'ocamp line init'", folder.string()));
+    const fs::path file = folder / description_name;
     try {
-        return read_line(text.str());
+        return read_line(read_document(file));
     } catch (const JsonError &error) {
         throw JsonError(fmt::format("{}: {}", file.string(), error.what()));
     }

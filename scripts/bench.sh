@@ -21,6 +21,9 @@ run /usr/bin/python3 bench/line_load.py --seconds 20 >"$figures/line.txt"
 run /usr/bin/python3 bench/line_load.py --seconds 20 --streams 100 >"$figures/line-streams.txt"
 run /usr/bin/python3 bench/peers/compare.py build/bin "$figures/peers.json" "$rounds"
 run build/bin/memory_test --gtest_output="json:$figures/memory.json" >/dev/null
-run ctest --preset release --tests-regex '^instructions$' --verbose | sed -n 's/^[0-9]*: //p' |
-    sed -n '/^instructions of one walk/,$p' >"$figures/instructions.txt"
+# More instructions than were accepted are a finding to be written down, too; the test says so at the end.
+dearer=0
+run ctest --preset release --tests-regex '^instructions$' --verbose >"$figures/instructions.log" || dearer=$?
+sed -n 's/^[0-9]*: //p' "$figures/instructions.log" | sed -n '/^instructions of one walk/,$p' >"$figures/instructions.txt"
 run /usr/bin/python3 bench/report/report.py "$figures" docs
+exit "$dearer"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs clang-tidy over the plug-in, the platform, the server and the tools, and its check of names over tests and benchmarks; with
+# Runs clang-tidy over the plug-in, the platform, the server, the line and the tools, and its check of names over tests and benchmarks; with
 # --changed only over the rooms in which something has changed since the last landing.
 source "$(dirname "$0")/lib.sh"
 
@@ -13,11 +13,13 @@ changed_rooms() {
     if [ -z "$landing" ] || ! git diff --quiet "$landing" -- .clang-tidy; then
         printf '%s\n' "${places[@]}"
     else
-        git diff --name-only "$landing" -- "${places[@]}" | xargs -r dirname | sort -u
+        # The plug-in's headers are compiled with its sources.
+        git diff --name-only "$landing" -- "${places[@]}" | xargs -r dirname | sed 's#^oc-amplifier/include$#oc-amplifier/src#' |
+            sort -u
     fi
 }
 
-places=(oc-amplifier platform server tools)
+places=(oc-amplifier platform server line tools)
 rooms=("${places[@]}")
 [ "${1:-}" != --changed ] || mapfile -t rooms < <(changed_rooms)
 echo "rooms: ${rooms[*]:-none}" >&2
@@ -29,6 +31,7 @@ run cmake --preset clang >/dev/null
 mapfile -t made < <(ninja -C build-clang -t targets all | sed -n 's/^\([^/].*\.\(inc\|h\)\): .*/\1/p')
 run ninja -C build-clang "${made[@]}" >/dev/null
 mapfile -t files < <(git ls-files "${rooms[@]}" | grep '\.cpp$')
+[ ${#files[@]} -gt 0 ] || exit 0
 printf '%s\n' "${files[@]}" | run xargs -P "$(nproc)" -n 4 clang-tidy -p build-clang --quiet --warnings-as-errors='*'
 
 [ "${1:-}" != --changed ] || exit 0

@@ -6,7 +6,6 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <ctime>
 #include <span>
 #include <vector>
 
@@ -23,14 +22,7 @@ constexpr std::size_t longest_value = 1024;
 constexpr std::array<std::string_view, 3> severity_words{"info", "warning", "error"};
 
 std::string time_now() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now);
-    const std::time_t time = seconds.count();
-    std::tm utc{};
-    gmtime_r(&time, &utc);
-    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday,
-                       utc.tm_hour, utc.tm_min, utc.tm_sec,
-                       std::chrono::duration_cast<std::chrono::milliseconds>(now - seconds).count());
+    return utc_text(std::chrono::system_clock::now().time_since_epoch(), 3);
 }
 
 // A value of one word stands as it is, every other one in quotes.

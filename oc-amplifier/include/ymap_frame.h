@@ -252,12 +252,10 @@ inline Children children_of(const yfw_datatree *node) {
     return {node->children, node->child_count};
 }
 
-/// Pops `node` from the hierarchy. Returns `result`, the walk's so far, unless that is no failure (a skipped entry is
-/// none) and the pop fails: then the pop's.
+/// Pops `node` from the hierarchy. Returns `result`, the walk's so far; when that is success, the pop's.
 inline cerrno leave_hierarchy(yfw_map_ctx ctx, const yfw_datatree *node, cerrno result) {
     const cerrno popped = yfw_map_remove_from_node_hierarchy(ctx, node);
-    const bool has_failed = result != CERR_SUCCESS && result != YMAP_RC_SKIP;
-    return has_failed || popped == CERR_SUCCESS ? result : popped;
+    return result == CERR_SUCCESS ? popped : result;
 }
 
 /// Marks a child that a list walker counts as a key of its entry.

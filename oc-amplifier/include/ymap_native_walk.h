@@ -126,7 +126,8 @@ cerrno walk_list_entry(yfw_map_ctx ctx, const yfw_datatree *entry, yfw_datatree 
     result = Row::handle(ctx, entry, out);
     if (result != YMAP_RC_SKIP)
         return walk_registered_entry<Row>(ctx, entry, out, result);
-    if (result = leave_hierarchy(ctx, entry, result); result != YMAP_RC_SKIP)
+    result = leave_hierarchy(ctx, entry, CERR_SUCCESS); // a skip is no failure, a pop that fails is one
+    if (result != CERR_SUCCESS)
         return result;
     return Row::Module::properties.skip_becomes_success ? CERR_SUCCESS : YMAP_RC_SKIP;
 }

@@ -1,6 +1,7 @@
 // How example folders are read.
 #include "node/example_node.h"
 
+#include "node/files.h"
 #include "node/native_data.h"
 #include "node/native_document.h"
 #include "node/node.h"
@@ -11,10 +12,7 @@
 #include "yang/models.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -24,24 +22,6 @@ namespace ocamp {
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string read_file(const fs::path &file) {
-    // A pipe or a device might never end.
-    if (type_of(file) != fs::file_type::regular)
-        throw NodeError(fmt::format("{}: not a regular file, expected a document", file.string()));
-    errno = 0;
-    std::ifstream stream(file, std::ios::binary);
-    stream.peek();
-    if (stream.eof())
-        return {};
-    std::ostringstream text;
-    if (stream && (text << stream.rdbuf()))
-        return text.str();
-    // A disk that fails is not the fault of who named the file.
-    if (is_shortage(errno))
-        throw std::system_error(errno, std::generic_category(), fmt::format("{}: cannot be read", file.string()));
-    throw NodeError(fmt::format("{}: cannot be read, expected a document", file.string()));
-}
 
 bool is_one_of(std::string_view word, std::initializer_list<std::string_view> words) {
     return std::find(words.begin(), words.end(), word) != words.end();
@@ -87,7 +67,7 @@ std::vector<fs::path> files_in(const fs::path &folder, std::initializer_list<std
 }
 
 YangTree read_native_file(const fs::path &file) {
-    const std::string text = read_file(file);
+    const std::string text = read_document(file);
     const bool is_xml = file.extension() == ".xml";
     try {
         return parse_native_document(text, is_xml ? DocumentFormat::xml : DocumentFormat::json);
@@ -123,7 +103,7 @@ using ItemName = std::pair<std::string, std::string>; // bind point and name
 void load_sysdb_file(SystemDatabase &system_database, const fs::path &file,
                      std::map<ItemName, std::string> &file_of_item) {
     try {
-        for (const SysdbItem &item : sysdb_items_from_json(read_file(file))) {
+        for (const SysdbItem &item : sysdb_items_from_json(read_document(file))) {
             const auto [earlier, added] = file_of_item.emplace(ItemName(item.bind_point, item.item), file.string());
             if (!added)
                 throw NodeError(fmt::format("{}: item {}{} is already in {}, expected each item once", file.string(),
@@ -142,17 +122,6 @@ void load_sysdb_file(SystemDatabase &system_database, const fs::path &file,
 }
 
 } // namespace
-
-fs::file_type type_of(const fs::path &path) {
-    std::error_code error;
-    const fs::file_type type = fs::status(path, error).type();
-    if (type != fs::file_type::none)
-        return type;
-    // A disk that fails is not the fault of who named the path.
-    if (is_shortage(error.value()))
-        throw std::system_error(error, fmt::format("{}: cannot be looked at", path.string()));
-    throw NodeError(fmt::format("{}: {}, expected a path that can be followed", path.string(), error.message()));
-}
 
 std::vector<fs::path> load_example(Database &database, const fs::path &example) {
     std::vector<fs::path> passed_over;

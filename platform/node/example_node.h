@@ -15,8 +15,4 @@ namespace ocamp {
 /// something, and SqliteError.
 std::vector<std::filesystem::path> load_example(Database &database, const std::filesystem::path &example);
 
-/// What a path leads to; file_type::not_found for nothing. Throws NodeError when it cannot be followed, and
-/// std::system_error when the machine cannot tell.
-std::filesystem::file_type type_of(const std::filesystem::path &path);
-
 } // namespace ocamp

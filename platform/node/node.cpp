@@ -2,6 +2,7 @@
 #include "node/node.h"
 
 #include "node/example_node.h"
+#include "node/files.h"
 #include "node/live_data.h"
 #include "node/tables.h"
 #include "node/unfinished_node.h"
@@ -38,18 +39,6 @@ constexpr FileMark node_mark{0x4f434e44, 2}; // "OCND"
 
 [[noreturn]] void fail_on(const fs::path &path, std::string_view action) {
     throw std::system_error(errno, std::generic_category(), fmt::format("{}: {}", path.string(), action));
-}
-
-void sync(const fs::path &path, std::string_view failure = "cannot be written to the disk") {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0 || fsync(descriptor) != 0) {
-        const int error = errno;
-        if (descriptor >= 0)
-            close(descriptor);
-        errno = error;
-        fail_on(path, failure);
-    }
-    close(descriptor);
 }
 
 void remove_with_journal(const fs::path &file) {

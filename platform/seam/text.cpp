@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 
 #include <fmt/format.h>
 
@@ -175,6 +176,18 @@ std::string shortened(std::string_view text, std::size_t most) {
     while (tail < text.size() && continues(tail))
         ++tail;
     return fmt::format("{} ... [{} bytes] ... {}", text.substr(0, head), text.size(), text.substr(tail));
+}
+
+std::string utc_text(std::chrono::nanoseconds since_epoch, int digits) {
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(since_epoch);
+    const std::time_t time = seconds.count();
+    std::tm utc{};
+    gmtime_r(&time, &utc);
+    std::string text = fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:09}", utc.tm_year + 1900, utc.tm_mon + 1,
+                                   utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, (since_epoch - seconds).count());
+    constexpr std::size_t all_digits = 9;
+    text.resize(text.size() - all_digits + static_cast<std::size_t>(digits));
+    return text + 'Z';
 }
 
 } // namespace ocamp

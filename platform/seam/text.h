@@ -3,6 +3,7 @@
 // of logs.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -41,5 +42,8 @@ std::string shortened(std::string_view text, std::size_t most);
 
 /// Most bytes of a value in a message.
 inline constexpr std::size_t longest_shown_value = 64;
+
+/// A time since 1970 as UTC in the form of RFC 3339, with that many digits (1 to 9) behind the second's point.
+std::string utc_text(std::chrono::nanoseconds since_epoch, int digits);
 
 } // namespace ocamp

@@ -4,12 +4,12 @@
 
 #include "node/filter.h"
 #include "node/xpath_filter.h"
+#include "seam/text.h"
 #include "server/netconf/models.h"
 #include "server/netconf/request.h"
 
 #include <algorithm>
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 namespace ocamp::netconf {
@@ -162,10 +162,7 @@ void cut(YangTree &tree, const server::ReadFilter &filter) {
 }
 
 std::string written(std::chrono::system_clock::time_point time) {
-    const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(time);
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(milliseconds);
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(std::chrono::system_clock::to_time_t(seconds)),
-                       (milliseconds - seconds).count());
+    return utc_text(time.time_since_epoch(), 3);
 }
 
 } // namespace ocamp::netconf

@@ -96,6 +96,14 @@ TEST(ComplaintOfTheJsonLibrary, IsWithoutItsNumber) {
     EXPECT_EQ(without_error_number(""), "");
 }
 
+TEST(Times, AreShownInUtcWithTheDigitsAskedFor) {
+    using std::chrono::nanoseconds;
+    EXPECT_EQ(utc_text(nanoseconds(0), 1), "1970-01-01T00:00:00.0Z");
+    EXPECT_EQ(utc_text(nanoseconds(1582934399999999999), 3), "2020-02-28T23:59:59.999Z");
+    EXPECT_EQ(utc_text(nanoseconds(1582934400000000001), 9), "2020-02-29T00:00:00.000000001Z");
+    EXPECT_EQ(utc_text(nanoseconds(-1), 9), "1969-12-31T23:59:59.999999999Z");
+}
+
 TEST(ShortenedText, KeepsBeginningAndEndAndSaysHowLongItWas) {
     EXPECT_EQ(shortened("0123456789", 10), "0123456789");
     EXPECT_EQ(shortened("0123456789a", 8), "012345 ... [11 bytes] ... 9a");

@@ -38,4 +38,12 @@ while IFS=: read -r file included; do
     esac
     complain "server/$file includes $included, expected a header of the server or of the platform"
 done < <(cd ../server && grep -HoP '^\s*#\s*include\s*"\K[^"]+' ./*.h ./*.cpp | grep -v '^./protocols.cpp:')
+# The line lies above the platform, and knows neither the server nor the tools.
+while IFS=: read -r file included; do
+    case $included in
+        line/*) continue ;;
+        */*) [[ -v below[${included%%/*}] ]] && continue ;;
+    esac
+    complain "line/$file includes $included, expected a header of the line or of the platform"
+done < <(cd ../line && grep -HoP '^\s*#\s*include\s*"\K[^"]+' ./*.h ./*.cpp)
 exit $status

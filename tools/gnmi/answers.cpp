@@ -7,23 +7,12 @@
 #include "seam/text.h"
 
 #include <chrono>
-#include <ctime>
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 namespace ocamp::gnmi_client {
 
 namespace {
-
-// UTC, with all nine digits: many readers of JSON have not as many for the number.
-std::string time_text(std::int64_t timestamp) {
-    constexpr std::int64_t second = 1000000000;
-    const bool before_epoch = timestamp % second < 0;
-    const std::int64_t nanoseconds = timestamp % second + (before_epoch ? second : 0);
-    const std::time_t seconds = timestamp / second - (before_epoch ? 1 : 0);
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:09}Z", fmt::gmtime(seconds), nanoseconds);
-}
 
 // Names that the protocol does not have are numbers.
 template <class Enum>
@@ -32,7 +21,8 @@ std::string name_or_number(const std::string &name, Enum value) {
 }
 
 Json notification_json(const ::gnmi::Notification &notification) {
-    Json json{{"timestamp", notification.timestamp()}, {"time", time_text(notification.timestamp())}};
+    Json json{{"timestamp", notification.timestamp()},
+              {"time", utc_text(std::chrono::nanoseconds(notification.timestamp()), 9)}};
     if (!notification.prefix().target().empty())
         json["target"] = notification.prefix().target();
     if (notification.atomic())
@@ -129,8 +119,9 @@ std::string text_of(const ::gnmi::SetResponse &response, Output output) {
     }
     if (output == Output::flat)
         return text;
-    return printed(Json{
-               {"timestamp", response.timestamp()}, {"time", time_text(response.timestamp())}, {"results", results}}) +
+    return printed(Json{{"timestamp", response.timestamp()},
+                        {"time", utc_text(std::chrono::nanoseconds(response.timestamp()), 9)},
+                        {"results", results}}) +
            '\n';
 }
 

@@ -227,7 +227,7 @@ void add_subscriptions(CLI::App &command, Subscriptions &subscriptions) {
     command.add_flag("--updates-only", subscriptions.updates_only, "Not the values at the beginning");
 }
 
-constexpr const char *path_text = "Paths: /a/b[key=value]/c, with quotes around the value or without; '*' is any "
+constexpr const char *path_help = "Paths: /a/b[key=value]/c, with quotes around the value or without; '*' is any "
                                   "element or value, '...' any number of "
                                   "elements; ORIGIN:/a names other models.";
 
@@ -287,12 +287,12 @@ void add_rpc_commands(CLI::App &above, const Run &run) {
         },
         fmt::format("Example:\n  ocamp gnmi get --target node-1:9339 --username rita --format flat --path "
                     "\"/optical-amplifier/amplifiers/amplifier[name=*]/config/target-gain\"\n{}",
-                    path_text));
+                    path_help));
     add("set", "Change the configuration of a target, all or nothing", Rpc::set, add_changes,
         fmt::format("Example:\n  ocamp gnmi set --target node-1:9339 --username olga --update-value 14.2 --update-path "
                     "\"/optical-amplifier/amplifiers/amplifier[name=0/1-AMP-PRE]/config/target-gain\"\n"
                     "Deletes come first, then union replaces, replaces and updates.\n{}",
-                    path_text));
+                    path_help));
     add(
         "subscribe", "Read values of a target as they change", Rpc::subscribe,
         [](CLI::App &command, Options &options) {
@@ -303,7 +303,7 @@ void add_rpc_commands(CLI::App &above, const Run &run) {
                     "--path \"/optical-amplifier/amplifiers/amplifier[name=*]/config/target-gain\"\n"
                     "A stream ends with Ctrl-C. In mode poll each line of standard input asks again, and its end ends "
                     "the reading.\n{}",
-                    path_text));
+                    path_help));
 }
 
 } // namespace ocamp::gnmi_client
