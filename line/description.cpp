@@ -20,7 +20,7 @@ namespace {
 constexpr int nesting_limit = 16;
 constexpr std::size_t most_nodes = 1000, longest_name = 64;
 constexpr unsigned first_slot = 1, last_slot = 3;
-constexpr std::size_t most_directions = 2 * last_slot; // into each slot and out of it
+constexpr std::size_t most_directions = std::size_t{2} * last_slot; // into each slot and out of it
 
 template <class... Values>
 [[noreturn]] void fail(std::string_view path, fmt::format_string<Values...> format, Values &&...values) {
