@@ -61,7 +61,7 @@ std::string native_in_short(const std::string &path, const std::string &value) {
     const std::vector<std::string> steps = steps_of(path);
     std::string text = steps.empty() ? path : without_keys(steps.back());
     if (steps.size() > 1)
-        text = without_keys(steps[steps.size() - 2]) + "/" + text;
+        text.insert(0, without_keys(steps[steps.size() - 2]) + "/");
     for (const std::string &step : steps) {
         if (const std::string key = last_key(step); !key.empty())
             return escaped(key == value ? text : text + " of " + key);
