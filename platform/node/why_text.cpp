@@ -64,7 +64,7 @@ std::string native_in_short(const std::string &path, const std::string &value) {
         text.insert(0, without_keys(steps[steps.size() - 2]) + "/");
     for (const std::string &step : steps) {
         if (const std::string key = last_key(step); !key.empty())
-            return escaped(key == value ? text : text + " of " + key);
+            return escaped(key == value ? text : text.append(" of ").append(key));
     }
     return escaped(text);
 }
