@@ -12,7 +12,7 @@ import time
 import unittest
 
 import grpc
-from gnmi_client import (AMPLIFIER, PASSWORD, GnmiTest, Leaves, Server, ext, ocamp, path, pb, subscription, text,
+from gnmi_client import (AMPLIFIER, PASSWORD, USERS, GnmiTest, Leaves, Server, ext, ocamp, path, pb, subscription, text,
                          update)
 from lxml import etree
 from ncclient import manager
@@ -821,6 +821,24 @@ class ConnectionsTest(GnmiTest):
 
 
 class StopTest(GnmiTest):
+    def test_server_stops_while_passwords_are_checked(self):
+        get = pb.GetRequest(path=[path("/")]).SerializeToString()
+        subscribe = subscription("/", mode=STREAM).SerializeToString()
+        for delay in (0.005, 0.01, 0.02, 0.04, 0.08):
+            client = self.connect()
+            grpc.channel_ready_future(client.channel).result(60)
+            rpcs = []
+            for user in USERS:
+                metadata = [("username", user), ("password", PASSWORD)]
+                rpcs.append(client.channel.unary_unary("/gnmi.gNMI/Get").future(get, metadata=metadata))
+                rpcs.append(client.channel.stream_stream("/gnmi.gNMI/Subscribe")(iter([subscribe]), metadata=metadata))
+            time.sleep(delay)
+            self.assertEqual(0, self.server.end(signal.SIGTERM), self.server.read_log())
+            for rpc in rpcs:
+                self.assertIn(rpc.code(), (grpc.StatusCode.OK, grpc.StatusCode.UNAVAILABLE), rpc.details())
+            client.close()
+            self.server.start()
+
     def test_server_stops_with_open_streams_within_2_s(self):
         streams = [Leaves(self.client.subscribe([subscription("/", mode=STREAM)])).until_sync() for _ in range(50)]
         begin = time.time()
