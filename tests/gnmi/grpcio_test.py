@@ -466,6 +466,8 @@ class SetTest(GnmiTest):
 
 
 class CommitTest(GnmiTest):
+    options = ("--insecure", "--netconf", "127.0.0.1:0")
+
     def commit(self, value=None, id="c1", **action):
         operations = [update(GAIN, double_val=value)] if value is not None else []
         return self.client.set(update=operations, extension=[ext.Extension(commit=ext.Commit(id=id, **action))])
@@ -483,6 +485,30 @@ class CommitTest(GnmiTest):
         self.assertEqual(4.5, self.gain())
         self.commit(confirm=ext.CommitConfirm())
         self.assertEqual(4.5, self.gain())
+        self.assert_refused(PRECONDITION, lambda: self.commit(confirm=ext.CommitConfirm()))
+
+    def test_a_candidate_of_others_keeps_nobody_from_confirming_and_is_not_committed_along(self):
+        self.begin(4.7, seconds=30)
+        other = BOOSTER + "/config/target-gain"
+        before = self.client.value(other)
+        with manager.connect(host="127.0.0.1", port=self.server.ports["netconf"], username="olga", password=PASSWORD,
+                             hostkey_verify=False, look_for_keys=False, allow_agent=False) as session:
+            session.lock("candidate")
+            session.edit_config(
+                target="candidate",
+                config="""<config xmlns="urn:ietf:params:xml:ns:netconf:base:1.0"><optical-amplifier
+                    xmlns="http://openconfig.net/yang/optical-amplfier"><amplifiers><amplifier><name>0/1-AMP-BST</name>
+                    <config><target-gain>9.9</target-gain></config></amplifier></amplifiers></optical-amplifier>
+                    </config>""")
+            longer = ext.CommitSetRollbackDuration()
+            longer.rollback_duration.seconds = 60
+            self.commit(set_rollback_duration=longer)
+            self.commit(confirm=ext.CommitConfirm())
+            self.assertEqual(4.7, self.gain())
+            self.assertEqual(before, self.client.value(other))
+            self.assertIn("<target-gain>9.9</target-gain>", session.get_config("candidate").data_xml)
+            session.discard_changes()
+            session.unlock("candidate")
         self.assert_refused(PRECONDITION, lambda: self.commit(confirm=ext.CommitConfirm()))
 
     def test_cancelled_goes_back(self):
