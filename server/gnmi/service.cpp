@@ -255,18 +255,12 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
             if (!stream_)
                 subscribe();
             else if (request_.has_poll())
-                stream_->poll();
+                poll();
             else
                 throw invalid("request", "expected one SubscriptionList, and polls after it when its mode is POLL");
         } catch (const RpcError &error) {
             end(status_of(error));
-            return;
         }
-        // Who polls is read again when it has been answered.
-        if (request_.has_poll())
-            polled();
-        else
-            read();
     }
 
     void OnWriteDone(bool ok) override {
@@ -322,11 +316,16 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
             stream_ = stream;
         }
         stream->start();
+        read();
     }
 
-    void polled() {
-        const std::lock_guard guard(mutex_);
-        poll_under_way_ = true;
+    // Who polls is read again when it has been answered, which may be before this returns.
+    void poll() {
+        {
+            const std::lock_guard guard(mutex_);
+            poll_under_way_ = true;
+        }
+        stream_->poll();
     }
 
     void end_after_backlog() {
