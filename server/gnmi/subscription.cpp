@@ -53,7 +53,12 @@ void Backlog::update(const LeafPointer &leaf, std::chrono::system_clock::time_po
 }
 
 void Backlog::remove(const LeafPointer &leaf, std::chrono::system_clock::time_point at) {
-    put(leaf, true, at);
+    if (known_.contains(leaf)) {
+        put(leaf, true, at);
+    } else if (const auto found = by_path_.find(leaf->path); found != by_path_.end()) {
+        items_.erase(found->second);
+        by_path_.erase(found);
+    }
 }
 
 void Backlog::sync() {
@@ -90,7 +95,9 @@ std::optional<::gnmi::SubscribeResponse> Backlog::take(::gnmi::Encoding encoding
         const ::gnmi::Path path = to_message({Step{item.leaf->schema->name, {}}});
         if (item.gone) {
             *notification.add_delete_() = path;
+            known_.erase(item.leaf);
         } else {
+            known_.insert(item.leaf);
             ::gnmi::Update &update = *notification.add_update();
             *update.mutable_path() = path;
             *update.mutable_val() = leaf_value(*item.leaf->schema, item.leaf->value, encoding);
@@ -221,7 +228,7 @@ void Stream::deliver_everything() {
     read([this](const Reading &reading) {
         for (Item &item : items_) {
             if (updates_only_)
-                item.sent = reading.select(item.path, item.levels, item.kind);
+                assume_known(item, reading);
             else
                 deliver(item, reading, Extent::everything);
         }
@@ -232,7 +239,13 @@ void Stream::deliver_everything() {
     });
 }
 
-// With the lock held.
+// With the lock held, as what follows.
+void Stream::assume_known(Item &item, const Reading &reading) {
+    item.sent = reading.select(item.path, item.levels, item.kind);
+    for (const LeafPointer &leaf : *item.sent)
+        backlog_.know(leaf);
+}
+
 void Stream::deliver(Item &item, const Reading &reading, Extent extent) {
     static const auto none = std::make_shared<const Leaves>();
     const std::shared_ptr<const Leaves> now = reading.select(item.path, item.levels, item.kind);
