@@ -132,6 +132,10 @@ Stream::Stream(const ::gnmi::SubscribeRequest &request, Readings &readings, Wake
         add(subscription, list, depth_of(request.extension()));
 }
 
+Stream::~Stream() {
+    readings_.forget(this);
+}
+
 void Stream::add(const ::gnmi::Subscription &subscription, const ::gnmi::SubscriptionList &list, std::size_t levels) {
     Item item{.path = joined(list.prefix(), subscription.path()), .levels = levels};
     schema_nodes(item.path);
@@ -198,11 +202,9 @@ void Stream::start() {
         return;
     // Before the first reading, so that no change falls between.
     if (wants_changes_)
-        readings_.watch([weak = weak_from_this()] {
-            const std::shared_ptr<Stream> stream = weak.lock();
-            if (stream)
+        readings_.watch(this, [weak = weak_from_this()] {
+            if (const std::shared_ptr<Stream> stream = weak.lock())
                 stream->node_changed();
-            return stream != nullptr;
         });
     deliver_everything();
     if (mode_ != ::gnmi::SubscriptionList::STREAM)
@@ -279,7 +281,7 @@ void Stream::repeat(std::size_t index, Clock::duration interval, Extent extent, 
     const Clock::duration past_tick = due.time_since_epoch() % shortest_sample;
     const Clock::time_point tick =
         past_tick == Clock::duration::zero() ? due : due + (Clock::duration(shortest_sample) - past_tick);
-    readings_.at(tick, [weak = weak_from_this(), index, interval, extent, due] {
+    readings_.at(tick, this, [weak = weak_from_this(), index, interval, extent, due] {
         const std::shared_ptr<Stream> stream = weak.lock();
         if (!stream)
             return;

@@ -57,7 +57,8 @@ class Backlog {
     std::unordered_map<std::string, std::list<Item>::iterator> by_path_;
 };
 
-/// Safe from any thread. Timers and readings hold weak pointers: when the owner lets go, the stream ends.
+/// Safe from any thread. Timers and readings hold weak pointers: when the owner lets go, the stream ends and its timers
+/// and watches are dropped.
 class Stream : public std::enable_shared_from_this<Stream> {
   public:
     using Clock = Readings::Clock;
@@ -70,6 +71,9 @@ class Stream : public std::enable_shared_from_this<Stream> {
 
     /// `list` is checked here. Nothing happens before start(). Throws RpcError.
     Stream(const ::gnmi::SubscribeRequest &request, Readings &readings, Wake wake);
+    ~Stream();
+    Stream(const Stream &) = delete;
+    Stream &operator=(const Stream &) = delete;
 
     /// Begins: the values of the moment for STREAM and ONCE. For POLL nothing happens before poll().
     void start();
