@@ -163,7 +163,10 @@ void Stream::add_stream_item(Item item, const ::gnmi::Subscription &subscription
             throw invalid("sample_interval", "stands with TARGET_DEFINED, expected it with SAMPLE");
         Item measured = item;
         measured.kind = LeafKind::measured;
-        measured.sample = own_sample;
+        // Samples that are sent whatever their value are heartbeats, too.
+        measured.sample = item.heartbeat && !item.suppress_redundant
+                              ? std::min<Clock::duration>(own_sample, *item.heartbeat)
+                              : own_sample;
         items_.push_back(std::move(measured));
         item.kind = LeafKind::settled;
         item.on_change = true;

@@ -700,6 +700,18 @@ class SubscribeTest(GnmiTest):
         self.assertIn("/instant", told)
         self.assertNotIn("/target-gain", told)
 
+    def test_target_defined_with_heartbeat_sends_measured_and_other_values_once_an_interval(self):
+        measured, other = PRE + "/state/actual-gain/instant", PRE + "/state/type"
+        for redundant in False, True:
+            leaves = Leaves(self.client.subscribe([
+                subscription(measured, other, mode=STREAM, heartbeat_interval=SECOND, suppress_redundant=redundant)]))
+            leaves.until_sync()
+            begin = time.time()
+            told = []
+            while told.count("instant") < 3 or told.count("type") < 3:
+                told += [one.path.elem[-1].name for one in leaves.take().update.update]
+            self.assertLess(time.time() - begin, 9)
+
     def test_a_sample_interval_with_target_defined_is_invalid(self):
         refused = lambda: self.open(GAIN, how=pb.TARGET_DEFINED, sample_interval=SECOND).stream
         self.assert_refused(INVALID, refused, "TARGET_DEFINED")
