@@ -258,8 +258,8 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
                 poll();
             else
                 throw invalid("request", "expected one SubscriptionList, and polls after it when its mode is POLL");
-        } catch (const RpcError &error) {
-            end(status_of(error));
+        } catch (const std::exception &error) {
+            end(status_of(rpc_error_of(error)));
         }
     }
 
@@ -341,6 +341,15 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
         const std::lock_guard guard(mutex_);
         if (writing_ || finished_ || !stream_)
             return;
+        try {
+            send_next();
+        } catch (const std::exception &error) {
+            finish(status_of(rpc_error_of(error)));
+        }
+    }
+
+    // With the lock held.
+    void send_next() {
         if (std::optional<::gnmi::SubscribeResponse> response = stream_->take()) {
             const bool synchronized = response->sync_response();
             response_ = std::move(*response);
@@ -454,15 +463,13 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
     }
 
   private:
-    // Carries out what may throw an RpcError.
+    // Carries out what may throw.
     template <class Work>
     static void answer(Call &call, Work work) {
         try {
             work();
-        } catch (const RpcError &error) {
-            call.finish(status_of(error));
         } catch (const std::exception &error) {
-            call.finish({grpc::StatusCode::INTERNAL, error.what()});
+            call.finish(status_of(rpc_error_of(error)));
         }
     }
 

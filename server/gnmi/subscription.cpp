@@ -185,11 +185,13 @@ void Stream::read(std::function<void(const Reading &reading)> use) {
         const std::shared_ptr<Stream> stream = weak.lock();
         if (!stream)
             return;
-        if (const auto *error = std::get_if<RpcError>(&outcome)) {
-            stream->fail(*error);
-        } else {
+        try {
+            if (const auto *error = std::get_if<RpcError>(&outcome))
+                throw RpcError(*error);
             const std::lock_guard guard(stream->mutex_);
             use(*std::get<std::shared_ptr<const Reading>>(outcome));
+        } catch (const std::exception &error) {
+            stream->fail(rpc_error_of(error));
         }
         stream->wake_();
     });
