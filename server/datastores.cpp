@@ -350,10 +350,25 @@ Result Datastores::carry_out(const SessionInfo &caller, const Commit &commit) {
         throw RequestError(error_tag::invalid_value, "", "confirm-timeout: expected at least 1 second");
     if (commit.persist && !commit.confirmed)
         throw RequestError(error_tag::invalid_value, "", "persist: expected with a confirmed commit alone");
-    check_native_edit(caller.principal, candidate_.native_node);
-    refuse_locked(Datastore::candidate, caller.id);
+    if (commit.candidate) {
+        check_native_edit(caller.principal, candidate_.native_node);
+        refuse_locked(Datastore::candidate, caller.id);
+    } else if (!pending_) {
+        throw RequestError(error_tag::operation_failed, "", "no confirmed commit is pending");
+    }
     refuse_locked(Datastore::running, caller.id);
     check_pending(caller, commit.persist_id);
+    if (commit.candidate)
+        commit_candidate(caller, commit);
+    if (commit.confirmed)
+        begin_pending(caller, commit);
+    else if (pending_)
+        confirm(caller);
+    return {};
+}
+
+// Of a commit that may be made. One that is to be confirmed is pending afterwards.
+void Datastores::commit_candidate(const SessionInfo &caller, const Commit &commit) {
     const bool begins = commit.confirmed && !pending_;
     try {
         // Also when there is nothing to change: the configuration of this moment is what comes back.
@@ -383,11 +398,6 @@ Result Datastores::carry_out(const SessionInfo &caller, const Commit &commit) {
         throw;
     }
     discard();
-    if (commit.confirmed)
-        begin_pending(caller, commit);
-    else if (pending_)
-        confirm(caller);
-    return {};
 }
 
 // Of a commit that is made: sets its time, or sets it anew.

@@ -77,6 +77,7 @@ class Datastores {
 
     void check_pending(const SessionInfo &caller, const std::optional<std::string> &persist_id) const;
     void begin_pending(const SessionInfo &caller, const Commit &commit);
+    void commit_candidate(const SessionInfo &caller, const Commit &commit);
     void confirm(const SessionInfo &caller);
     void take_back(const Author &author, ConfirmedCommitEvent::Kind kind);
     void look_for_changes();

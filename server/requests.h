@@ -100,6 +100,9 @@ struct Unlock {
 
 /// Makes the candidate the running configuration. Operators; admins when anything native was edited in the candidate.
 struct Commit {
+    /// False: confirms the pending commit, or begins its time anew, and does no more: the candidate stays as it is,
+    /// whoever has locked or changed it. Refused with operation_failed when none is pending.
+    bool candidate = true;
     /// The former configuration comes back unless another commit confirms this one in time. A confirmed commit while
     /// one is pending begins the time anew; what comes back stays the configuration before the first.
     bool confirmed = false;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -95,6 +96,17 @@ class Found {
     std::set<const Node *> seen_;
 };
 
+// Where a search has been: wildcards lead to one node and step in many ways, and what is below is the same each time.
+template <class Node>
+class Visited {
+  public:
+    /// False when it has been there.
+    bool enter(const Node *node, std::size_t step) { return places_.emplace(node, step).second; }
+
+  private:
+    std::set<std::pair<const Node *, std::size_t>> places_;
+};
+
 class SchemaMatch {
   public:
     explicit SchemaMatch(const Path &path) : schema_(schema_of(path.origin)), steps_(path.steps) {}
@@ -110,6 +122,8 @@ class SchemaMatch {
             found_.add(parent);
             return;
         }
+        if (!visited_.enter(parent, step))
+            return;
         const bool any = steps_[step].name == any_steps;
         if (any)
             below(parent, step + 1);
@@ -129,6 +143,7 @@ class SchemaMatch {
     const Schema &schema_;
     const std::vector<Step> &steps_;
     Found<lysc_node> found_;
+    Visited<lysc_node> visited_;
 };
 
 bool is_of(const lyd_node &root, Origin origin) {
@@ -161,6 +176,8 @@ class DataMatch {
 
   private:
     void match(const lyd_node &node, std::size_t step) {
+        if (!visited_.enter(&node, step))
+            return;
         const Step &wanted = path_.steps[step];
         if (wanted.name == any_steps) {
             // It stands for no element, for this one as the last, or for this one with more below it.
@@ -188,6 +205,7 @@ class DataMatch {
 
     const Path &path_;
     Found<lyd_node> found_;
+    Visited<lyd_node> visited_;
 };
 
 } // namespace

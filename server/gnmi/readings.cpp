@@ -112,19 +112,39 @@ void Readings::Inbox::post(Job job) {
     changed.notify_one();
 }
 
-void Readings::at(Clock::time_point time, Job job) {
+void Readings::at(Clock::time_point time, Owner owner, Job job) {
     {
         const std::lock_guard guard(inbox_->mutex);
-        inbox_->later.emplace(time, std::move(job));
+        inbox_->later.emplace(time, OwnedJob{owner, std::move(job)});
     }
     inbox_->changed.notify_one();
+}
+
+void Readings::forget(Owner owner) {
+    std::vector<Job> dropped; // what they hold may end here, and not under the lock
+    {
+        const std::lock_guard guard(inbox_->mutex);
+        for (auto at = inbox_->later.begin(); at != inbox_->later.end();) {
+            if (at->second.owner != owner) {
+                ++at;
+                continue;
+            }
+            dropped.push_back(std::move(at->second.job));
+            at = inbox_->later.erase(at);
+        }
+    }
+    inbox_->post([this, owner] {
+        std::erase_if(watchers_, [owner](const OwnedJob &watcher) { return watcher.owner == owner; });
+        if (watchers_.empty())
+            changes_.reset();
+    });
 }
 
 void Readings::run() {
     std::unique_lock lock(inbox_->mutex);
     while (!inbox_->ending) {
         if (!inbox_->later.empty() && inbox_->later.begin()->first <= Clock::now()) {
-            inbox_->jobs.push_back(std::move(inbox_->later.begin()->second));
+            inbox_->jobs.push_back(std::move(inbox_->later.begin()->second.job));
             inbox_->later.erase(inbox_->later.begin());
         } else if (!inbox_->jobs.empty()) {
             Job job = std::move(inbox_->jobs.front());
@@ -152,9 +172,9 @@ void Readings::read(bool native, Receiver receiver) {
     });
 }
 
-void Readings::watch(std::function<bool()> changed) {
-    inbox_->post([this, changed = std::move(changed)]() mutable {
-        watchers_.push_back(std::move(changed));
+void Readings::watch(Owner owner, Job changed) {
+    inbox_->post([this, owner, changed = std::move(changed)]() mutable {
+        watchers_.push_back({owner, std::move(changed)});
         if (changes_)
             return;
         changes_ = core_.subscribe(server::Interest::everything,
@@ -166,9 +186,8 @@ void Readings::watch(std::function<bool()> changed) {
 }
 
 void Readings::tell_watchers() {
-    std::erase_if(watchers_, [](const std::function<bool()> &changed) { return !changed(); });
-    if (watchers_.empty())
-        changes_.reset();
+    for (const OwnedJob &watcher : watchers_)
+        watcher.job();
 }
 
 void Readings::begin_reading() {

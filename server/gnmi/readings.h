@@ -92,15 +92,24 @@ class Readings {
 
     /// Calls the receiver in the thread, with a reading that begins after this call.
     void read(bool native, Receiver receiver);
+    /// Whose timers and watches they are; never looked into.
+    using Owner = const void *;
+
     /// The job is done in the thread when the time has come.
-    void at(Clock::time_point time, Job job);
-    /// Calls it in the thread after each change of the node, until it returns false.
-    void watch(std::function<bool()> changed);
+    void at(Clock::time_point time, Owner owner, Job job);
+    /// Calls it in the thread after each change of the node.
+    void watch(Owner owner, Job changed);
+    /// Drops the owner's timers and, in the thread, its watches.
+    void forget(Owner owner);
 
   private:
     struct Request {
         bool native;
         Receiver receiver;
+    };
+    struct OwnedJob {
+        Owner owner;
+        Job job;
     };
 
     // What other threads hand over. It may outlive this object in completions of the core's.
@@ -108,7 +117,7 @@ class Readings {
         std::mutex mutex;
         std::condition_variable changed;
         std::deque<Job> jobs;
-        std::multimap<Clock::time_point, Job> later;
+        std::multimap<Clock::time_point, OwnedJob> later;
         bool ending = false;
 
         void post(Job job);
@@ -124,7 +133,7 @@ class Readings {
     std::vector<Request> wanted_;              // for the next reading
     std::vector<Request> under_way_;
     std::optional<server::Subscription> changes_; // while somebody watches
-    std::vector<std::function<bool()>> watchers_;
+    std::vector<OwnedJob> watchers_;
     std::shared_ptr<Inbox> inbox_ = std::make_shared<Inbox>();
     std::thread thread_;
 };

@@ -4,6 +4,8 @@
 #include "seam/text.h"
 #include "server/status_codes.h"
 
+#include <new>
+
 #include <fmt/format.h>
 
 namespace ocamp::gnmi {
@@ -29,6 +31,14 @@ std::string text_of(const server::Refusal &refusal) {
 
 RpcError::RpcError(const server::Refusal &refusal)
     : RpcError(static_cast<Code>(server::status_code(refusal.tag)), text_of(refusal)) {}
+
+RpcError rpc_error_of(const std::exception &error) {
+    if (const auto *refused = dynamic_cast<const RpcError *>(&error))
+        return *refused;
+    if (dynamic_cast<const std::bad_alloc *>(&error) != nullptr)
+        return {Code::resource_exhausted, "not enough memory"};
+    return {Code::internal, readable(error.what())};
+}
 
 RpcError refused(Code code, std::string_view place, std::string_view reason) {
     return {code, fmt::format("{}: {}", readable(place), readable(reason))};

@@ -3,6 +3,7 @@
 
 #include "server/requests.h"
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -35,6 +36,10 @@ class RpcError : public std::runtime_error {
   private:
     Code code_;
 };
+
+/// What an RPC ends with for an exception: an RpcError is told as it is, missing memory is RESOURCE_EXHAUSTED, and all
+/// else INTERNAL.
+RpcError rpc_error_of(const std::exception &error);
 
 /// "PLACE: REASON", shortened.
 RpcError refused(Code code, std::string_view place, std::string_view reason);

@@ -154,6 +154,14 @@ class Call {
         return call;
     }
 
+    // Does what uses the request, unless the RPC is finished and its request gone. Who finishes it waits meanwhile, so
+    // this hands over and returns.
+    void proceed(const std::function<void()> &work) {
+        const std::lock_guard guard(mutex_);
+        if (!finished_)
+            work();
+    }
+
     // The response is written under this, for it is gone when the RPC is finished.
     void finish(const grpc::Status &status, const std::function<void()> &write_response = {}) {
         const std::lock_guard guard(mutex_);
@@ -167,7 +175,7 @@ class Call {
     }
 
   private:
-    std::mutex mutex_;
+    std::recursive_mutex mutex_; // the work of proceed() may finish the RPC
     bool finished_ = false;
     grpc::ServerUnaryReactor *reactor_;
     OpenRpcs &open_;
@@ -208,17 +216,18 @@ struct Surroundings {
     }
 };
 
-// One Subscribe RPC. Lives until gRPC is done with it; readings and timers hold weak pointers.
+// One Subscribe RPC. Lives until gRPC is done with it; readings, timers and log-ins hold weak pointers. One of them may
+// keep it for a moment longer than the server lives: what surrounds it is touched before it is finished alone.
 class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest, ::gnmi::SubscribeResponse>,
                          public std::enable_shared_from_this<SubscribeReactor> {
   public:
-    SubscribeReactor(Surroundings &surroundings) : surroundings_(surroundings) { ++surroundings_.streams; }
-    ~SubscribeReactor() override { --surroundings_.streams; }
+    SubscribeReactor(Surroundings &surroundings) : surroundings_(surroundings) {}
     SubscribeReactor(const SubscribeReactor &) = delete;
     SubscribeReactor &operator=(const SubscribeReactor &) = delete;
 
     void begin(const grpc::CallbackServerContext &context) {
         self_ = shared_from_this();
+        ++surroundings_.streams;
         number_ = surroundings_.open.add([weak = weak_from_this()](const grpc::Status &status) {
             if (const auto reactor = weak.lock())
                 reactor->end(status);
@@ -228,15 +237,8 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
             return;
         }
         surroundings_.authenticate(context, [weak = weak_from_this()](const server::LogInAnswer &answer) {
-            const auto reactor = weak.lock();
-            if (!reactor)
-                return;
-            if (!answer) {
-                reactor->end(unauthenticated_status);
-                return;
-            }
-            reactor->surroundings_.open.set_user(reactor->number_, *answer);
-            reactor->read();
+            if (const auto reactor = weak.lock())
+                reactor->logged_in(answer);
         });
     }
 
@@ -253,18 +255,12 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
             if (!stream_)
                 subscribe();
             else if (request_.has_poll())
-                stream_->poll();
+                poll();
             else
                 throw invalid("request", "expected one SubscriptionList, and polls after it when its mode is POLL");
-        } catch (const RpcError &error) {
-            end(status_of(error));
-            return;
+        } catch (const std::exception &error) {
+            end(status_of(rpc_error_of(error)));
         }
-        // Who polls is read again when it has been answered.
-        if (request_.has_poll())
-            polled();
-        else
-            read();
     }
 
     void OnWriteDone(bool ok) override {
@@ -279,11 +275,28 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
     void OnCancel() override { end(grpc::Status::CANCELLED); }
 
     void OnDone() override {
+        {
+            const std::lock_guard guard(mutex_);
+            stream_.reset();
+        }
         surroundings_.open.remove(number_);
+        --surroundings_.streams;
         const std::shared_ptr<SubscribeReactor> last = std::move(self_);
     }
 
   private:
+    void logged_in(const server::LogInAnswer &answer) {
+        const std::lock_guard guard(mutex_);
+        if (finished_)
+            return;
+        if (!answer) {
+            finish(unauthenticated_status);
+            return;
+        }
+        surroundings_.open.set_user(number_, *answer);
+        StartRead(&request_);
+    }
+
     void read() {
         const std::lock_guard guard(mutex_);
         if (!finished_)
@@ -303,11 +316,16 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
             stream_ = stream;
         }
         stream->start();
+        read();
     }
 
-    void polled() {
-        const std::lock_guard guard(mutex_);
-        poll_under_way_ = true;
+    // Who polls is read again when it has been answered, which may be before this returns.
+    void poll() {
+        {
+            const std::lock_guard guard(mutex_);
+            poll_under_way_ = true;
+        }
+        stream_->poll();
     }
 
     void end_after_backlog() {
@@ -323,6 +341,15 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
         const std::lock_guard guard(mutex_);
         if (writing_ || finished_ || !stream_)
             return;
+        try {
+            send_next();
+        } catch (const std::exception &error) {
+            finish(status_of(rpc_error_of(error)));
+        }
+    }
+
+    // With the lock held.
+    void send_next() {
         if (std::optional<::gnmi::SubscribeResponse> response = stream_->take()) {
             const bool synchronized = response->sync_response();
             response_ = std::move(*response);
@@ -400,13 +427,13 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
         return unary(*context, [this, request, response](const std::shared_ptr<Call> &call, const server::Principal &) {
             const auto query = std::make_shared<const GetQuery>(*request);
             surroundings_.readings.read(
-                query->wants_native(), [this, call, query, response](const ReadingOutcome &outcome) {
+                query->wants_native(), [call, query, response, limit = surroundings_.core.limits().message_size](
+                                           const ReadingOutcome &outcome) {
                     answer(*call, [&] {
                         if (const auto *error = std::get_if<RpcError>(&outcome))
                             throw RpcError(*error);
                         const Reading &reading = *std::get<std::shared_ptr<const Reading>>(outcome);
-                        ::gnmi::GetResponse answered =
-                            query->answer(reading.tree(), reading.read_at(), surroundings_.core.limits().message_size);
+                        ::gnmi::GetResponse answered = query->answer(reading.tree(), reading.read_at(), limit);
                         call->finish(grpc::Status::OK, [&] { *response = std::move(answered); });
                     });
                 });
@@ -436,15 +463,13 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
     }
 
   private:
-    // Carries out what may throw an RpcError.
+    // Carries out what may throw.
     template <class Work>
     static void answer(Call &call, Work work) {
         try {
             work();
-        } catch (const RpcError &error) {
-            call.finish(status_of(error));
         } catch (const std::exception &error) {
-            call.finish({grpc::StatusCode::INTERNAL, error.what()});
+            call.finish(status_of(rpc_error_of(error)));
         }
     }
 
@@ -453,10 +478,13 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
         grpc::ServerUnaryReactor *reactor = context.DefaultReactor();
         const std::shared_ptr<Call> call = Call::begin(reactor, surroundings_.open);
         surroundings_.authenticate(context, [call, work](const server::LogInAnswer &principal) {
-            if (!principal)
-                call->finish(unauthenticated_status);
-            else
-                answer(*call, [&] { work(call, *principal); });
+            // The server may have ended while the password was checked.
+            call->proceed([&] {
+                if (!principal)
+                    call->finish(unauthenticated_status);
+                else
+                    answer(*call, [&] { work(call, *principal); });
+            });
         });
         return reactor;
     }

@@ -47,6 +47,19 @@ std::vector<Place> way_to(const Path &path) {
     return way;
 }
 
+// A text for the root and for each node on a way.
+std::vector<std::string> nodes_on(const std::vector<Place> &way, Origin origin) {
+    std::vector<std::string> nodes{text_of(Path{origin, {}})};
+    Path path{origin, {}};
+    for (const Place &place : way) {
+        Step &step = path.steps.emplace_back(Step{place.node->name, {}});
+        if (is_list(*place.node))
+            step.keys = place.step->keys;
+        nodes.push_back(text_of(path));
+    }
+    return nodes;
+}
+
 std::string member_name(const lysc_node &node, const lysc_node *parent) {
     return parent == nullptr || parent->module != node.module ? fmt::format("{}:{}", node.module->name, node.name)
                                                               : std::string(node.name);
@@ -188,19 +201,34 @@ void SetEdit::add_delete(const ::gnmi::Path &prefix, const ::gnmi::Path &path) {
     add_result(path, ::gnmi::UpdateResult::DELETE);
 }
 
-// The values of one path are united and then take its place. Native values come first: what OpenConfig says beside
-// them is merged into what they leave, for both describe one configuration.
+// The values of one node are united and then take its place, those below it too, whatever their order: the ones above
+// come first. Native values come before the others: what OpenConfig says beside them is merged into what they leave,
+// for both describe one configuration.
 void SetEdit::add_union(const ::gnmi::SetRequest &request) {
+    struct Value {
+        Path path;
+        std::vector<std::string> nodes; // each on the way to it and itself, the same however the path is written
+        const ::gnmi::TypedValue *value;
+    };
+    std::vector<Value> all;
+    for (const ::gnmi::Update &update : request.union_replace()) {
+        Path path = joined(request.prefix(), update.path());
+        schema_nodes(path);
+        std::vector<std::string> nodes = nodes_on(way_to(path), path.origin);
+        all.push_back({std::move(path), std::move(nodes), &update.val()});
+    }
+    // Clang 14 does not take libstdc++'s std::ranges::stable_sort of this.
+    std::stable_sort(all.begin(), all.end(), [](const Value &a, const Value &b) {
+        return std::pair(a.path.origin != Origin::native, a.nodes.size()) <
+               std::pair(b.path.origin != Origin::native, b.nodes.size());
+    });
+    const bool native = !all.empty() && all.front().path.origin == Origin::native;
     std::set<std::string> replaced;
-    std::vector<std::pair<Path, const ::gnmi::TypedValue *>> all;
-    for (const ::gnmi::Update &update : request.union_replace())
-        all.emplace_back(joined(request.prefix(), update.path()), &update.val());
-    // Clang 14 does not take libstdc++'s std::ranges::stable_partition.
-    std::stable_partition(all.begin(), all.end(), [](const auto &one) { return one.first.origin == Origin::native; });
-    const bool native = !all.empty() && all.front().first.origin == Origin::native;
-    for (const auto &[path, value] : all) {
-        const bool first = replaced.insert(text_of(path)).second;
-        add_update(path, *value, first && (path.origin == Origin::native || !native));
+    for (const Value &one : all) {
+        const bool united =
+            std::ranges::any_of(one.nodes, [&](const std::string &node) { return replaced.contains(node); });
+        replaced.insert(one.nodes.back());
+        add_update(one.path, *one.value, !united && (one.path.origin == Origin::native || !native));
     }
     for (const ::gnmi::Update &update : request.union_replace())
         add_result(update.path(), ::gnmi::UpdateResult::UNION_REPLACE);

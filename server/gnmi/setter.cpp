@@ -134,9 +134,10 @@ void Setter::commit(Session &session, const SetEdit &edit, const CommitAction &a
         session.carry_out(server::CancelCommit{.persist_id = action.id});
         return;
     }
-    // What others have in the candidate is not committed along.
-    session.carry_out(server::Lock{server::Datastore::candidate});
-    server::Commit commit;
+    // What others have in the candidate is not committed along, and keeps nobody from confirming.
+    server::Commit commit{.candidate = action.kind == CommitAction::Kind::commit};
+    if (commit.candidate)
+        session.carry_out(server::Lock{server::Datastore::candidate});
     if (action.kind != CommitAction::Kind::confirm) {
         commit.confirmed = true;
         commit.timeout = action.duration;

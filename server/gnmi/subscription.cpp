@@ -53,7 +53,12 @@ void Backlog::update(const LeafPointer &leaf, std::chrono::system_clock::time_po
 }
 
 void Backlog::remove(const LeafPointer &leaf, std::chrono::system_clock::time_point at) {
-    put(leaf, true, at);
+    if (known_.contains(leaf)) {
+        put(leaf, true, at);
+    } else if (const auto found = by_path_.find(leaf->path); found != by_path_.end()) {
+        items_.erase(found->second);
+        by_path_.erase(found);
+    }
 }
 
 void Backlog::sync() {
@@ -90,7 +95,9 @@ std::optional<::gnmi::SubscribeResponse> Backlog::take(::gnmi::Encoding encoding
         const ::gnmi::Path path = to_message({Step{item.leaf->schema->name, {}}});
         if (item.gone) {
             *notification.add_delete_() = path;
+            known_.erase(item.leaf);
         } else {
+            known_.insert(item.leaf);
             ::gnmi::Update &update = *notification.add_update();
             *update.mutable_path() = path;
             *update.mutable_val() = leaf_value(*item.leaf->schema, item.leaf->value, encoding);
@@ -125,6 +132,10 @@ Stream::Stream(const ::gnmi::SubscribeRequest &request, Readings &readings, Wake
         add(subscription, list, depth_of(request.extension()));
 }
 
+Stream::~Stream() {
+    readings_.forget(this);
+}
+
 void Stream::add(const ::gnmi::Subscription &subscription, const ::gnmi::SubscriptionList &list, std::size_t levels) {
     Item item{.path = joined(list.prefix(), subscription.path()), .levels = levels};
     schema_nodes(item.path);
@@ -152,7 +163,10 @@ void Stream::add_stream_item(Item item, const ::gnmi::Subscription &subscription
             throw invalid("sample_interval", "stands with TARGET_DEFINED, expected it with SAMPLE");
         Item measured = item;
         measured.kind = LeafKind::measured;
-        measured.sample = own_sample;
+        // Samples that are sent whatever their value are heartbeats, too.
+        measured.sample = item.heartbeat && !item.suppress_redundant
+                              ? std::min<Clock::duration>(own_sample, *item.heartbeat)
+                              : own_sample;
         items_.push_back(std::move(measured));
         item.kind = LeafKind::settled;
         item.on_change = true;
@@ -171,11 +185,13 @@ void Stream::read(std::function<void(const Reading &reading)> use) {
         const std::shared_ptr<Stream> stream = weak.lock();
         if (!stream)
             return;
-        if (const auto *error = std::get_if<RpcError>(&outcome)) {
-            stream->fail(*error);
-        } else {
+        try {
+            if (const auto *error = std::get_if<RpcError>(&outcome))
+                throw RpcError(*error);
             const std::lock_guard guard(stream->mutex_);
             use(*std::get<std::shared_ptr<const Reading>>(outcome));
+        } catch (const std::exception &error) {
+            stream->fail(rpc_error_of(error));
         }
         stream->wake_();
     });
@@ -191,11 +207,9 @@ void Stream::start() {
         return;
     // Before the first reading, so that no change falls between.
     if (wants_changes_)
-        readings_.watch([weak = weak_from_this()] {
-            const std::shared_ptr<Stream> stream = weak.lock();
-            if (stream)
+        readings_.watch(this, [weak = weak_from_this()] {
+            if (const std::shared_ptr<Stream> stream = weak.lock())
                 stream->node_changed();
-            return stream != nullptr;
         });
     deliver_everything();
     if (mode_ != ::gnmi::SubscriptionList::STREAM)
@@ -221,7 +235,7 @@ void Stream::deliver_everything() {
     read([this](const Reading &reading) {
         for (Item &item : items_) {
             if (updates_only_)
-                item.sent = reading.select(item.path, item.levels, item.kind);
+                assume_known(item, reading);
             else
                 deliver(item, reading, Extent::everything);
         }
@@ -232,7 +246,13 @@ void Stream::deliver_everything() {
     });
 }
 
-// With the lock held.
+// With the lock held, as what follows.
+void Stream::assume_known(Item &item, const Reading &reading) {
+    item.sent = reading.select(item.path, item.levels, item.kind);
+    for (const LeafPointer &leaf : *item.sent)
+        backlog_.know(leaf);
+}
+
 void Stream::deliver(Item &item, const Reading &reading, Extent extent) {
     static const auto none = std::make_shared<const Leaves>();
     const std::shared_ptr<const Leaves> now = reading.select(item.path, item.levels, item.kind);
@@ -266,7 +286,7 @@ void Stream::repeat(std::size_t index, Clock::duration interval, Extent extent, 
     const Clock::duration past_tick = due.time_since_epoch() % shortest_sample;
     const Clock::time_point tick =
         past_tick == Clock::duration::zero() ? due : due + (Clock::duration(shortest_sample) - past_tick);
-    readings_.at(tick, [weak = weak_from_this(), index, interval, extent, due] {
+    readings_.at(tick, this, [weak = weak_from_this(), index, interval, extent, due] {
         const std::shared_ptr<Stream> stream = weak.lock();
         if (!stream)
             return;

@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -19,13 +20,15 @@
 namespace ocamp::gnmi {
 
 /// Updates and deletes that a client has not read yet. Bounded by the leaves that it subscribed to: a newer value takes
-/// the place of an older one, and is counted.
+/// the place of an older one, and is counted; what came and went before the client was told of it is forgotten.
 class Backlog {
   public:
     /// The leaf's value at a time.
     void update(const LeafPointer &leaf, std::chrono::system_clock::time_point at);
-    /// The leaf is gone.
+    /// The leaf is gone. Nothing to tell when the client does not know it.
     void remove(const LeafPointer &leaf, std::chrono::system_clock::time_point at);
+    /// The client knows the leaf without being told.
+    void know(const LeafPointer &leaf) { known_.insert(leaf); }
     /// After all that waits now, the client knows everything.
     void sync();
 
@@ -43,13 +46,19 @@ class Backlog {
         std::uint32_t duplicates = 0;
     };
 
+    struct ByPath {
+        bool operator()(const LeafPointer &a, const LeafPointer &b) const { return a->path < b->path; }
+    };
+
     void put(const LeafPointer &leaf, bool gone, std::chrono::system_clock::time_point at);
 
+    std::set<LeafPointer, ByPath> known_; // to the client; with a value of any time
     std::list<Item> items_;
     std::unordered_map<std::string, std::list<Item>::iterator> by_path_;
 };
 
-/// Safe from any thread. Timers and readings hold weak pointers: when the owner lets go, the stream ends.
+/// Safe from any thread. Timers and readings hold weak pointers: when the owner lets go, the stream ends and its timers
+/// and watches are dropped.
 class Stream : public std::enable_shared_from_this<Stream> {
   public:
     using Clock = Readings::Clock;
@@ -62,6 +71,9 @@ class Stream : public std::enable_shared_from_this<Stream> {
 
     /// `list` is checked here. Nothing happens before start(). Throws RpcError.
     Stream(const ::gnmi::SubscribeRequest &request, Readings &readings, Wake wake);
+    ~Stream();
+    Stream(const Stream &) = delete;
+    Stream &operator=(const Stream &) = delete;
 
     /// Begins: the values of the moment for STREAM and ONCE. For POLL nothing happens before poll().
     void start();
@@ -92,6 +104,7 @@ class Stream : public std::enable_shared_from_this<Stream> {
     void node_changed();
     void read(std::function<void(const Reading &reading)> use);
     void deliver_everything();
+    void assume_known(Item &item, const Reading &reading);
     void deliver(Item &item, const Reading &reading, Extent extent);
     void repeat(std::size_t index, Clock::duration interval, Extent extent, Clock::time_point due);
     void fail(const RpcError &error);

@@ -90,7 +90,7 @@ std::string_view word_of(const lysc_type &type) {
     case LY_TYPE_IDENT:
         return "an identity";
     case LY_TYPE_EMPTY:
-        return "[null]";
+        return "[null] in JSON, true as a scalar or no text";
     default:
         return is_integer(type) ? "a whole number" : "a string";
     }
@@ -200,6 +200,11 @@ Json json_of_text(const lysc_node &leaf, const std::string &text, const std::str
             refuse_value(place, fmt::format("is '{}'", text), leaf);
         return text == "true";
     }
+    if (type.basetype == LY_TYPE_EMPTY) {
+        if (!text.empty())
+            refuse_value(place, fmt::format("is '{}'", text), leaf);
+        return Json::array({nullptr});
+    }
     if (is_short_integer(type)) {
         std::int64_t number = 0;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -254,6 +259,9 @@ Json scalar(const lysc_node &leaf, const ::gnmi::TypedValue &value, const std::s
     case ::gnmi::TypedValue::kUintVal:
         return json_of_integer(leaf, value.uint_val(), place);
     case ::gnmi::TypedValue::kBoolVal:
+        // A leaf without a value is told so, too.
+        if (real_type_of(leaf).basetype == LY_TYPE_EMPTY && value.bool_val())
+            return Json::array({nullptr});
         if (real_type_of(leaf).basetype != LY_TYPE_BOOL)
             refuse_value(place, "is a boolean", leaf);
         return value.bool_val();

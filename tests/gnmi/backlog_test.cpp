@@ -82,11 +82,39 @@ TEST(GnmiBacklog, TwoSubscriptionsToOneLeafTellItOnce) {
 TEST(GnmiBacklog, ADeleteIsMergedAsAValueIs) {
     Backlog backlog;
     backlog.update(leaf("config/target-gain", "1.0"), at(1));
+    EXPECT_THAT(taken(backlog), ElementsAre("1 config: target-gain=1.0"));
+    backlog.update(leaf("config/target-gain", "1.5"), at(2));
+    backlog.remove(leaf("config/target-gain", "1.5"), at(3));
+    EXPECT_THAT(taken(backlog), ElementsAre("3 config: -target-gain"));
+    backlog.update(leaf("config/target-gain", "1.0"), at(4));
+    taken(backlog);
+    backlog.remove(leaf("config/target-gain", "1.0"), at(5));
+    backlog.update(leaf("config/target-gain", "2.0"), at(6));
+    EXPECT_THAT(taken(backlog), ElementsAre("6 config: target-gain=2.0*1"));
+}
+
+TEST(GnmiBacklog, WhatCameAndWentUntoldIsForgotten) {
+    Backlog backlog;
+    for (int second = 1; second <= 1000; ++second) {
+        const LeafPointer one = leaf("config/target-gain", "1.0");
+        Leaf another = *one;
+        another.path += std::to_string(second);
+        backlog.update(std::make_shared<Leaf>(another), at(second));
+        backlog.remove(std::make_shared<Leaf>(another), at(second + 1));
+        // A second subscription sees it go, too.
+        backlog.remove(std::make_shared<Leaf>(another), at(second + 2));
+    }
+    EXPECT_TRUE(backlog.empty());
+}
+
+TEST(GnmiBacklog, ADeleteOfWhatTheClientKnowsIsToldOnce) {
+    Backlog backlog;
+    backlog.know(leaf("config/target-gain", "1.0"));
+    EXPECT_TRUE(backlog.empty());
+    backlog.remove(leaf("config/target-gain", "1.0"), at(1));
+    EXPECT_THAT(taken(backlog), ElementsAre("1 config: -target-gain"));
     backlog.remove(leaf("config/target-gain", "1.0"), at(2));
-    EXPECT_THAT(taken(backlog), ElementsAre("2 config: -target-gain"));
-    backlog.remove(leaf("config/target-gain", "1.0"), at(3));
-    backlog.update(leaf("config/target-gain", "2.0"), at(4));
-    EXPECT_THAT(taken(backlog), ElementsAre("4 config: target-gain=2.0*1"));
+    EXPECT_TRUE(backlog.empty());
 }
 
 TEST(GnmiBacklog, SyncComesBehindWhatWaited) {

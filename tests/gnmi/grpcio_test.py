@@ -12,7 +12,7 @@ import time
 import unittest
 
 import grpc
-from gnmi_client import (AMPLIFIER, PASSWORD, GnmiTest, Leaves, Server, ext, ocamp, path, pb, subscription, text,
+from gnmi_client import (AMPLIFIER, PASSWORD, USERS, GnmiTest, Leaves, Server, ext, ocamp, path, pb, subscription, text,
                          update)
 from lxml import etree
 from ncclient import manager
@@ -466,6 +466,8 @@ class SetTest(GnmiTest):
 
 
 class CommitTest(GnmiTest):
+    options = ("--insecure", "--netconf", "127.0.0.1:0")
+
     def commit(self, value=None, id="c1", **action):
         operations = [update(GAIN, double_val=value)] if value is not None else []
         return self.client.set(update=operations, extension=[ext.Extension(commit=ext.Commit(id=id, **action))])
@@ -483,6 +485,30 @@ class CommitTest(GnmiTest):
         self.assertEqual(4.5, self.gain())
         self.commit(confirm=ext.CommitConfirm())
         self.assertEqual(4.5, self.gain())
+        self.assert_refused(PRECONDITION, lambda: self.commit(confirm=ext.CommitConfirm()))
+
+    def test_a_candidate_of_others_keeps_nobody_from_confirming_and_is_not_committed_along(self):
+        self.begin(4.7, seconds=30)
+        other = BOOSTER + "/config/target-gain"
+        before = self.client.value(other)
+        with manager.connect(host="127.0.0.1", port=self.server.ports["netconf"], username="olga", password=PASSWORD,
+                             hostkey_verify=False, look_for_keys=False, allow_agent=False) as session:
+            session.lock("candidate")
+            session.edit_config(
+                target="candidate",
+                config="""<config xmlns="urn:ietf:params:xml:ns:netconf:base:1.0"><optical-amplifier
+                    xmlns="http://openconfig.net/yang/optical-amplfier"><amplifiers><amplifier><name>0/1-AMP-BST</name>
+                    <config><target-gain>9.9</target-gain></config></amplifier></amplifiers></optical-amplifier>
+                    </config>""")
+            longer = ext.CommitSetRollbackDuration()
+            longer.rollback_duration.seconds = 60
+            self.commit(set_rollback_duration=longer)
+            self.commit(confirm=ext.CommitConfirm())
+            self.assertEqual(4.7, self.gain())
+            self.assertEqual(before, self.client.value(other))
+            self.assertIn("<target-gain>9.9</target-gain>", session.get_config("candidate").data_xml)
+            session.discard_changes()
+            session.unlock("candidate")
         self.assert_refused(PRECONDITION, lambda: self.commit(confirm=ext.CommitConfirm()))
 
     def test_cancelled_goes_back(self):
@@ -674,6 +700,18 @@ class SubscribeTest(GnmiTest):
         self.assertIn("/instant", told)
         self.assertNotIn("/target-gain", told)
 
+    def test_target_defined_with_heartbeat_sends_measured_and_other_values_once_an_interval(self):
+        measured, other = PRE + "/state/actual-gain/instant", PRE + "/state/type"
+        for redundant in False, True:
+            leaves = Leaves(self.client.subscribe([
+                subscription(measured, other, mode=STREAM, heartbeat_interval=SECOND, suppress_redundant=redundant)]))
+            leaves.until_sync()
+            begin = time.time()
+            told = []
+            while told.count("instant") < 3 or told.count("type") < 3:
+                told += [one.path.elem[-1].name for one in leaves.take().update.update]
+            self.assertLess(time.time() - begin, 9)
+
     def test_a_sample_interval_with_target_defined_is_invalid(self):
         refused = lambda: self.open(GAIN, how=pb.TARGET_DEFINED, sample_interval=SECOND).stream
         self.assert_refused(INVALID, refused, "TARGET_DEFINED")
@@ -821,6 +859,24 @@ class ConnectionsTest(GnmiTest):
 
 
 class StopTest(GnmiTest):
+    def test_server_stops_while_passwords_are_checked(self):
+        get = pb.GetRequest(path=[path("/")]).SerializeToString()
+        subscribe = subscription("/", mode=STREAM).SerializeToString()
+        for delay in (0.005, 0.01, 0.02, 0.04, 0.08):
+            client = self.connect()
+            grpc.channel_ready_future(client.channel).result(60)
+            rpcs = []
+            for user in USERS:
+                metadata = [("username", user), ("password", PASSWORD)]
+                rpcs.append(client.channel.unary_unary("/gnmi.gNMI/Get").future(get, metadata=metadata))
+                rpcs.append(client.channel.stream_stream("/gnmi.gNMI/Subscribe")(iter([subscribe]), metadata=metadata))
+            time.sleep(delay)
+            self.assertEqual(0, self.server.end(signal.SIGTERM), self.server.read_log())
+            for rpc in rpcs:
+                self.assertIn(rpc.code(), (grpc.StatusCode.OK, grpc.StatusCode.UNAVAILABLE), rpc.details())
+            client.close()
+            self.server.start()
+
     def test_server_stops_with_open_streams_within_2_s(self):
         streams = [Leaves(self.client.subscribe([subscription("/", mode=STREAM)])).until_sync() for _ in range(50)]
         begin = time.time()

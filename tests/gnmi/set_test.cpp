@@ -45,6 +45,32 @@ TEST(GnmiSet, OperationsAreDoneInTheProtocolsOrder) {
                                                 edit_of_entry(R"("config":{"target-gain":"1"})")));
 }
 
+TEST(GnmiSet, UnionsGoByNodeHoweverItsPathIsWritten) {
+    ::gnmi::SetRequest request;
+    add(*request.mutable_union_replace(), entry + "/config", R"({"target-gain": 3})");
+    add(*request.mutable_union_replace(), "openconfig-optical-amplifier:" + entry + "/config", R"({"enabled": true})");
+    EXPECT_THAT(documents(request),
+                ElementsAre(edit_of_entry(R"("config":{"target-gain":"3","@":{"ietf-netconf:operation":"replace"}})"),
+                            edit_of_entry(R"("config":{"enabled":true})")));
+}
+
+TEST(GnmiSet, UnionsHaveWhatIsBelowWhateverTheOrder) {
+    const std::string above = edit_of_entry(R"("config":{"enabled":true,"@":{"ietf-netconf:operation":"replace"}})"),
+                      below = edit_of_entry(R"("config":{"target-gain":"3"})");
+    ::gnmi::SetRequest request;
+    add(*request.mutable_union_replace(), entry + "/config/target-gain", "3");
+    add(*request.mutable_union_replace(), entry + "/config", R"({"enabled": true})");
+    EXPECT_THAT(documents(request), ElementsAre(above, below));
+    request.mutable_union_replace()->SwapElements(0, 1);
+    EXPECT_THAT(documents(request), ElementsAre(above, below));
+    // Another entry, whose key begins alike, is another node.
+    request.clear_union_replace();
+    add(*request.mutable_union_replace(), entry + "/config", R"({"enabled": true})");
+    add(*request.mutable_union_replace(), "optical-amplifier/amplifiers/amplifier[name=ab]/config",
+        R"({"enabled": true})");
+    EXPECT_THAT(documents(request), testing::Each(testing::HasSubstr("replace")));
+}
+
 TEST(GnmiSet, DeletesAreThoseOfWhatIsThere) {
     ::gnmi::SetRequest request;
     *request.add_delete_() = path_of("optical-amplifier/amplifiers/amplifier/config/target-gain");

@@ -57,6 +57,19 @@ TEST(GnmiValue, OneLeafInEachEncoding) {
     EXPECT_EQ(leaf_value(identity, edfa, ::gnmi::ASCII).ascii_val(), "EDFA");
 }
 
+TEST(GnmiValue, ALeafWithoutAValueIsTakenAsItIsTold) {
+    const lysc_node &shutdown = native_leaf("interface-configurations/interface-configuration/shutdown");
+    for (const auto encoding : {::gnmi::JSON, ::gnmi::JSON_IETF, ::gnmi::PROTO, ::gnmi::ASCII})
+        EXPECT_EQ(edit_value(native_schema(), &shutdown, leaf_value(shutdown, "", encoding), "/p").dump(), "[null]");
+    ::gnmi::TypedValue value;
+    value.set_bool_val(false);
+    EXPECT_THAT([&] { edit_value(native_schema(), &shutdown, value, "/p"); },
+                refused_with(Code::invalid_argument, "expected [null]"));
+    value.set_ascii_val("true");
+    EXPECT_THAT([&] { edit_value(native_schema(), &shutdown, value, "/p"); },
+                refused_with(Code::invalid_argument, "is 'true'"));
+}
+
 TEST(GnmiValue, IntegersGoBySign) {
     const std::string optics = "interface-configurations/interface-configuration/optics/";
     const lysc_node &with_sign = native_leaf(optics + "optics-ots-amplifier-gain"),

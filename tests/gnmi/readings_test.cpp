@@ -1,0 +1,84 @@
+// What readings keep for streams, on a served node.
+#include "../server/served_node.h"
+#include "server/gnmi/subscription.h"
+
+#include "messages.h"
+
+#include <future>
+
+using namespace gnmi_tests;
+
+namespace {
+
+// Counts the blocks that are there.
+template <class T>
+struct CountingAllocator {
+    using value_type = T;
+    explicit CountingAllocator(int &blocks_) : blocks(&blocks_) {}
+    template <class Other>
+    CountingAllocator(const CountingAllocator<Other> &other) : blocks(other.blocks) {}
+    T *allocate(std::size_t count) {
+        ++*blocks;
+        return std::allocator<T>().allocate(count);
+    }
+    void deallocate(T *block, std::size_t count) {
+        --*blocks;
+        std::allocator<T>().deallocate(block, count);
+    }
+    bool operator==(const CountingAllocator &) const = default;
+    int *blocks;
+};
+
+class GnmiReadings : public server_tests::ServedNode {
+  protected:
+    // Waits until the thread has done what was asked for before.
+    static void settle(Readings &readings) {
+        std::promise<void> done;
+        readings.at(Readings::Clock::now(), nullptr, [&] { done.set_value(); });
+        done.get_future().wait();
+    }
+};
+
+TEST_F(GnmiReadings, TimersAndWatchesEndWithTheirOwner) {
+    Readings readings(core());
+    const auto kept = std::make_shared<int>(), others = std::make_shared<int>();
+    const Readings::Clock::time_point late = Readings::Clock::now() + std::chrono::hours(1);
+    readings.at(late, kept.get(), [kept] {});
+    readings.watch(kept.get(), [kept] {});
+    readings.at(late, others.get(), [others] {});
+    readings.watch(others.get(), [others] {});
+    settle(readings);
+    EXPECT_EQ(kept.use_count(), 3);
+    readings.forget(kept.get());
+    settle(readings);
+    EXPECT_EQ(kept.use_count(), 1);
+    EXPECT_EQ(others.use_count(), 3);
+}
+
+TEST_F(GnmiReadings, AStreamThatEndsLeavesNothingBehind) {
+    ::gnmi::SubscribeRequest request;
+    ::gnmi::SubscriptionList &list = *request.mutable_subscribe();
+    list.set_encoding(::gnmi::PROTO);
+    for (const auto mode : {::gnmi::SAMPLE, ::gnmi::ON_CHANGE}) {
+        ::gnmi::Subscription &one = *list.add_subscription();
+        *one.mutable_path() = path_of("optical-amplifier");
+        one.set_mode(mode);
+        one.set_heartbeat_interval(std::uint64_t{30} * 24 * 3600 * 1000000000);
+        if (mode == ::gnmi::SAMPLE)
+            one.set_sample_interval(one.heartbeat_interval());
+    }
+    int blocks = 0;
+    Readings readings(core());
+    std::promise<void> synchronized;
+    {
+        const auto stream = std::allocate_shared<Stream>(CountingAllocator<Stream>(blocks), request, readings,
+                                                         [&] { synchronized.set_value(); });
+        stream->start();
+        synchronized.get_future().wait();
+        EXPECT_EQ(blocks, 1);
+    }
+    settle(readings);
+    EXPECT_EQ(blocks, 0);
+}
+
+} // namespace
