@@ -8,6 +8,7 @@
 #include <thread>
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
@@ -109,6 +110,72 @@ TEST_F(LineCommands, EndsOnASignal) {
     EXPECT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0);
     EXPECT_EQ(run_until(5).status, 0);
+}
+
+// What a terminal without anything on it shows after these bytes: text, line feeds, and the sequences that begin a
+// screen and clear what was there.
+std::string screen_after(std::string_view bytes) {
+    std::vector<std::string> lines(1);
+    std::size_t row = 0, column = 0;
+    const auto takes = [&](std::string_view sequence) {
+        const bool is_next = bytes.starts_with(sequence);
+        bytes.remove_prefix(is_next ? sequence.size() : 0);
+        return is_next;
+    };
+    while (!bytes.empty()) {
+        if (takes("\033[2J")) {
+            lines.assign(1, "");
+        } else if (takes("\033[H")) {
+            row = column = 0;
+        } else if (takes("\033[K")) {
+            lines[row].resize(column);
+        } else if (takes("\033[J")) {
+            lines.resize(row + 1);
+            lines[row].resize(column);
+        } else if (takes("\n")) {
+            column = 0;
+            if (++row == lines.size())
+                lines.emplace_back();
+        } else {
+            if (lines[row].size() <= column)
+                lines[row].resize(column + 1);
+            lines[row][column++] = bytes.front();
+            bytes.remove_prefix(1);
+        }
+    }
+    std::string screen;
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        screen += lines[i] + (i + 1 < lines.size() ? "\n" : "");
+    return screen;
+}
+
+// A row of a dark amplifier is longer than that of one that is well.
+TEST_F(LineCommands, WatchingLeavesNothingOfWhatWasShown) {
+    ASSERT_EQ(run_until(3).status, 0);
+    ASSERT_EQ(ocamp({"line", "event", line(), "cut", "site-1/site-2"}).status, 0);
+    ASSERT_EQ(run_until(4).status, 0);
+    const std::filesystem::path file = temporary_.path() / "screen";
+    const int process =
+        support::start({.words = words({"line", "show", line(), "--watch"}), .redirected = {{STDOUT_FILENO, file}}});
+    const auto wait_until_shown = [&](const std::string &shown) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (screen_after(support::read_file(file)) != shown && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_EQ(screen_after(support::read_file(file)), shown);
+    };
+    const std::string dark = ocamp({"line", "show", line()}).out;
+    EXPECT_THAT(dark, HasSubstr("input lost, shut down"));
+    wait_until_shown(dark);
+    EXPECT_EQ(ocamp({"line", "event", line(), "repair", "site-1/site-2"}).status, 0);
+    EXPECT_EQ(run_until(60).status, 0);
+    const std::string well = ocamp({"line", "show", line()}).out;
+    EXPECT_THAT(well, testing::Not(HasSubstr("input lost, shut down")));
+    wait_until_shown(well);
+    kill(process, SIGTERM);
+    int status = 0;
+    waitpid(process, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 // Killed at any moment: every node opens, its configuration is whole, and the line goes on to the very same data as one
