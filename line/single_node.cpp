@@ -39,12 +39,22 @@ const Json *below(const Json *at, std::initializer_list<const char *> names) {
     return at;
 }
 
-// Entries of a list by the value of a member.
-std::map<std::string, Json> by_name(const Json *list, const char *member) {
+bool any(const Json & /*entry*/) {
+    return true;
+}
+
+// Configuration of an interface that is there; that of others waits for hardware.
+bool applies(const Json &entry) {
+    return entry.at("active") == "act";
+}
+
+// Those entries of a list that count, by the value of a member.
+std::map<std::string, Json> by_name(const Json *list, const char *member, bool (*counts)(const Json &)) {
     std::map<std::string, Json> entries;
     if (list != nullptr) {
         for (const Json &entry : *list)
-            entries[entry.at(member).get<std::string>()] = entry;
+            if (counts(entry))
+                entries[entry.at(member).get<std::string>()] = entry;
     }
     return entries;
 }
@@ -67,14 +77,15 @@ Cards cards_of(const fs::path &folder) {
     Cards cards;
     if (!data.running.tree().empty()) {
         const Json running = parse_json(data.running.tree().print(LYD_JSON), nesting_limit);
-        cards.interfaces = by_name(below(&running, {interfaces_root, "interface-configuration"}), "interface-name");
+        cards.interfaces =
+            by_name(below(&running, {interfaces_root, "interface-configuration"}), "interface-name", applies);
     }
     for (const NativeDocument &document : data.operational) {
         if (!document.may_be_of(amplifier_module) || document.tree().empty())
             continue;
         const Json oper = parse_json(document.tree().print(LYD_JSON), nesting_limit);
         if (const Json *ports = below(&oper, {ports_root, "ots-ports", "ots-port"}))
-            cards.ports = by_name(ports, "name");
+            cards.ports = by_name(ports, "name", any);
     }
     return cards;
 }

@@ -208,6 +208,13 @@ TEST_F(Lines, ConfigurationActsFromTheNextSecond) {
     EXPECT_EQ(run.simulation().channels().back().reading.input, -200 - 1638) << "15.375 km-dB and connectors";
 }
 
+TEST_F(Lines, SettingsThatWaitForHardwareDoNotAct) {
+    make(two_nodes());
+    configure_ahead(node("b"), "Ots0/1/0/0", "optics-ots-amplifier-gain", 200, Place::first);
+    run_until(5);
+    EXPECT_EQ(port(native(node("b")), "Ots0/1/0/0").at("ampli-gain"), 1700);
+}
+
 TEST_F(Lines, APulledCardIsInNeitherInventoryNorData) {
     make(two_nodes());
     const LineDescription line = line_of_folder(folder());

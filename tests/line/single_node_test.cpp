@@ -60,6 +60,12 @@ TEST_F(SingleNodes, AGainThatIsSetMovesThePowerOfThatAmplifierAlone) {
     EXPECT_NEAR(reading(run, 1, true).output, other.output, 2 * noise);
 }
 
+TEST_F(SingleNodes, SettingsThatWaitForHardwareAreNotTaken) {
+    configure(node(), "Ots0/1/0/0", "optics-ots-amplifier-gain", 194);
+    configure_ahead(node(), "Ots0/1/0/0", "optics-ots-amplifier-gain", 250, Place::last);
+    EXPECT_DOUBLE_EQ(line_of_folder(line_of_node(node())).nodes[0].slots[0].pre_amplifier->gain, 19.4);
+}
+
 TEST_F(SingleNodes, InventoryAndConfigurationStayTheNodesOwn) {
     constexpr const char *item = "0%2f1-AMP-PRE/attrib/inv_basic_bag";
     const auto inventory = [&] {
