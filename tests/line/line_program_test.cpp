@@ -68,6 +68,20 @@ TEST_F(LineCommands, AGainThatIsSetMovesThePowerDownstream) {
     EXPECT_NEAR(state("terminal-b", "0/1-AMP-PRE", "output-power-c-band/avg") - before, 1, 0.05);
 }
 
+TEST_F(LineCommands, AnAmplifierThatIsNotEnabledIsDarkAndComesBack) {
+    const std::string leaf = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config/enabled";
+    const auto enable = [&](const char *value) {
+        const Outcome set = ocamp({"set", "--node", node("site-1"), "--plugin", PLUGIN, leaf, value});
+        EXPECT_EQ(set.status, 0) << set.err;
+    };
+    enable("false");
+    ASSERT_EQ(run_until(1).status, 0);
+    EXPECT_EQ(state("site-1", "0/1-AMP-PRE", "output-power-c-band/instant"), -40);
+    enable("true");
+    ASSERT_EQ(run_until(40).status, 0);
+    EXPECT_NEAR(state("site-1", "0/1-AMP-PRE", "output-power-c-band/instant"), 14, 0.5);
+}
+
 TEST_F(LineCommands, ACutShutsAmplifiersDownAndRepairBringsThemBack) {
     ASSERT_EQ(run_until(3).status, 0);
     ASSERT_EQ(ocamp({"line", "event", line(), "cut", "site-1/site-2"}).status, 0);
