@@ -102,18 +102,25 @@ void show(const LineOptions &options) {
     LineStore store(options.folder, false);
     const LinePicture picture(line, in_colour(options.colour));
     const auto now = [&] {
-        Simulation simulation(line, 0);
+        std::optional<Simulation> simulation;
         if (const std::optional<std::string> state = store.text(simulation_text))
-            simulation.restore(*state);
+            simulation.emplace(line, 0).restore(*state);
         return simulation;
     };
+    const auto text_now = [&] {
+        const std::optional<Simulation> simulation = now();
+        return simulation ? picture.text(*simulation) : fmt::format("{}  has not run yet\n", line.name);
+    };
     if (!options.svg.empty()) {
-        write_picture(options.svg, picture.svg(now()));
+        const std::optional<Simulation> simulation = now();
+        if (!simulation)
+            throw LineError(fmt::format("{}: has not run yet, expected a line with powers to draw", options.folder));
+        write_picture(options.svg, picture.svg(*simulation));
         finish_output("", "the picture is written");
         return;
     }
     if (!options.watch) {
-        finish_output(picture.text(now()), "");
+        finish_output(text_now(), "");
         return;
     }
     constexpr const char *clear_all = "\033[2J";
@@ -122,7 +129,7 @@ void show(const LineOptions &options) {
     write_output(clear_all);
     std::optional<std::string> shown;
     while (asked_to_end == 0) {
-        if (std::string text = picture.text(now()); shown != text) {
+        if (std::string text = text_now(); shown != text) {
             finish_output(over_the_last(text), "");
             shown = std::move(text);
         }

@@ -106,6 +106,8 @@ TEST_F(LineCommands, WrongUsesAreToldWithStatusTwo) {
     refused(ocamp({"line", "run", line(), "--speed", "fast"}), "expected 'max' or a number");
     refused(ocamp({"line", "run", line(), "--speed", "0"}), "expected 'max' or a number");
     refused(ocamp({"line", "event", line(), "cut", "x/y"}), "no node 'x'");
+    refused(ocamp({"line", "show", line(), "--svg", "-"}), "has not run yet, expected a line with powers to draw");
+    ASSERT_EQ(run_until(1).status, 0);
     refused(ocamp({"line", "show", line(), "--svg", "/no/such/folder/x.svg"}),
             "/no/such/folder/x.svg: cannot be written");
     refused(run_until(1, {"--script", "/no/such/script"}), "/no/such/script: No such file");
@@ -113,6 +115,12 @@ TEST_F(LineCommands, WrongUsesAreToldWithStatusTwo) {
     refused(run_until(1, {"--gnmi-base", "99999"}), "--gnmi-base: '99999', expected PORT");
     support::write_file(temporary_.path() / "script", "1 cut\n");
     refused(run_until(1, {"--script", (temporary_.path() / "script").string()}), "script: line 1: expected: cut SPAN");
+}
+
+TEST_F(LineCommands, ALineThatHasNotRunIsShownAsSuch) {
+    const Outcome shown = ocamp({"line", "show", line()});
+    EXPECT_EQ(shown.status, 0) << shown.err;
+    EXPECT_EQ(shown.out, "three sites  has not run yet\n");
 }
 
 TEST_F(LineCommands, EndsOnASignal) {
