@@ -1,6 +1,7 @@
 // Reads and checks line descriptions. Knows nothing of their simulation.
 #include "line/description.h"
 
+#include "seam/text.h"
 #include "sysdb/json_text.h"
 
 #include <algorithm>
@@ -25,6 +26,12 @@ constexpr std::size_t most_directions = 2 * last_slot; // into each slot and out
 template <class... Values>
 [[noreturn]] void fail(std::string_view path, fmt::format_string<Values...> format, Values &&...values) {
     throw JsonError(fmt::format("{}: {}", path, fmt::format(format, std::forward<Values>(values)...)));
+}
+
+// What is escaped but for the backslash, which is doubled.
+bool has_control_characters(std::string_view text) {
+    const auto backslashes = std::count(text.begin(), text.end(), '\\');
+    return escaped(text).size() != text.size() + static_cast<std::size_t>(backslashes);
 }
 
 struct Range {
@@ -93,7 +100,11 @@ class Members {
     static std::string text_of(const Json &value, const std::string &path) {
         if (!value.is_string() || value.get_ref<const std::string &>().empty())
             fail(path, "expected a text, found {}", shown(value));
-        return value.get<std::string>();
+        std::string text = value.get<std::string>();
+        // A terminal would take them for orders, and a picture that is a document has no place for them.
+        if (has_control_characters(text))
+            fail(path, "expected a text without control characters, found {}", shown(value));
+        return text;
     }
 
   private:

@@ -65,6 +65,10 @@ TEST(LineDescriptions, RefusalsTellThePlace) {
                 HasSubstr("$.directions[0].channels.count: expected a whole number, found 1.5"));
     EXPECT_THAT(refusal_of([](Json &line) { line["nodes"][1]["name"] = "a"; }),
                 HasSubstr("$.nodes[1].name: \"a\" is there already"));
+    for (const char *name : {"a\nb", "\033[2J", "\x7f", "\u009b"})
+        EXPECT_THAT(refusal_of([&](Json &line) { line["name"] = name; }),
+                    HasSubstr("$.name: expected a text without control characters"));
+    EXPECT_EQ(refusal_of([](Json &line) { line["name"] = "Z\u00fcrich \\ Bern"; }), "no refusal");
     for (const char *name : {"../x", ".", "", "a b", "a/b"})
         EXPECT_THAT(refusal_of([&](Json &line) { line["nodes"][1]["name"] = name; }), HasSubstr("$.nodes[1].name"));
 }
