@@ -193,6 +193,22 @@ TEST_F(TwoNodes, APulledCardLetsNothingPassAndComesBackCold) {
     EXPECT_EQ(booster().gain, 1090);
 }
 
+TEST_F(TwoNodes, ACardThatIsPutInHasNeitherTheFailureNorTheAlarmOfTheOneBefore) {
+    happen(simulation_, "pump-failure a 0/1-AMP-BST 10");
+    happen(simulation_, "cut a/b");
+    run(simulation_, 1);
+    ASSERT_TRUE(simulation_.amplifiers()[pre_index()].input_lost);
+    for (const char *event : {"pull a 1", "pull b 1", "repair a/b"})
+        happen(simulation_, event);
+    run(simulation_, 1);
+    for (const char *event : {"insert a 1", "insert b 1"})
+        happen(simulation_, event);
+    run(simulation_, 1);
+    EXPECT_EQ(pre().gain, 1090) << "it started with the first tenth of a second";
+    run(simulation_, 10);
+    EXPECT_NEAR(booster().output, 2303, 1) << "more than the failed pump gave";
+}
+
 // Eight channels instead of four: 3.01 dB more.
 TEST_F(TwoNodes, ChannelsComeAndGo) {
     run(simulation_, 1);
