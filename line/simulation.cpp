@@ -219,7 +219,9 @@ void Simulation::read() {
             ++channel;
         const bool has_channel = !amplifier.booster && channel < channels_.size() &&
                                  std::pair(channels_[channel].node, channels_[channel].slot) == place;
-        const double supervisory = has_channel ? channels_[channel].input : 0;
+        // Measured where the input is: behind the loss inside the site.
+        const double supervisory =
+            has_channel ? channels_[channel].input * from_decibels(-amplifier.built.input_loss) : 0;
         const std::uint64_t source = i * sources_a_card;
         AmplifierReading &reading = amplifier.reading;
         reading.input = power_reading(amplifier.input.total(), source + input_quantity);

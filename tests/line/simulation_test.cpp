@@ -8,6 +8,7 @@
 #include <functional>
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 using namespace ocamp;
 using namespace line_tests;
@@ -61,6 +62,19 @@ TEST_F(TwoNodes, SupervisoryChannelCrossesTheSpan) {
     simulation_.configure_channel(0, {.power = -2, .shut = true});
     run(simulation_, 1);
     EXPECT_EQ(simulation_.channels()[1].reading.input, dark_reading);
+}
+
+// With 3 dB inside the site, and 10 dBm launched, which are -7 dBm or 0.19953 mW behind the span:
+// 0.50119 * (4.0086 + 0.19953) mW are 2.1091 mW, 3.24 dBm.
+TEST(SupervisoryLight, IsMeasuredBehindTheLossInsideTheSite) {
+    nlohmann::json document = nlohmann::json::parse(two_nodes());
+    document["nodes"][1]["slots"][0]["pre-amplifier"]["input-loss-db"] = 3;
+    const LineDescription line = read_line(document.dump());
+    Simulation simulation(line, 1);
+    simulation.configure_channel(0, {.power = 10, .shut = false});
+    run(simulation, 1);
+    EXPECT_NEAR(reading(simulation, "b", 1, false).input, 303, 1);
+    EXPECT_NEAR(reading(simulation, "b", 1, false).total_input, 324, 1);
 }
 
 TEST_F(TwoNodes, GainsMoveByOneDecibelASecond) {
