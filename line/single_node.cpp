@@ -158,8 +158,14 @@ fs::path line_of_node(const fs::path &node) {
     fs::path folder = node / "live";
     if (is_line(folder))
         return folder;
-    if (fs::exists(node / live_name))
-        throw LineError(fmt::format("{}: a node of a line, expected one that lives by itself", node.string()));
+    if (fs::exists(node / live_name)) {
+        // DIR/nodes/NAME.
+        if (is_line(fs::weakly_canonical(node).parent_path().parent_path()))
+            throw LineError(fmt::format("{}: a node of a line, expected one that lives by itself", node.string()));
+        throw LineError(fmt::format("{}: has {}, but not the line that wrote it; when that line is gone, remove {} and "
+                                    "the node lives by itself",
+                                    node.string(), live_name, (node / live_name).string()));
+    }
     const Json description = described(cards_of(node));
     if (description.at("directions").empty())
         throw LineError(fmt::format("{}: no amplifiers, expected a node with operational data of some", node.string()));

@@ -99,6 +99,15 @@ TEST_F(SingleNodes, TimeGoesOnWhereItStopped) {
     EXPECT_EQ(LineRun(line, {}).second(), 1U);
 }
 
+TEST_F(SingleNodes, ANodeWhoseLineIsGoneIsToldFromOneOfALine) {
+    const fs::path line = line_of_node(node());
+    LineRun(line, {}).step();
+    fs::remove_all(line);
+    EXPECT_THAT([&] { line_of_node(node()); }, ThrowsMessage<LineError>(HasSubstr("has node.live, but not the line")));
+    fs::remove(node() / "node.live");
+    EXPECT_EQ(LineRun(line_of_node(node()), {}).second(), 0U);
+}
+
 TEST_F(SingleNodes, NodesOfALineAndThoseWithoutAmplifiersAreRefused) {
     const fs::path folder = temporary_.path() / "line";
     init_line(folder, two_nodes());
