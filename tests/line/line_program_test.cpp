@@ -2,6 +2,7 @@
 #include "support/files.h"
 #include "support/program.h"
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -200,21 +201,72 @@ TEST_F(LineCommands, WatchingLeavesNothingOfWhatWasShown) {
     EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
-// Killed at any moment: every node opens, its configuration is whole, and the line goes on to the very same data as one
-// that was never killed.
-TEST_F(LineCommands, KilledAnywhereNothingIsTorn) {
-    constexpr int last_second = 1000;
-    std::string configuration;
-    for (int round = 0; round < 16; ++round) {
-        const int process = support::start(
-            {.words = words({"line", "run", line(), "--speed", "max", "--until", std::to_string(last_second)})});
-        std::this_thread::sleep_for(std::chrono::milliseconds(100 + 7 * round));
+// Runs the line without an end, and kills it some time after it has begun to move.
+class KilledLines : public LineCommands {
+  protected:
+    int second() const {
+        const std::string shown = ocamp({"line", "show", line()}).out, mark = "(second ";
+        const std::size_t at = shown.find(mark);
+        return at == std::string::npos ? 0 : std::stoi(shown.substr(at + mark.size()));
+    }
+
+    void run_and_kill(std::chrono::milliseconds after) const {
+        const int begin = second();
+        const int process = support::start({.words = words({"line", "run", line(), "--speed", "max"})});
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (second() == begin && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        EXPECT_GT(second(), begin) << "line time does not move";
+        std::this_thread::sleep_for(after);
         kill(process, SIGKILL);
-        waitpid(process, nullptr, 0);
+        int status = 0;
+        waitpid(process, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "the line had ended by itself: " << status;
+    }
+
+    // Every node opens.
+    void expect_whole_nodes() const {
         for (const char *name : {"terminal-a", "site-1", "site-2", "site-3", "terminal-b"}) {
             const Outcome got = ocamp({"native", "get", "--node", node(name)});
-            ASSERT_EQ(got.status, 0) << got.err;
+            EXPECT_EQ(got.status, 0) << got.err;
         }
+    }
+};
+
+// What an edit was told to have done is there, whatever moment the line was killed at.
+TEST_F(KilledLines, EditsThatWereAcknowledgedAreThere) {
+    const std::string leaf = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config/target-gain";
+    int edits = 0;
+    for (int round = 0; round < 4; ++round) {
+        std::atomic<bool> enough = false;
+        std::string acknowledged;
+        std::thread editor([&] {
+            while (!enough) {
+                const std::string gain = std::to_string(12 + edits / 10 % 6) + "." + std::to_string(edits % 10);
+                const Outcome set = ocamp({"set", "--node", node("site-1"), "--plugin", PLUGIN, leaf, gain});
+                EXPECT_EQ(set.status, 0) << set.err;
+                acknowledged = gain;
+                ++edits;
+            }
+        });
+        run_and_kill(std::chrono::milliseconds(150 + 37 * round));
+        enough = true;
+        editor.join();
+        expect_whole_nodes();
+        const Outcome kept = ocamp({"get", "--node", node("site-1"), "--plugin", PLUGIN, leaf});
+        EXPECT_THAT(kept.out, HasSubstr("\"" + acknowledged + "\"")) << kept.err;
+    }
+    EXPECT_GE(edits, 4);
+    EXPECT_EQ(run_until(second() + 1).status, 0);
+}
+
+// Killed at any moment: every node opens, its configuration is whole, and the line goes on to the very same data as one
+// that was never killed.
+TEST_F(KilledLines, NothingIsTorn) {
+    std::string configuration;
+    for (int round = 0; round < 12; ++round) {
+        run_and_kill(std::chrono::milliseconds(7 * round));
+        expect_whole_nodes();
         const Outcome kept = ocamp({"get", "--node", node("site-2"), "--plugin", PLUGIN, "--config"});
         ASSERT_EQ(kept.status, 0) << kept.err;
         if (round == 0)
@@ -222,6 +274,7 @@ TEST_F(LineCommands, KilledAnywhereNothingIsTorn) {
         EXPECT_EQ(kept.out, configuration);
     }
     EXPECT_THAT(configuration, HasSubstr("15.3"));
+    const int last_second = second() + 30;
     const Outcome ended = run_until(last_second);
     ASSERT_EQ(ended.status, 0) << ended.err;
     const std::string killed = ocamp({"native", "get", "--node", node("site-2")}).out;
