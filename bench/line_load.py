@@ -22,6 +22,7 @@ arguments.add_argument("--streams", action="store_true", help="a gNMI stream a n
 arguments.add_argument("nodes", nargs="*", type=int, default=[1, 10, 100, 300])
 options = arguments.parse_args()
 
+LONGEST_START = 120  # seconds that streams may take to tell something
 TICKS = os.sysconf("SC_CLK_TCK")
 OUTPUT = "/optical-amplifier/amplifiers/amplifier[name=*]/state/output-power-c-band/instant"
 
@@ -66,7 +67,7 @@ def served(line):
     subprocess.run([options.ocamp, "user", "add", "--node", line, "ada"], input=b"correct horse\n", check=True,
                    stdout=subprocess.DEVNULL)
     process = subprocess.Popen([options.ocamp, "line", "run", line, "--gnmi-base", "0", "--insecure"],
-                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+                               stdout=subprocess.PIPE, text=True)
     ports = []
     for text in process.stdout:
         if "gnmi=" not in text:
@@ -98,17 +99,36 @@ def lateness(arrivals):
     return [offset - min(offsets) for offset in offsets]
 
 
+def wait_for_all(process, threads, streams):
+    """Until every stream has told something, which a stream whose thread has ended never will."""
+    end = time.monotonic() + LONGEST_START
+    while not all(streams):
+        if process.poll() is not None:
+            raise RuntimeError(f"the server ended with {process.returncode}")
+        silent = sum(not arrivals for arrivals in streams)
+        if any(not thread.is_alive() and not arrivals for thread, arrivals in zip(threads, streams)):
+            raise RuntimeError(f"a stream failed before its first update; {silent} of {len(streams)} had none")
+        if time.monotonic() > end:
+            raise RuntimeError(f"{silent} of {len(streams)} streams told nothing within {LONGEST_START} s")
+        time.sleep(0.1)
+
+
 def measure_streams(gnmi, nodes):
     with tempfile.TemporaryDirectory() as folder:
         process, ports = served(make_line(folder, nodes))
         ended = threading.Event()
         streams = [[] for _ in ports]
-        threads = [threading.Thread(target=sample, args=(gnmi, port, arrivals, ended))
+        threads = [threading.Thread(target=sample, args=(gnmi, port, arrivals, ended), daemon=True)
                    for port, arrivals in zip(ports, streams)]
         for thread in threads:
             thread.start()
-        while not all(streams):
-            time.sleep(0.1)
+        try:
+            wait_for_all(process, threads, streams)
+        except RuntimeError:
+            ended.set()
+            process.kill()
+            process.wait()
+            raise
         time.sleep(5)
         first = [len(arrivals) for arrivals in streams]
         begin, used = time.monotonic(), processor_time(process)

@@ -1,6 +1,7 @@
 // Reads and checks line descriptions. Knows nothing of their simulation.
 #include "line/description.h"
 
+#include "seam/text.h"
 #include "sysdb/json_text.h"
 
 #include <algorithm>
@@ -25,6 +26,12 @@ constexpr std::size_t most_directions = std::size_t{2} * last_slot; // into each
 template <class... Values>
 [[noreturn]] void fail(std::string_view path, fmt::format_string<Values...> format, Values &&...values) {
     throw JsonError(fmt::format("{}: {}", path, fmt::format(format, std::forward<Values>(values)...)));
+}
+
+// What is escaped but for the backslash, which is doubled.
+bool has_control_characters(std::string_view text) {
+    const auto backslashes = std::count(text.begin(), text.end(), '\\');
+    return escaped(text).size() != text.size() + static_cast<std::size_t>(backslashes);
 }
 
 struct Range {
@@ -93,7 +100,11 @@ class Members {
     static std::string text_of(const Json &value, const std::string &path) {
         if (!value.is_string() || value.get_ref<const std::string &>().empty())
             fail(path, "expected a text, found {}", shown(value));
-        return value.get<std::string>();
+        std::string text = value.get<std::string>();
+        // A terminal would take them for orders, and a picture that is a document has no place for them.
+        if (has_control_characters(text))
+            fail(path, "expected a text without control characters, found {}", shown(value));
+        return text;
     }
 
   private:
@@ -129,7 +140,7 @@ GainRange gain_range_of(const Json &value, const std::string &path) {
 // What amplifiers have in common is said once, under a name.
 using AmplifierTypes = std::map<std::string, Json>;
 
-AmplifierTypes read_types(Members &line) {
+AmplifierTypes unchecked_types(Members &line) {
     AmplifierTypes types;
     const Json *value = line.find("amplifier-types");
     if (value == nullptr)
@@ -149,8 +160,6 @@ Json with_type(const Json &value, const std::string &path, const AmplifierTypes 
     const auto type = types.find(word);
     if (type == types.end())
         fail(path + ".type", "no amplifier type {}, expected one of \"amplifier-types\"", shown(value["type"]));
-    if (!type->second.is_object())
-        fail("$.amplifier-types." + word, "expected an object, found {}", shown(type->second));
     Json whole = value;
     whole.erase("type");
     for (const auto &member : type->second.items())
@@ -159,21 +168,42 @@ Json with_type(const Json &value, const std::string &path, const AmplifierTypes 
     return whole;
 }
 
-AmplifierDescription read_amplifier(const Json &value, const std::string &path, const AmplifierTypes &types) {
-    const Json whole = with_type(value, path, types);
-    Members members(whole, path);
+// What an amplifier is built like. A type may leave everything to the amplifiers that use it; what it leaves out is of
+// no account then.
+AmplifierDescription read_members(Members &members, bool is_type) {
+    const auto needed = [&](const char *name, Range range) {
+        return members.number(name, range, is_type ? std::optional(range.lowest) : std::nullopt);
+    };
     AmplifierDescription amplifier{};
-    amplifier.gain_range = gain_range_of(members.need("gain-range-db"), members.path_of("gain-range-db"));
-    if (const Json *extended = members.find("extended-gain-range-db"); extended != nullptr)
-        amplifier.extended_gain_range = gain_range_of(*extended, members.path_of("extended-gain-range-db"));
-    amplifier.noise_figure = members.number("noise-figure-db", {0, 20});
-    amplifier.maximum_output = members.number("maximum-output-dbm", {-10, 30});
-    amplifier.gain = members.number("gain-db", {0, 40});
+    const char *const range = "gain-range-db", *const extended_range = "extended-gain-range-db";
+    if (const Json *value = is_type ? members.find(range) : &members.need(range); value != nullptr)
+        amplifier.gain_range = gain_range_of(*value, members.path_of(range));
+    if (const Json *value = members.find(extended_range); value != nullptr)
+        amplifier.extended_gain_range = gain_range_of(*value, members.path_of(extended_range));
+    amplifier.noise_figure = needed("noise-figure-db", {0, 20});
+    amplifier.maximum_output = needed("maximum-output-dbm", {-10, 30});
+    amplifier.gain = needed("gain-db", {0, 40});
     amplifier.tilt = members.number("tilt-db", {-5, 5}, 0);
     amplifier.input_loss = members.number("input-loss-db", {0, 40}, 0);
     amplifier.loss_threshold = members.number("loss-threshold-dbm", {-39, 10}, -35);
     amplifier.tilt_slope = members.number("tilt-slope", {-2, 2}, 0.7);
     members.refuse_others();
+    return amplifier;
+}
+
+AmplifierTypes read_types(Members &line) {
+    AmplifierTypes types = unchecked_types(line);
+    for (const auto &[name, value] : types) {
+        Members members(value, fmt::format("{}.{}", line.path_of("amplifier-types"), name));
+        read_members(members, true);
+    }
+    return types;
+}
+
+AmplifierDescription read_amplifier(const Json &value, const std::string &path, const AmplifierTypes &types) {
+    const Json whole = with_type(value, path, types);
+    Members members(whole, path);
+    const AmplifierDescription amplifier = read_members(members, false);
     if (amplifier.gain < amplifier.gain_range.lowest || amplifier.gain > amplifier.gain_range.highest)
         fail(members.path_of("gain-db"), "expected a gain in the range from {} to {}, found {}",
              amplifier.gain_range.lowest, amplifier.gain_range.highest, amplifier.gain);

@@ -45,7 +45,9 @@ class InterfaceSettings {
         if (configurations == nullptr)
             return;
         for (const lyd_node *entry = lyd_child(configurations); entry != nullptr; entry = entry->next) {
-            if (entry->schema == list && text_below(entry, "interface-name") == interface) {
+            // Entries of other values of "active" wait for hardware.
+            if (entry->schema == list && text_below(entry, "active") == "act" &&
+                text_below(entry, "interface-name") == interface) {
                 optics_ = below(entry, "optics");
                 return;
             }

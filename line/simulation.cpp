@@ -219,7 +219,9 @@ void Simulation::read() {
             ++channel;
         const bool has_channel = !amplifier.booster && channel < channels_.size() &&
                                  std::pair(channels_[channel].node, channels_[channel].slot) == place;
-        const double supervisory = has_channel ? channels_[channel].input : 0;
+        // Measured where the input is: behind the loss inside the site.
+        const double supervisory =
+            has_channel ? channels_[channel].input * from_decibels(-amplifier.built.input_loss) : 0;
         const std::uint64_t source = i * sources_a_card;
         AmplifierReading &reading = amplifier.reading;
         reading.input = power_reading(amplifier.input.total(), source + input_quantity);
@@ -260,6 +262,17 @@ SimulatedAmplifier &Simulation::amplifier_of(const LineEvent &event) {
     });
 }
 
+// What the card in a slot remembers goes with it: the next one is cold and whole. The node configures both.
+void Simulation::reset_card(std::size_t node, std::size_t slot) {
+    for (SimulatedAmplifier &amplifier : amplifiers_) {
+        if (amplifier.node != node || amplifier.slot != slot)
+            continue;
+        amplifier.emitting = amplifier.input_lost = false;
+        amplifier.ticks_of_change = 0;
+        amplifier.pump_loss = 0;
+    }
+}
+
 void Simulation::apply(const LineEvent &event) {
     using Kind = LineEvent::Kind;
     switch (event.kind) {
@@ -278,8 +291,11 @@ void Simulation::apply(const LineEvent &event) {
     case Kind::insert: {
         const std::vector<SlotDescription> &slots = line_.nodes[event.node].slots;
         for (std::size_t slot = 0; slot < slots.size(); ++slot)
-            if (slots[slot].number == event.slot)
+            if (slots[slot].number == event.slot) {
+                if (pulled_[event.node][slot])
+                    reset_card(event.node, slot);
                 pulled_[event.node][slot] = event.kind == Kind::pull;
+            }
         break;
     }
     case Kind::channels:

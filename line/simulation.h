@@ -139,6 +139,7 @@ class Simulation {
     int power_reading(double power, std::uint64_t source) const noexcept;
     template <class Change>
     void change_fibres(const LineEvent &event, Change change);
+    void reset_card(std::size_t node, std::size_t slot);
     SimulatedAmplifier &amplifier_of(const LineEvent &event);
 
     const LineDescription &line_;

@@ -39,12 +39,22 @@ const Json *below(const Json *at, std::initializer_list<const char *> names) {
     return at;
 }
 
-// Entries of a list by the value of a member.
-std::map<std::string, Json> by_name(const Json *list, const char *member) {
+bool any(const Json & /*entry*/) {
+    return true;
+}
+
+// Configuration of an interface that is there; that of others waits for hardware.
+bool applies(const Json &entry) {
+    return entry.at("active") == "act";
+}
+
+// Those entries of a list that count, by the value of a member.
+std::map<std::string, Json> by_name(const Json *list, const char *member, bool (*counts)(const Json &)) {
     std::map<std::string, Json> entries;
     if (list != nullptr) {
         for (const Json &entry : *list)
-            entries[entry.at(member).get<std::string>()] = entry;
+            if (counts(entry))
+                entries[entry.at(member).get<std::string>()] = entry;
     }
     return entries;
 }
@@ -67,14 +77,15 @@ Cards cards_of(const fs::path &folder) {
     Cards cards;
     if (!data.running.tree().empty()) {
         const Json running = parse_json(data.running.tree().print(LYD_JSON), nesting_limit);
-        cards.interfaces = by_name(below(&running, {interfaces_root, "interface-configuration"}), "interface-name");
+        cards.interfaces =
+            by_name(below(&running, {interfaces_root, "interface-configuration"}), "interface-name", applies);
     }
     for (const NativeDocument &document : data.operational) {
         if (!document.may_be_of(amplifier_module) || document.tree().empty())
             continue;
         const Json oper = parse_json(document.tree().print(LYD_JSON), nesting_limit);
         if (const Json *ports = below(&oper, {ports_root, "ots-ports", "ots-port"}))
-            cards.ports = by_name(ports, "name");
+            cards.ports = by_name(ports, "name", any);
     }
     return cards;
 }
@@ -147,8 +158,14 @@ fs::path line_of_node(const fs::path &node) {
     fs::path folder = node / "live";
     if (is_line(folder))
         return folder;
-    if (fs::exists(node / live_name))
-        throw LineError(fmt::format("{}: a node of a line, expected one that lives by itself", node.string()));
+    if (fs::exists(node / live_name)) {
+        // DIR/nodes/NAME.
+        if (is_line(fs::weakly_canonical(node).parent_path().parent_path()))
+            throw LineError(fmt::format("{}: a node of a line, expected one that lives by itself", node.string()));
+        throw LineError(fmt::format("{}: has {}, but not the line that wrote it; when that line is gone, remove {} and "
+                                    "the node lives by itself",
+                                    node.string(), live_name, (node / live_name).string()));
+    }
     const Json description = described(cards_of(node));
     if (description.at("directions").empty())
         throw LineError(fmt::format("{}: no amplifiers, expected a node with operational data of some", node.string()));

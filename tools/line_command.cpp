@@ -85,33 +85,52 @@ void write_picture(const std::string &file, const std::string &picture) {
         throw InputError(fmt::format("{}: cannot be written, expected a file to write the picture to", file));
 }
 
+// A screen's worth of text over the one before: what a shorter line leaves of the longer one under it goes.
+std::string over_the_last(const std::string &text) {
+    constexpr const char *home = "\033[H", *clear_line = "\033[K", *clear_behind = "\033[J";
+    std::string screen = home;
+    for (const char c : text) {
+        if (c == '\n')
+            screen += clear_line;
+        screen += c;
+    }
+    return screen + clear_behind;
+}
+
 void show(const LineOptions &options) {
     const LineDescription line = line_of_folder(options.folder);
     LineStore store(options.folder, false);
     const LinePicture picture(line, in_colour(options.colour));
     const auto now = [&] {
-        Simulation simulation(line, 0);
+        std::optional<Simulation> simulation;
         if (const std::optional<std::string> state = store.text(simulation_text))
-            simulation.restore(*state);
+            simulation.emplace(line, 0).restore(*state);
         return simulation;
     };
+    const auto text_now = [&] {
+        const std::optional<Simulation> simulation = now();
+        return simulation ? picture.text(*simulation) : fmt::format("{}  has not run yet\n", line.name);
+    };
     if (!options.svg.empty()) {
-        write_picture(options.svg, picture.svg(now()));
+        const std::optional<Simulation> simulation = now();
+        if (!simulation)
+            throw LineError(fmt::format("{}: has not run yet, expected a line with powers to draw", options.folder));
+        write_picture(options.svg, picture.svg(*simulation));
         finish_output("", "the picture is written");
         return;
     }
     if (!options.watch) {
-        finish_output(picture.text(now()), "");
+        finish_output(text_now(), "");
         return;
     }
-    constexpr const char *home = "\033[H", *clear_behind = "\033[J", *clear_all = "\033[2J";
+    constexpr const char *clear_all = "\033[2J";
     constexpr std::chrono::milliseconds refresh{500}, nap{50};
     end_on_signals();
     write_output(clear_all);
     std::optional<std::string> shown;
     while (asked_to_end == 0) {
-        if (std::string text = picture.text(now()); shown != text) {
-            finish_output(home + text + clear_behind, "");
+        if (std::string text = text_now(); shown != text) {
+            finish_output(over_the_last(text), "");
             shown = std::move(text);
         }
         const auto until = std::chrono::steady_clock::now() + refresh;

@@ -3,6 +3,10 @@
 
 #include "line/single_node.h"
 
+#include <csignal>
+
+#include <unistd.h>
+
 namespace ocamp {
 
 LivingNode::LivingNode(const std::filesystem::path &node)
@@ -23,7 +27,16 @@ void LivingNode::live(server::Core &core) {
         run_at_pace(line_, {.stop = [this] { return ending_.load(); }});
     } catch (const std::exception &error) {
         core.log().write(server::Severity::error, "node-stands-still", {{"reason", error.what()}});
+        failure_ = std::current_exception();
+        stands_still_ = true;
+        // Readings that stand still are none: the server ends as when it is asked to.
+        kill(getpid(), SIGTERM);
     }
+}
+
+void LivingNode::check() const {
+    if (failure_)
+        std::rethrow_exception(failure_);
 }
 
 void LivingNode::end() {

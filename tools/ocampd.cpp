@@ -158,12 +158,14 @@ void serve(const ServeOptions &options) {
         living->begin(core);
     wait_for_end(core, serving);
     sd_notify(0, "STOPPING=1");
-    end_in_time();
+    end_in_time(living && living->stands_still() ? request_failed : 0);
     if (living)
         living->end();
     core.stop();
     serving.stop();
     log.write(Severity::info, "ended");
+    if (living)
+        living->check();
 }
 
 int tell(std::string_view message, int status) noexcept {

@@ -64,10 +64,10 @@ sigset_t awaited_signals() noexcept {
     return signals;
 }
 
-void end_in_time() {
-    std::thread([] {
+void end_in_time(int status) {
+    std::thread([status] {
         std::this_thread::sleep_for(longest_stop);
-        _exit(0);
+        _exit(status);
     }).detach();
 }
 

@@ -48,7 +48,7 @@ class Serving {
 /// SIGTERM, SIGINT and SIGHUP: blocked before there are threads, and waited for by one of them.
 sigset_t awaited_signals() noexcept;
 
-/// Ends the process when the orderly way takes too long, as behind a disk that hangs.
-void end_in_time();
+/// Ends the process when the orderly way takes too long, as behind a disk that hangs. `status`: its exit status.
+void end_in_time(int status = 0);
 
 } // namespace ocamp

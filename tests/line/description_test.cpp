@@ -65,8 +65,26 @@ TEST(LineDescriptions, RefusalsTellThePlace) {
                 HasSubstr("$.directions[0].channels.count: expected a whole number, found 1.5"));
     EXPECT_THAT(refusal_of([](Json &line) { line["nodes"][1]["name"] = "a"; }),
                 HasSubstr("$.nodes[1].name: \"a\" is there already"));
+    for (const char *name : {"a\nb", "\033[2J", "\x7f", "\u009b"})
+        EXPECT_THAT(refusal_of([&](Json &line) { line["name"] = name; }),
+                    HasSubstr("$.name: expected a text without control characters"));
+    EXPECT_EQ(refusal_of([](Json &line) { line["name"] = "Z\u00fcrich \\ Bern"; }), "no refusal");
     for (const char *name : {"../x", ".", "", "a b", "a/b"})
         EXPECT_THAT(refusal_of([&](Json &line) { line["nodes"][1]["name"] = name; }), HasSubstr("$.nodes[1].name"));
+}
+
+// Whether an amplifier uses them or not.
+TEST(LineDescriptions, TypesOfAmplifiersAreChecked) {
+    const auto type_refusal = [](const Json &type) {
+        return refusal_of([&](Json &line) { line["amplifier-types"]["unused"] = type; });
+    };
+    EXPECT_EQ(type_refusal(Json::object()), "no refusal");
+    EXPECT_EQ(type_refusal({{"gain-db", 30}, {"noise-figure-db", 5}}), "no refusal") << "the range is the amplifier's";
+    EXPECT_THAT(type_refusal(5), HasSubstr("$.amplifier-types.unused: expected an object, found 5"));
+    EXPECT_THAT(type_refusal({{"colour", 1}}), HasSubstr("$.amplifier-types.unused: unknown member \"colour\""));
+    EXPECT_THAT(type_refusal({{"gain-db", 41}}),
+                HasSubstr("$.amplifier-types.unused.gain-db: expected a number from 0 to 40, found 41"));
+    EXPECT_THAT(type_refusal({{"gain-range-db", 5}}), HasSubstr("$.amplifier-types.unused.gain-range-db"));
 }
 
 TEST(LineDescriptions, SlotsAndAmplifiersAreChecked) {

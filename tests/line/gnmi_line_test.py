@@ -9,6 +9,7 @@ import sys
 import unittest
 
 from line_client import ServedLineTest, ocamp, set_gain
+from lxml import etree
 
 sys.path.insert(0, os.environ["GNMI_CLIENT"])
 from gnmi_client import Client, Leaves, pb, subscription, update  # noqa: E402
@@ -58,6 +59,40 @@ class ChangesAreSeen(GnmiLineTest):
         self.assertGreater(before[leaf].double_val, 10)
         ocamp("line", "event", self.line, "repair", "site-1/site-2")
         behind.until(lambda leaves: leaves[leaf].double_val > 13.5)
+
+    def test_losses_pumps_and_channels(self):
+        client = self.connect("site-2")
+        client.create_subscription()
+        received = (STATE + "/input-power-c-band/instant") % "0/1-AMP-PRE"
+        sent = OUTPUT % "0/1-AMP-BST"
+        seen = self.watch("site-2", received, sent)
+        happened = []
+
+        def see(words, leaf, expected):
+            """The event moves the leaf to that many dB off what it is now."""
+            before = seen[leaf].double_val
+            happened.append(words)
+            ocamp("line", "event", self.line, *words.split())
+            seen.until(lambda leaves: abs(leaves[leaf].double_val - before - expected) < 0.3)
+
+        see("add-loss site-1/site-2 3 east", received, -3)
+        see("add-loss site-1/site-2 0 east", received, 3)
+        # The booster sends 14 dBm of at most 21.
+        full = seen[sent].double_val
+        happened.append("pump-failure site-2 0/1-AMP-BST 10")
+        ocamp("line", "event", self.line, *happened[-1].split())
+        seen.until(lambda leaves: abs(leaves[sent].double_val - 11) < 0.3)
+        see("pump-repair site-2 0/1-AMP-BST", sent, full - seen[sent].double_val)
+        # 20 channels instead of 40.
+        see("channels east 20", received, -3)
+        told = []
+        while len(told) < len(happened):
+            notification = client.take_notification(timeout=30)
+            self.assertIsNotNone(notification, told)
+            content = etree.fromstring(notification.notification_xml.encode())[1]
+            if etree.QName(content).localname == "line-event":
+                told.append(content.find("{*}event").text)
+        self.assertEqual(told, happened)
 
     def test_a_card_that_is_pulled(self):
         leaf = OUTPUT % "0/1-AMP-BST"

@@ -2,12 +2,14 @@
 #include "support/files.h"
 #include "support/program.h"
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <thread>
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
@@ -67,6 +69,20 @@ TEST_F(LineCommands, AGainThatIsSetMovesThePowerDownstream) {
     EXPECT_NEAR(state("terminal-b", "0/1-AMP-PRE", "output-power-c-band/avg") - before, 1, 0.05);
 }
 
+TEST_F(LineCommands, AnAmplifierThatIsNotEnabledIsDarkAndComesBack) {
+    const std::string leaf = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config/enabled";
+    const auto enable = [&](const char *value) {
+        const Outcome set = ocamp({"set", "--node", node("site-1"), "--plugin", PLUGIN, leaf, value});
+        EXPECT_EQ(set.status, 0) << set.err;
+    };
+    enable("false");
+    ASSERT_EQ(run_until(1).status, 0);
+    EXPECT_EQ(state("site-1", "0/1-AMP-PRE", "output-power-c-band/instant"), -40);
+    enable("true");
+    ASSERT_EQ(run_until(40).status, 0);
+    EXPECT_NEAR(state("site-1", "0/1-AMP-PRE", "output-power-c-band/instant"), 14, 0.5);
+}
+
 TEST_F(LineCommands, ACutShutsAmplifiersDownAndRepairBringsThemBack) {
     ASSERT_EQ(run_until(3).status, 0);
     ASSERT_EQ(ocamp({"line", "event", line(), "cut", "site-1/site-2"}).status, 0);
@@ -91,6 +107,8 @@ TEST_F(LineCommands, WrongUsesAreToldWithStatusTwo) {
     refused(ocamp({"line", "run", line(), "--speed", "fast"}), "expected 'max' or a number");
     refused(ocamp({"line", "run", line(), "--speed", "0"}), "expected 'max' or a number");
     refused(ocamp({"line", "event", line(), "cut", "x/y"}), "no node 'x'");
+    refused(ocamp({"line", "show", line(), "--svg", "-"}), "has not run yet, expected a line with powers to draw");
+    ASSERT_EQ(run_until(1).status, 0);
     refused(ocamp({"line", "show", line(), "--svg", "/no/such/folder/x.svg"}),
             "/no/such/folder/x.svg: cannot be written");
     refused(run_until(1, {"--script", "/no/such/script"}), "/no/such/script: No such file");
@@ -98,6 +116,12 @@ TEST_F(LineCommands, WrongUsesAreToldWithStatusTwo) {
     refused(run_until(1, {"--gnmi-base", "99999"}), "--gnmi-base: '99999', expected PORT");
     support::write_file(temporary_.path() / "script", "1 cut\n");
     refused(run_until(1, {"--script", (temporary_.path() / "script").string()}), "script: line 1: expected: cut SPAN");
+}
+
+TEST_F(LineCommands, ALineThatHasNotRunIsShownAsSuch) {
+    const Outcome shown = ocamp({"line", "show", line()});
+    EXPECT_EQ(shown.status, 0) << shown.err;
+    EXPECT_EQ(shown.out, "three sites  has not run yet\n");
 }
 
 TEST_F(LineCommands, EndsOnASignal) {
@@ -111,21 +135,138 @@ TEST_F(LineCommands, EndsOnASignal) {
     EXPECT_EQ(run_until(5).status, 0);
 }
 
-// Killed at any moment: every node opens, its configuration is whole, and the line goes on to the very same data as one
-// that was never killed.
-TEST_F(LineCommands, KilledAnywhereNothingIsTorn) {
-    constexpr int last_second = 1000;
-    std::string configuration;
-    for (int round = 0; round < 16; ++round) {
-        const int process = support::start(
-            {.words = words({"line", "run", line(), "--speed", "max", "--until", std::to_string(last_second)})});
-        std::this_thread::sleep_for(std::chrono::milliseconds(100 + 7 * round));
+// What a terminal without anything on it shows after these bytes: text, line feeds, and the sequences that begin a
+// screen and clear what was there.
+std::string screen_after(std::string_view bytes) {
+    std::vector<std::string> lines(1);
+    std::size_t row = 0, column = 0;
+    const auto takes = [&](std::string_view sequence) {
+        const bool is_next = bytes.starts_with(sequence);
+        bytes.remove_prefix(is_next ? sequence.size() : 0);
+        return is_next;
+    };
+    while (!bytes.empty()) {
+        if (takes("\033[2J")) {
+            lines.assign(1, "");
+        } else if (takes("\033[H")) {
+            row = column = 0;
+        } else if (takes("\033[K")) {
+            lines[row].resize(column);
+        } else if (takes("\033[J")) {
+            lines.resize(row + 1);
+            lines[row].resize(column);
+        } else if (takes("\n")) {
+            column = 0;
+            if (++row == lines.size())
+                lines.emplace_back();
+        } else {
+            if (lines[row].size() <= column)
+                lines[row].resize(column + 1);
+            lines[row][column++] = bytes.front();
+            bytes.remove_prefix(1);
+        }
+    }
+    std::string screen;
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        screen += lines[i] + (i + 1 < lines.size() ? "\n" : "");
+    return screen;
+}
+
+// A row of a dark amplifier is longer than that of one that is well.
+TEST_F(LineCommands, WatchingLeavesNothingOfWhatWasShown) {
+    ASSERT_EQ(run_until(3).status, 0);
+    ASSERT_EQ(ocamp({"line", "event", line(), "cut", "site-1/site-2"}).status, 0);
+    ASSERT_EQ(run_until(4).status, 0);
+    const std::filesystem::path file = temporary_.path() / "screen";
+    const int process =
+        support::start({.words = words({"line", "show", line(), "--watch"}), .redirected = {{STDOUT_FILENO, file}}});
+    const auto wait_until_shown = [&](const std::string &shown) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (screen_after(support::read_file(file)) != shown && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_EQ(screen_after(support::read_file(file)), shown);
+    };
+    const std::string dark = ocamp({"line", "show", line()}).out;
+    EXPECT_THAT(dark, HasSubstr("input lost, shut down"));
+    wait_until_shown(dark);
+    EXPECT_EQ(ocamp({"line", "event", line(), "repair", "site-1/site-2"}).status, 0);
+    EXPECT_EQ(run_until(60).status, 0);
+    const std::string well = ocamp({"line", "show", line()}).out;
+    EXPECT_THAT(well, testing::Not(HasSubstr("input lost, shut down")));
+    wait_until_shown(well);
+    kill(process, SIGTERM);
+    int status = 0;
+    waitpid(process, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+// Runs the line without an end, and kills it some time after it has begun to move.
+class KilledLines : public LineCommands {
+  protected:
+    int second() const {
+        const std::string shown = ocamp({"line", "show", line()}).out, mark = "(second ";
+        const std::size_t at = shown.find(mark);
+        return at == std::string::npos ? 0 : std::stoi(shown.substr(at + mark.size()));
+    }
+
+    void run_and_kill(std::chrono::milliseconds after) const {
+        const int begin = second();
+        const int process = support::start({.words = words({"line", "run", line(), "--speed", "max"})});
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (second() == begin && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        EXPECT_GT(second(), begin) << "line time does not move";
+        std::this_thread::sleep_for(after);
         kill(process, SIGKILL);
-        waitpid(process, nullptr, 0);
+        int status = 0;
+        waitpid(process, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "the line had ended by itself: " << status;
+    }
+
+    // Every node opens.
+    void expect_whole_nodes() const {
         for (const char *name : {"terminal-a", "site-1", "site-2", "site-3", "terminal-b"}) {
             const Outcome got = ocamp({"native", "get", "--node", node(name)});
-            ASSERT_EQ(got.status, 0) << got.err;
+            EXPECT_EQ(got.status, 0) << got.err;
         }
+    }
+};
+
+// What an edit was told to have done is there, whatever moment the line was killed at.
+TEST_F(KilledLines, EditsThatWereAcknowledgedAreThere) {
+    const std::string leaf = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config/target-gain";
+    int edits = 0;
+    for (int round = 0; round < 4; ++round) {
+        std::atomic<bool> enough = false;
+        std::string acknowledged;
+        std::thread editor([&] {
+            while (!enough) {
+                const std::string gain = std::to_string(12 + edits / 10 % 6) + "." + std::to_string(edits % 10);
+                const Outcome set = ocamp({"set", "--node", node("site-1"), "--plugin", PLUGIN, leaf, gain});
+                EXPECT_EQ(set.status, 0) << set.err;
+                acknowledged = gain;
+                ++edits;
+            }
+        });
+        run_and_kill(std::chrono::milliseconds(150 + 37 * round));
+        enough = true;
+        editor.join();
+        expect_whole_nodes();
+        const Outcome kept = ocamp({"get", "--node", node("site-1"), "--plugin", PLUGIN, leaf});
+        EXPECT_THAT(kept.out, HasSubstr("\"" + acknowledged + "\"")) << kept.err;
+    }
+    EXPECT_GE(edits, 4);
+    EXPECT_EQ(run_until(second() + 1).status, 0);
+}
+
+// Killed at any moment: every node opens, its configuration is whole, and the line goes on to the very same data as one
+// that was never killed.
+TEST_F(KilledLines, NothingIsTorn) {
+    std::string configuration;
+    for (int round = 0; round < 12; ++round) {
+        run_and_kill(std::chrono::milliseconds(7 * round));
+        expect_whole_nodes();
         const Outcome kept = ocamp({"get", "--node", node("site-2"), "--plugin", PLUGIN, "--config"});
         ASSERT_EQ(kept.status, 0) << kept.err;
         if (round == 0)
@@ -133,6 +274,7 @@ TEST_F(LineCommands, KilledAnywhereNothingIsTorn) {
         EXPECT_EQ(kept.out, configuration);
     }
     EXPECT_THAT(configuration, HasSubstr("15.3"));
+    const int last_second = second() + 30;
     const Outcome ended = run_until(last_second);
     ASSERT_EQ(ended.status, 0) << ended.err;
     const std::string killed = ocamp({"native", "get", "--node", node("site-2")}).out;

@@ -4,6 +4,7 @@ line_client.py for the rest."""
 import os
 import signal
 import subprocess
+import time
 import unittest
 
 from line_client import PASSWORD, ServingTest, ocamp, reading, set_gain
@@ -47,6 +48,20 @@ class LiveNode(ServingTest):
             notification = client.take_notification(timeout=30)
             self.assertIsNotNone(notification, told)
             told += notification.notification_xml
+
+    def test_the_server_ends_when_time_cannot_go_on(self):
+        self.serve()
+        end = time.monotonic() + 60
+        # A second that is being written may mend it.
+        while self.process.poll() is None and time.monotonic() < end:
+            with open(self.node + "/live/line.db", "r+b") as database:
+                database.write(b"no database" * 1000)
+            time.sleep(0.5)
+        self.assertEqual(self.process.wait(10), 1)
+        self.log.seek(0)
+        log = self.log.read()
+        self.assertIn("node-stands-still", log)
+        self.assertRegex(log, "(?m)^ocampd: ")
 
     def test_without_the_option_nothing_moves(self):
         self.start("serve", "--node", self.node, "--netconf", "127.0.0.1:0")

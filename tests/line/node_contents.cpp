@@ -6,6 +6,7 @@
 #include "sysdb/record_reader.h"
 #include "yang/models.h"
 
+#include <functional>
 #include <stdexcept>
 
 namespace line_tests {
@@ -44,16 +45,41 @@ std::optional<BagRecord> record(const fs::path &node, const std::string &bind_po
     return bag ? std::optional(decode_bag(*bag)) : std::nullopt;
 }
 
-void configure(const fs::path &node, const std::string &interface, const std::string &leaf, const Json &value) {
+namespace {
+
+void change_interfaces(const fs::path &node, const std::function<void(Json &entries)> &change) {
     Node opened(node, Node::Access::write);
     Transaction transaction(opened.database());
     const NativeData data = load_native(opened.database(), native_schema());
     Json running = Json::parse(data.running.tree().print(LYD_JSON));
-    for (Json &entry : running.at("Korvex-ifmgr-cfg:interface-configurations").at("interface-configuration"))
-        if (entry.at("interface-name") == interface)
-            entry.at("Korvex-controller-optics-cfg:optics")[leaf] = value;
+    change(running.at("Korvex-ifmgr-cfg:interface-configurations").at("interface-configuration"));
     store_running(opened.database(), native_schema().parse(running.dump(), LYD_JSON));
     transaction.commit();
+}
+
+} // namespace
+
+void configure(const fs::path &node, const std::string &interface, const std::string &leaf, const Json &value) {
+    change_interfaces(node, [&](Json &entries) {
+        for (Json &entry : entries) {
+            if (entry.at("interface-name") != interface)
+                continue;
+            Json &optics = entry.at("Korvex-controller-optics-cfg:optics");
+            if (value.is_null())
+                optics.erase(leaf);
+            else
+                optics[leaf] = value;
+        }
+    });
+}
+
+void configure_ahead(const fs::path &node, const std::string &interface, const std::string &leaf, const Json &value,
+                     Place place) {
+    change_interfaces(node, [&](Json &entries) {
+        const Json entry = {
+            {"active", "pre"}, {"interface-name", interface}, {"Korvex-controller-optics-cfg:optics", {{leaf, value}}}};
+        entries.insert(place == Place::first ? entries.begin() : entries.end(), entry);
+    });
 }
 
 } // namespace line_tests

@@ -21,8 +21,15 @@ const nlohmann::json &port(const nlohmann::json &native, const std::string &name
 std::optional<ocamp::BagRecord> record(const std::filesystem::path &node, const std::string &bind_point,
                                        const std::string &item);
 
-/// The configuration of one interface changes as an edit of a client's would.
+/// The configuration of one interface changes as an edit of a client's would. null takes the leaf away.
 void configure(const std::filesystem::path &node, const std::string &interface, const std::string &leaf,
                const nlohmann::json &value);
+
+/// Where an entry stands among those of all interfaces.
+enum class Place { first, last };
+
+/// Settings for the interface that wait for hardware, beside those that apply.
+void configure_ahead(const std::filesystem::path &node, const std::string &interface, const std::string &leaf,
+                     const nlohmann::json &value, Place place);
 
 } // namespace line_tests

@@ -208,6 +208,59 @@ TEST_F(Lines, ConfigurationActsFromTheNextSecond) {
     EXPECT_EQ(run.simulation().channels().back().reading.input, -200 - 1638) << "15.375 km-dB and connectors";
 }
 
+TEST_F(Lines, SettingsThatWaitForHardwareDoNotAct) {
+    make(two_nodes());
+    configure_ahead(node("b"), "Ots0/1/0/0", "optics-ots-amplifier-gain", 200, Place::first);
+    run_until(5);
+    EXPECT_EQ(port(native(node("b")), "Ots0/1/0/0").at("ampli-gain"), 1700);
+}
+
+TEST_F(Lines, TheInterlockKeepsAnAmplifierDarkUntilItIsTakenBack) {
+    make(two_nodes());
+    const auto pre = [&] { return port(native(node("b")), "Ots0/1/0/0"); };
+    configure(node("b"), "Ots0/1/0/0", "optics-ots-osri", true);
+    run_until(1);
+    EXPECT_EQ(pre().at("lane-data").at(0).at("transmit-power-dbm"), dark_reading);
+    configure(node("b"), "Ots0/1/0/0", "optics-ots-osri", false);
+    run_until(10);
+    EXPECT_NEAR(pre().at("lane-data").at(0).at("transmit-power-dbm").get<int>(), 2303, 1);
+}
+
+TEST_F(Lines, TheTiltIsConfigured) {
+    make(two_nodes());
+    configure(node("b"), "Ots0/1/0/0", "optics-ots-amplifier-tilt", 15);
+    run_until(1);
+    EXPECT_EQ(port(native(node("b")), "Ots0/1/0/0").at("ampli-tilt"), 150);
+}
+
+// A single channel and a low gain of the booster keep the output from its limit: -3 dBm + 10 dB - 17 dB are -10 dBm.
+TEST_F(Lines, TheExtendedGainRangeIsConfigured) {
+    make(two_nodes());
+    LineStore(folder(), false).add_event(std::nullopt, "channels east 1");
+    configure(node("a"), "Ots0/1/0/1", "optics-ots-amplifier-gain", 100);
+    configure(node("b"), "Ots0/1/0/0", "optics-ots-amplifier-gain", 300);
+    run_until(20);
+    EXPECT_EQ(port(native(node("b")), "Ots0/1/0/0").at("ampli-gain"), 2500) << "the normal range ends here";
+    configure(node("b"), "Ots0/1/0/0", "optics-ots-amplifier-gain-range", "extended");
+    configure(node("b"), "Ots0/1/0/0", "optics-ots-osri", true);
+    run_until(21);
+    configure(node("b"), "Ots0/1/0/0", "optics-ots-osri", false);
+    run_until(40);
+    EXPECT_EQ(port(native(node("b")), "Ots0/1/0/0").at("ampli-gain"), 3000);
+    EXPECT_EQ(port(native(node("b")), "Ots0/1/0/0").at("ampli-gain-range"), "amplifier-gain-range-ext-end-ed");
+}
+
+TEST_F(Lines, ASupervisoryChannelIsShutByConfiguration) {
+    make(two_nodes());
+    LineRun run(folder(), {});
+    configure(node("a"), "Optics0/1/0/4", "optics-transmit-shutdown", Json::array({nullptr}));
+    run.step();
+    EXPECT_EQ(run.simulation().channels()[1].reading.input, dark_reading);
+    configure(node("a"), "Optics0/1/0/4", "optics-transmit-shutdown", nullptr);
+    run.step();
+    EXPECT_EQ(run.simulation().channels()[1].reading.input, -1600);
+}
+
 TEST_F(Lines, APulledCardIsInNeitherInventoryNorData) {
     make(two_nodes());
     const LineDescription line = line_of_folder(folder());

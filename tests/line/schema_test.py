@@ -47,7 +47,7 @@ def drop_at(path):
 
 SLOT = ["nodes", 1, "slots", 0]
 SPOILED = [
-    set_at(["colour"], "red"), drop_at(["name"]), set_at(["name"], ""), set_at(["name"], 5), drop_at(["spans"]),
+    set_at(["colour"], "red"), drop_at(["name"]), set_at(["name"], ""), set_at(["name"], 5), set_at(["name"], "a\x1b[2J"), drop_at(["spans"]),
     set_at(["start"], -1), set_at(["measurement-noise-db"], 2), set_at(["directions"], []),
     set_at(["directions", 0, "order"], "up"), set_at(["directions", 0, "channels", "count"], 193),
     set_at(["directions", 0, "channels", "count"], 0.5), set_at(["directions", 0, "channels", "power-dbm"], "loud"),

@@ -8,6 +8,7 @@
 #include <functional>
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 using namespace ocamp;
 using namespace line_tests;
@@ -63,6 +64,19 @@ TEST_F(TwoNodes, SupervisoryChannelCrossesTheSpan) {
     EXPECT_EQ(simulation_.channels()[1].reading.input, dark_reading);
 }
 
+// With 3 dB inside the site, and 10 dBm launched, which are -7 dBm or 0.19953 mW behind the span:
+// 0.50119 * (4.0086 + 0.19953) mW are 2.1091 mW, 3.24 dBm.
+TEST(SupervisoryLight, IsMeasuredBehindTheLossInsideTheSite) {
+    nlohmann::json document = nlohmann::json::parse(two_nodes());
+    document["nodes"][1]["slots"][0]["pre-amplifier"]["input-loss-db"] = 3;
+    const LineDescription line = read_line(document.dump());
+    Simulation simulation(line, 1);
+    simulation.configure_channel(0, {.power = 10, .shut = false});
+    run(simulation, 1);
+    EXPECT_NEAR(reading(simulation, "b", 1, false).input, 303, 1);
+    EXPECT_NEAR(reading(simulation, "b", 1, false).total_input, 324, 1);
+}
+
 TEST_F(TwoNodes, GainsMoveByOneDecibelASecond) {
     set_gain(simulation_, booster_index(), 17.5);
     std::vector<int> gains;
@@ -88,12 +102,14 @@ TEST_F(TwoNodes, TiltFollowsTheDeviationOfTheGain) {
     EXPECT_EQ(booster().tilt, 200);
 }
 
+// One channel of -3 dBm leaves room for more than 25 dB below the maximum output.
 TEST_F(TwoNodes, GainStaysInItsRange) {
+    happen(simulation_, "channels east 1");
     set_gain(simulation_, booster_index(), 40);
     set_gain(simulation_, pre_index(), 3);
     run(simulation_, 30);
     EXPECT_EQ(pre().gain, 1000);
-    EXPECT_LE(booster().gain, 2500);
+    EXPECT_EQ(booster().gain, 2500);
 }
 
 // 25 dBm is 316.23 mW: G = (316.23 + 0.0024527) / (2.00475 + 0.0024527), 21.97 dB.
@@ -122,20 +138,24 @@ TEST_F(TwoNodes, AShutAmplifierEmitsNothingAndBeginsAnewAtTheLowestGain) {
     EXPECT_EQ(pre().gain, 1700);
 }
 
+// One channel, amplified by 10 dB, comes as -10 dBm: 30 dB are no more than the maximum output, and above the normal
+// range.
 TEST_F(TwoNodes, TheExtendedRangeIsTakenUpAtTheNextStart) {
+    happen(simulation_, "channels east 1");
+    set_gain(simulation_, booster_index(), 10);
     change(pre_index(), [](AmplifierSettings &settings) {
         settings.extended_range = true;
-        settings.gain = 23;
+        settings.gain = 30;
     });
     run(simulation_, 20);
+    EXPECT_EQ(pre().gain, 2500);
     EXPECT_FALSE(simulation_.amplifiers()[pre_index()].extended_range);
     change(pre_index(), [](AmplifierSettings &settings) { settings.shut = true; });
     run(simulation_, 1);
     change(pre_index(), [](AmplifierSettings &settings) { settings.shut = false; });
-    set_gain(simulation_, booster_index(), 10);
     run(simulation_, 20);
     EXPECT_TRUE(simulation_.amplifiers()[pre_index()].extended_range);
-    EXPECT_EQ(pre().gain, 2300);
+    EXPECT_EQ(pre().gain, 3000);
 }
 
 TEST_F(TwoNodes, ACutIsSeenWithinASecondAndAfterRepairAllComesBack) {
@@ -185,6 +205,22 @@ TEST_F(TwoNodes, APulledCardLetsNothingPassAndComesBackCold) {
     happen(simulation_, "insert a 1");
     run(simulation_, 1);
     EXPECT_EQ(booster().gain, 1090);
+}
+
+TEST_F(TwoNodes, ACardThatIsPutInHasNeitherTheFailureNorTheAlarmOfTheOneBefore) {
+    happen(simulation_, "pump-failure a 0/1-AMP-BST 10");
+    happen(simulation_, "cut a/b");
+    run(simulation_, 1);
+    ASSERT_TRUE(simulation_.amplifiers()[pre_index()].input_lost);
+    for (const char *event : {"pull a 1", "pull b 1", "repair a/b"})
+        happen(simulation_, event);
+    run(simulation_, 1);
+    for (const char *event : {"insert a 1", "insert b 1"})
+        happen(simulation_, event);
+    run(simulation_, 1);
+    EXPECT_EQ(pre().gain, 1090) << "it started with the first tenth of a second";
+    run(simulation_, 10);
+    EXPECT_NEAR(booster().output, 2303, 1) << "more than the failed pump gave";
 }
 
 // Eight channels instead of four: 3.01 dB more.

@@ -60,6 +60,12 @@ TEST_F(SingleNodes, AGainThatIsSetMovesThePowerOfThatAmplifierAlone) {
     EXPECT_NEAR(reading(run, 1, true).output, other.output, 2 * noise);
 }
 
+TEST_F(SingleNodes, SettingsThatWaitForHardwareAreNotTaken) {
+    configure(node(), "Ots0/1/0/0", "optics-ots-amplifier-gain", 194);
+    configure_ahead(node(), "Ots0/1/0/0", "optics-ots-amplifier-gain", 250, Place::last);
+    EXPECT_DOUBLE_EQ(line_of_folder(line_of_node(node())).nodes[0].slots[0].pre_amplifier->gain, 19.4);
+}
+
 TEST_F(SingleNodes, InventoryAndConfigurationStayTheNodesOwn) {
     constexpr const char *item = "0%2f1-AMP-PRE/attrib/inv_basic_bag";
     const auto inventory = [&] {
@@ -91,6 +97,15 @@ TEST_F(SingleNodes, TimeGoesOnWhereItStopped) {
     LineRun(line, {}).step();
     EXPECT_EQ(line_of_node(node()), line);
     EXPECT_EQ(LineRun(line, {}).second(), 1U);
+}
+
+TEST_F(SingleNodes, ANodeWhoseLineIsGoneIsToldFromOneOfALine) {
+    const fs::path line = line_of_node(node());
+    LineRun(line, {}).step();
+    fs::remove_all(line);
+    EXPECT_THAT([&] { line_of_node(node()); }, ThrowsMessage<LineError>(HasSubstr("has node.live, but not the line")));
+    fs::remove(node() / "node.live");
+    EXPECT_EQ(LineRun(line_of_node(node()), {}).second(), 0U);
 }
 
 TEST_F(SingleNodes, NodesOfALineAndThoseWithoutAmplifiersAreRefused) {
