@@ -30,6 +30,17 @@ step() {
         bash -euxo pipefail -c "$1" </dev/null
 }
 
+# step_as_user COMMANDS: the same as a user without rights, in a folder of their own.
+step_as_user() {
+    step "folder=\$(su nobody -s /bin/sh -c 'mktemp -d')
+cd \"\$folder\"
+su nobody -s /bin/bash -c $(printf %q "set -euxo pipefail
+examples=/usr/share/oc-amplifier/examples
+$1")
+cd /
+rm -r \"\$folder\""
+}
+
 step 'apt-get update -qq
 apt-get install -y -qq --no-install-recommends /packages/*.deb >/dev/null'
 step 'plugin=$(dpkg -L liboc-amplifier | grep "/liboc-amplifier.so$")
@@ -46,14 +57,27 @@ ocamp gnmi capabilities --target 127.0.0.1:1 --insecure 2>/client || status=$?
 test "$status" = 1
 grep UNAVAILABLE /client
 rm /client'
-step 'as_user() { su nobody -s /bin/sh -c "$1"; }
-examples=/usr/share/oc-amplifier/examples
-folder=$(as_user "mktemp -d")
-cd "$folder"
-as_user "ocamp node init node --from $examples/node"
-as_user "ocamp edit --node node $examples/requests/edit-target-gain.json"
-as_user "ocamp get --node node" | grep "\"target-gain\": \"15.5\""
-rm -r node'
+step_as_user 'ocamp node init node --from $examples/node
+ocamp edit --node node $examples/requests/edit-target-gain.json
+ocamp get --node node | grep "\"target-gain\": \"15.5\""'
+step_as_user 'ocamp line init line --from $examples/lines/three-sites.json
+ocamp line run line --speed max --until 3
+ocamp line show line | grep "(second 3)"
+ocamp get --node line/nodes/site-1 | grep "\"0/1-AMP-PRE\""'
+step_as_user 'ocampd --help | grep -e "--gnmi ADDRESS:PORT"
+ocamp node init node --from $examples/node
+echo amplifier | ocamp user add --node node rita
+# The ports are free ones: the network is that of the machine.
+ocampd --node node --netconf 127.0.0.1:0 --gnmi 127.0.0.1:0 >ready 2>events &
+server=$!
+until grep "^ready .*netconf=" ready; do
+    kill -0 "$server" || { cat events; exit 1; }
+    sleep 0.1
+done
+OCAMP_GNMI_PASSWORD=amplifier ocamp gnmi capabilities --target "$(sed "s/.*gnmi=\([^ ]*\).*/\1/" ready)" \
+    --tls-ca node/server/gnmi-certificate.pem --username rita | grep "\"name\":\"openconfig-optical-amplifier\""
+kill "$server"
+wait "$server"'
 step 'apt-get install -y -qq --no-install-recommends g++ pkg-config >/dev/null
 g++ $(pkg-config --cflags oc-amplifier) -rdynamic /usr/share/oc-amplifier/examples/embed/embed.cpp -o /embed
 /embed "$(pkg-config --variable=plugin oc-amplifier)" 0/1-AMP-PRE | grep -x "/ots-oper/ots-ports/ots-port/name = \"Ots0/1/0/0\""
