@@ -34,6 +34,7 @@ struct AmplifierDescription {
 /// Indexes of LineDescription::directions; none where no fibre is connected.
 using DirectionIndex = std::optional<std::size_t>;
 
+/// A line-card slot of a node, with the fibres that end at it.
 struct SlotDescription {
     unsigned number;         ///< 1 to 3
     DirectionIndex receives; ///< of the fibre that comes in, at the pre-amplifier
@@ -42,6 +43,7 @@ struct SlotDescription {
     std::optional<double> supervisory_power; ///< dBm, launched first; none: the slot has no supervisory channel
 };
 
+/// A node, with the slots that hold cards.
 struct NodeDescription {
     std::string name; ///< also that of the node's folder
     std::vector<SlotDescription> slots;
@@ -55,6 +57,7 @@ struct SpanDescription {
     double drift;      ///< dB, amplitude over a day
 };
 
+/// A way of light along the line, with what the terminal sends.
 struct DirectionDescription {
     std::string name;
     bool forward;         ///< along the order of the nodes, or against it

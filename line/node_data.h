@@ -40,12 +40,13 @@ std::string amplifier_controller(unsigned slot, bool booster, char separator = '
 /// "Optics0/1/0/4".
 std::string channel_controller(unsigned slot);
 
-/// Each a document of one native module as it is stored.
+/// The native modules whose operational data a node measures.
 inline constexpr std::string_view amplifier_module = "Korvex-controller-orvo8-ots-oper";
-std::string amplifier_document(const NodePorts &ports);
 inline constexpr std::string_view channel_module = "Korvex-controller-optics-oper";
-std::string channel_document(const NodePorts &ports);
 inline constexpr std::string_view history_module = "Korvex-pmengine-oper";
+/// The document of the module of that name, as it is stored: JSON with every leaf that the module's readings have.
+std::string amplifier_document(const NodePorts &ports);
+std::string channel_document(const NodePorts &ports);
 std::string history_document(const NodePorts &ports);
 
 /// Where records are kept.

@@ -39,6 +39,7 @@ struct AmplifierReading {
     int total_input = dark_reading;                  ///< supervisory channel included
     int gain = 0, tilt = 0;
 };
+/// Likewise of a supervisory channel, in hundredths of dBm.
 struct ChannelReading {
     int input = dark_reading, output = dark_reading;
 };
