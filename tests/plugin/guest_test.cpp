@@ -107,11 +107,6 @@ cerrno walk_a_history(const Library &plugin) {
     return walker(&context, answer.root(), &out);
 }
 
-size_t lines_of(const char *file) {
-    std::ifstream lines(file);
-    return static_cast<size_t>(std::count(std::istreambuf_iterator<char>(lines), {}, '\n'));
-}
-
 size_t entries_of(const char *folder) {
     size_t entries = 0;
     DIR *open = opendir(folder);
@@ -124,6 +119,11 @@ size_t entries_of(const char *folder) {
 // ---- It comes and goes -------------------------------------------------------------------------------------------
 
 #ifndef OCAMP_SANITIZE
+size_t lines_of(const char *file) {
+    std::ifstream lines(file);
+    return static_cast<size_t>(std::count(std::istreambuf_iterator<char>(lines), {}, '\n'));
+}
+
 TEST(Guest, LeavesNothingBehindWhenItIsUnloaded) {
     struct Traces {
         size_t heap_bytes, mappings, descriptors;
