@@ -868,12 +868,13 @@ class StopTest(GnmiTest):
             rpcs = []
             for user in USERS:
                 metadata = [("username", user), ("password", PASSWORD)]
-                rpcs.append(client.channel.unary_unary("/gnmi.gNMI/Get").future(get, metadata=metadata))
-                rpcs.append(client.channel.stream_stream("/gnmi.gNMI/Subscribe")(iter([subscribe]), metadata=metadata))
+                rpcs.append(client.channel.unary_unary("/gnmi.gNMI/Get").future(get, metadata=metadata, timeout=5))
+                rpcs.append(client.channel.stream_stream("/gnmi.gNMI/Subscribe")(
+                    iter([subscribe]), metadata=metadata, timeout=5))
             time.sleep(delay)
             self.assertEqual(0, self.server.end(signal.SIGTERM), self.server.read_log())
             for rpc in rpcs:
-                # Which status depends on how far the RPC and the end have come.
+                # Which status depends on how far the RPC and the end have come; one that met neither ends with its time.
                 self.assertIsNotNone(rpc.code())
             client.close()
             self.server.start()
