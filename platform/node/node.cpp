@@ -151,7 +151,7 @@ class NewFile {
 // A folder that is gone again, if it was made here and is empty.
 class NewFolder {
   public:
-    explicit NewFolder(const fs::path &path) : path_(path) {
+    explicit NewFolder(const fs::path &path) : above_((path / "..").lexically_normal()) {
         std::error_code error;
         is_made_ = fs::create_directory(path, error);
         if (is_made_)
@@ -165,14 +165,14 @@ class NewFolder {
     NewFolder(const NewFolder &) = delete;
     NewFolder &operator=(const NewFolder &) = delete;
 
-    // A folder that was there before has its name on the disk already.
+    // A folder that was there before has its name on the disk already. Nothing is allocated: the node is made by then.
     void sync_name() const {
         if (is_made_)
-            sync((path_ / "..").lexically_normal(), made_but_not_synced);
+            sync(above_, made_but_not_synced);
     }
 
   private:
-    fs::path path_;
+    fs::path above_;
     bool is_made_ = false;
 };
 
