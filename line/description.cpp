@@ -1,8 +1,8 @@
 // Reads and checks line descriptions. Knows nothing of their simulation.
 #include "line/description.h"
 
+#include "seam/json_text.h"
 #include "seam/text.h"
-#include "sysdb/json_text.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,7 +18,7 @@ namespace ocamp {
 
 namespace {
 
-constexpr int nesting_limit = 16;
+constexpr std::size_t nesting_limit = 16;
 constexpr std::size_t most_nodes = 1000, longest_name = 64;
 constexpr unsigned first_slot = 1, last_slot = 3;
 constexpr std::size_t most_directions = std::size_t{2} * last_slot; // into each slot and out of it

@@ -2,7 +2,7 @@
 // members one by one, examples/lines/line.schema.json the form.
 #pragma once
 
-#include "sysdb/json_error.h"
+#include "seam/json_error.h"
 
 #include <cstddef>
 #include <cstdint>

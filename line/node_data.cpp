@@ -1,7 +1,7 @@
 // How readings are written down. The texts are made directly: they are made anew every second, and their form is fixed.
 #include "line/node_data.h"
 
-#include "sysdb/json_text.h"
+#include "seam/json_text.h"
 
 #include <cmath>
 #include <iterator>

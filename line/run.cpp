@@ -4,7 +4,7 @@
 #include "line/node_data.h"
 #include "node/live_data.h"
 #include "node/node.h"
-#include "sysdb/json_text.h"
+#include "seam/json_text.h"
 #include "yang/error.h"
 #include "yang/models.h"
 
@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int nesting_limit = 8;
+constexpr std::size_t nesting_limit = 8;
 constexpr std::uint64_t first_seed = 1;
 
 // Each node keeps a few files open.

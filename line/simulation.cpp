@@ -2,7 +2,7 @@
 #include "line/simulation.h"
 
 #include "line/noise.h"
-#include "sysdb/json_text.h"
+#include "seam/json_text.h"
 
 #include <algorithm>
 #include <cmath>
@@ -22,7 +22,7 @@ constexpr std::uint64_t sources_a_card = 8;
 enum Quantity : std::uint64_t { input_quantity, output_quantity, gain_quantity, tilt_quantity, total_quantity };
 constexpr std::uint64_t channel_sources = std::uint64_t{1} << 32U, fibre_sources = std::uint64_t{1} << 33U;
 
-constexpr int nesting_limit = 8;
+constexpr std::size_t nesting_limit = 8;
 constexpr double full_turn = 2 * 3.14159265358979323846;
 
 const GainRange &range_of(const SimulatedAmplifier &amplifier) noexcept {

@@ -5,7 +5,7 @@
 #include "line/node_data.h"
 #include "node/live_data.h"
 #include "node/node.h"
-#include "sysdb/json_text.h"
+#include "seam/json_text.h"
 #include "yang/models.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int nesting_limit = 64;
+constexpr std::size_t nesting_limit = 64;
 constexpr unsigned last_slot = 3;
 constexpr double hundredth = 0.01, tenth = 0.1;
 // What the native models do not tell of an amplifier.

@@ -5,6 +5,8 @@
 
 #include <vector>
 
+#include <fmt/format.h>
+
 namespace ocamp {
 
 namespace {
@@ -41,11 +43,23 @@ std::string_view content_of(std::string_view xml) {
     return xml[begin - 2] == '/' ? std::string_view() : xml.substr(begin, xml.rfind("</") - begin);
 }
 
+// No node has as many. Of entries with the same keys libyang compares each with all before it.
+constexpr std::size_t most_siblings = 10'000;
+
+void check_width(const std::vector<ClientNode> &siblings) {
+    if (siblings.size() > most_siblings)
+        throw DocumentError(fmt::format("{} nodes beside one another, the first of them '{}', expected at most {}",
+                                        siblings.size(), siblings.front().name, most_siblings));
+    for (const ClientNode &node : siblings)
+        check_width(node.children);
+}
+
 } // namespace
 
 YangTree parse_native_document(std::string_view text, DocumentFormat format) {
     // libyang reads up to the end of the first document and says nothing of what follows.
     const std::vector<ClientNode> nodes = read_document(text, format, native_schema());
+    check_width(nodes);
     if (format == DocumentFormat::xml && nodes.size() == 1 && nodes.front().name == "data" &&
         nodes.front().module == netconf_namespace)
         text = content_of(text);

@@ -10,7 +10,8 @@
 namespace ocamp {
 
 /// A complete instance document of the native models, XML bare or in NETCONF's <data>. Roots that are
-/// only there by default are left out. Throws DocumentError for what is no such document, YangError
+/// only there by default are left out. Throws DocumentError for what is no such document,
+/// or has more than 10,000 nodes beside one another, YangError
 /// for what the models refuse.
 YangTree parse_native_document(std::string_view text, DocumentFormat format);
 

@@ -2,7 +2,7 @@
 // the form of its names.
 #include "sysdb/bag_json.h"
 
-#include "sysdb/json_text.h"
+#include "seam/json_text.h"
 #include "sysdb/system_database.h"
 
 #include <arpa/inet.h>
@@ -33,7 +33,7 @@ constexpr TypeWord type_words[] = {
 };
 
 // Arrays and objects inside one another: the tokens of the deepest record, in an item file.
-constexpr int json_nesting_limit = 2 * static_cast<int>(bag_nesting_limit) + 8;
+constexpr std::size_t json_nesting_limit = 2 * bag_nesting_limit + 8;
 
 template <class... Values>
 [[noreturn]] void fail(std::string_view path, fmt::format_string<Values...> format, Values &&...values) {

@@ -1,8 +1,8 @@
 // Bag records and system-database items as JSON, for people and for example files. Knows nothing of the database.
 #pragma once
 
+#include "seam/json_error.h"
 #include "sysdb/bag_record.h"
-#include "sysdb/json_error.h"
 
 #include <string>
 #include <string_view>

@@ -1,6 +1,7 @@
 // How values are written and read.
 #include "server/gnmi/value.h"
 
+#include "seam/json_text.h"
 #include "server/gnmi/rpc_error.h"
 #include "yang/models.h"
 
@@ -17,7 +18,7 @@ namespace ocamp::gnmi {
 namespace {
 
 // Levels of a client's JSON.
-constexpr int deepest_json = 64;
+constexpr std::size_t deepest_json = 64;
 
 double number_of(const std::string &text) {
     double number = 0;
@@ -100,24 +101,12 @@ std::string_view word_of(const lysc_type &type) {
     throw invalid(place, fmt::format("{}, expected {}", what, word_of(real_type_of(leaf))));
 }
 
-// Reads text as JSON; RFC 8259 leaves open what members given twice mean, and so they are refused.
-Json parse_json(const std::string &text, const std::string &place) {
-    std::vector<std::set<std::string>> members;
-    const Json::parser_callback_t watch = [&](int depth, Json::parse_event_t event, Json &parsed) {
-        if (depth > deepest_json)
-            throw invalid(place, fmt::format("JSON has more than {} levels", deepest_json));
-        if (event == Json::parse_event_t::object_start)
-            members.emplace_back();
-        else if (event == Json::parse_event_t::object_end)
-            members.pop_back();
-        else if (event == Json::parse_event_t::key && !members.back().insert(parsed.get<std::string>()).second)
-            throw invalid(place, fmt::format("member '{}' is given twice", parsed.get<std::string>()));
-        return true;
-    };
+// Reads text as JSON.
+Json json_from(const std::string &text, const std::string &place) {
     try {
-        return Json::parse(text, watch);
-    } catch (const nlohmann::json::exception &error) {
-        throw invalid(place, fmt::format("is no JSON: {}", error.what()));
+        return parse_json(text, deepest_json);
+    } catch (const JsonError &error) {
+        throw invalid(place, error.what());
     }
 }
 
@@ -377,7 +366,7 @@ Json edit_value(const Schema &schema, const lysc_node *node, const ::gnmi::Typed
     const bool ietf = value.has_json_ietf_val();
     if (ietf || value.has_json_val())
         return JsonReader(schema, ietf)
-            .read(node, parse_json(ietf ? value.json_ietf_val() : value.json_val(), place), place);
+            .read(node, json_from(ietf ? value.json_ietf_val() : value.json_val(), place), place);
     if (node == nullptr || !is_leaf(*node)) {
         if (value.value_case() == ::gnmi::TypedValue::kBytesVal ||
             value.value_case() == ::gnmi::TypedValue::kProtoBytes || value.value_case() == ::gnmi::TypedValue::kAnyVal)

@@ -160,7 +160,7 @@ TEST(GnmiValue, JsonIsHeldAgainstTheModel) {
     EXPECT_EQ(edit_of(config, json_value(R"({"target-gain": 1.5, "openconfig-optical-amplifier:enabled": false})")),
               R"({"target-gain":"1.5","enabled":false})");
     for (const auto &[text, words] : std::initializer_list<std::pair<const char *, const char *>>{
-             {"{", "is no JSON"},
+             {"{", "not JSON"},
              {"[1]", "expected an object"},
              {R"({"colour": 1})", "/p/colour: is not in the model"},
              {R"({"other:target-gain": 1})", "not in the model"},
@@ -168,7 +168,7 @@ TEST(GnmiValue, JsonIsHeldAgainstTheModel) {
              {R"({"target-gain": 1, "openconfig-optical-amplifier:target-gain": 2})", "given twice"},
              {R"({"target-gain": null})", "expected a decimal number"},
              {R"({"target-gain": {}})", "expected a decimal number"},
-             {"\xff", "is no JSON"}})
+             {"\xff", "not JSON"}})
         EXPECT_THAT(([&, json = text] { edit_of(config, json_value(json)); }),
                     refused_with(Code::invalid_argument, words))
             << text;
@@ -177,7 +177,7 @@ TEST(GnmiValue, JsonIsHeldAgainstTheModel) {
     EXPECT_THAT([&] { edit_of("optical-amplifier/amplifiers", json_value(R"({"amplifier": {"name": "a"}})")); },
                 refused_with(Code::invalid_argument, "expected an array"));
     EXPECT_THAT([&] { edit_of(config, json_value(std::string(100000, '['))); },
-                refused_with(Code::invalid_argument, "more than 64 levels"));
+                refused_with(Code::invalid_argument, "nested deeper than 64"));
 }
 
 } // namespace

@@ -196,10 +196,10 @@ class SetCommandTest(ClientTestCase):
                  ["--update-path", GAIN, "--update-path", GAIN, "--update-value", "1"]),
                 (["--update-path: 1 given and 0 of --update-value"], ["--update-path", GAIN]),
                 (["--update-value", "--update-path"], ["--update-value", "1"]),
-                (["is no JSON", "double quotes", GAIN], ["--update-path", GAIN, "--update-value", "high"]),
+                (["not JSON", "double quotes", GAIN], ["--update-path", GAIN, "--update-value", "high"]),
                 (["object", "expected a string, a number"],
                  ["--update-path", GAIN, "--update-value", "{}", "--encoding", "proto"]),
-                (["more than 256 levels"], ["--update-path", GAIN, "--update-value", "[" * 300 + "]" * 300]),
+                (["nested deeper than 256"], ["--update-path", GAIN, "--update-value", "[" * 300 + "]" * 300]),
                 (["no such file", "expected a file"], ["--update-path", GAIN, "--update-file", "/no such file"]),
                 (["--commit-id: expected one of"], ["--commit-id", "one"]),
                 (["--commit-id"], ["--delete", GAIN, "--commit-confirm"])):

@@ -3,6 +3,7 @@
 
 #include <limits>
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 namespace {
@@ -198,6 +199,24 @@ TEST(BagJson, NestingIsBounded) {
     EXPECT_NE(json_error(nested(ocamp::bag_nesting_limit + 1)).find("nested deeper than 16"), std::string::npos);
     EXPECT_NE(json_error(std::string(100000, '[')).find("nested deeper than"), std::string::npos);
     EXPECT_EQ(items_error(R"([{"bind_point":"/","item":"a","bag":)" + nested(ocamp::bag_nesting_limit) + "}]"), "");
+}
+
+TEST(BagJson, AMillionObjectsInOneArrayAreReadOnce) {
+    std::string text = "[{}";
+    for (int i = 1; i < 1'000'000; ++i)
+        text += ",{}";
+    EXPECT_EQ(json_error(text + "]"), "$: expected an object, found an array");
+}
+
+TEST(BagJson, MembersOfAnObjectAreBounded) {
+    const auto with_members = [](int count) {
+        std::string text = "{\"name\":\"r\"";
+        for (int i = 1; i < count; ++i)
+            text += fmt::format(",\"{}\":0", i);
+        return text + "}";
+    };
+    EXPECT_NE(json_error(with_members(500)).find("unknown member"), std::string::npos);
+    EXPECT_EQ(json_error(with_members(501)), "$: an object with more than 500 members");
 }
 
 TEST(BagJson, ARecordThatWouldBeTooLongIsRefused) {

@@ -3,9 +3,11 @@
 #include "node/answer.h"
 #include "node/leaf_changes.h"
 #include "node/native_data.h"
+#include "node/native_document.h"
 #include "node/native_edit.h"
 #include "node/node.h"
 #include "node/plugin.h"
+#include "yang/error.h"
 #include "yang/models.h"
 #include "yang/request_error.h"
 
@@ -293,6 +295,24 @@ TEST(PluginLoading, WalkersAreFoundByModuleAndRoot) {
 TEST(PluginLoading, FileThatCannotBeLoadedIsToldByName) {
     EXPECT_THROW(Plugin("/no-such-folder/plugin.so"), PluginError);
     EXPECT_THROW(Plugin("/etc/hostname"), PluginError);
+}
+
+TEST(NativeDocuments, AreNoWiderThan10000Nodes) {
+    const auto with_entries = [](std::size_t count) {
+        std::string document = "<interface-configurations xmlns='http://korvex.example/ns/yang/Korvex-ifmgr-cfg'>";
+        for (std::size_t i = 0; i < count; ++i)
+            document += "<interface-configuration/>";
+        return document + "</interface-configurations>";
+    };
+    EXPECT_THROW(parse_native_document(with_entries(10'000), DocumentFormat::xml), YangError) << "keys are missing";
+    try {
+        parse_native_document(with_entries(10'001), DocumentFormat::xml);
+        FAIL() << "taken";
+    } catch (const DocumentError &error) {
+        EXPECT_STREQ(
+            error.what(),
+            "10001 nodes beside one another, the first of them 'interface-configuration', expected at most 10000");
+    }
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "gnmi/rpc_failure.h"
 #include "seam/input_error.h"
+#include "seam/json_text.h"
 #include "seam/text.h"
 
 #include <cmath>
@@ -17,19 +18,14 @@ namespace ocamp::gnmi_client {
 namespace {
 
 // Levels of JSON: whoever prints it goes down as deep.
-constexpr int deepest_json = 256;
+constexpr std::size_t deepest_json = 256;
 
 // Throws std::runtime_error that says what is wrong.
 Json parsed(const std::string &text) {
-    const Json::parser_callback_t watch = [](int depth, Json::parse_event_t, Json &) {
-        if (depth > deepest_json)
-            throw std::runtime_error(fmt::format("has more than {} levels", deepest_json));
-        return true;
-    };
     try {
-        return Json::parse(text, watch);
-    } catch (const Json::exception &error) {
-        throw std::runtime_error(fmt::format("is no JSON: {}", without_error_number(error.what())));
+        return parse_json(text, deepest_json);
+    } catch (const JsonError &error) {
+        throw std::runtime_error(fmt::format("is refused: {}", error.what()));
     }
 }
 
