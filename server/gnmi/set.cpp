@@ -87,6 +87,15 @@ void add_keys(Json &entry, const Place &place, const std::string &path) {
     entry = std::move(keys);
 }
 
+// Messages off the wire hold UTF-8 only; others need not.
+std::string printed(const Json &json, const std::string &path) {
+    try {
+        return json.dump();
+    } catch (const Json::type_error &) {
+        throw invalid(path, "holds text that is no UTF-8");
+    }
+}
+
 // The document that puts a value at the end of a way. An operation annotates the node there.
 std::string document_of(const std::vector<Place> &way, Json value, std::string_view operation,
                         const std::string &path) {
@@ -110,7 +119,7 @@ std::string document_of(const std::vector<Place> &way, Json value, std::string_v
             member[name] = std::move(value);
         value = std::move(member);
     }
-    return value.dump();
+    return printed(value, path);
 }
 
 server::EditStep removal_of(const lyd_node &node, Origin origin) {
@@ -248,7 +257,7 @@ void SetEdit::add_update(const Path &path, const ::gnmi::TypedValue &value, bool
         return;
     }
     if (!replace) {
-        others_.push_back({.document = json.dump()});
+        others_.push_back({.document = printed(json, text)});
         return;
     }
     // Everything goes but what the value holds.

@@ -1,7 +1,7 @@
-// Hands arbitrary documents to the readers of line descriptions, of events and of a line's kept state, and runs what they
-// take for some seconds: readings stay within what a card can read, and a kept state comes back as it was.
-#include "line/simulation.h"
+// Hands arbitrary documents to the readers of line descriptions, of events and of a line's kept state, and runs what
+// they take for some seconds: readings stay within what a card can read, and a kept state comes back as it was.
 #include "line/line_fixture.h"
+#include "line/simulation.h"
 
 #include "seam/failure.h"
 

@@ -1,5 +1,5 @@
-// Hands arbitrary texts to the plug-in's name forms, text helpers and decimals. What they make is held to the C library's
-// scanning and printing, and nothing is written behind a buffer's documented size.
+// Hands arbitrary texts to the plug-in's name forms, text helpers and decimals. What they make is held to the C
+// library's scanning and printing, and nothing is written behind a buffer's documented size.
 #include "fuzzed_input.h"
 #include "plugin/c_library_decimal.h"
 #include "utility.h"
