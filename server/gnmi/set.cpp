@@ -270,7 +270,7 @@ void SetEdit::add_update(const Path &path, const ::gnmi::TypedValue &value, bool
         const bool given = json.contains(member);
         Json content = given ? json[member] : Json::object();
         content["@"] = Json{{std::string(annotation), given ? "replace" : "remove"}};
-        others_.push_back({.document = Json{{member, std::move(content)}}.dump(),
+        others_.push_back({.document = printed(Json{{member, std::move(content)}}, text),
                            .default_operation = given ? DefaultOperation::merge : DefaultOperation::none});
     }
 }
