@@ -5,12 +5,11 @@
 #include "node/files.h"
 #include "node/live_data.h"
 #include "node/node.h"
+#include "node/unfinished_folder.h"
 #include "yang/models.h"
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 #include <system_error>
 
 #include <fcntl.h>
@@ -32,40 +31,6 @@ constexpr const char *settings = "PRAGMA journal_mode = TRUNCATE; PRAGMA synchro
 constexpr const char *tables = "CREATE TABLE state(name TEXT PRIMARY KEY, text TEXT NOT NULL) STRICT, WITHOUT ROWID;"
                                "CREATE TABLE event(id INTEGER PRIMARY KEY AUTOINCREMENT, at INTEGER, "
                                "words TEXT NOT NULL) STRICT;";
-
-// A folder that is being made, beside the one that it becomes, and gone again unless it does.
-class UnfinishedFolder {
-  public:
-    explicit UnfinishedFolder(const fs::path &final_name)
-        : final_name_(final_name), path_(final_name.string() + fmt::format(".new-{}", getpid())) {
-        fs::create_directory(path_);
-    }
-    ~UnfinishedFolder() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    UnfinishedFolder(const UnfinishedFolder &) = delete;
-    UnfinishedFolder &operator=(const UnfinishedFolder &) = delete;
-
-    const fs::path &path() const noexcept { return path_; }
-    // Takes the place of an empty folder; a full one is refused.
-    void finish() {
-        for (const fs::path &made : {path_ / description_name, path_ / nodes_name, path_})
-            sync(made);
-        fs::rename(path_, final_name_);
-        sync(final_name_.parent_path());
-    }
-
-  private:
-    fs::path final_name_, path_;
-};
-
-void write_text(const fs::path &file, std::string_view text) {
-    std::ofstream stream(file, std::ios::binary);
-    stream << text << std::flush;
-    if (!stream)
-        throw std::system_error(errno, std::generic_category(), file.string() + ": cannot be written");
-}
 
 void make_node(const fs::path &folder, const LineDescription &line, std::size_t node) {
     Node::init_with(node_folder(folder, line.nodes[node]), [&](Database &database) {
@@ -89,19 +54,11 @@ void make_node(const fs::path &folder, const LineDescription &line, std::size_t 
 
 void init_line(const fs::path &folder, std::string_view description) {
     const LineDescription line = read_line(description);
-    std::error_code error;
-    if (fs::exists(fs::symlink_status(folder, error)) && !fs::is_empty(folder, error))
-        throw LineError(fmt::format("{}: holds something already, expected a new or empty folder", folder.string()));
-    fs::path target = fs::absolute(folder).lexically_normal();
-    if (!target.has_filename()) // "DIR/"
-        target = target.parent_path();
-    if (!fs::is_directory(target.parent_path(), error))
-        throw LineError(fmt::format("{}: no such folder, expected one for the line", target.parent_path().string()));
-    UnfinishedFolder made(target);
+    UnfinishedFolder made(folder);
     fs::create_directory(made.path() / nodes_name);
     for (std::size_t node = 0; node < line.nodes.size(); ++node)
         make_node(made.path(), line, node);
-    write_text(made.path() / description_name, description);
+    made.write_file(description_name, description);
     const LineStore store(made.path(), false);
     made.finish();
 }
@@ -111,7 +68,7 @@ void init_line_around(const fs::path &folder, std::string_view description) {
     UnfinishedFolder made(folder);
     fs::create_directory(made.path() / nodes_name);
     fs::create_directory_symlink("../..", node_folder(made.path(), line.nodes.front()));
-    write_text(made.path() / description_name, description);
+    made.write_file(description_name, description);
     made.finish();
 }
 

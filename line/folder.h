@@ -22,8 +22,8 @@ class LineError : public InputError {
 };
 
 /// Makes a line in `folder`, which must not exist or be empty, from a description: the folder's files, and each node as
-/// the description sets it. Nothing is left behind when it fails. Throws LineError, JsonError, and what Node::init_with
-/// throws.
+/// the description sets it. Nothing is left behind when it fails. Throws JsonError, NodeError for a folder that holds
+/// something, and what Node::init_with throws.
 void init_line(const std::filesystem::path &folder, std::string_view description);
 
 /// Makes the line of one node in a new folder within that node's folder: the node stays as it is. Throws as init_line.

@@ -102,10 +102,10 @@ TEST_F(Lines, InitLeavesNothingBehindWhenItIsRefused) {
     EXPECT_FALSE(fs::exists(folder()));
     fs::create_directory(folder());
     support::write_file(folder() / "mine", "text");
-    EXPECT_THROW(make(two_nodes()), LineError);
+    EXPECT_THROW(make(two_nodes()), NodeError);
     fs::remove(folder() / "mine");
     make(two_nodes());
-    EXPECT_THROW(make(two_nodes()), LineError);
+    EXPECT_THROW(make(two_nodes()), NodeError);
     EXPECT_EQ(std::distance(fs::directory_iterator(temporary_.path()), {}), 1);
 }
 
