@@ -49,6 +49,7 @@ Simulation::Simulation(const LineDescription &line, std::uint64_t seed) : line_(
         for (const SpanDescription &span : line.spans)
             fibres_.push_back({.loss = {span.length, span.loss, span.connectors, span.drift, 0}});
     }
+    hops_.resize(fibres_.size());
     reseed(seed);
     for (std::size_t direction = 0; direction < line.directions.size(); ++direction)
         make_path(direction);
@@ -119,7 +120,7 @@ void Simulation::make_path(std::size_t direction) {
         }
         if (i > 0) {
             const std::size_t span = forward ? node - 1 : node;
-            hops_.push_back({sender, receiver, direction * line_.spans.size() + span});
+            hops_[direction * line_.spans.size() + span] = {sender, receiver};
             if (sender)
                 channels_[*sender].sends = true;
             if (receiver)
@@ -185,12 +186,13 @@ void Simulation::pass_supervisory_light() {
         channel.output = dark ? 0 : from_decibels(channel.settings.power.value_or(channel.built_power));
         channel.input = 0;
     }
-    for (const Hop &hop : hops_) {
-        if (!hop.from || !hop.to || fibres_[hop.fibre].cut)
+    for (std::size_t i = 0; i < hops_.size(); ++i) {
+        const SupervisoryHop &hop = hops_[i];
+        if (!hop.from || !hop.to || fibres_[i].cut)
             continue;
         SimulatedChannel &receiver = channels_[*hop.to];
         if (!pulled_[receiver.node][receiver.slot])
-            receiver.input = channels_[*hop.from].output * from_decibels(-fibres_[hop.fibre].now);
+            receiver.input = channels_[*hop.from].output * from_decibels(-fibres_[i].now);
     }
 }
 

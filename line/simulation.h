@@ -77,6 +77,11 @@ struct SimulatedChannel {
     ChannelReading reading;
 };
 
+/// The supervisory light over one fibre: indexes of the channels at its ends, where there are some.
+struct SupervisoryHop {
+    DirectionIndex from, to;
+};
+
 /// One fibre of one direction.
 struct SimulatedFibre {
     physics::SpanLoss loss;
@@ -109,6 +114,9 @@ class Simulation {
     const SimulatedFibre &fibre(std::size_t direction, std::size_t span) const {
         return fibres_[direction * line_.spans.size() + span];
     }
+    const SupervisoryHop &supervision(std::size_t direction, std::size_t span) const {
+        return hops_[direction * line_.spans.size() + span];
+    }
     /// Channels at the terminal.
     unsigned channel_count(std::size_t direction) const { return channel_counts_[direction]; }
     bool is_pulled(std::size_t node, std::size_t slot) const { return pulled_[node][slot]; }
@@ -125,11 +133,6 @@ class Simulation {
     void restore(std::string_view state);
 
   private:
-    struct Hop {                 // of supervisory light
-        DirectionIndex from, to; // indexes of channels
-        std::size_t fibre;
-    };
-
     void make_cards(std::size_t node);
     void make_path(std::size_t direction);
     void tick(SimulatedAmplifier &amplifier, physics::Light &light) const;
@@ -152,7 +155,7 @@ class Simulation {
     std::vector<unsigned> channel_counts_;
     std::vector<std::vector<bool>> pulled_; // by node, then slot
     std::vector<std::vector<Passage>> paths_;
-    std::vector<Hop> hops_;
+    std::vector<SupervisoryHop> hops_; // as the fibres
 };
 
 } // namespace ocamp
