@@ -178,24 +178,30 @@ class LineRun::NodeLink {
     void put(const NodeRecord &record) {
         live_.system_database().put(record.bind_point, record.item, encode_bag(record.record));
     }
-    void remove(const NodeRecord &record) { live_.system_database().remove(record.bind_point, record.item); }
+    void hide(const NodeRecord &record) { live_.hide_record(record.bind_point, record.item); }
+    // What the node itself holds, if anything, is to be seen again.
+    void stop_hiding(const NodeRecord &record) { live_.system_database().remove(record.bind_point, record.item); }
 
-    // Cards that are there, and none of those that are pulled.
+    // Cards that are there, and nothing of those that are pulled, whoever wrote it: a node that was there before its
+    // line has records of its own.
     void write_inventory() {
+        const ReadTransaction snapshot(node_.database());
+        SystemDatabase own(node_.database());
         for (const std::size_t i : amplifiers_) {
             const SimulatedAmplifier &amplifier = run_.simulation_.amplifiers()[i];
             const unsigned slot = number_of(amplifier.slot);
             const NodeRecord record = inventory_record(index_, slot, amplifier.booster);
-            if (!is_pulled(amplifier.slot)) {
-                // A node that was there before its line has an inventory of its own.
-                if (!node_.system_database().get(record.bind_point, record.item))
-                    put(record);
-                continue;
+            if (is_pulled(amplifier.slot)) {
+                hide(record);
+                hide(controller_record(slot, amplifier.booster, {}, false));
+                // Each amplifier's input power stands in the record of the other's name.
+                for (const bool booster : {false, true})
+                    hide(history_record(slot, booster, nullptr, nullptr, 0));
+            } else if (own.get(record.bind_point, record.item)) {
+                stop_hiding(record);
+            } else {
+                put(record);
             }
-            remove(record);
-            remove(controller_record(slot, amplifier.booster, {}, false));
-            for (const bool booster : {false, true})
-                remove(history_record(slot, booster, nullptr, nullptr, 0));
         }
     }
 

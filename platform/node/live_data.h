@@ -28,6 +28,11 @@ class LiveData {
     /// Whether an earlier file could not be read and has been replaced.
     bool was_replaced() const noexcept { return replaced_; }
 
+    /// Takes a record away from all who open the node, and hides the node's own of that name. Throws SqliteError.
+    void hide_record(std::string_view bind_point, std::string_view item) {
+        system_database_->put(bind_point, item, {});
+    }
+
     /// Each is part of the transaction on this.
     Database &database() noexcept { return *database_; }
     SystemDatabase &system_database() noexcept { return *system_database_; }

@@ -107,7 +107,7 @@ std::optional<std::vector<std::uint8_t>> SystemDatabase::get(std::string_view bi
     check_item_name(item);
     if (first_ != nullptr) {
         if (auto bag = first_->get(bind_point, item))
-            return bag;
+            return bag->empty() ? std::nullopt : std::move(bag);
     }
     Statement &query =
         statement(get_, "SELECT bag, bag_checksum FROM {}sysdb_item WHERE bind_point = ?1 AND item = ?2");
@@ -151,8 +151,28 @@ bool SystemDatabase::remove(std::string_view bind_point, std::string_view item) 
     return removed;
 }
 
+std::vector<std::string> SystemDatabase::names_without_bytes(std::string_view bind_point) {
+    Statement &query = statement(
+        without_bytes_, "SELECT item FROM {}sysdb_item WHERE bind_point = ?1 AND length(bag) = 0 ORDER BY item");
+    const StatementUse use(query);
+    query.bind(1, bind_point);
+    std::vector<std::string> names;
+    while (query.step())
+        names.emplace_back(query.text(0));
+    return names;
+}
+
 std::vector<std::string> SystemDatabase::list(std::string_view bind_point, std::string_view folder) {
     check_bind_point(bind_point);
+    if (first_ == nullptr)
+        return own_list(bind_point, folder, {});
+    const std::vector<std::string> left_out = first_->names_without_bytes(bind_point);
+    return merged(own_list(bind_point, folder, left_out), first_->own_list(bind_point, folder, left_out));
+}
+
+// `left_out` is in byte order.
+std::vector<std::string> SystemDatabase::own_list(std::string_view bind_point, std::string_view folder,
+                                                  const std::vector<std::string> &left_out) {
     std::string above; // first name behind those of the folder; "0" follows "/" in byte order
     if (!folder.empty()) {
         if (!folder.ends_with('/'))
@@ -166,7 +186,10 @@ std::vector<std::string> SystemDatabase::list(std::string_view bind_point, std::
     query.bind(1, bind_point).bind(2, folder).bind(3, above);
     std::vector<std::string> names;
     while (query.step()) {
-        std::string_view name = query.text(0).substr(folder.size());
+        std::string_view name = query.text(0);
+        if (std::binary_search(left_out.begin(), left_out.end(), name))
+            continue;
+        name.remove_prefix(folder.size());
         if (const std::size_t slash = name.find('/'); slash != std::string_view::npos)
             name = name.substr(0, slash + 1);
         // Byte order keeps the items of a folder together.
@@ -174,7 +197,7 @@ std::vector<std::string> SystemDatabase::list(std::string_view bind_point, std::
             names.emplace_back(name);
     }
     check_names();
-    return first_ != nullptr ? merged(names, first_->list(bind_point, folder)) : names;
+    return names;
 }
 
 std::vector<std::string> SystemDatabase::items(std::string_view bind_point, const std::string &folder) {
@@ -197,7 +220,11 @@ std::vector<std::string> SystemDatabase::bind_points() {
     while (query.step())
         names.emplace_back(query.text(0));
     check_names();
-    return first_ != nullptr ? merged(names, first_->bind_points()) : names;
+    if (first_ == nullptr)
+        return names;
+    names = merged(names, first_->bind_points());
+    std::erase_if(names, [&](const std::string &name) { return list(name).empty(); });
+    return names;
 }
 
 bool SystemDatabase::readable() noexcept {

@@ -44,7 +44,7 @@ class SystemDatabase {
         : database_(shared), schema_(schema) {}
 
     /// Reads items of another file of the connection as well, which hide those of the same name here. They cannot be
-    /// written: put and remove throw SysdbNameError for them.
+    /// written: put and remove throw SysdbNameError for them. One without bytes is none, and hides all the same.
     void read_first_from(std::string_view schema);
 
     /// The database's file, for messages.
@@ -75,11 +75,14 @@ class SystemDatabase {
     Statement &statement(std::optional<Statement> &kept, std::string_view sql);
     void check_names();
     void refuse_hidden(std::string_view bind_point, std::string_view item);
+    std::vector<std::string> names_without_bytes(std::string_view bind_point);
+    std::vector<std::string> own_list(std::string_view bind_point, std::string_view folder,
+                                      const std::vector<std::string> &left_out);
 
     Database &database_;
     std::string schema_;
     std::unique_ptr<SystemDatabase> first_; ///< whose items hide those here
-    std::optional<Statement> get_, put_, remove_, list_, names_, probe_;
+    std::optional<Statement> get_, put_, remove_, list_, names_, probe_, without_bytes_;
     std::optional<Database::State> checked_; ///< when the names were last found whole
 };
 

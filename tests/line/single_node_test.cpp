@@ -81,6 +81,40 @@ TEST_F(SingleNodes, InventoryAndConfigurationStayTheNodesOwn) {
     EXPECT_EQ(native(node()).at(configuration), configured);
 }
 
+// As on a line: what the node itself holds of the card does not show through.
+TEST_F(SingleNodes, APulledCardIsInNeitherInventoryNorData) {
+    const auto items = [&] {
+        Node opened(node(), Node::Access::read);
+        const ReadTransaction snapshot(opened.database());
+        std::vector<std::string> found;
+        for (const std::string &bind_point : opened.system_database().bind_points())
+            for (const std::string &item : opened.system_database().items(bind_point))
+                found.push_back(bind_point + item);
+        return found;
+    };
+    const auto of_slot_1 = [](const std::string &item) {
+        return item.find("0%2f1-AMP") != std::string::npos || item.find("Ots0_1_") != std::string::npos;
+    };
+    LineRun run(line_of_node(node()), {});
+    run.step();
+    const std::vector<std::string> before = items();
+    EXPECT_EQ(std::count_if(before.begin(), before.end(), of_slot_1), 6) << "inventory, controllers and histories";
+    LineStore(node() / "live", false).add_event(std::nullopt, "pull node 1");
+    run.step();
+    std::vector<std::string> others = before;
+    std::erase_if(others, of_slot_1);
+    EXPECT_EQ(items(), others);
+    EXPECT_THROW(port(native(node()), "Ots0/1/0/0"), std::runtime_error);
+    LineStore(node() / "live", false).add_event(std::nullopt, "insert node 1");
+    run.step();
+    std::vector<std::string> again = items();
+    // What it measured is gone with the card.
+    std::erase_if(again, [](const std::string &item) { return item.find("/30sec/") != std::string::npos; });
+    EXPECT_THAT(again, testing::IsSubsetOf(before));
+    EXPECT_EQ(std::count_if(again.begin(), again.end(), of_slot_1), 4);
+    EXPECT_EQ(port(native(node()), "Ots0/1/0/0").at("osri"), false);
+}
+
 TEST_F(SingleNodes, HistoriesFill) {
     LineRun run(line_of_node(node()), {});
     int highest = dark_reading;
