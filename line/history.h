@@ -41,8 +41,14 @@ struct OpenInterval {
 
 /// The history of one port with several quantities.
 struct PortHistory {
-    /// Of one interval: one a quantity.
-    using Interval = std::vector<Statistics>;
+    /// One that is over.
+    struct Interval {
+        std::vector<Statistics> quantities; ///< one a quantity
+        int readings;                       ///< that each of them is of
+
+        /// Whether every second of the interval was read: the card was there all the time.
+        bool is_whole() const noexcept { return readings == static_cast<int>(interval_seconds); }
+    };
 
     std::vector<OpenInterval> open; ///< one a quantity
     std::deque<Interval> closed;    ///< the latest first
@@ -53,9 +59,9 @@ struct PortHistory {
     bool close() {
         if (open.empty() || open.front().count == 0)
             return false;
-        Interval interval;
+        Interval interval{.quantities = {}, .readings = open.front().count};
         for (OpenInterval &quantity : open) {
-            interval.push_back(quantity.close());
+            interval.quantities.push_back(quantity.close());
             quantity = {};
         }
         closed.push_front(std::move(interval));

@@ -62,8 +62,8 @@ void add_port_history(List &ports, std::string &text, const std::string &name, c
     unsigned age = 0;
     for (const PortHistory::Interval &interval : history.closed) {
         fmt::format_to(instances.next(), R"({{"number":{})", ++age);
-        for (std::size_t i = 0; i < interval.size(); ++i)
-            add_statistics(text, quantities[i], interval[i]);
+        for (std::size_t i = 0; i < interval.quantities.size(); ++i)
+            add_statistics(text, quantities[i], interval.quantities[i]);
         text += '}';
     }
     text += "]}}]}}}";
@@ -190,12 +190,20 @@ NodeRecord inventory_record(std::size_t node, unsigned slot, bool booster) {
 NodeRecord history_record(unsigned slot, bool booster, const PortHistory *own, const PortHistory *partner,
                           std::int64_t start) {
     enum : std::size_t { sent, received };
+    std::vector<BagToken> statistics;
+    bool is_valid = true; // only what was read in every second of the interval
+    const auto add = [&](const char *name, const PortHistory *history, std::size_t quantity) {
+        if (history == nullptr || history->closed.empty())
+            return;
+        const PortHistory::Interval &latest = history->closed.front();
+        is_valid = is_valid && latest.is_whole();
+        statistics.push_back(statistics_token(name, latest.quantities[quantity]));
+    };
+    add("OPT", own, sent);
+    add("OPR", partner, received);
     std::vector<BagToken> tokens{token(BagType::uint64, "IntervalStart", static_cast<std::uint64_t>(start)),
-                                 token(BagType::boolean, "Valid", true)};
-    if (own != nullptr && !own->closed.empty())
-        tokens.push_back(statistics_token("OPT", own->closed.front()[sent]));
-    if (partner != nullptr && !partner->closed.empty())
-        tokens.push_back(statistics_token("OPR", partner->closed.front()[received]));
+                                 token(BagType::boolean, "Valid", is_valid)};
+    tokens.insert(tokens.end(), std::make_move_iterator(statistics.begin()), std::make_move_iterator(statistics.end()));
     return {history_bind_point, amplifier_controller(slot, booster, '_') + "/30sec/optics/1/timeline_rev/0x1",
             record_of("pm_optics_bag", group(BagType::structure, "pm_optics_paras", std::move(tokens)))};
 }

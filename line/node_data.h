@@ -66,8 +66,8 @@ NodeRecord controller_record(unsigned slot, bool booster, const AmplifierReading
 /// The card's entry in the inventory; `node` makes up its serial number.
 NodeRecord inventory_record(std::size_t node, unsigned slot, bool booster);
 /// The latest interval in the record of an amplifier's controller: power sent is the amplifier's own, power received
-/// that of its partner in the slot, as the mapping expects it. Either may be NULL. `start`: of the interval, since
-/// 1970.
+/// that of its partner in the slot, as the mapping expects it. Either may be NULL. It is marked as valid when every
+/// second of the interval was read. `start`: of the interval, since 1970.
 NodeRecord history_record(unsigned slot, bool booster, const PortHistory *own, const PortHistory *partner,
                           std::int64_t start);
 

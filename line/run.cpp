@@ -256,9 +256,9 @@ Json closed_json(const std::vector<PortHistory> &ports) {
         Json intervals = Json::array();
         for (const PortHistory::Interval &interval : port.closed) {
             Json quantities = Json::array();
-            for (const Statistics &statistics : interval)
+            for (const Statistics &statistics : interval.quantities)
                 quantities.push_back({statistics.minimum, statistics.average, statistics.maximum});
-            intervals.push_back(std::move(quantities));
+            intervals.push_back({interval.readings, std::move(quantities)});
         }
         all.push_back(std::move(intervals));
     }
@@ -277,10 +277,10 @@ void restore_open(const Json &saved, std::vector<PortHistory> &ports) {
 void restore_closed(const Json &saved, std::vector<PortHistory> &ports) {
     for (std::size_t i = 0; i < ports.size(); ++i) {
         for (const Json &from : saved.at(i)) {
-            PortHistory::Interval interval;
-            for (const Json &statistics : from)
-                interval.push_back({statistics.at(0), statistics.at(1), statistics.at(2)});
-            if (interval.size() == ports[i].open.size())
+            PortHistory::Interval interval{.quantities = {}, .readings = from.at(0)};
+            for (const Json &statistics : from.at(1))
+                interval.quantities.push_back({statistics.at(0), statistics.at(1), statistics.at(2)});
+            if (interval.quantities.size() == ports[i].open.size())
                 ports[i].closed.push_back(std::move(interval));
         }
     }

@@ -38,9 +38,19 @@ TEST(History, KeepsTheLatestIntervals) {
         EXPECT_TRUE(history.close());
     }
     ASSERT_EQ(history.closed.size(), most_intervals);
-    EXPECT_EQ(history.closed.front()[0].average, 39);
-    EXPECT_EQ(history.closed.front()[1].average, -39);
-    EXPECT_EQ(history.closed.back()[0].average, 8);
+    EXPECT_EQ(history.closed.front().quantities[0].average, 39);
+    EXPECT_EQ(history.closed.front().quantities[1].average, -39);
+    EXPECT_EQ(history.closed.back().quantities[0].average, 8);
+}
+
+TEST(History, AnIntervalIsWholeWhenEverySecondWasRead) {
+    PortHistory history(1);
+    for (const int readings : {29, 30}) {
+        for (int i = 0; i < readings; ++i)
+            history.open[0].add(i);
+        history.close();
+        EXPECT_EQ(history.closed.front().is_whole(), readings == 30);
+    }
 }
 
 TEST(History, AnIntervalWithoutReadingsIsAGap) {

@@ -308,6 +308,30 @@ TEST_F(Lines, TimeGoesOnWhereItStopped) {
         EXPECT_EQ(native(node(described.name)), whole[described.name]) << described.name;
 }
 
+// Only what every second of the interval stands in is marked as valid, whether the line was stopped meanwhile or not.
+TEST_F(Lines, AnIntervalThatTheCardWasNotThereAllTheTimeIsNotMarkedValid) {
+    make(two_nodes());
+    const LineDescription line = line_of_folder(folder());
+    const auto is_valid = [&] {
+        const auto latest = record(node("b"), history_bind_point, "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1");
+        EXPECT_TRUE(latest);
+        for (const BagToken &token : latest ? latest->tokens.at(0).tokens : std::vector<BagToken>())
+            if (token.name == "Valid")
+                return std::get<bool>(token.value);
+        ADD_FAILURE() << "no token";
+        return false;
+    };
+    run_until(17);
+    run_until(30);
+    EXPECT_TRUE(is_valid());
+    run_until(60, {.script = parse_script(line, "35 pull b 1\n40 insert b 1")});
+    EXPECT_FALSE(is_valid());
+    run_until(62);
+    EXPECT_FALSE(is_valid()) << "as it was before the stop";
+    run_until(90);
+    EXPECT_TRUE(is_valid());
+}
+
 // It would be hidden by what the line writes in the next second.
 TEST_F(Lines, WhatIsMeasuredIsNotChangedByHand) {
     make(two_nodes());
