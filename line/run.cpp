@@ -423,18 +423,33 @@ void LineRun::step() {
     closed_changed_ = false;
 }
 
+std::string Lag::words() const {
+    return fmt::format("second {} is {:.1f} s late: line time goes at {:.3g} seconds a second, not at {:g}", second,
+                       late, speed, asked);
+}
+
 void run_at_pace(LineRun &run, const Pace &pace) {
     using Clock = std::chrono::steady_clock;
+    using Seconds = std::chrono::duration<double>;
     constexpr std::chrono::milliseconds longest_nap{50};
+    constexpr std::chrono::seconds made_up_for{1};
     const auto ended = [&] { return (pace.until && run.second() >= *pace.until) || (pace.stop && pace.stop()); };
-    Clock::time_point due = Clock::now();
+    const Clock::time_point begin = Clock::now();
+    const std::uint64_t first = run.second();
+    Clock::time_point due = begin;
+    bool lag_is_told = !pace.on_lag;
     while (!ended()) {
         run.step();
         if (pace.speed <= 0)
             continue;
-        due += std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / pace.speed));
-        // Time that was lost is not made up for.
-        due = std::max(due, Clock::now() - std::chrono::seconds(1));
+        const Clock::time_point now = Clock::now();
+        if (now - due > made_up_for && !std::exchange(lag_is_told, true))
+            pace.on_lag({.second = run.second(),
+                         .late = Seconds(now - due).count(),
+                         .speed = static_cast<double>(run.second() - first) / Seconds(now - begin).count(),
+                         .asked = pace.speed});
+        due += std::chrono::duration_cast<Clock::duration>(Seconds(1 / pace.speed));
+        due = std::max(due, now - made_up_for);
         while (Clock::now() < due && !(pace.stop && pace.stop()))
             std::this_thread::sleep_for(std::min<Clock::duration>(longest_nap, due - Clock::now()));
     }

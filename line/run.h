@@ -68,14 +68,27 @@ class LineRun {
     bool closed_changed_ = false;        // intervals that are over, since they were kept
 };
 
-/// How long and how fast.
-struct Pace {
-    double speed = 1;                        ///< seconds of line time a second; 0: as fast as it goes
-    std::optional<std::uint64_t> until = {}; ///< second of line time to end at
-    std::function<bool()> stop = {};         ///< asked often; true ends the run; may be empty
+/// How a run fell behind its pace.
+struct Lag {
+    std::uint64_t second; ///< of line time, that came late
+    double late;          ///< seconds of the clock, that it came after its time
+    double speed;         ///< seconds of line time a second, since the run began
+    double asked;         ///< the same, as the pace says
+
+    /// For people: a sentence without an end of line.
+    std::string words() const;
 };
 
-/// Steps until the end that the pace says. A run that falls behind goes on from where it is.
+/// How long and how fast.
+struct Pace {
+    double speed = 1;                             ///< seconds of line time a second; 0: as fast as it goes
+    std::optional<std::uint64_t> until = {};      ///< second of line time to end at
+    std::function<bool()> stop = {};              ///< asked often; true ends the run; may be empty
+    std::function<void(const Lag &)> on_lag = {}; ///< told once, when time is lost for the first time; may be empty
+};
+
+/// Steps until the end that the pace says. A second that is late is made up for; what is more is lost: the run goes on
+/// from where it is.
 void run_at_pace(LineRun &run, const Pace &pace);
 
 } // namespace ocamp

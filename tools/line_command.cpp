@@ -58,7 +58,9 @@ void run(const LineRunOptions &options) {
     LineRun line(options.folder, options.settings());
     end_on_signals();
     tell_of_run(fmt::format("second {}: {} nodes run\n", line.second(), line.node_folders().size()));
-    run_at_pace(line, {.speed = speed, .until = options.until, .stop = [] { return asked_to_end != 0; }});
+    run_at_pace(
+        line,
+        {.speed = speed, .until = options.until, .stop = [] { return asked_to_end != 0; }, .on_lag = tell_of_lag});
     finish_output(fmt::format("second {}: stopped\n", line.second()), "");
 }
 

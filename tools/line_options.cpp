@@ -27,6 +27,10 @@ void tell_of_run(std::string_view text) {
     flush_output();
 }
 
+void tell_of_lag(const Lag &lag) {
+    write_error(fmt::format("ocamp: {}\n", lag.words()));
+}
+
 RunSettings LineRunOptions::settings() const {
     RunSettings settings{.seed = seed, .tell = [](const std::string &text) { tell_of_run(escaped(text) + "\n"); }};
     if (script.empty())

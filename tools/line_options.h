@@ -44,6 +44,9 @@ struct LineRunOptions {
 /// a failure of it. Throws OutputError.
 void tell_of_run(std::string_view text);
 
+/// Writes to standard error that a run falls behind its pace.
+void tell_of_lag(const Lag &lag);
+
 /// DIR and the options.
 void add_line_run_options(CLI::App &command, LineRunOptions &options);
 

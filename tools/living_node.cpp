@@ -24,7 +24,10 @@ void LivingNode::begin(server::Core &core) {
 
 void LivingNode::live(server::Core &core) {
     try {
-        run_at_pace(line_, {.stop = [this] { return ending_.load(); }});
+        const auto tell = [&core](const Lag &lag) {
+            core.log().write(server::Severity::warning, "node-is-late", {{"reason", lag.words()}});
+        };
+        run_at_pace(line_, {.stop = [this] { return ending_.load(); }, .on_lag = tell});
     } catch (const std::exception &error) {
         core.log().write(server::Severity::error, "node-stands-still", {{"reason", error.what()}});
         failure_ = std::current_exception();

@@ -133,7 +133,7 @@ void run(const LineRunOptions &options) {
     tell_of_run(fmt::format("{}second {}: {} nodes run\n", addresses, line.second(), nodes.size()));
     bool ended = false; // a signal comes once, and the run asks often
     const auto stop = [&] { return ended = ended || is_ended_by_signal(nodes); };
-    run_at_pace(line, {.speed = speed, .until = options.until, .stop = stop});
+    run_at_pace(line, {.speed = speed, .until = options.until, .stop = stop, .on_lag = tell_of_lag});
     finish_output(fmt::format("second {}: stopped\n", line.second()), "");
     end_in_time();
     for (LineNode &node : nodes)

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <regex>
 #include <thread>
 
 #include <sys/wait.h>
@@ -133,6 +134,42 @@ TEST_F(LineCommands, EndsOnASignal) {
     EXPECT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0);
     EXPECT_EQ(run_until(5).status, 0);
+}
+
+TEST_F(LineCommands, KeepsItsPace) {
+    const auto begin = std::chrono::steady_clock::now();
+    const Outcome run = ocamp({"line", "run", line(), "--speed", "60", "--until", "120"});
+    const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_GE(took, 2.0);
+    // A machine that stands still for a second is told of.
+    if (run.err.empty()) {
+        EXPECT_LT(took, 4.0);
+    }
+}
+
+TEST_F(LineCommands, FallingBehindThePaceIsToldOnce) {
+    const std::filesystem::path told = temporary_.path() / "told";
+    const int process = support::start(
+        {.words = words({"line", "run", line(), "--speed", "60"}), .redirected = {{STDERR_FILENO, told}}});
+    for (int times = 0; times < 2; ++times) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(700));
+        kill(process, SIGSTOP);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+        kill(process, SIGCONT);
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    kill(process, SIGTERM);
+    int status = 0;
+    waitpid(process, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status));
+    std::smatch found;
+    const std::string text = support::read_file(told);
+    const std::regex form(
+        "ocamp: second [0-9]+ is ([0-9.]+) s late: line time goes at ([0-9.]+) seconds a second, not at 60\n");
+    ASSERT_TRUE(std::regex_match(text, found, form)) << text;
+    EXPECT_GE(std::stod(found[1]), 1.0);
+    EXPECT_LT(std::stod(found[2]), 60);
 }
 
 // What a terminal without anything on it shows after these bytes: text, line feeds, and the sequences that begin a
