@@ -1,6 +1,10 @@
 // Reads events. Knows nothing of what they do.
 #include "line/event.h"
 
+#include "node/edit_request.h"
+#include "yang/models.h"
+#include "yang/request_error.h"
+
 #include <array>
 #include <charconv>
 
@@ -21,7 +25,7 @@ struct Form {
     std::size_t least, most;    ///< how many
 };
 
-constexpr std::array<Form, 8> forms{{
+constexpr std::array<Form, 9> forms{{
     {Kind::cut, "cut", "SPAN [DIRECTION]", 1, 2},
     {Kind::repair, "repair", "SPAN [DIRECTION]", 1, 2},
     {Kind::added_loss, "add-loss", "SPAN DB [DIRECTION]", 2, 3},
@@ -30,6 +34,7 @@ constexpr std::array<Form, 8> forms{{
     {Kind::pull, "pull", "NODE SLOT", 2, 2},
     {Kind::insert, "insert", "NODE SLOT", 2, 2},
     {Kind::channels, "channels", "DIRECTION NUMBER", 2, 2},
+    {Kind::set, "set", "NODE PATH VALUE", 3, 3},
 }};
 
 constexpr double most_decibels = 60;
@@ -82,8 +87,19 @@ void read_amplifier(const LineDescription &line, std::string_view word, LineEven
         throw InputError(fmt::format("{} has no amplifier {}", line.nodes[event.node].name, word));
 }
 
+// A leaf and a value that the model has; whether the node takes it shows when it happens.
+void read_edit_of(std::string_view path, std::string_view value, LineEvent &event) {
+    event.path = path;
+    event.value = value;
+    try {
+        EditRequest::set_leaf(openconfig_schema(), event.path, event.value);
+    } catch (const RequestError &error) {
+        throw InputError(error.what());
+    }
+}
+
 LineEvent parse(const LineDescription &line, const Form &form, const Words &words) {
-    LineEvent event{.kind = form.kind, .direction = {}};
+    LineEvent event{.kind = form.kind, .direction = {}, .path = {}, .value = {}};
     const auto direction_at = [&](std::size_t place) {
         return words.size() > place ? DirectionIndex(line.direction_named(words[place])) : std::nullopt;
     };
@@ -114,6 +130,10 @@ LineEvent parse(const LineDescription &line, const Form &form, const Words &word
     case Kind::channels:
         event.direction = line.direction_named(words[1]);
         event.channels = number_of(words[2], most_channels, "number of channels");
+        break;
+    case Kind::set:
+        event.node = line.node_named(words[1]);
+        read_edit_of(words[2], words[3], event);
         break;
     }
     return event;
@@ -153,7 +173,7 @@ std::vector<ScriptedEvent> parse_script(const LineDescription &line, std::string
                 throw InputError(
                     fmt::format("second {} behind second {}, expected the order of time", at, events.back().at));
             text.remove_prefix(blank);
-            events.push_back({at, std::string(text), parse_event(line, text)});
+            events.push_back({at, fmt::format("{}", fmt::join(split(text), " ")), parse_event(line, text)});
         } catch (const InputError &error) {
             throw InputError(fmt::format("line {}: {}", number, error.what()));
         }

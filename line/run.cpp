@@ -4,9 +4,11 @@
 #include "line/node_data.h"
 #include "node/live_data.h"
 #include "node/node.h"
+#include "node/service.h"
 #include "seam/json_text.h"
 #include "yang/error.h"
 #include "yang/models.h"
+#include "yang/request_error.h"
 
 #include <algorithm>
 #include <chrono>
@@ -333,7 +335,26 @@ std::vector<fs::path> LineRun::node_folders() const {
     return folders;
 }
 
+void LineRun::tell(const std::string &text) const {
+    if (settings_.tell)
+        settings_.tell(fmt::format("second {}: {}", second(), text));
+}
+
+// As any client's edit. False when the node refuses it, which is no failure of the line.
+bool LineRun::edit(const std::string &words, const LineEvent &event) {
+    try {
+        Service service({.node = nodes_[event.node]->folder(), .plugin = settings_.plugin});
+        service.edit(EditRequest::set_leaf(openconfig_schema(), event.path, event.value));
+        return true;
+    } catch (const RequestError &error) {
+        tell(fmt::format("'{}' is refused: {}", words, error.what()));
+        return false;
+    }
+}
+
 void LineRun::apply(const std::string &words, const LineEvent &event) {
+    if (event.kind == LineEvent::Kind::set && !edit(words, event))
+        return;
     simulation_.apply(event);
     if (event.kind == LineEvent::Kind::pull) {
         // A card takes its histories with it.
@@ -346,8 +367,7 @@ void LineRun::apply(const std::string &words, const LineEvent &event) {
         clear(simulation_.channels(), channel_histories_);
         closed_changed_ = true;
     }
-    if (settings_.tell)
-        settings_.tell(fmt::format("second {}: {}", second(), words));
+    tell(words);
     to_tell_.push_back(words);
 }
 
@@ -365,8 +385,7 @@ void LineRun::happen() {
             apply(waiting.words, parse_event(line_, waiting.words));
         } catch (const InputError &error) {
             // Checked when it was given; the file may have been changed since.
-            if (settings_.tell)
-                settings_.tell(fmt::format("event '{}' is dropped: {}", waiting.words, error.what()));
+            tell(fmt::format("'{}' is dropped: {}", waiting.words, error.what()));
         }
     }
 }

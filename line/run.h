@@ -21,6 +21,7 @@ namespace ocamp {
 struct RunSettings {
     std::optional<std::uint64_t> seed = {};             ///< none: that of the run before, at first 1
     std::vector<ScriptedEvent> script = {};             ///< events before the present second are passed over
+    std::string plugin = {};                            ///< for edits; empty: the one beside this program
     std::function<void(const std::string &)> tell = {}; ///< takes a line for each event; may be empty
     /// Takes each event that has happened, in its words, when the nodes hold what it did; may be empty.
     std::function<void(std::uint64_t second, const std::string &words)> on_event = {};
@@ -52,6 +53,8 @@ class LineRun {
     void restore();
     void happen();
     void apply(const std::string &words, const LineEvent &event);
+    bool edit(const std::string &words, const LineEvent &event);
+    void tell(const std::string &text) const;
     void add_readings();
     bool at_boundary() const noexcept { return second() % interval_seconds == 0; }
 

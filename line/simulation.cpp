@@ -303,6 +303,8 @@ void Simulation::apply(const LineEvent &event) {
     case Kind::channels:
         channel_counts_[*event.direction] = event.channels;
         break;
+    case Kind::set: // acts through the node's configuration
+        break;
     }
 }
 

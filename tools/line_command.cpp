@@ -179,6 +179,7 @@ void add_line_command(CLI::App &program) {
                                   "  add-loss SPAN DB [DIRECTION]    channels DIRECTION NUMBER\n"
                                   "  pump-failure NODE AMPLIFIER DB  pump-repair NODE AMPLIFIER\n"
                                   "  pull NODE SLOT                  insert NODE SLOT\n"
+                                  "  set NODE PATH VALUE\n"
                                   "Example:\n  ocamp line event demo-line cut site-1/site-2",
                                   options, event);
     teller.add_option("EVENT", options->words, "The event and what it is about")->required();

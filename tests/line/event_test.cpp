@@ -51,6 +51,19 @@ TEST_F(Events, CardsAndChannels) {
     EXPECT_EQ(parse("channels west 48").channels, 48U);
 }
 
+TEST_F(Events, EditsOfTheConfiguration) {
+    const std::string path = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config/target-gain";
+    const LineEvent event = parse("set site-2 " + path + " 18.4");
+    EXPECT_EQ(event.kind, LineEvent::Kind::set);
+    EXPECT_EQ(event.node, 2U);
+    EXPECT_EQ(event.path, path);
+    EXPECT_EQ(event.value, "18.4");
+    EXPECT_THAT(refusal("set site-2 " + path), HasSubstr("expected: set NODE PATH VALUE"));
+    EXPECT_THAT(refusal("set site-9 " + path + " 18.4"), HasSubstr("no node 'site-9'"));
+    EXPECT_THAT(refusal("set site-2 " + path + " much"), HasSubstr("[invalid-value]"));
+    EXPECT_THAT(refusal("set site-2 /optical-amplifier/gain 18.4"), HasSubstr("gain"));
+}
+
 TEST_F(Events, WhatIsWrongIsToldWithWhatWasExpected) {
     EXPECT_THAT(refusal(""), HasSubstr("no event '', expected one of: cut, repair"));
     EXPECT_THAT(refusal("burn site-1"), HasSubstr("no event 'burn'"));
@@ -74,6 +87,7 @@ TEST_F(Events, ScriptsAreReadLineByLine) {
         parse_script(line_, "# a day\n\n10 cut site-1/site-2\r\n  10 channels east 8\n70 repair site-1/site-2");
     ASSERT_EQ(events.size(), 3U);
     EXPECT_EQ(events[0].at, 10U);
+    EXPECT_EQ(events[0].words, "cut site-1/site-2");
     EXPECT_EQ(events[1].event.channels, 8U);
     EXPECT_EQ(events[2].at, 70U);
     for (const auto &[script, complaint] :

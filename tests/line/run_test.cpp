@@ -332,6 +332,42 @@ TEST_F(Lines, AnIntervalThatTheCardWasNotThereAllTheTimeIsNotMarkedValid) {
     EXPECT_TRUE(is_valid());
 }
 
+class Edits : public Lines {
+  protected:
+    static constexpr const char *leaf =
+        "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config/target-gain";
+
+    // Runs with a script that sets the leaf of b to `value` at second 3; tells the gain each second.
+    std::vector<int> gains_until(std::uint64_t second, const std::string &value) {
+        const std::string script = fmt::format("3 set b {} {}", leaf, value);
+        LineRun run(folder(), {.script = parse_script(line_of_folder(folder()), script),
+                               .plugin = PLUGIN,
+                               .tell = [&](const std::string &line) { told_.push_back(line); }});
+        std::vector<int> gains;
+        while (run.second() < second) {
+            run.step();
+            gains.push_back(reading(run.simulation(), "b", 1, false).gain);
+        }
+        return gains;
+    }
+
+    std::vector<std::string> told_;
+};
+
+TEST_F(Edits, TakeEffectAtTheirSecond) {
+    make(two_nodes());
+    EXPECT_THAT(gains_until(5, "16"), testing::ElementsAre(1700, 1700, 1700, 1600, 1600));
+    EXPECT_THAT(told_, testing::ElementsAre(fmt::format("second 3: set b {} 16", leaf)));
+    EXPECT_THAT(native(node("b")).dump(), HasSubstr(R"("optics-ots-amplifier-gain":160)"));
+}
+
+TEST_F(Edits, ThatTheNodeRefusesAreToldAndTheLineGoesOn) {
+    make(two_nodes());
+    EXPECT_THAT(gains_until(5, "90"), testing::Each(1700));
+    EXPECT_THAT(told_, testing::ElementsAre(testing::AllOf(testing::StartsWith("second 3: 'set b /"),
+                                                           HasSubstr("is refused: "), HasSubstr("[invalid-value]"))));
+}
+
 // It would be hidden by what the line writes in the next second.
 TEST_F(Lines, WhatIsMeasuredIsNotChangedByHand) {
     make(two_nodes());

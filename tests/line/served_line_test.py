@@ -1,10 +1,11 @@
 """A line whose nodes are served by NETCONF, as ncclient sees it from outside. See line_client.py for the environment."""
 
+import os
 import signal
 import time
 import unittest
 
-from line_client import ServedLineTest, ocamp, reading, set_gain
+from line_client import NODES, ServedLineTest, ocamp, reading, set_gain
 from lxml import etree
 from ncclient.transport.errors import AuthenticationError
 
@@ -59,6 +60,50 @@ class ServedLine(ServedLineTest):
         self.assertTrue(self.connect("site-2", "another horse").connected)
         self.process.send_signal(signal.SIGTERM)
         self.assertEqual(self.process.wait(10), 0)
+
+
+LEAF = "/optical-amplifier/amplifiers/amplifier[name='%s']/config/%s"
+SCRIPT = "\n".join(
+    [
+        "50 set site-1 " + LEAF % ("0/1-AMP-PRE", "target-gain") + " 18.4",
+        "51 set site-2 " + LEAF % ("0/2-AMP-BST", "target-gain-tilt") + " 0.7",
+        "52 set site-2 " + LEAF % ("0/1-AMP-PRE", "enabled") + " false",
+        "53 set site-3 " + LEAF % ("0/1-AMP-PRE", "target-gain") + " 99",
+        "54 cut site-1/site-2 west",
+        "56 set site-2 " + LEAF % ("0/1-AMP-PRE", "enabled") + " true",
+    ]
+)
+
+
+class EditsAtLineTimes(ServedLineTest):
+    speed = 3
+
+    @property
+    def options(self):
+        self.script = os.path.join(self.folder, "script")
+        with open(self.script, "w") as script:
+            script.write(SCRIPT)
+        return ("--netconf-base", "0", "--gnmi-base", "0", "--insecure", "--script", self.script, "--until", "61")
+
+    def test_a_served_line_comes_to_the_same_values_as_one_that_is_not(self):
+        client = self.connect("site-1")
+        client.create_subscription()
+        changed = ""
+        while "target-gain" not in changed:
+            notification = client.take_notification(timeout=30)
+            self.assertIsNotNone(notification, changed)
+            if "netconf-config-change" in notification.notification_xml:
+                changed = notification.notification_xml
+        told = self.process.communicate(timeout=60)[0]
+        self.assertEqual(self.process.returncode, 0)
+        self.assertRegex(told, "second 53: 'set site-3 .*' is refused: .*invalid-value")
+        alone = os.path.join(self.folder, "alone")
+        ocamp("line", "init", alone, "--from", os.environ["EXAMPLE_LINE"])
+        ocamp("line", "run", alone, "--speed", "max", "--until", "61", "--script", self.script)
+        for node in NODES:
+            served, other = [ocamp("native", "get", "--node", os.path.join(line, "nodes", node)) for line in (self.line, alone)]
+            self.assertEqual(served, other, node)
+            self.assertIn("ampli-gain", served)
 
 
 if __name__ == "__main__":
