@@ -3,12 +3,11 @@
 // part. Each such disk is built and opened: it holds every edit that was acknowledged, and of the one under way all or
 // nothing.
 #include "node/node.h"
-#include "power_log.h"
+#include "power_steps.h"
 #include "support/files.h"
 #include "support/program.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <iostream>
@@ -26,6 +25,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace ocamp;
 using power::Action;
+using power::Step;
+using power::steps_of;
 using support::read_file;
 using support::write_file;
 
@@ -33,26 +34,6 @@ using support::write_file;
 constexpr std::size_t sector_size = 512;
 // Random choices at each point, besides those that are made in every case.
 constexpr int random_choices = 6;
-
-struct Step {
-    Action action;
-    std::string name;
-    std::uint64_t at;
-    std::string data;
-};
-
-std::vector<Step> steps_of(const std::string &log) {
-    std::vector<Step> steps;
-    for (std::size_t at = 0; at < log.size();) {
-        power::Record record{};
-        std::memcpy(&record, log.data() + at, sizeof record);
-        at += sizeof record;
-        steps.push_back({record.action, log.substr(at, record.name_size), record.at,
-                         log.substr(at + record.name_size, record.data_size)});
-        at += record.name_size + record.data_size;
-    }
-    return steps;
-}
 
 // ---- The disk ----------------------------------------------------------------------------------------------------
 
