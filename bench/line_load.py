@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """What a running line takes: processor time and memory of 'ocamp line run' at speed 1, by the number of nodes. With
---streams, one gNMI stream a node samples six output powers each second, and their updates are timed; that wants Debian's
-Python, /usr/bin/python3, which has grpcio.
+--served, each node has a NETCONF and a gNMI port, and nobody connects. With --streams, one gNMI stream a node samples six
+output powers each second, too, and their updates are timed; that wants Debian's Python, /usr/bin/python3, which has grpcio.
 
-    bench/line_load.py [--ocamp build/bin/ocamp] [--seconds 60] [--streams] [NODES...]
+    bench/line_load.py [--ocamp build/bin/ocamp] [--seconds 60] [--served | --streams] [NODES...]
 """
 import argparse
 import os
@@ -18,10 +18,13 @@ here = pathlib.Path(__file__).resolve().parent
 arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
 arguments.add_argument("--ocamp", default=here.parent / "build" / "bin" / "ocamp", type=pathlib.Path)
 arguments.add_argument("--seconds", default=60, type=int, help="of line time, at speed 1")
-arguments.add_argument("--streams", action="store_true", help="a gNMI stream a node; wants a server with gNMI")
+serving = arguments.add_mutually_exclusive_group()
+serving.add_argument("--served", action="store_true", help="NETCONF and gNMI ports without clients")
+serving.add_argument("--streams", action="store_true", help="the same ports, and a gNMI stream a node")
 arguments.add_argument("nodes", nargs="*", type=int, default=[1, 10, 100, 300])
 options = arguments.parse_args()
 
+SETTLING = 5  # seconds before anything is measured
 LONGEST_START = 120  # seconds that streams may take to tell something
 TICKS = os.sysconf("SC_CLK_TCK")
 OUTPUT = "/optical-amplifier/amplifiers/amplifier[name=*]/state/output-power-c-band/instant"
@@ -66,14 +69,36 @@ def served(line):
     """A running line and the ports of its nodes."""
     subprocess.run([options.ocamp, "user", "add", "--node", line, "ada"], input=b"correct horse\n", check=True,
                    stdout=subprocess.DEVNULL)
-    process = subprocess.Popen([options.ocamp, "line", "run", line, "--gnmi-base", "0", "--insecure"],
-                               stdout=subprocess.PIPE, text=True)
+    process = subprocess.Popen(
+        [options.ocamp, "line", "run", line, "--netconf-base", "0", "--gnmi-base", "0", "--insecure"],
+        stdout=subprocess.PIPE, text=True)
     ports = []
     for text in process.stdout:
         if "gnmi=" not in text:
             break
-        ports.append(int(text.rsplit(":", 1)[1]))
+        ports.append(int(text.rsplit("gnmi=127.0.0.1:", 1)[1].split()[0]))
     return process, ports
+
+
+def load_of(process):
+    """Share of one core over the time that is measured, memory at its end, and how long it was."""
+    begin, used = time.monotonic(), processor_time(process)
+    time.sleep(options.seconds)
+    elapsed = time.monotonic() - begin
+    return (processor_time(process) - used) / elapsed, memory(process), elapsed
+
+
+def measure_served(nodes):
+    with tempfile.TemporaryDirectory() as folder:
+        begin = time.monotonic()
+        process, ports = served(make_line(folder, nodes))
+        started = time.monotonic() - begin
+        assert len(ports) == nodes, f"the server ended with {process.poll()}"
+        time.sleep(SETTLING)
+        used, resident, _ = load_of(process)
+        process.terminate()
+        assert process.wait() == 0, process.returncode
+        return used, resident, started
 
 
 def sample(gnmi, port, arrivals, ended):
@@ -129,25 +154,29 @@ def measure_streams(gnmi, nodes):
             process.kill()
             process.wait()
             raise
-        time.sleep(5)
+        time.sleep(SETTLING)
         first = [len(arrivals) for arrivals in streams]
-        begin, used = time.monotonic(), processor_time(process)
-        time.sleep(options.seconds)
-        elapsed, used, resident = time.monotonic() - begin, processor_time(process) - used, memory(process)
+        used, resident, elapsed = load_of(process)
         ended.set()
         for thread in threads:
             thread.join()
         process.terminate()
         process.wait()
         late = sorted(late for arrivals, skipped in zip(streams, first) for late in lateness(arrivals[skipped:]))
-        return used / elapsed, resident, len(late) / elapsed, late
+        return used, resident, len(late) / elapsed, late
 
 
 def of(sorted_values, share):
     return sorted_values[min(len(sorted_values) - 1, int(len(sorted_values) * share))]
 
 
-if not options.streams:
+if options.served:
+    print("| nodes | ports | of one core | memory | made and started in |")
+    print("|---|---|---|---|---|")
+    for nodes in options.nodes:
+        used, resident, started = measure_served(nodes)
+        print(f"| {nodes} | {2 * nodes} | {100 * used:.1f} % | {resident:.0f} MB | {started:.1f} s |", flush=True)
+elif not options.streams:
     print("| nodes | amplifiers | processor time a second | of one core | memory | a run of "
           f"{options.seconds} s took |")
     print("|---|---|---|---|---|---|")

@@ -224,10 +224,11 @@ def write_gnmi(gnmi):
             + table(("what", "figure"), rows))
 
 
-def write_line(alone, streams):
+def write_line(alone, served, streams):
     return ("## The line\n\nA simulated line at speed 1, six amplifiers a node, without clients:\n\n" + alone
-            + "\nThe same with a gNMI stream a node that samples six output powers each second; the clients share the "
-            "machine. An update is late by what its stream's earliest one in the grid of seconds was not:\n\n" + streams)
+            + "\nThe same with a NETCONF and a gNMI port a node, to which nobody connects:\n\n" + served
+            + "\nThe same ports with a gNMI stream a node that samples six output powers each second; the clients share "
+            "the machine. An update is late by what its stream's earliest one in the grid of seconds was not:\n\n" + streams)
 
 
 def output_of(*command):
@@ -251,7 +252,7 @@ def main():
     plugin, node = Plugin(figures / "plugin.json"), runs_of(figures / "node.json")
     command, netconf, peers, memory = (json.loads((figures / f"{name}.json").read_text())
                                        for name in ("command", "netconf", "peers", "memory"))
-    line = [(figures / f"{name}.txt").read_text() for name in ("line", "line-streams")]
+    line = [(figures / f"{name}.txt").read_text() for name in ("line", "line-served", "line-streams")]
     parts = ["# Performance\n\nMade by `scripts/bench.sh`; do not edit. Times are those of the fastest of several runs, "
              "on both sides of each ratio: a virtual machine makes runs slower at its whim, and none faster.\n\n"
              + conditions() + "\n",
