@@ -25,7 +25,7 @@ arguments.add_argument("nodes", nargs="*", type=int, default=[1, 10, 100, 300])
 options = arguments.parse_args()
 
 SETTLING = 5  # seconds before anything is measured
-LONGEST_START = 120  # seconds that streams may take to tell something
+LONGEST_START = 300  # seconds that streams may take to tell something
 TICKS = os.sysconf("SC_CLK_TCK")
 OUTPUT = "/optical-amplifier/amplifiers/amplifier[name=*]/state/output-power-c-band/instant"
 
