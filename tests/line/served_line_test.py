@@ -45,11 +45,11 @@ class ServedLine(ServedLineTest):
         time.sleep(1)
         ocamp("line", "event", self.line, "pull", "site-2", "1")
         names = []
-        while "netconf-config-change" not in names:
+        # In either order: the change may be seen while the second is still being written into the nodes behind.
+        while not {"netconf-config-change", "line-event"} <= set(names):
             notification = client.take_notification(timeout=30)
             self.assertIsNotNone(notification, "told so far: %s" % names)
             names.append(etree.QName(etree.fromstring(notification.notification_xml.encode())[1]).localname)
-        self.assertIn("line-event", names)
 
     def test_users_are_those_of_the_line_and_a_signal_reads_them_anew(self):
         with self.assertRaises(AuthenticationError):
