@@ -1,5 +1,5 @@
-// A folder that is filled before it has its name: who looks for it meanwhile finds nothing, or all of it. Knows nothing of
-// what it holds.
+// A folder that is filled before it has its name: who looks for it meanwhile finds nothing, or all of it. Knows nothing
+// of what it holds.
 #pragma once
 
 #include <filesystem>
@@ -10,8 +10,8 @@ namespace ocamp {
 /// Stands beside the folder that it becomes, and is gone again with all that is in it unless it does.
 class UnfinishedFolder {
   public:
-    /// `folder` may end in a slash, and may be an empty folder, whose place is taken. Throws NodeError for one that holds
-    /// something, and for one that cannot be made.
+    /// `folder` may end in a slash, and may be an empty folder, whose place is taken. Throws NodeError for one that
+    /// holds something, and for one that cannot be made.
     explicit UnfinishedFolder(const std::filesystem::path &folder);
     ~UnfinishedFolder();
     UnfinishedFolder(const UnfinishedFolder &) = delete;
@@ -23,8 +23,8 @@ class UnfinishedFolder {
     /// Makes a file in it, by its name below it, and brings it to the disk. Throws std::system_error.
     void write_file(const std::filesystem::path &name, std::string_view text) const;
 
-    /// Gives it its name, and brings that and the names in the folder and in those in it to the disk. Throws NodeError when
-    /// the name has been taken meanwhile, and std::system_error.
+    /// Gives it its name, and brings that and the names in the folder and in those in it to the disk. Throws NodeError
+    /// when the name has been taken meanwhile, and std::system_error.
     void finish();
 
   private:

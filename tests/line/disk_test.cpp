@@ -1,5 +1,5 @@
-// What a running line asks of the disk: a second of a node is one transaction that waits for no disk, while an edit of its
-// configuration does wait. The power shim notes all writes and syncs.
+// What a running line asks of the disk: a second of a node is one transaction that waits for no disk, while an edit of
+// its configuration does wait. The power shim notes all writes and syncs.
 #include "faults/power_steps.h"
 #include "support/files.h"
 #include "support/program.h"
