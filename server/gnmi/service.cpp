@@ -1,28 +1,25 @@
 // gRPC's side of the service: RPCs, their users, and the way of responses to clients.
 #include "server/gnmi/service.h"
 
-#include "seam/input_error.h"
 #include "server/gnmi/authenticator.h"
-#include "server/gnmi/certificate.h"
 #include "server/gnmi/get.h"
+#include "server/gnmi/peer.h"
 #include "server/gnmi/setter.h"
 #include "server/gnmi/subscription.h"
 #include "server/served_modules.h"
 
 #include <algorithm>
 #include <atomic>
-#include <charconv>
 #include <functional>
 #include <map>
 #include <mutex>
 
 #include "gnmi.grpc.pb.h"
 
+#include <grpc/grpc_security.h>
 #include <grpc/support/log.h>
 #include <grpcpp/grpcpp.h>
 #include <grpcpp/resource_quota.h>
-#include <grpcpp/security/tls_certificate_provider.h>
-#include <grpcpp/security/tls_credentials_options.h>
 
 namespace ocamp::gnmi {
 
@@ -32,25 +29,9 @@ constexpr std::size_t memory_quota = std::size_t{256} * 1024 * 1024;
 constexpr int header_size = 16 * 1024;
 constexpr int streams_of_connection = 256;
 constexpr std::size_t most_streams = 8192; // in all
-constexpr unsigned certificate_poll = 1;   // seconds
 
 grpc::Status status_of(const RpcError &error) {
     return {static_cast<grpc::StatusCode>(error.code()), error.what()};
-}
-
-// "ipv4:127.0.0.1:5000", "ipv6:%5B::1%5D:5000"
-server::Peer peer_of(const std::string &text) {
-    server::Peer peer{.protocol = "gnmi", .address = text};
-    const std::size_t begin = text.find(':'), end = text.rfind(':');
-    if (begin == std::string::npos || end <= begin)
-        return peer;
-    peer.address = text.substr(begin + 1, end - begin - 1);
-    for (const std::string_view bracket : {"%5B", "%5D", "[", "]"}) {
-        if (const std::size_t at = peer.address.find(bracket); at != std::string::npos)
-            peer.address.erase(at, bracket.size());
-    }
-    std::from_chars(text.data() + end + 1, text.data() + text.size(), peer.port);
-    return peer;
 }
 
 std::optional<std::string> metadata_of(const grpc::CallbackServerContext &context, const char *word) {
@@ -492,29 +473,53 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
     Surroundings &surroundings_;
 };
 
-std::shared_ptr<grpc::ServerCredentials> credentials(const server::TlsSettings &tls, server::Core &core) {
-    if (tls.insecure)
-        return grpc::InsecureServerCredentials();
-    const CertificateFiles files = certificate_files(tls, core.state_folder(), core.log());
-    grpc::experimental::TlsServerCredentialsOptions options(
-        std::make_shared<grpc::experimental::FileWatcherCertificateProvider>(files.key, files.certificate,
-                                                                             tls.client_ca, certificate_poll));
-    options.watch_identity_key_cert_pairs();
-    if (!tls.client_ca.empty()) {
-        options.watch_root_certs();
-        options.set_cert_request_type(GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
-    } else {
-        options.set_cert_request_type(GRPC_SSL_DONT_REQUEST_CLIENT_CERTIFICATE);
+// TLS with the certificates of the moment: each handshake asks for those that there are, and goes on with the ones before
+// when they are the same.
+class TlsCredentials : public grpc::ServerCredentials {
+  public:
+    explicit TlsCredentials(const Certificates &certificates) : certificates_(certificates) {
+        grpc_ssl_server_credentials_options *options = grpc_ssl_server_credentials_create_options_using_config_fetcher(
+            certificates.asks_clients() ? GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY
+                                        : GRPC_SSL_DONT_REQUEST_CLIENT_CERTIFICATE,
+            fetch, this);
+        credentials_ = grpc_ssl_server_credentials_create_with_options(options);
     }
-    return grpc::experimental::TlsServerCredentials(options);
-}
+    ~TlsCredentials() override { grpc_server_credentials_release(credentials_); }
+    TlsCredentials(const TlsCredentials &) = delete;
+    TlsCredentials &operator=(const TlsCredentials &) = delete;
+
+    void SetAuthMetadataProcessor(const std::shared_ptr<grpc::AuthMetadataProcessor> &) override {}
+
+  private:
+    int AddPortToServer(const std::string &address, grpc_server *server) override {
+        return grpc_server_add_http2_port(server, address.c_str(), credentials_);
+    }
+
+    static grpc_ssl_certificate_config_reload_status fetch(void *self, grpc_ssl_server_certificate_config **config) {
+        auto &credentials = *static_cast<TlsCredentials *>(self);
+        const auto [texts, changes] = credentials.certificates_.current();
+        if (credentials.changes_.exchange(changes) == changes)
+            return GRPC_SSL_CERTIFICATE_CONFIG_RELOAD_UNCHANGED;
+        const grpc_ssl_pem_key_cert_pair pair{texts.key.c_str(), texts.certificate.c_str()};
+        // gRPC wants an authority, also where no client is asked for a certificate.
+        const std::string &authority = texts.client_ca.empty() ? texts.certificate : texts.client_ca;
+        *config = grpc_ssl_server_certificate_config_create(authority.c_str(), &pair, 1);
+        return GRPC_SSL_CERTIFICATE_CONFIG_RELOAD_NEW;
+    }
+
+    const Certificates &certificates_;
+    std::atomic<std::uint64_t> changes_ = 0; // of the certificates that handshakes use
+    grpc_server_credentials *credentials_ = nullptr;
+};
 
 } // namespace
 
 class Service::Impl {
   public:
-    Impl(server::Core &core, const server::TlsSettings &tls, LoggedIn logged_in)
-        : surroundings_(core, !tls.client_ca.empty(), std::move(logged_in)), rpcs_(surroundings_) {
+    Impl(server::Core &core, const Certificates *certificates, LoggedIn logged_in)
+        : surroundings_(core, certificates != nullptr && certificates->asks_clients(), std::move(logged_in)),
+          rpcs_(surroundings_), credentials_(certificates == nullptr ? grpc::InsecureServerCredentials()
+                                                                     : std::make_shared<TlsCredentials>(*certificates)) {
         // What clients do wrong is not to fill the log.
         gpr_set_log_function([](gpr_log_func_args *) {});
         grpc::ServerBuilder builder;
@@ -526,7 +531,7 @@ class Service::Impl {
         builder.AddChannelArgument(GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS,
                                    static_cast<int>(std::chrono::milliseconds(core.limits().log_in_time).count()));
         acceptor_ = builder.experimental().AddExternalConnectionAcceptor(
-            grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD, credentials(tls, core));
+            grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD, credentials_);
         server_ = builder.BuildAndStart();
         if (!server_)
             throw std::runtime_error("gNMI: the server does not start");
@@ -560,13 +565,14 @@ class Service::Impl {
   private:
     Surroundings surroundings_;
     Rpcs rpcs_;
+    std::shared_ptr<grpc::ServerCredentials> credentials_; // of the server to its end
     std::unique_ptr<grpc::experimental::ExternalConnectionAcceptor> acceptor_;
     std::unique_ptr<grpc::Server> server_;
     bool stopped_ = false;
 };
 
-Service::Service(server::Core &core, const server::TlsSettings &tls, LoggedIn logged_in)
-    : impl_(std::make_unique<Impl>(core, tls, std::move(logged_in))) {}
+Service::Service(server::Core &core, const Certificates *certificates, LoggedIn logged_in)
+    : impl_(std::make_unique<Impl>(core, certificates, std::move(logged_in))) {}
 Service::~Service() = default;
 
 void Service::serve(server::Descriptor connection, int listener) {

@@ -2,15 +2,18 @@
 the same node."""
 
 import json
+import os
 import re
 import signal
 import socket
+import ssl
 import threading
 import time
 import unittest
 
 import grpc
-from gnmi_client import AMPLIFIER, PASSWORD, USERS, GnmiTest, Leaves, flat, ocamp, path, pb, subscription, text, update
+from gnmi_client import (AMPLIFIER, PASSWORD, USERS, GnmiTest, Leaves, Server, content, flat, make_certificate, ocamp,
+                         path, pb, subscription, text, update)
 from lxml import etree
 from ncclient import manager
 
@@ -250,6 +253,95 @@ class KillTest(GnmiTest):
             self.client = self.connect()
             self.assertEqual(value, float(self.client.value(GAIN)))
             self.assertEqual(value, float(self.client.value(tilt)))
+
+
+class RenewalTest(GnmiTest):
+    """Files of certificates that change under a server."""
+
+    def setUp(self):
+        make_certificate(self.folder, "ca")
+        for name, alternative in ("server", "DNS:localhost,IP:127.0.0.1"), ("rita", None):
+            make_certificate(self.folder, name, "ca", alternative)
+        self.server.end()
+        type(self).server = Server(self.node, "gnmi", "--cert", self.file("server.pem"), "--key",
+                                   self.file("server.key"), "--client-ca", self.file("ca.pem"))
+
+    def file(self, name):
+        return os.path.join(self.folder, name)
+
+    def put(self, name, text):
+        with open(self.file("new"), "wb") as new:
+            new.write(text)
+        os.replace(self.file("new"), self.file(name))
+
+    def served(self):
+        """The name in the server's certificate, as a handshake of now tells it."""
+        context = ssl.create_default_context(cafile=self.file("ca.pem"))
+        context.check_hostname = False
+        context.load_cert_chain(self.file("rita.pem"), self.file("rita.key"))
+        context.set_alpn_protocols(["h2"])
+        with socket.create_connection(("127.0.0.1", self.server.port)) as plain:
+            with context.wrap_socket(plain) as connection:
+                return dict(pair[0] for pair in connection.getpeercert()["subject"])["commonName"]
+
+    def until(self, condition, what):
+        deadline = time.time() + 20
+        while not condition():
+            self.assertLess(time.time(), deadline, what)
+            time.sleep(0.1)
+
+    def connect_as(self, name, authority="ca"):
+        credentials = {"ca": content(self.file(authority + ".pem")), "key": content(self.file(name + ".key")),
+                       "certificate": content(self.file(name + ".pem"))}
+        return self.connect(None, credentials=credentials)
+
+    def test_certificates_are_read_anew_when_the_files_change(self):
+        self.assertEqual("server", self.served())
+        kept = Leaves(self.connect_as("rita").subscribe([subscription(GAIN, mode=STREAM)])).until_sync()
+        make_certificate(self.folder, "renewed", "ca", "DNS:localhost,IP:127.0.0.1")
+        for kind in ".pem", ".key":
+            os.replace(self.file("renewed" + kind), self.file("server" + kind))
+        self.until(lambda: self.served() == "renewed", "the old certificate")
+        self.assertNotIn("certificate-not-renewed", self.server.read_log())
+        # Who is connected stays so.
+        ocamp("set", "--node", self.node, GAIN.replace("=", "='").replace("]", "']"), "8.8")
+        kept.until(lambda now: now[GAIN].double_val == 8.8)
+
+    def test_wrong_ones_are_told_in_the_log_and_the_old_ones_kept(self):
+        other = make_certificate(self.folder, "other", "ca")
+        good = {name: content(self.file(name)) for name in ("server.pem", "server.key", "ca.pem")}
+        for name, wrong, reason in [("server.pem", b"no certificate", "expected a certificate in PEM"),
+                                    ("server.key", content(other + ".key"), "expected the key of"),
+                                    ("server.key", b"", "expected the key of"),
+                                    ("ca.pem", b"no certificate", "expected certificates in PEM")]:
+            told = self.server.read_log().count("certificate-not-renewed")
+            self.put(name, wrong)
+            self.until(lambda: self.server.read_log().count("certificate-not-renewed") > told, name)
+            self.assertIn(reason, self.server.read_log().splitlines()[-1])
+            # It is told once.
+            time.sleep(2.5)
+            self.assertEqual(told + 1, self.server.read_log().count("certificate-not-renewed"))
+            if name != "ca.pem":
+                self.assertEqual("server", self.served())
+            self.put(name, good[name])
+            time.sleep(1.5)
+        self.assertEqual("server", self.served())
+
+    def test_another_authority_of_clients_takes_the_place_of_the_one_before(self):
+        make_certificate(self.folder, "other-ca")
+        make_certificate(self.folder, "olga", "other-ca")
+        get = lambda name: self.connect_as(name).value(GAIN)
+        before = get("rita")
+        unavailable = grpc.StatusCode.UNAVAILABLE
+        self.assert_refused(unavailable, lambda: get("olga"))
+        old = content(self.file("ca.pem"))
+        # Clients go on checking the server's certificate against the old one.
+        self.put("old-ca.pem", old)
+        self.put("ca.pem", content(self.file("other-ca.pem")))
+        self.until(lambda: "certificate-renewed" in self.server.read_log(), "the old authority")
+        self.assertEqual(before, self.connect_as("olga", "old-ca").value(GAIN))
+        self.assert_refused(unavailable, lambda: self.connect_as("rita", "old-ca").value(GAIN))
+        self.put("ca.pem", old)
 
 
 if __name__ == "__main__":
