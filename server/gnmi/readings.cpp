@@ -2,6 +2,7 @@
 #include "server/gnmi/readings.h"
 
 #include "server/gnmi/get.h"
+#include "server/gnmi/read_filter.h"
 #include "server/gnmi/value.h"
 
 #include <algorithm>
@@ -164,9 +165,9 @@ void Readings::run() {
     lock.unlock();
 }
 
-void Readings::read(bool native, Receiver receiver) {
-    inbox_->post([this, native, receiver = std::move(receiver)]() mutable {
-        wanted_.push_back({native, std::move(receiver)});
+void Readings::read(std::vector<Path> paths, Receiver receiver) {
+    inbox_->post([this, paths = std::move(paths), receiver = std::move(receiver)]() mutable {
+        wanted_.push_back({std::move(paths), std::move(receiver)});
         if (under_way_.empty())
             begin_reading();
     });
@@ -190,20 +191,33 @@ void Readings::tell_watchers() {
         watcher.job();
 }
 
+std::vector<Path> Readings::paths_under_way() const {
+    std::vector<Path> paths;
+    for (const Request &request : under_way_)
+        paths.insert(paths.end(), request.paths.begin(), request.paths.end());
+    return paths;
+}
+
 void Readings::begin_reading() {
     under_way_ = std::exchange(wanted_, {});
-    const bool native = std::ranges::any_of(under_way_, &Request::native);
+    submit(read_of(paths_under_way()));
+}
+
+void Readings::submit(server::Read read) {
     // The answer, or, when the core drops it with the session, a refusal. It is handed over at once: what the core
     // tells of later changes must come behind it.
     struct Answer {
-        Answer(std::shared_ptr<Inbox> inbox_, Readings *readings_) : inbox(std::move(inbox_)), readings(readings_) {}
+        Answer(std::shared_ptr<Inbox> inbox_, Readings *readings_, bool partial_)
+            : inbox(std::move(inbox_)), readings(readings_), partial(partial_) {}
         Answer(const Answer &) = delete;
         Answer &operator=(const Answer &) = delete;
 
         void tell(server::Outcome outcome) {
             told = true;
             inbox->post([to = readings, kept = std::make_shared<server::Outcome>(std::move(outcome)),
-                         read_at = std::chrono::system_clock::now()] { to->end_reading(*kept, read_at); });
+                         part = partial, read_at = std::chrono::system_clock::now()] {
+                to->end_reading(*kept, part, read_at);
+            });
         }
         ~Answer() {
             if (!told)
@@ -212,9 +226,10 @@ void Readings::begin_reading() {
 
         std::shared_ptr<Inbox> inbox;
         Readings *readings;
+        bool partial;
         bool told = false;
     };
-    const auto answer = std::make_shared<Answer>(inbox_, this);
+    const auto answer = std::make_shared<Answer>(inbox_, this, is_partial(read));
     try {
         // All roles may read, and who asks has logged in: one session reads for all of them.
         if (!session_)
@@ -225,13 +240,15 @@ void Readings::begin_reading() {
         answer->tell(server::Refusal{.tag = ErrorTag::resource_denied, .reason = refusal.what()});
         return;
     }
-    core_.submit(
-        *session_,
-        server::Read{.configuration_only = false, .models = native ? server::Models::both : server::Models::openconfig},
-        [answer](server::Outcome outcome) { answer->tell(std::move(outcome)); });
+    core_.submit(*session_, std::move(read), [answer](server::Outcome outcome) { answer->tell(std::move(outcome)); });
 }
 
-void Readings::end_reading(server::Outcome &outcome, std::chrono::system_clock::time_point read_at) {
+void Readings::end_reading(server::Outcome &outcome, bool partial, std::chrono::system_clock::time_point read_at) {
+    // What is wrong with one of several paths is not to be the failure of all: everything can always be read.
+    if (partial && std::holds_alternative<server::Refusal>(outcome)) {
+        submit(whole_read_of(paths_under_way()));
+        return;
+    }
     ReadingOutcome told = RpcError(Code::unavailable, "");
     if (auto *result = std::get_if<server::Result>(&outcome))
         told = std::make_shared<const Reading>(std::move(result->data), read_at);

@@ -408,7 +408,7 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
         return unary(*context, [this, request, response](const std::shared_ptr<Call> &call, const server::Principal &) {
             const auto query = std::make_shared<const GetQuery>(*request);
             surroundings_.readings.read(
-                query->wants_native(), [call, query, response, limit = surroundings_.core.limits().message_size](
+                query->paths(), [call, query, response, limit = surroundings_.core.limits().message_size](
                                            const ReadingOutcome &outcome) {
                     answer(*call, [&] {
                         if (const auto *error = std::get_if<RpcError>(&outcome))

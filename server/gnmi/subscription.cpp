@@ -139,7 +139,6 @@ Stream::~Stream() {
 void Stream::add(const ::gnmi::Subscription &subscription, const ::gnmi::SubscriptionList &list, std::size_t levels) {
     Item item{.path = joined(list.prefix(), subscription.path()), .levels = levels};
     schema_nodes(item.path);
-    native_ = native_ || item.path.origin == Origin::native;
     if (mode_ == ::gnmi::SubscriptionList::STREAM)
         add_stream_item(std::move(item), subscription);
     else
@@ -180,8 +179,18 @@ void Stream::add_stream_item(Item item, const ::gnmi::Subscription &subscription
     items_.push_back(std::move(item));
 }
 
-void Stream::read(std::function<void(const Reading &reading)> use) {
-    readings_.read(native_, [weak = weak_from_this(), use = std::move(use)](const ReadingOutcome &outcome) {
+// Items are not added once the stream has begun, and their paths stay as they are.
+std::vector<Path> Stream::paths(bool on_change_only) const {
+    std::vector<Path> paths;
+    for (const Item &item : items_) {
+        if (item.on_change || !on_change_only)
+            paths.push_back(item.path);
+    }
+    return paths;
+}
+
+void Stream::read(std::vector<Path> paths, std::function<void(const Reading &reading)> use) {
+    readings_.read(std::move(paths), [weak = weak_from_this(), use = std::move(use)](const ReadingOutcome &outcome) {
         const std::shared_ptr<Stream> stream = weak.lock();
         if (!stream)
             return;
@@ -232,7 +241,7 @@ void Stream::poll() {
 
 // All values and sync_response, or with updates_only sync_response alone.
 void Stream::deliver_everything() {
-    read([this](const Reading &reading) {
+    read(paths(false), [this](const Reading &reading) {
         for (Item &item : items_) {
             if (updates_only_)
                 assume_known(item, reading);
@@ -272,7 +281,7 @@ void Stream::node_changed() {
             return;
         reading_for_change_ = true;
     }
-    read([this](const Reading &reading) {
+    read(paths(true), [this](const Reading &reading) {
         reading_for_change_ = false;
         for (Item &item : items_) {
             if (item.on_change && synchronized_)
@@ -290,7 +299,7 @@ void Stream::repeat(std::size_t index, Clock::duration interval, Extent extent, 
         const std::shared_ptr<Stream> stream = weak.lock();
         if (!stream)
             return;
-        stream->read([self = stream.get(), index, interval, extent, due](const Reading &reading) {
+        stream->read({stream->items_[index].path}, [self = stream.get(), index, interval, extent, due](const Reading &reading) {
             if (self->synchronized_)
                 self->deliver(self->items_[index], reading, extent);
             // The grid of the intervals stays; what was missed is not made up for.
