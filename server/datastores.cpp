@@ -191,22 +191,22 @@ void Datastores::refuse_pending(Datastore target, SessionId caller) const {
 // `what` is the word for the log. The change is told as the author's, and what was found before it as another
 // process's.
 void Datastores::change_running(const Author &author, std::string_view what, const Change &change) {
-    const std::optional<Interest> wanted = feed_.wanted();
-    const bool told = wanted && *wanted != Interest::sessions_and_commits;
+    const bool told = feed_.is_wanted(Interest::configuration);
     std::optional<Feed::NodeView> before, after;
     std::size_t changed = 0;
     service_.change([&](NativeData &data, const Reader &reader, const Editor &editor) {
         if (told)
-            before = feed_.view(data, reader);
+            before = Feed::view(data, reader);
         const YangTree native_before = data.running.tree().copy();
         change(data, editor);
         changed = leaf_changes(native_before, data.running.tree()).size();
         if (told)
-            after = feed_.view(data, reader);
+            after = Feed::view(data, reader);
     });
     log_.write(
         Severity::info, what,
         {{"session", author.session}, {"user", author.user}, {"address", author.peer.address}, {"changes", changed}});
+    feed_.tell(DataWritten());
     if (!told)
         return;
     feed_.tell_changes(std::move(*before), {.foreign = true});
@@ -484,9 +484,9 @@ Datastores::Clock::time_point Datastores::tick() {
         }
     }
     Clock::time_point next = now + nothing_due;
-    const std::optional<Interest> wanted = feed_.wanted();
-    if (!wanted || *wanted == Interest::sessions_and_commits) {
+    if (!feed_.is_wanted(Interest::configuration))
         feed_.forget();
+    if (!feed_.is_wanted(Interest::configuration) && !feed_.is_wanted(Interest::writes)) {
         seen_.reset();
     } else {
         if (now >= next_poll_) {
@@ -506,11 +506,14 @@ void Datastores::look_for_changes() {
     try {
         // Before the look: what comes between the two is seen next time.
         const Database::State state = service_.state();
-        if (seen_ == state && feed_.has_view())
-            return;
-        service_.look([&](const Service::View &view) {
-            feed_.tell_changes(feed_.view(view.data, view.reader), {.foreign = true});
-        });
+        const bool written = seen_ != state;
+        // At the first look, too: who has begun to listen may have read before it.
+        if (written)
+            feed_.tell(DataWritten());
+        if (feed_.is_wanted(Interest::configuration) && (written || !feed_.has_view()))
+            service_.look([&](const Service::View &view) {
+                feed_.tell_changes(Feed::view(view.data, view.reader), {.foreign = true});
+            });
         seen_ = state;
         last_failure_.clear();
     } catch (const std::exception &error) {

@@ -178,9 +178,9 @@ void Readings::watch(Owner owner, Job changed) {
         watchers_.push_back({owner, std::move(changed)});
         if (changes_)
             return;
-        changes_ = core_.subscribe(server::Interest::everything,
+        changes_ = core_.subscribe(server::Interest::writes,
                                    [inbox = inbox_, this](const std::shared_ptr<const server::Event> &event) {
-                                       if (std::holds_alternative<server::DataChange>(event->what))
+                                       if (std::holds_alternative<server::DataWritten>(event->what))
                                            inbox->post([this] { tell_watchers(); });
                                    });
     });
