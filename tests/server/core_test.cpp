@@ -452,6 +452,12 @@ TEST_F(Sessions, TakeTurns) {
     EXPECT_EQ(order, "gmgmgg");
 }
 
+TEST_F(Sessions, OfAdaptersAreNobodysToKill) {
+    const SessionId admin = session(), own = core().open_own_session("test", {});
+    EXPECT_EQ(answer(admin, KillSession{own}), "invalid-value");
+    EXPECT_EQ(answer(own, Read{}), "ok");
+}
+
 TEST_F(Sessions, EndWithTheServer) {
     std::promise<SessionEnd> ended;
     session(Role::reader, "ada", [&](SessionEnd end, SessionId) { ended.set_value(end); });
@@ -559,6 +565,38 @@ TEST_F(Changes, AreNotToldWhenTheListeningHasEnded) {
     EXPECT_EQ(edit(session(), gain_edit("11.0")), "ok");
     EXPECT_EQ(answer(session(), Wait{}), "ok");
     EXPECT_THAT(events.wait_for(0), IsEmpty());
+}
+
+TEST_F(Edits, MayHaveStepsThatDependOnWhatIsThere) {
+    const SessionId admin = session(), operator_ = session(Role::operator_, "olga");
+    EXPECT_EQ(edit(admin, gain_edit("11.0")), "ok");
+    std::string seen;
+    const auto next = [&](const std::string &step) {
+        return [&seen, step](const YangTree &configuration) {
+            seen = configuration.print(LYD_XML);
+            return std::vector<EditStep>{{.document = step}};
+        };
+    };
+    EXPECT_EQ(answer(operator_, Edit{.steps = {}, .steps_for = next(gain_edit("12.0"))}), "ok");
+    EXPECT_THAT(seen, AllOf(HasSubstr("<target-gain>11.0<"), HasSubstr(">110<")));
+    EXPECT_EQ(gain(admin), "12.0");
+    // Of the candidate, what that holds.
+    EXPECT_EQ(edit(admin, gain_edit("13.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(
+        answer(operator_, Edit{.target = Datastore::candidate, .steps = {}, .steps_for = next(gain_edit("14.0"))}),
+        "ok");
+    EXPECT_THAT(seen, HasSubstr("<target-gain>13.0<"));
+    EXPECT_EQ(gain(admin, Datastore::candidate), "14.0");
+    EXPECT_EQ(gain(admin), "12.0");
+    // Who may make them is asked of these steps, too.
+    EXPECT_EQ(answer(operator_, Edit{.steps = {}, .steps_for = next(native_gain_edit("90"))}), "access-denied");
+    EXPECT_EQ(answer(admin, Edit{.steps = {}, .steps_for = next(native_gain_edit("90"))}), "ok");
+    EXPECT_EQ(answer(admin, Edit{.steps = {},
+                                 .steps_for = [](const YangTree &) -> std::vector<EditStep> {
+                                     throw RequestError(error_tag::invalid_value, "", "no");
+                                 }}),
+              "invalid-value");
+    EXPECT_EQ(gain(admin), "9.0");
 }
 
 // Reads of eight sessions while one edits both sides: each answer has the two sides from one state.
