@@ -169,7 +169,7 @@ void Readings::read(std::vector<Path> paths, Receiver receiver) {
     inbox_->post([this, paths = std::move(paths), receiver = std::move(receiver)]() mutable {
         wanted_.push_back({std::move(paths), std::move(receiver)});
         if (under_way_.empty())
-            begin_reading();
+            begin_soon();
     });
 }
 
@@ -198,30 +198,39 @@ std::vector<Path> Readings::paths_under_way() const {
     return paths;
 }
 
+// Behind all that others have asked for by now: one reading is theirs, too.
+void Readings::begin_soon() {
+    if (std::exchange(begins_soon_, true))
+        return;
+    inbox_->post([this] {
+        begins_soon_ = false;
+        begin_reading();
+    });
+}
+
 void Readings::begin_reading() {
     under_way_ = std::exchange(wanted_, {});
     submit(read_of(paths_under_way()));
 }
 
 void Readings::submit(server::Read read) {
-    // The answer, or, when the core drops it with the session, a refusal. It is handed over at once: what the core
-    // tells of later changes must come behind it.
+    // The answer, or none when the core drops the read with the session, as it does when it ends. It is handed over at
+    // once: what the core tells of later changes must come behind it.
     struct Answer {
         Answer(std::shared_ptr<Inbox> inbox_, Readings *readings_, bool partial_)
             : inbox(std::move(inbox_)), readings(readings_), partial(partial_) {}
         Answer(const Answer &) = delete;
         Answer &operator=(const Answer &) = delete;
 
-        void tell(server::Outcome outcome) {
+        void tell(std::optional<server::Outcome> outcome) {
             told = true;
-            inbox->post([to = readings, kept = std::make_shared<server::Outcome>(std::move(outcome)),
-                         part = partial, read_at = std::chrono::system_clock::now()] {
-                to->end_reading(*kept, part, read_at);
-            });
+            inbox->post([to = readings, kept = std::make_shared<std::optional<server::Outcome>>(std::move(outcome)),
+                         part = partial,
+                         read_at = std::chrono::system_clock::now()] { to->end_reading(*kept, part, read_at); });
         }
         ~Answer() {
             if (!told)
-                tell(server::Refusal{.tag = ErrorTag::resource_denied, .reason = "the reading was dropped"});
+                tell({});
         }
 
         std::shared_ptr<Inbox> inbox;
@@ -236,28 +245,28 @@ void Readings::submit(server::Read read) {
             session_ = core_.open_own_session("gnmi", [inbox = inbox_, this](server::SessionEnd, server::SessionId) {
                 inbox->post([this] { session_.reset(); });
             });
-    } catch (const server::SessionRefused &refusal) {
-        answer->tell(server::Refusal{.tag = ErrorTag::resource_denied, .reason = refusal.what()});
-        return;
+    } catch (const server::SessionRefused &) {
+        return; // the server ends
     }
     core_.submit(*session_, std::move(read), [answer](server::Outcome outcome) { answer->tell(std::move(outcome)); });
 }
 
-void Readings::end_reading(server::Outcome &outcome, bool partial, std::chrono::system_clock::time_point read_at) {
+void Readings::end_reading(std::optional<server::Outcome> &outcome, bool partial,
+                           std::chrono::system_clock::time_point read_at) {
     // What is wrong with one of several paths is not to be the failure of all: everything can always be read.
-    if (partial && std::holds_alternative<server::Refusal>(outcome)) {
+    if (partial && outcome && std::holds_alternative<server::Refusal>(*outcome)) {
         submit(whole_read_of(paths_under_way()));
         return;
     }
-    ReadingOutcome told = RpcError(Code::unavailable, "");
-    if (auto *result = std::get_if<server::Result>(&outcome))
-        told = std::make_shared<const Reading>(std::move(result->data), read_at);
-    else
-        told = RpcError(std::get<server::Refusal>(outcome));
+    ReadingOutcome told = RpcError(Code::unavailable, "the server ends");
+    if (outcome && std::holds_alternative<server::Result>(*outcome))
+        told = std::make_shared<const Reading>(std::move(std::get<server::Result>(*outcome).data), read_at);
+    else if (outcome)
+        told = RpcError(std::get<server::Refusal>(*outcome));
     for (const Request &request : std::exchange(under_way_, {}))
         request.receiver(told);
     if (!wanted_.empty())
-        begin_reading();
+        begin_soon();
 }
 
 } // namespace ocamp::gnmi

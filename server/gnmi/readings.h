@@ -126,15 +126,18 @@ class Readings {
 
     void run();
     void tell_watchers();
+    void begin_soon();
     void begin_reading();
     void submit(server::Read read);
-    void end_reading(server::Outcome &outcome, bool partial, std::chrono::system_clock::time_point read_at);
+    void end_reading(std::optional<server::Outcome> &outcome, bool partial,
+                     std::chrono::system_clock::time_point read_at);
     std::vector<Path> paths_under_way() const;
 
     server::Core &core_;
     std::optional<server::SessionId> session_; // of the thread, as all that follows up to the inbox
     std::vector<Request> wanted_;              // for the next reading
     std::vector<Request> under_way_;
+    bool begins_soon_ = false;
     std::optional<server::Subscription> changes_; // while somebody watches
     std::vector<OwnedJob> watchers_;
     std::shared_ptr<Inbox> inbox_ = std::make_shared<Inbox>();
