@@ -25,8 +25,8 @@ struct Author {
     bool foreign = false;
 };
 
-/// The running datastore is another than before. Foreign commits are seen within Limits::change_poll; several of them may
-/// be told as one. Changes of one process are told in their order.
+/// The running datastore is another than before. Foreign commits are seen within Limits::change_poll; several of them
+/// may be told as one. Changes of one process are told in their order.
 struct DataChange {
     Author author;
     /// Leaves and list entries of the configuration as clients read them.

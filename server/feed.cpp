@@ -36,7 +36,8 @@ Subscription Feed::subscribe(Interest interest, Listener listener) {
 
 bool Feed::is_wanted(Interest interest) const {
     const std::lock_guard lock(listeners_->mutex);
-    return std::ranges::any_of(listeners_->entries, [interest](const auto &entry) { return entry->interest == interest; });
+    return std::ranges::any_of(listeners_->entries,
+                               [interest](const auto &entry) { return entry->interest == interest; });
 }
 
 Feed::NodeView Feed::view(const NativeData &data, const Reader &reader) {
@@ -55,7 +56,8 @@ void Feed::tell_changes(NodeView now, const Author &author) {
     last_ = std::move(now);
 }
 
-void Feed::tell(std::variant<DataChange, DataWritten, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what) {
+void Feed::tell(
+    std::variant<DataChange, DataWritten, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what) {
     const auto event = std::make_shared<const Event>(Event{std::chrono::system_clock::now(), std::move(what)});
     const std::lock_guard lock(listeners_->mutex);
     for (const std::shared_ptr<Entry> &entry : listeners_->entries) {

@@ -38,7 +38,8 @@ class Feed {
     void forget() noexcept { last_.reset(); }
 
     /// Calls the listeners.
-    void tell(std::variant<DataChange, DataWritten, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what);
+    void
+    tell(std::variant<DataChange, DataWritten, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what);
 
   private:
     struct Entry {

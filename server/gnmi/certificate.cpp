@@ -66,9 +66,9 @@ Certificate self_signed(EVP_PKEY &key) {
     X509_NAME *name = X509_get_subject_name(&made);
     // A common name has 64 characters at most; the whole name is among the alternatives.
     ensure(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
-                                     reinterpret_cast<const unsigned char *>(host.substr(0, 64).c_str()), -1, -1,
-                                     0) == 1,
-          "certificate");
+                                      reinterpret_cast<const unsigned char *>(host.substr(0, 64).c_str()), -1, -1,
+                                      0) == 1,
+           "certificate");
     ensure(X509_set_issuer_name(&made, name) == 1 && X509_set_pubkey(&made, &key) == 1, "certificate");
     add_extension(made, NID_basic_constraints, "critical,CA:TRUE");
     add_extension(made, NID_subject_alt_name,

@@ -1,5 +1,5 @@
-// The server's certificate and the authority of its clients: the operator's files, or a certificate that the server signs
-// itself. Read anew when the files change. Knows no connection.
+// The server's certificate and the authority of its clients: the operator's files, or a certificate that the server
+// signs itself. Read anew when the files change. Knows no connection.
 #pragma once
 
 #include "server/adapter.h"

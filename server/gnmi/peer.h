@@ -7,8 +7,8 @@
 
 namespace ocamp::gnmi {
 
-/// Of "ipv4:127.0.0.1:5000" or "ipv6:%5Bfe80::1%252%5D:5000", as server::AcceptedConnection writes the address: "fe80::1%eth0".
-/// What is neither is the address itself.
+/// Of "ipv4:127.0.0.1:5000" or "ipv6:%5Bfe80::1%252%5D:5000", as server::AcceptedConnection writes the address:
+/// "fe80::1%eth0". What is neither is the address itself.
 server::Peer peer_of(std::string_view uri);
 
 } // namespace ocamp::gnmi

@@ -28,7 +28,7 @@ namespace {
 constexpr std::size_t memory_quota = std::size_t{256} * 1024 * 1024;
 constexpr int header_size = 16 * 1024;
 constexpr int streams_of_connection = 256;
-constexpr std::size_t most_streams = 8192; // in all
+constexpr std::size_t streams_in_all = 16; // for each of the connections that there may be
 
 grpc::Status status_of(const RpcError &error) {
     return {static_cast<grpc::StatusCode>(error.code()), error.what()};
@@ -143,6 +143,12 @@ class Call {
             work();
     }
 
+    // False when it is finished, or its client has given up. `context` is the call's own.
+    bool is_wanted(const grpc::CallbackServerContext &context) {
+        const std::lock_guard guard(mutex_);
+        return !finished_ && !context.IsCancelled();
+    }
+
     // The response is written under this, for it is gone when the RPC is finished.
     void finish(const grpc::Status &status, const std::function<void()> &write_response = {}) {
         const std::lock_guard guard(mutex_);
@@ -213,7 +219,7 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
             if (const auto reactor = weak.lock())
                 reactor->end(status);
         });
-        if (surroundings_.streams > most_streams) {
+        if (surroundings_.streams > streams_in_all * surroundings_.core.limits().connections) {
             end({grpc::StatusCode::RESOURCE_EXHAUSTED, "too many streams"});
             return;
         }
@@ -408,8 +414,8 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
         return unary(*context, [this, request, response](const std::shared_ptr<Call> &call, const server::Principal &) {
             const auto query = std::make_shared<const GetQuery>(*request);
             surroundings_.readings.read(
-                query->paths(), [call, query, response, limit = surroundings_.core.limits().message_size](
-                                           const ReadingOutcome &outcome) {
+                query->paths(), [call, query, response,
+                                 limit = surroundings_.core.limits().message_size](const ReadingOutcome &outcome) {
                     answer(*call, [&] {
                         if (const auto *error = std::get_if<RpcError>(&outcome))
                             throw RpcError(*error);
@@ -424,9 +430,10 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
     grpc::ServerUnaryReactor *Set(grpc::CallbackServerContext *context, const ::gnmi::SetRequest *request,
                                   ::gnmi::SetResponse *response) override {
         const server::Peer peer = peer_of(context->peer());
-        return unary(*context, [this, peer, request, response](const std::shared_ptr<Call> &call,
-                                                               const server::Principal &principal) {
-            surroundings_.setter.submit(*request, principal, peer, [call, response](SetOutcome outcome) {
+        return unary(*context, [this, context, peer, request, response](const std::shared_ptr<Call> &call,
+                                                                        const server::Principal &principal) {
+            const auto is_wanted = [call, context] { return call->is_wanted(*context); };
+            surroundings_.setter.submit(*request, principal, peer, is_wanted, [call, response](SetOutcome outcome) {
                 if (const auto *error = std::get_if<RpcError>(&outcome))
                     call->finish(status_of(*error));
                 else
@@ -473,8 +480,8 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
     Surroundings &surroundings_;
 };
 
-// TLS with the certificates of the moment: each handshake asks for those that there are, and goes on with the ones before
-// when they are the same.
+// TLS with the certificates of the moment: each handshake asks for those that there are, and goes on with the ones
+// before when they are the same.
 class TlsCredentials : public grpc::ServerCredentials {
   public:
     explicit TlsCredentials(const Certificates &certificates) : certificates_(certificates) {
@@ -518,8 +525,9 @@ class Service::Impl {
   public:
     Impl(server::Core &core, const Certificates *certificates, LoggedIn logged_in)
         : surroundings_(core, certificates != nullptr && certificates->asks_clients(), std::move(logged_in)),
-          rpcs_(surroundings_), credentials_(certificates == nullptr ? grpc::InsecureServerCredentials()
-                                                                     : std::make_shared<TlsCredentials>(*certificates)) {
+          rpcs_(surroundings_),
+          credentials_(certificates == nullptr ? grpc::InsecureServerCredentials()
+                                               : std::make_shared<TlsCredentials>(*certificates)) {
         // What clients do wrong is not to fill the log.
         gpr_set_log_function([](gpr_log_func_args *) {});
         grpc::ServerBuilder builder;

@@ -28,10 +28,6 @@ std::int64_t nanoseconds(std::chrono::system_clock::time_point time) {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
 }
 
-bool is_native(const lysc_node &leaf) {
-    return schema_of(Origin::native).module(leaf.module->name) != nullptr;
-}
-
 } // namespace
 
 // Backlog
@@ -81,7 +77,7 @@ std::optional<::gnmi::SubscribeResponse> Backlog::take(::gnmi::Encoding encoding
     notification.set_timestamp(nanoseconds(first.at));
     *notification.mutable_prefix() = to_message(first.leaf->container);
     notification.mutable_prefix()->set_target(target);
-    if (is_native(*first.leaf->schema))
+    if (origin_of(*first.leaf->schema) == Origin::native)
         notification.mutable_prefix()->set_origin("native");
     const auto beside_first = [&](const Leaf &leaf) {
         const std::size_t name = first.leaf->path.rfind('/');
@@ -299,16 +295,17 @@ void Stream::repeat(std::size_t index, Clock::duration interval, Extent extent, 
         const std::shared_ptr<Stream> stream = weak.lock();
         if (!stream)
             return;
-        stream->read({stream->items_[index].path}, [self = stream.get(), index, interval, extent, due](const Reading &reading) {
-            if (self->synchronized_)
-                self->deliver(self->items_[index], reading, extent);
-            // The grid of the intervals stays; what was missed is not made up for.
-            Clock::time_point next = due + interval;
-            const Clock::time_point now = Clock::now();
-            if (next < now)
-                next += ((now - next) / interval + 1) * interval;
-            self->repeat(index, interval, extent, next);
-        });
+        stream->read({stream->items_[index].path},
+                     [self = stream.get(), index, interval, extent, due](const Reading &reading) {
+                         if (self->synchronized_)
+                             self->deliver(self->items_[index], reading, extent);
+                         // The grid of the intervals stays; what was missed is not made up for.
+                         Clock::time_point next = due + interval;
+                         const Clock::time_point now = Clock::now();
+                         if (next < now)
+                             next += ((now - next) / interval + 1) * interval;
+                         self->repeat(index, interval, extent, next);
+                     });
     });
 }
 

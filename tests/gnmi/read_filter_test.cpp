@@ -86,7 +86,8 @@ class GnmiReadOfNode : public server_tests::ServedNode {
     static std::vector<std::string> values(const Path &path, const YangTree &tree) {
         std::vector<std::string> values;
         for (const lyd_node *node : data_nodes(tree, path)) {
-            const Json value = json_of(*node, true, [](const lysc_node &) { return true; }, 0);
+            const Json value = json_of(
+                *node, true, [](const lysc_node &) { return true; }, 0);
             if (!value.is_discarded())
                 values.push_back(value.dump());
         }

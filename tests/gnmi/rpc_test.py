@@ -48,7 +48,10 @@ class CapabilitiesTest(RpcTest):
         self.assertEqual("2019-12-06", models["openconfig-optical-amplifier"].version)
         self.assertEqual("OpenConfig", models["openconfig-optical-amplifier"].organization)
         self.assertIn("openconfig-optical-amplifier-deviations", models)
-        self.assertEqual(5, sum(name.startswith("Korvex-") for name in models))
+        native = {name for name in models if name.startswith("Korvex-")}
+        self.assertEqual({"Korvex-controller-optics-cfg", "Korvex-controller-optics-oper", "Korvex-ifmgr-cfg",
+                          "Korvex-controller-orvo8-ots-oper", "Korvex-pmengine-oper"}, native)
+        self.assertEqual({("Korvex", "2024-05-13")}, {(models[one].organization, models[one].version) for one in native})
 
 
 class PathsTest(RpcTest):
@@ -339,6 +342,17 @@ class SetTest(RpcTest):
         self.assert_refused(INVALID, lambda: self.client.set(update=[pb.Update(path=path(GAIN))]), "target-gain")
         twice = update(PRE + "/config", json_val=b'{"target-gain": 1, "target-gain": 2}')
         self.assert_refused(INVALID, lambda: self.client.set(update=[twice]), "twice")
+
+    def test_paths_of_refusals_are_written_in_one_way(self):
+        bad = update(GAIN, double_val=99)
+        self.assert_refused(INVALID, lambda: self.client.set(update=[bad]), GAIN + ": ")
+
+    def test_keys_of_paths_may_have_their_module(self):
+        named = GAIN.replace("name=", "openconfig-optical-amplifier:name=")
+        self.client.set(update=[update(named, double_val=6.1)])
+        self.assertEqual(6.1, self.gain(named))
+        self.client.set(replace=[update(named, double_val=6.3)])
+        self.assertEqual(6.3, self.gain())
 
     def test_a_path_not_in_the_schema_is_named(self):
         bad = update(PRE + "/config/colour", string_val="red")

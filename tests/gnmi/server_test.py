@@ -21,6 +21,8 @@ PRE = AMPLIFIER % "0/1-AMP-PRE"
 BOOSTER = AMPLIFIER % "0/1-AMP-BST"
 GAIN = PRE + "/config/target-gain"
 UNAUTHENTICATED = grpc.StatusCode.UNAUTHENTICATED
+EXHAUSTED = grpc.StatusCode.RESOURCE_EXHAUSTED
+INVALID = grpc.StatusCode.INVALID_ARGUMENT
 STREAM = pb.SubscriptionList.STREAM
 SECOND = 1000000000
 
@@ -187,6 +189,66 @@ class ConnectionsTest(GnmiTest):
             client.capabilities()
 
 
+class LimitsTest(GnmiTest):
+    options = ("--insecure", "--max-connections", "2", "--max-message", "20000")
+    in_all = 2 * 16
+
+    def open(self, client):
+        return Leaves(client.subscribe([subscription(GAIN, mode=STREAM)]))
+
+    def test_streams_in_all(self):
+        clients = [self.client, self.connect()]
+        streams = [self.open(clients[i % 2]).until_sync() for i in range(self.in_all)]
+        self.assert_refused(EXHAUSTED, lambda: self.open(self.client).stream, "streams")
+        # The others live on, and one that ends makes room.
+        streams.pop().stream.cancel()
+        deadline = time.time() + 20
+        while True:
+            try:
+                streams.append(self.open(self.client).until_sync())
+                break
+            except grpc.RpcError:
+                self.assertLess(time.time(), deadline)
+                time.sleep(0.05)
+        self.client.set(update=[update(GAIN, double_val=4.4)])
+        for one in streams:
+            one.until(lambda now: now[GAIN].double_val == 4.4)
+            one.stream.cancel()
+
+    def test_sizes_of_messages(self):
+        """As the option says: of what a client sends, and of what is answered to a Get."""
+        long = path(GAIN, target="x" * 19000)
+        self.client.get(long)
+        self.assert_refused(EXHAUSTED, lambda: self.client.get(path(GAIN, target="x" * 20000)))
+        self.client.get(GAIN)
+        many = lambda count: self.client.get(*[PRE] * count, encoding=pb.JSON)
+        size = many(1).ByteSize()
+        most = 20000 // size
+        self.assertGreater(most, 3)
+        many(most - 1)
+        self.assert_refused(EXHAUSTED, lambda: many(most + 1), "20000")
+
+
+class StreamsOfAConnectionTest(GnmiTest):
+    def test_subscriptions_of_a_list(self):
+        Leaves(self.client.subscribe([subscription(*[GAIN] * 1024)])).until_sync()
+        self.assert_refused(INVALID, lambda: self.client.subscribe([subscription(*[GAIN] * 1025)]), "1025")
+
+    def test_one_more_than_a_connection_may_have_begins_when_another_ends(self):
+        request = subscription(GAIN, mode=STREAM)
+        streams = [Leaves(self.client.subscribe([request])).until_sync() for _ in range(256)]
+        begun = threading.Event()
+        late = Leaves(self.client.subscribe([request]))
+        waiting = threading.Thread(target=lambda: (late.until_sync(), begun.set()))
+        waiting.start()
+        self.assertFalse(begun.wait(1))
+        # Another connection is not held up by this one.
+        Leaves(self.connect().subscribe([subscription(GAIN)])).until_sync()
+        streams.pop().stream.cancel()
+        self.assertTrue(begun.wait(60))
+        waiting.join()
+
+
 class StopTest(GnmiTest):
     def test_server_stops_while_passwords_are_checked(self):
         get = pb.GetRequest(path=[path("/")]).SerializeToString()
@@ -214,9 +276,10 @@ class StopTest(GnmiTest):
         self.assertEqual(0, self.server.end(signal.SIGTERM))
         self.assertLess(time.time() - begin, 2)
         for leaves in streams:
-            with self.assertRaises(grpc.RpcError):
+            with self.assertRaises(grpc.RpcError) as raised:
                 while True:
                     leaves.take()
+            self.assertEqual(grpc.StatusCode.UNAVAILABLE, raised.exception.code(), raised.exception.details())
 
 
 class StreamsTest(GnmiTest):
