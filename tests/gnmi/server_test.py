@@ -306,6 +306,24 @@ class StreamsTest(GnmiTest):
         self.assertLess(self.server.memory() - before, 64 * 1024 * 1024)
 
 
+class GivenUpTest(GnmiTest):
+    def test_a_set_whose_client_gives_up_while_it_waits_is_not_carried_out(self):
+        rpc = self.client.channel.grpcio.unary_unary("/gnmi.gNMI/Set", request_serializer=pb.SetRequest.SerializeToString,
+                                                     response_deserializer=pb.SetResponse.FromString)
+        begin = lambda where, value: rpc.future(pb.SetRequest(update=[update(where, double_val=value)]),
+                                                metadata=self.client.metadata)
+        other = BOOSTER + "/config/target-gain"
+        self.client.set(update=[update(other, double_val=3)])
+        before = [begin(GAIN, 5 + i / 10) for i in range(100)]
+        given_up = begin(other, 4)
+        time.sleep(0.05)
+        given_up.cancel()
+        for one in before:
+            one.result()
+        self.client.set(update=[update(GAIN, double_val=2)])
+        self.assertEqual("3.0", self.client.value(other))
+
+
 class KillTest(GnmiTest):
     def test_an_acknowledged_set_survives_kill_9(self):
         tilt = PRE + "/config/target-gain-tilt"
