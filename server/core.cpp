@@ -184,7 +184,7 @@ class Core::Impl {
 
     // With the lock held.
     SessionInfo add_session(const Principal &principal, const Peer &peer, EndOfSession on_end) {
-        const SessionInfo info{++last_session_, principal, peer, std::chrono::system_clock::now()};
+        SessionInfo info{++last_session_, principal, peer, std::chrono::system_clock::now()};
         sessions_.emplace(info.id, Session{info, std::move(on_end), 0});
         return info;
     }

@@ -23,9 +23,9 @@ namespace {
 constexpr std::string_view certificate_name = "gnmi-certificate.pem", key_name = "gnmi-key.pem";
 constexpr long valid_seconds = 10L * 365 * 24 * 3600;
 
-template <class Type, void (*free_it)(Type *)>
+template <class Type, void (*FreeIt)(Type *)>
 struct Free {
-    void operator()(Type *object) const noexcept { free_it(object); }
+    void operator()(Type *object) const noexcept { FreeIt(object); }
 };
 using Certificate = std::unique_ptr<X509, Free<X509, X509_free>>;
 using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY, EVP_PKEY_free>>;

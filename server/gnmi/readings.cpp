@@ -217,8 +217,8 @@ void Readings::submit(server::Read read) {
     // The answer, or none when the core drops the read with the session, as it does when it ends. It is handed over at
     // once: what the core tells of later changes must come behind it.
     struct Answer {
-        Answer(std::shared_ptr<Inbox> inbox_, Readings *readings_, bool partial_)
-            : inbox(std::move(inbox_)), readings(readings_), partial(partial_) {}
+        Answer(std::shared_ptr<Inbox> to_inbox, Readings *to_readings, bool is_part)
+            : inbox(std::move(to_inbox)), readings(to_readings), partial(is_part) {}
         Answer(const Answer &) = delete;
         Answer &operator=(const Answer &) = delete;
 

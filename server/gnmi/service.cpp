@@ -180,9 +180,9 @@ struct Surroundings {
     OpenRpcs open;
     std::atomic<std::size_t> streams = 0;
 
-    Surroundings(server::Core &core_, bool client_certificates_, Service::LoggedIn logged_in_)
-        : core(core_), client_certificates(client_certificates_), logged_in(std::move(logged_in_)),
-          authenticator(std::make_shared<Authenticator>(core_)), readings(core_), setter(core_) {}
+    Surroundings(server::Core &served, bool by_certificates, Service::LoggedIn tell)
+        : core(served), client_certificates(by_certificates), logged_in(std::move(tell)),
+          authenticator(std::make_shared<Authenticator>(served)), readings(served), setter(served) {}
 
     void authenticate(const grpc::CallbackServerContext &context,
                       std::function<void(const server::LogInAnswer &answer)> answer) const {
