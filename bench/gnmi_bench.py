@@ -14,7 +14,7 @@ import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "gnmi"))
 
-from gnmi_client import AMPLIFIER, PASSWORD, USERS, Client, Server, ocamp, path, pb, subscription, update  # noqa: E402
+from gnmi_client import AMPLIFIER, Client, Server, make_node, path, pb, subscription, update  # noqa: E402
 
 SECONDS = float(sys.argv[1]) if len(sys.argv) > 1 else 5
 PRE = AMPLIFIER % "0/1-AMP-PRE"
@@ -143,11 +143,7 @@ def latency(server, rounds):
 
 def main():
     with tempfile.TemporaryDirectory() as folder:
-        node = os.path.join(folder, "node")
-        ocamp("node", "init", node, "--from", os.environ["EXAMPLE_NODE"])
-        for user, role in USERS.items():
-            ocamp("user", "add", "--node", node, user, "--role", role, input=PASSWORD + "\n")
-        server = Server(node, "--insecure")
+        server = Server(make_node(folder), "gnmi", "--insecure")
         Client(server.port).capabilities()
         figures = {
             "gets": [gets(server, connections) for connections in (1, 8)],

@@ -25,17 +25,20 @@ struct Author {
     bool foreign = false;
 };
 
-/// The running datastore, or the node's state, is another than before. Foreign commits are seen within
-/// Limits::change_poll; several of them may be told as one. Changes of one process are told in their order.
+/// The running datastore is another than before. Foreign commits are seen within Limits::change_poll; several of them
+/// may be told as one. Changes of one process are told in their order.
 struct DataChange {
     Author author;
-    /// Leaves and list entries as clients read them, state included.
+    /// Leaves and list entries of the configuration as clients read them.
     std::vector<LeafChange> openconfig;
     /// The same of the native models.
     std::vector<LeafChange> native;
-    /// Whether the configuration is among what changed, or state alone is.
-    bool configuration = false;
 };
+
+/// The running datastore or the node's state has been written, as far as anybody can tell from outside: a read may give
+/// something else than one that began before. Foreign writes are told as DataChange tells them. One write may be told
+/// twice.
+struct DataWritten {};
 
 /// A session has begun, or ended.
 struct SessionStarted {
@@ -64,17 +67,17 @@ struct PlantEvent {
 /// One event, the same object for all who listen.
 struct Event {
     std::chrono::system_clock::time_point at;
-    std::variant<DataChange, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what;
+    std::variant<DataChange, DataWritten, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what;
 };
 
 /// Called in the order of the events, from one thread at a time. As a Completion it hands over and returns.
 using Listener = std::function<void(const std::shared_ptr<const Event> &event)>;
 
-/// Which events a listener wants: to know what changed costs a read of the node after each change.
+/// Which events a listener wants beside those of sessions, commits and the plant.
 enum class Interest {
-    sessions_and_commits, ///< no DataChange
-    configuration,        ///< DataChange of configuration only
-    everything            ///< changes of state too
+    sessions_and_commits, ///< none
+    writes,               ///< DataWritten
+    configuration         ///< DataChange, which costs reads of the whole configuration around each change
 };
 
 /// Ends the listening when it is destroyed; afterwards the listener is not called any more, and a call that has begun

@@ -146,6 +146,11 @@ class Core::Impl {
         return {started_, carried_out_, refused_, last_session_};
     }
 
+    bool is_stopping() const noexcept {
+        const std::lock_guard guard(mutex_);
+        return stopping_;
+    }
+
     void stop() noexcept {
         std::vector<EndOfSession> ends;
         {
@@ -179,7 +184,7 @@ class Core::Impl {
 
     // With the lock held.
     SessionInfo add_session(const Principal &principal, const Peer &peer, EndOfSession on_end) {
-        const SessionInfo info{++last_session_, principal, peer, std::chrono::system_clock::now()};
+        SessionInfo info{++last_session_, principal, peer, std::chrono::system_clock::now()};
         sessions_.emplace(info.id, Session{info, std::move(on_end), 0});
         return info;
     }
@@ -246,7 +251,10 @@ class Core::Impl {
         std::optional<Session> session;
         {
             const std::lock_guard guard(mutex_);
-            session = take_session(kill.session);
+            const auto found = sessions_.find(kill.session);
+            // Who is not among the sessions cannot be killed either.
+            if (found != sessions_.end() && !is_own(found->second.info))
+                session = take_session(kill.session);
         }
         if (!session)
             throw RequestError(error_tag::invalid_value, "", fmt::format("no session {}", kill.session));
@@ -383,6 +391,10 @@ std::vector<LockInfo> Core::locks() const {
 
 CoreStatistics Core::statistics() const {
     return impl_->statistics();
+}
+
+bool Core::is_stopping() const noexcept {
+    return impl_->is_stopping();
 }
 
 void Core::stop() noexcept {

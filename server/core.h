@@ -68,7 +68,7 @@ class Core {
     /// A new session. Throws SessionRefused. `on_end` may be empty.
     SessionId open_session(const Principal &principal, const Peer &peer, EndOfSession on_end);
     /// A session that an adapter has for itself, to read for all its clients at once: a reader's, without user. It is
-    /// told to nobody and no reload ends it. Throws SessionRefused when the server ends.
+    /// told to nobody; no reload and no other session ends it. Throws SessionRefused when the server ends.
     SessionId open_own_session(const std::string &protocol, EndOfSession on_end);
     /// Ends a session: its requests that wait are dropped, its locks lifted, its confirmed commit that does not persist
     /// is taken back. Does nothing for one that has ended. Returns at once; what it holds is free when the worker comes
@@ -97,6 +97,8 @@ class Core {
     std::vector<SessionInfo> sessions() const;
     std::vector<LockInfo> locks() const;
     CoreStatistics statistics() const;
+    /// Whether stop() has been called: requests that were dropped were dropped by it.
+    bool is_stopping() const noexcept;
 
     /// Ends all sessions (their end is told with SessionEnd::shutdown), takes a pending confirmed commit back, drops
     /// the requests that wait and ends the worker. Sessions are refused from then on. May be called again.

@@ -144,12 +144,42 @@ std::int64_t seconds(std::chrono::seconds time) {
 
 } // namespace
 
+// The steps of an edit, checked for whether the caller may make them.
+class Datastores::EditWork {
+  public:
+    EditWork(const SessionInfo &caller, const Edit &asked) : caller_(caller), asked_(asked) {
+        if (!asked_.steps_for)
+            take(asked_.steps);
+    }
+
+    void operator()(NativeData &data, const Reader &reader, const Editor &editor) {
+        if (asked_.steps_for) {
+            const Read everything;
+            take(asked_.steps_for(std::visit(ReadWork(everything, data, reader), everything.filter)));
+        }
+        carry_out_all(edits_, editor, data);
+    }
+
+    NativeNode native_node() const { return native_node_of(edits_); }
+
+  private:
+    void take(const std::vector<EditStep> &steps) {
+        edits_ = prepared(steps);
+        check_native_edit(caller_.principal, native_node());
+    }
+
+    const SessionInfo &caller_;
+    const Edit &asked_;
+    std::vector<ConfigurationEdit> edits_;
+};
+
 Datastores::Datastores(const CoreSettings &settings, const StateFolder &folder, EventLog &log, Feed &feed)
     : folder_(folder), log_(log), feed_(feed), service_(settings.service), change_poll_(settings.limits.change_poll) {
     std::optional<YangTree> former = former_configuration(folder_);
     if (!former)
         return;
-    change_running({}, "roll-back", [&](NativeData &data, const Editor &) { data.running = std::move(*former); });
+    change_running({}, "roll-back",
+                   [&](NativeData &data, const Reader &, const Editor &) { data.running = std::move(*former); });
     forget_former_configuration(folder_);
 }
 
@@ -191,67 +221,66 @@ void Datastores::refuse_pending(Datastore target, SessionId caller) const {
 // `what` is the word for the log. The change is told as the author's, and what was found before it as another
 // process's.
 void Datastores::change_running(const Author &author, std::string_view what, const Change &change) {
-    const std::optional<Interest> wanted = feed_.wanted();
-    const bool told = wanted && *wanted != Interest::sessions_and_commits;
+    const bool told = feed_.is_wanted(Interest::configuration);
     std::optional<Feed::NodeView> before, after;
     std::size_t changed = 0;
     service_.change([&](NativeData &data, const Reader &reader, const Editor &editor) {
         if (told)
-            before = feed_.view(data, reader);
+            before = Feed::view(data, reader);
         const YangTree native_before = data.running.tree().copy();
-        change(data, editor);
+        change(data, reader, editor);
         changed = leaf_changes(native_before, data.running.tree()).size();
         if (told)
-            after = feed_.view(data, reader);
+            after = Feed::view(data, reader);
     });
     log_.write(
         Severity::info, what,
         {{"session", author.session}, {"user", author.user}, {"address", author.peer.address}, {"changes", changed}});
+    feed_.tell(DataWritten());
     if (!told)
         return;
     feed_.tell_changes(std::move(*before), {.foreign = true});
     feed_.tell_changes(std::move(*after), author);
 }
 
-void Datastores::change_candidate(const SessionInfo &caller, const std::vector<ConfigurationEdit> &steps) {
+void Datastores::change_candidate(const SessionInfo &caller, EditWork &work) {
     std::optional<YangTree> changed;
     service_.look([&](const Service::View &view) {
         NativeData data = candidate_or(view.data);
-        carry_out_all(steps, view.editor, data);
+        work(data, view.reader, view.editor);
         changed = std::move(data.running.to_change());
     });
     candidate_.changed = std::move(changed);
     if (!candidate_.native_node)
-        candidate_.native_node = native_node_of(steps);
+        candidate_.native_node = work.native_node();
     log_.write(Severity::info, "edit-candidate",
                {{"session", caller.id}, {"user", caller.principal.user}, {"address", caller.peer.address}});
 }
 
-void Datastores::edit(const SessionInfo &caller, Datastore target, const std::vector<EditStep> &steps, bool test_only) {
-    const std::vector<ConfigurationEdit> edits = prepared(steps);
-    check_native_edit(caller.principal, native_node_of(edits));
-    refuse_locked(target, caller.id);
-    refuse_pending(target, caller.id);
-    if (test_only)
+void Datastores::edit(const SessionInfo &caller, const Edit &asked) {
+    EditWork work(caller, asked);
+    refuse_locked(asked.target, caller.id);
+    refuse_pending(asked.target, caller.id);
+    if (asked.test_only)
         service_.look([&](const Service::View &view) {
-            NativeData data = target == Datastore::candidate ? candidate_or(view.data) : copy_of_running(view.data);
-            carry_out_all(edits, view.editor, data);
+            NativeData data =
+                asked.target == Datastore::candidate ? candidate_or(view.data) : copy_of_running(view.data);
+            work(data, view.reader, view.editor);
         });
-    else if (target == Datastore::candidate)
-        change_candidate(caller, edits);
+    else if (asked.target == Datastore::candidate)
+        change_candidate(caller, work);
     else
-        change_running(author_of(caller), "edit",
-                       [&](NativeData &data, const Editor &editor) { carry_out_all(edits, editor, data); });
+        change_running(author_of(caller), "edit", std::ref(work));
 }
 
 Result Datastores::carry_out(const SessionInfo &caller, const Edit &asked) {
-    edit(caller, asked.target, asked.steps, asked.test_only);
+    edit(caller, asked);
     return {};
 }
 
 Result Datastores::carry_out(const SessionInfo &caller, const CopyConfig &copy) {
     if (const auto *document = std::get_if<EditStep>(&copy.source)) {
-        edit(caller, copy.target, {as_whole(*document)}, false);
+        edit(caller, {.target = copy.target, .steps = {as_whole(*document)}});
         return {};
     }
     if (std::get<Datastore>(copy.source) == copy.target)
@@ -264,7 +293,7 @@ Result Datastores::carry_out(const SessionInfo &caller, const CopyConfig &copy) 
         return {};
     }
     if (candidate_.changed)
-        change_running(author_of(caller), "copy-config", [&](NativeData &data, const Editor &) {
+        change_running(author_of(caller), "copy-config", [&](NativeData &data, const Reader &, const Editor &) {
             data.running = candidate_.changed->copy();
             check_native_configuration(data.running.to_change());
         });
@@ -373,7 +402,7 @@ void Datastores::commit_candidate(const SessionInfo &caller, const Commit &commi
     try {
         // Also when there is nothing to change: the configuration of this moment is what comes back.
         change_running(author_of(caller), commit.confirmed ? "commit-confirmed" : "commit",
-                       [&](NativeData &data, const Editor &) {
+                       [&](NativeData &data, const Reader &, const Editor &) {
                            if (begins) {
                                pending_.emplace(Pending{.session = caller.id,
                                                         .persist = {},
@@ -432,7 +461,7 @@ Result Datastores::carry_out(const SessionInfo &caller, const CancelCommit &canc
 
 void Datastores::take_back(const Author &author, ConfirmedCommitEvent::Kind kind) {
     change_running(author, "roll-back",
-                   [&](NativeData &data, const Editor &) { data.running = pending_->former.copy(); });
+                   [&](NativeData &data, const Reader &, const Editor &) { data.running = pending_->former.copy(); });
     forget_former_configuration(folder_);
     pending_.reset();
     feed_.tell(ConfirmedCommitEvent{.kind = kind, .author = author});
@@ -484,9 +513,9 @@ Datastores::Clock::time_point Datastores::tick() {
         }
     }
     Clock::time_point next = now + nothing_due;
-    const std::optional<Interest> wanted = feed_.wanted();
-    if (!wanted || *wanted == Interest::sessions_and_commits) {
+    if (!feed_.is_wanted(Interest::configuration))
         feed_.forget();
+    if (!feed_.is_wanted(Interest::configuration) && !feed_.is_wanted(Interest::writes)) {
         seen_.reset();
     } else {
         if (now >= next_poll_) {
@@ -506,11 +535,14 @@ void Datastores::look_for_changes() {
     try {
         // Before the look: what comes between the two is seen next time.
         const Database::State state = service_.state();
-        if (seen_ == state && feed_.has_view())
-            return;
-        service_.look([&](const Service::View &view) {
-            feed_.tell_changes(feed_.view(view.data, view.reader), {.foreign = true});
-        });
+        const bool written = seen_ != state;
+        // At the first look, too: who has begun to listen may have read before it.
+        if (written)
+            feed_.tell(DataWritten());
+        if (feed_.is_wanted(Interest::configuration) && (written || !feed_.has_view()))
+            service_.look([&](const Service::View &view) {
+                feed_.tell_changes(Feed::view(view.data, view.reader), {.foreign = true});
+            });
         seen_ = state;
         last_failure_.clear();
     } catch (const std::exception &error) {

@@ -64,15 +64,16 @@ class Datastores {
         Clock::time_point end;
         YangTree former;
     };
-    using Change = std::function<void(NativeData &data, const Editor &editor)>;
+    using Change = std::function<void(NativeData &data, const Reader &reader, const Editor &editor)>;
+    class EditWork;
 
     std::optional<LockInfo> &lock_of(Datastore datastore) { return locks_[static_cast<std::size_t>(datastore)]; }
     void refuse_locked(Datastore datastore, SessionId caller);
     void refuse_pending(Datastore target, SessionId caller) const;
     NativeData candidate_or(const NativeData &running) const;
     void change_running(const Author &author, std::string_view what, const Change &change);
-    void change_candidate(const SessionInfo &caller, const std::vector<ConfigurationEdit> &steps);
-    void edit(const SessionInfo &caller, Datastore target, const std::vector<EditStep> &steps, bool test_only);
+    void change_candidate(const SessionInfo &caller, EditWork &work);
+    void edit(const SessionInfo &caller, const Edit &asked);
     void discard() { candidate_ = {}; }
 
     void check_pending(const SessionInfo &caller, const std::optional<std::string> &persist_id) const;

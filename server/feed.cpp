@@ -9,11 +9,10 @@ namespace ocamp::server {
 
 namespace {
 
-bool is_wanted(Interest interest, const Event &event) {
-    const auto *change = std::get_if<DataChange>(&event.what);
-    if (change == nullptr)
-        return true;
-    return interest == Interest::everything || (interest == Interest::configuration && change->configuration);
+bool is_told(Interest interest, const Event &event) {
+    if (std::holds_alternative<DataChange>(event.what))
+        return interest == Interest::configuration;
+    return interest == Interest::writes || !std::holds_alternative<DataWritten>(event.what);
 }
 
 bool has_configuration(const std::vector<LeafChange> &changes) {
@@ -35,53 +34,34 @@ Subscription Feed::subscribe(Interest interest, Listener listener) {
     }));
 }
 
-std::optional<Interest> Feed::wanted() const {
+bool Feed::is_wanted(Interest interest) const {
     const std::lock_guard lock(listeners_->mutex);
-    std::optional<Interest> most;
-    for (const std::shared_ptr<Entry> &entry : listeners_->entries)
-        most = std::max(most.value_or(entry->interest), entry->interest);
-    return most;
+    return std::ranges::any_of(listeners_->entries,
+                               [interest](const auto &entry) { return entry->interest == interest; });
 }
 
-Feed::NodeView Feed::view(const NativeData &data, const Reader &reader) const {
-    const bool everything = wanted() == Interest::everything;
-    NodeView view;
-    view.openconfig =
-        reader.read(data, everything ? YFW_KIND_GET : YFW_KIND_GET_CONFIG, Filter(openconfig_schema()), nullptr).answer;
-    view.native = data.running.tree().copy();
-    for (const NativeDocument &document : everything ? std::span(data.operational) : std::span<const NativeDocument>())
-        view.native.add(document.tree().copy());
-    return view;
-}
-
-bool Feed::has_view() const noexcept {
-    return last_ && last_->first == wanted();
+Feed::NodeView Feed::view(const NativeData &data, const Reader &reader) {
+    return {.openconfig = reader.read(data, YFW_KIND_GET_CONFIG, Filter(openconfig_schema()), nullptr).answer,
+            .native = data.running.tree().copy()};
 }
 
 void Feed::tell_changes(NodeView now, const Author &author) {
-    const std::optional<Interest> interest = wanted();
-    if (!interest || *interest == Interest::sessions_and_commits) {
-        forget();
-        return;
-    }
-    const bool comparable = has_view();
-    if (comparable) {
+    if (last_) {
         DataChange change{.author = author,
-                          .openconfig = leaf_changes(last_->second.openconfig, now.openconfig),
-                          .native = leaf_changes(last_->second.native, now.native),
-                          .configuration = false};
-        change.configuration = has_configuration(change.openconfig) || has_configuration(change.native);
-        if (!change.openconfig.empty() || !change.native.empty())
+                          .openconfig = leaf_changes(last_->openconfig, now.openconfig),
+                          .native = leaf_changes(last_->native, now.native)};
+        if (has_configuration(change.openconfig) || has_configuration(change.native))
             tell(std::move(change));
     }
-    last_.emplace(*interest, std::move(now));
+    last_ = std::move(now);
 }
 
-void Feed::tell(std::variant<DataChange, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what) {
+void Feed::tell(
+    std::variant<DataChange, DataWritten, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what) {
     const auto event = std::make_shared<const Event>(Event{std::chrono::system_clock::now(), std::move(what)});
     const std::lock_guard lock(listeners_->mutex);
     for (const std::shared_ptr<Entry> &entry : listeners_->entries) {
-        if (is_wanted(entry->interest, *event))
+        if (is_told(entry->interest, *event))
             entry->listener(event);
     }
 }

@@ -20,25 +20,26 @@ class Feed {
 
     /// From any thread, and not from inside a listener.
     Subscription subscribe(Interest interest, Listener listener);
-    /// The most that anybody wants to know; none when nobody listens.
-    std::optional<Interest> wanted() const;
+    /// Whether there is a listener with this interest.
+    bool is_wanted(Interest interest) const;
 
-    /// What a client reads of a node.
+    /// What a client reads of a node's configuration.
     struct NodeView {
         YangTree openconfig;
         YangTree native;
     };
-    /// As the most interested listener wants it. Throws as Reader::read.
-    NodeView view(const NativeData &data, const Reader &reader) const;
-    /// Whether there is an earlier view to compare with, of as much as is wanted now.
-    bool has_view() const noexcept;
-    /// Keeps the view and tells what has changed since the one before, if anybody wants to know.
+    /// The configuration. Throws as Reader::read.
+    static NodeView view(const NativeData &data, const Reader &reader);
+    /// Whether there is an earlier view to compare with.
+    bool has_view() const noexcept { return last_.has_value(); }
+    /// Keeps the view and tells what has changed since the one before.
     void tell_changes(NodeView now, const Author &author);
-    /// Forgets the view: nobody listens any more.
+    /// Forgets the view: nobody wants to know what changed any more.
     void forget() noexcept { last_.reset(); }
 
     /// Calls the listeners.
-    void tell(std::variant<DataChange, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what);
+    void
+    tell(std::variant<DataChange, DataWritten, SessionStarted, SessionEnded, ConfirmedCommitEvent, PlantEvent> what);
 
   private:
     struct Entry {
@@ -51,7 +52,7 @@ class Feed {
     };
 
     std::shared_ptr<Listeners> listeners_; // subscriptions may outlive the feed
-    std::optional<std::pair<Interest, NodeView>> last_;
+    std::optional<NodeView> last_;
 };
 
 } // namespace ocamp::server

@@ -70,6 +70,9 @@ struct Edit {
     Datastore target = Datastore::running;
     std::vector<EditStep> steps;
     bool test_only = false; ///< changes nothing; says what would be refused
+    /// For steps that depend on what is there; `steps` is not looked at then. Called in the worker's thread, in the
+    /// edit's transaction, with the target's configuration, OpenConfig and native. What it throws refuses the edit.
+    std::function<std::vector<EditStep>(const YangTree &configuration)> steps_for = {};
 };
 
 /// A datastore, or a <config> document or JSON as the whole of one.

@@ -111,20 +111,20 @@ const lys_module *Schema::module(std::string_view word) const {
     return found == modules_.end() ? nullptr : *found;
 }
 
-std::string Schema::check_value(const lysc_node &leaf, std::string_view value) const {
+std::string Schema::check_value(const lysc_node &leaf, std::string_view value) {
     check_lexical_form(leaf, value);
+    const ly_ctx *context = leaf.module->ctx;
     const char *canonical = nullptr;
-    const LY_ERR result =
-        lyd_value_validate(context_.get(), &leaf, value.data(), value.size(), nullptr, nullptr, &canonical);
+    const LY_ERR result = lyd_value_validate(context, &leaf, value.data(), value.size(), nullptr, nullptr, &canonical);
     if (result == LY_EMEM)
         throw std::bad_alloc();
     // A reference cannot be resolved without a tree; its type has been checked.
     if (result != LY_SUCCESS && result != LY_EINCOMPLETE) {
-        const char *message = ly_errmsg(context_.get());
+        const char *message = ly_errmsg(context);
         throw YangError(message != nullptr ? with_shown_value(message, value) : "refused without a reason");
     }
     std::string text = canonical != nullptr ? canonical : std::string(value);
-    lydict_remove(context_.get(), canonical);
+    lydict_remove(context, canonical);
     if (type_of(leaf).basetype == LY_TYPE_IDENT)
         text.erase(0, text.find(':') + 1);
     return text;

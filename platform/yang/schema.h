@@ -34,8 +34,8 @@ class Schema {
     const lys_module *module(std::string_view word) const;
 
     /// Throws YangError unless the value is one that the leaf may have. Before an identity its module's name may stand.
-    /// Gives the canonical form, as leaf_text does.
-    std::string check_value(const lysc_node &leaf, std::string_view value) const;
+    /// Gives the canonical form, as leaf_text does. The leaf may be of any model.
+    static std::string check_value(const lysc_node &leaf, std::string_view value);
 
     /// A complete instance document, valid against the modules, and of no others. Throws YangError.
     YangTree parse(std::string_view document, LYD_FORMAT format) const;

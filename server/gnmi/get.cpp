@@ -98,10 +98,6 @@ GetQuery::GetQuery(const ::gnmi::GetRequest &request)
     }
 }
 
-bool GetQuery::wants_native() const noexcept {
-    return std::ranges::any_of(paths_, [](const Path &path) { return path.origin == Origin::native; });
-}
-
 // An update for each node; of the root one for all, with an empty path.
 void GetQuery::add_json(const std::vector<const lyd_node *> &nodes, bool root,
                         ::gnmi::Notification &notification) const {

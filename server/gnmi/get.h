@@ -15,8 +15,8 @@ class GetQuery {
     /// Throws RpcError for whatever the request cannot have, its paths held against the models.
     explicit GetQuery(const ::gnmi::GetRequest &request);
 
-    /// Whether native data is asked for.
-    bool wants_native() const noexcept;
+    /// What is asked for.
+    const std::vector<Path> &paths() const noexcept { return paths_; }
 
     /// One notification a path. Throws RpcError: NOT_FOUND for a path without data, RESOURCE_EXHAUSTED for an answer of
     /// more bytes than that.

@@ -5,6 +5,7 @@
 #include "yang/models.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -18,7 +19,7 @@ namespace {
 constexpr std::size_t most_steps = 64;
 constexpr std::string_view any_name = "*", any_steps = "...";
 
-Origin origin_of(const std::string &word) {
+Origin origin_named(const std::string &word) {
     if (word.empty() || word == "openconfig")
         return Origin::openconfig;
     if (word == "native")
@@ -146,18 +147,13 @@ class SchemaMatch {
     Visited<lysc_node> visited_;
 };
 
-bool is_of(const lyd_node &root, Origin origin) {
-    const bool native = native_schema().module(root.schema->module->name) != nullptr;
-    return native == (origin == Origin::native);
-}
-
 class DataMatch {
   public:
     explicit DataMatch(const Path &path) : path_(path) {}
 
     std::vector<const lyd_node *> nodes(const YangTree &tree) {
         for (const lyd_node *root = tree.first(); root != nullptr; root = root->next) {
-            if (!is_of(*root, path_.origin))
+            if (origin_of(*root->schema) != path_.origin)
                 continue;
             if (path_.steps.empty())
                 found_.add(root);
@@ -208,6 +204,52 @@ class DataMatch {
     Visited<lyd_node> visited_;
 };
 
+// Reads "/module:a/b[key='value']".
+class DataPathReader {
+  public:
+    explicit DataPathReader(std::string_view path) : rest_(path) {}
+
+    // None for what is no such path.
+    std::optional<Path> read() {
+        Path path;
+        while (take('/')) {
+            const std::string_view word = take_until("/[");
+            if (path.steps.empty() && native_schema().module(word.substr(0, word.find(':'))) != nullptr)
+                path.origin = Origin::native;
+            path.steps.push_back({std::string(word.substr(word.find(':') + 1)), {}});
+            while (take('[')) {
+                if (!take_key(path.steps.back().keys))
+                    return std::nullopt;
+            }
+        }
+        return rest_.empty() && !path.steps.empty() ? std::optional(std::move(path)) : std::nullopt;
+    }
+
+  private:
+    bool take(char character) {
+        const bool found = rest_.starts_with(character);
+        rest_.remove_prefix(found ? 1 : 0);
+        return found;
+    }
+    std::string_view take_until(std::string_view characters) {
+        const std::string_view word = rest_.substr(0, rest_.find_first_of(characters));
+        rest_.remove_prefix(word.size());
+        return word;
+    }
+    bool take_key(std::map<std::string, std::string> &keys) {
+        const std::string_view name = take_until("=]");
+        const char quote = rest_.size() > 1 ? rest_[1] : '\0';
+        if (!take('=') || (quote != '\'' && quote != '"'))
+            return false;
+        rest_.remove_prefix(1);
+        const std::string_view value = take_until({&quote, 1});
+        keys.emplace(name.substr(name.find(':') + 1), value);
+        return take(quote) && take(']');
+    }
+
+    std::string_view rest_;
+};
+
 } // namespace
 
 Path joined(const ::gnmi::Path &prefix, const ::gnmi::Path &path) {
@@ -215,7 +257,7 @@ Path joined(const ::gnmi::Path &prefix, const ::gnmi::Path &path) {
         throw invalid("origin", "stands in the prefix and in the path, expected it in one of them");
     if (!prefix.target().empty() && !path.target().empty())
         throw invalid("target", "stands in the prefix and in the path, expected it in one of them");
-    Path whole{origin_of(prefix.origin().empty() ? path.origin() : prefix.origin()), {}};
+    Path whole{origin_named(prefix.origin().empty() ? path.origin() : prefix.origin()), {}};
     add_steps(prefix, whole.steps);
     add_steps(path, whole.steps);
     return whole;
@@ -238,6 +280,15 @@ std::string text_of(const Path &path) {
         }
     }
     return text;
+}
+
+std::string text_of_data_path(const std::string &path) {
+    const std::optional<Path> read = DataPathReader(path).read();
+    return read ? text_of(*read) : path;
+}
+
+Origin origin_of(const lysc_node &node) {
+    return native_schema().module(node.module->name) != nullptr ? Origin::native : Origin::openconfig;
 }
 
 const Schema &schema_of(Origin origin) {

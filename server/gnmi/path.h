@@ -34,8 +34,15 @@ Path joined(const ::gnmi::Path &prefix, const ::gnmi::Path &path);
 /// "/a/b[key=value]/c", as messages tell it.
 std::string text_of(const Path &path);
 
+/// The same of a data path with names of modules and quoted keys, as refusals of the core have it; one that is none is
+/// given as it is.
+std::string text_of_data_path(const std::string &path);
+
 /// The models that the origin stands for.
 const Schema &schema_of(Origin origin);
+
+/// Where a node belongs.
+Origin origin_of(const lysc_node &node);
 
 /// The nodes of the model that the path names, the root's being NULL. Throws RpcError: INVALID_ARGUMENT for a path that
 /// is not in the model, UNIMPLEMENTED for one whose nodes the device does not serve.

@@ -2,6 +2,7 @@
 #include "server/gnmi/readings.h"
 
 #include "server/gnmi/get.h"
+#include "server/gnmi/read_filter.h"
 #include "server/gnmi/value.h"
 
 #include <algorithm>
@@ -164,11 +165,11 @@ void Readings::run() {
     lock.unlock();
 }
 
-void Readings::read(bool native, Receiver receiver) {
-    inbox_->post([this, native, receiver = std::move(receiver)]() mutable {
-        wanted_.push_back({native, std::move(receiver)});
+void Readings::read(std::vector<Path> paths, Receiver receiver) {
+    inbox_->post([this, paths = std::move(paths), receiver = std::move(receiver)]() mutable {
+        wanted_.push_back({std::move(paths), std::move(receiver)});
         if (under_way_.empty())
-            begin_reading();
+            begin_soon();
     });
 }
 
@@ -177,9 +178,9 @@ void Readings::watch(Owner owner, Job changed) {
         watchers_.push_back({owner, std::move(changed)});
         if (changes_)
             return;
-        changes_ = core_.subscribe(server::Interest::everything,
+        changes_ = core_.subscribe(server::Interest::writes,
                                    [inbox = inbox_, this](const std::shared_ptr<const server::Event> &event) {
-                                       if (std::holds_alternative<server::DataChange>(event->what))
+                                       if (std::holds_alternative<server::DataWritten>(event->what))
                                            inbox->post([this] { tell_watchers(); });
                                    });
     });
@@ -190,57 +191,82 @@ void Readings::tell_watchers() {
         watcher.job();
 }
 
+std::vector<Path> Readings::paths_under_way() const {
+    std::vector<Path> paths;
+    for (const Request &request : under_way_)
+        paths.insert(paths.end(), request.paths.begin(), request.paths.end());
+    return paths;
+}
+
+// Behind all that others have asked for by now: one reading is theirs, too.
+void Readings::begin_soon() {
+    if (std::exchange(begins_soon_, true))
+        return;
+    inbox_->post([this] {
+        begins_soon_ = false;
+        begin_reading();
+    });
+}
+
 void Readings::begin_reading() {
     under_way_ = std::exchange(wanted_, {});
-    const bool native = std::ranges::any_of(under_way_, &Request::native);
-    // The answer, or, when the core drops it with the session, a refusal. It is handed over at once: what the core
-    // tells of later changes must come behind it.
+    submit(read_of(paths_under_way()));
+}
+
+void Readings::submit(server::Read read) {
+    // The answer, or none when the core drops the read with the session, as it does when it ends. It is handed over at
+    // once: what the core tells of later changes must come behind it.
     struct Answer {
-        Answer(std::shared_ptr<Inbox> inbox_, Readings *readings_) : inbox(std::move(inbox_)), readings(readings_) {}
+        Answer(std::shared_ptr<Inbox> to_inbox, Readings *to_readings, bool is_part)
+            : inbox(std::move(to_inbox)), readings(to_readings), partial(is_part) {}
         Answer(const Answer &) = delete;
         Answer &operator=(const Answer &) = delete;
 
-        void tell(server::Outcome outcome) {
+        void tell(std::optional<server::Outcome> outcome) {
             told = true;
-            inbox->post([to = readings, kept = std::make_shared<server::Outcome>(std::move(outcome)),
-                         read_at = std::chrono::system_clock::now()] { to->end_reading(*kept, read_at); });
+            inbox->post([to = readings, kept = std::make_shared<std::optional<server::Outcome>>(std::move(outcome)),
+                         part = partial,
+                         read_at = std::chrono::system_clock::now()] { to->end_reading(*kept, part, read_at); });
         }
         ~Answer() {
             if (!told)
-                tell(server::Refusal{.tag = ErrorTag::resource_denied, .reason = "the reading was dropped"});
+                tell({});
         }
 
         std::shared_ptr<Inbox> inbox;
         Readings *readings;
+        bool partial;
         bool told = false;
     };
-    const auto answer = std::make_shared<Answer>(inbox_, this);
+    const auto answer = std::make_shared<Answer>(inbox_, this, is_partial(read));
     try {
         // All roles may read, and who asks has logged in: one session reads for all of them.
         if (!session_)
             session_ = core_.open_own_session("gnmi", [inbox = inbox_, this](server::SessionEnd, server::SessionId) {
                 inbox->post([this] { session_.reset(); });
             });
-    } catch (const server::SessionRefused &refusal) {
-        answer->tell(server::Refusal{.tag = ErrorTag::resource_denied, .reason = refusal.what()});
-        return;
+    } catch (const server::SessionRefused &) {
+        return; // the server ends
     }
-    core_.submit(
-        *session_,
-        server::Read{.configuration_only = false, .models = native ? server::Models::both : server::Models::openconfig},
-        [answer](server::Outcome outcome) { answer->tell(std::move(outcome)); });
+    core_.submit(*session_, std::move(read), [answer](server::Outcome outcome) { answer->tell(std::move(outcome)); });
 }
 
-void Readings::end_reading(server::Outcome &outcome, std::chrono::system_clock::time_point read_at) {
-    ReadingOutcome told = RpcError(Code::unavailable, "");
-    if (auto *result = std::get_if<server::Result>(&outcome))
-        told = std::make_shared<const Reading>(std::move(result->data), read_at);
-    else
-        told = RpcError(std::get<server::Refusal>(outcome));
+void Readings::end_reading(std::optional<server::Outcome> &outcome, bool partial,
+                           std::chrono::system_clock::time_point read_at) {
+    // What is wrong with one of several paths is not to be the failure of all: everything can always be read.
+    if (partial && outcome && std::holds_alternative<server::Refusal>(*outcome)) {
+        submit(whole_read_of(paths_under_way()));
+        return;
+    }
+    ReadingOutcome told = RpcError(Code::unavailable, "the server ends");
+    if (outcome && std::holds_alternative<server::Result>(*outcome))
+        told = std::make_shared<const Reading>(std::move(std::get<server::Result>(*outcome).data), read_at);
+    else if (outcome)
+        told = RpcError(std::get<server::Refusal>(*outcome));
     for (const Request &request : std::exchange(under_way_, {}))
         request.receiver(told);
     if (!wanted_.empty())
-        begin_reading();
+        begin_soon();
 }
 
 } // namespace ocamp::gnmi

@@ -90,8 +90,9 @@ class Readings {
     Readings(const Readings &) = delete;
     Readings &operator=(const Readings &) = delete;
 
-    /// Calls the receiver in the thread, with a reading that begins after this call.
-    void read(bool native, Receiver receiver);
+    /// Calls the receiver in the thread, with a reading that begins after this call and has what the paths name. It may
+    /// have other things, too, but not everything.
+    void read(std::vector<Path> paths, Receiver receiver);
     /// Whose timers and watches they are; never looked into.
     using Owner = const void *;
 
@@ -104,7 +105,7 @@ class Readings {
 
   private:
     struct Request {
-        bool native;
+        std::vector<Path> paths;
         Receiver receiver;
     };
     struct OwnedJob {
@@ -125,13 +126,18 @@ class Readings {
 
     void run();
     void tell_watchers();
+    void begin_soon();
     void begin_reading();
-    void end_reading(server::Outcome &outcome, std::chrono::system_clock::time_point read_at);
+    void submit(server::Read read);
+    void end_reading(std::optional<server::Outcome> &outcome, bool partial,
+                     std::chrono::system_clock::time_point read_at);
+    std::vector<Path> paths_under_way() const;
 
     server::Core &core_;
     std::optional<server::SessionId> session_; // of the thread, as all that follows up to the inbox
     std::vector<Request> wanted_;              // for the next reading
     std::vector<Request> under_way_;
+    bool begins_soon_ = false;
     std::optional<server::Subscription> changes_; // while somebody watches
     std::vector<OwnedJob> watchers_;
     std::shared_ptr<Inbox> inbox_ = std::make_shared<Inbox>();

@@ -2,6 +2,7 @@
 #include "server/gnmi/rpc_error.h"
 
 #include "seam/text.h"
+#include "server/gnmi/path.h"
 #include "server/status_codes.h"
 
 #include <new>
@@ -20,8 +21,8 @@ std::string readable(std::string_view text) {
 }
 
 std::string text_of(const server::Refusal &refusal) {
-    std::string text =
-        fmt::format("{}: {}", readable(refusal.path.empty() ? "/" : refusal.path), readable(refusal.reason));
+    std::string text = fmt::format("{}: {}", readable(refusal.path.empty() ? "/" : text_of_data_path(refusal.path)),
+                                   readable(refusal.reason));
     if (refusal.code != 0)
         text += fmt::format(" (0x{:08x})", refusal.code);
     return text;

@@ -29,6 +29,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds exhaustion_pause{200};
 // Between lines of the log that tell of connections that were turned away.
 constexpr std::chrono::seconds refusal_pause{1};
+// Between looks at the files of certificates.
+constexpr std::chrono::seconds certificate_pause{1};
 
 bool is_loopback(std::string_view address) {
     return address.starts_with("127.") || address.starts_with("[::1]:");
@@ -39,8 +41,9 @@ class Server : public server::Adapter {
     Server(server::Core &core, server::ServeSettings settings)
         : core_(core), sockets_(checked(std::move(settings.sockets), settings.tls)),
           connections_(std::make_shared<Connections>(core.limits())),
+          certificates_(certificates_for(settings.tls, core)),
           // A password may be found right when this server is gone.
-          service_(core, settings.tls,
+          service_(core, certificates_.get(),
                    [connections = connections_](const server::Peer &peer) { connections->logged_in(peer); }),
           stop_event_(eventfd(0, EFD_CLOEXEC)) {
         if (stop_event_.get() < 0)
@@ -50,8 +53,11 @@ class Server : public server::Adapter {
 
     ~Server() override { Server::stop(std::chrono::milliseconds(0)); }
 
-    // Certificates are watched by themselves.
-    void reload() override { service_.users_changed(); }
+    void reload() override {
+        if (certificates_)
+            certificates_->look();
+        service_.users_changed();
+    }
 
     void stop(std::chrono::milliseconds limit) override {
         if (!thread_.joinable())
@@ -74,6 +80,10 @@ class Server : public server::Adapter {
         return sockets;
     }
 
+    static std::unique_ptr<Certificates> certificates_for(const server::TlsSettings &tls, server::Core &core) {
+        return tls.insecure ? nullptr : std::make_unique<Certificates>(tls, core.state_folder(), core.log());
+    }
+
     void run() {
         for (;;) {
             wait();
@@ -82,6 +92,7 @@ class Server : public server::Adapter {
             const Clock::time_point now = Clock::now();
             connections_->drop_ended(std::span(watched_).subspan(1));
             connections_->end_late(now);
+            look_at_certificates(now);
             accept_all(now);
         }
     }
@@ -92,6 +103,8 @@ class Server : public server::Adapter {
         connections_->watch(watched_);
         const Clock::time_point now = Clock::now();
         Clock::time_point until = connections_->next_end();
+        if (certificates_)
+            until = std::min(until, next_look_);
         if (now >= accept_again_) {
             for (const server::ListeningSocket &socket : sockets_)
                 watched_.push_back({.fd = socket.descriptor.get(), .events = POLLIN, .revents = 0});
@@ -112,6 +125,13 @@ class Server : public server::Adapter {
             return -1;
         return static_cast<int>(
             std::max<std::int64_t>(0, std::chrono::duration_cast<std::chrono::milliseconds>(until - now).count() + 1));
+    }
+
+    void look_at_certificates(Clock::time_point now) {
+        if (!certificates_ || now < next_look_)
+            return;
+        next_look_ = now + certificate_pause;
+        certificates_->look();
     }
 
     void accept_all(Clock::time_point now) {
@@ -158,10 +178,11 @@ class Server : public server::Adapter {
     server::Core &core_;
     std::vector<server::ListeningSocket> sockets_;
     std::shared_ptr<Connections> connections_;
+    std::unique_ptr<Certificates> certificates_; // NULL: no TLS
     Service service_;
     server::Descriptor stop_event_;
     std::vector<pollfd> watched_;
-    Clock::time_point accept_again_{}, log_again_{};
+    Clock::time_point accept_again_{}, log_again_{}, next_look_{};
     std::thread thread_;
 };
 

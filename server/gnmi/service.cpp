@@ -1,28 +1,25 @@
 // gRPC's side of the service: RPCs, their users, and the way of responses to clients.
 #include "server/gnmi/service.h"
 
-#include "seam/input_error.h"
 #include "server/gnmi/authenticator.h"
-#include "server/gnmi/certificate.h"
 #include "server/gnmi/get.h"
+#include "server/gnmi/peer.h"
 #include "server/gnmi/setter.h"
 #include "server/gnmi/subscription.h"
 #include "server/served_modules.h"
 
 #include <algorithm>
 #include <atomic>
-#include <charconv>
 #include <functional>
 #include <map>
 #include <mutex>
 
 #include "gnmi.grpc.pb.h"
 
+#include <grpc/grpc_security.h>
 #include <grpc/support/log.h>
 #include <grpcpp/grpcpp.h>
 #include <grpcpp/resource_quota.h>
-#include <grpcpp/security/tls_certificate_provider.h>
-#include <grpcpp/security/tls_credentials_options.h>
 
 namespace ocamp::gnmi {
 
@@ -31,26 +28,10 @@ namespace {
 constexpr std::size_t memory_quota = std::size_t{256} * 1024 * 1024;
 constexpr int header_size = 16 * 1024;
 constexpr int streams_of_connection = 256;
-constexpr std::size_t most_streams = 8192; // in all
-constexpr unsigned certificate_poll = 1;   // seconds
+constexpr std::size_t streams_in_all = 16; // for each of the connections that there may be
 
 grpc::Status status_of(const RpcError &error) {
     return {static_cast<grpc::StatusCode>(error.code()), error.what()};
-}
-
-// "ipv4:127.0.0.1:5000", "ipv6:%5B::1%5D:5000"
-server::Peer peer_of(const std::string &text) {
-    server::Peer peer{.protocol = "gnmi", .address = text};
-    const std::size_t begin = text.find(':'), end = text.rfind(':');
-    if (begin == std::string::npos || end <= begin)
-        return peer;
-    peer.address = text.substr(begin + 1, end - begin - 1);
-    for (const std::string_view bracket : {"%5B", "%5D", "[", "]"}) {
-        if (const std::size_t at = peer.address.find(bracket); at != std::string::npos)
-            peer.address.erase(at, bracket.size());
-    }
-    std::from_chars(text.data() + end + 1, text.data() + text.size(), peer.port);
-    return peer;
 }
 
 std::optional<std::string> metadata_of(const grpc::CallbackServerContext &context, const char *word) {
@@ -162,6 +143,12 @@ class Call {
             work();
     }
 
+    // False when it is finished, or its client has given up. `context` is the call's own.
+    bool is_wanted(const grpc::CallbackServerContext &context) {
+        const std::lock_guard guard(mutex_);
+        return !finished_ && !context.IsCancelled();
+    }
+
     // The response is written under this, for it is gone when the RPC is finished.
     void finish(const grpc::Status &status, const std::function<void()> &write_response = {}) {
         const std::lock_guard guard(mutex_);
@@ -193,9 +180,9 @@ struct Surroundings {
     OpenRpcs open;
     std::atomic<std::size_t> streams = 0;
 
-    Surroundings(server::Core &core_, bool client_certificates_, Service::LoggedIn logged_in_)
-        : core(core_), client_certificates(client_certificates_), logged_in(std::move(logged_in_)),
-          authenticator(std::make_shared<Authenticator>(core_)), readings(core_), setter(core_) {}
+    Surroundings(server::Core &served, bool by_certificates, Service::LoggedIn tell)
+        : core(served), client_certificates(by_certificates), logged_in(std::move(tell)),
+          authenticator(std::make_shared<Authenticator>(served)), readings(served), setter(served) {}
 
     void authenticate(const grpc::CallbackServerContext &context,
                       std::function<void(const server::LogInAnswer &answer)> answer) const {
@@ -232,7 +219,7 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
             if (const auto reactor = weak.lock())
                 reactor->end(status);
         });
-        if (surroundings_.streams > most_streams) {
+        if (surroundings_.streams > streams_in_all * surroundings_.core.limits().connections) {
             end({grpc::StatusCode::RESOURCE_EXHAUSTED, "too many streams"});
             return;
         }
@@ -427,8 +414,8 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
         return unary(*context, [this, request, response](const std::shared_ptr<Call> &call, const server::Principal &) {
             const auto query = std::make_shared<const GetQuery>(*request);
             surroundings_.readings.read(
-                query->wants_native(), [call, query, response, limit = surroundings_.core.limits().message_size](
-                                           const ReadingOutcome &outcome) {
+                query->paths(), [call, query, response,
+                                 limit = surroundings_.core.limits().message_size](const ReadingOutcome &outcome) {
                     answer(*call, [&] {
                         if (const auto *error = std::get_if<RpcError>(&outcome))
                             throw RpcError(*error);
@@ -443,9 +430,10 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
     grpc::ServerUnaryReactor *Set(grpc::CallbackServerContext *context, const ::gnmi::SetRequest *request,
                                   ::gnmi::SetResponse *response) override {
         const server::Peer peer = peer_of(context->peer());
-        return unary(*context, [this, peer, request, response](const std::shared_ptr<Call> &call,
-                                                               const server::Principal &principal) {
-            surroundings_.setter.submit(*request, principal, peer, [call, response](SetOutcome outcome) {
+        return unary(*context, [this, context, peer, request, response](const std::shared_ptr<Call> &call,
+                                                                        const server::Principal &principal) {
+            const auto is_wanted = [call, context] { return call->is_wanted(*context); };
+            surroundings_.setter.submit(*request, principal, peer, is_wanted, [call, response](SetOutcome outcome) {
                 if (const auto *error = std::get_if<RpcError>(&outcome))
                     call->finish(status_of(*error));
                 else
@@ -492,29 +480,54 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
     Surroundings &surroundings_;
 };
 
-std::shared_ptr<grpc::ServerCredentials> credentials(const server::TlsSettings &tls, server::Core &core) {
-    if (tls.insecure)
-        return grpc::InsecureServerCredentials();
-    const CertificateFiles files = certificate_files(tls, core.state_folder(), core.log());
-    grpc::experimental::TlsServerCredentialsOptions options(
-        std::make_shared<grpc::experimental::FileWatcherCertificateProvider>(files.key, files.certificate,
-                                                                             tls.client_ca, certificate_poll));
-    options.watch_identity_key_cert_pairs();
-    if (!tls.client_ca.empty()) {
-        options.watch_root_certs();
-        options.set_cert_request_type(GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY);
-    } else {
-        options.set_cert_request_type(GRPC_SSL_DONT_REQUEST_CLIENT_CERTIFICATE);
+// TLS with the certificates of the moment: each handshake asks for those that there are, and goes on with the ones
+// before when they are the same.
+class TlsCredentials : public grpc::ServerCredentials {
+  public:
+    explicit TlsCredentials(const Certificates &certificates) : certificates_(certificates) {
+        grpc_ssl_server_credentials_options *options = grpc_ssl_server_credentials_create_options_using_config_fetcher(
+            certificates.asks_clients() ? GRPC_SSL_REQUEST_AND_REQUIRE_CLIENT_CERTIFICATE_AND_VERIFY
+                                        : GRPC_SSL_DONT_REQUEST_CLIENT_CERTIFICATE,
+            fetch, this);
+        credentials_ = grpc_ssl_server_credentials_create_with_options(options);
     }
-    return grpc::experimental::TlsServerCredentials(options);
-}
+    ~TlsCredentials() override { grpc_server_credentials_release(credentials_); }
+    TlsCredentials(const TlsCredentials &) = delete;
+    TlsCredentials &operator=(const TlsCredentials &) = delete;
+
+    void SetAuthMetadataProcessor(const std::shared_ptr<grpc::AuthMetadataProcessor> &) override {}
+
+  private:
+    int AddPortToServer(const std::string &address, grpc_server *server) override {
+        return grpc_server_add_http2_port(server, address.c_str(), credentials_);
+    }
+
+    static grpc_ssl_certificate_config_reload_status fetch(void *self, grpc_ssl_server_certificate_config **config) {
+        auto &credentials = *static_cast<TlsCredentials *>(self);
+        const auto [texts, changes] = credentials.certificates_.current();
+        if (credentials.changes_.exchange(changes) == changes)
+            return GRPC_SSL_CERTIFICATE_CONFIG_RELOAD_UNCHANGED;
+        const grpc_ssl_pem_key_cert_pair pair{texts.key.c_str(), texts.certificate.c_str()};
+        // gRPC wants an authority, also where no client is asked for a certificate.
+        const std::string &authority = texts.client_ca.empty() ? texts.certificate : texts.client_ca;
+        *config = grpc_ssl_server_certificate_config_create(authority.c_str(), &pair, 1);
+        return GRPC_SSL_CERTIFICATE_CONFIG_RELOAD_NEW;
+    }
+
+    const Certificates &certificates_;
+    std::atomic<std::uint64_t> changes_ = 0; // of the certificates that handshakes use
+    grpc_server_credentials *credentials_ = nullptr;
+};
 
 } // namespace
 
 class Service::Impl {
   public:
-    Impl(server::Core &core, const server::TlsSettings &tls, LoggedIn logged_in)
-        : surroundings_(core, !tls.client_ca.empty(), std::move(logged_in)), rpcs_(surroundings_) {
+    Impl(server::Core &core, const Certificates *certificates, LoggedIn logged_in)
+        : surroundings_(core, certificates != nullptr && certificates->asks_clients(), std::move(logged_in)),
+          rpcs_(surroundings_),
+          credentials_(certificates == nullptr ? grpc::InsecureServerCredentials()
+                                               : std::make_shared<TlsCredentials>(*certificates)) {
         // What clients do wrong is not to fill the log.
         gpr_set_log_function([](gpr_log_func_args *) {});
         grpc::ServerBuilder builder;
@@ -526,7 +539,7 @@ class Service::Impl {
         builder.AddChannelArgument(GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS,
                                    static_cast<int>(std::chrono::milliseconds(core.limits().log_in_time).count()));
         acceptor_ = builder.experimental().AddExternalConnectionAcceptor(
-            grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD, credentials(tls, core));
+            grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD, credentials_);
         server_ = builder.BuildAndStart();
         if (!server_)
             throw std::runtime_error("gNMI: the server does not start");
@@ -560,13 +573,14 @@ class Service::Impl {
   private:
     Surroundings surroundings_;
     Rpcs rpcs_;
+    std::shared_ptr<grpc::ServerCredentials> credentials_; // of the server to its end
     std::unique_ptr<grpc::experimental::ExternalConnectionAcceptor> acceptor_;
     std::unique_ptr<grpc::Server> server_;
     bool stopped_ = false;
 };
 
-Service::Service(server::Core &core, const server::TlsSettings &tls, LoggedIn logged_in)
-    : impl_(std::make_unique<Impl>(core, tls, std::move(logged_in))) {}
+Service::Service(server::Core &core, const Certificates *certificates, LoggedIn logged_in)
+    : impl_(std::make_unique<Impl>(core, certificates, std::move(logged_in))) {}
 Service::~Service() = default;
 
 void Service::serve(server::Descriptor connection, int listener) {

@@ -2,8 +2,9 @@
 // go, and hands what is in them over.
 #pragma once
 
-#include "server/adapter.h"
 #include "server/core.h"
+#include "server/gnmi/certificate.h"
+#include "server/listeners.h"
 
 #include <chrono>
 #include <functional>
@@ -17,8 +18,8 @@ class Service {
     /// Called from any thread when an RPC of a peer has proved its user.
     using LoggedIn = std::function<void(const server::Peer &peer)>;
 
-    /// `core` outlives it. Throws InputError for certificates that cannot be used, server::StateError.
-    Service(server::Core &core, const server::TlsSettings &tls, LoggedIn logged_in);
+    /// `core` and `certificates` outlive it. Without certificates, which NULL means, there is no TLS.
+    Service(server::Core &core, const Certificates *certificates, LoggedIn logged_in);
     ~Service();
     Service(const Service &) = delete;
     Service &operator=(const Service &) = delete;

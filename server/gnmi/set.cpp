@@ -3,8 +3,10 @@
 
 #include "server/gnmi/rpc_error.h"
 #include "server/gnmi/value.h"
+#include "yang/error.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include <fmt/format.h>
@@ -20,8 +22,33 @@ constexpr std::string_view annotation = "ietf-netconf:operation";
 // A node of the model on the way to an operation's target.
 struct Place {
     const lysc_node *node;
-    const Step *step;
+    std::map<std::string, std::string> keys; // by their plain names; values as the model writes them
 };
+
+// The value of a key as the model writes it: "07" and "7" are one number.
+std::string key_value(const lysc_node &key, const std::string &value, const std::string &path) {
+    try {
+        return Schema::check_value(key, value);
+    } catch (const YangError &error) {
+        throw invalid(path, fmt::format("key '{}': {}", key.name, error.what()));
+    }
+}
+
+std::map<std::string, std::string> keys_of(const lysc_node &list, const Step &step, const std::string &path) {
+    std::map<std::string, std::string> keys;
+    for (const auto &[name, value] : step.keys) {
+        const std::string plain = name.substr(name.find(':') + 1);
+        if (!keys.emplace(plain, value).second)
+            throw invalid(path, fmt::format("key '{}' is given twice", plain));
+    }
+    for (const lysc_node *key : list_keys(list)) {
+        const auto found = keys.find(key->name);
+        if (found == keys.end() || found->second == "*")
+            throw invalid(path, fmt::format("expected a value for key '{}'", key->name));
+        found->second = key_value(*key, found->second, path);
+    }
+    return keys;
+}
 
 // The way to the one node that a path without wildcards names; empty for the root.
 std::vector<Place> way_to(const Path &path) {
@@ -35,14 +62,9 @@ std::vector<Place> way_to(const Path &path) {
         const lysc_node *node = schema.find(parent, std::string_view(step.name).substr(step.name.find(':') + 1));
         if (node == nullptr)
             throw invalid(text_of(path), "is not in the model");
-        if (is_list(*node)) {
-            for (const lysc_node *key : list_keys(*node)) {
-                const auto found = step.keys.find(key->name);
-                if (found == step.keys.end() || found->second == "*")
-                    throw invalid(text_of(path), fmt::format("expected a value for key '{}'", key->name));
-            }
-        }
-        way.push_back({node, &step});
+        way.push_back({node, {}});
+        if (is_list(*node))
+            way.back().keys = keys_of(*node, step, text_of(path));
     }
     return way;
 }
@@ -52,9 +74,7 @@ std::vector<std::string> nodes_on(const std::vector<Place> &way, Origin origin) 
     std::vector<std::string> nodes{text_of(Path{origin, {}})};
     Path path{origin, {}};
     for (const Place &place : way) {
-        Step &step = path.steps.emplace_back(Step{place.node->name, {}});
-        if (is_list(*place.node))
-            step.keys = place.step->keys;
+        path.steps.push_back({place.node->name, place.keys});
         nodes.push_back(text_of(path));
     }
     return nodes;
@@ -71,15 +91,16 @@ std::string text_of_key(const Json &value) {
 
 // Puts the path's keys into an entry. A value that says otherwise is refused.
 void add_keys(Json &entry, const Place &place, const std::string &path) {
+    const Schema &schema = schema_of(origin_of(*place.node));
     Json keys = Json::object();
     for (const lysc_node *key : list_keys(*place.node)) {
-        const std::string &wanted = place.step->keys.at(key->name);
-        if (entry.contains(key->name) && text_of_key(entry[key->name]) != wanted)
+        const std::string &wanted = place.keys.at(key->name);
+        if (entry.contains(key->name) && key_value(*key, text_of_key(entry[key->name]), path) != wanted)
             throw invalid(path, fmt::format("key '{}' is '{}' in the path and '{}' in the value, expected one of them",
                                             key->name, wanted, text_of_key(entry[key->name])));
         ::gnmi::TypedValue text;
         text.set_ascii_val(wanted);
-        keys[key->name] = edit_value(schema_of(Origin::openconfig), key, text, path);
+        keys[key->name] = edit_value(schema, key, text, path);
         entry.erase(key->name);
     }
     for (auto &[name, value] : entry.items())
@@ -205,7 +226,6 @@ void SetEdit::add_delete(const ::gnmi::Path &prefix, const ::gnmi::Path &path) {
     const std::vector<const lysc_node *> nodes = schema_nodes(whole);
     if (std::ranges::all_of(nodes, [](const lysc_node *node) { return node != nullptr && !is_configuration(*node); }))
         throw invalid(text_of(whole), "is read-only");
-    native_ = native_ || whole.origin == Origin::native;
     deletes_.push_back(std::move(whole));
     add_result(path, ::gnmi::UpdateResult::DELETE);
 }
@@ -245,7 +265,6 @@ void SetEdit::add_union(const ::gnmi::SetRequest &request) {
 
 void SetEdit::add_update(const Path &path, const ::gnmi::TypedValue &value, bool replace) {
     schema_nodes(path);
-    native_ = native_ || path.origin == Origin::native;
     const std::vector<Place> way = way_to(path);
     const std::string text = text_of(path);
     const lysc_node *target = way.empty() ? nullptr : way.back().node;
@@ -273,6 +292,12 @@ void SetEdit::add_update(const Path &path, const ::gnmi::TypedValue &value, bool
         others_.push_back({.document = printed(Json{{member, std::move(content)}}, text),
                            .default_operation = given ? DefaultOperation::merge : DefaultOperation::none});
     }
+}
+
+server::Edit SetEdit::edit() const {
+    if (deletes_.empty())
+        return {.steps = others_};
+    return {.steps = {}, .steps_for = [this](const YangTree &configuration) { return steps(configuration); }};
 }
 
 std::vector<server::EditStep> SetEdit::steps(const YangTree &configuration) const {

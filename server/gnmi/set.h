@@ -35,12 +35,10 @@ class SetEdit {
     const std::optional<CommitAction> &commit() const noexcept { return commit_; }
     const std::optional<Election> &election() const noexcept { return election_; }
     bool empty() const noexcept { return results_.response().empty(); }
-    /// Whether steps() needs a reading: deletes are carried out on what is there.
-    bool needs_reading() const noexcept { return !deletes_.empty(); }
-    /// Whether native data is touched.
-    bool wants_native() const noexcept { return native_; }
-
-    /// Steps in the protocol's order: delete, union_replace, replace, update. `configuration` is the node's.
+    /// Of the running datastore, with steps in the protocol's order: delete, union_replace, replace, update. This
+    /// outlives it: deletes become steps when the edit is made, on what is there then.
+    server::Edit edit() const;
+    /// The steps for a node with that configuration.
     std::vector<server::EditStep> steps(const YangTree &configuration) const;
 
     /// The answer to a Set that was carried out.
@@ -57,7 +55,6 @@ class SetEdit {
     std::optional<CommitAction> commit_;
     std::optional<Election> election_;
     ::gnmi::SetResponse results_;
-    bool native_ = false;
 };
 
 } // namespace ocamp::gnmi

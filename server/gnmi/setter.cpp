@@ -28,7 +28,10 @@ class Setter::Session {
     // Throws RpcError for a refusal.
     server::Result carry_out(server::Operation operation) {
         server::Outcome outcome = core_.carry_out(id_, std::move(operation));
-        if (const auto *refusal = std::get_if<server::Refusal>(&outcome))
+        const auto *refusal = std::get_if<server::Refusal>(&outcome);
+        if (refusal != nullptr && refusal->tag == ErrorTag::operation_failed && core_.is_stopping())
+            throw RpcError(Code::unavailable, "the server ends");
+        if (refusal != nullptr)
             throw RpcError(*refusal);
         return std::move(std::get<server::Result>(outcome));
     }
@@ -70,17 +73,21 @@ void Setter::run() {
 }
 
 void Setter::submit(::gnmi::SetRequest request, const server::Principal &principal, const server::Peer &peer,
-                    std::function<void(SetOutcome outcome)> answer) {
+                    std::function<bool()> is_wanted, std::function<void(SetOutcome outcome)> answer) {
     {
         const std::lock_guard guard(mutex_);
         if (waiting_.size() < most_waiting) {
-            waiting_.push_back([this, request = std::move(request), principal, peer, answer = std::move(answer)] {
+            waiting_.push_back([this, request = std::move(request), principal, peer, is_wanted = std::move(is_wanted),
+                                answer = std::move(answer)] {
                 try {
+                    if (!is_wanted())
+                        throw RpcError(Code::cancelled, "the client has given up");
                     answer(carry_out(request, principal, peer));
                 } catch (const RpcError &error) {
                     answer(error);
                 } catch (const server::SessionRefused &refusal) {
-                    answer(RpcError(Code::resource_exhausted, refusal.what()));
+                    answer(
+                        RpcError(core_.is_stopping() ? Code::unavailable : Code::resource_exhausted, refusal.what()));
                 } catch (const std::exception &error) {
                     answer(RpcError(server::refusal_of(error)));
                 }
@@ -146,10 +153,9 @@ void Setter::commit(Session &session, const SetEdit &edit, const CommitAction &a
     if (action.kind != CommitAction::Kind::commit)
         commit.persist_id = action.id;
     if (!edit.empty()) {
-        YangTree configuration;
-        if (edit.needs_reading())
-            configuration = session.carry_out(server::Read{}).data;
-        session.carry_out(server::Edit{.target = server::Datastore::candidate, .steps = edit.steps(configuration)});
+        server::Edit steps = edit.edit();
+        steps.target = server::Datastore::candidate;
+        session.carry_out(std::move(steps));
     }
     {
         const std::lock_guard guard(mutex_);
@@ -170,10 +176,7 @@ void Setter::commit(Session &session, const SetEdit &edit, const CommitAction &a
         if (edit.commit()) {
             commit(session, edit, *edit.commit());
         } else {
-            YangTree configuration;
-            if (edit.needs_reading())
-                configuration = session.carry_out(server::Read{}).data;
-            session.carry_out(server::Edit{.steps = edit.steps(configuration)});
+            session.carry_out(edit.edit());
         }
     }
     return edit.response(std::chrono::system_clock::now());

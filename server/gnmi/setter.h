@@ -31,9 +31,10 @@ class Setter {
     Setter(const Setter &) = delete;
     Setter &operator=(const Setter &) = delete;
 
-    /// Calls `answer` once from another thread, or at once when too many wait.
+    /// Calls `answer` once from another thread, or at once when too many wait. `is_wanted` is asked when the Set is
+    /// about to begin: one whose client has given up is not carried out.
     void submit(::gnmi::SetRequest request, const server::Principal &principal, const server::Peer &peer,
-                std::function<void(SetOutcome outcome)> answer);
+                std::function<bool()> is_wanted, std::function<void(SetOutcome outcome)> answer);
 
   private:
     using Job = std::function<void()>;

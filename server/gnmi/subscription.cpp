@@ -28,10 +28,6 @@ std::int64_t nanoseconds(std::chrono::system_clock::time_point time) {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
 }
 
-bool is_native(const lysc_node &leaf) {
-    return schema_of(Origin::native).module(leaf.module->name) != nullptr;
-}
-
 } // namespace
 
 // Backlog
@@ -81,7 +77,7 @@ std::optional<::gnmi::SubscribeResponse> Backlog::take(::gnmi::Encoding encoding
     notification.set_timestamp(nanoseconds(first.at));
     *notification.mutable_prefix() = to_message(first.leaf->container);
     notification.mutable_prefix()->set_target(target);
-    if (is_native(*first.leaf->schema))
+    if (origin_of(*first.leaf->schema) == Origin::native)
         notification.mutable_prefix()->set_origin("native");
     const auto beside_first = [&](const Leaf &leaf) {
         const std::size_t name = first.leaf->path.rfind('/');
@@ -139,7 +135,6 @@ Stream::~Stream() {
 void Stream::add(const ::gnmi::Subscription &subscription, const ::gnmi::SubscriptionList &list, std::size_t levels) {
     Item item{.path = joined(list.prefix(), subscription.path()), .levels = levels};
     schema_nodes(item.path);
-    native_ = native_ || item.path.origin == Origin::native;
     if (mode_ == ::gnmi::SubscriptionList::STREAM)
         add_stream_item(std::move(item), subscription);
     else
@@ -180,8 +175,18 @@ void Stream::add_stream_item(Item item, const ::gnmi::Subscription &subscription
     items_.push_back(std::move(item));
 }
 
-void Stream::read(std::function<void(const Reading &reading)> use) {
-    readings_.read(native_, [weak = weak_from_this(), use = std::move(use)](const ReadingOutcome &outcome) {
+// Items are not added once the stream has begun, and their paths stay as they are.
+std::vector<Path> Stream::paths(bool on_change_only) const {
+    std::vector<Path> paths;
+    for (const Item &item : items_) {
+        if (item.on_change || !on_change_only)
+            paths.push_back(item.path);
+    }
+    return paths;
+}
+
+void Stream::read(std::vector<Path> paths, std::function<void(const Reading &reading)> use) {
+    readings_.read(std::move(paths), [weak = weak_from_this(), use = std::move(use)](const ReadingOutcome &outcome) {
         const std::shared_ptr<Stream> stream = weak.lock();
         if (!stream)
             return;
@@ -232,7 +237,7 @@ void Stream::poll() {
 
 // All values and sync_response, or with updates_only sync_response alone.
 void Stream::deliver_everything() {
-    read([this](const Reading &reading) {
+    read(paths(false), [this](const Reading &reading) {
         for (Item &item : items_) {
             if (updates_only_)
                 assume_known(item, reading);
@@ -272,7 +277,7 @@ void Stream::node_changed() {
             return;
         reading_for_change_ = true;
     }
-    read([this](const Reading &reading) {
+    read(paths(true), [this](const Reading &reading) {
         reading_for_change_ = false;
         for (Item &item : items_) {
             if (item.on_change && synchronized_)
@@ -290,16 +295,17 @@ void Stream::repeat(std::size_t index, Clock::duration interval, Extent extent, 
         const std::shared_ptr<Stream> stream = weak.lock();
         if (!stream)
             return;
-        stream->read([self = stream.get(), index, interval, extent, due](const Reading &reading) {
-            if (self->synchronized_)
-                self->deliver(self->items_[index], reading, extent);
-            // The grid of the intervals stays; what was missed is not made up for.
-            Clock::time_point next = due + interval;
-            const Clock::time_point now = Clock::now();
-            if (next < now)
-                next += ((now - next) / interval + 1) * interval;
-            self->repeat(index, interval, extent, next);
-        });
+        stream->read({stream->items_[index].path},
+                     [self = stream.get(), index, interval, extent, due](const Reading &reading) {
+                         if (self->synchronized_)
+                             self->deliver(self->items_[index], reading, extent);
+                         // The grid of the intervals stays; what was missed is not made up for.
+                         Clock::time_point next = due + interval;
+                         const Clock::time_point now = Clock::now();
+                         if (next < now)
+                             next += ((now - next) / interval + 1) * interval;
+                         self->repeat(index, interval, extent, next);
+                     });
     });
 }
 

@@ -102,7 +102,8 @@ class Stream : public std::enable_shared_from_this<Stream> {
     void add(const ::gnmi::Subscription &subscription, const ::gnmi::SubscriptionList &list, std::size_t levels);
     void add_stream_item(Item item, const ::gnmi::Subscription &subscription);
     void node_changed();
-    void read(std::function<void(const Reading &reading)> use);
+    std::vector<Path> paths(bool on_change_only) const;
+    void read(std::vector<Path> paths, std::function<void(const Reading &reading)> use);
     void deliver_everything();
     void assume_known(Item &item, const Reading &reading);
     void deliver(Item &item, const Reading &reading, Extent extent);
@@ -115,7 +116,6 @@ class Stream : public std::enable_shared_from_this<Stream> {
     ::gnmi::Encoding encoding_;
     std::string target_;
     bool updates_only_;
-    bool native_ = false;
     bool wants_changes_ = false;
 
     mutable std::mutex mutex_; // guards what follows

@@ -73,8 +73,6 @@ std::string edit_of(const LeafChange &change) {
 }
 
 std::string event_of(const server::DataChange &change) {
-    if (!change.configuration)
-        return {};
     std::string text = "<netconf-config-change><changed-by>";
     text += change.author.session == server::no_session
                 ? "<server/>"
@@ -89,6 +87,11 @@ std::string event_of(const server::DataChange &change) {
         }
     }
     return text + "</netconf-config-change>";
+}
+
+// NETCONF has no notification that says no more.
+std::string event_of(const server::DataWritten &) {
+    return {};
 }
 
 std::string_view word_of(server::ConfirmedCommitEvent::Kind kind) {

@@ -110,14 +110,14 @@ class ParameterCheck {
         std::string value(trimmed(child.text));
         if (leaf.type->basetype == LY_TYPE_IDENT)
             value = with_module(value, child);
-        if (lyd_value_validate(node.module->ctx, &node, value.data(), value.size(), nullptr, nullptr, nullptr) ==
-            LY_SUCCESS)
-            return;
-        const char *reason = ly_errmsg(node.module->ctx);
-        refuse({.tag = ErrorTag::invalid_value,
-                .type = type_,
-                .message = fmt::format("'{}': {}", child.name, reason != nullptr ? reason : "not a value of its type"),
-                .info = {{"bad-element", child.name}}});
+        try {
+            Schema::check_value(node, value);
+        } catch (const YangError &error) {
+            refuse({.tag = ErrorTag::invalid_value,
+                    .type = type_,
+                    .message = fmt::format("'{}': {}", child.name, error.what()),
+                    .info = {{"bad-element", child.name}}});
+        }
     }
 
     // Prefixes are the client's; the model wants names of modules.

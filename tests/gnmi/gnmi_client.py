@@ -1,4 +1,5 @@
-"""gNMI for tests: Debian's grpcio over the project's own .proto files, and a server on a fresh example node.
+"""gNMI for tests: a client over the project's own .proto files, Debian's grpcio unless another is given, and a server on a
+fresh example node.
 
 Programs, the example and the .proto files come from the environment: OCAMP, OCAMPD, EXAMPLE_NODE, PROTO.
 """
@@ -7,9 +8,7 @@ import atexit
 import json
 import os
 import re
-import select
 import shutil
-import signal
 import subprocess
 import sys
 import tempfile
@@ -27,8 +26,9 @@ import grpc  # noqa: E402
 import gnmi_pb2 as pb  # noqa: E402
 import gnmi_ext_pb2 as ext  # noqa: E402
 
-PASSWORD = "correct horse"
-USERS = {"ada": "admin", "olga": "operator", "rita": "reader"}
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from ocamp_server import PASSWORD, USERS, Server, make_node, ocamp  # noqa: E402, F401
+
 # Of one RPC, for a server that shares its machine with a build.
 LONGEST = 120
 AMPLIFIER = "/optical-amplifier/amplifiers/amplifier[name=%s]"
@@ -50,28 +50,63 @@ def text(made):
     )
 
 
-class Client:
-    def __init__(self, port, user="olga", password=PASSWORD, credentials=None):
-        # Without probing, the window of a reader that reads nothing stays small. Each client has a connection of its own.
+def flat(value, place=""):
+    """Leaves of a JSON value by path, module names and lists' keys taken away."""
+    if isinstance(value, dict):
+        leaves = {}
+        for name, member in value.items():
+            leaves.update(flat(member, place + "/" + name.split(":")[-1]))
+        return leaves
+    if isinstance(value, list):
+        leaves = {}
+        for entry in value:
+            key = entry.get("name", entry.get("interface"))
+            leaves.update(flat(entry, "%s[%s]" % (place, key)))
+        return leaves
+    return {place: value}
+
+
+class GrpcioChannel:
+    """One connection. `credentials`: what is needed of ca, key and certificate, in PEM; None: no TLS."""
+
+    def __init__(self, address, credentials, longest=LONGEST):
+        # Without probing, the window of a reader that reads nothing stays small. Each has a connection of its own.
         options = [("grpc.max_receive_message_length", -1), ("grpc.http2.bdp_probe", 0),
                    ("grpc.use_local_subchannel_pool", 1)]
-        address = "127.0.0.1:%d" % port
-        self.channel = (
-            grpc.secure_channel(address, credentials, options)
-            if credentials
-            else grpc.insecure_channel(address, options)
-        )
+        self.longest = longest
+        if credentials is None:
+            self.grpcio = grpc.insecure_channel(address, options)
+        else:
+            parts = (credentials.get(name) for name in ("ca", "key", "certificate"))
+            self.grpcio = grpc.secure_channel(address, grpc.ssl_channel_credentials(*parts), options)
+
+    def unary(self, name, request, response, metadata):
+        rpc = self.grpcio.unary_unary("/gnmi.gNMI/" + name, request_serializer=type(request).SerializeToString,
+                                      response_deserializer=response.FromString)
+        return rpc(request, metadata=metadata, timeout=self.longest)
+
+    def stream(self, name, requests, response, metadata, seconds):
+        rpc = self.grpcio.stream_stream("/gnmi.gNMI/" + name,
+                                        request_serializer=pb.SubscribeRequest.SerializeToString,
+                                        response_deserializer=response.FromString)
+        return rpc(iter(requests), metadata=metadata, timeout=seconds)
+
+    def close(self):
+        self.grpcio.close()
+
+
+class Client:
+    """A user of a server, over a channel of grpcio or of another library with the same calls."""
+
+    def __init__(self, port, user="olga", password=PASSWORD, credentials=None, channel=GrpcioChannel):
+        self.channel = channel("127.0.0.1:%d" % port, credentials, LONGEST)
         self.metadata = [("username", user), ("password", password)] if user else []
 
     def close(self):
         self.channel.close()
 
     def call(self, name, request, response):
-        rpc = self.channel.unary_unary(
-            "/gnmi.gNMI/" + name, request_serializer=type(request).SerializeToString,
-            response_deserializer=response.FromString,
-        )
-        return rpc(request, metadata=self.metadata, timeout=LONGEST)
+        return self.channel.unary(name, request, response, self.metadata)
 
     def capabilities(self):
         return self.call("Capabilities", pb.CapabilityRequest(), pb.CapabilityResponse)
@@ -89,11 +124,7 @@ class Client:
         return self.call("Set", pb.SetRequest(**more), pb.SetResponse)
 
     def subscribe(self, requests, timeout=LONGEST):
-        rpc = self.channel.stream_stream(
-            "/gnmi.gNMI/Subscribe", request_serializer=pb.SubscribeRequest.SerializeToString,
-            response_deserializer=pb.SubscribeResponse.FromString,
-        )
-        return rpc(iter(requests), metadata=self.metadata, timeout=timeout)
+        return self.channel.stream("Subscribe", requests, pb.SubscribeResponse, self.metadata, timeout)
 
 
 def update(where, **value):
@@ -149,71 +180,44 @@ class Leaves(dict):
         return self
 
 
-def ocamp(*arguments, input=None):
-    return subprocess.run(
-        [os.environ["OCAMP"], *arguments], input=input, capture_output=True, text=True, check=True
-    ).stdout
+def make_certificate(folder, name, ca=None, alternative=None):
+    """NAME.pem and NAME.key, signed by CA.pem or by itself."""
+    file = os.path.join(folder, name)
+    command = ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-days", "2",
+               "-keyout", file + ".key", "-out", file + ".pem", "-subj", "/CN=" + name]
+    if alternative:
+        command += ["-addext", "subjectAltName=" + alternative]
+    if ca:
+        command += ["-CA", os.path.join(folder, ca + ".pem"), "-CAkey", os.path.join(folder, ca + ".key")]
+    subprocess.run(command, check=True, capture_output=True)
+    return file
 
 
-class Server:
-    def __init__(self, node, *options):
-        self.node = node
-        self.options = options
-        self.start()
-
-    def start(self):
-        self.log = open(self.node + ".log", "ab")
-        self.process = subprocess.Popen(
-            [os.environ["OCAMPD"], "--node", self.node, "--gnmi", "127.0.0.1:0", *self.options],
-            stdout=subprocess.PIPE, stderr=self.log,
-        )
-        readable, _, _ = select.select([self.process.stdout], [], [], 60)
-        line = self.process.stdout.readline().decode() if readable else ""
-        if not line.startswith("ready"):
-            raise RuntimeError("no server: %r, %s" % (line, self.read_log()))
-        self.ports = {name: int(port) for name, port in re.findall(r"(\w+)=\S+:(\d+)", line)}
-        self.port = self.ports["gnmi"]
-
-    def end(self, number=signal.SIGKILL):
-        if self.process.poll() is None:
-            self.process.send_signal(number)
-        status = self.process.wait(10)
-        self.process.stdout.close()
-        self.log.close()
-        return status
-
-    def read_log(self):
-        with open(self.node + ".log", errors="replace") as log:
-            return log.read()
-
-    def memory(self):
-        """Resident, in bytes."""
-        with open("/proc/%d/status" % self.process.pid) as status:
-            return next(int(line.split()[1]) * 1024 for line in status if line.startswith("VmRSS"))
+def content(file):
+    with open(file, "rb") as opened:
+        return opened.read()
 
 
 class GnmiTest(unittest.TestCase):
     """A node and a server for all tests of a class."""
 
     options = ("--insecure",)
+    channel = GrpcioChannel
 
     @classmethod
     def setUpClass(cls):
         folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(folder.cleanup)
         cls.folder = folder.name
-        cls.node = os.path.join(folder.name, "node")
-        ocamp("node", "init", cls.node, "--from", os.environ["EXAMPLE_NODE"])
-        for user, role in USERS.items():
-            ocamp("user", "add", "--node", cls.node, user, "--role", role, input=PASSWORD + "\n")
-        cls.server = Server(cls.node, *cls.options)
+        cls.node = make_node(folder.name)
+        cls.server = Server(cls.node, "gnmi", *cls.options)
         cls.addClassCleanup(lambda: cls.server.process.poll() is None and cls.server.end())
 
     def setUp(self):
         self.client = self.connect()
 
     def connect(self, user="olga", password=PASSWORD, credentials=None):
-        client = Client(self.server.port, user, password, credentials)
+        client = Client(self.server.port, user, password, credentials, self.channel)
         self.addCleanup(client.close)
         return client
 

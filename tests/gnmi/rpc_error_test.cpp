@@ -16,4 +16,20 @@ TEST(GnmiRpcError, EveryExceptionHasAStatus) {
     EXPECT_STREQ(other.what(), "at\\n");
 }
 
+TEST(GnmiRpcError, PathsOfTheCoreAreWrittenAsAllOthers) {
+    const auto text_of = [](const std::string &path) {
+        return std::string(RpcError(server::Refusal{.path = path, .reason = "no"}).what());
+    };
+    EXPECT_EQ(
+        text_of("/openconfig-optical-amplifier:optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config"),
+        "/optical-amplifier/amplifiers/amplifier[name=0/1-AMP-PRE]/config: no");
+    EXPECT_EQ(
+        text_of("/Korvex-ifmgr-cfg:interface-configurations/interface-configuration[active='act'][interface-name=\"a"
+                "]'\"]/Korvex-controller-optics-cfg:optics"),
+        R"(native:/interface-configurations/interface-configuration[active=act][interface-name=a\\]']/optics: no)");
+    EXPECT_EQ(text_of(""), "/: no");
+    for (const std::string other : {"request", "/a[b]", "/a[b=c]", "/a[b='c", "/a[b='c'", "/a[b='c']d", "/a[b="})
+        EXPECT_EQ(text_of(other), other + ": no");
+}
+
 } // namespace

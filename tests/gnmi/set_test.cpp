@@ -54,6 +54,38 @@ TEST(GnmiSet, UnionsGoByNodeHoweverItsPathIsWritten) {
                             edit_of_entry(R"("config":{"enabled":true})")));
 }
 
+TEST(GnmiSet, KeysOfPathsAreTakenByValueAndWithTheirModule) {
+    const std::string lane_path = "interface-configurations/interface-configuration/optics/optics-lanes/optics-lane";
+    const auto lane = [&](::gnmi::SetRequest &request, const std::string &key, const std::string &number) {
+        add(*request.mutable_union_replace(), lane_path, R"({"index": 1})");
+        ::gnmi::Path &path = *request.mutable_union_replace()->rbegin()->mutable_path();
+        path.set_origin("native");
+        auto &interface = *path.mutable_elem(1)->mutable_key();
+        interface["active"] = "act";
+        interface["interface-name"] = "Ots0/1/0/0";
+        (*path.mutable_elem(4)->mutable_key())[key] = number;
+    };
+    ::gnmi::SetRequest request;
+    lane(request, "index", "1");
+    lane(request, "index", "01");
+    lane(request, "Korvex-controller-optics-cfg:index", "001");
+    const std::vector<std::string> all = documents(request);
+    ASSERT_THAT(all, SizeIs(3));
+    EXPECT_THAT(all[0], testing::HasSubstr(R"([{"index":1,"@":{"ietf-netconf:operation":"replace"}}])"));
+    EXPECT_THAT(all[1], testing::HasSubstr(R"([{"index":1}])"));
+    EXPECT_EQ(all[1], all[2]);
+    for (const auto &[number, words] : {std::pair("x", "key 'index'"), std::pair("2", "'2' in the path")}) {
+        request.clear_union_replace();
+        lane(request, "index", number);
+        EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, words)) << number;
+    }
+    request.clear_union_replace();
+    lane(request, "index", "1");
+    auto &keys = *request.mutable_union_replace(0)->mutable_path()->mutable_elem(4)->mutable_key();
+    keys["Korvex-controller-optics-cfg:index"] = "1";
+    EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "twice"));
+}
+
 TEST(GnmiSet, UnionsHaveWhatIsBelowWhateverTheOrder) {
     const std::string above = edit_of_entry(R"("config":{"enabled":true,"@":{"ietf-netconf:operation":"replace"}})"),
                       below = edit_of_entry(R"("config":{"target-gain":"3"})");

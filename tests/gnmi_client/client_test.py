@@ -510,7 +510,7 @@ class ClientCertificateClientTest(GnmiTest):
         for name, ca in ("ca", None), ("server", "ca"), ("rita", "ca"), ("stranger", None):
             cls.make_certificate(name, ca)
         cls.server.end()
-        cls.server = Server(cls.node, "--cert", cls.file("server.pem"), "--key", cls.file("server.key"),
+        cls.server = Server(cls.node, "gnmi", "--cert", cls.file("server.pem"), "--key", cls.file("server.key"),
                             "--client-ca", cls.file("ca.pem"))
 
     @classmethod

@@ -2,6 +2,7 @@
 
 import os
 import re
+import signal
 import socket
 import subprocess
 import time
@@ -55,6 +56,8 @@ def elements(reply):
 
 
 class ClientTest(ServerTest):
+    protocol = "netconf"
+
     def connect(self, user="ada", password=PASSWORD, **more):
         client = manager.connect(
             host="127.0.0.1",
@@ -105,7 +108,7 @@ class Main(ClientTest):
                        "[n:interface-name='Ots0/1/0/1']/o:optics/o:optics-ots-amplifier-gain")),
         )
         self.assertEqual(["173"], texts(native, "optics-ots-amplifier-gain"))
-        self.server.kill()
+        self.server.end()
         self.server.start()
         again = self.connect()
         self.assertEqual(["17.3"], self.running_gain(again))
@@ -123,7 +126,7 @@ class LogIn(ClientTest):
         key = self.folder + "/key"
         subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", key], check=True)
         ocamp("user", "add", "--node", self.node, "kim", "--role", "reader", "--key", key + ".pub")
-        self.server.process.send_signal(__import__("signal").SIGHUP)
+        self.server.process.send_signal(signal.SIGHUP)
         time.sleep(0.5)
         client = self.connect(user="kim", password=None, key_filename=key)
         self.assertEqual([], self.running_gain(client)[1:])
@@ -136,7 +139,7 @@ class LogIn(ClientTest):
     def test_ends_with_the_user(self):
         client, other = self.connect("olga"), self.connect("rita")
         ocamp("user", "rm", "--node", self.node, "olga")
-        self.server.process.send_signal(__import__("signal").SIGHUP)
+        self.server.process.send_signal(signal.SIGHUP)
         for _ in range(100):
             if not client.connected:
                 break
@@ -451,7 +454,7 @@ class ConfirmedCommit(ClientTest):
         for persist in ({}, {"persist": "token"}):
             client = self.connect("olga")
             before = self.begin(client, timeout="600", **persist)
-            self.server.kill()
+            self.server.end()
             self.server.start()
             again = self.connect("olga")
             self.assertEqual(before, self.running_gain(again))
@@ -691,12 +694,12 @@ class Schemas(ClientTest):
 
 class CallHome(ClientTest):
     def test_a_client_that_waits_is_called_again_and_again(self):
-        self.server.stop()
+        self.server.end(signal.SIGTERM)
         with socket.socket() as waiting:
             waiting.bind(("127.0.0.1", 0))
             waiting.listen()
             waiting.settimeout(20)
-            self.server = Server(self.node, "--netconf-call-home", "127.0.0.1:%d" % waiting.getsockname()[1])
+            self.server = Server(self.node, "netconf", "--netconf-call-home", "127.0.0.1:%d" % waiting.getsockname()[1])
             for value in ("11.0", "12.0"):
                 called, _ = waiting.accept()
                 client = self.connect(sock=called)

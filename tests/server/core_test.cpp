@@ -452,6 +452,12 @@ TEST_F(Sessions, TakeTurns) {
     EXPECT_EQ(order, "gmgmgg");
 }
 
+TEST_F(Sessions, OfAdaptersAreNobodysToKill) {
+    const SessionId admin = session(), own = core().open_own_session("test", {});
+    EXPECT_EQ(answer(admin, KillSession{own}), "invalid-value");
+    EXPECT_EQ(answer(own, Read{}), "ok");
+}
+
 TEST_F(Sessions, EndWithTheServer) {
     std::promise<SessionEnd> ended;
     session(Role::reader, "ada", [&](SessionEnd end, SessionId) { ended.set_value(end); });
@@ -509,12 +515,15 @@ TEST_F(Changes, OfOtherProcessesAreForeign) {
     EXPECT_TRUE(std::get<DataChange>(told.front()->what).author.foreign);
 }
 
-TEST_F(Changes, OfRecordsAndStateAreToldToThoseWhoWantEverything) {
+TEST_F(Changes, OfStateAreToldToThoseWhoWantToKnowOfWrites) {
     const SessionId admin = session();
-    Events configuration, everything;
+    Events configuration, writes;
     const Subscription one = core().subscribe(Interest::configuration, configuration.change_listener());
-    const Subscription two = core().subscribe(Interest::everything, everything.change_listener());
+    const Subscription two = core().subscribe(Interest::writes, writes.write_listener());
+    // What was read before the first look may be old already.
     EXPECT_EQ(answer(admin, Wait{}), "ok");
+    const std::size_t before = writes.wait_for(1).size();
+    EXPECT_EQ(before, 1U);
     {
         Node node(folder(), Node::Access::write);
         Transaction transaction(node.database());
@@ -528,14 +537,12 @@ TEST_F(Changes, OfRecordsAndStateAreToldToThoseWhoWantEverything) {
         }
         transaction.commit();
     }
-    const auto told = everything.wait_for(1);
-    ASSERT_THAT(told, SizeIs(1));
-    EXPECT_THAT(first_change(told.front()), HasSubstr("actual-gain"));
-    EXPECT_THAT(first_change(told.front()), HasSubstr("12.3"));
-    EXPECT_FALSE(std::get<DataChange>(told.front()->what).configuration);
+    EXPECT_THAT(writes.wait_for(before + 1), SizeIs(before + 1));
     EXPECT_EQ(edit(admin, gain_edit("11.0")), "ok");
-    EXPECT_THAT(everything.wait_for(2), SizeIs(2));
-    EXPECT_THAT(configuration.wait_for(1), SizeIs(1));
+    EXPECT_GE(writes.wait_for(before + 2).size(), before + 2);
+    const auto told = configuration.wait_for(1);
+    ASSERT_THAT(told, SizeIs(1));
+    EXPECT_EQ(first_change(told.front()), std::string(gain_in_event) + " 13.1 11.0");
 }
 
 TEST_F(Changes, SessionsAreTold) {
@@ -558,6 +565,38 @@ TEST_F(Changes, AreNotToldWhenTheListeningHasEnded) {
     EXPECT_EQ(edit(session(), gain_edit("11.0")), "ok");
     EXPECT_EQ(answer(session(), Wait{}), "ok");
     EXPECT_THAT(events.wait_for(0), IsEmpty());
+}
+
+TEST_F(Edits, MayHaveStepsThatDependOnWhatIsThere) {
+    const SessionId admin = session(), operator_ = session(Role::operator_, "olga");
+    EXPECT_EQ(edit(admin, gain_edit("11.0")), "ok");
+    std::string seen;
+    const auto next = [&](const std::string &step) {
+        return [&seen, step](const YangTree &configuration) {
+            seen = configuration.print(LYD_XML);
+            return std::vector<EditStep>{{.document = step}};
+        };
+    };
+    EXPECT_EQ(answer(operator_, Edit{.steps = {}, .steps_for = next(gain_edit("12.0"))}), "ok");
+    EXPECT_THAT(seen, AllOf(HasSubstr("<target-gain>11.0<"), HasSubstr(">110<")));
+    EXPECT_EQ(gain(admin), "12.0");
+    // Of the candidate, what that holds.
+    EXPECT_EQ(edit(admin, gain_edit("13.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(
+        answer(operator_, Edit{.target = Datastore::candidate, .steps = {}, .steps_for = next(gain_edit("14.0"))}),
+        "ok");
+    EXPECT_THAT(seen, HasSubstr("<target-gain>13.0<"));
+    EXPECT_EQ(gain(admin, Datastore::candidate), "14.0");
+    EXPECT_EQ(gain(admin), "12.0");
+    // Who may make them is asked of these steps, too.
+    EXPECT_EQ(answer(operator_, Edit{.steps = {}, .steps_for = next(native_gain_edit("90"))}), "access-denied");
+    EXPECT_EQ(answer(admin, Edit{.steps = {}, .steps_for = next(native_gain_edit("90"))}), "ok");
+    EXPECT_EQ(answer(admin, Edit{.steps = {},
+                                 .steps_for = [](const YangTree &) -> std::vector<EditStep> {
+                                     throw RequestError(error_tag::invalid_value, "", "no");
+                                 }}),
+              "invalid-value");
+    EXPECT_EQ(gain(admin), "9.0");
 }
 
 // Reads of eight sessions while one edits both sides: each answer has the two sides from one state.

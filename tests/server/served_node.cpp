@@ -104,6 +104,13 @@ Listener Events::change_listener() {
     };
 }
 
+Listener Events::write_listener() {
+    return [this](const std::shared_ptr<const Event> &event) {
+        if (std::holds_alternative<DataWritten>(event->what))
+            keep(event);
+    };
+}
+
 std::vector<std::shared_ptr<const Event>> Events::wait_for(std::size_t count) {
     std::unique_lock lock(mutex_);
     changed_.wait_for(lock, std::chrono::seconds(10), [&] { return events_.size() >= count; });

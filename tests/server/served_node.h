@@ -68,8 +68,10 @@ class Events {
   public:
     /// All that the listener is told.
     Listener listener();
-    /// Changes of data alone.
+    /// Changes of the configuration alone.
     Listener change_listener();
+    /// That data has been written, alone.
+    Listener write_listener();
     /// Waits until `count` events are there, up to ten seconds, and gives all.
     std::vector<std::shared_ptr<const Event>> wait_for(std::size_t count);
 

@@ -4,6 +4,7 @@ Programs and the example come from the environment: OCAMP, OCAMPD, EXAMPLE_NODE.
 """
 
 import os
+import re
 import select
 import signal
 import subprocess
@@ -15,34 +16,31 @@ USERS = {"ada": "admin", "olga": "operator", "rita": "reader"}
 
 
 class Server:
-    """One ocampd in front of the node; options as on its command line."""
+    """One ocampd in front of the node that serves a protocol at `port`; options as on its command line."""
 
-    def __init__(self, node, *options):
+    def __init__(self, node, protocol, *options):
         self.node = node
+        self.protocol = protocol
         self.options = options
         self.start()
 
     def start(self, *more):
         self.log = open(self.node + ".log", "ab")
         self.process = subprocess.Popen(
-            [os.environ["OCAMPD"], "--node", self.node, "--netconf", "127.0.0.1:0", *self.options, *more],
-            stdout=subprocess.PIPE,
-            stderr=self.log,
+            [os.environ["OCAMPD"], "--node", self.node, "--" + self.protocol, "127.0.0.1:0", *self.options, *more],
+            stdout=subprocess.PIPE, stderr=self.log,
         )
-        readable, _, _ = select.select([self.process.stdout], [], [], 30)
+        readable, _, _ = select.select([self.process.stdout], [], [], 60)
         line = self.process.stdout.readline().decode() if readable else ""
         if not line.startswith("ready"):
             raise RuntimeError("no server: %r, %s" % (line, self.read_log()))
-        self.port = int(line.rsplit(":", 1)[1])
+        self.ports = {name: int(port) for name, port in re.findall(r"(\w+)=\S+:(\d+)", line)}
+        self.port = self.ports[self.protocol]
 
-    def kill(self):
-        self.end(signal.SIGKILL)
-
-    def stop(self):
-        return self.end(signal.SIGTERM)
-
-    def end(self, number):
-        self.process.send_signal(number)
+    def end(self, number=signal.SIGKILL):
+        """The status; the log is whole then."""
+        if self.process.poll() is None:
+            self.process.send_signal(number)
         status = self.process.wait(10)
         self.process.stdout.close()
         self.log.close()
@@ -52,15 +50,15 @@ class Server:
         with open(self.node + ".log", errors="replace") as log:
             return log.read()
 
-    def memory(self, word="VmRSS"):
-        """Bytes."""
+    def memory(self):
+        """Resident, in bytes."""
         with open("/proc/%d/status" % self.process.pid) as status:
-            return next(int(line.split()[1]) * 1024 for line in status if line.startswith(word))
+            return next(int(line.split()[1]) * 1024 for line in status if line.startswith("VmRSS"))
 
 
-def ocamp(*arguments, text=None):
+def ocamp(*arguments, input=None):
     return subprocess.run(
-        [os.environ["OCAMP"], *arguments], input=text, capture_output=True, text=True, check=True
+        [os.environ["OCAMP"], *arguments], input=input, capture_output=True, text=True, check=True
     ).stdout
 
 
@@ -68,13 +66,14 @@ def make_node(folder):
     node = os.path.join(folder, "node")
     ocamp("node", "init", node, "--from", os.environ["EXAMPLE_NODE"])
     for user, role in USERS.items():
-        ocamp("user", "add", "--node", node, user, "--role", role, text=PASSWORD + "\n")
+        ocamp("user", "add", "--node", node, user, "--role", role, input=PASSWORD + "\n")
     return node
 
 
 class ServerTest(unittest.TestCase):
     """A test with a node and a server of its own."""
 
+    protocol = None  # its name, in the subclass
     options = ()
 
     def setUp(self):
@@ -82,9 +81,9 @@ class ServerTest(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = folder.name
         self.node = make_node(folder.name)
-        self.server = Server(self.node, *self.options)
+        self.server = Server(self.node, self.protocol, *self.options)
         self.addCleanup(self.end_server)
 
     def end_server(self):
         if self.server.process.poll() is None:
-            self.server.kill()
+            self.server.end()

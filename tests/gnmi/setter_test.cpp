@@ -1,0 +1,119 @@
+// Which Sets are carried out, and how many may wait.
+#include "server/gnmi/setter.h"
+
+#include "../server/served_node.h"
+#include "messages.h"
+
+#include <future>
+
+using namespace gnmi_tests;
+using server::Principal;
+using server::Role;
+
+namespace {
+
+const Principal operator_{"olga", Role::operator_};
+
+::gnmi::SetRequest gain_set(double gain) {
+    ::gnmi::SetRequest request;
+    ::gnmi::Update &update = *request.add_update();
+    *update.mutable_path() = path_of("optical-amplifier/amplifiers/amplifier/config/target-gain");
+    (*update.mutable_path()->mutable_elem(2)->mutable_key())["name"] = "0/1-AMP-BST";
+    update.mutable_val()->set_double_val(gain);
+    return request;
+}
+
+::gnmi::SetRequest election(const std::string &role, std::uint64_t low) {
+    ::gnmi::SetRequest request;
+    gnmi_ext::MasterArbitration &arbitration = *request.add_extension()->mutable_master_arbitration();
+    arbitration.mutable_role()->set_id(role);
+    arbitration.mutable_election_id()->set_low(low);
+    return request;
+}
+
+std::optional<Code> code_of(const SetOutcome &outcome) {
+    const auto *error = std::get_if<RpcError>(&outcome);
+    return error != nullptr ? std::optional(error->code()) : std::nullopt;
+}
+
+class GnmiSetter : public server_tests::ServedNode {
+  protected:
+    // Submits and waits. None: carried out.
+    static std::optional<Code> set(Setter &setter, const ::gnmi::SetRequest &request) {
+        std::promise<std::optional<Code>> answer;
+        submit(setter, request, [&](const SetOutcome &outcome) { answer.set_value(code_of(outcome)); });
+        return answer.get_future().get();
+    }
+    static void submit(Setter &setter, const ::gnmi::SetRequest &request,
+                       std::function<void(SetOutcome outcome)> answer) {
+        setter.submit(
+            request, operator_, {}, [] { return true; }, std::move(answer));
+    }
+
+    // A Set whose answer waits until go(): the others wait behind it.
+    class Holdup {
+      public:
+        explicit Holdup(Setter &setter) {
+            submit(setter, election("", 0), [this, wait = go_.get_future().share()](const SetOutcome &) {
+                begun_.set_value();
+                wait.get();
+            });
+            begun_.get_future().get();
+        }
+        void go() { go_.set_value(); }
+
+      private:
+        std::promise<void> begun_, go_;
+    };
+};
+
+TEST_F(GnmiSetter, ASetWhoseClientHasGivenUpBeforeItBeganIsNotCarriedOut) {
+    Setter setter(core());
+    const std::string before = gain(session());
+    Holdup holdup(setter);
+    std::promise<std::optional<Code>> given_up;
+    setter.submit(
+        gain_set(3.3), operator_, {}, [] { return false; },
+        [&](const SetOutcome &outcome) { given_up.set_value(code_of(outcome)); });
+    holdup.go();
+    EXPECT_EQ(given_up.get_future().get(), Code::cancelled);
+    EXPECT_EQ(gain(session()), before);
+    EXPECT_EQ(set(setter, gain_set(3.3)), std::nullopt);
+    EXPECT_EQ(gain(session()), "3.3");
+}
+
+TEST_F(GnmiSetter, SoManySetsWaitAndTheNextIsRefusedAtOnce) {
+    constexpr int most = 256;
+    Setter setter(core());
+    Holdup holdup(setter);
+    std::atomic<int> done = 0;
+    for (int i = 0; i < most; ++i)
+        submit(setter, election("", 0), [&](const SetOutcome &outcome) { done += code_of(outcome) ? 0 : 1; });
+    EXPECT_EQ(set(setter, election("", 0)), Code::resource_exhausted);
+    EXPECT_EQ(done, 0);
+    holdup.go();
+    // Behind all of them.
+    std::optional<Code> last = Code::resource_exhausted;
+    while (last == Code::resource_exhausted)
+        last = set(setter, election("", 0));
+    EXPECT_EQ(last, std::nullopt);
+    EXPECT_EQ(done, most);
+}
+
+TEST_F(GnmiSetter, RolesOfElectionsAreBounded) {
+    constexpr int most = 1024;
+    Setter setter(core());
+    for (int i = 0; i < most; ++i)
+        ASSERT_EQ(set(setter, election(std::to_string(i), 5)), std::nullopt) << i;
+    EXPECT_EQ(set(setter, election("another", 5)), Code::resource_exhausted);
+    EXPECT_EQ(set(setter, election("7", 6)), std::nullopt);
+    EXPECT_EQ(set(setter, election("7", 5)), Code::permission_denied);
+}
+
+TEST_F(GnmiSetter, AfterTheEndSetsAreUnavailable) {
+    Setter setter(core());
+    core().stop();
+    EXPECT_EQ(set(setter, gain_set(3.3)), Code::unavailable);
+}
+
+} // namespace
