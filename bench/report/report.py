@@ -173,8 +173,8 @@ def write_ratios(plugin, node, command, peers):
 
 def write_plugin(plugin):
     return ("## The plug-in alone\n\nOn a platform whose calls do as little as they can and still answer right. *Calls "
-            "alone* are the same calls on the same tree with ready-made arguments, made from a record without the plug-in. "
-            "Messages are taken and dropped.\n\n"
+            "alone* are the same calls with ready-made arguments, made from a record without the plug-in; above 10 "
+            "entries the record of 10 is gone through as often as it takes. Messages are taken and dropped.\n\n"
             "Names and look-ups:\n\n" + table(ROW_HEADER, plugin.rows(plugin.works("name_")))
             + "\n" + table(ROW_HEADER, plugin.rows(["compare_path", "check_request_type"]))
             + "\nRequests:\n\n" + table(ROW_HEADER, plugin.rows(plugin.works("request_")))
