@@ -12,6 +12,7 @@
 #include <vector>
 
 extern "C" {
+int ampli_key_to_key(const char *amplifier, const char *format, char *out);
 int ampli_key_to_ots_ctrl_key(const char *amplifier, char *out);
 int ampli_key_to_sysdb_ots_ctrl_key(const char *amplifier, char *out);
 int ots_ctrl_key_to_ampli_key(const char *controller, char *out);
@@ -63,6 +64,7 @@ Work name(const char *function, NameCall *call) {
 
 std::vector<Work> names() {
     return {
+        name("ampli_key_to_key", [](yfw_map_ctx, char *out) { ampli_key_to_key("0/1-AMP-PRE", "Ots0/%d/0/%d", out); }),
         name("ampli_key_to_ots_ctrl_key",
              [](yfw_map_ctx, char *out) { ampli_key_to_ots_ctrl_key("0/1-AMP-PRE", out); }),
         name("ampli_key_to_sysdb_ots_ctrl_key",

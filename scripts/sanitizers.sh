@@ -1,15 +1,25 @@
 #!/usr/bin/env bash
 # Builds everything with Clang under the address and undefined-behaviour sanitizers and runs every test; with --part, as CI
-# does, all programs and the tests of the plug-in, the platform and the fuzz targets' corpora. Further arguments go to CTest.
+# does, all programs and the tests of the plug-in, the platform and the fuzz targets' corpora; with --thread what has
+# threads, under the thread sanitizer. Further arguments go to CTest.
 source "$(dirname "$0")/lib.sh"
 
+preset=asan
 targets=()
 tests=()
-if [ "${1:-}" = --part ]; then
+case "${1:-}" in
+--part)
     shift
     targets=(sanitized_part)
     tests=(--label-regex '^(plugin|platform|fuzz)$')
-fi
+    ;;
+--thread)
+    shift
+    preset=tsan
+    # It brings an allocator of its own, takes more memory than these bounds, and longer than this one.
+    tests=(--exclude-regex 'MemoryThatRunsOutIsNoSuccess|DeclarationsOfNamespacesTakeNoMore|EndsWithinTwoSeconds')
+    ;;
+esac
 scripts/setup.sh clang libclang-rt-14-dev
-build asan "${targets[@]}"
-run ctest --preset asan --parallel "$(nproc)" "${tests[@]}" "$@"
+build "$preset" "${targets[@]}"
+run ctest --preset "$preset" --parallel "$(nproc)" "${tests[@]}" "$@"

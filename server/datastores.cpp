@@ -213,8 +213,11 @@ void Datastores::refuse_locked(Datastore datastore, SessionId caller) {
 }
 
 // What others change while a confirmed commit is pending would go with it.
-void Datastores::refuse_pending(Datastore target, SessionId caller) const {
-    if (target == Datastore::running && pending_ && pending_->session != caller)
+void Datastores::refuse_pending(Datastore target, SessionId caller) {
+    if (target != Datastore::running)
+        return;
+    take_back_if_over();
+    if (pending_ && pending_->session != caller)
         throw HeldError(error_tag::in_use, "a confirmed commit of another session is pending", pending_->session);
 }
 
@@ -323,6 +326,7 @@ Result Datastores::carry_out(const SessionInfo &caller, const Lock &asked) {
         throw HeldError(error_tag::lock_denied, "the candidate has changes, expected a commit or discard-changes first",
                         no_session);
     if (asked.target == Datastore::running) {
+        take_back_if_over();
         if (pending_ && pending_->session != caller.id)
             throw HeldError(error_tag::lock_denied, "a confirmed commit of another session is pending",
                             pending_->session);
@@ -379,6 +383,7 @@ Result Datastores::carry_out(const SessionInfo &caller, const Commit &commit) {
         throw RequestError(error_tag::invalid_value, "", "confirm-timeout: expected at least 1 second");
     if (commit.persist && !commit.confirmed)
         throw RequestError(error_tag::invalid_value, "", "persist: expected with a confirmed commit alone");
+    take_back_if_over();
     if (commit.candidate) {
         check_native_edit(caller.principal, candidate_.native_node);
         refuse_locked(Datastore::candidate, caller.id);
@@ -417,16 +422,23 @@ void Datastores::commit_candidate(const SessionInfo &caller, const Commit &commi
     } catch (const SqliteError &) {
         // The file may have been changed all the same: what was there before comes back at once.
         if (begins && pending_)
-            pending_->end = Clock::time_point::min();
+            end_pending(ConfirmedCommitEvent::Kind::cancel);
         throw;
     } catch (...) {
         if (begins && pending_) {
-            pending_.reset();
+            end_pending(ConfirmedCommitEvent::Kind::cancel); // for when it cannot be forgotten
             forget_former_configuration(folder_);
+            pending_.reset();
         }
         throw;
     }
     discard();
+}
+
+// The pending commit is to be taken back, at once.
+void Datastores::end_pending(ConfirmedCommitEvent::Kind kind) noexcept {
+    pending_->end = Clock::time_point::min();
+    pending_->over = kind;
 }
 
 // Of a commit that is made: sets its time, or sets it anew.
@@ -451,6 +463,7 @@ void Datastores::confirm(const SessionInfo &caller) {
 }
 
 Result Datastores::carry_out(const SessionInfo &caller, const CancelCommit &cancel) {
+    take_back_if_over();
     if (!pending_)
         throw RequestError(error_tag::operation_failed, "", "no confirmed commit is pending");
     check_pending(caller, cancel.persist_id);
@@ -460,11 +473,17 @@ Result Datastores::carry_out(const SessionInfo &caller, const CancelCommit &canc
 }
 
 void Datastores::take_back(const Author &author, ConfirmedCommitEvent::Kind kind) {
+    end_pending(kind); // when it fails, it is tried again
     change_running(author, "roll-back",
                    [&](NativeData &data, const Reader &, const Editor &) { data.running = pending_->former.copy(); });
     forget_former_configuration(folder_);
     pending_.reset();
     feed_.tell(ConfirmedCommitEvent{.kind = kind, .author = author});
+}
+
+void Datastores::take_back_if_over() {
+    if (pending_ && pending_->over)
+        take_back({}, *pending_->over);
 }
 
 Result Datastores::carry_out(const SessionInfo &caller, const DiscardChanges &) {
@@ -480,7 +499,7 @@ void Datastores::session_ended(const SessionInfo &session) {
     if (pending_ && pending_->session == session.id) {
         pending_->session = no_session;
         if (!pending_->persist)
-            pending_->end = Clock::time_point::min(); // due at once, and again when it fails
+            end_pending(ConfirmedCommitEvent::Kind::cancel);
     }
     if (pending_ && pending_->end == Clock::time_point::min())
         tick();
@@ -504,9 +523,8 @@ void Datastores::stop() {
 Datastores::Clock::time_point Datastores::tick() {
     const Clock::time_point now = Clock::now();
     if (pending_ && pending_->end <= now) {
-        const bool ended = pending_->end == Clock::time_point::min();
         try {
-            take_back({}, ended ? ConfirmedCommitEvent::Kind::cancel : ConfirmedCommitEvent::Kind::timeout);
+            take_back({}, pending_->over.value_or(ConfirmedCommitEvent::Kind::timeout));
         } catch (const std::exception &error) {
             log_.write(Severity::error, "roll-back-failed", {{"reason", error.what()}});
             pending_->end = now + next_attempt;

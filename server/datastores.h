@@ -63,13 +63,16 @@ class Datastores {
         std::optional<std::string> persist;
         Clock::time_point end;
         YangTree former;
+        // It has failed, or its time or its session has ended: nothing changes before it is taken back, as that would
+        // take the change back too. The event that is told then.
+        std::optional<ConfirmedCommitEvent::Kind> over = {};
     };
     using Change = std::function<void(NativeData &data, const Reader &reader, const Editor &editor)>;
     class EditWork;
 
     std::optional<LockInfo> &lock_of(Datastore datastore) { return locks_[static_cast<std::size_t>(datastore)]; }
     void refuse_locked(Datastore datastore, SessionId caller);
-    void refuse_pending(Datastore target, SessionId caller) const;
+    void refuse_pending(Datastore target, SessionId caller);
     NativeData candidate_or(const NativeData &running) const;
     void change_running(const Author &author, std::string_view what, const Change &change);
     void change_candidate(const SessionInfo &caller, EditWork &work);
@@ -81,6 +84,8 @@ class Datastores {
     void commit_candidate(const SessionInfo &caller, const Commit &commit);
     void confirm(const SessionInfo &caller);
     void take_back(const Author &author, ConfirmedCommitEvent::Kind kind);
+    void take_back_if_over();
+    void end_pending(ConfirmedCommitEvent::Kind kind) noexcept;
     void look_for_changes();
 
     StateFolder folder_;

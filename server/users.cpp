@@ -2,13 +2,12 @@
 #include "server/users.h"
 
 #include "seam/text.h"
+#include "server/crypt_library.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-
-#include <crypt.h>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -91,7 +90,7 @@ struct FreeText {
 std::string crypt_text(std::string_view password, const std::string &setting) {
     const auto work = std::make_unique<crypt_data>();
     const std::string terminated(password);
-    const char *hash = crypt_r(terminated.c_str(), setting.c_str(), work.get());
+    const char *hash = crypt_library().hash(terminated.c_str(), setting.c_str(), work.get());
     return hash == nullptr || *hash == '*' ? "" : hash;
 }
 
@@ -139,7 +138,7 @@ std::string hash_password(std::string_view password) {
         throw UserError(fmt::format("password: {} bytes, expected 1 to {}", password.size(), longest_password));
     if (password.find('\0') != std::string_view::npos)
         throw UserError("password: holds a zero byte, expected text");
-    const std::unique_ptr<char, FreeText> setting(crypt_gensalt_ra(yescrypt, 0, nullptr, 0));
+    const std::unique_ptr<char, FreeText> setting(crypt_library().make_setting(yescrypt, 0, nullptr, 0));
     std::string hash = setting ? crypt_text(password, setting.get()) : "";
     if (!hash.starts_with(yescrypt))
         throw std::runtime_error("password: this system's crypt(3) has no yescrypt");

@@ -2,6 +2,7 @@
 #include "answer_text.h"
 #include "options.h"
 #include "output.h"
+#include "quick_run.h"
 
 #include <memory>
 
@@ -22,10 +23,12 @@ constexpr const char *footer_text =
     "What does not exist gives an empty answer; a path that the model does not have is an error.";
 
 void run(const GetOptions &options, const CommonOptions &common) {
+    look_for_time_zone_once();
     const Filter filter = options.read.filter();
     Service service({.node = options.node, .plugin = common.plugin, .logs = common.logs});
     const ReadResult result = service.read(options.read.kind(), filter);
     finish_output(answer_text(result.answer, options.format), "");
+    leave_quickly();
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "outcome.h"
 #include "output.h"
 #include "program.h"
+#include "quick_run.h"
 
 #include "node/plugin.h"
 
@@ -59,6 +60,7 @@ int run(int argc, char **argv) {
 
 int main(int argc, char **argv) {
     using namespace ocamp;
+    put_heap_on_large_page();
     reserve_standard_streams();
     let_writes_fail();
     std::setvbuf(stdout, output_buffer, _IOFBF, sizeof output_buffer);

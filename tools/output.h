@@ -18,7 +18,7 @@ class OutputError : public std::runtime_error {
 };
 
 /// Makes sure that no file which is opened later becomes standard input, output or error. A stream that was closed
-/// stays unusable. First call of the program.
+/// stays unusable. Before the program opens anything.
 void reserve_standard_streams() noexcept;
 
 /// Lets writes to pipes that nobody reads, and writes beyond the file size limit, fail with a code as all others do

@@ -192,10 +192,11 @@ def write_memory(memory, instructions):
 
 
 def write_command(command):
-    both = command["milliseconds"]
+    both, faults = command["milliseconds"], command["faults"]
     return ("## The command\n\nFrom process start to exit, the fastest of "
             f"{command['runs']} runs in turn: `ocamp get` of one leaf takes {both['ocamp']:.1f} ms, `yanglint` parsing "
-            f"and printing the same answer with the same module {both['yanglint']:.1f} ms.\n")
+            f"and printing the same answer with the same module {both['yanglint']:.1f} ms. The one takes "
+            f"{faults['ocamp']:.0f} page faults, the other {faults['yanglint']:.0f}.\n")
 
 
 def write_netconf(netconf):

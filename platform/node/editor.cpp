@@ -93,24 +93,6 @@ void check_after(const EditNode &node, lyd_node *siblings, std::vector<Rounding>
         check_after(child, instance != nullptr ? lyd_child(instance) : nullptr, rounded);
 }
 
-// The steps of a data path without their keys, which may hold slashes in quotes.
-std::string without_keys(std::string_view path) {
-    std::string names;
-    char quote = '\0';
-    bool in_key = false;
-    for (const char character : path) {
-        if (quote != '\0')
-            quote = character == quote ? '\0' : quote;
-        else if (in_key && (character == '\'' || character == '"'))
-            quote = character;
-        else if (character == '[' || character == ']')
-            in_key = character == '[';
-        else if (!in_key)
-            names += character;
-    }
-    return names;
-}
-
 // Checks the whole of the native configuration. What is wrong with it is told of the OpenConfig node whose write stands
 // where the native model complains, or else of the whole edit.
 void check_natively(YangTree &running, const std::vector<Write> &writes) {

@@ -3,6 +3,33 @@
 
 namespace ocamp {
 
+namespace {
+
+// Goes through a data path and tells its keys, which may hold slashes, colons and brackets in quotes, from its steps.
+class KeyScan {
+  public:
+    // Whether the next character is a key's, brackets included.
+    bool takes(char character) noexcept {
+        if (quote_ != '\0') {
+            quote_ = character == quote_ ? '\0' : quote_;
+            return true;
+        }
+        if (character == '[' || character == ']') {
+            in_key_ = character == '[';
+            return true;
+        }
+        if (in_key_ && (character == '\'' || character == '"'))
+            quote_ = character;
+        return in_key_;
+    }
+
+  private:
+    char quote_ = '\0';
+    bool in_key_ = false;
+};
+
+} // namespace
+
 std::string_view without_prefix(std::string_view tag) noexcept {
     const std::size_t colon = tag.find(':');
     return colon == std::string_view::npos ? tag : tag.substr(colon + 1);
@@ -45,25 +72,29 @@ std::string_view last_step(std::string_view path) noexcept {
 
 std::string without_modules(std::string_view data_path) {
     std::string plain;
-    char quote = '\0';
-    bool in_key = false;
+    KeyScan keys;
     std::size_t step = 0; // where it begins in `plain`
     for (const char character : data_path) {
-        if (quote != '\0')
-            quote = character == quote ? '\0' : quote;
-        else if (in_key && (character == '\'' || character == '"'))
-            quote = character;
-        else if (character == '[' || character == ']')
-            in_key = character == '[';
-        else if (!in_key && character == ':') {
+        const bool in_key = keys.takes(character);
+        if (!in_key && character == ':') {
             plain.resize(step);
             continue;
         }
         plain += character;
-        if (!in_key && quote == '\0' && character == '/')
+        if (!in_key && character == '/')
             step = plain.size();
     }
     return plain;
+}
+
+std::string without_keys(std::string_view data_path) {
+    std::string names;
+    KeyScan keys;
+    for (const char character : data_path) {
+        if (!keys.takes(character))
+            names += character;
+    }
+    return names;
 }
 
 std::string step_with_key(std::string_view tag, std::string_view key_name, std::string_view key_value) {

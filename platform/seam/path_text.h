@@ -25,6 +25,9 @@ std::string_view last_step(std::string_view path) noexcept;
 /// A data path without module names: "/m:list[key='a:b']/leaf" gives "/list[key='a:b']/leaf".
 std::string without_modules(std::string_view data_path);
 
+/// A data path without the keys of its steps: "/m:list[key='a/b']/leaf" gives "/m:list/leaf".
+std::string without_keys(std::string_view data_path);
+
 /// One step of a data path with its key, such as amplifier[name='0/1-AMP-PRE'].
 std::string step_with_key(std::string_view tag, std::string_view key_name, std::string_view key_value);
 

@@ -1,6 +1,6 @@
-# Writes the YANG modules named in MODULES (paths separated by "|") into the C++ source OUTPUT, as text literals, and the
-# paths that a deviations module among them takes away, so that no program has to compile the model twice, and a number
-# that stands for all of these texts.
+# Writes the YANG modules named in MODULES (paths separated by "|") into the C++ source OUTPUT, as text literals that
+# FUNCTION gives, which HEADER declares in NAMESPACE. With MODELS also their terse texts, the paths that a deviations
+# module among them takes away, so that no program has to compile the model twice, and a number that stands for all texts.
 
 # The text without what only people read: comments on lines of their own, descriptions and the like, indentation. The
 # organization stays, for programs tell it to their clients.
@@ -16,18 +16,24 @@ function(make_terse text result)
 endfunction()
 
 string(REPLACE "|" ";" module_files "${MODULES}")
-set(source "// Generated from the modules in yang/. Knows nothing but their texts.\n")
-string(APPEND source "#include \"yang/modules.h\"\n\nnamespace ocamp {\n\nnamespace {\n\n")
+set(source "// Generated from YANG modules. Knows nothing but their texts.\n")
+string(APPEND source "#include \"${HEADER}\"\n\nnamespace ${NAMESPACE} {\n\nnamespace {\n\n")
 string(APPEND source "constexpr YangModule carried_modules[] = {\n")
 set(unserved "")
 set(all_texts "")
 foreach(file IN LISTS module_files)
     get_filename_component(name "${file}" NAME_WE)
+    string(REGEX REPLACE "@.*" "" name "${name}")
     file(READ "${file}" text)
     string(APPEND all_texts "${text}")
     # A literal may hold 64 KiB at the most by the language; the modules are far below.
+    string(APPEND source "    {\"${name}\", R\"__yang__(${text})__yang__\"")
+    if(NOT MODELS)
+        string(APPEND source "},\n")
+        continue()
+    endif()
     make_terse("${text}" terse)
-    string(APPEND source "    {\"${name}\", R\"__yang__(${text})__yang__\", R\"__yang__(${terse})__yang__\"},\n")
+    string(APPEND source ", R\"__yang__(${terse})__yang__\"},\n")
 
     string(REGEX MATCHALL "deviate not-supported" taken_away "${text}")
     string(REGEX MATCHALL "deviation \"[^\"]+\" {[ \n]*deviate not-supported" deviations "${text}")
@@ -47,12 +53,15 @@ foreach(file IN LISTS module_files)
         endforeach()
     endif()
 endforeach()
-string(APPEND source "};\n\nconstexpr std::string_view unserved[] = {\n${unserved}};\n\n} // namespace\n\n")
-string(APPEND source "std::span<const YangModule> yang_modules() noexcept {\n    return carried_modules;\n}\n\n")
-string(APPEND source "std::span<const std::string_view> unserved_paths() noexcept {\n    return unserved;\n}\n\n")
-# As much of a hash as a whole number holds that is never negative.
-string(SHA256 hash "${all_texts}")
-string(SUBSTRING "${hash}" 0 15 hash)
-string(APPEND source "std::int64_t modules_fingerprint() noexcept {\n    return 0x${hash};\n}\n\n")
-string(APPEND source "} // namespace ocamp\n")
+string(APPEND source "};\n\n} // namespace\n\nstd::span<const YangModule> ${FUNCTION}() noexcept {\n")
+string(APPEND source "    return carried_modules;\n}\n\n")
+if(MODELS)
+    string(APPEND source "std::span<const std::string_view> unserved_paths() noexcept {\n")
+    string(APPEND source "    static constexpr std::string_view unserved[] = {\n${unserved}};\n    return unserved;\n}\n\n")
+    # As much of a hash as a whole number holds that is never negative.
+    string(SHA256 hash "${all_texts}")
+    string(SUBSTRING "${hash}" 0 15 hash)
+    string(APPEND source "std::int64_t modules_fingerprint() noexcept {\n    return 0x${hash};\n}\n\n")
+endif()
+string(APPEND source "} // namespace ${NAMESPACE}\n")
 file(WRITE "${OUTPUT}" "${source}")

@@ -1,12 +1,13 @@
 // What readers of XML share: expat with namespaces, and exceptions that do not pass through it. Knows no document.
 #pragma once
 
+#include "yang/expat_library.h"
+
 #include <exception>
 #include <memory>
 #include <new>
 #include <string_view>
 
-#include <expat.h>
 #include <fmt/format.h>
 
 namespace ocamp {
@@ -20,7 +21,7 @@ class ExpatParser {
     };
 
     /// Throws std::bad_alloc.
-    ExpatParser() : parser_(XML_ParserCreateNS("UTF-8", separator)) {
+    ExpatParser() : parser_(expat().create_parser("UTF-8", separator)) {
         if (parser_ == nullptr)
             throw std::bad_alloc();
     }
@@ -37,7 +38,7 @@ class ExpatParser {
             work();
         } catch (...) {
             failure_ = std::current_exception();
-            XML_StopParser(parser_.get(), XML_FALSE);
+            expat().stop_parser(parser_.get(), XML_FALSE);
         }
     }
 
@@ -45,12 +46,12 @@ class ExpatParser {
     /// Error for what is not well-formed.
     template <class Error>
     void parse(std::string_view text, bool last) {
-        if (XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), last ? 1 : 0) == XML_STATUS_OK)
+        if (expat().parse(parser_.get(), text.data(), static_cast<int>(text.size()), last ? 1 : 0) == XML_STATUS_OK)
             return;
         if (failure_ != nullptr)
             std::rethrow_exception(failure_);
-        throw Error(fmt::format("not well-formed XML: line {}: {}", XML_GetCurrentLineNumber(parser_.get()),
-                                XML_ErrorString(XML_GetErrorCode(parser_.get()))));
+        throw Error(fmt::format("not well-formed XML: line {}: {}", expat().get_current_line_number(parser_.get()),
+                                expat().error_string(expat().get_error_code(parser_.get()))));
     }
 
     /// A name as handlers get it.
@@ -64,7 +65,7 @@ class ExpatParser {
     static constexpr char separator = '\n';
 
     struct Free {
-        void operator()(XML_Parser parser) const noexcept { XML_ParserFree(parser); }
+        void operator()(XML_Parser parser) const noexcept { expat().free_parser(parser); }
     };
 
     std::unique_ptr<XML_ParserStruct, Free> parser_;

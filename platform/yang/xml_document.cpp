@@ -45,21 +45,21 @@ bool is_utf_8(std::string_view encoding) {
 class XmlReader {
   public:
     explicit XmlReader(const Schema &models) : models_(models) {
-        XML_SetUserData(parser_.get(), this);
-        XML_SetElementHandler(
+        expat().set_user_data(parser_.get(), this);
+        expat().set_element_handler(
             parser_.get(),
             [](void *reader, const char *name, const char **attributes) {
                 guarded(reader, [&](XmlReader &self) { self.start(name, attributes); });
             },
             [](void *reader, const char *) { guarded(reader, [](XmlReader &self) { self.end(); }); });
-        XML_SetCharacterDataHandler(parser_.get(), [](void *reader, const char *text, int length) {
+        expat().set_character_data_handler(parser_.get(), [](void *reader, const char *text, int length) {
             guarded(reader,
                     [&](XmlReader &self) { self.open_.back().value.append(text, static_cast<std::size_t>(length)); });
         });
-        XML_SetXmlDeclHandler(parser_.get(), [](void *reader, const char *version, const char *encoding, int) {
+        expat().set_xml_decl_handler(parser_.get(), [](void *reader, const char *version, const char *encoding, int) {
             guarded(reader, [&](XmlReader &) { check_declaration(version, encoding); });
         });
-        XML_SetNamespaceDeclHandler(
+        expat().set_namespace_decl_handler(
             parser_.get(),
             [](void *reader, const char *prefix, const char *uri) {
                 guarded(reader, [&](XmlReader &self) {

@@ -18,28 +18,29 @@ namespace {
 class MessageParser {
   public:
     MessageParser(std::string_view message, const MessageLimits &limits) : message_(message), limits_(limits) {
-        XML_SetUserData(parser_.get(), this);
-        XML_SetElementHandler(
+        expat().set_user_data(parser_.get(), this);
+        expat().set_element_handler(
             parser_.get(),
             [](void *parser, const char *name, const char **attributes) {
                 guarded(parser, [&](MessageParser &self) { self.start(name, attributes); });
             },
             [](void *parser, const char *) { guarded(parser, [](MessageParser &self) { self.end(); }); });
-        XML_SetCharacterDataHandler(parser_.get(), [](void *parser, const char *text, int length) {
+        expat().set_character_data_handler(parser_.get(), [](void *parser, const char *text, int length) {
             guarded(parser, [&](MessageParser &self) { self.add_text({text, static_cast<std::size_t>(length)}); });
         });
-        XML_SetNamespaceDeclHandler(
+        expat().set_namespace_decl_handler(
             parser_.get(),
             [](void *parser, const char *prefix, const char *uri) {
                 guarded(parser, [&](MessageParser &self) { self.declare(prefix, uri); });
             },
             [](void *parser, const char *) { guarded(parser, [](MessageParser &self) { --self.in_force_; }); });
-        XML_SetXmlDeclHandler(parser_.get(), [](void *parser, const char *, const char *encoding, int) {
+        expat().set_xml_decl_handler(parser_.get(), [](void *parser, const char *, const char *encoding, int) {
             guarded(parser, [&](MessageParser &) { check_encoding(encoding); });
         });
-        XML_SetStartDoctypeDeclHandler(parser_.get(), [](void *parser, const char *, const char *, const char *, int) {
-            guarded(parser, [](MessageParser &) { throw MessageError("a document type, expected none"); });
-        });
+        expat().set_start_doctype_decl_handler(
+            parser_.get(), [](void *parser, const char *, const char *, const char *, int) {
+                guarded(parser, [](MessageParser &) { throw MessageError("a document type, expected none"); });
+            });
     }
 
     Element read() {
@@ -88,7 +89,7 @@ class MessageParser {
         if (!declared_.empty())
             element.inside = std::make_shared<const Scope>(
                 Scope{.declared = std::exchange(declared_, {}), .outer = element.outside});
-        element.source = message_.substr(static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get())));
+        element.source = message_.substr(static_cast<std::size_t>(expat().get_current_byte_index(parser_.get())));
         open_.push_back(std::move(element));
     }
 
@@ -97,8 +98,8 @@ class MessageParser {
             return;
         Element element = std::move(open_.back());
         open_.pop_back();
-        const auto behind =
-            static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get()) + XML_GetCurrentByteCount(parser_.get()));
+        const auto behind = static_cast<std::size_t>(expat().get_current_byte_index(parser_.get()) +
+                                                     expat().get_current_byte_count(parser_.get()));
         const auto begin = static_cast<std::size_t>(element.source.data() - message_.data());
         element.source = message_.substr(begin, behind - begin);
         if (open_.empty())

@@ -8,6 +8,7 @@
 #include "server/netconf/mailbox.h"
 #include "server/netconf/models.h"
 #include "server/netconf/request.h"
+#include "yang/expat_library.h"
 
 #include <algorithm>
 #include <atomic>
@@ -55,6 +56,7 @@ class Server : public server::Adapter {
           bind_(make_bind(core.state_folder(), core.log())), door_{surroundings_, bind_.get()},
           call_home_(settings.call_home, core.log()) {
         statistics_.started = core.statistics().started;
+        expat(); // loaded while there are descriptors left
         thread_ = std::thread([this] { run(); });
     }
 

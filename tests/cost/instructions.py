@@ -26,7 +26,10 @@ RULES = (("look-ups", "compare_path|check_request_type"),
                              "convert_amplifier_key|check_controller_name|sysdb_|database|read_field|_in_bag|convert_bag|"
                              "convert_field|convert_first|replace_first|listing_holds"),
          ("walk", r"[Ww]alk|fn=ymap_(?!\w+_(cont|list|leaf)_lvla|\w+duck_map)"),
-         ("conversion", ""))
+         ("select fields", "select_field"),
+         ("handlers", "_(cont|list|leaf)_lvla_|duck_map"),
+         ("keys, lists", "key_to_|list_(cfg_)?to_|add_amplifier|may_hold|wanted_"),
+         ("values", ""))
 
 
 def count(valgrind, program):

@@ -10,6 +10,7 @@
 #include <execinfo.h>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -23,8 +24,9 @@ std::size_t failing_kind = faults::call_kinds;
 std::uint64_t failing_at = 0;
 int failing_error = 0;
 bool lasting = false;
-// Set while the shim itself works, whose own calls are none of the program's.
-bool inside = false;
+// Set while the shim itself works in this thread, whose own calls are none of the program's. Lies where access to it
+// allocates nothing.
+__attribute__((tls_model("initial-exec"))) thread_local bool inside = false;
 
 std::uint64_t number(const char *variable) noexcept {
     const char *text = std::getenv(variable);
@@ -41,15 +43,22 @@ std::uint64_t stack_hash() noexcept {
     return hash;
 }
 
+// What is no file on a disk does not fail as one does: pipes, sockets, and the like.
+Call of_file(int descriptor, Call kind) noexcept {
+    struct stat status = {};
+    return report != nullptr && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) ? kind : Call::kinds;
+}
+
 // Counts a call, if it is of one of the kinds; true when it is to fail, with errno set.
 bool fails(Call kind) noexcept {
     if (report == nullptr || inside || kind == Call::kinds)
         return false;
     const auto index = static_cast<std::size_t>(kind);
-    const std::uint64_t nth = ++report->calls[index];
+    const std::uint64_t nth = __atomic_add_fetch(&report->calls[index], 1, __ATOMIC_RELAXED);
     if (index != failing_kind)
         return false;
-    if (failing_at == 0) {
+    const std::uint64_t at = failing_at != 0 ? failing_at : __atomic_load_n(&report->fail_at, __ATOMIC_RELAXED);
+    if (at == 0) {
         if (nth <= faults::most_stacks) {
             inside = true;
             report->stacks[nth - 1] = stack_hash();
@@ -57,9 +66,9 @@ bool fails(Call kind) noexcept {
         }
         return false;
     }
-    if (nth != failing_at && !(lasting && nth > failing_at))
+    if (nth != at && !(lasting && nth > at))
         return false;
-    ++report->failed;
+    __atomic_add_fetch(&report->failed, 1, __ATOMIC_RELAXED);
     errno = failing_error;
     return true;
 }
@@ -121,15 +130,17 @@ FAULTS_OPEN(open64)
 // As folders are opened, which makes no file.
 FAULTS_FUNCTION(Call::open, int, openat, -1, (int folder, const char *path, int flags, ...), (folder, path, flags))
 FAULTS_FUNCTION(Call::make_folder, int, mkdir, -1, (const char *path, mode_t mode), (path, mode))
-FAULTS_FUNCTION(Call::read, ssize_t, read, -1, (int file, void *to, size_t size), (file, to, size))
-FAULTS_FUNCTION(Call::read, ssize_t, pread, -1, (int file, void *to, size_t size, off_t at), (file, to, size, at))
-FAULTS_FUNCTION(Call::read, ssize_t, pread64, -1, (int file, void *to, size_t size, off_t at), (file, to, size, at))
+FAULTS_FUNCTION(of_file(file, Call::read), ssize_t, read, -1, (int file, void *to, size_t size), (file, to, size))
+FAULTS_FUNCTION(of_file(file, Call::read), ssize_t, pread, -1, (int file, void *to, size_t size, off_t at),
+                (file, to, size, at))
+FAULTS_FUNCTION(of_file(file, Call::read), ssize_t, pread64, -1, (int file, void *to, size_t size, off_t at),
+                (file, to, size, at))
 // Messages get out whatever the disk does.
-FAULTS_FUNCTION(file > STDERR_FILENO ? Call::write : Call::kinds, ssize_t, write, -1,
+FAULTS_FUNCTION(file > STDERR_FILENO ? of_file(file, Call::write) : Call::kinds, ssize_t, write, -1,
                 (int file, const void *from, size_t size), (file, from, size))
-FAULTS_FUNCTION(Call::write, ssize_t, pwrite, -1, (int file, const void *from, size_t size, off_t at),
+FAULTS_FUNCTION(of_file(file, Call::write), ssize_t, pwrite, -1, (int file, const void *from, size_t size, off_t at),
                 (file, from, size, at))
-FAULTS_FUNCTION(Call::write, ssize_t, pwrite64, -1, (int file, const void *from, size_t size, off_t at),
+FAULTS_FUNCTION(of_file(file, Call::write), ssize_t, pwrite64, -1, (int file, const void *from, size_t size, off_t at),
                 (file, from, size, at))
 FAULTS_FUNCTION(Call::sync, int, fsync, -1, (int file), (file))
 FAULTS_FUNCTION(Call::sync, int, fdatasync, -1, (int file), (file))

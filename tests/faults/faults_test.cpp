@@ -1,7 +1,7 @@
 // Fails every call of the C library that a command makes, one run of the command for each, and looks at what is left:
 // the node is as before, or as was acknowledged; the command never crashes, never keeps a failure to itself, and never
 // gives half an answer. Usually a sample of the calls; with FAULTS_ALL set, all of them.
-#include "fault_shim.h"
+#include "shim_report.h"
 #include "support/files.h"
 #include "support/program.h"
 #include "support/same_text.h"
@@ -21,28 +21,19 @@
 #include <thread>
 #include <vector>
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
 namespace {
 
 namespace fs = std::filesystem;
 using faults::Call;
+using faults::Fault;
 using support::Outcome;
 using support::read_file;
 using support::write_file;
 
 // Calls of one command and kind that are failed in a usual run, spread over all that there are.
 constexpr std::size_t sample_size = 1500;
-
-struct Fault {
-    Call kind;
-    int error;
-    bool lasting;
-};
 
 std::string replaced(std::string text, const std::string &what, const std::string &by) {
     for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size())
@@ -53,20 +44,6 @@ std::string replaced(std::string text, const std::string &what, const std::strin
 // A folder with a node of its own and the file of the shim's report.
 class Bench {
   public:
-    Bench() {
-        const int descriptor = open((folder_.path() / "report").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        if (descriptor < 0 || ftruncate(descriptor, sizeof(faults::Report)) != 0)
-            throw fs::filesystem_error("report", folder_.path(), std::error_code(errno, std::generic_category()));
-        void *mapped = mmap(nullptr, sizeof(faults::Report), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-        close(descriptor);
-        if (mapped == MAP_FAILED)
-            throw fs::filesystem_error("mmap", folder_.path(), std::error_code(errno, std::generic_category()));
-        report_ = static_cast<faults::Report *>(mapped);
-    }
-    ~Bench() { munmap(report_, sizeof(faults::Report)); }
-    Bench(const Bench &) = delete;
-    Bench &operator=(const Bench &) = delete;
-
     fs::path node() const { return folder_.path() / "node"; }
     faults::Report &report() const { return *report_; }
 
@@ -91,18 +68,7 @@ class Bench {
     Outcome run_with(const std::vector<std::string> &command, const Fault &fault, std::uint64_t at) const {
         std::fill(std::begin(report_->calls), std::end(report_->calls), 0);
         report_->failed = 0;
-        const auto variable = [](const char *name, std::uint64_t value) {
-            return std::string(name) + "=" + std::to_string(value);
-        };
-        return support::run(
-            {.words = words(command),
-             .environment = {// A name without folder: blanks would end a path there.
-                             "LD_PRELOAD=" FAULT_SHIM_NAME, "LD_LIBRARY_PATH=" FAULT_SHIM_FOLDER,
-                             std::string(faults::report_variable) + "=" + (folder_.path() / "report").string(),
-                             variable(faults::kind_variable, static_cast<std::uint64_t>(fault.kind)),
-                             variable(faults::at_variable, at),
-                             variable(faults::error_variable, std::uint64_t(fault.error)),
-                             variable(faults::lasting_variable, fault.lasting ? 1 : 0)}});
+        return support::run({.words = words(command), .environment = report_.environment(fault, at)});
     }
 
     // The whole native data as the node shows them; empty for no node.
@@ -117,7 +83,7 @@ class Bench {
 
   private:
     support::TemporaryFolder folder_;
-    faults::Report *report_ = nullptr;
+    faults::ShimReport report_{folder_.path() / "report"};
 };
 
 // A command, and what it does when nothing fails.

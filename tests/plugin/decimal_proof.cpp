@@ -1,6 +1,7 @@
 // Compares the conversion of native integers by digits with the C library's: every value of up to eight digits, with
-// and without sign, in tenths and in hundredths, and random ones of up to fourteen (tenths) and fifteen. Run it with
-// scripts/prove_decimals.sh; it takes minutes.
+// and without sign, in tenths and in hundredths, and random ones of up to fourteen (tenths) and fifteen. With FIRST and
+// END, values of up to eight digits from the one to before the other, and nothing else, so that it can be done in
+// parts. Run it with scripts/prove_decimals.sh; all of it takes some minutes.
 #include "c_library_decimal.h"
 
 #include <algorithm>
@@ -32,16 +33,20 @@ void compare(const std::string &text) {
     }
 }
 
-/// Every `step`th value from `first` on, and as many random ones as fall to its share.
-void compare_share(std::uint64_t first, std::uint64_t step) {
-    for (std::uint64_t value = first; value < eight_digits; value += step) {
+/// Every `step`th value from `first` to before `end`.
+void compare_values(std::uint64_t first, std::uint64_t end, std::uint64_t step) {
+    for (std::uint64_t value = first; value < end; value += step) {
         const std::string digits = std::to_string(value);
         compare(digits);
         compare("-" + digits);
     }
-    std::mt19937_64 random(first);
+}
+
+/// One of `shares` parts of the random values.
+void compare_random_values(std::uint64_t share, std::uint64_t shares) {
+    std::mt19937_64 random(share);
     std::uint64_t below = 1'000'000'000;
-    for (std::uint64_t i = first; i < random_values; i += step) {
+    for (std::uint64_t i = share; i < random_values; i += shares) {
         compare(std::to_string(random() % below));
         below = below == 1'000'000'000'000'000 ? 1'000'000'000 : below * 10;
     }
@@ -49,14 +54,25 @@ void compare_share(std::uint64_t first, std::uint64_t step) {
 
 } // namespace
 
-int main() {
+int main(int argc, char **argv) {
+    const bool is_part = argc == 3;
+    const std::uint64_t first = is_part ? std::strtoull(argv[1], nullptr, 10) : 0;
+    const std::uint64_t end = is_part ? std::strtoull(argv[2], nullptr, 10) : eight_digits;
+    if ((!is_part && argc != 1) || first >= end || end > eight_digits) {
+        std::fprintf(stderr, "usage: decimal_proof [FIRST END], of 0 to %" PRIu64 "\n", eight_digits);
+        return 2;
+    }
     const unsigned shares = std::max(1U, std::thread::hardware_concurrency());
     std::vector<std::thread> threads;
     for (unsigned share = 0; share < shares; ++share)
-        threads.emplace_back(compare_share, share, shares);
+        threads.emplace_back([=] {
+            compare_values(first + share, end, shares);
+            if (!is_part)
+                compare_random_values(share, shares);
+        });
     for (std::thread &thread : threads)
         thread.join();
-    std::printf("%" PRIu64 " texts of up to eight digits and %" PRIu64
-                " random ones of up to fifteen, in tenths and hundredths: all as the C library prints them\n",
-                2 * eight_digits, random_values);
+    std::printf("values from %" PRIu64 " to before %" PRIu64 ", with and without sign, and %" PRIu64
+                " random ones of up to fifteen digits, in tenths and hundredths: all as the C library prints them\n",
+                first, end, is_part ? 0 : random_values);
 }

@@ -199,17 +199,7 @@ class PlatformFailures : public PluginTest, public testing::WithParamInterface<C
         platform.node_key = GetParam().port;
         platform.listing = {"Ots0_1_0_1/", "Ots0_1_0_0/"};
         all_amplifiers_exist();
-        platform.put_item("/oper/perfmgmt/gl/periodic/optics/interface/", "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1",
-                          {"pm",
-                           50,
-                           1,
-                           0,
-                           {{BAG_TOKEN_UINT32, "pm_optics_paras"},
-                            {BAG_TOKEN_UINT32, "OPR"},
-                            {BAG_TOKEN_TEXT, "Average", 0, "-8"},
-                            {BAG_TOKEN_TEXT, "Minimum", 0, "-9"},
-                            {BAG_TOKEN_TEXT, "Maximum", 0, "-7"},
-                            {BAG_TOKEN_END, nullptr}}});
+        output_power_was("Ots0_1_0_1", {{"Average", "-8"}, {"Minimum", "-9"}, {"Maximum", "-7"}});
         kind(GetParam().kind);
         client_request(GetParam().request);
         if (GetParam().port != nullptr) {

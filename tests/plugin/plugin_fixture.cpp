@@ -290,6 +290,16 @@ void PluginTest::all_amplifiers_exist() {
             platform.put_amplifier(std::string("0/") + slot + "-AMP-" + amplifier_kind);
 }
 
+void PluginTest::output_power_was(const std::string &controller,
+                                  const std::vector<std::pair<const char *, std::string>> &statistics) {
+    recording::Bag history{"pm", 50, 1, 0, {{BAG_TOKEN_UINT32, "pm_optics_paras"}, {BAG_TOKEN_UINT32, "OPR"}}};
+    for (const auto &[statistic, power] : statistics)
+        history.tokens.push_back({BAG_TOKEN_TEXT, statistic, 0, power});
+    history.tokens.push_back({BAG_TOKEN_END, nullptr});
+    platform.put_item("/oper/perfmgmt/gl/periodic/optics/interface/", controller + "/30sec/optics/1/timeline_rev/0x1",
+                      history);
+}
+
 Lines PluginTest::actions() const {
     return platform.calls_without({"_xos_dt_log_filter_adv", "_lstrace", "ret_nc_yfw_trace_index_incr",
                                    "yfw_map_is_request_delete", "yfw_map_util_itree_stack_size",

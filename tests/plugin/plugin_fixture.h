@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "plugin_under_test.h"
@@ -133,6 +134,9 @@ class PluginTest : public ::testing::Test {
     void native_list(const Node &tree);              ///< native_list
     void hierarchy(const std::vector<Node> &levels); ///< hierarchy, the root first
     void all_amplifiers_exist();                     ///< six amplifiers in the inventory
+    /// The thirty-second history of the output power of a controller ("Ots0_1_0_1"): texts by statistic ("Average").
+    void output_power_was(const std::string &controller,
+                          const std::vector<std::pair<const char *, std::string>> &statistics);
     void lightweight_on() { context.ltrace_enabled = 1; }
 
     cerrno call(const std::string &name, const yfw_datatree *in) { return plugin().handler(name)(ctx, in, &out); }

@@ -11,7 +11,6 @@ const std::string port_handler =
     prefix + "list_lvla_performancemanagementhistory_opticsporthistories_opticsporthistory";
 const std::string amplifier_state = oc_amplifier + "/state/";
 const std::string channel_state = oc_channel + "/state/";
-constexpr const char *pm_bind = "/oper/perfmgmt/gl/periodic/optics/interface/";
 
 Node native(Node description) {
     return std::move(description).in(ns::pmengine_oper);
@@ -51,17 +50,6 @@ class Pmengine : public PluginTest {
     void stand_in(const std::string &port) {
         native_list(container("optics-port-history", {leaf("name", port).key()}));
     }
-    void measure(const std::string &controller, const char *statistic, const std::string &power) {
-        platform.put_item(pm_bind, controller + "/30sec/optics/1/timeline_rev/0x1",
-                          {"pm",
-                           50,
-                           1,
-                           0,
-                           {{BAG_TOKEN_UINT32, "pm_optics_paras"},
-                            {BAG_TOKEN_UINT32, "OPR"},
-                            {BAG_TOKEN_TEXT, statistic, 0, power},
-                            {BAG_TOKEN_END, nullptr}}});
-    }
     Lines port_lookup(const std::string &key) const {
         return lines(compare_path_trace(request.native_list, "optics-port-history/name"), trc("key: " + key));
     }
@@ -77,17 +65,7 @@ TEST_F(PmengineWalk, AmplifierPortGivesTheTwelveStatistics) {
     const auto statistics = [](const char *tag) {
         return container(tag, {leaf("minimum", "1"), leaf("average", " 2 "), leaf("maximum", "3")});
     };
-    platform.put_item(pm_bind, "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1",
-                      {"pm",
-                       50,
-                       1,
-                       0,
-                       {{BAG_TOKEN_UINT32, "pm_optics_paras"},
-                        {BAG_TOKEN_UINT32, "OPR"},
-                        {BAG_TOKEN_TEXT, "Average", 0, "-8"},
-                        {BAG_TOKEN_TEXT, "Minimum", 0, "-9"},
-                        {BAG_TOKEN_TEXT, "Maximum", 0, "-7"},
-                        {BAG_TOKEN_END, nullptr}}});
+    output_power_was("Ots0_1_0_1", {{"Average", "-8"}, {"Minimum", "-9"}, {"Maximum", "-7"}});
     EXPECT_EQ(call(root_walker, tree(performance_history({history("Ots0/1/0/0", {statistics("opt"), statistics("opr"),
                                                                                  statistics("ampli-gain"),
                                                                                  statistics("ampli-gain-tilt")})}))),
@@ -416,7 +394,7 @@ TEST_P(PmStatistic, OutputPowerOfAnotherPortIsNotWritten) {
 TEST_P(PmStatistic, InputPowerOfAnAmplifierIsReadFromItsPartner) {
     stand_in("Ots0/1/0/0");
     ask_for_amplifiers();
-    measure("Ots0_1_0_1", GetParam().native_name.c_str(), "  -3.20 ");
+    output_power_was("Ots0_1_0_1", {{GetParam().native_name.c_str(), "  -3.20 "}});
     const Lines read = power_read("Ots0_1_0_1");
     EXPECT_EQ(call(converter("input_power_c_band"), tree(leaf("average", "77"))), CERR_SUCCESS);
     expect_content(lines(port_lookup("Ots0/1/0/0"), trc("ampli_key:  0/1-AMP-PRE "),
@@ -427,7 +405,7 @@ TEST_P(PmStatistic, InputPowerOfAnAmplifierIsReadFromItsPartner) {
 TEST_P(PmStatistic, InputPowerOfABoosterIsReadFromThePreAmplifier) {
     stand_in("Ots0/3/0/1");
     ask_for_amplifiers();
-    measure("Ots0_3_0_0", GetParam().native_name.c_str(), "4");
+    output_power_was("Ots0_3_0_0", {{GetParam().native_name.c_str(), "4"}});
     EXPECT_EQ(call(converter("input_power_c_band"), tree(leaf("average", "77"))), CERR_SUCCESS);
     expect_writes({write(amplifier_state + "input-power-c-band/", "4")});
 }
@@ -537,7 +515,7 @@ TEST_P(PmStatistic, PartnerOfAPortIsFormedFromAllNineteenCharacters) {
     ASSERT_EQ(nineteen.size(), 19U);
     stand_in(nineteen);
     ask_for_amplifiers();
-    measure("Ots0_1_0_0", GetParam().native_name.c_str(), "4");
+    output_power_was("Ots0_1_0_0", {{GetParam().native_name.c_str(), "4"}});
     EXPECT_EQ(call(converter("input_power_c_band"), tree(leaf("average", "77"))), CERR_SUCCESS);
     EXPECT_THAT(messages(), testing::Contains(trc("ampli_key:  0/1-AMP-BST ")));
     expect_writes({write(amplifier_state + "input-power-c-band/", "4")});

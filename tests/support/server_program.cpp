@@ -25,8 +25,9 @@ void must_run(const std::vector<std::string> &words, const std::string &input = 
 
 } // namespace
 
-ServerProgram::ServerProgram(const ServerFiles &files, std::vector<std::string> options)
-    : files_(files), options_(std::move(options)) {
+ServerProgram::ServerProgram(const ServerFiles &files, std::vector<std::string> options,
+                             std::vector<std::string> environment)
+    : files_(files), options_(std::move(options)), environment_(std::move(environment)) {
     must_run({files_.ocamp, "node", "init", node(), "--from", files_.example});
     must_run({files_.ocamp, "user", "add", "--node", node(), user, "--role", "admin"}, std::string(password) + "\n");
     start();
@@ -42,7 +43,8 @@ void ServerProgram::start() {
     std::filesystem::remove(out);
     std::vector<std::string> words{files_.ocampd, "--node", node(), "--netconf", "127.0.0.1:0"};
     words.insert(words.end(), options_.begin(), options_.end());
-    process_ = support::start({.words = words, .redirected = {{1, out}, {2, folder_.path() / "log"}}});
+    process_ = support::start(
+        {.words = words, .environment = environment_, .redirected = {{1, out}, {2, folder_.path() / "log"}}});
     for (int i = 0; i < 3000; ++i) {
         std::ifstream file(out);
         std::string line;

@@ -20,8 +20,9 @@ struct ServerFiles {
 class ServerProgram {
   public:
     /// Makes the node, with the user "ada", an admin, and starts the server. `options`: more of its command line.
-    /// Throws std::runtime_error.
-    ServerProgram(const ServerFiles &files, std::vector<std::string> options = {});
+    /// `environment`: "NAME=value" each, besides this program's own. Throws std::runtime_error.
+    ServerProgram(const ServerFiles &files, std::vector<std::string> options = {},
+                  std::vector<std::string> environment = {});
     ~ServerProgram();
     ServerProgram(const ServerProgram &) = delete;
     ServerProgram &operator=(const ServerProgram &) = delete;
@@ -52,7 +53,7 @@ class ServerProgram {
     std::size_t status_field(const std::string &name) const;
 
     ServerFiles files_;
-    std::vector<std::string> options_;
+    std::vector<std::string> options_, environment_;
     TemporaryFolder folder_;
     int process_ = -1;
     std::uint16_t port_ = 0;
