@@ -249,6 +249,26 @@ TEST_F(FullPath, IsTheLastThatIsSearchedForAKey) {
     }
 }
 
+TEST_F(FullPath, IsWhereAChildStandsWhoseTagDoesNotFit) {
+    const std::string full = std::string(198, 'r') + "/";
+    const yfw_datatree *root = tree(container(std::string(198, 'r'), {leaf("name", "x").key()}));
+    EXPECT_EQ(compare(root, full), 1);
+    EXPECT_STREQ(key.data(), "x");
+    EXPECT_EQ(check(root, full), 1);
+}
+
+TEST_F(FullPath, IsBoundedByTheBufferInEveryCopy) {
+    const yfw_datatree *root = tree(amplifier_request("0/1-AMP-PRE"));
+    EXPECT_EQ(compare(root, name_path), 1);
+    EXPECT_EQ(check(root, name_path), 1);
+    const Lines copies = platform.calls_of({"yfw_strcat_s", "yfw_strcpy_s"});
+    EXPECT_EQ(copies.size(), 7U + 3U + 1U + 7U + 3U);
+    for (const std::string &copy : copies) {
+        const char *size = copy.ends_with("\"0/1-AMP-PRE\"") ? " 20 " : " 200 ";
+        EXPECT_THAT(copy, testing::HasSubstr(size));
+    }
+}
+
 TEST_F(FullPath, IsLeftInTheBufferWithItsSlash) {
     compare(tree(leaf(std::string(198, 'r'))), "nowhere");
     EXPECT_STREQ(path.data(), std::string(198, 'r').append("/").c_str());
