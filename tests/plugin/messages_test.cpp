@@ -116,6 +116,8 @@ TEST_F(Messages, OfAnEditChangeNothingButWhoIsTold) {
 }
 
 TEST_F(Messages, WithoutRequestStateChangeNothingButWhoIsTold) {
+    all_amplifiers_exist();
+    platform.node_key = "Ots0/1/0/0";
     context.req_ctx = nullptr;
     expect_the_same_for_all();
 }

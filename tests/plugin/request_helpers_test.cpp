@@ -145,6 +145,29 @@ TEST_F(RequestHelpers, DeepTreeIsCutNotOverrun) {
     EXPECT_LT(strnlen(path.data(), path.size()), path.size());
 }
 
+TEST_F(RequestHelpers, NodeWithoutTagAddsNothingToThePath) {
+    Node without_tag = container("", {leaf("name", "x").key()});
+    without_tag.tag.reset();
+    EXPECT_EQ(compare(tree(without_tag), "/name"), 1);
+    EXPECT_EQ(check(tree(without_tag), "/name"), 1);
+}
+
+TEST_F(RequestHelpers, KeyWithoutValueIsFoundEmpty) {
+    key.fill('k');
+    EXPECT_EQ(compare(tree(leaf("name").key()), "name"), 1);
+    EXPECT_STREQ(key.data(), "");
+}
+
+TEST_F(RequestHelpers, PrintDataPassesOverArraysThatAreMissing) {
+    request.node_data = nullptr;
+    request.node_data_count = 2;
+    request.output_list_key = nullptr;
+    request.list_index = 2;
+    plugin().function<PrintData>("print_data")(ctx);
+    EXPECT_EQ(messages(), Lines{trc("ctx->list_index 2")});
+    EXPECT_EQ(platform.calls_of({"yfw_map_print_datatree_internal"}).size(), 5U);
+}
+
 // ---- Request types ----------------------------------------------------------------------------------------------
 
 struct RequestTypeCase {

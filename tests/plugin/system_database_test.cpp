@@ -355,7 +355,8 @@ INSTANTIATE_TEST_SUITE_P(
                     TokenText{5, 4294967295LL, nullptr, nullptr, "4294967295"},
                     TokenText{9, -7, nullptr, nullptr, "-7"}, TokenText{10, 0, nullptr, nullptr, "FALSE"},
                     TokenText{10, 1, nullptr, nullptr, "TRUE"}, TokenText{10, 256, nullptr, nullptr, "TRUE"},
-                    TokenText{12, 0, "first", "second", "first"}, TokenText{13, 0, "first", "second", "second"}),
+                    TokenText{12, 0, "first", "second", "first"}, TokenText{13, 0, "first", "second", "second"},
+                    TokenText{12, 0, nullptr, "second", ""}, TokenText{13, 0, "first", nullptr, ""}),
     [](const auto &test) { return case_name(test.index, "type " + std::to_string(test.param.type)); });
 
 TEST_F(SystemDatabase, AddressIsWrittenDotted) {
