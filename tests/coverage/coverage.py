@@ -14,29 +14,29 @@ GOALS = {"oc-amplifier": (100.0, 100.0), "platform": (95.0, 90.0), "server": (95
 
 
 class Classes:
-    """The explanations, a line each: `FOLDER: what the line of the source looks like -- why`."""
+    """The explanations, a line each: `FOLDER: N: what the line of the source looks like -- why`, for up to N open branches of
+    such a line."""
 
     def __init__(self, text):
         self.classes = []
         for number, line in enumerate(text.splitlines(), 1):
             if not line or line.startswith("#"):
                 continue
-            place, colon, rest = line.partition(": ")
-            pattern, dashes, reason = rest.rpartition(" -- ")
-            if not colon or not dashes or not reason.strip():
-                raise ValueError(f"line {number} is not FOLDER: PATTERN -- REASON")
-            self.classes.append((place, re.compile(pattern), line))
+            parts = re.fullmatch(r"(\S+): (\d+): (.*\S) -- (.*\S)", line)
+            if parts is None:
+                raise ValueError(f"line {number} is not FOLDER: COUNT: PATTERN -- REASON")
+            self.classes.append((parts[1], int(parts[2]), re.compile(parts[3]), line))
         self.used = collections.Counter()
 
-    def explain(self, file, text):
-        for place, pattern, line in self.classes:
-            if file.startswith(place) and pattern.search(text):
+    def explain(self, file, text, count):
+        for place, most, pattern, line in self.classes:
+            if file.startswith(place) and count <= most and pattern.search(text):
                 self.used[line] += 1
                 return True
         return False
 
     def unused(self):
-        return [line for _, _, line in self.classes if not self.used[line]]
+        return [line for *_, line in self.classes if not self.used[line]]
 
 
 class Room:
@@ -67,7 +67,7 @@ def rooms_of(files, source, classes):
             if taken == len(branches):
                 continue
             text = texts[line["line_number"] - 1].strip()
-            if classes.explain(name, text):
+            if classes.explain(name, text, len(branches) - taken):
                 room.explained += len(branches) - taken
             else:
                 room.open.append((name, line["line_number"], len(branches) - taken, len(branches), text))
