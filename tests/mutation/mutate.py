@@ -134,9 +134,10 @@ class Run:
 
     def __init__(self, build, own_only, workers, programs):
         self.build, self.own_only = build, own_only
+        self.every_sandbox = [Sandbox(build, build.build / f"worker-{number}") for number in range(workers)]
         self.sandboxes = queue.SimpleQueue()
-        for number in range(workers):
-            self.sandboxes.put(Sandbox(build, build.build / f"worker-{number}"))
+        for sandbox in self.every_sandbox:
+            self.sandboxes.put(sandbox)
         self.workers = workers
         self.tests = tests_of(build, programs)
         self.killers = collections.defaultdict(list)  # (program, test) of each file, the latest first
@@ -193,12 +194,15 @@ class Run:
             files[mutant.path].append(mutant)
         with concurrent.futures.ThreadPoolExecutor(self.workers) as pool:
             waiting = [pool.submit(self.judge_file, path, files[path], texts[files[path][0]], tell)
-                       for path in sorted(files, key=lambda path: -len(files[path]))]
+                       # Headers last: a change of theirs is compiled many times.
+                       for path in sorted(files, key=lambda path: (not path.endswith(".cpp"), -len(files[path])))]
             try:
                 for each in concurrent.futures.as_completed(waiting):
                     each.result()
             except BaseException:
                 self.stopped = True
+                for sandbox in self.every_sandbox:
+                    sandbox.stop()
                 pool.shutdown(wait=False, cancel_futures=True)
                 raise
 
@@ -216,9 +220,10 @@ class Run:
                     outcome = self.judge(path, change, sandbox)
                 else:
                     outcome = self.judge(path, self.change(path, mutant.apply(text), sandbox, "single", len(chosen)), sandbox)
-                    if outcome.status == "not compiled":
+                    if outcome.status == "not compiled" and not self.stopped:
                         self.check_unchanged(path, text, sandbox)
-                tell(mutant, outcome, time.monotonic() - started)
+                if not self.stopped:
+                    tell(mutant, outcome, time.monotonic() - started)
             if change is not None:
                 change.switch(0)
                 self.check_killers(path, change, sandbox)
@@ -304,6 +309,17 @@ class Run:
         return (name or "the program") + (" takes too long" if too_long else "" if failed else f" ends with status {status}")
 
 
+def told_before(log):
+    """What an earlier run has told of mutants, by key: those that it killed or could not compile. Tests only become more, so
+    that its survivors alone are worth another try."""
+    found = {}
+    for line in log.read_text().splitlines():
+        told = re.match(r"\d+/\d+ [\d.]+ s (killed|not compiled) (.*?): \S+:\d+: (.+)$", line)
+        if told:
+            found[told[3]] = Outcome(told[1], told[2], True)
+    return found
+
+
 def all_mutants(source, rooms):
     found = {}
     listed = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard", *rooms], cwd=source, check=True,
@@ -366,6 +382,8 @@ def arguments():
     parser.add_argument("--programs", nargs="+", default=[], metavar="PROGRAM", help="build and run these test programs only")
     parser.add_argument("--explained", action="store_true", help="make the mutants of tests/mutants.txt instead, which no test may kill")
     parser.add_argument("--only", action="append", metavar="KEY", help="make this mutant, named as the report names it")
+    parser.add_argument("--resume", type=pathlib.Path, metavar="LOG", help="take over what an earlier run has printed, but for survivors; "
+                        "only for runs with --own")
     parser.add_argument("--list", action="store_true", help="only say which mutants would be made")
     parser.add_argument("--check", action="store_true", help="only check that tests/mutants.txt fits the sources")
     parser.add_argument("--source", type=pathlib.Path, default=pathlib.Path("."), help="the tree (default: this one)")
@@ -411,7 +429,12 @@ def run(options):
         made = sum(each.status != "not compiled" for _, each, _, _ in results)
         print(f"{made}/{options.count} {seconds:.1f} s {outcome.status} {outcome.by}: {mutant.path}:{line}: {key}", flush=True)
 
-    remaining = iter(chosen)
+    before = told_before(options.resume) if options.resume else {}
+    for mutant in chosen:
+        text = candidates[mutant]
+        if outcome := before.get(mutant.key(text)):
+            results.append((mutant, outcome, mutant.key(text), mutant.line(text)))
+    remaining = (mutant for mutant in chosen if mutant.key(candidates[mutant]) not in before)
     while (missing := options.count - sum(outcome.status != "not compiled" for _, outcome, _, _ in results)) > 0:
         batch = list(itertools.islice(remaining, missing))
         if not batch:

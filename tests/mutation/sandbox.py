@@ -42,6 +42,7 @@ class Sandbox:
         self.environment = dict(os.environ, TMPDIR=str(build.build / "tmp"))
         folder.mkdir(parents=True, exist_ok=True)
         (build.build / "tmp").mkdir(exist_ok=True)
+        self.process = None
         self.output_file = build.build / f"{folder.name}.output"
         names = [] if os.geteuid() == 0 else ["--map-root-user"]
         self.prefix = ["unshare", *names, "--mount", "--pid", "--fork", "--kill-child", "--mount-proc", "sh", "-e", "-c", SCRIPT, "sh"]
@@ -65,10 +66,16 @@ class Sandbox:
         words = [*self.prefix, str(self.build.build), str(self.folder), str(self.build.binaries), str(len(places)), *pairs, *command]
         started = time.monotonic()
         with open(self.output_file, "wb") as output:
-            process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
+            self.process = process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
                                        env={**self.environment, **(environment or {})}, start_new_session=True, preexec_fn=limits)
             status, used = self.wait(process, seconds)
         return status, self.last_output(), time.monotonic() - started, used
+
+    def stop(self):
+        """Ends what runs, from another thread."""
+        process = self.process
+        if process is not None and process.returncode is None:
+            os.killpg(process.pid, signal.SIGKILL)
 
     def last_output(self):
         return self.output_file.read_bytes().decode(errors="replace")
