@@ -15,6 +15,7 @@ import threading
 from switched import switch
 
 LONGEST_COMPILATION = 600  # seconds
+SEAM = "oc-amplifier/include/yfw_platform.h"
 
 
 class Failure(Exception):
@@ -130,12 +131,11 @@ class CopiedBuild:
         return found & set(self.artefacts)
 
     def affected(self, path):
-        """The objects into which the file of the copy goes. Tests are the measure: of their sources, those alone that
-        include a changed header themselves."""
+        """The objects into which the file of the copy goes. Of the seam's header the tests keep the one that they know: they
+        stand for the other side of it."""
         changed = str(self.copy / path)
         return {name for name, each in self.compilations.items() if changed in each.reads and (
-            str(each.source) == changed or not each.source.is_relative_to(self.copy / "tests")
-            or f'/{pathlib.Path(path).name}"' in (text := each.source.read_text()) or f'"{pathlib.Path(path).name}"' in text)}
+            path != SEAM or not each.source.is_relative_to(self.copy / "tests") or f'"{pathlib.Path(path).name}"' in each.source.read_text())}
 
     def precompiled(self, compilation):
         """Options that spare the compiler the headers at the top of a source; none when they do not help."""

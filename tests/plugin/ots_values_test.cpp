@@ -70,6 +70,13 @@ TEST_P(OtsValue, LeadingZerosAreLeftOut) {
     }
 }
 
+TEST_P(OtsValue, TextThatRunsPastTheBufferIsCut) {
+    EXPECT_EQ(convert(leaf("native", "1e300")), CERR_SUCCESS);
+    const std::string whole = std::to_string(1e300 / 100.0);
+    const std::string printed = whole.substr(0, 199);
+    expect_writes({write(printed.c_str())});
+}
+
 TEST_P(OtsValue, LeafWithoutValueGivesTheEmptyText) {
     EXPECT_EQ(convert(leaf("native")), CERR_SUCCESS);
     EXPECT_SAME_TEXT(text_of(sequence()),
