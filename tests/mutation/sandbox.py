@@ -54,13 +54,13 @@ class Sandbox:
 
     def run(self, command, places, seconds, processor_seconds=None, environment=None):
         """Status, output, seconds, and seconds of processors; status None when it took longer than `seconds`. `places`: what
-        stands in the place of what. A process that takes `processor_seconds` is ended by SIGXCPU."""
+        stands in the place of what. A process that takes `processor_seconds` is ended."""
         def limits():
             resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
             resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_LIMIT, FILE_LIMIT))
             resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
             if processor_seconds:
-                resource.setrlimit(resource.RLIMIT_CPU, (processor_seconds, processor_seconds + 5))
+                resource.setrlimit(resource.RLIMIT_CPU, (processor_seconds, processor_seconds))
 
         pairs = [str(path) for pair in places.items() for path in pair]
         words = [*self.prefix, str(self.build.build), str(self.folder), str(self.build.binaries), str(len(places)), *pairs, *command]
