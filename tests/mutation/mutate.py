@@ -4,34 +4,38 @@ and CTest; knows nothing of C++ (see mutants.py)."""
 
 import argparse
 import collections
+import concurrent.futures
 import dataclasses
+import itertools
 import json
 import os
 import pathlib
+import queue
 import random
 import re
-import resource
-import shutil
 import signal
 import subprocess
 import sys
 import time
 
 import mutants
+from copied_build import Change, CopiedBuild, Failure
+from sandbox import Sandbox
+from switched import SwitchedText
 
 # Whose tests are a room's own, by CTest label; other rooms' labels are their first folders.
 LABELS = {"oc-amplifier": "plugin", "server/netconf": "netconf", "server/gnmi": "gnmi", "tools": "e2e"}
 # Tests that look at other things than what the code does, or that take minutes.
 NOT_RUN = {"faults", "fuzz", "cost", "install", "mutation"}
+# Tests of how the plug-in is compiled, which mutants are not.
+ABOUT_THE_BUILD = ["Guest.CallsTheCheckedFunctionsOfTheCLibrary"]
 SOURCES = (".cpp", ".h", ".def")
-MEMORY_LIMIT = 8 << 30
-FILE_LIMIT = 1 << 30
-REMEMBERED_KILLERS = 30
+FIRST_KILLERS = 10  # tests that are tried first on a file's mutants: the last that killed others of it
+MOST_SLOW = 60  # tests of a program that are run last, if they take
+WORTH_WAITING = 0.05  # seconds each
+WORTH_PRECOMPILING = 3  # mutants of a file
+WORTH_SWITCHING = 2
 EXPLAINED = "tests/mutants.txt"
-
-
-class Failure(Exception):
-    """The run cannot go on; the text says why."""
 
 
 @dataclasses.dataclass
@@ -43,132 +47,47 @@ class Outcome:
 
 @dataclasses.dataclass(eq=False)
 class Test:
-    """A test program, run as a whole in one process, or another command of CTest's."""
+    """A test program of GoogleTest's, whose tests run in one process, or another command of CTest's."""
 
     command: list
     labels: set
     environment: dict
     is_gtest: bool
-    usual_seconds: float = 0.0
-    kills: int = 0
+    needed: set  # artefacts
+    seconds: float = 0.0
+    processor_seconds: float = 0.0
+    slow: list = dataclasses.field(default_factory=list)  # its tests that take most of its time
 
     @property
     def name(self):
         return pathlib.Path(self.command[0]).name if self.is_gtest else " ".join(pathlib.Path(word).name for word in self.command)
 
-    def limit(self):
-        """Seconds after which it counts as hanging."""
-        return 20 + 5 * self.usual_seconds
+    def parts(self):
+        """Arguments for its quick tests, then for its slow ones."""
+        if not self.is_gtest:
+            return [[]], []
+        quick = ["--gtest_filter=-" + ":".join(self.slow + ABOUT_THE_BUILD)]
+        return [quick], [["--gtest_filter=" + ":".join(self.slow)]] if self.slow else []
 
 
-class Tree:
-    """A private copy of the sources with a build of its own."""
-
-    def __init__(self, source, build, jobs):
-        self.source, self.build, self.jobs = source, build, jobs
-        self.copy, self.binaries, self.temporary = build / "source", build / "build", build / "tmp"
-        self.environment = dict(os.environ, CCACHE_DIR=str(build / "ccache"), CCACHE_BASEDIR=str(build), CCACHE_NOHASHDIR="1",
-                                TMPDIR=str(self.temporary))
-        self.environment.pop("CCACHE_DISABLE", None)
-
-    def update(self):
-        """Makes the copy like the sources; what has not changed keeps its time and is not built again."""
-        listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard", "."], cwd=self.source,
-                                check=True, capture_output=True).stdout.decode().split("\0")
-        wanted = {name for name in listed if name and (self.source / name).is_file()}
-        self.copy.mkdir(parents=True, exist_ok=True)
-        for name in wanted:
-            ours, theirs = self.copy / name, self.source / name
-            if not ours.is_file() or ours.read_bytes() != theirs.read_bytes():
-                ours.parent.mkdir(parents=True, exist_ok=True)
-                shutil.copy(theirs, ours)
-        for path in list(self.copy.rglob("*")):
-            if path.is_file() and str(path.relative_to(self.copy)) not in wanted:
-                path.unlink()
-
-    def configure(self):
-        launcher = ["-DCMAKE_CXX_COMPILER_LAUNCHER=ccache", "-DCMAKE_C_COMPILER_LAUNCHER=ccache"] if shutil.which("ccache") else []
-        linker = ["-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld"] if shutil.which("ld.lld") else []
-        # Warnings are no errors here: a mutant may leave a variable unused.
-        self.run(["cmake", "-S", str(self.copy), "-B", str(self.binaries), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-                  "-DCMAKE_CXX_FLAGS_DEBUG=-O0 -w", "-DCMAKE_C_FLAGS_DEBUG=-O0 -w",
-                  "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST", *launcher, *linker])
-
-    def run(self, command):
-        done = subprocess.run(command, env=self.environment, capture_output=True, text=True)
-        if done.returncode != 0:
-            raise Failure(f"{' '.join(command)}\n{(done.stdout + done.stderr)[-3000:]}")
-        return done.stdout
-
-    def compiles(self, targets):
-        command = ["cmake", "--build", str(self.binaries), "-j", str(self.jobs), "--target", *targets]
-        try:
-            return subprocess.run(command, env=self.environment, capture_output=True, timeout=900).returncode == 0
-        except subprocess.TimeoutExpired:
-            return False
-
-    def build_unchanged(self, targets):
-        self.run(["cmake", "--build", str(self.binaries), "-j", str(self.jobs), "--target", *targets])
-
-    def tests(self, programs):
-        """Every test that CTest has, those of a GoogleTest program as one; of these only `programs`, unless that is empty."""
-        described = json.loads(self.run(["ctest", "--test-dir", str(self.binaries), "--show-only=json-v1"]))
-        found = {}
-        for test in described["tests"]:
-            properties = {each["name"]: each["value"] for each in test.get("properties", [])}
-            if "command" not in test or programs and pathlib.Path(test["command"][0]).name not in programs:
-                continue
-            is_gtest = any(word.startswith("--gtest_filter=") for word in test["command"])
-            command = test["command"][:1] if is_gtest else test["command"]
-            labels = set(properties.get("LABELS", []))
-            environment = dict(each.split("=", 1) for each in properties.get("ENVIRONMENT", []))
-            if not labels & NOT_RUN:
-                found.setdefault(tuple(command), Test(command, labels, environment, is_gtest))
-        return list(found.values())
-
-
-class Sandbox:
-    """Runs tests of mutants, which may do anything, where they can write to the tree's build and to a /tmp of their own
-    only, and see no processes but theirs."""
-
-    def __init__(self, tree):
-        self.tree = tree
-        names = "" if os.geteuid() == 0 else "--map-root-user"
-        own_tmp = "" if str(tree.build).startswith("/tmp/") else "mount -t tmpfs tmpfs /tmp && "
-        script = own_tmp + 'mount --rbind "$0" "$0" && mount -o remount,ro,bind / && cd "$1" && shift && exec "$@"'
-        self.prefix = ["unshare", *names.split(), "--mount", "--pid", "--fork", "--kill-child", "--mount-proc", "sh", "-c", script,
-                       str(tree.build), str(tree.binaries)]
-        tried = subprocess.run([*self.prefix, "true"], capture_output=True, text=True)
-        if tried.returncode != 0:
-            raise Failure(f"mutants are run in namespaces of their own, which cannot be made here: {tried.stderr.strip()}")
-
-    def run(self, test, arguments=()):
-        """Status, output and seconds of the test; status None when it took too long."""
-        output_file = self.tree.build / "output"
-        environment = dict(self.tree.environment, **test.environment)
-        limit = test.limit() if test.usual_seconds else 600
-        started = time.monotonic()
-        with open(output_file, "wb") as output:
-            process = subprocess.Popen([*self.prefix, *test.command, *arguments], stdin=subprocess.DEVNULL, stdout=output,
-                                       stderr=subprocess.STDOUT, env=environment, start_new_session=True, preexec_fn=self.limits)
-            try:
-                status = process.wait(limit)
-            except subprocess.TimeoutExpired:
-                status = None
-            finally:
-                # On every way out of here, the script's own end included.
-                if process.poll() is None:
-                    os.killpg(process.pid, signal.SIGKILL)
-                    process.wait()
-        shutil.rmtree(self.tree.temporary, ignore_errors=True)
-        self.tree.temporary.mkdir(exist_ok=True)
-        return status, output_file.read_bytes().decode(errors="replace"), time.monotonic() - started
-
-    @staticmethod
-    def limits():
-        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-        resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_LIMIT, FILE_LIMIT))
-        resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
+def tests_of(build, programs):
+    """Every test that CTest has, those of a GoogleTest program as one; of these only `programs`, unless that is empty."""
+    described = json.loads(build.run(["ctest", "--test-dir", str(build.binaries), "--show-only=json-v1"]))
+    found = {}
+    for test in described["tests"]:
+        properties = {each["name"]: each["value"] for each in test.get("properties", [])}
+        if "command" not in test or programs and pathlib.Path(test["command"][0]).name not in programs:
+            continue
+        is_gtest = any(word.startswith("--gtest_filter=") for word in test["command"])
+        command = test["command"][:1] if is_gtest else test["command"]
+        labels = set(properties.get("LABELS", []))
+        environment = dict(each.split("=", 1) for each in properties.get("ENVIRONMENT", []))
+        if not labels & NOT_RUN and not properties.keys() & {"FIXTURES_SETUP", "FIXTURES_REQUIRED"} and tuple(command) not in found:
+            # Other commands run whatever stands in the build but tests.
+            needed = build.needed_by(command[0]) if is_gtest else {
+                name for name, each in build.artefacts.items() if not each.path.name.endswith(("_test", "_fuzz", "_bench"))}
+            found[tuple(command)] = Test(command, labels, environment, is_gtest, needed)
+    return list(found.values())
 
 
 class Explained:
@@ -211,66 +130,194 @@ def label_of(path):
 
 
 class Run:
-    def __init__(self, tree, own_only):
-        self.tree, self.own_only = tree, own_only
-        self.sandbox = Sandbox(tree)
-        self.tests = []
-        self.killers = collections.defaultdict(list)  # of each file, the latest first
+    """Judges mutants, several at a time, each by a worker with a folder of its own."""
 
-    def prepare(self, programs):
-        self.tree.temporary.mkdir(parents=True, exist_ok=True)
-        self.tests = self.tree.tests(programs)
+    def __init__(self, build, own_only, workers, programs):
+        self.build, self.own_only = build, own_only
+        self.every_sandbox = [Sandbox(build, build.build / f"worker-{number}") for number in range(workers)]
+        self.sandboxes = queue.SimpleQueue()
+        for sandbox in self.every_sandbox:
+            self.sandboxes.put(sandbox)
+        self.workers = workers
+        self.tests = tests_of(build, programs)
+        self.killers = collections.defaultdict(list)  # (program, test) of each file, the latest first
+        self.kills = collections.Counter()  # of each file and test
+        self.all_killers = collections.defaultdict(set)
+        self.compiled_before = set()  # files that compile without a change
+        self.stopped = False
 
-    def measure(self, test):
-        status, output, seconds = self.sandbox.run(test)
-        if status != 0:
-            raise Failure(f"{test.name} fails without any change:\n{output[-3000:]}")
-        test.usual_seconds = seconds
+    def measure(self, chosen):
+        """Runs what will be needed without a change: it passes, and takes so long."""
+        sandbox = self.sandboxes.get()
+        sandbox.try_out()
+        wanted = {id(test): test for path in {mutant.path for mutant in chosen} for test, _ in self.order(path)}
+        for test in wanted.values():
+            times = sandbox.folder / "times.json"
+            times.unlink(missing_ok=True)
+            arguments = [f"--gtest_output=json:{times}"] if test.is_gtest else []
+            status, output, test.seconds, test.processor_seconds = sandbox.run([*test.command, *arguments], {}, 900, None,
+                                                                               test.environment)
+            if status != 0:
+                raise Failure(f"{test.name} fails without any change:\n{output[-3000:]}")
+            if test.is_gtest:
+                test.slow = self.slow_tests(json.loads(times.read_text()))
+            print(f"{test.name}: {test.seconds:.1f} s, {test.processor_seconds:.1f} s of processors, {len(test.slow)} slow tests",
+                  flush=True)
+        self.sandboxes.put(sandbox)
+
+    @staticmethod
+    def slow_tests(result):
+        """The longest tests, which take half of the time together, unless all are much alike."""
+        times = sorted(((float(test["time"].rstrip("s")), f"{suite['name']}.{test['name']}") for suite in result["testsuites"]
+                        for test in suite["testsuite"]), reverse=True)
+        slow, left = [], sum(each for each, _ in times) / 2
+        for seconds, name in times[:MOST_SLOW]:
+            if left <= 0 or seconds < WORTH_WAITING:
+                break
+            slow.append(name)
+            left -= seconds
+        return slow
 
     def order(self, path):
-        """The tests that can kill a mutant of `path`: the room's own, then the others, the most successful first."""
+        """The tests that can kill a mutant of `path`, and whether they are the room's own."""
         label = label_of(path)
-        own = sorted((test for test in self.tests if label in test.labels), key=lambda test: -test.kills)
-        if not own:
+        if not any(label in test.labels for test in self.tests):
             raise Failure(f"{path}: no tests have the label {label}")
-        rest = [] if self.own_only else sorted((test for test in self.tests if label not in test.labels), key=lambda test: -test.kills)
-        return [(test, True) for test in own] + [(test, False) for test in rest]
+        found = [(test, label in test.labels) for test in self.tests if label in test.labels or not self.own_only]
+        return sorted(found, key=lambda each: (not each[1], not each[0].is_gtest, -self.kills[path, each[0].name],
+                                               each[0].processor_seconds))
 
-    def targets(self, test):
-        # A target's program has its name. Other commands run whatever stands in the build.
-        return [test.name] if test.is_gtest else ["all"]
+    def judge_all(self, chosen, texts, tell):
+        """Calls `tell` with each mutant, what became of it, and the seconds that it took. A worker takes a file at a time."""
+        files = collections.defaultdict(list)
+        for mutant in chosen:
+            files[mutant.path].append(mutant)
+        with concurrent.futures.ThreadPoolExecutor(self.workers) as pool:
+            waiting = [pool.submit(self.judge_file, path, files[path], texts[files[path][0]], tell)
+                       # Headers last: a change of theirs is compiled many times.
+                       for path in sorted(files, key=lambda path: (not path.endswith(".cpp"), -len(files[path])))]
+            try:
+                for each in concurrent.futures.as_completed(waiting):
+                    each.result()
+            except BaseException:
+                self.stopped = True
+                for sandbox in self.every_sandbox:
+                    sandbox.stop()
+                pool.shutdown(wait=False, cancel_futures=True)
+                raise
 
-    def judge(self, mutant):
-        for test, own in self.order(mutant.path):
-            if not self.tree.compiles(self.targets(test)):
-                return Outcome("not compiled")
-            killer = self.killer(mutant, test)
-            if killer:
-                test.kills += 1
-                return Outcome("killed", f"{test.name}: {killer}", own)
+    def judge_file(self, path, chosen, text, tell):
+        sandbox = self.sandboxes.get()
+        try:
+            numbers, change = self.switched_change(path, chosen, text, sandbox) if len(chosen) >= WORTH_SWITCHING else ({}, None)
+            # Those that are compiled already know soonest which tests kill.
+            for mutant in sorted(chosen, key=lambda mutant: numbers.get(mutant, len(chosen) + 1)):
+                if self.stopped:
+                    return
+                started = time.monotonic()
+                if mutant in numbers:
+                    change.switch(numbers[mutant])
+                    outcome = self.judge(path, change, sandbox)
+                else:
+                    outcome = self.judge(path, self.change(path, mutant.apply(text), sandbox, "single", len(chosen)), sandbox)
+                    if outcome.status == "not compiled" and not self.stopped:
+                        self.check_unchanged(path, text, sandbox)
+                if not self.stopped:
+                    tell(mutant, outcome, time.monotonic() - started)
+            if change is not None:
+                change.switch(0)
+                self.check_killers(path, change, sandbox)
+        finally:
+            self.sandboxes.put(sandbox)
+
+    def switched_change(self, path, chosen, text, sandbox):
+        """The number of each mutant that can be switched, and what they are all in."""
+        switched = SwitchedText(path, text, chosen)
+        needed = {name for test, own in self.order(path) if own for name in test.needed}
+        while switched.numbers:
+            change = self.change(path, switched.text, sandbox, "switched", len(chosen))
+            objects = sorted(change.objects.keys() & {each for name in needed for each in self.build.artefacts[name].objects})
+            if all(change.compiled(name) for name in objects):
+                return switched.numbers, change
+            if not switched.drop(change.complaints()):
+                break
+        return {}, None
+
+    def judge(self, path, change, sandbox):
+        """What becomes of a changed file."""
+        order = [(test, own) for test, own in self.order(path) if change.concerns(test.needed)]
+        for own in (True, False):
+            for test, arguments in self.rounds(path, [test for test, is_own in order if is_own == own]):
+                if not change.make(test.needed):
+                    return Outcome("not compiled")
+                killer = self.killer(path, test, arguments, change.places, sandbox)
+                if killer:
+                    self.kills[path, test.name] += 1
+                    return Outcome("killed", f"{test.name}: {killer}", own)
         return Outcome("survived")
 
-    def killer(self, mutant, test):
-        """Which test of the program fails; None: none."""
-        if not test.is_gtest:
-            status, output, _ = self.sandbox.run(test)
-            return None if status == 0 else "takes too long" if status is None else f"status {status}"
-        known = [name for program, name in self.killers[mutant.path] + self.killers[""] if program == test.name]
-        filters = ["--gtest_filter=" + ":".join(dict.fromkeys(known))] if known else []
-        for arguments in [*([each] for each in filters), []]:
-            status, output, _ = self.sandbox.run(test, ["--gtest_fail_fast", *arguments])
-            if status == 0:
+    def check_killers(self, path, change, sandbox):
+        """With no mutant switched on, the tests that killed the file's mutants pass, or they would say nothing."""
+        for test in self.tests:
+            names = [name for program, name in self.all_killers[path] if program == test.name]
+            if not names or not change.make(test.needed):
                 continue
-            failed = re.findall(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", output, re.MULTILINE)
-            started = re.findall(r"^\[ RUN      \] ([\w/]+\.[\w/]+)", output, re.MULTILINE)
-            name = failed[0] if failed else started[-1] if started else ""
-            if name and status is not None:
-                for names in (self.killers[mutant.path], self.killers[""]):
-                    names.insert(0, (test.name, name))
-                    del names[REMEMBERED_KILLERS:]
-            how = " takes too long" if status is None else "" if failed else f" ends with status {status}"
-            return (name or "the program") + how
-        return None
+            killer = self.killer(path, test, ["--gtest_filter=" + ":".join(names)] if test.is_gtest else [], change.places, sandbox)
+            if killer:
+                raise Failure(f"{path}, with every mutant off: {test.name}: {killer}:\n{sandbox.last_output()[-3000:]}")
+
+    def change(self, path, text, sandbox, folder, mutants_of_file):
+        return Change(self.build, sandbox.folder / folder, path, text, sandbox, mutants_of_file >= WORTH_PRECOMPILING)
+
+    def rounds(self, path, tests):
+        """What to run, in this order: the tests that killed others, the quick ones of every program, the slow ones."""
+        known = [(test, name) for test in tests for program, name in self.killers[path][:FIRST_KILLERS] if program == test.name]
+        for test in tests:
+            names = [name for each, name in known if each is test]
+            if names:
+                yield test, ["--gtest_filter=" + ":".join(names)]
+        for part in (0, 1):
+            for test in tests:
+                for arguments in test.parts()[part]:
+                    yield test, arguments
+
+    def check_unchanged(self, path, text, sandbox):
+        """What does not compile has to do so without the change, or the fault is not the mutant's."""
+        needed = {name for test, own in self.order(path) if own for name in test.needed}
+        if path not in self.compiled_before and not self.change(path, text, sandbox, "single", 1).make(needed):
+            raise Failure(f"{path} cannot be compiled and linked apart from the build, changed or not:\n{sandbox.last_output()}")
+        self.compiled_before.add(path)
+
+    def killer(self, path, test, arguments, places, sandbox):
+        """Which test of the program fails; None: none."""
+        words = ["--gtest_fail_fast", *arguments] if test.is_gtest else []
+        status, output, _, _ = sandbox.run([*test.command, *words], places, 20 + 5 * test.seconds,
+                                           int(4 + 3 * test.processor_seconds), test.environment)
+        if status == 0:
+            return None
+        too_long = status in (None, 128 + signal.SIGXCPU, -signal.SIGXCPU)
+        if not test.is_gtest:
+            self.all_killers[path].add((test.name, ""))
+            return "takes too long" if too_long else f"status {status}"
+        failed = re.findall(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", output, re.MULTILINE)
+        started = re.findall(r"^\[ RUN      \] ([\w/]+\.[\w/]+)", output, re.MULTILINE)
+        name = failed[0] if failed else started[-1] if started else ""
+        if name and not too_long:
+            names = [each for each in self.killers[path] if each != (test.name, name)]
+            self.all_killers[path].add((test.name, name))
+            self.killers[path] = [(test.name, name), *names][:FIRST_KILLERS]
+        return (name or "the program") + (" takes too long" if too_long else "" if failed else f" ends with status {status}")
+
+
+def told_before(log):
+    """What an earlier run has told of mutants, by key: those that it killed or could not compile. Tests only become more, so
+    that its survivors alone are worth another try."""
+    found = {}
+    for line in log.read_text().splitlines():
+        told = re.match(r"\d+/\d+ [\d.]+ s (killed|not compiled) (.*?): \S+:\d+: (.+)$", line)
+        if told:
+            found[told[3]] = Outcome(told[1], told[2], True)
+    return found
 
 
 def all_mutants(source, rooms):
@@ -335,6 +382,8 @@ def arguments():
     parser.add_argument("--programs", nargs="+", default=[], metavar="PROGRAM", help="build and run these test programs only")
     parser.add_argument("--explained", action="store_true", help="make the mutants of tests/mutants.txt instead, which no test may kill")
     parser.add_argument("--only", action="append", metavar="KEY", help="make this mutant, named as the report names it")
+    parser.add_argument("--resume", type=pathlib.Path, metavar="LOG", help="take over what an earlier run has printed, but for survivors; "
+                        "only for runs with --own")
     parser.add_argument("--list", action="store_true", help="only say which mutants would be made")
     parser.add_argument("--check", action="store_true", help="only check that tests/mutants.txt fits the sources")
     parser.add_argument("--source", type=pathlib.Path, default=pathlib.Path("."), help="the tree (default: this one)")
@@ -365,38 +414,32 @@ def run(options):
         for mutant in chosen[: options.count]:
             print(f"{mutant.path}:{mutant.line(candidates[mutant])}: {mutant.key(candidates[mutant])}")
         return 0
-    tree = Tree(source, options.build.resolve(), options.jobs)
-    tree.update()
-    tree.configure()
+    build = CopiedBuild(source, options.build.resolve(), options.jobs)
+    build.update()
     print(f"{len(candidates)} mutants can be made; building the tree without any", flush=True)
-    tree.build_unchanged(options.programs or ["all"])
-    runner = Run(tree, options.own)
-    runner.prepare(options.programs)
-    wanted = {id(test): test for room in {mutant.path for mutant in chosen} for test, _ in runner.order(room)}
-    for test in wanted.values():
-        runner.measure(test)
-        print(f"{test.name}: {test.usual_seconds:.1f} s", flush=True)
-    results, made = [], 0
-    remaining = iter(chosen)
-    while made < options.count:
-        # A file's mutants one after the other: the next one's build takes the last one back.
-        batch = sorted((mutant for _, mutant in zip(range(options.count - made), remaining)), key=lambda mutant: mutant.path)
+    build.make(options.programs or ["all"])
+    runner = Run(build, options.own, options.jobs, options.programs)
+    runner.measure(chosen[: options.count])
+    results = []
+
+    def tell(mutant, outcome, seconds):
+        text = candidates[mutant]
+        key, line = mutant.key(text), mutant.line(text)
+        results.append((mutant, outcome, key, line))
+        made = sum(each.status != "not compiled" for _, each, _, _ in results)
+        print(f"{made}/{options.count} {seconds:.1f} s {outcome.status} {outcome.by}: {mutant.path}:{line}: {key}", flush=True)
+
+    before = told_before(options.resume) if options.resume else {}
+    for mutant in chosen:
+        text = candidates[mutant]
+        if outcome := before.get(mutant.key(text)):
+            results.append((mutant, outcome, mutant.key(text), mutant.line(text)))
+    remaining = (mutant for mutant in chosen if mutant.key(candidates[mutant]) not in before)
+    while (missing := options.count - sum(outcome.status != "not compiled" for _, outcome, _, _ in results)) > 0:
+        batch = list(itertools.islice(remaining, missing))
         if not batch:
             break
-        for mutant in batch:
-            text = candidates[mutant]
-            file = tree.copy / mutant.path
-            started = time.monotonic()
-            try:
-                file.write_text(mutant.apply(text))
-                outcome = runner.judge(mutant)
-            finally:
-                file.write_text(text)
-            made += outcome.status != "not compiled"
-            key, line = mutant.key(text), mutant.line(text)
-            results.append((mutant, outcome, key, line))
-            print(f"{made}/{options.count} {time.monotonic() - started:.1f} s {outcome.status} {outcome.by}: {mutant.path}:{line}: {key}",
-                  flush=True)
+        runner.judge_all(batch, candidates, tell)
     return 0 if report(results, explained) else 1
 
 

@@ -9,6 +9,7 @@ import tempfile
 import unittest
 
 import mutants
+import switched
 
 FOLDER = pathlib.Path(__file__).resolve().parent
 KILLED = "room/limit.cpp: early exit: return 10; => {}"
@@ -63,6 +64,55 @@ class Changes(unittest.TestCase):
         source = "x = 0;\nx = 0;\n"
         self.assertEqual([mutant.key(source) for mutant in mutants.mutants_of("a.cpp", source)],
                          ["a.cpp: constant: x = 0; => x = 1;", "a.cpp#2: constant: x = 0; => x = 1;"])
+
+
+class Switched(unittest.TestCase):
+    """Several mutants in one text, of which one is chosen when the program runs."""
+
+    SOURCE = "int f(int a) {\n    if (a > 1 && g(a, 2))\n        return 3;\n    h(a);\n    return a + 4;\n}\n"
+
+    def switched(self, source, *kinds):
+        chosen = [mutant for mutant in mutants.mutants_of("a.cpp", source) if not kinds or mutant.kind in kinds]
+        return switched.SwitchedText("a.cpp", source, chosen)
+
+    def test_an_expression_is_chosen(self):
+        text = self.switched(self.SOURCE, "step").text
+        self.assertIn("return ((switched_mutant.number == 1) ? (a - 4) : (a + 4));", text)
+
+    def test_a_call_and_an_early_exit_are_left_out(self):
+        text = self.switched(self.SOURCE, "call", "early exit").text
+        self.assertIn("{ if(switched_mutant.number == 1){{} } else if(true) { return 3; } }", text)
+        self.assertIn("{ if(switched_mutant.number == 2){{} } else if(true) { h(a); } }", text)
+
+    def test_a_call_whose_arguments_change_is_chosen_as_a_whole(self):
+        self.assertIn("(switched_mutant.number == 1) ? (a > 1 && g(2, a)) : ", self.switched(self.SOURCE, "arguments").text)
+
+    def test_what_lies_in_each_other_is_written_in_each_other(self):
+        both = self.switched("int f(int a) {\n    return g(a > 1) + 2;\n}\n", "step", "relation")
+        self.assertIn("? (g(a > 1) - 2) : (g(((switched_mutant.number == 1) ? (a <= 1) : ", both.text)
+
+    def test_declarations_and_what_is_in_no_function_are_compiled_by_themselves(self):
+        self.assertEqual(self.switched("const int a = 1;\n").numbers, {})
+        self.assertEqual(self.switched("void f() {\n    Writer w(a, b);\n}\n", "arguments").numbers, {})
+
+    def test_what_the_compiler_refuses_becomes_a_statement_and_is_left_out_then(self):
+        source = 'void f() {\n    g(h("a"));\n}\n'
+        text = self.switched(source, "text")
+        for way in ('{ if(switched_mutant.number == 1){ g(h("x")); } else if(true) { g(h("a")); } }', source):
+            line, column = 2, text.text.split("\n")[1].index("switched") if "switched" in text.text.split("\n")[1] else 1
+            self.assertTrue(text.drop([(line, column)]))
+            self.assertIn(way, text.text)
+        self.assertEqual(text.numbers, {})
+
+    def test_a_program_is_switched_wherever_the_text_went(self):
+        with tempfile.TemporaryDirectory() as folder:
+            program = pathlib.Path(folder) / "program"
+            one = switched.MARK + bytes(4)
+            program.write_bytes(b"." + one + b"." + one)
+            self.assertTrue(switched.switch(program, 7))
+            self.assertEqual(program.read_bytes(), (b"." + switched.MARK + b"\7\0\0\0") * 2)
+            program.write_bytes(b"nothing")
+            self.assertFalse(switched.switch(program, 7))
 
 
 class Runs(unittest.TestCase):

@@ -29,6 +29,18 @@ TEST_P(GainToNative, EditWritesTenthsWithItsSource) {
                        ask_delete(node("gain")), write("155", node("gain")), trc("End")));
 }
 
+TEST_P(GainToNative, WhatIsNoPlainDecimalIsReadAsTheCLibraryReadsIt) {
+    kind(YFW_KIND_EDIT);
+    const std::vector<std::pair<const char *, const char *>> read_as{{".5", "5"},    {"5.", "50"}, {"1.2.3", "12"},
+                                                                     {"1..5", "10"}, {"-", "0"},   {"-.5", "-5"},
+                                                                     {"1.5x", "15"}, {".", "0"}};
+    for (const auto &[text, native] : read_as) {
+        platform.forget_calls();
+        EXPECT_EQ(convert(leaf("gain", text)), CERR_SUCCESS);
+        expect_writes({write(native, node("gain"))});
+    }
+}
+
 TEST_P(GainToNative, DeleteWritesNoValue) {
     kind(YFW_KIND_EDIT);
     EXPECT_EQ(convert(leaf("gain", "15.56").op(YFW_OP_DELETE)), CERR_SUCCESS);

@@ -61,6 +61,25 @@ class KeysToNative : public PluginTest {
     }
 };
 
+// ---- Every converter --------------------------------------------------------------------------------------------
+
+class TracedConverter : public KeysToNative, public testing::WithParamInterface<std::string> {};
+
+TEST_P(TracedConverter, SaysWhereItStartsAndEnds) {
+    ASSERT_EQ(call(GetParam(), tree(leaf("name", "0/1-AMP-PRE"))), CERR_SUCCESS);
+    const Lines traces = messages();
+    ASSERT_GE(traces.size(), 2U);
+    EXPECT_EQ(traces.front(), trc("Start"));
+    EXPECT_EQ(traces.back(), trc("End"));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, TracedConverter,
+                         testing::Values("oc_opt_amp_cfg_amplifier_list_to_low", "oc_opt_amp_cfg_amplifier_key_to_low",
+                                         "oc_opt_amp_cfg_get_amplifier_key_to_low",
+                                         "oc_opt_amp_state_get_amplifier_key_to_low", "oc_opt_amp_super_ch_list_to_low",
+                                         "oc_opt_amp_cfg_super_ch_key_to_low", "oc_opt_amp_state_super_ch_key_to_low"),
+                         [](const auto &test) { return test.param; });
+
 // ---- Amplifier list ---------------------------------------------------------------------------------------------
 
 class AmplifierList : public KeysToNative {

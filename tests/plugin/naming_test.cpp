@@ -40,6 +40,11 @@ TEST_P(AmplifierName, GivesTheOtsController) {
     EXPECT_EQ(converted("ampli_key_to_ots_ctrl_key", GetParam().amplifier), GetParam().ots);
 }
 
+TEST_P(AmplifierName, GoesToNoBufferThatIsMissing) {
+    for (const char *function : {"ampli_key_to_ots_ctrl_key", "ampli_key_to_sysdb_ots_ctrl_key"})
+        EXPECT_EQ(plugin().function<Convert>(function)(GetParam().amplifier.c_str(), nullptr), 0) << function;
+}
+
 TEST_P(AmplifierName, GivesTheSystemDatabaseKey) {
     EXPECT_EQ(converted("ampli_key_to_sysdb_ots_ctrl_key", GetParam().amplifier), GetParam().sysdb);
 }

@@ -729,6 +729,12 @@ TEST_P(StrictList, RefusesTwoKeys) {
     expect_writes({});
 }
 
+TEST_P(StrictList, RefusesTwoKeysOfWhichOneIsFlagged) {
+    EXPECT_EQ(call(list().walker, tree(container(list().tag, {leaf(list().key, "x").key(), leaf(list().key, "y")}))),
+              YMAP_RC_BAD_KEY);
+    EXPECT_EQ(error_path(), list().key);
+}
+
 TEST_P(StrictList, RefusesAKeyThatIsNotFlagged) {
     EXPECT_EQ(call(list().walker, tree(container(list().tag, {leaf(list().key, "x")}))), YMAP_RC_BAD_KEY);
     EXPECT_EQ(error_path(), list().key);

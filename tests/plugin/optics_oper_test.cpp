@@ -382,6 +382,15 @@ TEST_P(LanePower, OfAWholeRequestInsideAnotherPortIsNotWritten) {
     EXPECT_EQ(messages().back(), trc("End"));
 }
 
+TEST_P(LanePower, OfAWholeRequestInsideAHierarchyThatIsMissingIsNotWritten) {
+    ask_for({});
+    request.hierarchy_len = 3;
+    request.hierarchy = nullptr;
+    EXPECT_EQ(convert(leaf("power", "100")), CERR_SUCCESS);
+    expect_writes({});
+    EXPECT_THAT(messages(), testing::Contains(trc("interface_key: ")));
+}
+
 TEST_P(LanePower, InterfaceKeyMayHoldOpticsAnywhere) {
     ask_for({});
     stand_in("xOpticsx");

@@ -60,6 +60,16 @@ TEST_P(OtsValue, HundredthsBecomeTwoDecimals) {
                       trc(GetParam().words + "-oc = -12.34"), write("-12.34"), trc("End"))));
 }
 
+TEST_P(OtsValue, LeadingZerosAreLeftOut) {
+    const std::vector<std::pair<const char *, const char *>> shown_as{
+        {"0017", "0.17"}, {"-007", "-0.07"}, {"000", "0.00"}, {"01750", "17.50"}};
+    for (const auto &[native, text] : shown_as) {
+        platform.forget_calls();
+        EXPECT_EQ(convert(leaf("native", native)), CERR_SUCCESS);
+        expect_writes({write(text)});
+    }
+}
+
 TEST_P(OtsValue, LeafWithoutValueGivesTheEmptyText) {
     EXPECT_EQ(convert(leaf("native")), CERR_SUCCESS);
     EXPECT_SAME_TEXT(text_of(sequence()),

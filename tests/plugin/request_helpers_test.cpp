@@ -145,6 +145,29 @@ TEST_F(RequestHelpers, DeepTreeIsCutNotOverrun) {
     EXPECT_LT(strnlen(path.data(), path.size()), path.size());
 }
 
+TEST_F(RequestHelpers, NodeWithoutTagAddsNothingToThePath) {
+    Node without_tag = container("", {leaf("name", "x").key()});
+    without_tag.tag.reset();
+    EXPECT_EQ(compare(tree(without_tag), "/name"), 1);
+    EXPECT_EQ(check(tree(without_tag), "/name"), 1);
+}
+
+TEST_F(RequestHelpers, KeyWithoutValueIsFoundEmpty) {
+    key.fill('k');
+    EXPECT_EQ(compare(tree(leaf("name").key()), "name"), 1);
+    EXPECT_STREQ(key.data(), "");
+}
+
+TEST_F(RequestHelpers, PrintDataPassesOverArraysThatAreMissing) {
+    request.node_data = nullptr;
+    request.node_data_count = 2;
+    request.output_list_key = nullptr;
+    request.list_index = 2;
+    plugin().function<PrintData>("print_data")(ctx);
+    EXPECT_EQ(messages(), Lines{trc("ctx->list_index 2")});
+    EXPECT_EQ(platform.calls_of({"yfw_map_print_datatree_internal"}).size(), 5U);
+}
+
 // ---- Request types ----------------------------------------------------------------------------------------------
 
 struct RequestTypeCase {
@@ -246,6 +269,26 @@ TEST_F(FullPath, IsTheLastThatIsSearchedForAKey) {
         // Below a full path every node would seem to stand at that path.
         EXPECT_EQ(compare(chain(root_tag), (std::string(root_tag, 'r') + "/child").substr(0, 199)), 0) << root_tag;
         EXPECT_EQ(nodes_compared(), nodes) << root_tag;
+    }
+}
+
+TEST_F(FullPath, IsWhereAChildStandsWhoseTagDoesNotFit) {
+    const std::string full = std::string(198, 'r') + "/";
+    const yfw_datatree *root = tree(container(std::string(198, 'r'), {leaf("name", "x").key()}));
+    EXPECT_EQ(compare(root, full), 1);
+    EXPECT_STREQ(key.data(), "x");
+    EXPECT_EQ(check(root, full), 1);
+}
+
+TEST_F(FullPath, IsBoundedByTheBufferInEveryCopy) {
+    const yfw_datatree *root = tree(amplifier_request("0/1-AMP-PRE"));
+    EXPECT_EQ(compare(root, name_path), 1);
+    EXPECT_EQ(check(root, name_path), 1);
+    const Lines copies = platform.calls_of({"yfw_strcat_s", "yfw_strcpy_s"});
+    EXPECT_EQ(copies.size(), 7U + 3U + 1U + 7U + 3U);
+    for (const std::string &copy : copies) {
+        const char *size = copy.ends_with("\"0/1-AMP-PRE\"") ? " 20 " : " 200 ";
+        EXPECT_THAT(copy, testing::HasSubstr(size));
     }
 }
 

@@ -2,9 +2,13 @@
 #include "plugin_fixture.h"
 #include "short_text.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <climits>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -134,6 +138,40 @@ TEST(TextReader, ReadsTheNumbersThatTheCLibraryReads) {
         ASSERT_EQ(reader.number(read), found) << text;
         EXPECT_EQ(read, expected) << text;
         EXPECT_TRUE(!found || reader.passes(text.c_str() + used)) << text;
+    }
+}
+
+/// A copy of a text whose terminator is the last byte that can be read.
+class TextAtTheEndOfAPage {
+  public:
+    explicit TextAtTheEndOfAPage(const std::string &text) : page_(static_cast<size_t>(sysconf(_SC_PAGESIZE))) {
+        void *both = mmap(nullptr, 2 * page_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        start_ = static_cast<char *>(both);
+        mprotect(start_ + page_, page_, PROT_NONE);
+        text_ = start_ + page_ - text.size() - 1;
+        std::memcpy(text_, text.c_str(), text.size() + 1);
+    }
+    TextAtTheEndOfAPage(const TextAtTheEndOfAPage &) = delete;
+    TextAtTheEndOfAPage &operator=(const TextAtTheEndOfAPage &) = delete;
+    ~TextAtTheEndOfAPage() { munmap(start_, 2 * page_); }
+    const char *text() const { return text_; }
+
+  private:
+    size_t page_;
+    char *start_;
+    char *text_;
+};
+
+TEST(NamesByHand, AreNotReadBehindTheirEnds) {
+    for (const char *name :
+         {"", "0/", "0/1", "0/-", "0/1-AMP-", "0/1-AMP-PRE", "Ots0/", "Ots0/1", "Ots0/1/0/", "Ots0/1/0/1"}) {
+        const TextAtTheEndOfAPage at_the_end(name);
+        char buffer[value_size];
+        for (const char *function :
+             {"ampli_key_to_ots_ctrl_key", "ampli_key_to_sysdb_ots_ctrl_key", "ots_ctrl_key_to_ampli_key"})
+            EXPECT_EQ(plugin().function<Convert>(function)(at_the_end.text(), buffer),
+                      plugin().function<Convert>(function)(std::string(name).c_str(), buffer))
+                << function << " of " << name;
     }
 }
 

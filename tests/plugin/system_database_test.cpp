@@ -81,8 +81,10 @@ TEST_F(SystemDatabase, FetchBindsReadsAndUnbinds) {
 
 TEST_F(SystemDatabase, FailedBindIsTracedAndReturned) {
     platform.answer("_sysdb_bind", 0x77);
+    bag.length = 9;
     EXPECT_EQ(fetch("item"), 0x77U);
     EXPECT_EQ(bag.data, nullptr);
+    EXPECT_EQ(bag.length, 0U);
     expect_calls({trc("path item"), bind(ots_bind), trc("sysdb_bind failed code 0x77")});
 }
 
@@ -307,7 +309,7 @@ struct TokenText {
     const char *text;
 };
 
-class TokenConversion : public PluginTest, public testing::WithParamInterface<TokenText> {
+class TokenTexts : public PluginTest {
   protected:
     static bag_token_td token_of(const TokenText &given) {
         bag_token_td token{};
@@ -321,12 +323,26 @@ class TokenConversion : public PluginTest, public testing::WithParamInterface<To
     }
 };
 
+class TokenConversion : public TokenTexts, public testing::WithParamInterface<TokenText> {};
+
 TEST_P(TokenConversion, WritesTheTextOfItsType) {
     bag_token_td token = token_of(GetParam());
     std::array<char, 200> text{};
     plugin().function<TokenToText>("convert_bag_value_to_str")(ctx, &token, text.data());
     EXPECT_STREQ(text.data(), GetParam().text);
     expect_calls({});
+}
+
+TEST_F(TokenTexts, CutsTextsOfBothWordsToTheBuffer) {
+    const std::string longer(300, 'x');
+    for (const bag_token_type_td type : {BAG_TOKEN_TEXT, BAG_TOKEN_LONG_TEXT}) {
+        bag_token_td token = token_of({type, 0, longer.c_str(), longer.c_str(), nullptr});
+        std::array<char, 201> text{};
+        text.back() = '!';
+        plugin().function<TokenToText>("convert_bag_value_to_str")(ctx, &token, text.data());
+        EXPECT_EQ(std::string(text.data()), std::string(199, 'x'));
+        EXPECT_EQ(text.back(), '!');
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -339,7 +355,8 @@ INSTANTIATE_TEST_SUITE_P(
                     TokenText{5, 4294967295LL, nullptr, nullptr, "4294967295"},
                     TokenText{9, -7, nullptr, nullptr, "-7"}, TokenText{10, 0, nullptr, nullptr, "FALSE"},
                     TokenText{10, 1, nullptr, nullptr, "TRUE"}, TokenText{10, 256, nullptr, nullptr, "TRUE"},
-                    TokenText{12, 0, "first", "second", "first"}, TokenText{13, 0, "first", "second", "second"}),
+                    TokenText{12, 0, "first", "second", "first"}, TokenText{13, 0, "first", "second", "second"},
+                    TokenText{12, 0, nullptr, "second", ""}, TokenText{13, 0, "first", nullptr, ""}),
     [](const auto &test) { return case_name(test.index, "type " + std::to_string(test.param.type)); });
 
 TEST_F(SystemDatabase, AddressIsWrittenDotted) {
@@ -413,6 +430,18 @@ TEST_F(SystemDatabase, KeyIsNotDefinedWhenListingFails) {
     EXPECT_THAT(messages(), testing::Contains(trc("sysdb_list failed code 0x66")));
     EXPECT_TRUE(platform.calls_of({"sysdb_list_next", "sysdb_list_free"}).empty());
     EXPECT_EQ(platform.calls_of({"_sysdb_unbind"}).size(), 1U);
+}
+
+TEST_F(SystemDatabase, ListingThatSucceedsWithoutAnythingIsSteppedThroughAndFreed) {
+    key_is_defined("Ots0_1_0_0");
+    size_t listing = 1;
+    while (platform.function_of_call(listing) != "sysdb_list")
+        ++listing;
+    platform.forget_calls();
+    platform.empty_call(listing);
+    EXPECT_EQ(key_is_defined("Ots0_1_0_0"), 0);
+    EXPECT_EQ(platform.calls_of({"sysdb_list_next", "sysdb_list_free"}),
+              (Lines{"sysdb_list_next strange-listing 0", "sysdb_list_free strange-listing"}));
 }
 
 TEST_F(SystemDatabase, ListingThatBreaksIsFreedAndUnbound) {
