@@ -55,6 +55,7 @@ TEST(SeamHeaderLayout, RecordsArePlain) {
     EXPECT_TRUE(std::is_standard_layout_v<yfw_map_request> && std::is_trivial_v<yfw_map_request>);
     EXPECT_TRUE(std::is_standard_layout_v<yfw_map_ctx_s> && std::is_trivial_v<yfw_map_ctx_s>);
     EXPECT_LT(offsetof(yfw_map_ctx_s, req_ctx), offsetof(yfw_map_ctx_s, debug_filter));
+    EXPECT_EQ(sizeof(yfw_map_ctx_s::print_state), 2 * sizeof(uint32_t));
     EXPECT_LT(offsetof(yfw_datatree, operation), offsetof(yfw_datatree, children));
     EXPECT_LT(offsetof(yfw_map_request, plist), offsetof(yfw_map_request, reg_dup_datatree));
 }
