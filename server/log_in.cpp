@@ -2,6 +2,7 @@
 #include "server/log_in.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 namespace ocamp::server {
@@ -39,12 +40,9 @@ LogInDelays::Entry &LogInDelays::entry(const std::string &address, Clock::time_p
     return latest_first_.front();
 }
 
-LogInDelays::Clock::time_point LogInDelays::next_turn(const std::string &address, Clock::time_point now) {
-    Entry &known = entry(address, now);
-    const Clock::time_point turn = std::max(now, known.until);
-    known.last = now;
-    known.until = turn + wait_after(known.failures);
-    return turn;
+LogInDelays::Clock::time_point LogInDelays::next_turn(const std::string &address) const {
+    const auto found = by_address_.find(address);
+    return found != by_address_.end() ? found->second->until : Clock::time_point{};
 }
 
 void LogInDelays::failed(const std::string &address, Clock::time_point now) {
@@ -103,19 +101,72 @@ LogInAnswer LogIns::tell(const Peer &peer, std::string_view user, std::string_vi
     return found ? LogInAnswer(Principal{found->name, found->role}) : std::nullopt;
 }
 
-void LogIns::password(const Peer &peer, std::string_view user, std::string_view password,
-                      std::function<void(const LogInAnswer &)> answer) {
+bool LogIns::password(const Peer &peer, std::string_view user, std::string_view password,
+                      std::function<bool()> is_wanted, std::function<void(const LogInAnswer &answer)> answer) {
+    const auto attempt = std::make_shared<const Attempt>(
+        Attempt{peer, std::string(user), std::string(password), std::move(is_wanted), std::move(answer)});
+    if (stand_in_line(attempt))
+        return true;
+    drop_unwanted();
+    if (stand_in_line(attempt))
+        return true;
+    tell(peer, user, "password", std::nullopt);
+    return false;
+}
+
+bool LogIns::stand_in_line(const AttemptPointer &attempt) {
+    const std::lock_guard lock(mutex_);
+    const std::string &address = attempt->peer.address;
+    auto line = std::find_if(lines_.begin(), lines_.end(), [&](const Line &one) { return one.address == address; });
+    if (waiting_ >= most_waiting || (line != lines_.end() && line->waiting.size() >= most_waiting_of_address))
+        return false;
+    if (line == lines_.end())
+        line = lines_.insert(lines_.end(), {.address = address, .waiting = {}});
+    line->waiting.push_back(attempt);
+    ++waiting_;
+    changed_.notify_all();
+    return true;
+}
+
+// Asks, and lets go of attempts, without the lock: what they hold may have locks of its own.
+void LogIns::drop_unwanted() {
+    std::unordered_set<AttemptPointer> unwanted;
     {
         const std::lock_guard lock(mutex_);
-        if (waiting_.size() < most_waiting) {
-            waiting_.emplace(delays_.next_turn(peer.address, Clock::now()),
-                             Attempt{peer, std::string(user), std::string(password), std::move(answer)});
-            changed_.notify_all();
-            return;
-        }
+        for (const Line &line : lines_)
+            unwanted.insert(line.waiting.begin(), line.waiting.end());
     }
-    tell(peer, user, "password", std::nullopt);
-    answer(std::nullopt);
+    std::erase_if(unwanted, [](const AttemptPointer &attempt) { return attempt->is_wanted(); });
+    const std::lock_guard lock(mutex_);
+    for (Line &line : lines_)
+        waiting_ -= std::erase_if(line.waiting, [&](const AttemptPointer &one) { return unwanted.count(one) != 0; });
+    lines_.remove_if([](const Line &line) { return line.waiting.empty(); });
+}
+
+// With the lock held. The line goes behind all others, so that whoever guesses costs others one check at a time.
+LogIns::AttemptPointer LogIns::take_next(Clock::time_point now) {
+    const auto line = std::find_if(lines_.begin(), lines_.end(),
+                                   [&](const Line &one) { return delays_.next_turn(one.address) <= now; });
+    if (line == lines_.end())
+        return nullptr;
+    AttemptPointer attempt = std::move(line->waiting.front());
+    line->waiting.pop_front();
+    --waiting_;
+    if (line->waiting.empty())
+        lines_.erase(line);
+    else
+        lines_.splice(lines_.end(), lines_, line);
+    return attempt;
+}
+
+// With the lock held. None: nobody waits.
+std::optional<LogIns::Clock::time_point> LogIns::earliest_turn() const {
+    std::optional<Clock::time_point> earliest;
+    for (const Line &line : lines_) {
+        const Clock::time_point turn = delays_.next_turn(line.address);
+        earliest = earliest ? std::min(*earliest, turn) : turn;
+    }
+    return earliest;
 }
 
 void LogIns::check(const Attempt &attempt) {
@@ -137,15 +188,16 @@ void LogIns::check(const Attempt &attempt) {
 void LogIns::run() {
     std::unique_lock lock(mutex_);
     while (!ending_) {
-        if (waiting_.empty()) {
-            changed_.wait(lock);
-        } else if (const Clock::time_point turn = waiting_.begin()->first; turn > Clock::now()) {
-            changed_.wait_until(lock, turn);
-        } else {
-            const Attempt attempt = std::move(waiting_.extract(waiting_.begin()).mapped());
+        if (AttemptPointer attempt = take_next(Clock::now())) {
             lock.unlock();
-            check(attempt);
+            if (attempt->is_wanted())
+                check(*attempt);
+            attempt.reset();
             lock.lock();
+        } else if (const std::optional<Clock::time_point> turn = earliest_turn()) {
+            changed_.wait_until(lock, *turn);
+        } else {
+            changed_.wait(lock);
         }
     }
 }

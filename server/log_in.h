@@ -8,9 +8,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <deque>
 #include <functional>
 #include <list>
-#include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -25,8 +26,8 @@ class LogInDelays {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// When an attempt that comes now may be looked at. Takes the place: the next one comes a wait later.
-    Clock::time_point next_turn(const std::string &address, Clock::time_point now);
+    /// When an attempt of the address may be looked at, by the failures that are known now. In the past for most.
+    Clock::time_point next_turn(const std::string &address) const;
     /// A wrong guess: from the third on the wait is 1 s and doubles up to 60 s. An address that was quiet for ten
     /// minutes begins anew.
     void failed(const std::string &address, Clock::time_point now);
@@ -39,7 +40,7 @@ class LogInDelays {
     struct Entry {
         std::string address;
         unsigned failures = 0;
-        Clock::time_point last = {};  // attempt
+        Clock::time_point last = {};  // failure
         Clock::time_point until = {}; // the next turn
     };
 
@@ -64,10 +65,12 @@ class LogIns {
     LogIns &operator=(const LogIns &) = delete;
 
     /// Checks a password in a thread of its own, when the address need not wait any more: attempts of one address come
-    /// one wait after the other, however many there are at a time. `answer` is called there, once, and only hands over.
-    /// More than most_waiting attempts are refused at once, in the caller's thread.
-    void password(const Peer &peer, std::string_view user, std::string_view password,
-                  std::function<void(const LogInAnswer &answer)> answer);
+    /// one after the other, each after the wait that the ones before it have earned, and addresses take turns. `answer`
+    /// is called there, once, and only hands over. False: too many wait, of that address or in all; nothing is checked
+    /// and `answer` is not called. An attempt whose `is_wanted` says no leaves its place, unanswered; that is asked in
+    /// any thread, without a lock of this object, and need not change back.
+    [[nodiscard]] bool password(const Peer &peer, std::string_view user, std::string_view password,
+                                std::function<bool()> is_wanted, std::function<void(const LogInAnswer &answer)> answer);
 
     /// A public key of that type and in base64, as PublicKey has them. Without a `proven` signature the attempt only
     /// asks whether the key would do; that is logged when it would not. A key that was proven in vain slows its address
@@ -84,15 +87,28 @@ class LogIns {
     /// Reads the users anew; Core::reload_users also ends sessions. Throws StateError; the users are as before then.
     void reload();
 
-    static constexpr std::size_t most_waiting = 256;
+    static constexpr std::size_t most_waiting = 1024;
+    static constexpr std::size_t most_waiting_of_address = 32;
 
   private:
     using Clock = LogInDelays::Clock;
     struct Attempt {
         Peer peer;
         std::string user, password;
+        std::function<bool()> is_wanted;
         std::function<void(const LogInAnswer &)> answer;
     };
+    using AttemptPointer = std::shared_ptr<const Attempt>;
+    // What waits of one address; never empty.
+    struct Line {
+        std::string address;
+        std::deque<AttemptPointer> waiting;
+    };
+
+    bool stand_in_line(const AttemptPointer &attempt);
+    void drop_unwanted();
+    AttemptPointer take_next(Clock::time_point now);
+    std::optional<Clock::time_point> earliest_turn() const;
 
     std::optional<User> find(std::string_view user) const;
     LogInAnswer tell(const Peer &peer, std::string_view user, std::string_view method,
@@ -108,7 +124,8 @@ class LogIns {
     std::condition_variable changed_;
     Users users_;
     LogInDelays delays_;
-    std::multimap<Clock::time_point, Attempt> waiting_; // by when they may be looked at
+    std::list<Line> lines_;   // the one that was served last is the last
+    std::size_t waiting_ = 0; // in all lines
     bool ending_ = false;
     std::thread thread_;
 };

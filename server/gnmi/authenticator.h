@@ -13,6 +13,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <vector>
 
 namespace ocamp::gnmi {
 
@@ -22,17 +24,31 @@ struct Credentials {
     std::optional<std::string> user, password;   ///< of the metadata
 };
 
+/// What has come of an RPC's credentials.
+struct Authentication {
+    server::LogInAnswer user = {};
+    bool too_many = false; ///< nobody looked at them: too many attempts or RPCs wait
+};
+
 /// Safe from any thread. Shared: an attempt that waits holds it.
 class Authenticator : public std::enable_shared_from_this<Authenticator> {
   public:
     /// Outlives all calls of check().
     explicit Authenticator(server::Core &core);
 
-    /// Calls `answer` once, at once or from another thread, with the user or none; when the server ends, perhaps never.
-    void check(const server::Peer &peer, const Credentials &credentials,
-               std::function<void(const server::LogInAnswer &answer)> answer);
+    /// Who wants to know: `answer` is called once, at once or from another thread; perhaps never when the server ends,
+    /// or when `is_wanted` has said no. That is asked in any thread, and need not change back.
+    struct Asker {
+        std::function<bool()> is_wanted;
+        std::function<void(const Authentication &)> answer;
+    };
+
+    /// RPCs of one address with the same password share one attempt while it waits.
+    void check(const server::Peer &peer, const Credentials &credentials, const Asker &asker);
     /// Forgets who has proved what: the users have been read anew.
     void forget();
+
+    static constexpr std::size_t most_askers_of_address = 256;
 
   private:
     using Clock = std::chrono::steady_clock;
@@ -42,6 +58,15 @@ class Authenticator : public std::enable_shared_from_this<Authenticator> {
         Clock::time_point until;
     };
 
+    // The address, what it says, and the generation of users that it says it to.
+    using Question = std::tuple<std::string, Fingerprint, std::uint64_t>;
+
+    void check_password(const server::Peer &peer, std::string_view user, std::string_view password,
+                        const Question &question, const Asker &asker);
+    bool ask(const Question &question, const Asker &asker, bool &first);
+    void drop_unwanted(const std::string &address);
+    bool is_wanted(const Question &question);
+    void answer(const Question &question, const Authentication &found);
     Fingerprint fingerprint(std::string_view kind, std::string_view user, std::string_view password) const;
     std::optional<server::Principal> find(const Fingerprint &fingerprint);
     void remember(const Fingerprint &fingerprint, const server::Principal &principal, std::uint64_t generation);
@@ -51,7 +76,8 @@ class Authenticator : public std::enable_shared_from_this<Authenticator> {
     const Fingerprint secret_; // so that what is kept tells nobody a password
     std::mutex mutex_;         // guards what follows
     std::map<Fingerprint, Known> known_;
-    std::uint64_t generation_ = 0; // of the users
+    std::map<Question, std::vector<Asker>> asked_; // while their attempts wait
+    std::uint64_t generation_ = 0;                 // of the users
 };
 
 } // namespace ocamp::gnmi

@@ -116,7 +116,15 @@ const grpc::Status unauthenticated_status(grpc::StatusCode::UNAUTHENTICATED,
                                           "expected a client certificate of a user, or username and password of one in "
                                           "the metadata");
 
+const grpc::Status too_many_log_ins_status(grpc::StatusCode::RESOURCE_EXHAUSTED,
+                                           "too many attempts to log in wait, of this address or in all");
+
 const grpc::Status user_gone_status(grpc::StatusCode::UNAUTHENTICATED, "the user is gone, or has another role now");
+
+// Of an RPC without a user.
+const grpc::Status &refusal_of(const Authentication &found) {
+    return found.too_many ? too_many_log_ins_status : unauthenticated_status;
+}
 
 // One unary RPC under way. Answered once; one that everybody has let go of is answered that the server ends.
 class Call {
@@ -178,14 +186,14 @@ struct Surroundings {
     Readings readings;
     Setter setter;
     OpenRpcs open;
-    std::atomic<std::size_t> streams = 0;
+    std::atomic<std::size_t> streams = 0; // of users
 
     Surroundings(server::Core &served, bool by_certificates, Service::LoggedIn tell)
         : core(served), client_certificates(by_certificates), logged_in(std::move(tell)),
           authenticator(std::make_shared<Authenticator>(served)), readings(served), setter(served) {}
 
-    void authenticate(const grpc::CallbackServerContext &context,
-                      std::function<void(const server::LogInAnswer &answer)> answer) const {
+    void authenticate(const grpc::CallbackServerContext &context, std::function<bool()> is_wanted,
+                      std::function<void(const Authentication &found)> answer) const {
         Credentials credentials;
         if (client_certificates)
             credentials.certificate_name = certificate_name_of(context);
@@ -194,12 +202,12 @@ struct Surroundings {
                            .user = metadata_of(context, "username"),
                            .password = metadata_of(context, "password")};
         const server::Peer peer = peer_of(context.peer());
-        authenticator->check(peer, credentials,
-                             [peer, tell = logged_in, answer = std::move(answer)](const server::LogInAnswer &found) {
-                                 if (found)
-                                     tell(peer);
-                                 answer(found);
-                             });
+        const auto tell_and_answer = [peer, tell = logged_in, answer = std::move(answer)](const Authentication &found) {
+            if (found.user)
+                tell(peer);
+            answer(found);
+        };
+        authenticator->check(peer, credentials, {std::move(is_wanted), tell_and_answer});
     }
 };
 
@@ -214,19 +222,16 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
 
     void begin(const grpc::CallbackServerContext &context) {
         self_ = shared_from_this();
-        ++surroundings_.streams;
         number_ = surroundings_.open.add([weak = weak_from_this()](const grpc::Status &status) {
             if (const auto reactor = weak.lock())
                 reactor->end(status);
         });
-        if (surroundings_.streams > streams_in_all * surroundings_.core.limits().connections) {
-            end({grpc::StatusCode::RESOURCE_EXHAUSTED, "too many streams"});
-            return;
-        }
-        surroundings_.authenticate(context, [weak = weak_from_this()](const server::LogInAnswer &answer) {
-            if (const auto reactor = weak.lock())
-                reactor->logged_in(answer);
-        });
+        surroundings_.authenticate(
+            context, [weak = weak_from_this()] { return !weak.expired(); },
+            [weak = weak_from_this()](const Authentication &found) {
+                if (const auto reactor = weak.lock())
+                    reactor->logged_in(found);
+            });
     }
 
     void OnReadDone(bool ok) override {
@@ -265,22 +270,29 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
         {
             const std::lock_guard guard(mutex_);
             stream_.reset();
+            if (counted_)
+                --surroundings_.streams;
         }
         surroundings_.open.remove(number_);
-        --surroundings_.streams;
         const std::shared_ptr<SubscribeReactor> last = std::move(self_);
     }
 
   private:
-    void logged_in(const server::LogInAnswer &answer) {
+    // Streams count from here on: those without a user take no user's place.
+    void logged_in(const Authentication &found) {
         const std::lock_guard guard(mutex_);
         if (finished_)
             return;
-        if (!answer) {
-            finish(unauthenticated_status);
+        if (!found.user) {
+            finish(refusal_of(found));
             return;
         }
-        surroundings_.open.set_user(number_, *answer);
+        counted_ = true;
+        if (++surroundings_.streams > streams_in_all * surroundings_.core.limits().connections) {
+            finish({grpc::StatusCode::RESOURCE_EXHAUSTED, "too many streams"});
+            return;
+        }
+        surroundings_.open.set_user(number_, *found.user);
         StartRead(&request_);
     }
 
@@ -380,6 +392,7 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
     bool poll_under_way_ = false;
     bool half_closed_ = false;
     bool finished_ = false;
+    bool counted_ = false; // among the streams of users
 };
 
 ::gnmi::CapabilityResponse capabilities() {
@@ -465,15 +478,17 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
     grpc::ServerUnaryReactor *unary(grpc::CallbackServerContext &context, Work work) {
         grpc::ServerUnaryReactor *reactor = context.DefaultReactor();
         const std::shared_ptr<Call> call = Call::begin(reactor, surroundings_.open);
-        surroundings_.authenticate(context, [call, work](const server::LogInAnswer &principal) {
-            // The server may have ended while the password was checked.
-            call->proceed([&] {
-                if (!principal)
-                    call->finish(unauthenticated_status);
-                else
-                    answer(*call, [&] { work(call, *principal); });
+        surroundings_.authenticate(
+            context, [call, &context] { return call->is_wanted(context); },
+            [call, work](const Authentication &found) {
+                // The server may have ended while the password was checked.
+                call->proceed([&] {
+                    if (!found.user)
+                        call->finish(refusal_of(found));
+                    else
+                        answer(*call, [&] { work(call, *found.user); });
+                });
             });
-        });
         return reactor;
     }
 

@@ -180,15 +180,20 @@ void Connection::refuse_log_in(ssh_message message) {
 }
 
 void Connection::take_password(ssh_message message) {
-    attempt_.reset(message);
-    door_.surroundings.core.log_ins().password(
+    const bool waits = door_.surroundings.core.log_ins().password(
         peer_, text_or_empty(ssh_message_auth_user(message)), password_of(message),
+        [weak = weak_from_this()] { return !weak.expired(); },
         [weak = weak_from_this(), mailbox = door_.surroundings.mailbox](const server::LogInAnswer &answer) {
             mailbox->post([weak, answer] {
                 if (const auto still = weak.lock())
                     still->answer_log_in(answer);
             });
         });
+    // The answer is posted to this thread: it comes later than this.
+    if (waits)
+        attempt_.reset(message);
+    else
+        refuse_log_in(message);
 }
 
 void Connection::take_public_key(ssh_message message) {

@@ -189,6 +189,52 @@ class ConnectionsTest(GnmiTest):
             client.capabilities()
 
 
+class LogInsTest(GnmiTest):
+    """Who guesses passwords hinders nobody who is known."""
+
+    options = ("--insecure", "--max-connections", "2")
+
+    def guess(self, client, password):
+        return client.channel.grpcio.unary_unary("/gnmi.gNMI/Get").future(
+            pb.GetRequest(path=[path(GAIN)]).SerializeToString(), timeout=60,
+            metadata=[("username", "olga"), ("password", password)])
+
+    def slow_down(self, client):
+        for i in range(3):
+            self.assertEqual(UNAUTHENTICATED, self.guess(client, "slow %d" % i).code())
+
+    def test_many_rpcs_with_one_password_are_one_attempt(self):
+        rpcs = [self.guess(self.client, PASSWORD) for _ in range(100)]
+        self.assertEqual({grpc.StatusCode.OK}, {rpc.code() for rpc in rpcs})
+        self.assertLess(len(re.findall(" log-in ", self.server.read_log())), 50)
+
+    def test_streams_without_a_user_take_no_users_place(self):
+        self.client.capabilities()
+        guesser = self.connect(password="wrong")
+        self.slow_down(guesser)
+        guesses = [guesser.subscribe([subscription(GAIN, mode=STREAM)]) for _ in range(2 * 16)]
+        leaves = Leaves(self.client.subscribe([subscription(GAIN, mode=STREAM)])).until_sync()
+        self.assertIn(GAIN, leaves)
+        for one in guesses:
+            self.assert_refused(UNAUTHENTICATED, lambda one=one: one, "username")
+
+    def test_attempts_beyond_the_bound_are_told_and_cancelled_ones_make_room(self):
+        self.client.capabilities()
+        guesser = self.connect(password="wrong")
+        self.slow_down(guesser)
+        rpcs = [self.guess(guesser, "wrong %d" % i) for i in range(50)]
+        codes = [rpc.code() for rpc in rpcs[40:]]
+        self.assertIn(EXHAUSTED, codes)
+        self.client.capabilities()
+        for rpc in rpcs:
+            rpc.cancel()
+        begin = time.time()
+        while (late := self.guess(guesser, "late").code()) == EXHAUSTED:
+            time.sleep(0.05)
+        self.assertEqual(UNAUTHENTICATED, late)
+        self.assertLess(time.time() - begin, 20)
+
+
 class LimitsTest(GnmiTest):
     options = ("--insecure", "--max-connections", "2", "--max-message", "20000")
     in_all = 2 * 16

@@ -5,6 +5,8 @@
 #include "server/users.h"
 #include "support/program.h"
 
+#include <algorithm>
+#include <atomic>
 #include <future>
 #include <map>
 
@@ -97,16 +99,14 @@ TEST(StateFiles, AreMadeOnce) {
 TEST(LogInDelays, GrowWithWrongGuessesAndEndWithARightOne) {
     LogInDelays delays;
     const LogInDelays::Clock::time_point now(std::chrono::hours(1));
-    const auto wait = [&] { return std::chrono::duration<double>(delays.next_turn("a", now) - now).count(); };
+    const auto wait = [&] { return std::chrono::duration<double>(std::max(delays.next_turn("a"), now) - now).count(); };
     EXPECT_EQ(wait(), 0);
     delays.failed("a", now);
     delays.failed("a", now);
     EXPECT_EQ(wait(), 0);
     delays.failed("a", now);
-    // Attempts at a time come one wait after the other.
     EXPECT_EQ(wait(), 1);
-    EXPECT_EQ(wait(), 2);
-    EXPECT_EQ(delays.next_turn("b", now), now);
+    EXPECT_LE(delays.next_turn("b"), now);
     for (int i = 0; i < 20; ++i)
         delays.failed("a", now);
     EXPECT_EQ(wait(), 60);
@@ -119,10 +119,10 @@ TEST(LogInDelays, KeepABoundedNumberOfAddresses) {
     const LogInDelays::Clock::time_point now(std::chrono::hours(1));
     for (int i = 0; i < 3; ++i)
         delays.failed("first", now);
-    EXPECT_GT(delays.next_turn("first", now), now);
+    EXPECT_GT(delays.next_turn("first"), now);
     for (std::size_t i = 0; i < LogInDelays::most_addresses; ++i)
         delays.failed(std::to_string(i), now);
-    EXPECT_EQ(delays.next_turn("first", now), now);
+    EXPECT_LE(delays.next_turn("first"), now);
 }
 
 class LogInsOfANode : public ServedNode {
@@ -137,11 +137,24 @@ class LogInsOfANode : public ServedNode {
     }
 
     std::string log_in(const std::string &user, const std::string &password) {
-        std::promise<LogInAnswer> promise;
-        core().log_ins().password({"test", "192.0.2.1", 1}, user, password,
-                                  [&](const LogInAnswer &answer) { promise.set_value(answer); });
-        const LogInAnswer answer = promise.get_future().get();
+        const LogInAnswer answer = attempt("192.0.2.1", user, password)->get_future().get();
         return answer ? answer->user + " " + std::string(word_of(answer->role)) : "refused";
+    }
+    using Promise = std::shared_ptr<std::promise<LogInAnswer>>;
+    // None: too many wait.
+    Promise attempt(
+        const std::string &address, const std::string &user, const std::string &password,
+        std::function<bool()> is_wanted = [] { return true; }) {
+        const auto promise = std::make_shared<std::promise<LogInAnswer>>();
+        const bool waits =
+            core().log_ins().password({"test", address, 1}, user, password, std::move(is_wanted),
+                                      [promise](const LogInAnswer &answer) { promise->set_value(answer); });
+        return waits ? promise : nullptr;
+    }
+    // From now on attempts of 192.0.2.1 wait.
+    void slow_down(int failures) {
+        for (int i = 0; i < failures; ++i)
+            EXPECT_EQ(key("ada", public_key_of(key_line).blob), "refused");
     }
     std::string key(const std::string &user, const std::string &blob) {
         const LogInAnswer answer =
@@ -224,6 +237,53 @@ TEST_F(LogInsOfANode, AreSlowedAfterWrongGuesses) {
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(log_in("ada", "secret"), "ada admin");
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+}
+
+TEST_F(LogInsOfANode, AreSlowedByTheGuessesBeforeThemAlsoWhenTheyComeAtATime) {
+    const auto begin = std::chrono::steady_clock::now();
+    std::vector<Promise> guesses;
+    for (int i = 0; i < 4; ++i)
+        guesses.push_back(attempt("192.0.2.1", "ada", "wrong"));
+    // Another address is let in meanwhile.
+    EXPECT_TRUE(attempt("192.0.2.2", "ada", "secret")->get_future().get());
+    for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_FALSE(guesses[i]->get_future().get());
+    EXPECT_FALSE(guesses[3]->get_future().get());
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+}
+
+TEST_F(LogInsOfANode, OfOneAddressLeaveRoomForOthers) {
+    slow_down(8);
+    for (std::size_t i = 0; i < LogIns::most_waiting_of_address; ++i)
+        EXPECT_TRUE(attempt("192.0.2.1", "ada", "wrong"));
+    EXPECT_FALSE(attempt("192.0.2.1", "ada", "secret"));
+    EXPECT_TRUE(attempt("192.0.2.2", "ada", "secret")->get_future().get());
+}
+
+TEST_F(LogInsOfANode, LeaveTheirPlaceWhenNobodyWantsThem) {
+    slow_down(4);
+    const auto wanted = std::make_shared<std::atomic<bool>>(true);
+    std::vector<Promise> guesses;
+    for (std::size_t i = 0; i < LogIns::most_waiting_of_address; ++i)
+        guesses.push_back(attempt("192.0.2.1", "ada", "wrong", [wanted] { return wanted->load(); }));
+    EXPECT_FALSE(attempt("192.0.2.1", "ada", "secret"));
+    *wanted = false;
+    EXPECT_TRUE(attempt("192.0.2.1", "ada", "secret")->get_future().get());
+    for (const Promise &guess : guesses)
+        EXPECT_EQ(guess->get_future().wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+}
+
+TEST_F(LogInsOfANode, WaitInBoundedNumber) {
+    std::vector<std::string> addresses;
+    const std::string blob = public_key_of(key_line).blob;
+    for (std::size_t i = 0; i <= LogIns::most_waiting / LogIns::most_waiting_of_address; ++i) {
+        addresses.push_back("192.0.2." + std::to_string(i + 1));
+        for (int failures = 0; failures < 8; ++failures)
+            core().log_ins().public_key({"test", addresses.back(), 1}, "ada", "ssh-ed25519", blob, true);
+    }
+    for (std::size_t i = 0; i < LogIns::most_waiting; ++i)
+        EXPECT_TRUE(attempt(addresses[i / LogIns::most_waiting_of_address], "ada", "wrong")) << i;
+    EXPECT_FALSE(attempt(addresses.back(), "ada", "secret"));
 }
 
 class UserCommand : public ServedNode {
