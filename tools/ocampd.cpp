@@ -86,7 +86,10 @@ void add_protocols(CLI::App &program, ServeOptions &options) {
     for (const Protocol &protocol : protocols()) {
         const std::string name(protocol.name);
         program.add_option("--" + name, options.addresses[name], std::string(protocol.description))
-            ->type_name("ADDRESS:PORT");
+            ->type_name("ADDRESS:PORT")
+            ->expected(0, 1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+            ->default_str(std::string(protocol.default_address));
         if (protocol.calls_home)
             program
                 .add_option("--" + name + "-call-home", options.call_home[name],

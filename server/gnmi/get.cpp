@@ -48,6 +48,17 @@ void add_leaves_of(const lyd_node &node, ::gnmi::Encoding encoding, const LeafTe
     }
 }
 
+// Containers without a leaf below them are no data.
+bool has_data(const lyd_node &node) {
+    if (is_leaf(*node.schema))
+        return true;
+    for (const lyd_node *child = lyd_child(&node); child != nullptr; child = child->next) {
+        if (has_data(*child))
+            return true;
+    }
+    return false;
+}
+
 void set_json(::gnmi::Update &update, const Json &json, bool ietf) {
     std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
     if (ietf)
@@ -147,12 +158,12 @@ void GetQuery::add_leaves(const std::vector<const lyd_node *> &nodes, bool root,
         if (path.origin == Origin::native)
             notification.mutable_prefix()->set_origin("native");
         const std::vector<const lyd_node *> nodes = data_nodes(tree, path);
+        if (std::ranges::none_of(nodes, [](const lyd_node *node) { return has_data(*node); }))
+            throw refused(Code::not_found, text_of(path), "has no data");
         if (json)
             add_json(nodes, path.steps.empty(), notification);
         else
             add_leaves(nodes, path.steps.empty(), notification);
-        if (notification.update().empty())
-            throw refused(Code::not_found, text_of(path), "has no data");
         bytes += notification.ByteSizeLong();
         if (bytes > most_bytes)
             throw refused(Code::resource_exhausted, "path",

@@ -18,8 +18,8 @@ class GetQuery {
     /// What is asked for.
     const std::vector<Path> &paths() const noexcept { return paths_; }
 
-    /// One notification a path. Throws RpcError: NOT_FOUND for a path without data, RESOURCE_EXHAUSTED for an answer of
-    /// more bytes than that.
+    /// One notification a path, without updates when type and depth leave nothing of it. Throws RpcError: NOT_FOUND for
+    /// a path without data, RESOURCE_EXHAUSTED for an answer of more bytes than that.
     ::gnmi::GetResponse answer(const YangTree &tree, std::chrono::system_clock::time_point read_at,
                                std::size_t most_bytes) const;
 

@@ -2,6 +2,7 @@
 #include "server/gnmi/path.h"
 
 #include "server/gnmi/rpc_error.h"
+#include "yang/error.h"
 #include "yang/models.h"
 
 #include <algorithm>
@@ -75,7 +76,8 @@ bool is_entry(const lyd_node &entry, const Step &step) {
             if (!is_named(*key, wanted.first))
                 continue;
             const lyd_node *leaf = find_instance(lyd_child(&entry), *key);
-            return leaf != nullptr && leaf_text(*leaf) == wanted.second;
+            return leaf != nullptr &&
+                   (leaf_text(*leaf) == wanted.second || leaf_text(*leaf) == key_text(*key, wanted.second));
         }
         return false;
     });
@@ -261,6 +263,17 @@ Path joined(const ::gnmi::Path &prefix, const ::gnmi::Path &path) {
     add_steps(prefix, whole.steps);
     add_steps(path, whole.steps);
     return whole;
+}
+
+std::string key_text(const lysc_node &key, const std::string &value) {
+    // A string has one form; most keys are strings.
+    if (real_type_of(key).basetype == LY_TYPE_STRING)
+        return value;
+    try {
+        return Schema::check_value(key, value);
+    } catch (const YangError &) {
+        return value;
+    }
 }
 
 std::string text_of(const Path &path) {

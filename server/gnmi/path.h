@@ -31,6 +31,10 @@ struct Path {
 /// form, unknown origins, and origins or targets in both.
 Path joined(const ::gnmi::Path &prefix, const ::gnmi::Path &path);
 
+/// A key's value as the model writes it: "07" and "7" are one number. One that the key cannot have, "*" among them, is
+/// given as it is.
+std::string key_text(const lysc_node &key, const std::string &value);
+
 /// "/a/b[key=value]/c", as messages tell it.
 std::string text_of(const Path &path);
 

@@ -38,9 +38,13 @@ std::string element_of(const Path &path, const lysc_node *parent, std::size_t at
     if (node == nullptr)
         return "";
     std::string element = fmt::format("<{} xmlns=\"{}\">", node->name, node->module->ns);
-    for (const auto &[name, value] : step.keys) {
-        if (is_plain(value))
-            element += fmt::format("<{0}>{1}</{0}>", without_module(name), value);
+    for (const lysc_node *key : list_keys(*node)) {
+        for (const auto &[name, value] : step.keys) {
+            if (without_module(name) != key->name)
+                continue;
+            if (const std::string text = key_text(*key, value); is_plain(text))
+                element += fmt::format("<{0}>{1}</{0}>", key->name, text);
+        }
     }
     return element + element_of(path, node, at + 1) + fmt::format("</{}>", node->name);
 }

@@ -314,8 +314,9 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
             const std::lock_guard guard(mutex_);
             stream_ = stream;
         }
-        stream->start();
+        // First, so that what is sent behind a list that is answered once is seen while the answer is made.
         read();
+        stream->start();
     }
 
     // Who polls is read again when it has been answered, which may be before this returns.

@@ -19,6 +19,23 @@ namespace {
 constexpr std::size_t most_operations = 10000;
 constexpr std::string_view annotation = "ietf-netconf:operation";
 
+bool is_wildcard(const Step &step) {
+    return step.name == "*" || step.name == "...";
+}
+
+// A key of a list entry, or the leaf of the entry's "config" that the key refers to: they go with their entry alone.
+bool names_its_entry(const lysc_node &node) {
+    if (is_key(node))
+        return true;
+    const lysc_node *list = node.parent != nullptr ? node.parent->parent : nullptr;
+    if (!is_leaf(node) || list == nullptr || !is_list(*list))
+        return false;
+    return std::ranges::any_of(list_keys(*list), [&](const lysc_node *key) {
+        return std::string_view(key->name) == node.name &&
+               reinterpret_cast<const lysc_node_leaf *>(key)->type->basetype == LY_TYPE_LEAFREF;
+    });
+}
+
 // A node of the model on the way to an operation's target.
 struct Place {
     const lysc_node *node;
@@ -55,7 +72,7 @@ std::vector<Place> way_to(const Path &path) {
     const Schema &schema = schema_of(path.origin);
     std::vector<Place> way;
     for (const Step &step : path.steps) {
-        if (step.name == "*" || step.name == "...")
+        if (is_wildcard(step))
             throw invalid(text_of(path), "has a wildcard, expected the path of one node");
         const lysc_node *parent = way.empty() ? nullptr : way.back().node;
         // The module's name was checked with the path.
@@ -221,8 +238,14 @@ void SetEdit::add_result(const ::gnmi::Path &path, ::gnmi::UpdateResult::Operati
     result.set_op(operation);
 }
 
+void SetEdit::note_origin(const Path &path) {
+    if (path.origin == Origin::native && !native_path_)
+        native_path_ = text_of(path);
+}
+
 void SetEdit::add_delete(const ::gnmi::Path &prefix, const ::gnmi::Path &path) {
     Path whole = joined(prefix, path);
+    note_origin(whole);
     const std::vector<const lysc_node *> nodes = schema_nodes(whole);
     if (std::ranges::all_of(nodes, [](const lysc_node *node) { return node != nullptr && !is_configuration(*node); }))
         throw invalid(text_of(whole), "is read-only");
@@ -265,6 +288,7 @@ void SetEdit::add_union(const ::gnmi::SetRequest &request) {
 
 void SetEdit::add_update(const Path &path, const ::gnmi::TypedValue &value, bool replace) {
     schema_nodes(path);
+    note_origin(path);
     const std::vector<Place> way = way_to(path);
     const std::string text = text_of(path);
     const lysc_node *target = way.empty() ? nullptr : way.back().node;
@@ -309,8 +333,10 @@ std::vector<server::EditStep> SetEdit::steps(const YangTree &configuration) cons
         return node != nullptr;
     };
     for (const Path &path : deletes_) {
+        // What a wildcard hits and cannot be deleted is passed over; who names it is refused.
+        const bool any = std::ranges::any_of(path.steps, is_wildcard);
         for (const lyd_node *node : data_nodes(configuration, path)) {
-            if (!is_configuration(*node->schema) || is_removed(node))
+            if (!is_configuration(*node->schema) || is_removed(node) || (any && names_its_entry(*node->schema)))
                 continue;
             steps.push_back(removal_of(*node, path.origin));
             removed.insert(node);

@@ -34,6 +34,8 @@ class SetEdit {
 
     const std::optional<CommitAction> &commit() const noexcept { return commit_; }
     const std::optional<Election> &election() const noexcept { return election_; }
+    /// A path of an operation in the native models, if any: whose role they need is no matter of what is there.
+    const std::optional<std::string> &native_path() const noexcept { return native_path_; }
     bool empty() const noexcept { return results_.response().empty(); }
     /// Of the running datastore, with steps in the protocol's order: delete, union_replace, replace, update. This
     /// outlives it: deletes become steps when the edit is made, on what is there then.
@@ -45,6 +47,7 @@ class SetEdit {
     ::gnmi::SetResponse response(std::chrono::system_clock::time_point changed_at) const;
 
   private:
+    void note_origin(const Path &path);
     void add_delete(const ::gnmi::Path &prefix, const ::gnmi::Path &path);
     void add_union(const ::gnmi::SetRequest &request);
     void add_update(const Path &path, const ::gnmi::TypedValue &value, bool replace);
@@ -52,6 +55,7 @@ class SetEdit {
 
     std::vector<Path> deletes_;
     std::vector<server::EditStep> others_;
+    std::optional<std::string> native_path_;
     std::optional<CommitAction> commit_;
     std::optional<Election> election_;
     ::gnmi::SetResponse results_;

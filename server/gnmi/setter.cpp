@@ -171,6 +171,9 @@ void Setter::commit(Session &session, const SetEdit &edit, const CommitAction &a
     if (edit.election())
         check_election(*edit.election());
     check_pending(edit.commit());
+    server::check_native_edit(principal, edit.native_path());
+    // Before the change: what reads the node after it has a later time.
+    const std::chrono::system_clock::time_point changed_at = std::chrono::system_clock::now();
     if (edit.commit() || !edit.empty()) {
         Session session(core_, principal, peer);
         if (edit.commit()) {
@@ -179,7 +182,7 @@ void Setter::commit(Session &session, const SetEdit &edit, const CommitAction &a
             session.carry_out(edit.edit());
         }
     }
-    return edit.response(std::chrono::system_clock::now());
+    return edit.response(changed_at);
 }
 
 } // namespace ocamp::gnmi

@@ -114,6 +114,23 @@ class PathsTest(RpcTest):
         prefixed = GAIN.replace("/optical-amplifier", "/openconfig-optical-amplifier:optical-amplifier")
         self.assertEqual(self.names(GAIN), self.names(prefixed))
 
+    def test_keys_are_compared_by_value(self):
+        def lane(number):
+            return path("/interface-configurations/interface-configuration/optics/optics-lanes/optics-lane[index=%s]"
+                        % number, origin="native")
+
+        told = self.client.get(lane("1"), encoding=pb.PROTO).notification[0].update
+        self.assertGreater(len(told), 0)
+        whole = lane("01")
+        for name, value in ("active", "act"), ("interface-name", "Optics0/1/0/4"):
+            whole.elem[1].key[name] = value
+        for one in lane("01"), whole:
+            self.assertEqual(told, self.client.get(one, encoding=pb.PROTO).notification[0].update)
+            streamed = Leaves(self.client.subscribe([subscription(one)])).until_sync()
+            self.assertEqual(len(told), len(streamed))
+        for number in "02", "x", "-1", "":
+            self.assert_refused(NOT_FOUND, lambda number=number: self.client.get(lane(number)))
+
     def test_paths_of_10000_elements_and_keys_with_every_quote(self):
         self.assert_refused(INVALID, lambda: self.client.get("/a" * 10000), "10000")
         for key in ["'", '"', "a'b\"c", "\\", "]", "[x=y]", "%00", "\n", "é" * 1000, "../.."]:
@@ -148,6 +165,14 @@ class ValuesTest(RpcTest):
         native = self.client.get(path("/...", origin="native"), encoding=pb.PROTO).notification[0].update
         kinds = {one.val.WhichOneof("value") for one in native}
         self.assertLess({"int_val", "uint_val", "string_val"}, kinds)
+
+    def test_proto_integers_are_int_or_uint_by_the_sign_of_their_leaf(self):
+        interfaces = "/interface-configurations/interface-configuration"
+        amplifier = interfaces + "[active=act][interface-name=Ots0/1/0/1]/optics/"
+        for leaf, kind in [("optics-ots-amplifier-tilt", "int_val"),
+                           ("optics-network-srlgs/optics-network-srlg/srlg1", "uint_val")]:
+            value = self.one(path(amplifier + leaf, origin="native"), pb.PROTO)
+            self.assertEqual(kind, value.WhichOneof("value"), leaf)
 
     def test_ascii_is_the_text_of_a_leaf(self):
         self.assertEqual("17.5", self.one(GAIN, pb.ASCII).ascii_val)
@@ -229,6 +254,17 @@ class GetTest(RpcTest):
         self.assertIn("target-gain", get(2)[module + "state"])
         self.assertNotIn("actual-gain", get(2)[module + "state"])
         self.assertEqual(self.client.value(PRE), get(0))
+
+    def test_a_path_of_which_type_or_depth_leave_nothing_has_a_notification_without_updates(self):
+        depth = [ext.Extension(depth=ext.Depth(level=1))]
+        for encoding in pb.JSON, pb.JSON_IETF, pb.PROTO, pb.ASCII:
+            upper = ["/", "/optical-amplifier", "/optical-amplifier/amplifiers"]
+            answer = self.client.get(*upper, PRE + "/name", encoding=encoding, extension=depth)
+            self.assertEqual([0, 0, 0, 1], [len(one.update) for one in answer.notification])
+            answer = self.client.get(GAIN, PRE + "/state/type", encoding=encoding, type=pb.GetRequest.STATE)
+            self.assertEqual([0, 1], [len(one.update) for one in answer.notification])
+        for more in {"extension": depth}, {"type": pb.GetRequest.STATE}:
+            self.assert_refused(NOT_FOUND, lambda more=more: self.client.get(AMPLIFIER % "nobody", **more), "nobody")
 
     def test_unknown_extensions_are_ignored(self):
         extension = [ext.Extension(registered_ext=ext.RegisteredExtension(id=999, msg=b"x"))]
@@ -327,6 +363,19 @@ class SetTest(RpcTest):
             for where in GAIN, BOOSTER + "/config/target-gain":
                 self.assert_refused(NOT_FOUND, lambda where=where: self.client.get(where))
 
+    def test_deletes_take_wildcards_as_elements_and_pass_over_what_names_an_entry(self):
+        config = PRE + "/config"
+        for where in config + "/*", PRE + "/*/*", PRE + "/...", PRE + "/*":
+            self.client.set(update=[update(GAIN, double_val=10)])
+            self.client.set(delete=[path(where)])
+            self.assert_refused(NOT_FOUND, lambda: self.client.get(GAIN))
+            self.assertEqual("0/1-AMP-PRE", self.client.value(PRE + "/name"))
+        self.client.set(delete=[path("/.../name")])
+        self.assertEqual("0/1-AMP-PRE", self.client.value(PRE + "/name"))
+        for named in PRE + "/name", config + "/name":
+            with self.assertRaises(grpc.RpcError):
+                self.client.set(delete=[path(named)])
+
     def test_a_key_given_both_in_the_path_and_differently_in_the_value_is_invalid(self):
         bad = update(PRE, json_val=b'{"name": "other", "config": {"target-gain": 3}}')
         self.assert_refused(INVALID, lambda: self.client.set(update=[bad]), "name", "other")
@@ -358,6 +407,12 @@ class SetTest(RpcTest):
         bad = update(PRE + "/config/colour", string_val="red")
         self.assert_refused(INVALID, lambda: self.client.set(update=[bad]), "/config/colour")
 
+    def test_a_leaf_that_the_device_does_not_have_is_unimplemented(self):
+        bad = update(PRE + "/config/max-gain", double_val=1)
+        self.assert_refused(UNIMPLEMENTED, lambda: self.client.set(update=[bad]), "max-gain")
+        self.assert_refused(UNIMPLEMENTED, lambda: self.client.set(replace=[bad]), "max-gain")
+        self.assert_refused(UNIMPLEMENTED, lambda: self.client.set(delete=[bad.path]), "max-gain")
+
     def test_a_read_only_leaf_is_invalid(self):
         bad = update(PRE + "/state/target-gain", double_val=1)
         self.assert_refused(INVALID, lambda: self.client.set(update=[bad]), "read-only")
@@ -371,6 +426,10 @@ class SetTest(RpcTest):
         write = pb.Update(path=pb.Path(origin="native", elem=first.path.elem), val=first.val)
         self.assert_refused(DENIED, lambda: self.client.set(update=[write]))
         self.assertEqual(1, len(self.connect("ada").set(update=[write]).response))
+        nothing = path("/interface-configurations/interface-configuration[active=act][interface-name=none]",
+                       origin="native")
+        self.assert_refused(DENIED, lambda: self.client.set(delete=[nothing]), "admin")
+        self.connect("ada").set(delete=[nothing])
 
     def test_not_logged_in_is_unauthenticated(self):
         self.assert_refused(UNAUTHENTICATED, lambda: self.connect(None).set(update=[update(GAIN, double_val=1)]))
@@ -529,6 +588,9 @@ class SubscribeTest(RpcTest):
         poll = pb.SubscribeRequest(poll=pb.Poll())
         self.assert_refused(INVALID, lambda: self.client.subscribe([poll]), "poll")
         self.assert_refused(INVALID, lambda: self.client.subscribe([subscription(GAIN, mode=STREAM), poll]), "poll")
+        # A long answer: it is not sent before the poll is there.
+        long = subscription("/", path("/", origin="native"), mode=ONCE)
+        self.assert_refused(INVALID, lambda: self.client.subscribe([long, poll]), "poll")
 
     def test_once_all_values_then_sync_response_then_the_rpc_closes(self):
         responses = list(self.client.subscribe([subscription(PRE)]))
@@ -569,6 +631,19 @@ class SubscribeTest(RpcTest):
             {"name": "0/1-AMP-PRE", "config": {"name": "0/1-AMP-PRE", "target-gain": "6.2"}}]}}}
         ocamp("edit", "--node", self.node, "-", input=json.dumps(document))
         leaves.until(lambda now: now[GAIN].double_val == 6.2)
+
+    def test_wildcards_of_subscriptions(self):
+        listed = "/optical-amplifier/amplifiers/amplifier"
+        for where in AMPLIFIER % "*", listed, "/*/*/*", "/optical-amplifier/...":
+            leaves = self.open(where + "/config/target-gain").until_sync()
+            self.assertLessEqual(set(leaves), EVERY_GAIN)
+            self.assertIn(GAIN, leaves)
+        both = self.open(PRE + "/*/target-gain").until_sync()
+        self.assertEqual({GAIN, PRE + "/state/target-gain"}, set(both))
+        value = 5.1 if leaves[GAIN].double_val != 5.1 else 5.2
+        self.change(value)
+        for stream in leaves, both:
+            stream.until(lambda now: now[GAIN].double_val == value)
 
     def test_a_leaf_that_disappears_is_in_delete(self):
         self.change(4.5)
@@ -639,6 +714,9 @@ class SubscribeTest(RpcTest):
         told = {text(one.path) for late in leaves.notifications[known:] for one in late.update}
         self.assertIn("/instant", told)
         self.assertNotIn("/target-gain", told)
+        # The server's own interval.
+        interval = leaves.notifications[known].timestamp - leaves.notifications[0].timestamp
+        self.assertAlmostEqual(10, interval / SECOND, delta=1)
 
     def test_target_defined_with_heartbeat_sends_measured_and_other_values_once_an_interval(self):
         measured, other = PRE + "/state/actual-gain/instant", PRE + "/state/type"

@@ -7,6 +7,7 @@ import re
 import signal
 import socket
 import ssl
+import subprocess
 import threading
 import time
 import unittest
@@ -293,6 +294,24 @@ class StreamsOfAConnectionTest(GnmiTest):
         streams.pop().stream.cancel()
         self.assertTrue(begun.wait(60))
         waiting.join()
+
+
+class AddressTest(GnmiTest):
+    def test_without_address_it_is_the_default_one(self):
+        self.server.end()
+        # Whoever has the port, if not this test: the server tells which one it wanted.
+        with socket.socket() as taken:
+            taken.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+            try:
+                taken.bind(("127.0.0.1", 9339))
+                taken.listen()
+            except OSError:
+                pass
+            done = subprocess.run([os.environ["OCAMPD"], "--node", self.node, "--gnmi", "--insecure"],
+                                  capture_output=True, text=True, timeout=60)
+        self.assertEqual(2, done.returncode, done.stderr)
+        self.assertIn("127.0.0.1:9339: Address already in use", done.stderr)
+        self.assertNotIn("8300", done.stderr)
 
 
 class StopTest(GnmiTest):

@@ -116,6 +116,20 @@ TEST(GnmiSet, DeletesAreThoseOfWhatIsThere) {
     EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "read-only"));
 }
 
+TEST(GnmiSet, WildcardsPassOverWhatNamesAnEntry) {
+    const auto deletes = [](const std::string &path) {
+        ::gnmi::SetRequest request;
+        *request.add_delete_() = path_of(path);
+        return documents(request);
+    };
+    EXPECT_THAT(deletes(entry + "/config/*"),
+                testing::UnorderedElementsAre(testing::HasSubstr("@target-gain"), testing::HasSubstr("@enabled")));
+    EXPECT_THAT(deletes(".../name"), IsEmpty());
+    EXPECT_THAT(deletes(entry + "/*"), ElementsAre(testing::HasSubstr("config")));
+    EXPECT_THAT(deletes(entry + "/config/name"), SizeIs(1));
+    EXPECT_THAT(deletes("optical-amplifier/amplifiers/amplifier/name"), SizeIs(2));
+}
+
 TEST(GnmiSet, KeysOfPathAndValueAgree) {
     ::gnmi::SetRequest request;
     add(*request.mutable_update(), entry, R"({"name": "a", "config": {"enabled": true}})");

@@ -110,6 +110,20 @@ TEST_F(GnmiSetter, RolesOfElectionsAreBounded) {
     EXPECT_EQ(set(setter, election("7", 5)), Code::permission_denied);
 }
 
+TEST_F(GnmiSetter, TheTimeOfAChangeIsNotLaterThanWhatIsToldOfIt) {
+    server_tests::Events events;
+    const server::Subscription subscription =
+        core().subscribe(server::Interest::configuration, events.change_listener());
+    Setter setter(core());
+    std::promise<std::int64_t> answer;
+    submit(setter, gain_set(3.3),
+           [&](const SetOutcome &outcome) { answer.set_value(std::get<::gnmi::SetResponse>(outcome).timestamp()); });
+    const std::chrono::nanoseconds changed_at(answer.get_future().get());
+    const auto told = events.wait_for(1);
+    ASSERT_FALSE(told.empty());
+    EXPECT_LE(changed_at, told.front()->at.time_since_epoch());
+}
+
 TEST_F(GnmiSetter, AfterTheEndSetsAreUnavailable) {
     Setter setter(core());
     core().stop();
