@@ -24,8 +24,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::string_view description_name = "line.json", database_name = "line.db", nodes_name = "nodes",
-                           lock_name = "line.lock";
+constexpr std::string_view description_name = "line.json", nodes_name = "nodes", lock_name = "line.lock";
 constexpr FileMark line_mark{0x4f434c4e, 1}; // "OCLN"
 constexpr const char *settings = "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = OFF;";
 constexpr const char *tables = "CREATE TABLE state(name TEXT PRIMARY KEY, text TEXT NOT NULL) STRICT, WITHOUT ROWID;"
@@ -122,13 +121,13 @@ void LineStore::open(const std::string &file) {
 }
 
 LineStore::LineStore(const fs::path &folder, bool may_replace) {
-    const std::string file = (folder / database_name).string();
+    const std::string file = (folder / line_database_name).string();
     try {
         open(file);
         return;
     } catch (const ForeignFileError &error) {
-        if (!may_replace)
-            throw LineError(fmt::format("{}, expected the database of a line", error.what()));
+        throw LineError(
+            fmt::format("{}, expected the database of a line; move it away, and the line begins anew", error.what()));
     } catch (const SqliteError &error) {
         if (!may_replace || !error.is_damage())
             throw;
@@ -139,6 +138,7 @@ LineStore::LineStore(const fs::path &folder, bool may_replace) {
     fs::remove(file + "-journal");
     fs::remove(file);
     open(file);
+    replaced_ = true;
 }
 
 std::optional<std::string> LineStore::text(std::string_view name) {

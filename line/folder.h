@@ -56,6 +56,9 @@ struct WaitingEvent {
     std::string words;
 };
 
+/// The file of a line's state in its folder.
+inline constexpr std::string_view line_database_name = "line.db";
+
 /// Names of what is kept of a run: the state of the simulation, the readings of intervals that are not over, and those
 /// of past ones.
 inline constexpr std::string_view simulation_text = "simulation", open_text = "open intervals",
@@ -66,8 +69,11 @@ inline constexpr std::string_view simulation_text = "simulation", open_text = "o
 class LineStore {
   public:
     /// Opens the database in the line's folder, or makes it. One that is damaged is replaced when `may_replace`. Throws
-    /// LineError when it is another program's.
+    /// LineError when it is another program's, which is left as it is.
     LineStore(const std::filesystem::path &folder, bool may_replace);
+
+    /// Whether an earlier database was damaged and has been replaced.
+    bool was_replaced() const noexcept { return replaced_; }
 
     /// A text that is kept; nothing when the line has not run yet.
     std::optional<std::string> text(std::string_view name);
@@ -88,6 +94,7 @@ class LineStore {
 
     std::optional<Database> database_;
     std::optional<Statement> save_, text_, events_;
+    bool replaced_ = false;
 };
 
 } // namespace ocamp

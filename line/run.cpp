@@ -296,6 +296,10 @@ LineRun::LineRun(const fs::path &folder, RunSettings settings)
       amplifier_histories_(simulation_.amplifiers().size(), PortHistory(amplifier_quantities)),
       channel_histories_(simulation_.channels().size(), PortHistory(channel_quantities)) {
     allow_many_files();
+    if (store_.was_replaced() && settings_.tell)
+        settings_.tell(fmt::format("{}: {} was damaged and begins anew: line time, histories and events that waited "
+                                   "are lost",
+                                   folder_.string(), line_database_name));
     restore();
     for (std::size_t node = 0; node < line_.nodes.size(); ++node) {
         nodes_.push_back(std::make_unique<NodeLink>(*this, node));

@@ -4,6 +4,7 @@
 #include "other_program.h"
 #include "output.h"
 #include "text_io.h"
+#include "whole_number.h"
 
 #include "line/folder.h"
 #include "line/run.h"
@@ -184,7 +185,8 @@ void add_line_command(CLI::App &program) {
                                   options, event);
     teller.add_option("EVENT", options->words, "The event and what it is about")->required();
     teller.add_option("--at", options->at, "Second of line time; default: now, or when the line next runs")
-        ->type_name("SECONDS");
+        ->type_name("SECONDS")
+        ->check(refuse_no_whole_number<std::numeric_limits<std::int64_t>::max()>, "");
 
     CLI::App &shower = add_action(command, "show", "Draw a line as it stands",
                                   "Example:\n  ocamp line show demo-line --watch", options, show);

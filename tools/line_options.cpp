@@ -4,6 +4,7 @@
 #include "output.h"
 #include "text_io.h"
 #include "tls_options.h"
+#include "whole_number.h"
 
 #include "line/folder.h"
 #include "seam/text.h"
@@ -69,8 +70,11 @@ void add_line_run_options(CLI::App &command, LineRunOptions &options) {
         ->type_name("N")
         ->capture_default_str();
     command.add_option("--seed", options.seed, "Seed of noise and drift; default: that of the run before")
-        ->type_name("N");
-    command.add_option("--until", options.until, "Second of line time to end at")->type_name("SECONDS");
+        ->type_name("N")
+        ->check(refuse_no_whole_number<>, "");
+    command.add_option("--until", options.until, "Second of line time to end at")
+        ->type_name("SECONDS")
+        ->check(refuse_no_whole_number<>, "");
     command.add_option("--script", options.script, "Events, one a line: SECOND EVENT...")->type_name("FILE");
     command
         .add_option(netconf_base_option, options.netconf_base,

@@ -107,6 +107,12 @@ TEST_F(LineCommands, WrongUsesAreToldWithStatusTwo) {
     refused(ocamp({"line", "run", temporary_.path()}), "expected a folder made with 'ocamp line init'");
     refused(ocamp({"line", "run", line(), "--speed", "fast"}), "expected 'max' or a number");
     refused(ocamp({"line", "run", line(), "--speed", "0"}), "expected 'max' or a number");
+    const char *whole = "expected a whole number from 0 to ";
+    for (const char *option : {"--until", "--seed"})
+        for (const char *number : {"-5", "18446744073709551616", "1.5"})
+            refused(ocamp({"line", "run", line(), "--speed", "max", option, number}), whole);
+    for (const char *number : {"-5", "9223372036854775808"})
+        refused(ocamp({"line", "event", line(), "--at", number, "cut", "site-1/site-2"}), whole);
     refused(ocamp({"line", "event", line(), "cut", "x/y"}), "no node 'x'");
     refused(ocamp({"line", "show", line(), "--svg", "-"}), "has not run yet, expected a line with powers to draw");
     ASSERT_EQ(run_until(1).status, 0);

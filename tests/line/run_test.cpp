@@ -410,13 +410,34 @@ TEST_F(Lines, DamagedLiveDataBeginAnew) {
     make(two_nodes());
     run_until(3);
     support::write_file(node("b") / "node.live", "no database");
-    support::write_file(folder() / "line.db", "no database");
+    // The header is whole, what follows is not.
+    std::string database = support::read_file(folder() / line_database_name);
+    constexpr std::size_t header_size = 100;
+    database.replace(header_size, header_size, header_size, '\x7f');
+    support::write_file(folder() / line_database_name, database);
     EXPECT_THROW(Node(node("b"), Node::Access::read), NodeError);
     std::vector<std::string> told;
     run_until(2, {.tell = [&](const std::string &line) { told.push_back(line); }});
-    EXPECT_THAT(told, testing::Contains(HasSubstr("was damaged and begins anew")));
+    EXPECT_THAT(told, testing::Contains(HasSubstr("node.live was damaged and begins anew")));
+    EXPECT_THAT(told, testing::Contains(HasSubstr("line.db was damaged and begins anew: line time, histories and "
+                                                  "events that waited are lost")));
     EXPECT_EQ(port(native(node("b")), "Ots0/1/0/0").at("ampli-gain"), 1700);
     EXPECT_TRUE(native(node("b")).contains("Korvex-ifmgr-cfg:interface-configurations"));
+}
+
+// Whatever it holds, it is not this program's to delete.
+TEST_F(Lines, ADatabaseOfAnotherProgramIsRefusedAndLeftAsItIs) {
+    make(two_nodes());
+    const fs::path file = folder() / line_database_name;
+    fs::remove(file);
+    constexpr FileMark other{0x12345678, 1};
+    Database(file.string(), Database::Mode::create, &other).exec("CREATE TABLE theirs(text TEXT)");
+    const std::string theirs = support::read_file(file);
+    EXPECT_THROW(LineRun(folder(), {}), LineError);
+    EXPECT_EQ(support::read_file(file), theirs);
+    support::write_file(file, "no database");
+    EXPECT_THROW(LineRun(folder(), {}), LineError);
+    EXPECT_EQ(support::read_file(file), "no database");
 }
 
 TEST_F(Lines, RecordsThatAreMeasuredCannotBeWritten) {

@@ -1,0 +1,24 @@
+// The check of options that take a whole number: without it CLI11 wraps what is negative or too large. Knows no option.
+#pragma once
+
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <string>
+
+#include <fmt/format.h>
+
+namespace ocamp {
+
+/// For CLI::Option::check: a complaint about a text that is no number from 0 to `highest`, or nothing.
+template <std::uint64_t highest = std::numeric_limits<std::uint64_t>::max()>
+std::string refuse_no_whole_number(const std::string &text) {
+    std::uint64_t number = 0;
+    const char *end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error == std::errc{} && stop == end && number <= highest)
+        return {};
+    return fmt::format("'{}', expected a whole number from 0 to {}", text, highest);
+}
+
+} // namespace ocamp
