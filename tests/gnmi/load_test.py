@@ -180,7 +180,8 @@ class AttacksTest(GnmiTest):
         self.before = self.server.memory()
 
     def lives(self, most):
-        """The server answers, and has grown by less than that many MiB."""
+        """The server answers, and has grown by less than that many MiB. Up to 20 of them may be threads that gRPC starts
+        when it has much to do, each with a heap of its own."""
         self.assertEqual("0/1-AMP-PRE", self.client.value(PRE + "/name"))
         grown = (self.server.memory() - self.before) // MEGABYTE
         print("%s: %d MiB before, %d MiB more" % (self._testMethodName, self.before // MEGABYTE, grown))
@@ -193,7 +194,7 @@ class AttacksTest(GnmiTest):
                 client.get(GAIN)
             self.assertIn(raised.exception.code(),
                           (grpc.StatusCode.RESOURCE_EXHAUSTED, grpc.StatusCode.UNAVAILABLE, grpc.StatusCode.INTERNAL))
-        self.lives(16)
+        self.lives(32)
 
     def test_headers_that_never_end(self):
         """HEADERS and then CONTINUATION without end: each frame 16 KiB of one huge literal."""
@@ -212,7 +213,7 @@ class AttacksTest(GnmiTest):
     def test_oversize_messages_are_refused_and_the_connection_lives_on(self):
         big = update(PRE + "/config", json_val=b'"' + b"x" * (5 * MEGABYTE) + b'"')
         self.assert_refused(grpc.StatusCode.RESOURCE_EXHAUSTED, lambda: self.client.set(update=[big]))
-        self.lives(16)
+        self.lives(32)
 
     def test_answers_are_bounded(self):
         with self.assertRaises(grpc.RpcError) as raised:
@@ -236,7 +237,7 @@ class AttacksTest(GnmiTest):
             list(stream(iter([b"\xff" * 10]), metadata=self.client.metadata, timeout=30))
         self.assert_refused(grpc.StatusCode.UNIMPLEMENTED,
                             lambda: channel.unary_unary("/gnmi.gNMI/Nothing")(b"", metadata=self.client.metadata))
-        self.lives(16)
+        self.lives(32)
 
     def test_bytes_that_are_no_http2(self):
         generator = random.Random(1)
@@ -246,13 +247,13 @@ class AttacksTest(GnmiTest):
         for _ in range(50):
             plain = self.raw(GREETING + generator.randbytes(generator.randrange(1, 2000)))
             plain.close()
-        self.lives(16)
+        self.lives(32)
 
     def test_handshakes_that_stall_are_ended(self):
         begin = time.time()
         for sent in b"", GREETING[:10]:
             self.assertLess(self.end_of(self.raw(sent)) - begin, 15)
-        self.lives(16)
+        self.lives(32)
 
     def test_streams_opened_and_cancelled_in_a_loop(self):
         for _ in range(2000):
@@ -266,7 +267,7 @@ class AttacksTest(GnmiTest):
         self.assert_refused(invalid, lambda: self.client.set(update=[update(long, int_val=1)]), "10000")
         self.assert_refused(invalid, lambda: self.client.set(delete=[path(long)]), "10000")
         self.assert_refused(invalid, lambda: self.client.subscribe([on_change(long)]), "10000")
-        self.lives(16)
+        self.lives(32)
 
 
 class DescriptorsTest(GnmiTest):
