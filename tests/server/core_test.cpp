@@ -518,8 +518,9 @@ TEST_F(Changes, OfOtherProcessesAreForeign) {
 TEST_F(Changes, OfStateAreToldToThoseWhoWantToKnowOfWrites) {
     const SessionId admin = session();
     Events configuration, writes;
-    const Subscription one = core().subscribe(Interest::configuration, configuration.change_listener());
-    const Subscription two = core().subscribe(Interest::writes, writes.write_listener());
+    // First, so that it is there at the first look.
+    const Subscription one = core().subscribe(Interest::writes, writes.write_listener());
+    const Subscription two = core().subscribe(Interest::configuration, configuration.change_listener());
     // What was read before the first look may be old already.
     EXPECT_EQ(answer(admin, Wait{}), "ok");
     const std::size_t before = writes.wait_for(1).size();
