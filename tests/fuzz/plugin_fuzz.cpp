@@ -3,21 +3,11 @@
 #include "fuzzed_input.h"
 #include "null_platform.h"
 #include "tree.h"
+#include "walkers.h"
 #include "ymap_models.h"
 
 #include <cstdlib>
 #include <string>
-
-using Walker = cerrno(yfw_map_ctx, const yfw_datatree *, yfw_datatree *);
-#define WALKER(name) extern "C" Walker name;
-WALKER(ymap_ox_oc_opt_ampli_openconfigopticalamplifier_lvla_opticalamplifier)
-WALKER(ymap_ox_oc_opt_ampli_openconfigopticalamplifier_lvla_opticalamplifier_amplifiers_amplifier)
-WALKER(ymap_ox_oc_opt_ampli_openconfigopticalamplifier_lvla_opticalamplifier_amplifier_config)
-WALKER(ymap_xo_oc_opt_amp_korvexcontrolleropticscfg_augment_lvla_interface_configuration)
-WALKER(ymap_xo_oc_opt_amp_korvexifmgrcfg_lvla_interfaceconfigurations)
-WALKER(ymap_xo_oc_opt_amp_korvexcontrollerorvo8otsoper_lvla_otsoper)
-WALKER(ymap_xo_oc_opt_amp_korvexcontrolleropticsoper_lvla_opticsoper)
-WALKER(ymap_xo_oc_opt_amp_korvexpmengineoper_lvla_performancemanagementhistory)
 
 namespace {
 

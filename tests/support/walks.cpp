@@ -3,13 +3,6 @@
 
 #include <utility>
 
-#define WALKER(name) extern "C" walks::Walker name;
-WALKER(ymap_ox_oc_opt_ampli_openconfigopticalamplifier_lvla_opticalamplifier)
-WALKER(ymap_xo_oc_opt_amp_korvexifmgrcfg_lvla_interfaceconfigurations)
-WALKER(ymap_xo_oc_opt_amp_korvexcontrollerorvo8otsoper_lvla_otsoper)
-WALKER(ymap_xo_oc_opt_amp_korvexcontrolleropticsoper_lvla_opticsoper)
-WALKER(ymap_xo_oc_opt_amp_korvexpmengineoper_lvla_performancemanagementhistory)
-
 namespace walks {
 
 Walker *const ots_walker = ymap_xo_oc_opt_amp_korvexcontrollerorvo8otsoper_lvla_otsoper;

@@ -4,6 +4,7 @@
 
 #include "null_platform.h"
 #include "tree.h"
+#include "walkers.h"
 
 #include <cstddef>
 #include <memory>
@@ -13,8 +14,6 @@
 #include "yfw_platform.h"
 
 namespace walks {
-
-using Walker = cerrno(yfw_map_ctx, const yfw_datatree *, yfw_datatree *);
 
 /// One mapping run: the client's request, and the tree that its walker goes through. Stays where it is made.
 class Run {
