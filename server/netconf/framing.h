@@ -31,9 +31,9 @@ class FramingError : public InputError {
 };
 
 /// Takes a stream apart into messages, however it is cut. Holds at most one message that is not whole yet, and no more
-/// of it than the limit. A first message that comes in chunks is read in chunks, and so is all behind it: a hello should
-/// end with a mark, but ncclient changes to chunks as soon as it has read the other side's hello, now and then before its
-/// own has left.
+/// of it than the limit. A first message that comes in chunks is read in chunks, and so is all behind it: a hello
+/// should end with a mark, but ncclient changes to chunks as soon as it has read the other side's hello, now and then
+/// before its own has left.
 class MessageReader {
   public:
     /// `limit`: most bytes of a message.
