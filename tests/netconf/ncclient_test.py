@@ -67,7 +67,7 @@ class ClientTest(ServerTest):
             hostkey_verify=False,
             look_for_keys=False,
             allow_agent=False,
-            timeout=20,
+            timeout=120,
             **more,
         )
         self.addCleanup(self.leave, client)
@@ -400,21 +400,21 @@ class ConfirmedCommit(ClientTest):
 
     def test_is_confirmed(self):
         client = self.connect("olga")
-        self.begin(client, timeout="1")
+        self.begin(client, timeout="3")
         client.commit()
-        time.sleep(1.5)
+        time.sleep(3.5)
         self.assertEqual(["11.0"], self.running_gain(client))
 
     def test_is_taken_back_at_its_time(self):
         client = self.connect("olga")
-        before = self.begin(client, timeout="1")
+        before = self.begin(client, timeout="2")
         self.wait_for(client, before)
 
     def test_is_extended(self):
         client = self.connect("olga")
-        before = self.begin(client, timeout="1")
-        client.commit(confirmed=True, timeout="3")
-        time.sleep(1.5)
+        before = self.begin(client, timeout="3")
+        client.commit(confirmed=True, timeout="6")
+        time.sleep(3.5)
         self.assertEqual(["11.0"], self.running_gain(client))
         self.wait_for(client, before)
 
@@ -444,10 +444,10 @@ class ConfirmedCommit(ClientTest):
 
     def test_is_confirmed_by_another_session_when_it_persists(self):
         client, other = self.connect("olga"), self.connect("olga")
-        self.begin(client, persist="token", timeout="2")
+        self.begin(client, persist="token", timeout="3")
         other.commit(persist_id="token")
         client.close_session()
-        time.sleep(2.5)
+        time.sleep(3.5)
         self.assertEqual(["11.0"], self.running_gain(other))
 
     def test_is_taken_back_by_a_restart(self):
