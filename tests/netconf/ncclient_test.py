@@ -526,7 +526,7 @@ class Roles(ClientTest):
 
 
 class Notifications(ClientTest):
-    def take(self, client, name, timeout=5):
+    def take(self, client, name, timeout=60):
         """The next event of that name."""
         end = time.monotonic() + timeout
         while time.monotonic() < end:
@@ -587,7 +587,7 @@ class Notifications(ClientTest):
         other.edit_config(gain("11.0"), target="running")
         other.close_session()
         self.assertEqual("netconf-session-end", etree.QName(
-            client.take_notification(True, 5).notification_ele[1]).localname)
+            client.take_notification(True, 60).notification_ele[1]).localname)
 
     def test_are_filtered_by_xpath(self):
         client, other = self.connect("rita"), self.connect("olga")
@@ -596,7 +596,7 @@ class Notifications(ClientTest):
         other.edit_config(gain("11.0"), target="running")
         other.close_session()
         self.assertEqual("netconf-session-end", etree.QName(
-            client.take_notification(True, 5).notification_ele[1]).localname)
+            client.take_notification(True, 60).notification_ele[1]).localname)
 
     def test_of_other_streams_and_of_the_past_are_refused(self):
         client = self.connect("rita")
