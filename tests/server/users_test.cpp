@@ -9,8 +9,12 @@
 #include <atomic>
 #include <future>
 #include <map>
+#include <utility>
+#include <vector>
 
 #include <sys/stat.h>
+
+#include <fmt/format.h>
 
 using namespace server_tests;
 using testing::ElementsAre;
@@ -271,6 +275,30 @@ TEST_F(LogInsOfANode, LeaveTheirPlaceWhenNobodyWantsThem) {
     EXPECT_TRUE(attempt("192.0.2.1", "ada", "secret")->get_future().get());
     for (const Promise &guess : guesses)
         EXPECT_EQ(guess->get_future().wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+}
+
+TEST_F(LogInsOfANode, OfOneIpv6NetworkAreOfOneAddress) {
+    const std::string blob = public_key_of(key_line).blob;
+    for (int i = 1; i <= 8; ++i)
+        core().log_ins().public_key({"test", fmt::format("2001:db8::{}", i), 1}, "ada", "ssh-ed25519", blob, true);
+    for (std::size_t i = 0; i < LogIns::most_waiting_of_address; ++i)
+        EXPECT_TRUE(attempt(fmt::format("2001:db8::1:{}", i), "ada", "wrong"));
+    EXPECT_FALSE(attempt("2001:db8::2:1", "ada", "secret"));
+    EXPECT_TRUE(attempt("2001:db8:0:1::1", "ada", "secret")->get_future().get());
+}
+
+TEST(Networks, AreWhatOneClientHasForItsOwn) {
+    for (const auto &[address, network] :
+         std::vector<std::pair<std::string, std::string>>{{"192.0.2.1", "192.0.2.1"},
+                                                          {"2001:db8:0:1:2:3:4:5", "2001:db8:0:1::/64"},
+                                                          {"2001:db8:0:1::", "2001:db8:0:1::/64"},
+                                                          {"2001:db8:0:2::5", "2001:db8:0:2::/64"},
+                                                          {"::1", "::/64"},
+                                                          {"fe80::1%eth0", "fe80::/64%eth0"},
+                                                          {"::ffff:192.0.2.1", "::ffff:192.0.2.1"},
+                                                          {"unknown", "unknown"},
+                                                          {"", ""}})
+        EXPECT_EQ(network_of(address), network);
 }
 
 TEST_F(LogInsOfANode, WaitInBoundedNumber) {
