@@ -7,6 +7,7 @@
 #include "serve_line.h"
 #include "serving.h"
 #include "tls_options.h"
+#include "whole_number.h"
 
 #include "seam/input_error.h"
 #include "seam/text.h"
@@ -16,6 +17,8 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdint>
+#include <limits>
 #include <map>
 #include <optional>
 
@@ -50,9 +53,15 @@ struct ServeOptions {
     TlsSettings tls;
 };
 
-template <class Number>
-void add_limit(CLI::App &program, const char *name, Number &limit, const char *type, const char *description) {
-    program.add_option(name, limit, description)->type_name(type)->capture_default_str()->group("Limits");
+// What libraries below take as an int, and what is multiplied further on, is in range with it.
+constexpr std::uint64_t highest_limit = std::numeric_limits<std::int32_t>::max();
+
+void add_limit(CLI::App &program, const char *name, std::size_t &limit, const char *type, const char *description) {
+    program.add_option(name, limit, description)
+        ->type_name(type)
+        ->check(refuse_no_whole_number<highest_limit>, "")
+        ->capture_default_str()
+        ->group("Limits");
 }
 
 // A limit that is a time: what the option takes is its number in the limit's own unit.
@@ -62,6 +71,7 @@ void add_time(CLI::App &program, const char *name, Time &limit, const char *type
         .add_option_function<unsigned>(
             name, [&limit](unsigned number) { limit = Time(number); }, description)
         ->type_name(type)
+        ->check(refuse_no_whole_number<highest_limit>, "")
         ->default_str(std::to_string(limit.count()))
         ->group("Limits");
 }
