@@ -150,5 +150,11 @@ class GrpcJsChannel:
         threading.Thread(target=stream.send, args=[requests], daemon=True).start()
         return stream
 
+    def pause(self, stream):
+        self.node.tell(id=stream.number, pause=True)
+
+    def resume(self, stream):
+        self.node.tell(id=stream.number, resume=True)
+
     def close(self):
         self.node.tell(id=self.number, disconnect=True)
