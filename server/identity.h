@@ -12,7 +12,8 @@ namespace ocamp::server {
 
 /// What a user may do; each may do what those before it may.
 enum class Role {
-    reader,    ///< reads, validates, looks at sessions and locks
+    reader, ///< reads, validates, looks at sessions and locks
+    // NOLINTNEXTLINE(readability-identifier-naming): without the underscore it is a keyword
     operator_, ///< edits, copies and commits OpenConfig data, and takes locks of its own
     admin      ///< edits native data and ends other sessions
 };

@@ -94,7 +94,7 @@ class Node:
     def end(self):
         with self.lock:
             self.process.stdin.close()
-        self.process.wait(30)
+        self.process.wait(60)
         self.reader.join()
         self.process.stdout.close()
 

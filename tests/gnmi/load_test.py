@@ -82,7 +82,7 @@ class ThousandStreamsTest(GnmiTest):
             tenths = [round(value * 10) for value in values]
             admin.set(update=[update(native[0], uint_val=tenths[0]), update(native[1], int_val=tenths[1])])
         rate = len(steps) / (time.time() - begin)
-        deadline = time.time() + 300
+        deadline = time.time() + 600
         for watcher in watchers:
             for leaf, values in leaves.items():
                 watcher.wait_for(leaf, values[-1], deadline)
@@ -138,7 +138,7 @@ class SlowClientsTest(GnmiTest):
         self.assertTrue(watcher.synchronized.wait(60))
         for value in range(1, 40):
             self.client.set(update=[update(GAIN, double_val=value / 2)])
-        watcher.wait_for("target-gain", 19.5, time.time() + 30)
+        watcher.wait_for("target-gain", 19.5, time.time() + 120)
         self.assertEqual(19.5, watcher.last("target-gain"))
         self.assertLess(self.server.memory() - before, 32 * MEGABYTE)
 
@@ -149,7 +149,7 @@ class SlowClientsTest(GnmiTest):
         process = self.child()
         self.assertGreater(len(os.listdir(descriptors)), before)
         process.kill()
-        deadline = time.time() + 20
+        deadline = time.time() + 60
         while len(os.listdir(descriptors)) > before and time.time() < deadline:
             time.sleep(0.05)
         self.assertEqual(before, len(os.listdir(descriptors)))
@@ -218,13 +218,13 @@ class AttacksTest(GnmiTest):
             call = channel.unary_unary("/gnmi.gNMI/" + name)
             for body in b"\xff" * 10, b"\x12\xff\xff\xff\xff\x0f", os.urandom(4096), b"\x0a" * 5000:
                 try:
-                    call(body, metadata=self.client.metadata, timeout=30)
+                    call(body, metadata=self.client.metadata, timeout=60)
                 except grpc.RpcError as error:
                     # What the library says of them depends on its release; they are the client's own fault in all.
                     self.assertNotIn(error.code(), (grpc.StatusCode.UNAVAILABLE, grpc.StatusCode.DEADLINE_EXCEEDED), name)
         stream = channel.stream_stream("/gnmi.gNMI/Subscribe")
         with self.assertRaises(grpc.RpcError):
-            list(stream(iter([b"\xff" * 10]), metadata=self.client.metadata, timeout=30))
+            list(stream(iter([b"\xff" * 10]), metadata=self.client.metadata, timeout=60))
         self.assert_refused(grpc.StatusCode.UNIMPLEMENTED,
                             lambda: channel.unary_unary("/gnmi.gNMI/Nothing")(b"", metadata=self.client.metadata))
         self.lives(32)
@@ -270,7 +270,7 @@ class DescriptorsTest(GnmiTest):
         self.client.capabilities()
         for one in plain:
             one.close()
-        deadline = time.time() + 30
+        deadline = time.time() + 60
         while True:
             try:
                 self.connect().capabilities()

@@ -397,8 +397,8 @@ class SetTest(RpcTest):
         self.client.set(delete=[path("/.../name")])
         self.assertEqual("0/1-AMP-PRE", self.client.value(PRE + "/name"))
         for named in PRE + "/name", config + "/name":
-            with self.assertRaises(grpc.RpcError):
-                self.client.set(delete=[path(named)])
+            self.assert_refused(INVALID, lambda named=named: self.client.set(delete=[path(named)]),
+                                named, "expected", "on the entry")
 
     def test_a_key_given_both_in_the_path_and_differently_in_the_value_is_invalid(self):
         bad = update(PRE, json_val=b'{"name": "other", "config": {"target-gain": 3}}')
@@ -552,7 +552,7 @@ class CommitTest(RpcTest):
         before = self.gain()
         self.begin(6.5, seconds=1)
         self.assertEqual(6.5, self.gain())
-        deadline = time.time() + 10
+        deadline = time.time() + 60
         while self.gain() != before and time.time() < deadline:
             time.sleep(0.1)
         self.assertEqual(before, self.gain())
@@ -624,6 +624,12 @@ class SubscribeTest(RpcTest):
 
     def change(self, value, where=GAIN):
         self.client.set(update=[update(where, double_val=value)])
+
+    def assert_interval(self, seconds, leaves):
+        """A busy machine may be late for one and in time for the next; and none is sent too much."""
+        stamps = [one.timestamp / SECOND for one in leaves.notifications]
+        self.assertGreater(stamps[-1] - stamps[0], 0.8 * seconds * (len(stamps) - 1))
+        self.assertLess(min(late - early for early, late in zip(stamps, stamps[1:])), 1.5 * seconds)
 
     def test_first_message_must_hold_a_list_with_a_subscription(self):
         self.assert_refused(INVALID, lambda: self.client.subscribe([subscription()]))
@@ -731,16 +737,14 @@ class SubscribeTest(RpcTest):
     def test_sample_sends_every_value_once_an_interval(self):
         leaves = self.open(GAIN, how=pb.SAMPLE, sample_interval=SECOND // 4).until_sync()
         leaves.notifications.clear()
-        leaves.until(lambda now: len(now.notifications) == 5)
-        stamps = [one.timestamp for one in leaves.notifications]
-        self.assertAlmostEqual(1.0, (stamps[-1] - stamps[0]) / SECOND, delta=0.5)
+        leaves.until(lambda now: len(now.notifications) == 6)
+        self.assert_interval(0.25, leaves)
 
     def test_sample_interval_0_means_the_shortest(self):
         leaves = self.open(GAIN, how=pb.SAMPLE).until_sync()
-        begin = time.time()
         leaves.notifications.clear()
-        leaves.until(lambda now: len(now.notifications) == 5)
-        self.assertLess(time.time() - begin, 3)
+        leaves.until(lambda now: len(now.notifications) == 8)
+        self.assert_interval(0.1, leaves)
 
     def test_an_interval_that_cannot_be_done_is_invalid(self):
         for nanoseconds in 1, SECOND // 10 - 1, 2**64 - 1:
@@ -763,9 +767,8 @@ class SubscribeTest(RpcTest):
         leaves = self.open(GAIN, how=pb.SAMPLE, sample_interval=SECOND // 10, suppress_redundant=True,
                            heartbeat_interval=SECOND // 2).until_sync()
         leaves.notifications.clear()
-        leaves.until(lambda now: len(now.notifications) == 2)
-        stamps = [one.timestamp for one in leaves.notifications]
-        self.assertAlmostEqual(0.5, (stamps[1] - stamps[0]) / SECOND, delta=0.3)
+        leaves.until(lambda now: len(now.notifications) == 3)
+        self.assert_interval(0.5, leaves)
 
     def test_target_defined_sends_events_on_change(self):
         leaves = self.open(PRE, how=pb.TARGET_DEFINED).until_sync()
@@ -782,7 +785,8 @@ class SubscribeTest(RpcTest):
         self.assertNotIn("/target-gain", told)
         # The server's own interval.
         interval = leaves.notifications[known].timestamp - leaves.notifications[0].timestamp
-        self.assertAlmostEqual(10, interval / SECOND, delta=1)
+        self.assertGreater(interval, 9 * SECOND)
+        self.assertLess(interval, 18 * SECOND)
 
     def test_target_defined_with_heartbeat_sends_measured_and_other_values_once_an_interval(self):
         measured, other = PRE + "/state/actual-gain/instant", PRE + "/state/type"

@@ -456,6 +456,9 @@ TEST_F(Sessions, TakeTurns) {
 TEST_F(Sessions, OfAdaptersAreNobodysToKill) {
     const SessionId admin = session(), own = core().open_own_session("test", {});
     EXPECT_EQ(answer(admin, KillSession{own}), "invalid-value");
+    // Nor are they a user's that is gone, as this admin is: nobody is among the users.
+    core().reload_users();
+    EXPECT_EQ(refusal(admin, Wait{}).reason, "the session has ended");
     EXPECT_EQ(answer(own, Read{}), "ok");
 }
 
