@@ -124,14 +124,14 @@ def sampled_updates(server, streams):
 
 
 def most_updates(server):
-    """More streams until they are not served in full: what is offered, and what is made of it."""
+    """Twice as many streams until no more updates come of them: what is offered, and what is made of it."""
     whole = Client(server.port)
     leaves = len(whole.get("/", encoding=pb.PROTO).notification[0].update)
     whole.close()
     steps = []
     for streams in (10, 20, 40, 80, 160, 320, 640):
         steps.append({**sampled_updates(server, streams), "offered_per_second": streams * leaves * 10})
-        if steps[-1]["updates_per_second"] < 0.9 * steps[-1]["offered_per_second"]:
+        if len(steps) > 1 and steps[-1]["updates_per_second"] < 1.1 * steps[-2]["updates_per_second"]:
             break
     return steps
 
