@@ -183,7 +183,7 @@ AmplifierDescription read_members(Members &members, bool is_type) {
     amplifier.noise_figure = needed("noise-figure-db", {0, 20});
     amplifier.maximum_output = needed("maximum-output-dbm", {-10, 30});
     amplifier.gain = needed("gain-db", {0, 40});
-    amplifier.tilt = members.number("tilt-db", {-5, 5}, 0);
+    amplifier.tilt = members.number("tilt-db", {-steepest_tilt, steepest_tilt}, 0);
     amplifier.input_loss = members.number("input-loss-db", {0, 40}, 0);
     amplifier.loss_threshold = members.number("loss-threshold-dbm", {-39, 10}, -35);
     amplifier.tilt_slope = members.number("tilt-slope", {-2, 2}, 0.7);

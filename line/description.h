@@ -13,6 +13,8 @@
 
 namespace ocamp {
 
+inline constexpr double steepest_tilt = 5; ///< dB up or down over the band, as amplifiers are set and read
+
 /// Both in dB.
 struct GainRange {
     double lowest, highest;

@@ -148,10 +148,13 @@ void Simulation::tick(SimulatedAmplifier &amplifier, Light &light) const {
         amplifier.input_lost = lost;
         amplifier.ticks_of_change = 0;
     }
-    if (amplifier.input_lost || amplifier.settings.shut) {
+    const auto go_dark = [&] {
         amplifier.emitting = false;
         amplifier.actual_gain = 0;
         amplifier.output = light = {};
+    };
+    if (amplifier.input_lost || amplifier.settings.shut) {
+        go_dark();
         return;
     }
     if (!amplifier.emitting) {
@@ -162,10 +165,14 @@ void Simulation::tick(SimulatedAmplifier &amplifier, Light &light) const {
         constexpr double most = ramp / ticks_a_second;
         amplifier.gain += std::clamp(amplifier.target_gain() - amplifier.gain, -most, most);
     }
-    const physics::Amplified amplified = physics::amplify(amplifier.input, amplifier.gain, built.noise_figure,
-                                                          built.maximum_output - amplifier.pump_loss);
-    amplifier.actual_gain = amplified.gain;
-    amplifier.output = light = amplified.output;
+    const auto amplified = physics::amplify(amplifier.input, amplifier.gain, built.noise_figure,
+                                            built.maximum_output - amplifier.pump_loss);
+    if (!amplified) {
+        go_dark();
+        return;
+    }
+    amplifier.actual_gain = amplified->gain;
+    amplifier.output = light = amplified->output;
 }
 
 void Simulation::pass(std::size_t direction) {
@@ -234,8 +241,10 @@ void Simulation::read() {
             continue;
         const double tilt = amplifier.settings.tilt.value_or(amplifier.built.tilt) +
                             amplifier.built.tilt_slope * (amplifier.actual_gain - amplifier.target_gain());
-        reading.gain = reading_of(amplifier.actual_gain, source + gain_quantity);
-        reading.tilt = reading_of(tilt, source + tilt_quantity);
+        // Errors of the readings do not lead out of what there can be either.
+        constexpr int steepest = static_cast<int>(steepest_tilt * 100);
+        reading.gain = std::max(0, reading_of(amplifier.actual_gain, source + gain_quantity));
+        reading.tilt = std::clamp(reading_of(tilt, source + tilt_quantity), -steepest, steepest);
     }
 }
 
