@@ -282,8 +282,13 @@ SpanDescription read_span(const Json &value, const std::string &path) {
         for (const Json &end : *connectors)
             span.connectors += Members::number_of(end, members.path_of("connector-loss-db"), {0, 10});
     }
-    span.drift = members.number("drift-db", {0, 3}, 0.1);
+    constexpr double usual_drift = 0.1;
+    const double whole = span.length * span.loss + span.connectors;
+    span.drift = members.number("drift-db", {0, 3}, std::min(usual_drift, whole));
     members.refuse_others();
+    if (span.drift > whole)
+        fail(members.path_of("drift-db"),
+             "expected at most the span's loss, {:g} dB, found {:g}: fibre does not amplify", whole, span.drift);
     return span;
 }
 

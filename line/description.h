@@ -56,7 +56,7 @@ struct SpanDescription {
     double length;     ///< km
     double loss;       ///< dB/km
     double connectors; ///< dB, of both ends
-    double drift;      ///< dB, amplitude over a day
+    double drift;      ///< dB, amplitude over a day; no more than the loss
 };
 
 /// A way of light along the line, with what the terminal sends.
