@@ -3,12 +3,14 @@
 
 #include "seam/json_text.h"
 #include "seam/text.h"
+#include "sysdb/crc32.h"
 
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
 #include <map>
 #include <set>
+#include <span>
 #include <utility>
 
 #include <fmt/format.h>
@@ -358,6 +360,21 @@ LineDescription read_line(std::string_view json) {
         line.spans.push_back(read_span(spans[i], fmt::format("$.spans[{}]", i)));
     members.refuse_others();
     return line;
+}
+
+std::uint32_t LineDescription::structure() const {
+    std::string words; // names have no blanks
+    for (const DirectionDescription &direction : directions)
+        words += fmt::format("{} {} ", direction.name, direction.forward);
+    const auto end_of = [](const DirectionIndex &direction) { return direction ? static_cast<int>(*direction) : -1; };
+    for (const NodeDescription &node : nodes) {
+        words += fmt::format("; {} ", node.name);
+        for (const SlotDescription &slot : node.slots)
+            words += fmt::format("{} {} {} {} {} {} ", slot.number, end_of(slot.receives), end_of(slot.sends),
+                                 slot.pre_amplifier.has_value(), slot.booster.has_value(),
+                                 slot.supervisory_power.has_value());
+    }
+    return crc32(std::span(reinterpret_cast<const std::uint8_t *>(words.data()), words.size()));
 }
 
 std::size_t LineDescription::node_named(std::string_view wanted) const {

@@ -76,6 +76,9 @@ struct LineDescription {
     std::vector<NodeDescription> nodes;
     std::vector<SpanDescription> spans;
 
+    /// What a kept state of the line stands for: its directions, nodes, slots and cards, by name and order, and not how
+    /// they are built. Equal for lines that are alike in these.
+    std::uint32_t structure() const;
     /// "NODE/NODE", as events and people name it.
     std::string span_name(std::size_t span) const { return nodes[span].name + "/" + nodes[span + 1].name; }
     /// Index of the node or direction of that name. Throw InputError.

@@ -58,6 +58,7 @@ void run(const LineRunOptions &options) {
     }
     LineRun line(options.folder, options.settings());
     end_on_signals();
+    options.warn_if_over(line);
     tell_of_run(fmt::format("second {}: {} nodes run\n", line.second(), line.node_folders().size()));
     run_at_pace(
         line,
@@ -105,9 +106,9 @@ void show(const LineOptions &options) {
     LineStore store(options.folder, false);
     const LinePicture picture(line, in_colour(options.colour));
     const auto now = [&] {
-        std::optional<Simulation> simulation;
-        if (const std::optional<std::string> state = store.text(simulation_text))
-            simulation.emplace(line, 0).restore(*state);
+        std::optional<Simulation> simulation(std::in_place, line, 0);
+        if (!restore_kept(options.folder, store, *simulation))
+            simulation.reset();
         return simulation;
     };
     const auto text_now = [&] {

@@ -147,7 +147,7 @@ void serve(const ServeOptions &options) {
     auto sockets = sockets_of(options);
     std::optional<LivingNode> living; // first, as the node is opened with its live data
     if (options.live)
-        living.emplace(options.node);
+        living.emplace(options.node, log);
     served_modules();
     Core core(options.core, log);
     Serving serving(core, std::move(sockets), {.call_home = options.call_home, .tls = options.tls});

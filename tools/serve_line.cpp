@@ -130,6 +130,7 @@ void run(const LineRunOptions &options) {
         nodes.emplace_back(folder, options.folder, plugin, std::move(sockets[nodes.size()]), options.tls);
         addresses += nodes.back().line();
     }
+    options.warn_if_over(line);
     tell_of_run(fmt::format("{}second {}: {} nodes run\n", addresses, line.second(), nodes.size()));
     bool ended = false; // a signal comes once, and the run asks often
     const auto stop = [&] { return ended = ended || is_ended_by_signal(nodes); };

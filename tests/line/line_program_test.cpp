@@ -125,6 +125,47 @@ TEST_F(LineCommands, WrongUsesAreToldWithStatusTwo) {
     refused(run_until(1, {"--script", (temporary_.path() / "script").string()}), "script: line 1: expected: cut SPAN");
 }
 
+// Standard output says what happens, and is read by programs; standard error what the user did not ask for.
+TEST_F(LineCommands, WarningsAreOnStandardError) {
+    ASSERT_EQ(run_until(2).status, 0);
+    support::write_file(node("site-1") + "/node.live", "no database");
+    support::write_file(temporary_.path() / "script", "1 cut site-1/site-2\n2 repair site-1/site-2\n");
+    const Outcome warned = run_until(3, {"--script", (temporary_.path() / "script").string()});
+    EXPECT_EQ(warned.status, 0);
+    EXPECT_EQ(warned.out, "second 2: 5 nodes run\nsecond 2: repair site-1/site-2\nsecond 3: stopped\n");
+    EXPECT_THAT(warned.err, HasSubstr("site-1: node.live was damaged and begins anew\n"));
+    EXPECT_THAT(warned.err, HasSubstr("ocamp: 1 of the script's 2 events are before second 2"));
+    const Outcome past = run_until(2);
+    EXPECT_EQ(past.status, 0);
+    EXPECT_EQ(past.err, "ocamp: --until 2: line time is past it, at second 3; nothing is computed\n");
+    EXPECT_EQ(run_until(3).err, "") << "it is there";
+}
+
+TEST_F(LineCommands, WhatIsKeptOfAnotherLineIsRefused) {
+    ASSERT_EQ(run_until(1).status, 0);
+    std::string description = support::read_file(line() + "/line.json");
+    description.replace(description.find("\"west\""), 6, "\"wets\"");
+    for (std::size_t at; (at = description.find("\"west\"")) != std::string::npos;)
+        description.replace(at, 6, "\"wets\"");
+    support::write_file(line() + "/line.json", description);
+    for (const Outcome &refused :
+         {run_until(2), ocamp({"line", "show", line()}), ocamp({"line", "show", line(), "--svg", "-"})}) {
+        EXPECT_EQ(refused.status, 2);
+        EXPECT_EQ(refused.out, "");
+        EXPECT_THAT(refused.err,
+                    HasSubstr("line.db: the state is that of a line with other nodes, slots or directions"));
+    }
+}
+
+TEST_F(LineCommands, ANodeWithoutItsFolderIsWrongUse) {
+    std::filesystem::remove_all(node("site-2"));
+    for (const Outcome &refused : {run_until(2), run_until(2, {"--netconf-base", "0"})}) {
+        EXPECT_EQ(refused.status, 2);
+        EXPECT_EQ(refused.out, "");
+        EXPECT_THAT(refused.err, HasSubstr("nodes/site-2: no such folder"));
+    }
+}
+
 TEST_F(LineCommands, ALineThatHasNotRunIsShownAsSuch) {
     const Outcome shown = ocamp({"line", "show", line()});
     EXPECT_EQ(shown.status, 0) << shown.err;

@@ -364,6 +364,20 @@ TEST(Determinism, AStateOfAnotherLineIsRefused) {
     const LineDescription small = read_line(two_nodes()), large = read_line(three_sites());
     Simulation simulation(large, 1);
     EXPECT_THROW(simulation.restore(Simulation(small, 1).state()), JsonError);
+    // As many of everything.
+    nlohmann::json renamed = nlohmann::json::parse(three_sites());
+    renamed["nodes"][1]["name"] = "elsewhere";
+    nlohmann::json moved = nlohmann::json::parse(three_sites());
+    moved["nodes"][1]["slots"][0]["slot"] = 3;
+    for (const nlohmann::json &description : {renamed, moved}) {
+        const LineDescription other = read_line(description.dump());
+        EXPECT_THROW(simulation.restore(Simulation(other, 1).state()), OtherLineError);
+    }
+    for (const char *list : {"amplifiers", "channels", "fibres", "channel-counts", "pulled"}) {
+        nlohmann::json state = nlohmann::json::parse(simulation.state());
+        state[list].push_back(state[list][0]);
+        EXPECT_THROW(simulation.restore(state.dump()), JsonError) << list;
+    }
     EXPECT_THROW(simulation.restore("{"), JsonError);
     EXPECT_THROW(simulation.restore("{}"), JsonError);
 }
