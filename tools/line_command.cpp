@@ -50,20 +50,12 @@ void init(const LineOptions &options) {
 }
 
 void run(const LineRunOptions &options) {
-    const double speed = options.seconds_a_second();
-    if (options.serves()) {
-        std::vector<std::string> words = options.words();
-        words.insert(words.begin(), serve_line_word);
-        become_program("ocampd", "the server", std::move(words));
-    }
-    LineRun line(options.folder, options.settings());
-    end_on_signals();
-    options.warn_if_over(line);
-    tell_of_run(fmt::format("second {}: {} nodes run\n", line.second(), line.node_folders().size()));
-    run_at_pace(
-        line,
-        {.speed = speed, .until = options.until, .stop = [] { return asked_to_end != 0; }, .on_lag = tell_of_lag});
-    finish_output(fmt::format("second {}: stopped\n", line.second()), "");
+    // What is wrong with these is told as by every command.
+    options.seconds_a_second();
+    line_of_folder(options.folder);
+    std::vector<std::string> words = options.words();
+    words.insert(words.begin(), run_line_word);
+    become_program("ocampd", "the server", std::move(words));
 }
 
 void event(const LineOptions &options) {

@@ -14,8 +14,8 @@
 
 namespace ocamp {
 
-/// First argument of the server that runs a line instead of a node.
-inline constexpr const char *serve_line_word = "line";
+/// First argument of the server that runs a line instead of serving a node.
+inline constexpr const char *run_line_word = "line";
 
 /// Options that say where the first node is served.
 inline constexpr const char *netconf_base_option = "--netconf-base", *gnmi_base_option = "--gnmi-base";
