@@ -35,6 +35,8 @@ class GnmiLineTest(ServedLineTest):
 
 
 class ChangesAreSeen(GnmiLineTest):
+    speed = 8
+
     def test_a_gain_raised_through_netconf(self):
         leaf = OUTPUT % "0/1-AMP-PRE"
         seen = self.watch("terminal-b", leaf)

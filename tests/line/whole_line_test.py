@@ -25,7 +25,7 @@ WEST += [("terminal-a", PRE)]
 INPUT, OUTPUT, GAIN, TILT = "input-power-c-band", "output-power-c-band", "actual-gain", "actual-gain-tilt"
 MOST_SENT = {PRE: 18, BST: 21}  # dBm, as the example is built
 DARK = -40
-NOTICE = 6  # intervals ahead that an event is given, some seconds of the clock
+NOTICE = 8  # intervals ahead that an event is given, some seconds of the clock
 AVERAGE_NOISE = 0.03  # dB, more than five times that of an average over an interval
 READING_NOISE = 0.2  # the same of one reading
 
@@ -72,7 +72,7 @@ class ByGnmi:
 
 
 class WholeLine:
-    speed = 40
+    speed = 60
     # Of both protocols, whoever asks: the line is the same.
     options = ("--netconf-base", "0", "--gnmi-base", "0", "--insecure")
 
