@@ -115,6 +115,7 @@ class LogIns {
     std::optional<User> find(std::string_view user) const;
     LogInAnswer tell(const Peer &peer, std::string_view user, std::string_view method,
                      const std::optional<User> &found);
+    void look_at(const Attempt &attempt);
     void check(const Attempt &attempt);
     void run();
 

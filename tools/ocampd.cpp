@@ -1,10 +1,10 @@
-// ocampd: serves a node, or those of a line, to network clients. This file reads the command line, listens, and waits
-// for signals; the work is done by the core and the adapters.
+// ocampd: serves a node to network clients, or runs a line, whose nodes may be served. This file reads the command
+// line, listens, and waits for signals; the work is done by the core and the adapters.
 #include "line_options.h"
 #include "living_node.h"
 #include "options.h"
 #include "output.h"
-#include "serve_line.h"
+#include "run_line.h"
 #include "serving.h"
 #include "tls_options.h"
 #include "whole_number.h"
@@ -157,7 +157,7 @@ void serve(const ServeOptions &options) {
     auto sockets = sockets_of(options);
     std::optional<LivingNode> living; // first, as the node is opened with its live data
     if (options.live)
-        living.emplace(options.node);
+        living.emplace(options.node, log);
     served_modules();
     Core core(options.core, log);
     Serving serving(core, std::move(sockets), {.call_home = options.call_home, .tls = options.tls});
@@ -194,8 +194,8 @@ int tell(std::string_view message, int status) noexcept {
 }
 
 int run(int argc, char **argv) {
-    if (argc > 1 && std::string_view(argv[1]) == serve_line_word)
-        return serve_line(argc - 1, argv + 1);
+    if (argc > 1 && std::string_view(argv[1]) == run_line_word)
+        return run_line(argc - 1, argv + 1);
     CLI::App program("Serves a node's OpenConfig and native data to network clients.", "ocamp serve");
     program.footer(footer_text);
     ServeOptions options;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <fstream>
 #include <future>
 #include <map>
 #include <utility>
@@ -254,6 +255,41 @@ TEST_F(LogInsOfANode, AreSlowedByTheGuessesBeforeThemAlsoWhenTheyComeAtATime) {
         EXPECT_FALSE(guesses[i]->get_future().get());
     EXPECT_FALSE(guesses[3]->get_future().get());
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+}
+
+// In MiB, since it was last forgotten.
+int most_memory_held() {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        int kibibytes = 0;
+        if (word == "VmHWM:" && status >> kibibytes)
+            return kibibytes / 1024;
+    }
+    throw std::runtime_error("no VmHWM");
+}
+
+void forget_most_memory_held() {
+    std::ofstream("/proc/self/clear_refs") << 5 << std::flush;
+}
+
+// A check takes 16 MiB.
+TEST_F(LogInsOfANode, OfManyNodesAreCheckedAFewAtATime) {
+    constexpr int count = 32, most_rise = 100;
+    EventLog log(LogFormat::text, -1);
+    const StateFolder state(folder());
+    std::vector<std::unique_ptr<LogIns>> nodes;
+    while (nodes.size() < count)
+        nodes.push_back(std::make_unique<LogIns>(state, log));
+    forget_most_memory_held();
+    const int before = most_memory_held();
+    std::vector<std::promise<LogInAnswer>> answers(count);
+    for (std::size_t i = 0; i < count; ++i)
+        EXPECT_TRUE(nodes[i]->password(
+            {"test", "192.0.2.1", 1}, "ada", "secret", [] { return true; },
+            [&answers, i](const LogInAnswer &answer) { answers[i].set_value(answer); }));
+    for (std::promise<LogInAnswer> &answer : answers)
+        EXPECT_TRUE(answer.get_future().get());
+    EXPECT_LT(most_memory_held() - before, most_rise);
 }
 
 TEST_F(LogInsOfANode, OfOneAddressLeaveRoomForOthers) {
