@@ -3,9 +3,9 @@
 --served, each node has a NETCONF and a gNMI port, and nobody connects. With --streams, one gNMI stream a node samples six
 output powers each second, too, and their updates are timed; that wants Debian's Python, /usr/bin/python3, which has grpcio.
 
-An update is due whole seconds after the first one of its stream was read, which that says by its timestamp. How late it is
-goes from there to its arrival: what all updates of a stream have in common counts, too, such as the tenths of a second at
-which the server reads for all streams together. Streams log in a few at a time: a check of a password takes a core for 20 ms,
+An update is due when the server reads for it, by its own timestamp; the grid of seconds is the one that no reading of its
+stream was earlier than. How late it is goes from there to its arrival: a delay that all updates of a stream have in common
+counts, too. Streams log in a few at a time: a check of a password takes a core for 20 ms,
 and a connection whose log-in has not come to its end within 30 s is closed.
 
     bench/line_load.py [--ocamp build/bin/ocamp] [--seconds 60] [--served | --streams] [NODES...]
@@ -139,7 +139,7 @@ class Stream:
 
     def lateness(self, skipped):
         """Of each update but the first ones. One that is left out makes all behind it late by a second."""
-        due = self.reads[0] + int(self.reads[skipped] - self.reads[0])
+        due = min(read - i for i, read in enumerate(self.reads[skipped:]))
         return [arrival - due - i for i, arrival in enumerate(self.arrivals[skipped:])]
 
 

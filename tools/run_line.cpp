@@ -24,7 +24,6 @@ namespace ocamp {
 namespace {
 
 using server::EventLog;
-using server::ListeningSocket;
 using server::LogFormat;
 
 constexpr int wrong_use = 2;

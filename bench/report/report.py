@@ -233,7 +233,8 @@ def write_line(alone, served, streams):
     return ("## The line\n\nA simulated line at speed 1, six amplifiers a node, without clients:\n\n" + alone
             + "\nThe same with a NETCONF and a gNMI port a node, to which nobody connects:\n\n" + served
             + "\nThe same ports with a gNMI stream a node that samples six output powers each second; the clients share "
-            "the machine. An update is due whole seconds after the first one of its stream was read:\n\n" + streams)
+            "the machine. An update is due in the grid of seconds that no reading of its stream, by its timestamp, was "
+            "earlier than:\n\n" + streams)
 
 
 def output_of(*command):
