@@ -348,6 +348,16 @@ def choose(candidates, seed):
                 del kinds[kind]
 
 
+def choose_in_shares(candidates, rooms, seed):
+    """Every candidate, the rooms in turn, so that a big one does not crowd out the others."""
+    shares = collections.defaultdict(dict)
+    for mutant, text in candidates.items():
+        shares[room_of(mutant.path, rooms)][mutant] = text
+    waiting = [choose(shares[room], seed) for room in sorted(shares)]
+    for mutants_in_turn in itertools.zip_longest(*waiting):
+        yield from (mutant for mutant in mutants_in_turn if mutant is not None)
+
+
 def report(results, explained):
     tally = collections.defaultdict(collections.Counter)
     for mutant, outcome, _, _ in results:
@@ -376,7 +386,7 @@ def report(results, explained):
 
 def arguments():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("rooms", nargs="*", metavar="ROOM", help="folders to change, by default oc-amplifier, platform, server and line")
+    parser.add_argument("rooms", nargs="*", metavar="ROOM", help="folders to change, in equal shares, by default oc-amplifier, platform, server and line")
     parser.add_argument("--seed", type=int, default=1, help="which mutants are chosen (default 1)")
     parser.add_argument("--count", type=int, default=100, help="mutants to make that compile (default 100)")
     parser.add_argument("--own", action="store_true", help="run the room's own tests only")
@@ -407,7 +417,7 @@ def run(options):
         if not (source / room).exists():
             raise Failure(f"{room}: no such room")
     candidates = all_mutants(source, rooms)
-    chosen = list(choose(candidates, options.seed))
+    chosen = list(choose_in_shares(candidates, rooms, options.seed))
     if options.explained or options.only:
         named = set(options.only or explained.reasons)
         chosen = [mutant for mutant in chosen if mutant.key(candidates[mutant]) in named]

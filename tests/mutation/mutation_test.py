@@ -178,6 +178,14 @@ class Runs(unittest.TestCase):
         self.assertIn("\n3/3 ", output)
         self.assertEqual((self.source / "room/limit.cpp").read_text(), before)
 
+    def test_rooms_have_equal_shares(self):
+        small = self.source / "small"
+        small.mkdir()
+        self.addCleanup(shutil.rmtree, small)
+        (small / "one.cpp").write_text("const int one = 1;\n")
+        _, output = self.mutate("--list", "--count", "4", "room", "small")
+        self.assertEqual([line.partition("/")[0] for line in output.splitlines()], ["room", "small", "room", "small"])
+
     def test_an_unknown_room_is_refused(self):
         status, output = self.mutate("nowhere")
         self.assertEqual((status, output), (1, "mutate: nowhere: no such room\n"))
