@@ -374,6 +374,82 @@ TEST_F(Locks, KeepOtherProcessesOut) {
     EXPECT_EQ(gain(one), "11.0");
 }
 
+// What the refusal of a request says, with the session that holds what it asked for.
+class RefusalTexts : public ServedNode {
+  protected:
+    std::string told(SessionId by, Operation operation) {
+        const Refusal refused = refusal(by, std::move(operation));
+        return std::string(word_of(refused.tag)) + ": " + refused.reason +
+               (refused.holder ? " (" + std::to_string(*refused.holder) + ")" : "");
+    }
+};
+
+TEST_F(RefusalTexts, OfLocksNameSessionAndDatastore) {
+    const SessionId one = session(), other = session();
+    const std::string number = std::to_string(one), holder = " (" + number + ")";
+    EXPECT_EQ(answer(one, Lock{}), "ok");
+    EXPECT_EQ(told(other, Lock{}), "lock-denied: session " + number + " has locked the running datastore" + holder);
+    EXPECT_EQ(told(other, Edit{.steps = {{.document = gain_edit("11.0")}}}),
+              "in-use: session " + number + " has locked the running datastore" + holder);
+    EXPECT_EQ(told(other, Unlock{}), "operation-failed: this session has no lock on the running datastore");
+    EXPECT_EQ(told(other, Unlock{Datastore::candidate}),
+              "operation-failed: this session has no lock on the candidate datastore");
+    EXPECT_EQ(answer(one, Lock{Datastore::candidate}), "ok");
+    EXPECT_EQ(told(other, Commit{}), "in-use: session " + number + " has locked the candidate datastore" + holder);
+    EXPECT_EQ(answer(one, Unlock{Datastore::candidate}), "ok");
+    EXPECT_EQ(edit(other, gain_edit("11.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(told(one, Lock{Datastore::candidate}),
+              "lock-denied: the candidate has changes, expected a commit or discard-changes first (0)");
+}
+
+TEST_F(RefusalTexts, OfCommitsSayWhatIsPending) {
+    const SessionId one = session(), other = session();
+    const std::string holder = " (" + std::to_string(one) + ")";
+    EXPECT_EQ(told(one, CancelCommit{}), "operation-failed: no confirmed commit is pending");
+    EXPECT_EQ(told(one, Commit{.candidate = false}), "operation-failed: no confirmed commit is pending");
+    EXPECT_EQ(told(one, Commit{.persist_id = "word"}), "invalid-value: persist-id: no confirmed commit is pending");
+    EXPECT_EQ(told(one, Commit{.persist = "word"}), "invalid-value: persist: expected with a confirmed commit alone");
+    EXPECT_EQ(told(one, Commit{.confirmed = true, .timeout = std::chrono::seconds(0)}),
+              "invalid-value: confirm-timeout: expected at least 1 second");
+    EXPECT_EQ(edit(one, gain_edit("11.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(answer(one, Commit{.confirmed = true}), "ok");
+    const std::string pending = "a confirmed commit of another session is pending" + holder;
+    EXPECT_EQ(told(other, Commit{}), "in-use: " + pending);
+    EXPECT_EQ(told(other, Edit{.steps = {{.document = gain_edit("11.0")}}}), "in-use: " + pending);
+    EXPECT_EQ(told(other, Lock{}), "lock-denied: " + pending);
+    EXPECT_EQ(answer(one, Commit{.confirmed = true, .persist = "word"}), "ok");
+    EXPECT_EQ(told(one, Commit{}),
+              "in-use: the confirmed commit that is pending persists, expected its persist-id" + holder);
+    EXPECT_EQ(told(one, CancelCommit{.persist_id = "other"}),
+              "invalid-value: persist-id: not that of the confirmed commit that is pending");
+}
+
+TEST_F(RefusalTexts, OfReadsCopiesAndKills) {
+    const SessionId one = session();
+    EXPECT_EQ(told(one, Read{.source = Datastore::candidate, .configuration_only = false}),
+              "invalid-value: the candidate has no state, expected the running datastore");
+    EXPECT_EQ(told(one, CopyConfig{.source = Datastore::candidate, .target = Datastore::candidate}),
+              "invalid-value: source and target are one, expected two datastores");
+    EXPECT_EQ(told(one, KillSession{one}), "invalid-value: a session cannot kill itself, expected another's number");
+    EXPECT_EQ(told(one, KillSession{4711}), "invalid-value: no session 4711");
+}
+
+TEST_F(RefusalTexts, OfSessionsSayHowManyThereMayBe) {
+    restart({.sessions = 2, .sessions_per_user = 1});
+    const auto refused = [&](const std::string &user) -> std::string {
+        try {
+            session(Role::reader, user);
+        } catch (const SessionRefused &refusal) {
+            return refusal.what();
+        }
+        return "taken";
+    };
+    EXPECT_EQ(refused("ada"), "taken");
+    EXPECT_EQ(refused("ada"), "1 sessions of user ada are open, expected at most that");
+    EXPECT_EQ(refused("bob"), "taken");
+    EXPECT_EQ(refused("eve"), "2 sessions are open, expected at most that");
+}
+
 class Sessions : public ServedNode {};
 
 TEST_F(Sessions, AreKilledByAdmins) {
