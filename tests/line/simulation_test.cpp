@@ -126,6 +126,7 @@ TEST_F(TwoNodes, AShutAmplifierEmitsNothingAndBeginsAnewAtTheLowestGain) {
     run(simulation_, 1);
     EXPECT_EQ(booster().output, dark_reading);
     EXPECT_EQ(booster().gain, 0);
+    EXPECT_EQ(booster().tilt, 0);
     EXPECT_NEAR(booster().input, 302, 1);
     EXPECT_EQ(pre().output, dark_reading) << "its input is lost for longer than half a second";
     change(booster_index(), [](AmplifierSettings &settings) { settings.shut = false; });
@@ -324,6 +325,12 @@ TEST(Determinism, AStateOfAnotherLineIsRefused) {
     EXPECT_THROW(simulation.restore(Simulation(small, 1).state()), JsonError);
     EXPECT_THROW(simulation.restore("{"), JsonError);
     EXPECT_THROW(simulation.restore("{}"), JsonError);
+    for (const char *member : {"channel-counts", "pulled"}) {
+        nlohmann::json state = nlohmann::json::parse(Simulation(large, 1).state());
+        EXPECT_NO_THROW(simulation.restore(state.dump()));
+        state[member].push_back(state[member][0]);
+        EXPECT_THROW(simulation.restore(state.dump()), JsonError) << "one more of " << member;
+    }
 }
 
 TEST(Measurement, ReadingsScatterAsTheDescriptionSays) {

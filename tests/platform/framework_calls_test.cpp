@@ -1,9 +1,11 @@
 // The calls of the seam into the framework: what they do to a run, and that misuse is a code and never more.
 #include "framework/mapping_run.h"
+#include "log/log.h"
 #include "seam/calls.h"
 #include "seam/codes.h"
 #include "seam/failure.h"
 #include "seam/guard.h"
+#include "support/files.h"
 
 #include <array>
 #include <cstdlib>
@@ -556,6 +558,25 @@ TEST_F(SeamCalls, RefusalsOfWritesSayWhatIsWrong) {
                                      "the entry, its path, its key or the result is missing",
                                      "the path is not that of the entry", "no entry", "no entry",
                                      "the entry is not in the output list"));
+}
+
+TEST_F(SeamCalls, TreesAreWrittenIntoTheDebugLogLineByLine) {
+    const support::TemporaryFolder folder;
+    const std::string file = (folder.path() / "debug").string();
+    {
+        LogSession session({.debug_log = file, .level = log_traces, .trace = {}});
+        session.attach(*ctx);
+        yfw_map_print_datatree_internal(ctx, config(), "label");
+        yfw_map_print_datatree_internal(ctx, gain(), nullptr);
+    }
+    LogSession({}).attach(*ctx);
+    yfw_map_print_datatree_internal(ctx, gain(), "nowhere");
+    EXPECT_EQ(support::read_file(file), "TRC: platform: label:\n"
+                                        "TRC: platform: <config>\n"
+                                        "TRC: platform:   <name> \"0/1-AMP-PRE\"\n"
+                                        "TRC: platform:   <target-gain> \"15.5\"\n"
+                                        "TRC: platform: tree:\n"
+                                        "TRC: platform: <target-gain> \"15.5\"\n");
 }
 
 } // namespace
