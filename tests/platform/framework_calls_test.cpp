@@ -278,6 +278,9 @@ TEST_F(SeamCalls, OutputListCountsEachEntryOnce) {
     EXPECT_EQ(count, 0U);
     EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, nullptr, run.output()), rc_invalid_argument);
     EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, entry(), nullptr), rc_invalid_argument);
+    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, entry(), run.output()), CERR_SUCCESS);
+    EXPECT_EQ(yfw_remove_from_output_list_ctx(ctx, entry(), nullptr), rc_invalid_argument);
+    EXPECT_EQ(count, 1U);
 }
 
 TEST_F(SeamCalls, ErrorPathIsTheLevelAndTheTagThatFailed) {

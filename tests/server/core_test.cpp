@@ -9,9 +9,13 @@
 #include <algorithm>
 #include <atomic>
 #include <future>
+#include <regex>
+#include <sstream>
 #include <thread>
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 using namespace server_tests;
 using testing::ElementsAre;
@@ -712,6 +716,101 @@ TEST_F(Edits, AreNeverSeenInHalf) {
         reader.join();
     EXPECT_EQ(torn, 0);
     EXPECT_GT(whole, 0);
+}
+
+// An event log that is read back, without the times.
+class LogFile {
+  public:
+    explicit LogFile(LogFormat format = LogFormat::text, std::string node = {})
+        : descriptor_(open(path().c_str(), O_CREAT | O_RDWR, 0600)), log(format, descriptor_, std::move(node)) {}
+    ~LogFile() { close(descriptor_); }
+    LogFile(const LogFile &) = delete;
+    LogFile &operator=(const LogFile &) = delete;
+
+    std::vector<std::string> lines() const {
+        std::vector<std::string> all;
+        std::istringstream text(support::read_file(path()));
+        for (std::string line; std::getline(text, line);)
+            all.push_back(std::regex_replace(
+                line, std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z|(milliseconds=)\d+)"), "$1T"));
+        return all;
+    }
+
+  private:
+    std::filesystem::path path() const { return folder_.path() / "log"; }
+
+    support::TemporaryFolder folder_;
+    int descriptor_;
+
+  public:
+    EventLog log;
+};
+
+TEST(EventLogs, AreTextForPeople) {
+    LogFile file;
+    file.log.write(Severity::info, "plain");
+    file.log.write(Severity::warning, "values",
+                   {{"word", "a-Z0_9.,:;/+@%[]"}, {"words", "a b"}, {"none", ""}, {"number", -7}, {"flag", true}});
+    file.log.write(Severity::error, "marks", {{"quoted", "a\"b\nc=d"}, {"flag", false}});
+    file.log.write(Severity::info, "long", {{"value", std::string(1025, 'v')}});
+    EXPECT_THAT(file.lines(),
+                ElementsAre("T info plain",
+                            R"(T warning values word=a-Z0_9.,:;/+@%[] words="a b" none="" number=-7 flag=true)",
+                            R"(T error marks quoted="a\"b\nc=d" flag=false)",
+                            "T info long value=\"" + std::string(768, 'v') + " ... [1025 bytes] ... " +
+                                std::string(256, 'v') + '"'));
+}
+
+TEST(EventLogs, AreJsonForPrograms) {
+    LogFile file(LogFormat::json, "node-1");
+    file.log.write(Severity::error, "values", {{"text", "\u00e4\xff\n"}, {"number", 7}, {"flag", true}});
+    EXPECT_THAT(file.lines(), ElementsAre(R"({"time":"T","severity":"error","event":"values","node":"node-1",)"
+                                          R"("text":"\u00e4\ufffd\n","number":7,"flag":true})"));
+}
+
+class Logged : public ServedNode {};
+
+TEST_F(Logged, SessionsAndWhatTheyDoAreInTheLogInOrder) {
+    stop();
+    LogFile file;
+    {
+        Core logged(settings(), file.log);
+        const auto open = [&](Role role, const std::string &user) {
+            return logged.open_session({user, role}, {"test", "127.0.0.1", 1}, {});
+        };
+        const SessionId ada = open(Role::admin, "ada"), rob = open(Role::reader, "rob");
+        const auto gain = [](const std::string &decibels) -> std::vector<EditStep> {
+            return {{.document = gain_edit(decibels)}};
+        };
+        logged.carry_out(ada, Edit{.steps = gain("11.0")});
+        logged.carry_out(rob, Edit{.steps = gain("12.0")});
+        logged.carry_out(ada, CancelCommit{});
+        logged.carry_out(ada, Edit{.target = Datastore::candidate, .steps = gain("13.0")});
+        logged.carry_out(ada, Commit{.confirmed = true, .timeout = std::chrono::seconds(60)});
+        logged.carry_out(ada, Commit{.confirmed = true, .timeout = std::chrono::seconds(70)});
+        logged.carry_out(ada, Commit{});
+        logged.carry_out(ada, KillSession{rob});
+        logged.close_session(ada, SessionEnd::closed);
+    }
+    const std::string by_ada = "session=1 user=ada address=127.0.0.1", by_rob = "session=2 user=rob address=127.0.0.1";
+    EXPECT_THAT(
+        file.lines(),
+        ElementsAre("T info session-start session=1 user=ada role=admin protocol=test address=127.0.0.1",
+                    "T info session-start session=2 user=rob role=reader protocol=test address=127.0.0.1",
+                    "T info edit " + by_ada + " changes=1",
+                    "T warning access-denied " + by_rob +
+                        " operation=edit tag=access-denied path=\"\" "
+                        "reason=\"edit is for the role operator, and this user has the role reader\" milliseconds=T",
+                    "T info refused " + by_ada +
+                        " operation=cancel-commit tag=operation-failed path=\"\" "
+                        "reason=\"no confirmed commit is pending\" milliseconds=T",
+                    "T info edit-candidate " + by_ada, "T info commit-confirmed " + by_ada + " changes=1",
+                    "T info confirmed-commit-pending session=1 user=ada timeout=60",
+                    "T info commit-confirmed " + by_ada + " changes=0",
+                    "T info confirmed-commit-extended session=1 user=ada timeout=70",
+                    "T info commit " + by_ada + " changes=0", "T info confirmed-commit-confirmed session=1 user=ada",
+                    "T info session-end " + by_rob + " reason=killed by=1",
+                    "T info session-end " + by_ada + " reason=closed by=0"));
 }
 
 } // namespace
