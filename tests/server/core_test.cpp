@@ -2,7 +2,9 @@
 // feed of changes.
 #include "served_node.h"
 
+#include "server/log_in.h"
 #include "server/served_modules.h"
+#include "server/users.h"
 #include "support/program.h"
 #include "yang/models.h"
 
@@ -811,6 +813,32 @@ TEST_F(Logged, SessionsAndWhatTheyDoAreInTheLogInOrder) {
                     "T info commit " + by_ada + " changes=0", "T info confirmed-commit-confirmed session=1 user=ada",
                     "T info session-end " + by_rob + " reason=killed by=1",
                     "T info session-end " + by_ada + " reason=closed by=0"));
+}
+
+TEST_F(Logged, LogInsAreToldWithTheirMethodAndRole) {
+    stop();
+    const std::string blob = "AAAAB3NzaC1yc2EA";
+    Users users;
+    users.add({"bob", Role::reader, "", {public_key_of("ssh-rsa " + blob)}});
+    users.write(StateFolder(folder()));
+    LogFile file;
+    {
+        Core logged(settings(), file.log);
+        const Peer peer{"test", "192.0.2.1", 7};
+        LogIns &log_ins = logged.log_ins();
+        EXPECT_TRUE(log_ins.certificate(peer, "bob"));
+        EXPECT_FALSE(log_ins.certificate(peer, "eve"));
+        EXPECT_TRUE(log_ins.public_key(peer, "bob", "ssh-rsa", blob, true));
+        EXPECT_TRUE(log_ins.public_key(peer, "bob", "ssh-rsa", blob, false)) << "asks whether it would do";
+        EXPECT_FALSE(log_ins.public_key(peer, "bob", "ssh-rsa", "AAAA", true));
+        EXPECT_FALSE(log_ins.public_key(peer, "bob", "ssh-ed25519", blob, false));
+    }
+    const std::string from = " address=192.0.2.1 port=7 protocol=test method=";
+    EXPECT_THAT(file.lines(), ElementsAre("T info log-in user=bob" + from + "certificate role=reader",
+                                          "T warning log-in-refused user=eve" + from + "certificate role=none",
+                                          "T info log-in user=bob" + from + "public-key role=reader",
+                                          "T warning log-in-refused user=bob" + from + "public-key role=none",
+                                          "T warning log-in-refused user=bob" + from + "public-key role=none"));
 }
 
 } // namespace
