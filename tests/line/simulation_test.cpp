@@ -307,7 +307,7 @@ TEST(Determinism, TheSameInputsGiveTheSameValues) {
     };
     Simulation whole(line, 7);
     play(whole, 60);
-    for (const std::uint64_t stop : {0, 3, 6, 13, 15, 21, 59}) {
+    for (const std::uint64_t stop : {0U, 3U, 6U, 13U, 15U, 21U, 59U}) {
         Simulation first(line, 7), second(line, 99);
         play(first, stop);
         second.restore(first.state());
