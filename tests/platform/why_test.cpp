@@ -291,7 +291,8 @@ TEST_F(Why, AmplifierThatTheInventoryLacks) {
 TEST_F(Why, NativeLeafThatIsAbsent) {
     const std::string native = "/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']/ots-info/ampli-gain";
     remove_native(native);
-    expect_absent(why_leaf(amplifier + "/state/actual-gain/instant"), Absence::no_native_leaf, native + " is absent");
+    expect_absent(why_leaf(amplifier + "/state/actual-gain/instant"), Absence::no_native_leaf,
+                  "the native leaf " + native + " is absent");
     expect_absent(why("/optical-amplifier/amplifiers/amplifier/state/actual-gain/instant").leaves.front(),
                   Absence::no_native_leaf, native);
 }
@@ -301,7 +302,10 @@ TEST_F(Why, NativeLeavesThatAreAllAbsent) {
     remove_native(lane + "receive-power");
     EXPECT_EQ(why_leaf(amplifier + "/state/input-power-c-band/instant").value, "-15.43");
     remove_native(lane + "receive-power-dbm");
-    expect_absent(why_leaf(amplifier + "/state/input-power-c-band/instant"), Absence::no_native_leaf, "are absent");
+    const std::string reason = why_leaf(amplifier + "/state/input-power-c-band/instant").reason;
+    EXPECT_THAT(reason, StartsWith("the native leaves " + lane));
+    EXPECT_THAT(reason, HasSubstr(" and " + lane));
+    EXPECT_THAT(reason, testing::EndsWith(" are absent"));
 }
 
 TEST_F(Why, NativeEntryThatIsAbsent) {
