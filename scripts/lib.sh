@@ -7,6 +7,11 @@ run() {
     "$@"
 }
 
+# Compilers are called through ccache: what any clone has compiled before is not compiled again. The file that lists what
+# was included says what to compare, so that the first compilation costs no second run of the preprocessor.
+export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1 CCACHE_DEPEND=1
+
 # build PRESET [TARGET...]: installs what is missing, configures and builds all or the targets.
 build() {
     local preset=$1

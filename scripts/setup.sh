@@ -2,7 +2,7 @@
 # Installs the Debian packages that the build and the tests need and that are not there yet.
 source "$(dirname "$0")/lib.sh"
 
-packages=(g++ cmake ninja-build pkg-config libyang2-dev libyang2-tools libsqlite3-dev libexpat1-dev libfmt-dev libcli11-dev
+packages=(g++ ccache cmake ninja-build pkg-config libyang2-dev libyang2-tools libsqlite3-dev libexpat1-dev libfmt-dev libcli11-dev
           libsystemd-dev libcrypt-dev libssh-dev libyuma-base python3-ncclient yangcli openssh-client
           libgrpc++-dev libprotobuf-dev protobuf-compiler protobuf-compiler-grpc libssl-dev openssl
           python3-grpcio python3-protobuf

@@ -21,6 +21,17 @@ const std::string *OutputNode::child_value(std::string_view child_tag) const noe
     return leaf != nullptr && leaf->value ? &*leaf->value : nullptr;
 }
 
+std::vector<const OutputNode *> children_with_tag(const std::vector<const OutputNode *> &nodes, std::string_view tag) {
+    std::vector<const OutputNode *> found;
+    for (const OutputNode *node : nodes) {
+        for (const OutputNode &child : node->children) {
+            if (child.tag == tag)
+                found.push_back(&child);
+        }
+    }
+    return found;
+}
+
 namespace {
 
 constexpr std::size_t usual_children = 4;

@@ -43,6 +43,9 @@ struct OutputNode {
     const std::string *child_value(std::string_view child_tag) const noexcept;
 };
 
+/// The children of all these nodes that have the tag, in their order.
+std::vector<const OutputNode *> children_with_tag(const std::vector<const OutputNode *> &nodes, std::string_view tag);
+
 /// A list flag opens a new entry under the entries that are open above it; a key finds or adds its entry and opens it;
 /// every other write goes into the entries opened last, and makes what is missing on its way.
 class OutputTree {

@@ -23,6 +23,11 @@ struct RequestNode {
     std::vector<RequestNode> children = {};
 };
 
+/// True of a list key that the client gave a value.
+inline bool is_named_key(const RequestNode &node) {
+    return node.key && node.value;
+}
+
 /// The key leaves of an entry as predicates, such as [name='0/1-AMP-PRE']; empty when it has none with a value.
 std::string key_predicates(const RequestNode &node);
 

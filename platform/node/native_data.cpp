@@ -3,6 +3,7 @@
 
 #include "log/log.h"
 #include "log/stages.h"
+#include "node/document_part.h"
 #include "sysdb/seal.h"
 #include "yang/error.h"
 #include "yang/modules.h"
@@ -89,17 +90,6 @@ void load_table(Database &database, std::string_view schema, Take take) {
 }
 
 using Requests = std::vector<const OutputNode *>;
-
-Requests children_with_tag(const Requests &requests, std::string_view tag) {
-    Requests found;
-    for (const OutputNode *request : requests) {
-        for (const OutputNode &child : request->children) {
-            if (child.tag == tag)
-                found.push_back(&child);
-        }
-    }
-    return found;
-}
 
 // True when every key that the request wrote is that of the entry.
 bool keys_match(const lyd_node &entry, const OutputNode &request) {
@@ -215,7 +205,7 @@ NativeDocument::NativeDocument(const Schema &schema, std::string name, std::stri
 const YangTree &NativeDocument::tree() const {
     if (schema_ == nullptr)
         return tree_;
-    tree_ = parsed(&Schema::parse);
+    tree_ = parsed(&Schema::parse, stored_->text);
     schema_ = nullptr;
     return tree_;
 }
@@ -224,14 +214,25 @@ const YangTree &NativeDocument::written() const {
     if (schema_ == nullptr || !stored_->valid)
         return tree();
     if (written_.empty())
-        written_ = parsed(&Schema::parse_valid);
+        written_ = parsed(&Schema::parse_valid, stored_->text);
     return written_;
 }
 
-YangTree NativeDocument::parsed(YangTree (Schema::*parse)(std::string_view, LYD_FORMAT) const) const {
+const YangTree &NativeDocument::written_for(const lysc_node &root, const OutputNode &request) const {
+    if (schema_ == nullptr || !stored_->valid || part_ || !written_.empty())
+        return written();
+    const std::optional<std::string> part = document_part(*schema_, stored_->text, root, request);
+    // Half of it saves less than the whole does when it is looked into again.
+    if (!part || part->size() > stored_->text.size() / 2)
+        return written();
+    return part_.emplace(parsed(&Schema::parse_valid, *part));
+}
+
+YangTree NativeDocument::parsed(YangTree (Schema::*parse)(std::string_view, LYD_FORMAT) const,
+                                std::string_view text) const {
     const StageMark stage(Stage::parse);
     try {
-        return (schema_->*parse)(stored_->text, LYD_JSON);
+        return (schema_->*parse)(text, LYD_JSON);
     } catch (const YangError &error) {
         throw YangError(fmt::format("{}: {}", place_, error.what()));
     }
@@ -251,26 +252,29 @@ bool NativeDocument::may_be_of(std::string_view module) const noexcept {
     return !stored_ || stored_->name == module;
 }
 
-const lyd_node *NativeData::root(const lysc_node &schema) const {
-    return root_in(&NativeDocument::tree, schema);
-}
-
-const lyd_node *NativeData::written_root(const lysc_node &schema) const {
-    return root_in(&NativeDocument::written, schema);
-}
-
-const lyd_node *NativeData::root_in(const YangTree &(NativeDocument::*tree)() const, const lysc_node &schema) const {
+template <class TreeOf>
+const lyd_node *NativeData::root_in(TreeOf tree_of, const lysc_node &schema) const {
     if (is_configuration(schema)) {
-        if (const lyd_node *found = find_instance((running.*tree)().first(), schema); found != nullptr)
+        if (const lyd_node *found = find_instance(tree_of(running).first(), schema); found != nullptr)
             return found;
     }
     for (const NativeDocument &document : operational) {
         if (!document.may_be_of(schema.module->name))
             continue;
-        if (const lyd_node *found = find_instance((document.*tree)().first(), schema); found != nullptr)
+        if (const lyd_node *found = find_instance(tree_of(document).first(), schema); found != nullptr)
             return found;
     }
     return nullptr;
+}
+
+const lyd_node *NativeData::root(const lysc_node &schema) const {
+    return root_in([](const NativeDocument &document) -> const YangTree & { return document.tree(); }, schema);
+}
+
+const lyd_node *NativeData::selected_root(const lysc_node &schema, const OutputNode &request) const {
+    return root_in(
+        [&](const NativeDocument &document) -> const YangTree & { return document.written_for(schema, request); },
+        schema);
 }
 
 std::vector<std::string> native_table_sql() {
@@ -338,7 +342,7 @@ std::vector<NativeEntry> select_entries(const Schema &schema, const NativeData &
         }
         if (configuration_only && !is_configuration(*node))
             continue;
-        if (const lyd_node *instance = data.written_root(*node); instance != nullptr)
+        if (const lyd_node *instance = data.selected_root(*node, root); instance != nullptr)
             selection.add_root(*instance, root);
     }
     return selection.take();

@@ -28,6 +28,9 @@ class NativeDocument {
     /// What is written in the document: as tree, but nodes that are there by default may be missing, so that a document
     /// which is known to be valid takes half of the time.
     const YangTree &written() const;
+    /// As written, for one look at what the request selects below that root. Where the document has not been looked
+    /// into yet, what the request surely does not select is not parsed; whoever looks again has it whole.
+    const YangTree &written_for(const lysc_node &root, const OutputNode &request) const;
     /// As tree, to be changed: the document is no longer the stored one.
     YangTree &to_change();
 
@@ -42,12 +45,13 @@ class NativeDocument {
         bool valid;
     };
 
-    YangTree parsed(YangTree (Schema::*parse)(std::string_view, LYD_FORMAT) const) const;
+    YangTree parsed(YangTree (Schema::*parse)(std::string_view, LYD_FORMAT) const, std::string_view text) const;
 
     mutable const Schema *schema_ = nullptr; // NULL once the tree is there
     std::string place_;
     std::optional<Stored> stored_;
     mutable YangTree tree_, written_;
+    mutable std::optional<YangTree> part_; // of the first look
 };
 
 /// All native data of a node, as one read of the database found them.
@@ -57,11 +61,13 @@ struct NativeData {
 
     /// Root instance of that schema node; NULL when there is no such data. Throws YangError as NativeDocument::tree.
     const lyd_node *root(const lysc_node &schema) const;
-    /// The same of what is written; see NativeDocument::written.
-    const lyd_node *written_root(const lysc_node &schema) const;
+    /// The same of what is written and the request, which is for this root, may select; see
+    /// NativeDocument::written_for.
+    const lyd_node *selected_root(const lysc_node &schema, const OutputNode &request) const;
 
   private:
-    const lyd_node *root_in(const YangTree &(NativeDocument::*tree)() const, const lysc_node &schema) const;
+    template <class TreeOf>
+    const lyd_node *root_in(TreeOf tree_of, const lysc_node &schema) const;
 };
 
 /// What tables with live data are called where they are attached to the connection with a node's own; see LiveData.

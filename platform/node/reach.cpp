@@ -13,10 +13,6 @@ namespace ocamp {
 
 namespace {
 
-bool is_named_key(const RequestNode &node) {
-    return node.key && node.value;
-}
-
 // Whether the request asks for the node at the path, given without keys, from the request's root on.
 bool asks_for(const RequestNode &request, std::span<const std::string_view> steps) {
     if (steps.empty() || steps.front() != request.tag)

@@ -18,10 +18,6 @@ std::string root_module(const yfw_datatree &root) {
     return schema != nullptr ? schema->module->name : "";
 }
 
-bool is_named_key(const RequestNode &node) {
-    return node.key && node.value;
-}
-
 struct NamedEntry {
     const RequestNode *entry;
     std::string path; // its data path

@@ -13,6 +13,8 @@ namespace ocamp::netconf {
 namespace {
 
 constexpr std::string_view mark = "]]>]]>";
+// No XML begins so.
+constexpr std::string_view start_of_chunk = "\n#";
 // RFC 6242 section 4.2.
 constexpr std::uint64_t largest_chunk = 4294967295U;
 // As much as is sent in one chunk, in bytes: what a small client can take at once.
@@ -28,7 +30,20 @@ std::string shown(char byte) {
 std::optional<std::string> MessageReader::next(std::string_view &bytes) {
     if (failed_)
         throw FramingError(FramingError::Kind::malformed, "the stream has been given up");
+    if (framing_ == Framing::end_of_message && begins_with_chunk(bytes)) {
+        framing_ = Framing::chunked;
+        // A line feed may have come before.
+        expected_ = message_.empty() ? Expected::first_line_feed : Expected::hash;
+        message_.clear();
+    }
     return framing_ == Framing::end_of_message ? next_marked(bytes) : next_chunked(bytes);
+}
+
+bool MessageReader::begins_with_chunk(std::string_view bytes) const {
+    if (!first_ || message_.size() >= start_of_chunk.size())
+        return false;
+    const std::string start = message_ + std::string(bytes.substr(0, start_of_chunk.size()));
+    return start.starts_with(start_of_chunk);
 }
 
 std::optional<std::string> MessageReader::next_marked(std::string_view &bytes) {
@@ -134,6 +149,7 @@ void MessageReader::take_digit(char byte) {
 }
 
 std::string MessageReader::take_message() {
+    first_ = false;
     begun_ = false;
     chunk_size_ = 0;
     return std::exchange(message_, {});

@@ -31,7 +31,9 @@ class FramingError : public InputError {
 };
 
 /// Takes a stream apart into messages, however it is cut. Holds at most one message that is not whole yet, and no more
-/// of it than the limit.
+/// of it than the limit. A first message that comes in chunks is read in chunks, and so is all behind it: a hello
+/// should end with a mark, but ncclient changes to chunks as soon as it has read the other side's hello, now and then
+/// before its own has left.
 class MessageReader {
   public:
     /// `limit`: most bytes of a message.
@@ -39,6 +41,7 @@ class MessageReader {
 
     /// What begins behind the last whole message. Not within a message.
     void set_framing(Framing framing) noexcept { framing_ = framing; }
+    Framing framing() const noexcept { return framing_; }
 
     /// Takes bytes from the front, up to the end of a message at most. Gives the message when it is whole; without one
     /// all bytes have been taken. Throws FramingError, as does every call after that.
@@ -51,6 +54,7 @@ class MessageReader {
     // What a stream of chunks holds next.
     enum class Expected { first_line_feed, hash, size_or_end, size, content, line_feed, next_hash, last_line_feed };
 
+    bool begins_with_chunk(std::string_view bytes) const;
     std::optional<std::string> next_marked(std::string_view &bytes);
     std::optional<std::string> next_chunked(std::string_view &bytes);
     void take_content(std::string_view &bytes);
@@ -63,6 +67,7 @@ class MessageReader {
     std::size_t limit_;
     Framing framing_ = Framing::end_of_message;
     bool failed_ = false;
+    bool first_ = true; // no message has been whole yet
     bool begun_ = false;
     std::string message_;
     Expected expected_ = Expected::first_line_feed;

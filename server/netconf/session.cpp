@@ -94,6 +94,8 @@ void Session::receive(std::string_view bytes) {
 void Session::greet(const std::string &message) {
     try {
         const Hello hello = read_hello(message, message_limits());
+        if (reader_.framing() == Framing::chunked && !hello.chunks)
+            throw MessageError("hello in chunks without the capability base:1.1");
         greeted_ = true;
         framing_ = hello.chunks ? Framing::chunked : Framing::end_of_message;
         reader_.set_framing(framing_);

@@ -73,6 +73,17 @@ TEST(EndOfMessage, MayBeCutAnywhere) {
         EXPECT_EQ(whole, messages(Framing::end_of_message, {stream.substr(0, at), stream.substr(at)})) << at;
 }
 
+TEST(EndOfMessage, MayBeLeftForChunksByTheFirstMessage) {
+    const std::string stream = "\n#4\n<a/>\n##\n\n#4\n<b/>\n##\n";
+    EXPECT_EQ((Messages{"<a/>", "<b/>"}), messages(Framing::end_of_message, {stream}));
+    EXPECT_EQ((Messages{"<a/>", "<b/>"}), messages(Framing::end_of_message, bytes_of(stream)));
+    EXPECT_EQ((Messages{"\n<a/>", "<b/>"}), messages(Framing::end_of_message, bytes_of("\n<a/>]]>]]><b/>]]>]]>")));
+    // The second is held to what the first came in.
+    EXPECT_EQ((Messages{"<a/>", "\n#4\n<b/>"}), messages(Framing::end_of_message, {"<a/>]]>]]>\n#4\n<b/>]]>]]>"}));
+    EXPECT_EQ("'<' in a chunk header, expected byte 0x0a",
+              complaint(Framing::end_of_message, "\n#4\n<a/>\n##\n<b/>]]>]]>", FramingError::Kind::malformed));
+}
+
 TEST(EndOfMessage, HoldsToTheLimit) {
     const std::string most(limit, 'x');
     EXPECT_EQ(Messages{most}, messages(Framing::end_of_message, {most + "]]>]]>"}));

@@ -192,6 +192,17 @@ TEST_F(Wire, HellosAreChecked) {
         HasSubstr("<in-bad-hellos>6</in-bad-hellos>"));
 }
 
+TEST_F(Wire, HelloInChunksIsTaken) {
+    NetconfClient client(server().port(), ServerProgram::user, ServerProgram::password);
+    client.greet(true, ocamp::netconf::Framing::chunked);
+    EXPECT_THAT(client.ask(read_gain()), HasSubstr("<target-gain>"));
+
+    NetconfClient old(server().port(), ServerProgram::user, ServerProgram::password);
+    old.greet(false, ocamp::netconf::Framing::chunked);
+    EXPECT_TRUE(old.is_left_within(5s));
+    EXPECT_THAT(server().log(), HasSubstr("hello in chunks without the capability base:1.1"));
+}
+
 TEST_F(Wire, OversizeMessagesEndTheirSession) {
     expect_service();
     const std::size_t before = server().memory();

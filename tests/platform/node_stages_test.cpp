@@ -6,6 +6,7 @@
 #include "yang/error.h"
 #include "yang/models.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <string>
@@ -139,9 +140,35 @@ TEST(NativeDocuments, AreReadAsWrittenOnceTheyWereFoundValid) {
     NativeDatabase node;
     const NativeData data = load_native(node.database, native_schema());
     const lysc_node &root = native_root("interface-configurations");
-    EXPECT_FALSE(has_implicit_nodes(data.written_root(root)));
+    const OutputNode everything{.tag = root.name, .ns = root.module->ns};
+    EXPECT_FALSE(has_implicit_nodes(data.selected_root(root, everything)));
     EXPECT_TRUE(has_implicit_nodes(data.root(root)));
-    EXPECT_EQ(data.written_root(root), data.root(root)) << "the whole tree does for both";
+    EXPECT_EQ(data.selected_root(root, everything), data.root(root)) << "the whole tree does for both";
+}
+
+TEST(NativeDocuments, AreParsedInPartByTheFirstLookAndWholeByTheNext) {
+    NativeDatabase node;
+    std::string entries;
+    for (int number = 0; number < 20; ++number)
+        entries += fmt::format("{}{{\"name\":\"Ots0/2/0/{}\"}}", number == 0 ? "" : ",", number);
+    store_operational(
+        node.database, "Korvex-controller-orvo8-ots-oper",
+        NativeDatabase::parse(fmt::format(
+            R"({{"Korvex-controller-orvo8-ots-oper:ots-oper":{{"ots-ports":{{"ots-port":[{}]}}}}}})", entries)));
+    const NativeData data = load_native(node.database, native_schema());
+    const std::string ots = native_root("ots-oper").module->ns;
+    const OutputTree request(
+        std::vector<Write>{{.path = "/ots-oper/ots-ports/ots-port", .ns = ots, .opens_list = true},
+                           {.path = "/ots-oper/ots-ports/ots-port/name", .ns = ots, .value = "Ots0/2/0/0"}});
+    const auto ports = [&] {
+        const lyd_node *root = data.selected_root(native_root("ots-oper"), request.roots().at(0));
+        std::size_t count = 0;
+        for (const lyd_node *port = lyd_child(lyd_child(root)); port != nullptr; port = port->next)
+            ++count;
+        return count;
+    };
+    EXPECT_EQ(ports(), 1U);
+    EXPECT_EQ(ports(), 20U);
 }
 
 TEST(NativeDocuments, AreValidatedAgainWhenOtherModulesFoundThemValid) {
@@ -168,7 +195,7 @@ TEST(NativeDocuments, AreRefusedWhenNobodyFoundThemValid) {
         .bind(3, name)
         .step();
     const NativeData data = load_native(node.database, native_schema());
-    EXPECT_THROW(data.written_root(native_root("ots-oper")), YangError);
+    EXPECT_THROW(data.selected_root(native_root("ots-oper"), {.tag = "ots-oper", .ns = {}}), YangError);
 }
 
 TEST(NativeDocuments, NameFileAndDocumentWhenTheyDoNotFit) {

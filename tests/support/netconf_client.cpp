@@ -45,10 +45,12 @@ NetconfClient::NetconfClient(std::uint16_t port, const std::string &user, const 
 
 NetconfClient::~NetconfClient() = default;
 
-std::string NetconfClient::greet(bool chunks) {
-    send(fmt::format("<hello xmlns=\"{}\"><capabilities><capability>urn:ietf:params:netconf:base:1.{}</capability>"
-                     "</capabilities></hello>",
-                     base, chunks ? 1 : 0));
+std::string NetconfClient::greet(bool chunks, Framing hello_framing) {
+    const std::string own =
+        fmt::format("<hello xmlns=\"{}\"><capabilities><capability>urn:ietf:params:netconf:base:1.{}</capability>"
+                    "</capabilities></hello>",
+                    base, chunks ? 1 : 0);
+    send_bytes(ocamp::netconf::framed(own, hello_framing));
     const std::optional<std::string> hello = receive();
     if (!hello)
         throw ClientError("no hello");

@@ -33,7 +33,8 @@ class NetconfClient {
     NetconfClient &operator=(const NetconfClient &) = delete;
 
     /// Says hello in either version and takes the server's, which is given. Throws ClientError.
-    std::string greet(bool chunks = true);
+    std::string greet(bool chunks = true,
+                      ocamp::netconf::Framing hello_framing = ocamp::netconf::Framing::end_of_message);
 
     /// Sends the bytes as they are. Throws ClientError when the server has left.
     void send_bytes(std::string_view bytes);
