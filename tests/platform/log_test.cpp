@@ -165,6 +165,8 @@ TEST_F(DebugLogFile, APipeIsWaitedForOnceItHasAReader) {
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
     const int pipe = open(path("pipe").c_str(), O_RDONLY | O_NONBLOCK);
     ASSERT_GE(pipe, 0);
+    const int spare = dup(pipe); // the log's number is that of none of fcntl's commands then
+    ASSERT_GE(spare, 0);
     const std::string text(60'000, 'a'); // two do not fit into a pipe
     std::jthread writer([&] {
         ocamp::DebugLog log(path("pipe"), 0);
@@ -180,6 +182,7 @@ TEST_F(DebugLogFile, APipeIsWaitedForOnceItHasAReader) {
     for (ssize_t length = 1; length > 0; taken += static_cast<std::size_t>(length))
         length = read(pipe, part.data(), part.size());
     close(pipe);
+    close(spare);
     EXPECT_EQ(taken, 2 * (text.size() + 1));
 }
 
