@@ -67,7 +67,7 @@ class ClientTest(ServerTest):
             hostkey_verify=False,
             look_for_keys=False,
             allow_agent=False,
-            timeout=20,
+            timeout=120,
             **more,
         )
         self.addCleanup(self.leave, client)
@@ -400,21 +400,21 @@ class ConfirmedCommit(ClientTest):
 
     def test_is_confirmed(self):
         client = self.connect("olga")
-        self.begin(client, timeout="1")
+        self.begin(client, timeout="3")
         client.commit()
-        time.sleep(1.5)
+        time.sleep(3.5)
         self.assertEqual(["11.0"], self.running_gain(client))
 
     def test_is_taken_back_at_its_time(self):
         client = self.connect("olga")
-        before = self.begin(client, timeout="1")
+        before = self.begin(client, timeout="2")
         self.wait_for(client, before)
 
     def test_is_extended(self):
         client = self.connect("olga")
-        before = self.begin(client, timeout="1")
-        client.commit(confirmed=True, timeout="3")
-        time.sleep(1.5)
+        before = self.begin(client, timeout="3")
+        client.commit(confirmed=True, timeout="6")
+        time.sleep(3.5)
         self.assertEqual(["11.0"], self.running_gain(client))
         self.wait_for(client, before)
 
@@ -444,10 +444,10 @@ class ConfirmedCommit(ClientTest):
 
     def test_is_confirmed_by_another_session_when_it_persists(self):
         client, other = self.connect("olga"), self.connect("olga")
-        self.begin(client, persist="token", timeout="2")
+        self.begin(client, persist="token", timeout="3")
         other.commit(persist_id="token")
         client.close_session()
-        time.sleep(2.5)
+        time.sleep(3.5)
         self.assertEqual(["11.0"], self.running_gain(other))
 
     def test_is_taken_back_by_a_restart(self):
@@ -526,7 +526,7 @@ class Roles(ClientTest):
 
 
 class Notifications(ClientTest):
-    def take(self, client, name, timeout=5):
+    def take(self, client, name, timeout=60):
         """The next event of that name."""
         end = time.monotonic() + timeout
         while time.monotonic() < end:
@@ -587,7 +587,7 @@ class Notifications(ClientTest):
         other.edit_config(gain("11.0"), target="running")
         other.close_session()
         self.assertEqual("netconf-session-end", etree.QName(
-            client.take_notification(True, 5).notification_ele[1]).localname)
+            client.take_notification(True, 60).notification_ele[1]).localname)
 
     def test_are_filtered_by_xpath(self):
         client, other = self.connect("rita"), self.connect("olga")
@@ -596,7 +596,7 @@ class Notifications(ClientTest):
         other.edit_config(gain("11.0"), target="running")
         other.close_session()
         self.assertEqual("netconf-session-end", etree.QName(
-            client.take_notification(True, 5).notification_ele[1]).localname)
+            client.take_notification(True, 60).notification_ele[1]).localname)
 
     def test_of_other_streams_and_of_the_past_are_refused(self):
         client = self.connect("rita")
