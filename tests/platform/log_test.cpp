@@ -306,6 +306,7 @@ TEST(LogText, WellFormedTextPassesAndTheRestIsShownInHex) {
                       "31m"),
               "\\x9b31m");
     EXPECT_EQ(escaped(std::string_view("a\0b", 3)), "a\\x00b");
+    EXPECT_EQ(escaped(std::string_view("\xc3\xa4").substr(0, 1)), "\\xc3"); // what follows is not its own
 }
 
 // The first byte's bits, and how many follow.
