@@ -3,10 +3,12 @@ share of the same processors. Writes JSON. Programs, the example and the .proto 
 the tests: OCAMP, OCAMPD, EXAMPLE_NODE, PROTO.
 """
 
+import asyncio
 import json
 import os
 import signal
 import statistics
+import subprocess
 import sys
 import tempfile
 import threading
@@ -14,7 +16,8 @@ import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "gnmi"))
 
-from gnmi_client import AMPLIFIER, Client, Server, make_node, path, pb, subscription, update  # noqa: E402
+import grpc  # noqa: E402
+from gnmi_client import AMPLIFIER, PASSWORD, Client, Server, make_node, ocamp, path, pb, subscription, update  # noqa: E402
 
 SECONDS = float(sys.argv[1]) if len(sys.argv) > 1 else 5
 PRE = AMPLIFIER % "0/1-AMP-PRE"
@@ -62,32 +65,99 @@ def gets(server, connections):
             "median_ms": statistics.median(taken) * 1000, "p99_ms": percentile(taken, 0.99) * 1000}
 
 
-def sampled_updates(server):
-    """Streams that sample the whole model as often as they may."""
-    count = [0] * 10
-    clients = [Client(server.port) for _ in count]
-    streams = [stream(client, "/", pb.SAMPLE) for client in clients]
+# Clients that read streams have a process each, as one of Python's has no more than one core.
+READERS = 2
 
-    def read(number):
-        try:
-            for response in streams[number]:
-                count[number] += len(response.update.update)
-        except Exception:  # cancelled
-            pass
 
-    threads = [threading.Thread(target=read, args=[number]) for number in range(len(count))]
-    for thread in threads:
-        thread.start()
-    time.sleep(1)
-    before, begin, used = sum(count), time.time(), processor_time(server.process)
-    time.sleep(SECONDS)
-    told = (sum(count) - before) / (time.time() - begin)
+async def read_streams(port, count):
+    """A reader's process: `count` streams that sample the whole model as often as they may. Tells when all values are
+    there, waits for a line, and tells the updates of the next seconds and what this process took of a core."""
+    metadata = [("username", "olga"), ("password", PASSWORD)]
+    request = subscription("/", mode=pb.SubscriptionList.STREAM)
+    request.subscribe.subscription[0].mode = pb.SAMPLE
+    updates, synchronized = 0, 0
+
+    async def read(channel):
+        nonlocal updates, synchronized
+        rpc = channel.stream_stream("/gnmi.gNMI/Subscribe", request_serializer=pb.SubscribeRequest.SerializeToString,
+                                    response_deserializer=pb.SubscribeResponse.FromString)
+
+        async def requests():
+            yield request
+
+        async for response in rpc(requests(), metadata=metadata):
+            updates += len(response.update.update)
+            synchronized += response.sync_response
+
+    channels = [grpc.aio.insecure_channel("127.0.0.1:%d" % port, [("grpc.use_local_subchannel_pool", 1)])
+                for _ in range(5)]
+    tasks = [asyncio.create_task(read(channels[i % len(channels)])) for i in range(count)]
+    while synchronized < count:
+        await asyncio.sleep(0.05)
+    print("ready", flush=True)
+    await asyncio.get_running_loop().run_in_executor(None, sys.stdin.readline)
+    before, used, begin = updates, time.process_time(), time.time()
+    await asyncio.sleep(SECONDS)
+    taken = time.time() - begin
+    print((updates - before) / taken, (time.process_time() - used) / taken, flush=True)
+    for task in tasks:
+        task.cancel()
+
+
+def sampled_updates(server, streams):
+    """Updates that arrive in a second, and what server and readers take of a core each for them."""
+    readers = [subprocess.Popen([sys.executable, __file__, str(SECONDS), "read", str(server.port), str(streams // READERS)],
+                                stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) for _ in range(READERS)]
+    for reader in readers:
+        reader.stdout.readline()
+    used, begin = processor_time(server.process), time.time()
+    for reader in readers:
+        reader.stdin.write("\n")
+        reader.stdin.flush()
+    told = [[float(word) for word in reader.stdout.readline().split()] for reader in readers]
     share = (processor_time(server.process) - used) / (time.time() - begin)
-    for one in streams:
-        one.cancel()
-    for thread in threads:
-        thread.join()
-    return {"streams": len(count), "updates_per_second": told, "processor_share": share}
+    for reader in readers:
+        reader.communicate()
+    updates = sum(one[0] for one in told)
+    return {"streams": streams, "updates_per_second": updates, "processor_share": share,
+            "reader_share": sum(one[1] for one in told), "microseconds_each": share / updates * 1e6}
+
+
+def most_updates(server):
+    """Twice as many streams until no more updates come of them: what is offered, and what is made of it."""
+    whole = Client(server.port)
+    leaves = len(whole.get("/", encoding=pb.PROTO).notification[0].update)
+    whole.close()
+    steps = []
+    for streams in (10, 20, 40, 80, 160, 320, 640):
+        steps.append({**sampled_updates(server, streams), "offered_per_second": streams * leaves * 10})
+        if len(steps) > 1 and steps[-1]["updates_per_second"] < 1.1 * steps[-2]["updates_per_second"]:
+            break
+    return steps
+
+
+def foreign_latency(server, rounds):
+    """From the start of the command of another process that changes a leaf to the stream's update at the client."""
+    client = Client(server.port)
+    watched = stream(client, GAIN, encoding=pb.PROTO)
+    while not next(watched).sync_response:
+        pass
+    taken, commands = [], []
+    for round_ in range(rounds):
+        value = 5 + round_ % 100 / 10
+        # The reader looks at fixed times: the changes fall anywhere between.
+        time.sleep(0.05 + round_ % 7 / 35)
+        document = {"openconfig-optical-amplifier:optical-amplifier": {"amplifiers": {"amplifier": [
+            {"name": "0/1-AMP-PRE", "config": {"name": "0/1-AMP-PRE", "target-gain": str(value)}}]}}}
+        begin = time.perf_counter()
+        ocamp("edit", "--node", server.node, "-", input=json.dumps(document))
+        commands.append((time.perf_counter() - begin) * 1000)
+        while next(watched).update.update[0].val.double_val != value:
+            pass
+        taken.append((time.perf_counter() - begin) * 1000)
+    watched.cancel()
+    return {"rounds": rounds, "median_ms": statistics.median(taken), "p99_ms": percentile(taken, 0.99),
+            "command_median_ms": statistics.median(commands)}
 
 
 def cost_of_streams(server, count=1000):
@@ -148,7 +218,8 @@ def main():
         figures = {
             "gets": [gets(server, connections) for connections in (1, 8)],
             "latency": latency(server, 200),
-            "samples": sampled_updates(server),
+            "foreign_latency": foreign_latency(server, 60),
+            "samples": most_updates(server),
             "streams": cost_of_streams(server),
         }
         begin = time.time()
@@ -157,4 +228,7 @@ def main():
     print(json.dumps(figures, indent=2))
 
 
-main()
+if sys.argv[2:3] == ["read"]:
+    asyncio.run(read_streams(int(sys.argv[3]), int(sys.argv[4])))
+else:
+    main()

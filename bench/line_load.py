@@ -3,6 +3,11 @@
 --served, each node has a NETCONF and a gNMI port, and nobody connects. With --streams, one gNMI stream a node samples six
 output powers each second, too, and their updates are timed; that wants Debian's Python, /usr/bin/python3, which has grpcio.
 
+An update is due whole seconds after the first one of its stream was read, which that says by its timestamp. How late it is
+goes from there to its arrival: what all updates of a stream have in common counts, too, such as the tenths of a second at
+which the server reads for all streams together. Streams log in a few at a time: a check of a password takes a core for 20 ms,
+and a connection whose log-in has not come to its end within 30 s is closed.
+
     bench/line_load.py [--ocamp build/bin/ocamp] [--seconds 60] [--served | --streams] [NODES...]
 """
 import argparse
@@ -26,6 +31,7 @@ options = arguments.parse_args()
 
 SETTLING = 5  # seconds before anything is measured
 LONGEST_START = 300  # seconds that streams may take to tell something
+LOG_INS = 8  # at a time
 TICKS = os.sysconf("SC_CLK_TCK")
 OUTPUT = "/optical-amplifier/amplifiers/amplifier[name=*]/state/output-power-c-band/instant"
 
@@ -101,37 +107,50 @@ def measure_served(nodes):
         return used, resident, started
 
 
-def sample(gnmi, port, arrivals, ended):
-    """Keeps when each update of a stream came, of the second amplifier alone: once a sample."""
-    client = gnmi.Client(port, user="ada")
-    request = gnmi.subscription(OUTPUT, mode=gnmi.pb.SubscriptionList.STREAM, sample_interval=10**9)
-    request.subscribe.subscription[0].mode = gnmi.pb.SAMPLE
-    stream = client.subscribe([request], timeout=None)
-    try:
-        for response in stream:
-            if "0/1-AMP-PRE" in str(response.update.prefix):
-                arrivals.append(time.monotonic())
-            if ended.is_set():
-                return
-    finally:
-        client.close()
+class Stream:
+    """When the updates of a stream were read and came, of the second amplifier alone: once a sample."""
+
+    log_ins = threading.Semaphore(LOG_INS)
+
+    def __init__(self, gnmi, port, ended):
+        self.reads, self.arrivals = [], []  # seconds of the clock
+        self.thread = threading.Thread(target=self.sample, args=(gnmi, port, ended), daemon=True)
+        self.thread.start()
+
+    def sample(self, gnmi, port, ended):
+        client = gnmi.Client(port, user="ada")
+        request = gnmi.subscription(OUTPUT, mode=gnmi.pb.SubscriptionList.STREAM, sample_interval=10**9)
+        request.subscribe.subscription[0].mode = gnmi.pb.SAMPLE
+        try:
+            with self.log_ins:
+                responses = client.subscribe([request], timeout=None)
+                self.keep(next(responses))
+            for response in responses:
+                self.keep(response)
+                if ended.is_set():
+                    return
+        finally:
+            client.close()
+
+    def keep(self, response):
+        if "0/1-AMP-PRE" in str(response.update.prefix):
+            self.reads.append(response.update.timestamp / 1e9)
+            self.arrivals.append(time.time())
+
+    def lateness(self, skipped):
+        """Of each update but the first ones. One that is left out makes all behind it late by a second."""
+        due = self.reads[0] + int(self.reads[skipped] - self.reads[0])
+        return [arrival - due - i for i, arrival in enumerate(self.arrivals[skipped:])]
 
 
-def lateness(arrivals):
-    """Of each update, after the grid of seconds that none of its stream was earlier than. One that is left out makes all
-    behind it late by a second."""
-    offsets = [arrival - i for i, arrival in enumerate(arrivals)]
-    return [offset - min(offsets) for offset in offsets]
-
-
-def wait_for_all(process, threads, streams):
+def wait_for_all(process, streams):
     """Until every stream has told something, which a stream whose thread has ended never will."""
     end = time.monotonic() + LONGEST_START
-    while not all(streams):
+    while not all(stream.arrivals for stream in streams):
         if process.poll() is not None:
             raise RuntimeError(f"the server ended with {process.returncode}")
-        silent = sum(not arrivals for arrivals in streams)
-        if any(not thread.is_alive() and not arrivals for thread, arrivals in zip(threads, streams)):
+        silent = sum(not stream.arrivals for stream in streams)
+        if any(not stream.thread.is_alive() and not stream.arrivals for stream in streams):
             raise RuntimeError(f"a stream failed before its first update; {silent} of {len(streams)} had none")
         if time.monotonic() > end:
             raise RuntimeError(f"{silent} of {len(streams)} streams told nothing within {LONGEST_START} s")
@@ -142,27 +161,23 @@ def measure_streams(gnmi, nodes):
     with tempfile.TemporaryDirectory() as folder:
         process, ports = served(make_line(folder, nodes))
         ended = threading.Event()
-        streams = [[] for _ in ports]
-        threads = [threading.Thread(target=sample, args=(gnmi, port, arrivals, ended), daemon=True)
-                   for port, arrivals in zip(ports, streams)]
-        for thread in threads:
-            thread.start()
+        streams = [Stream(gnmi, port, ended) for port in ports]
         try:
-            wait_for_all(process, threads, streams)
+            wait_for_all(process, streams)
         except RuntimeError:
             ended.set()
             process.kill()
             process.wait()
             raise
         time.sleep(SETTLING)
-        first = [len(arrivals) for arrivals in streams]
+        first = [len(stream.arrivals) for stream in streams]
         used, resident, elapsed = load_of(process)
         ended.set()
-        for thread in threads:
-            thread.join()
+        for stream in streams:
+            stream.thread.join()
         process.terminate()
         process.wait()
-        late = sorted(late for arrivals, skipped in zip(streams, first) for late in lateness(arrivals[skipped:]))
+        late = sorted(late for stream, skipped in zip(streams, first) for late in stream.lateness(skipped))
         return used, resident, len(late) / elapsed, late
 
 

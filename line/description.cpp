@@ -3,12 +3,14 @@
 
 #include "seam/json_text.h"
 #include "seam/text.h"
+#include "sysdb/crc32.h"
 
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
 #include <map>
 #include <set>
+#include <span>
 #include <utility>
 
 #include <fmt/format.h>
@@ -183,7 +185,7 @@ AmplifierDescription read_members(Members &members, bool is_type) {
     amplifier.noise_figure = needed("noise-figure-db", {0, 20});
     amplifier.maximum_output = needed("maximum-output-dbm", {-10, 30});
     amplifier.gain = needed("gain-db", {0, 40});
-    amplifier.tilt = members.number("tilt-db", {-5, 5}, 0);
+    amplifier.tilt = members.number("tilt-db", {-steepest_tilt, steepest_tilt}, 0);
     amplifier.input_loss = members.number("input-loss-db", {0, 40}, 0);
     amplifier.loss_threshold = members.number("loss-threshold-dbm", {-39, 10}, -35);
     amplifier.tilt_slope = members.number("tilt-slope", {-2, 2}, 0.7);
@@ -282,8 +284,13 @@ SpanDescription read_span(const Json &value, const std::string &path) {
         for (const Json &end : *connectors)
             span.connectors += Members::number_of(end, members.path_of("connector-loss-db"), {0, 10});
     }
-    span.drift = members.number("drift-db", {0, 3}, 0.1);
+    constexpr double usual_drift = 0.1;
+    const double whole = span.length * span.loss + span.connectors;
+    span.drift = members.number("drift-db", {0, 3}, std::min(usual_drift, whole));
     members.refuse_others();
+    if (span.drift > whole)
+        fail(members.path_of("drift-db"),
+             "expected at most the span's loss, {:g} dB, found {:g}: fibre does not amplify", whole, span.drift);
     return span;
 }
 
@@ -353,6 +360,21 @@ LineDescription read_line(std::string_view json) {
         line.spans.push_back(read_span(spans[i], fmt::format("$.spans[{}]", i)));
     members.refuse_others();
     return line;
+}
+
+std::uint32_t LineDescription::structure() const {
+    std::string words; // names have no blanks
+    for (const DirectionDescription &direction : directions)
+        words += fmt::format("{} {} ", direction.name, direction.forward);
+    const auto end_of = [](const DirectionIndex &direction) { return direction ? static_cast<int>(*direction) : -1; };
+    for (const NodeDescription &node : nodes) {
+        words += fmt::format("; {} ", node.name);
+        for (const SlotDescription &slot : node.slots)
+            words += fmt::format("{} {} {} {} {} {} ", slot.number, end_of(slot.receives), end_of(slot.sends),
+                                 slot.pre_amplifier.has_value(), slot.booster.has_value(),
+                                 slot.supervisory_power.has_value());
+    }
+    return crc32(std::span(reinterpret_cast<const std::uint8_t *>(words.data()), words.size()));
 }
 
 std::size_t LineDescription::node_named(std::string_view wanted) const {

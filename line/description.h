@@ -13,6 +13,8 @@
 
 namespace ocamp {
 
+inline constexpr double steepest_tilt = 5; ///< dB up or down over the band, as amplifiers are set and read
+
 /// Both in dB.
 struct GainRange {
     double lowest, highest;
@@ -54,7 +56,7 @@ struct SpanDescription {
     double length;     ///< km
     double loss;       ///< dB/km
     double connectors; ///< dB, of both ends
-    double drift;      ///< dB, amplitude over a day
+    double drift;      ///< dB, amplitude over a day; no more than the loss
 };
 
 /// A way of light along the line, with what the terminal sends.
@@ -74,6 +76,9 @@ struct LineDescription {
     std::vector<NodeDescription> nodes;
     std::vector<SpanDescription> spans;
 
+    /// What a kept state of the line stands for: its directions, nodes, slots and cards, by name and order, and not how
+    /// they are built. Equal for lines that are alike in these.
+    std::uint32_t structure() const;
     /// "NODE/NODE", as events and people name it.
     std::string span_name(std::size_t span) const { return nodes[span].name + "/" + nodes[span + 1].name; }
     /// Index of the node or direction of that name. Throw InputError.

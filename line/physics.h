@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <optional>
 
 namespace ocamp::physics {
 
@@ -54,17 +55,19 @@ struct Amplified {
     double gain; ///< in dB; less than asked for when the output is limited
 };
 
-/// `gain` and `noise_figure` in dB, `maximum` in dBm: the output is limited to it, by a lower gain.
-inline Amplified amplify(const Light &input, double gain, double noise_figure, double maximum) noexcept {
+/// `gain`, at least 0, and `noise_figure` in dB, `maximum` in dBm: the output is limited to it, by a lower gain. None
+/// when that would be below 0 dB: fibre that is pumped too little absorbs what it should amplify.
+inline std::optional<Amplified> amplify(const Light &input, double gain, double noise_figure, double maximum) noexcept {
     const double noise_factor = from_decibels(noise_figure);
     const double limit = from_decibels(maximum);
     double ratio = from_decibels(gain);
     if (ratio * input.total() + spontaneous_emission(ratio, noise_factor) > limit)
-        // A gain below 1 adds no noise.
-        ratio = input.total() < limit ? gain_for_output(limit, input.total(), noise_factor) : limit / input.total();
+        ratio = gain_for_output(limit, input.total(), noise_factor);
+    if (ratio < 1)
+        return std::nullopt;
     Light output = input.times(ratio);
     output.noise += spontaneous_emission(ratio, noise_factor);
-    return {output, decibels(ratio)};
+    return Amplified{output, decibels(ratio)};
 }
 
 /// Loss of a span in dB: fibre, connectors, and what was added.

@@ -91,11 +91,23 @@ ChannelSettings channel_settings(const InterfaceSettings &interface) {
 
 } // namespace
 
+namespace {
+
+fs::path existing_node_folder(const fs::path &line, const NodeDescription &node) {
+    fs::path folder = node_folder(line, node);
+    if (!fs::is_directory(folder))
+        throw LineError(
+            fmt::format("{}: no such folder, expected that of the line's node {}", folder.string(), node.name));
+    return folder;
+}
+
+} // namespace
+
 // One node of the line: where its configuration comes from, and where its readings go.
 class LineRun::NodeLink {
   public:
     NodeLink(LineRun &run, std::size_t index)
-        : run_(run), index_(index), folder_(node_folder(run.folder_, run.line_.nodes[index])), live_(folder_),
+        : run_(run), index_(index), folder_(existing_node_folder(run.folder_, run.line_.nodes[index])), live_(folder_),
           node_(folder_, Node::Access::read) {
         const Simulation &simulation = run.simulation_;
         for (std::size_t i = 0; i < simulation.amplifiers().size(); ++i)
@@ -271,7 +283,7 @@ void restore_open(const Json &saved, std::vector<PortHistory> &ports) {
     std::size_t next = 0;
     for (PortHistory &port : ports)
         for (OpenInterval &open : port.open) {
-            const Json &from = saved.at(next++);
+            const Json &from = saved.at(next++); // of a line of this structure
             open = {.minimum = from.at(0), .maximum = from.at(1), .sum = from.at(2), .count = from.at(3)};
         }
 }
@@ -288,7 +300,30 @@ void restore_closed(const Json &saved, std::vector<PortHistory> &ports) {
     }
 }
 
+// What is kept of the line in its database, as `read` takes it.
+template <class Read>
+void read_kept(const fs::path &folder, Read read) {
+    const auto fail = [&](const char *reason) {
+        throw LineError(fmt::format("{}: {}; move it away, and the line begins anew",
+                                    (folder / line_database_name).string(), reason));
+    };
+    try {
+        read();
+    } catch (const JsonError &error) {
+        fail(error.what());
+    } catch (const Json::exception &error) {
+        fail(fmt::format("the histories are damaged: {}", error.what()).c_str());
+    }
+}
+
 } // namespace
+
+bool restore_kept(const fs::path &folder, LineStore &store, Simulation &simulation) {
+    const std::optional<std::string> state = store.text(simulation_text);
+    if (state)
+        read_kept(folder, [&] { simulation.restore(*state); });
+    return state.has_value();
+}
 
 LineRun::LineRun(const fs::path &folder, RunSettings settings)
     : folder_(folder), line_(line_of_folder(folder)), lock_(folder), settings_(std::move(settings)),
@@ -296,27 +331,24 @@ LineRun::LineRun(const fs::path &folder, RunSettings settings)
       amplifier_histories_(simulation_.amplifiers().size(), PortHistory(amplifier_quantities)),
       channel_histories_(simulation_.channels().size(), PortHistory(channel_quantities)) {
     allow_many_files();
-    if (store_.was_replaced() && settings_.tell)
-        settings_.tell(fmt::format("{}: {} was damaged and begins anew: line time, histories and events that waited "
-                                   "are lost",
-                                   folder_.string(), line_database_name));
+    if (store_.was_replaced())
+        warn(fmt::format("{}: {} was damaged and begins anew: line time, histories and events that waited are lost",
+                         folder_.string(), line_database_name));
     restore();
+    warn_of_past_events();
     for (std::size_t node = 0; node < line_.nodes.size(); ++node) {
         nodes_.push_back(std::make_unique<NodeLink>(*this, node));
-        if (nodes_.back()->was_replaced() && settings_.tell)
-            settings_.tell(
-                fmt::format("{}: {} was damaged and begins anew", nodes_.back()->folder().string(), live_name));
+        if (nodes_.back()->was_replaced())
+            warn(fmt::format("{}: {} was damaged and begins anew", nodes_.back()->folder().string(), live_name));
     }
 }
 
 LineRun::~LineRun() = default;
 
 void LineRun::restore() {
-    const std::optional<std::string> state = store_.text(simulation_text);
-    if (!state)
+    if (!restore_kept(folder_, store_, simulation_))
         return;
-    try {
-        simulation_.restore(*state);
+    read_kept(folder_, [&] {
         const Json open = parse_json(store_.text(open_text).value_or("{}"), nesting_limit);
         restore_open(open.at("amplifiers"), amplifier_histories_);
         restore_open(open.at("channels"), channel_histories_);
@@ -325,9 +357,7 @@ void LineRun::restore() {
             restore_closed(histories.at("amplifiers"), amplifier_histories_);
             restore_closed(histories.at("channels"), channel_histories_);
         }
-    } catch (const Json::exception &error) {
-        throw LineError(fmt::format("{}: the state of the line is not readable: {}", folder_.string(), error.what()));
-    }
+    });
     if (settings_.seed)
         simulation_.reseed(*settings_.seed);
 }
@@ -342,6 +372,21 @@ std::vector<fs::path> LineRun::node_folders() const {
 void LineRun::tell(const std::string &text) const {
     if (settings_.tell)
         settings_.tell(fmt::format("second {}: {}", second(), text));
+}
+
+void LineRun::warn(const std::string &text) const {
+    if (settings_.warn)
+        settings_.warn(text);
+}
+
+void LineRun::warn_of_past_events() const {
+    const auto is_past = [&](const ScriptedEvent &event) { return event.at < second(); };
+    const auto first = std::find_if(settings_.script.begin(), settings_.script.end(), is_past);
+    if (first == settings_.script.end())
+        return;
+    warn(fmt::format("{} of the script's {} events are before second {} and do not happen, from '{} {}' on",
+                     std::count_if(first, settings_.script.end(), is_past), settings_.script.size(), second(),
+                     first->at, first->words));
 }
 
 // As any client's edit. False when the node refuses it, which is no failure of the line.

@@ -19,13 +19,19 @@ namespace ocamp {
 
 /// What a line is run with.
 struct RunSettings {
-    std::optional<std::uint64_t> seed = {};             ///< none: that of the run before, at first 1
-    std::vector<ScriptedEvent> script = {};             ///< events before the present second are passed over
-    std::string plugin = {};                            ///< for edits; empty: the one beside this program
+    std::optional<std::uint64_t> seed = {}; ///< none: that of the run before, at first 1
+    std::vector<ScriptedEvent> script = {}; ///< events before the present second are passed over, with a warning
+    std::string plugin = {};                ///< for edits; empty: the one beside this program
     std::function<void(const std::string &)> tell = {}; ///< takes a line for each event; may be empty
+    std::function<void(const std::string &)> warn =
+        {}; ///< takes a line for what is not as it was left or asked for; may be empty
     /// Takes each event that has happened, in its words, when the nodes hold what it did; may be empty.
     std::function<void(std::uint64_t second, const std::string &words)> on_event = {};
 };
+
+/// Puts the simulation into the state that is kept of the line in `folder`; false when the line has not run yet. Throws
+/// LineError for a state that is damaged or that of a line of another structure; the simulation is not to be used then.
+bool restore_kept(const std::filesystem::path &folder, LineStore &store, Simulation &simulation);
 
 /// The line in a folder, between one second and the next. The only one that writes what the nodes measure; their
 /// configuration is anybody's to edit meanwhile. Throws SqliteError when a file fails it.
@@ -55,6 +61,8 @@ class LineRun {
     void apply(const std::string &words, const LineEvent &event);
     bool edit(const std::string &words, const LineEvent &event);
     void tell(const std::string &text) const;
+    void warn(const std::string &text) const;
+    void warn_of_past_events() const;
     void add_readings();
     bool at_boundary() const noexcept { return second() % interval_seconds == 0; }
 

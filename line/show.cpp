@@ -42,7 +42,9 @@ Trouble trouble_of(const Simulation &simulation, const SimulatedAmplifier &ampli
     if (amplifier.settings.shut)
         return {"shut by configuration"};
     if (amplifier.pump_loss > 0)
-        return {fmt::format("pump failure, {:.1f} dB", amplifier.pump_loss), red};
+        return {fmt::format("pump failure, {:.1f} dB{}", amplifier.pump_loss, amplifier.emitting ? "" : ", dark"), red};
+    if (!amplifier.emitting)
+        return {"input above the maximum output, dark", red};
     if (std::abs(amplifier.gain - amplifier.target_gain()) > 1e-9)
         return {"gain moves"};
     if (in_units(amplifier.reading.gain) < amplifier.target_gain() - noticed)

@@ -41,7 +41,8 @@ double SimulatedAmplifier::target_gain() const noexcept {
     return std::clamp(settings.gain.value_or(built.gain), range.lowest, range.highest);
 }
 
-Simulation::Simulation(const LineDescription &line, std::uint64_t seed) : line_(line), seed_(seed) {
+Simulation::Simulation(const LineDescription &line, std::uint64_t seed)
+    : line_(line), structure_(line.structure()), seed_(seed) {
     for (std::size_t node = 0; node < line.nodes.size(); ++node)
         make_cards(node);
     for (std::size_t direction = 0; direction < line.directions.size(); ++direction) {
@@ -148,10 +149,13 @@ void Simulation::tick(SimulatedAmplifier &amplifier, Light &light) const {
         amplifier.input_lost = lost;
         amplifier.ticks_of_change = 0;
     }
-    if (amplifier.input_lost || amplifier.settings.shut) {
+    const auto go_dark = [&] {
         amplifier.emitting = false;
         amplifier.actual_gain = 0;
         amplifier.output = light = {};
+    };
+    if (amplifier.input_lost || amplifier.settings.shut) {
+        go_dark();
         return;
     }
     if (!amplifier.emitting) {
@@ -162,10 +166,14 @@ void Simulation::tick(SimulatedAmplifier &amplifier, Light &light) const {
         constexpr double most = ramp / ticks_a_second;
         amplifier.gain += std::clamp(amplifier.target_gain() - amplifier.gain, -most, most);
     }
-    const physics::Amplified amplified = physics::amplify(amplifier.input, amplifier.gain, built.noise_figure,
-                                                          built.maximum_output - amplifier.pump_loss);
-    amplifier.actual_gain = amplified.gain;
-    amplifier.output = light = amplified.output;
+    const auto amplified = physics::amplify(amplifier.input, amplifier.gain, built.noise_figure,
+                                            built.maximum_output - amplifier.pump_loss);
+    if (!amplified) {
+        go_dark();
+        return;
+    }
+    amplifier.actual_gain = amplified->gain;
+    amplifier.output = light = amplified->output;
 }
 
 void Simulation::pass(std::size_t direction) {
@@ -234,8 +242,10 @@ void Simulation::read() {
             continue;
         const double tilt = amplifier.settings.tilt.value_or(amplifier.built.tilt) +
                             amplifier.built.tilt_slope * (amplifier.actual_gain - amplifier.target_gain());
-        reading.gain = reading_of(amplifier.actual_gain, source + gain_quantity);
-        reading.tilt = reading_of(tilt, source + tilt_quantity);
+        // Errors of the readings do not lead out of what there can be either.
+        constexpr int steepest = static_cast<int>(steepest_tilt * 100);
+        reading.gain = std::max(0, reading_of(amplifier.actual_gain, source + gain_quantity));
+        reading.tilt = std::clamp(reading_of(tilt, source + tilt_quantity), -steepest, steepest);
     }
 }
 
@@ -339,7 +349,8 @@ std::string Simulation::state() const {
         channels.push_back({c.reading.input, c.reading.output, optional_number(c.settings.power), c.settings.shut});
     for (const SimulatedFibre &f : fibres_)
         fibres.push_back({f.cut, f.loss.added, f.now});
-    return Json{{"second", second_},
+    return Json{{"structure", structure_},
+                {"second", second_},
                 {"seed", seed_},
                 {"amplifiers", std::move(amplifiers)},
                 {"channels", std::move(channels)},
@@ -352,10 +363,19 @@ std::string Simulation::state() const {
 void Simulation::restore(std::string_view state) {
     const Json saved = parse_json(state, nesting_limit);
     try {
+        if (saved.at("structure").get<std::uint32_t>() != structure_)
+            throw OtherLineError("the state is that of a line with other nodes, slots or directions than line.json");
+        const auto list = [&](const char *name, std::size_t size) -> const Json & {
+            const Json &found = saved.at(name);
+            if (!found.is_array() || found.size() != size)
+                throw JsonError(fmt::format("the state is damaged: expected {} of \"{}\"", size, name));
+            return found;
+        };
         reseed(saved.at("seed").get<std::uint64_t>());
         second_ = saved.at("second").get<std::uint64_t>();
+        const Json &amplifiers = list("amplifiers", amplifiers_.size());
         for (std::size_t i = 0; i < amplifiers_.size(); ++i) {
-            const Json &from = saved.at("amplifiers").at(i);
+            const Json &from = amplifiers[i];
             SimulatedAmplifier &a = amplifiers_[i];
             a.gain = from.at(0);
             a.extended_range = from.at(1);
@@ -366,27 +386,28 @@ void Simulation::restore(std::string_view state) {
             a.reading = {from.at(6), from.at(7), from.at(8), from.at(9), from.at(10)};
             a.settings = {number_if_there(from.at(11)), number_if_there(from.at(12)), from.at(13), from.at(14)};
         }
+        const Json &channels = list("channels", channels_.size());
         for (std::size_t i = 0; i < channels_.size(); ++i) {
-            const Json &from = saved.at("channels").at(i);
+            const Json &from = channels[i];
             channels_[i].reading = {from.at(0), from.at(1)};
             channels_[i].settings = {number_if_there(from.at(2)), from.at(3)};
         }
+        const Json &fibres = list("fibres", fibres_.size());
         for (std::size_t i = 0; i < fibres_.size(); ++i) {
-            const Json &from = saved.at("fibres").at(i);
+            const Json &from = fibres[i];
             fibres_[i].cut = from.at(0);
             fibres_[i].loss.added = from.at(1);
             fibres_[i].now = from.at(2);
         }
-        channel_counts_ = saved.at("channel-counts").get<std::vector<unsigned>>();
-        pulled_ = saved.at("pulled").get<std::vector<std::vector<bool>>>();
+        channel_counts_ = list("channel-counts", line_.directions.size()).get<std::vector<unsigned>>();
+        pulled_ = list("pulled", line_.nodes.size()).get<std::vector<std::vector<bool>>>();
     } catch (const Json::exception &error) {
-        throw JsonError(fmt::format("the state is none of this line: {}", error.what()));
+        throw JsonError(fmt::format("the state is damaged: {}", error.what()));
     }
-    bool fits = channel_counts_.size() == line_.directions.size() && pulled_.size() == line_.nodes.size();
-    for (std::size_t node = 0; fits && node < pulled_.size(); ++node)
-        fits = pulled_[node].size() == line_.nodes[node].slots.size();
-    if (!fits)
-        throw JsonError("the state is none of this line");
+    for (std::size_t node = 0; node < pulled_.size(); ++node)
+        if (pulled_[node].size() != line_.nodes[node].slots.size())
+            throw JsonError(fmt::format("the state is damaged: expected {} slots of {}", line_.nodes[node].slots.size(),
+                                        line_.nodes[node].name));
 }
 
 } // namespace ocamp

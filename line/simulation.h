@@ -89,6 +89,12 @@ struct SimulatedFibre {
     double now = 0; ///< dB, in the present second
 };
 
+/// A state that was kept of a line with other nodes, cards or directions.
+class OtherLineError : public JsonError {
+  public:
+    using JsonError::JsonError;
+};
+
 /// The state of a line. The same description, seed, settings and events at the same seconds give the same values.
 class Simulation {
   public:
@@ -128,7 +134,8 @@ class Simulation {
     };
     const std::vector<Passage> &path(std::size_t direction) const { return paths_[direction]; }
 
-    /// The state as JSON, and a simulation of that state. Throws JsonError when it is none of this line.
+    /// The state as JSON, and a simulation of that state. Throws OtherLineError for that of a line of another
+    /// structure, JsonError for what is no state; the simulation is not to be used then.
     std::string state() const;
     void restore(std::string_view state);
 
@@ -147,6 +154,7 @@ class Simulation {
     SimulatedAmplifier &amplifier_of(const LineEvent &event);
 
     const LineDescription &line_;
+    std::uint32_t structure_; // of the line
     std::uint64_t seed_;
     std::uint64_t second_ = 0;
     std::vector<SimulatedAmplifier> amplifiers_;

@@ -26,7 +26,7 @@ constexpr unsigned last_slot = 3;
 constexpr double hundredth = 0.01, tenth = 0.1;
 // What the native models do not tell of an amplifier.
 constexpr double lowest_gain = 0, highest_gain = 40, noise_figure = 5.5, highest_output = 20;
-constexpr double brightest = 10, steepest_tilt = 5; // as descriptions take them
+constexpr double brightest = 10; // as descriptions take it
 
 // Members by name, down from the document's root; NULL when one is not there.
 const Json *below(const Json *at, std::initializer_list<const char *> names) {

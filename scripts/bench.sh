@@ -19,7 +19,7 @@ OCAMP=build/bin/ocamp OCAMPD=build/bin/ocampd EXAMPLE_NODE=examples/node PROTO=p
     run /usr/bin/python3 bench/gnmi_bench.py >"$figures/gnmi.json"
 run /usr/bin/python3 bench/line_load.py --seconds 20 >"$figures/line.txt"
 run /usr/bin/python3 bench/line_load.py --seconds 20 --served >"$figures/line-served.txt"
-run /usr/bin/python3 bench/line_load.py --seconds 20 --streams 1 10 100 >"$figures/line-streams.txt"
+run /usr/bin/python3 bench/line_load.py --seconds 20 --streams 1 10 100 300 >"$figures/line-streams.txt"
 run /usr/bin/python3 bench/peers/compare.py build/bin "$figures/peers.json" "$rounds"
 run build/bin/memory_test --gtest_output="json:$figures/memory.json" >/dev/null
 # More instructions than were accepted are a finding to be written down, too; the test says so at the end.

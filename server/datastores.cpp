@@ -546,6 +546,8 @@ Datastores::Clock::time_point Datastores::tick() {
 }
 
 void Datastores::listeners_changed() {
+    // Whoever is new may have read before the last look: the next one tells of a write, whatever it finds.
+    seen_.reset();
     next_poll_ = {};
 }
 
@@ -554,7 +556,6 @@ void Datastores::look_for_changes() {
         // Before the look: what comes between the two is seen next time.
         const Database::State state = service_.state();
         const bool written = seen_ != state;
-        // At the first look, too: who has begun to listen may have read before it.
         if (written)
             feed_.tell(DataWritten());
         if (feed_.is_wanted(Interest::configuration) && (written || !feed_.has_view()))

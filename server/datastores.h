@@ -47,7 +47,8 @@ class Datastores {
 
     /// Does what is due, and tells when it wants to be called next.
     Clock::time_point tick();
-    /// Somebody has begun to listen: what the node holds now is what changes are told against.
+    /// Somebody has begun to listen: what the node holds now is what changes are told against, and a write is told, as
+    /// what they have read may be older.
     void listeners_changed();
 
     /// From any thread.

@@ -20,13 +20,13 @@ enum class Severity { info, warning, error };
 /// A word of an event and its value. Refers to the caller's texts.
 struct LogField {
     template <class Value>
-    LogField(std::string_view name_, const Value &value_) : name(name_) {
+    LogField(std::string_view word, const Value &content) : name(word) {
         if constexpr (std::is_same_v<Value, bool>)
-            value = value_;
+            value = content;
         else if constexpr (std::is_integral_v<Value>)
-            value = static_cast<std::int64_t>(value_);
+            value = static_cast<std::int64_t>(content);
         else
-            value = std::string_view(value_);
+            value = std::string_view(content);
     }
 
     std::string_view name;

@@ -12,7 +12,8 @@ namespace ocamp::server {
 
 /// What a user may do; each may do what those before it may.
 enum class Role {
-    reader,    ///< reads, validates, looks at sessions and locks
+    reader, ///< reads, validates, looks at sessions and locks
+    // NOLINTNEXTLINE(readability-identifier-naming): without the underscore it is a keyword
     operator_, ///< edits, copies and commits OpenConfig data, and takes locks of its own
     admin      ///< edits native data and ends other sessions
 };
@@ -31,9 +32,13 @@ struct Principal {
 /// Where a client came from.
 struct Peer {
     std::string protocol; ///< "netconf", "gnmi"
-    std::string address;  ///< without the port: what log-ins are slowed by
+    std::string address;  ///< without the port
     std::uint16_t port = 0;
 };
+
+/// What is counted and slowed as one client: an IPv4 address itself, of an IPv6 address the network of 64 bits that one
+/// subscriber has for its own, such as "2001:db8:0:1::/64" or "fe80::/64%eth0". What is no address stays as it is.
+std::string network_of(const std::string &address);
 
 /// Tells sessions of one server run apart; the first is 1. What has no session of its own is 0.
 using SessionId = std::uint32_t;

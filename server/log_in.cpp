@@ -2,6 +2,7 @@
 #include "server/log_in.h"
 
 #include <algorithm>
+#include <semaphore>
 #include <unordered_set>
 #include <utility>
 
@@ -116,12 +117,12 @@ bool LogIns::password(const Peer &peer, std::string_view user, std::string_view 
 
 bool LogIns::stand_in_line(const AttemptPointer &attempt) {
     const std::lock_guard lock(mutex_);
-    const std::string &address = attempt->peer.address;
-    auto line = std::find_if(lines_.begin(), lines_.end(), [&](const Line &one) { return one.address == address; });
+    const std::string network = network_of(attempt->peer.address);
+    auto line = std::find_if(lines_.begin(), lines_.end(), [&](const Line &one) { return one.network == network; });
     if (waiting_ >= most_waiting || (line != lines_.end() && line->waiting.size() >= most_waiting_of_address))
         return false;
     if (line == lines_.end())
-        line = lines_.insert(lines_.end(), {.address = address, .waiting = {}});
+        line = lines_.insert(lines_.end(), {.network = network, .waiting = {}});
     line->waiting.push_back(attempt);
     ++waiting_;
     changed_.notify_all();
@@ -146,7 +147,7 @@ void LogIns::drop_unwanted() {
 // With the lock held. The line goes behind all others, so that whoever guesses costs others one check at a time.
 LogIns::AttemptPointer LogIns::take_next(Clock::time_point now) {
     const auto line = std::find_if(lines_.begin(), lines_.end(),
-                                   [&](const Line &one) { return delays_.next_turn(one.address) <= now; });
+                                   [&](const Line &one) { return delays_.next_turn(one.network) <= now; });
     if (line == lines_.end())
         return nullptr;
     AttemptPointer attempt = std::move(line->waiting.front());
@@ -163,7 +164,7 @@ LogIns::AttemptPointer LogIns::take_next(Clock::time_point now) {
 std::optional<LogIns::Clock::time_point> LogIns::earliest_turn() const {
     std::optional<Clock::time_point> earliest;
     for (const Line &line : lines_) {
-        const Clock::time_point turn = delays_.next_turn(line.address);
+        const Clock::time_point turn = delays_.next_turn(line.network);
         earliest = earliest ? std::min(*earliest, turn) : turn;
     }
     return earliest;
@@ -178,11 +179,22 @@ void LogIns::check(const Attempt &attempt) {
     {
         const std::lock_guard lock(mutex_);
         if (found)
-            delays_.succeeded(attempt.peer.address);
+            delays_.succeeded(network_of(attempt.peer.address));
         else
-            delays_.failed(attempt.peer.address, Clock::now());
+            delays_.failed(network_of(attempt.peer.address), Clock::now());
     }
     attempt.answer(tell(attempt.peer, attempt.user, "password", found));
+}
+
+// A check takes 16 MiB and all of a core: a few at a time in the whole process, or the nodes of a line together would
+// take all memory and all time of it.
+void LogIns::look_at(const Attempt &attempt) {
+    constexpr int at_a_time = 4;
+    static std::counting_semaphore<at_a_time> turns(at_a_time);
+    turns.acquire();
+    if (attempt.is_wanted())
+        check(attempt);
+    turns.release();
 }
 
 void LogIns::run() {
@@ -190,8 +202,7 @@ void LogIns::run() {
     while (!ending_) {
         if (AttemptPointer attempt = take_next(Clock::now())) {
             lock.unlock();
-            if (attempt->is_wanted())
-                check(*attempt);
+            look_at(*attempt);
             attempt.reset();
             lock.lock();
         } else if (const std::optional<Clock::time_point> turn = earliest_turn()) {
@@ -211,9 +222,9 @@ LogInAnswer LogIns::public_key(const Peer &peer, std::string_view user, std::str
     if (proven) {
         const std::lock_guard lock(mutex_);
         if (found)
-            delays_.succeeded(peer.address);
+            delays_.succeeded(network_of(peer.address));
         else
-            delays_.failed(peer.address, Clock::now());
+            delays_.failed(network_of(peer.address), Clock::now());
     }
     if (proven || !found)
         return tell(peer, user, "public-key", found);

@@ -21,7 +21,8 @@
 
 namespace ocamp::server {
 
-/// How long an address waits after wrong guesses. Keeps a bounded number of addresses, the latest. Not locked.
+/// How long an address, or what network_of makes of it, waits after wrong guesses. Keeps a bounded number of them, the
+/// latest. Not locked.
 class LogInDelays {
   public:
     using Clock = std::chrono::steady_clock;
@@ -54,7 +55,8 @@ class LogInDelays {
 /// Who may in; none: refused, and the client is told nothing more.
 using LogInAnswer = std::optional<Principal>;
 
-/// Checks attempts against the users, slows them by address, and logs each. Safe from any thread.
+/// Checks attempts against the users, slows them by address, and logs each. What network_of makes one is one address
+/// here. Safe from any thread.
 class LogIns {
   public:
     /// Both outlive this. Throws StateError.
@@ -99,9 +101,9 @@ class LogIns {
         std::function<void(const LogInAnswer &)> answer;
     };
     using AttemptPointer = std::shared_ptr<const Attempt>;
-    // What waits of one address; never empty.
+    // What waits of one network; never empty.
     struct Line {
-        std::string address;
+        std::string network;
         std::deque<AttemptPointer> waiting;
     };
 
@@ -113,6 +115,7 @@ class LogIns {
     std::optional<User> find(std::string_view user) const;
     LogInAnswer tell(const Peer &peer, std::string_view user, std::string_view method,
                      const std::optional<User> &found);
+    void look_at(const Attempt &attempt);
     void check(const Attempt &attempt);
     void run();
 

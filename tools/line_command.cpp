@@ -50,19 +50,12 @@ void init(const LineOptions &options) {
 }
 
 void run(const LineRunOptions &options) {
-    const double speed = options.seconds_a_second();
-    if (options.serves()) {
-        std::vector<std::string> words = options.words();
-        words.insert(words.begin(), serve_line_word);
-        become_program("ocampd", "the server", std::move(words));
-    }
-    LineRun line(options.folder, options.settings());
-    end_on_signals();
-    tell_of_run(fmt::format("second {}: {} nodes run\n", line.second(), line.node_folders().size()));
-    run_at_pace(
-        line,
-        {.speed = speed, .until = options.until, .stop = [] { return asked_to_end != 0; }, .on_lag = tell_of_lag});
-    finish_output(fmt::format("second {}: stopped\n", line.second()), "");
+    // What is wrong with these is told as by every command.
+    options.seconds_a_second();
+    line_of_folder(options.folder);
+    std::vector<std::string> words = options.words();
+    words.insert(words.begin(), run_line_word);
+    become_program("ocampd", "the server", std::move(words));
 }
 
 void event(const LineOptions &options) {
@@ -105,9 +98,9 @@ void show(const LineOptions &options) {
     LineStore store(options.folder, false);
     const LinePicture picture(line, in_colour(options.colour));
     const auto now = [&] {
-        std::optional<Simulation> simulation;
-        if (const std::optional<std::string> state = store.text(simulation_text))
-            simulation.emplace(line, 0).restore(*state);
+        std::optional<Simulation> simulation(std::in_place, line, 0);
+        if (!restore_kept(options.folder, store, *simulation))
+            simulation.reset();
         return simulation;
     };
     const auto text_now = [&] {

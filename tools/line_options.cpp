@@ -28,17 +28,28 @@ void tell_of_run(std::string_view text) {
     flush_output();
 }
 
+void warn_of_run(const std::string &text) {
+    write_error(fmt::format("ocamp: {}\n", escaped(text)));
+}
+
 void tell_of_lag(const Lag &lag) {
-    write_error(fmt::format("ocamp: {}\n", lag.words()));
+    warn_of_run(lag.words());
 }
 
 RunSettings LineRunOptions::settings() const {
-    RunSettings settings{.seed = seed, .tell = [](const std::string &text) { tell_of_run(escaped(text) + "\n"); }};
+    RunSettings settings{
+        .seed = seed, .tell = [](const std::string &text) { tell_of_run(escaped(text) + "\n"); }, .warn = warn_of_run};
     if (script.empty())
         return settings;
     const LineDescription line = line_of_folder(folder);
     settings.script = named_input(script, [&](const std::string &text) { return parse_script(line, text); });
     return settings;
+}
+
+void LineRunOptions::warn_if_over(const LineRun &line) const {
+    if (until && line.second() > *until)
+        warn_of_run(
+            fmt::format("--until {}: line time is past it, at second {}; nothing is computed", *until, line.second()));
 }
 
 std::vector<std::string> LineRunOptions::words() const {

@@ -9,11 +9,16 @@
 
 namespace ocamp {
 
-LivingNode::LivingNode(const std::filesystem::path &node)
-    : line_(line_of_node(node), {.on_event = [this](std::uint64_t second, const std::string &words) {
-                if (core_ != nullptr)
-                    core_->tell({.second = second, .words = words});
-            }}) {
+LivingNode::LivingNode(const std::filesystem::path &node, server::EventLog &log)
+    : line_(line_of_node(node), {.warn =
+                                     [&log](const std::string &text) {
+                                         log.write(server::Severity::warning, "live-data", {{"reason", text}});
+                                     },
+                                 .on_event =
+                                     [this](std::uint64_t second, const std::string &words) {
+                                         if (core_ != nullptr)
+                                             core_->tell({.second = second, .words = words});
+                                     }}) {
     line_.step();
 }
 

@@ -15,7 +15,8 @@ namespace ocamp {
 class LivingNode {
   public:
     /// Makes the node's live data: the node is to be opened after that. Throws as line_of_node and LineRun.
-    explicit LivingNode(const std::filesystem::path &node);
+    /// `log` is told of live data that were replaced.
+    LivingNode(const std::filesystem::path &node, server::EventLog &log);
     ~LivingNode() { end(); }
     LivingNode(const LivingNode &) = delete;
     LivingNode &operator=(const LivingNode &) = delete;

@@ -1,12 +1,13 @@
-// ocampd: serves a node, or those of a line, to network clients. This file reads the command line, listens, and waits
-// for signals; the work is done by the core and the adapters.
+// ocampd: serves a node to network clients, or runs a line, whose nodes may be served. This file reads the command
+// line, listens, and waits for signals; the work is done by the core and the adapters.
 #include "line_options.h"
 #include "living_node.h"
 #include "options.h"
 #include "output.h"
-#include "serve_line.h"
+#include "run_line.h"
 #include "serving.h"
 #include "tls_options.h"
+#include "whole_number.h"
 
 #include "seam/input_error.h"
 #include "seam/text.h"
@@ -16,6 +17,8 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdint>
+#include <limits>
 #include <map>
 #include <optional>
 
@@ -50,9 +53,15 @@ struct ServeOptions {
     TlsSettings tls;
 };
 
-template <class Number>
-void add_limit(CLI::App &program, const char *name, Number &limit, const char *type, const char *description) {
-    program.add_option(name, limit, description)->type_name(type)->capture_default_str()->group("Limits");
+// What libraries below take as an int, and what is multiplied further on, is in range with it.
+constexpr std::uint64_t highest_limit = std::numeric_limits<std::int32_t>::max();
+
+void add_limit(CLI::App &program, const char *name, std::size_t &limit, const char *type, const char *description) {
+    program.add_option(name, limit, description)
+        ->type_name(type)
+        ->check(refuse_no_whole_number<highest_limit>, "")
+        ->capture_default_str()
+        ->group("Limits");
 }
 
 // A limit that is a time: what the option takes is its number in the limit's own unit.
@@ -62,6 +71,7 @@ void add_time(CLI::App &program, const char *name, Time &limit, const char *type
         .add_option_function<unsigned>(
             name, [&limit](unsigned number) { limit = Time(number); }, description)
         ->type_name(type)
+        ->check(refuse_no_whole_number<highest_limit>, "")
         ->default_str(std::to_string(limit.count()))
         ->group("Limits");
 }
@@ -147,7 +157,7 @@ void serve(const ServeOptions &options) {
     auto sockets = sockets_of(options);
     std::optional<LivingNode> living; // first, as the node is opened with its live data
     if (options.live)
-        living.emplace(options.node);
+        living.emplace(options.node, log);
     served_modules();
     Core core(options.core, log);
     Serving serving(core, std::move(sockets), {.call_home = options.call_home, .tls = options.tls});
@@ -184,8 +194,8 @@ int tell(std::string_view message, int status) noexcept {
 }
 
 int run(int argc, char **argv) {
-    if (argc > 1 && std::string_view(argv[1]) == serve_line_word)
-        return serve_line(argc - 1, argv + 1);
+    if (argc > 1 && std::string_view(argv[1]) == run_line_word)
+        return run_line(argc - 1, argv + 1);
     CLI::App program("Serves a node's OpenConfig and native data to network clients.", "ocamp serve");
     program.footer(footer_text);
     ServeOptions options;

@@ -2,6 +2,7 @@
 #include "change_text.h"
 #include "options.h"
 #include "output.h"
+#include "whole_number.h"
 
 #include "node/leaf_changes.h"
 #include "seam/path_text.h"
@@ -66,11 +67,6 @@ std::string refuse_no_number(const std::string &text) {
     return std::isnan(std::strtod(text.c_str(), nullptr)) ? fmt::format("'{}', expected a number", text) : "";
 }
 
-// What would be read as a large number.
-std::string refuse_below_zero(const std::string &text) {
-    return text.starts_with('-') ? fmt::format("'{}', expected a number from 0 on", text) : "";
-}
-
 } // namespace
 
 void add_watch_command(CLI::App &program, CommonOptions &common) {
@@ -85,7 +81,7 @@ void add_watch_command(CLI::App &program, CommonOptions &common) {
         ->capture_default_str();
     command.add_option("--count", options->count, "End after that many reads; 0: when it is ended")
         ->type_name("N")
-        ->check(refuse_below_zero, "")
+        ->check(refuse_no_whole_number<>, "")
         ->capture_default_str();
     add_common_options(command, common);
     command.footer(

@@ -10,15 +10,15 @@
 
 namespace ocamp {
 
-/// For CLI::Option::check: a complaint about a text that is no number from 0 to `highest`, or nothing.
-template <std::uint64_t highest = std::numeric_limits<std::uint64_t>::max()>
+/// For CLI::Option::check: a complaint about a text that is no number from `lowest` to `highest`, or nothing.
+template <std::uint64_t highest = std::numeric_limits<std::uint64_t>::max(), std::uint64_t lowest = 0>
 std::string refuse_no_whole_number(const std::string &text) {
     std::uint64_t number = 0;
     const char *end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error == std::errc{} && stop == end && number <= highest)
+    if (error == std::errc{} && stop == end && number >= lowest && number <= highest)
         return {};
-    return fmt::format("'{}', expected a whole number from 0 to {}", text, highest);
+    return fmt::format("'{}', expected a whole number from {} to {}", text, lowest, highest);
 }
 
 } // namespace ocamp

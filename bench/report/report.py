@@ -213,11 +213,15 @@ def write_netconf(netconf):
 def write_gnmi(gnmi):
     rows = [(f"Gets of one leaf a second, {run['connections']} at a time", f"{run['per_second']:.0f}, median "
              f"{run['median_ms']:.1f} ms, 99th percentile {run['p99_ms']:.1f} ms") for run in gnmi["gets"]]
-    latency, samples, streams = gnmi["latency"], gnmi["samples"], gnmi["streams"]
+    latency, foreign, streams = gnmi["latency"], gnmi["foreign_latency"], gnmi["streams"]
     rows += [("from sending a Set of a native leaf to the update on a stream, both at the client",
               f"median {latency['median_ms']:.1f} ms, 99th percentile {latency['p99_ms']:.1f} ms"),
-             (f"{samples['streams']} streams that sample the whole model every 100 ms",
-              f"{samples['updates_per_second']:,.0f} updates/s, {100 * samples['processor_share']:.0f} % of a core"),
+             (f"from the start of `ocamp edit` ({foreign['command_median_ms']:.0f} ms) to the update on a stream",
+              f"median {foreign['median_ms']:.0f} ms, 99th percentile {foreign['p99_ms']:.0f} ms"),
+             *((f"{run['streams']} streams that sample the whole model every 100 ms, {run['offered_per_second']:,} updates/s",
+                f"{run['updates_per_second']:,.0f} updates/s, {run['microseconds_each']:.1f} us of the server each, "
+                f"{100 * run['processor_share']:.0f} % of a core, the clients {100 * run['reader_share']:.0f} %")
+               for run in gnmi["samples"]),
              (f"{streams['streams']:,} idle streams on 10 connections",
               f"{streams['bytes_each'] / 1024:.0f} KiB each, {100 * streams['idle_processor_share']:.1f} % of a core"),
              ("end of the server with these behind it", f"{gnmi['stop_seconds']:.2f} s")]
@@ -229,7 +233,7 @@ def write_line(alone, served, streams):
     return ("## The line\n\nA simulated line at speed 1, six amplifiers a node, without clients:\n\n" + alone
             + "\nThe same with a NETCONF and a gNMI port a node, to which nobody connects:\n\n" + served
             + "\nThe same ports with a gNMI stream a node that samples six output powers each second; the clients share "
-            "the machine. An update is late by what its stream's earliest one in the grid of seconds was not:\n\n" + streams)
+            "the machine. An update is due whole seconds after the first one of its stream was read:\n\n" + streams)
 
 
 def output_of(*command):

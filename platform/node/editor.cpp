@@ -71,6 +71,9 @@ void check_after(const EditNode &node, lyd_node *siblings, std::vector<Rounding>
         return;
     lyd_node *instance = instance_of(node, siblings);
     if (is_deleted(node)) {
+        if (instance != nullptr && node.own_operation && names_its_entry(*node.schema))
+            throw RequestError(error_tag::bad_attribute, node.path,
+                               "cannot be deleted alone: the key refers to it, expected the operation on the entry");
         if (instance != nullptr && node.own_operation && !(node.schema->nodetype == LYS_CONTAINER))
             throw RequestError(error_tag::not_supported, node.path, "cannot be deleted");
         return;

@@ -167,4 +167,15 @@ std::vector<const lysc_node *> list_keys(const lysc_node &list) {
     return keys;
 }
 
+bool names_its_entry(const lysc_node &node) {
+    if (is_key(node))
+        return true;
+    const lysc_node *list = node.parent != nullptr ? node.parent->parent : nullptr;
+    if (!is_leaf(node) || list == nullptr || !is_list(*list))
+        return false;
+    return std::ranges::any_of(list_keys(*list), [&](const lysc_node *key) {
+        return std::string_view(key->name) == node.name && type_of(*key).basetype == LY_TYPE_LEAFREF;
+    });
+}
+
 } // namespace ocamp

@@ -56,6 +56,9 @@ class Schema {
 std::string schema_path(const lysc_node &node);
 /// Key leaves of a list in their order.
 std::vector<const lysc_node *> list_keys(const lysc_node &list);
+/// Whether it is a key of a list entry, or the leaf of the entry's "config" that the key refers to: both go with their
+/// entry alone.
+bool names_its_entry(const lysc_node &node);
 /// What a node is.
 inline bool is_key(const lysc_node &node) noexcept {
     return lysc_is_key((&node));

@@ -148,14 +148,15 @@ void Authenticator::check(const server::Peer &peer, const Credentials &credentia
         asker.answer({.user = found});
         return;
     }
-    check_password(peer, *credentials.user, *credentials.password, {peer.address, key, asked_in}, asker);
+    check_password(peer, *credentials.user, *credentials.password, {server::network_of(peer.address), key, asked_in},
+                   asker);
 }
 
 void Authenticator::check_password(const server::Peer &peer, std::string_view user, std::string_view password,
                                    const Question &question, const Asker &asker) {
     bool first = false;
     if (!ask(question, asker, first)) {
-        drop_unwanted(peer.address);
+        drop_unwanted(std::get<std::string>(question));
         if (!ask(question, asker, first)) {
             asker.answer({.user = {}, .too_many = true});
             return;

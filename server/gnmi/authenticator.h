@@ -58,7 +58,7 @@ class Authenticator : public std::enable_shared_from_this<Authenticator> {
         Clock::time_point until;
     };
 
-    // The address, what it says, and the generation of users that it says it to.
+    // The address as network_of has it, what it says, and the generation of users that it says it to.
     using Question = std::tuple<std::string, Fingerprint, std::uint64_t>;
 
     void check_password(const server::Peer &peer, std::string_view user, std::string_view password,

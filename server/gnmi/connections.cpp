@@ -15,9 +15,9 @@ void Connections::end(Held &held) noexcept {
 }
 
 // Whoever only holds connections keeps nobody out.
-bool Connections::make_room(const std::string &address) {
+bool Connections::make_room(const std::string &network) {
     const auto waits = [](const Held &held) { return !held.has_user && !held.ended; };
-    const auto waits_at_address = [&](const Held &held) { return waits(held) && held.address == address; };
+    const auto waits_at_address = [&](const Held &held) { return waits(held) && held.network == network; };
     auto leaving = all_.end();
     if (static_cast<std::size_t>(std::ranges::count_if(all_, waits_at_address)) >= limits_.connections_per_address)
         leaving = std::ranges::find_if(all_, waits_at_address);
@@ -32,7 +32,8 @@ bool Connections::make_room(const std::string &address) {
 
 Connections::Added Connections::add(const server::AcceptedConnection &accepted, Clock::time_point now) {
     const std::lock_guard guard(mutex_);
-    const bool made_room = make_room(accepted.address);
+    const std::string network = server::network_of(accepted.address);
+    const bool made_room = make_room(network);
     if (all_.size() >= limits_.connections)
         return Added::full;
     server::Descriptor watched(fcntl(accepted.descriptor.get(), F_DUPFD_CLOEXEC, 0));
@@ -40,6 +41,7 @@ Connections::Added Connections::add(const server::AcceptedConnection &accepted, 
         return Added::exhausted;
     all_.push_back({.descriptor = std::move(watched),
                     .address = accepted.address,
+                    .network = network,
                     .port = accepted.port,
                     .late = now + limits_.log_in_time});
     return made_room ? Added::in_place_of_another : Added::in;

@@ -48,13 +48,14 @@ class Connections {
     struct Held {
         server::Descriptor descriptor; // a second one of the connection's
         std::string address;
+        std::string network; // of the address
         std::uint16_t port;
         Clock::time_point late;
         bool has_user = false;
         bool ended = false; // shut down here, and soon gone
     };
 
-    bool make_room(const std::string &address);
+    bool make_room(const std::string &network);
     static void end(Held &held) noexcept;
 
     const server::Limits &limits_;

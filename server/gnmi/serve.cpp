@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
+#include <limits>
 #include <span>
 #include <system_error>
 #include <thread>
@@ -123,8 +125,8 @@ class Server : public server::Adapter {
     static int timeout_until(Clock::time_point until, Clock::time_point now) {
         if (until == Clock::time_point::max())
             return -1;
-        return static_cast<int>(
-            std::max<std::int64_t>(0, std::chrono::duration_cast<std::chrono::milliseconds>(until - now).count() + 1));
+        const std::int64_t left = std::chrono::duration_cast<std::chrono::milliseconds>(until - now).count() + 1;
+        return static_cast<int>(std::clamp<std::int64_t>(left, 0, std::numeric_limits<int>::max()));
     }
 
     void look_at_certificates(Clock::time_point now) {

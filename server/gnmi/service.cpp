@@ -10,7 +10,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <mutex>
 
@@ -552,8 +554,10 @@ class Service::Impl {
         builder.SetMaxReceiveMessageSize(static_cast<int>(core.limits().message_size));
         builder.AddChannelArgument(GRPC_ARG_MAX_METADATA_SIZE, header_size);
         builder.AddChannelArgument(GRPC_ARG_MAX_CONCURRENT_STREAMS, streams_of_connection);
-        builder.AddChannelArgument(GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS,
-                                   static_cast<int>(std::chrono::milliseconds(core.limits().log_in_time).count()));
+        const std::int64_t handshake_time = std::chrono::milliseconds(core.limits().log_in_time).count();
+        builder.AddChannelArgument(
+            GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS,
+            static_cast<int>(std::min<std::int64_t>(handshake_time, std::numeric_limits<int>::max())));
         acceptor_ = builder.experimental().AddExternalConnectionAcceptor(
             grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD, credentials_);
         server_ = builder.BuildAndStart();

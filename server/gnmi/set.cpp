@@ -23,19 +23,6 @@ bool is_wildcard(const Step &step) {
     return step.name == "*" || step.name == "...";
 }
 
-// A key of a list entry, or the leaf of the entry's "config" that the key refers to: they go with their entry alone.
-bool names_its_entry(const lysc_node &node) {
-    if (is_key(node))
-        return true;
-    const lysc_node *list = node.parent != nullptr ? node.parent->parent : nullptr;
-    if (!is_leaf(node) || list == nullptr || !is_list(*list))
-        return false;
-    return std::ranges::any_of(list_keys(*list), [&](const lysc_node *key) {
-        return std::string_view(key->name) == node.name &&
-               reinterpret_cast<const lysc_node_leaf *>(key)->type->basetype == LY_TYPE_LEAFREF;
-    });
-}
-
 // A node of the model on the way to an operation's target.
 struct Place {
     const lysc_node *node;

@@ -234,6 +234,11 @@ std::string decimal_text(const ::gnmi::Decimal64 &decimal, const std::string &pl
     return negative ? "-" + digits : digits;
 }
 
+[[noreturn]] void refuse_form(const ::gnmi::TypedValue &value, const std::string &place, std::string_view expected) {
+    const auto *field = ::gnmi::TypedValue::descriptor()->FindFieldByNumber(value.value_case());
+    throw refused(Code::unimplemented, place, fmt::format("is given as {}, expected {}", field->name(), expected));
+}
+
 Json scalar(const lysc_node &leaf, const ::gnmi::TypedValue &value, const std::string &place) {
     switch (value.value_case()) {
     case ::gnmi::TypedValue::kStringVal:
@@ -266,10 +271,13 @@ Json scalar(const lysc_node &leaf, const ::gnmi::TypedValue &value, const std::s
     case ::gnmi::TypedValue::VALUE_NOT_SET:
         throw invalid(place, "has no value");
     default:
-        throw refused(
-            Code::unimplemented, place,
-            "encodings BYTES and PROTO messages are not supported, expected JSON, JSON_IETF, ASCII or a scalar");
+        refuse_form(value, place, "json_ietf_val, json_val, ascii_val or the scalar of its type");
     }
+}
+
+// Of values that stand for a leaf-list, or for messages and bytes that are of no model here.
+bool has_unserved_form(const ::gnmi::TypedValue &value) {
+    return value.has_leaflist_val() || value.has_any_val() || value.has_proto_bytes() || value.has_bytes_val();
 }
 
 } // namespace
@@ -368,9 +376,8 @@ Json edit_value(const Schema &schema, const lysc_node *node, const ::gnmi::Typed
         return JsonReader(schema, ietf)
             .read(node, json_from(ietf ? value.json_ietf_val() : value.json_val(), place), place);
     if (node == nullptr || !is_leaf(*node)) {
-        if (value.value_case() == ::gnmi::TypedValue::kBytesVal ||
-            value.value_case() == ::gnmi::TypedValue::kProtoBytes || value.value_case() == ::gnmi::TypedValue::kAnyVal)
-            throw refused(Code::unimplemented, place, "encoding BYTES is not supported, expected JSON or JSON_IETF");
+        if (has_unserved_form(value))
+            refuse_form(value, place, "json_ietf_val or json_val");
         throw invalid(place, "is no leaf, expected a value in JSON or JSON_IETF");
     }
     return scalar(*node, value, place);

@@ -165,8 +165,8 @@ class Server : public server::Adapter {
     // many, of any when there are too many in all. Whoever only holds connections keeps nobody out.
     void make_room(const std::string &address, Clock::time_point now) {
         const auto not_yet_in = [](const Held &held) { return !held.connection->logged_in(); };
-        const auto not_yet_in_of_address = [&](const Held &held) {
-            return not_yet_in(held) && held.connection->peer().address == address;
+        const auto not_yet_in_of_address = [&, network = server::network_of(address)](const Held &held) {
+            return not_yet_in(held) && server::network_of(held.connection->peer().address) == network;
         };
         const auto of_address = std::count_if(connections_.begin(), connections_.end(), not_yet_in_of_address);
         auto leaving = connections_.end();

@@ -285,11 +285,12 @@ TEST_F(Manners, WatchRefusesIntervalsAndCountsThatAreNone) {
         EXPECT_EQ(outcome.status, 2) << interval;
         EXPECT_THAT(outcome.err, StartsWith("ocamp: --interval: ")) << interval;
     }
-    for (const char *count : {"-1", "-0"}) {
+    for (const char *count : {"-1", "-0", "18446744073709551616", "1.5", "x"}) {
         const Outcome outcome = ocamp({"watch"}, {"--count", count, gain});
         EXPECT_EQ(outcome.status, 2);
-        EXPECT_EQ(outcome.err, std::string("ocamp: --count: '") + count +
-                                   "', expected a number from 0 on; 'ocamp watch --help' tells more\n");
+        EXPECT_EQ(outcome.err,
+                  std::string("ocamp: --count: '") + count +
+                      "', expected a whole number from 0 to 18446744073709551615; 'ocamp watch --help' tells more\n");
     }
 }
 

@@ -62,7 +62,7 @@ class LineFaults : public testing::Test {
         EXPECT_EQ(outcome.signal, 0);
         if (outcome.status != 0) {
             EXPECT_EQ(outcome.status, 1) << outcome.err;
-            EXPECT_THAT(outcome.err, StartsWith("ocamp: "));
+            EXPECT_THAT(outcome.err, StartsWith("ocamp"));
         } else {
             EXPECT_SAME_TEXT(state_of_line(), acknowledged_);
         }
@@ -75,13 +75,27 @@ class LineFaults : public testing::Test {
         return report_.calls(kind) - before;
     }
 
+    // Of a command that ends just before the line is opened: ocamp has become the server, whose libraries allocate
+    // before any code of the project's own could tell of it.
+    std::uint64_t allocations_of_the_start() {
+        const std::uint64_t before = report_.calls(Call::allocate);
+        std::vector<std::string> words = run_words(failing_until);
+        words.insert(words.end(), {"--netconf-base", "99999"});
+        EXPECT_EQ(support::run(
+                      {.words = program(words), .environment = report_.environment({Call::allocate, ENOMEM, false}, 0)})
+                      .status,
+                  2);
+        return report_.calls(Call::allocate) - before;
+    }
+
     // Of the allocations of a run the first from each place.
     std::vector<std::uint64_t> places() {
+        const std::uint64_t start = allocations_of_the_start();
         const std::uint64_t calls = calls_of(Call::allocate);
         const std::uint64_t first = report_.calls(Call::allocate) - calls;
         std::vector<std::uint64_t> found;
         std::set<std::uint64_t> seen;
-        for (std::uint64_t i = 0; i < calls && first + i < faults::most_stacks; ++i) {
+        for (std::uint64_t i = start; i < calls && first + i < faults::most_stacks; ++i) {
             if (seen.insert(report_->stacks[first + i]).second)
                 found.push_back(i + 1);
         }

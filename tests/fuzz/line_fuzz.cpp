@@ -18,6 +18,7 @@ namespace {
 using namespace ocamp;
 
 constexpr int brightest_reading = 20000; // hundredths of dBm; no description makes 200 dBm
+constexpr int steepest_reading = static_cast<int>(steepest_tilt * 100);
 
 void require(bool holds) {
     if (!holds)
@@ -37,9 +38,11 @@ auto read_or_refuse(Read read) -> std::optional<decltype(read())> {
 
 void check_readings(const Simulation &simulation) {
     const auto in_range = [](int power) { return power >= dark_reading && power <= brightest_reading; };
-    for (const SimulatedAmplifier &amplifier : simulation.amplifiers())
-        require(in_range(amplifier.reading.input) && in_range(amplifier.reading.output) &&
-                in_range(amplifier.reading.total_input));
+    for (const SimulatedAmplifier &amplifier : simulation.amplifiers()) {
+        const AmplifierReading &reading = amplifier.reading;
+        require(in_range(reading.input) && in_range(reading.output) && in_range(reading.total_input));
+        require(reading.gain >= 0 && std::abs(reading.tilt) <= steepest_reading);
+    }
     for (const SimulatedChannel &channel : simulation.channels())
         require(in_range(channel.reading.input) && in_range(channel.reading.output));
 }

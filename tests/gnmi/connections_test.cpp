@@ -70,6 +70,16 @@ TEST_F(GnmiConnections, TheOldestOfAnyAddressMakesRoomWhenAllAreTaken) {
     EXPECT_TRUE(b1_.is_open() && a1_.is_open() && a2_.is_open());
 }
 
+TEST_F(GnmiConnections, OfOneIpv6NetworkAreOfOneAddress) {
+    Pair first("2001:db8::1", 1), second("2001:db8::2", 1), third("2001:db8::3", 1), other("2001:db8:0:1::1", 1);
+    EXPECT_EQ(connections_.add(first.accepted, begin), Added::in);
+    EXPECT_EQ(connections_.add(second.accepted, begin), Added::in);
+    EXPECT_EQ(connections_.add(other.accepted, begin), Added::in);
+    EXPECT_EQ(connections_.add(third.accepted, begin), Added::in_place_of_another);
+    EXPECT_FALSE(first.is_open());
+    EXPECT_TRUE(second.is_open() && third.is_open() && other.is_open());
+}
+
 TEST_F(GnmiConnections, ThoseWithUsersStay) {
     for (Pair *pair : {&a1_, &a2_, &b1_, &b2_}) {
         EXPECT_EQ(connections_.add(pair->accepted, begin), Added::in);

@@ -66,6 +66,19 @@ def flat(value, place=""):
     return {place: value}
 
 
+def flat_xml(element, place=""):
+    """The same of NETCONF's data, values as JSON has them."""
+    leaves = {}
+    for child in element:
+        where = place + "/" + child.tag.split("}")[-1]
+        if len(child):
+            key = child.findtext("{*}name") or child.findtext("{*}interface")
+            leaves.update(flat_xml(child, where if key is None or where.endswith("config") else "%s[%s]" % (where, key)))
+        else:
+            leaves[where] = {"true": True, "false": False}.get(child.text, child.text)
+    return leaves
+
+
 class GrpcioChannel:
     """One connection. `credentials`: what is needed of ca, key and certificate, in PEM; None: no TLS."""
 
@@ -90,6 +103,13 @@ class GrpcioChannel:
                                         request_serializer=pb.SubscribeRequest.SerializeToString,
                                         response_deserializer=response.FromString)
         return rpc(iter(requests), metadata=metadata, timeout=seconds)
+
+    # A stream is read when somebody takes from it, and no sooner.
+    def pause(self, stream):
+        pass
+
+    def resume(self, stream):
+        pass
 
     def close(self):
         self.grpcio.close()

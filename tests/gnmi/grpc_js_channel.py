@@ -94,7 +94,7 @@ class Node:
     def end(self):
         with self.lock:
             self.process.stdin.close()
-        self.process.wait(30)
+        self.process.wait(60)
         self.reader.join()
         self.process.stdout.close()
 
@@ -149,6 +149,12 @@ class GrpcJsChannel:
         stream = Stream(self.node, response, metadata, open=name, on=self.number, seconds=seconds)
         threading.Thread(target=stream.send, args=[requests], daemon=True).start()
         return stream
+
+    def pause(self, stream):
+        self.node.tell(id=stream.number, pause=True)
+
+    def resume(self, stream):
+        self.node.tell(id=stream.number, resume=True)
 
     def close(self):
         self.node.tell(id=self.number, disconnect=True)

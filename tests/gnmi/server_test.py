@@ -95,10 +95,7 @@ class AgreementTest(GnmiTest):
 
 class UsersTest(GnmiTest):
     def reload(self):
-        known = self.server.read_log().count(" reloaded")
-        self.server.process.send_signal(signal.SIGHUP)
-        while self.server.read_log().count(" reloaded") == known:
-            time.sleep(0.02)
+        self.server.reload()
 
     def open(self, client, interval=SECOND // 10):
         request = subscription(GAIN, mode=STREAM)
@@ -145,55 +142,64 @@ class UsersTest(GnmiTest):
         kept.until(lambda now: len(now.notifications) > count + 3)
 
 
-class ConnectionsTest(GnmiTest):
-    options = ("--insecure", "--max-connections-per-address", "4", "--max-connections", "6", "--log-in-time", "2")
+def silent_connection(test):
+    plain = socket.create_connection(("127.0.0.1", test.server.port))
+    test.addCleanup(plain.close)
+    plain.settimeout(60)
+    return plain
 
-    def silent(self):
-        plain = socket.create_connection(("127.0.0.1", self.server.port))
-        self.addCleanup(plain.close)
-        plain.settimeout(20)
-        return plain
 
-    def ended(self, plain):
-        """Reads what the server greets with, to the end of the connection."""
-        try:
-            while plain.recv(4096):
-                pass
-        except ConnectionResetError:
+def wait_for_end(plain):
+    """Reads what the server greets with, to the end of the connection."""
+    try:
+        while plain.recv(4096):
             pass
-        return time.time()
+    except ConnectionResetError:
+        pass
+
+
+class ConnectionsTest(GnmiTest):
+    # None is ended for its time.
+    options = ("--insecure", "--max-connections-per-address", "4", "--max-connections", "6", "--log-in-time", "600")
 
     def test_the_oldest_without_a_user_makes_room_for_a_new_one_and_those_with_users_stay(self):
         leaves = Leaves(self.client.subscribe([subscription(GAIN, mode=STREAM)])).until_sync()
-        begin = time.time()
-        plain = [self.silent() for _ in range(5)]
-        self.assertLess(self.ended(plain[0]) - begin, 1.5)
+        plain = [silent_connection(self) for _ in range(5)]
+        wait_for_end(plain[0])
         self.connect().set(update=[update(GAIN, double_val=7.1)])
         leaves.until(lambda now: now[GAIN].double_val == 7.1)
-
-    def test_one_without_a_user_is_ended_in_time(self):
-        begin = time.time()
-        greeted = self.silent()
-        # HTTP/2 is agreed upon, and no RPC follows.
-        greeted.sendall(b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + b"\x00\x00\x00\x04\x00\x00\x00\x00\x00")
-        self.assertLess(self.ended(greeted) - begin, 8)
-        self.assertGreater(time.time() - begin, 1.5)
 
     def test_beyond_all_connections_new_ones_are_turned_away(self):
         clients = [self.connect() for _ in range(6)]
         for client in clients:
             client.capabilities()
-        late = self.silent()
-        begin = time.time()
-        self.assertLess(self.ended(late) - begin, 1.5)
+        wait_for_end(silent_connection(self))
         for client in clients:
             client.capabilities()
+
+
+class LogInTimeTest(GnmiTest):
+    options = ("--insecure", "--log-in-time", "2")
+
+    def test_one_without_a_user_is_ended_in_time(self):
+        begin = time.time()
+        greeted = silent_connection(self)
+        # HTTP/2 is agreed upon, and no RPC follows.
+        greeted.sendall(b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + b"\x00\x00\x00\x04\x00\x00\x00\x00\x00")
+        wait_for_end(greeted)
+        self.assertGreater(time.time() - begin, 1.5)
 
 
 class LogInsTest(GnmiTest):
     """Who guesses passwords hinders nobody who is known."""
 
-    options = ("--insecure", "--max-connections", "2")
+    options = ("--insecure", "--max-connections", "2", "--log-in-time", "600")
+
+    def setUp(self):
+        # Nobody has to wait for the guesses of another test, and no password is known from there.
+        self.server.end()
+        self.server.start()
+        super().setUp()
 
     def guess(self, client, password):
         return client.channel.grpcio.unary_unary("/gnmi.gNMI/Get").future(
@@ -233,7 +239,7 @@ class LogInsTest(GnmiTest):
         while (late := self.guess(guesser, "late").code()) == EXHAUSTED:
             time.sleep(0.05)
         self.assertEqual(UNAUTHENTICATED, late)
-        self.assertLess(time.time() - begin, 20)
+        self.assertLess(time.time() - begin, 60)
 
 
 class LimitsTest(GnmiTest):
@@ -249,7 +255,7 @@ class LimitsTest(GnmiTest):
         self.assert_refused(EXHAUSTED, lambda: self.open(self.client).stream, "streams")
         # The others live on, and one that ends makes room.
         streams.pop().stream.cancel()
-        deadline = time.time() + 20
+        deadline = time.time() + 60
         while True:
             try:
                 streams.append(self.open(self.client).until_sync())
@@ -324,9 +330,9 @@ class StopTest(GnmiTest):
             rpcs = []
             for user in USERS:
                 metadata = [("username", user), ("password", PASSWORD)]
-                rpcs.append(client.channel.grpcio.unary_unary("/gnmi.gNMI/Get").future(get, metadata=metadata, timeout=5))
+                rpcs.append(client.channel.grpcio.unary_unary("/gnmi.gNMI/Get").future(get, metadata=metadata, timeout=2))
                 rpcs.append(client.channel.grpcio.stream_stream("/gnmi.gNMI/Subscribe")(
-                    iter([subscribe]), metadata=metadata, timeout=5))
+                    iter([subscribe]), metadata=metadata, timeout=2))
             time.sleep(delay)
             self.assertEqual(0, self.server.end(signal.SIGTERM), self.server.read_log())
             for rpc in rpcs:
@@ -345,30 +351,6 @@ class StopTest(GnmiTest):
                 while True:
                     leaves.take()
             self.assertEqual(grpc.StatusCode.UNAVAILABLE, raised.exception.code(), raised.exception.details())
-
-
-class StreamsTest(GnmiTest):
-    def test_streams_opened_and_cancelled_in_a_loop(self):
-        for _ in range(300):
-            stream = self.client.subscribe([subscription("/", mode=STREAM)])
-            stream.cancel()
-        self.assertEqual("0/1-AMP-PRE", self.client.value(PRE + "/name"))
-
-    def test_a_stopped_reader_merges_and_counts_duplicates(self):
-        # This client reads nothing while the flow-control window fills; the newest values come at last.
-        request = subscription("/", mode=STREAM)
-        request.subscribe.subscription[0].mode = pb.SAMPLE
-        stream = self.client.subscribe([request])
-        leaves = Leaves(stream).until_sync()
-        before = self.server.memory()
-        time.sleep(12)
-        self.client.set(update=[update(GAIN, double_val=19.2)])
-        duplicates = []
-        while leaves[GAIN].double_val != 19.2:
-            for one in leaves.take().update.update:
-                duplicates.append(one.duplicates)
-        self.assertGreater(max(duplicates), 1)
-        self.assertLess(self.server.memory() - before, 64 * 1024 * 1024)
 
 
 class GivenUpTest(GnmiTest):
@@ -431,10 +413,15 @@ class RenewalTest(GnmiTest):
                 return dict(pair[0] for pair in connection.getpeercert()["subject"])["commonName"]
 
     def until(self, condition, what):
-        deadline = time.time() + 20
+        deadline = time.time() + 60
         while not condition():
             self.assertLess(time.time(), deadline, what)
-            time.sleep(0.1)
+            time.sleep(0.05)
+
+    def look(self, times=1):
+        """The server has looked at the files that often, at least. What it does in a reload is done before the next one."""
+        for _ in range(times + 1):
+            self.server.reload()
 
     def connect_as(self, name, authority="ca"):
         credentials = {"ca": content(self.file(authority + ".pem")), "key": content(self.file(name + ".key")),
@@ -448,30 +435,34 @@ class RenewalTest(GnmiTest):
         for kind in ".pem", ".key":
             os.replace(self.file("renewed" + kind), self.file("server" + kind))
         self.until(lambda: self.served() == "renewed", "the old certificate")
-        self.assertNotIn("certificate-not-renewed", self.server.read_log())
+        self.assertEqual([], self.failures())
         # Who is connected stays so.
         ocamp("set", "--node", self.node, GAIN.replace("=", "='").replace("]", "']"), "8.8")
         kept.until(lambda now: now[GAIN].double_val == 8.8)
 
+    def failures(self):
+        return [line for line in self.server.read_log().splitlines() if "certificate-not-renewed" in line]
+
     def test_wrong_ones_are_told_in_the_log_and_the_old_ones_kept(self):
         other = make_certificate(self.folder, "other", "ca")
         good = {name: content(self.file(name)) for name in ("server.pem", "server.key", "ca.pem")}
+        known = len(self.server.read_log())
         for name, wrong, reason in [("server.pem", b"no certificate", "expected a certificate in PEM"),
                                     ("server.key", content(other + ".key"), "expected the key of"),
                                     ("server.key", b"", "expected the key of"),
                                     ("ca.pem", b"no certificate", "expected certificates in PEM")]:
-            told = self.server.read_log().count("certificate-not-renewed")
+            told = self.failures()
             self.put(name, wrong)
-            self.until(lambda: self.server.read_log().count("certificate-not-renewed") > told, name)
-            self.assertIn(reason, self.server.read_log().splitlines()[-1])
-            # It is told once.
-            time.sleep(2.5)
-            self.assertEqual(told + 1, self.server.read_log().count("certificate-not-renewed"))
-            if name != "ca.pem":
+            # It is told once, and not at the first look, as files are changed one after the other.
+            self.look(4)
+            self.assertEqual(1, len(self.failures()) - len(told), name)
+            self.assertIn(reason, self.failures()[-1])
+            if name != "ca.pem":  # which this test trusts, too
                 self.assertEqual("server", self.served())
             self.put(name, good[name])
-            time.sleep(1.5)
+            self.look()
         self.assertEqual("server", self.served())
+        self.assertNotIn("certificate-renewed", self.server.read_log()[known:])
 
     def test_another_authority_of_clients_takes_the_place_of_the_one_before(self):
         make_certificate(self.folder, "other-ca")
@@ -483,8 +474,9 @@ class RenewalTest(GnmiTest):
         old = content(self.file("ca.pem"))
         # Clients go on checking the server's certificate against the old one.
         self.put("old-ca.pem", old)
+        renewed = self.server.read_log().count("certificate-renewed")
         self.put("ca.pem", content(self.file("other-ca.pem")))
-        self.until(lambda: "certificate-renewed" in self.server.read_log(), "the old authority")
+        self.until(lambda: self.server.read_log().count("certificate-renewed") > renewed, "the old authority")
         self.assertEqual(before, self.connect_as("olga", "old-ca").value(GAIN))
         self.assert_refused(unavailable, lambda: self.connect_as("rita", "old-ca").value(GAIN))
         self.put("ca.pem", old)

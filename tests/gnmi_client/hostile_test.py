@@ -178,8 +178,10 @@ class HostileMessagesTest(HostileTestCase):
         self.assertIn("UNIMPLEMENTED", done.stderr)
 
     def test_a_target_that_does_not_answer(self):
-        server = BareServer(lambda request, context: time.sleep(3))
+        over = threading.Event()
+        server = BareServer(lambda request, context: over.wait(60))
         self.addCleanup(server.stop)
+        self.addCleanup(over.set)
         program = Program(server.port, "--insecure", "--timeout", "1s")
         program.refused(self, 1, ["DEADLINE_EXCEEDED"], "get", "--path", "/")
         program.refused(self, 1, ["DEADLINE_EXCEEDED", "whether the target has made the change is not known"], "set",
@@ -197,7 +199,7 @@ class HostileMessagesTest(HostileTestCase):
                     except OSError:
                         pass
                 threading.Thread(target=talk, daemon=True).start()
-                program = Program(listener.getsockname()[1], "--insecure", "--timeout", "3s")
+                program = Program(listener.getsockname()[1], "--insecure", "--timeout", "1s")
                 program.refused(self, 1, ["UNAVAILABLE"], "capabilities")
                 listener.shutdown(socket.SHUT_RDWR)
 

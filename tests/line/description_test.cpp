@@ -74,6 +74,23 @@ TEST(LineDescriptions, RefusalsTellThePlace) {
         EXPECT_THAT(refusal_of([&](Json &line) { line["nodes"][1]["name"] = name; }), HasSubstr("$.nodes[1].name"));
 }
 
+// 80 km of 0.2 dB/km and connectors of 1 dB are 17 dB; without connectors, 10 km of 0.25 dB/km are 2.5 dB.
+TEST(LineDescriptions, NoDriftMakesASpanAmplify) {
+    const auto short_span = [](const Json &drift) {
+        return [=](Json &line) {
+            line["spans"][0] = {{"length-km", 10}, {"loss-db-per-km", 0.25}, {"drift-db", drift}};
+        };
+    };
+    EXPECT_EQ(refusal_of(short_span(2.5)), "no refusal");
+    EXPECT_THAT(refusal_of(short_span(2.6)),
+                HasSubstr("$.spans[0].drift-db: expected at most the span's loss, 2.5 dB, found 2.6"));
+    Json line = Json::parse(two_nodes());
+    line["spans"][0] = {{"length-km", 0}, {"loss-db-per-km", 0.2}, {"connector-loss-db", {0.02, 0.03}}};
+    EXPECT_EQ(read_line(line.dump()).spans[0].drift, 0.05) << "the usual one would be more than the loss";
+    line["spans"][0]["length-km"] = 80;
+    EXPECT_EQ(read_line(line.dump()).spans[0].drift, 0.1);
+}
+
 // Whether an amplifier uses them or not.
 TEST(LineDescriptions, TypesOfAmplifiersAreChecked) {
     const auto type_refusal = [](const Json &type) {

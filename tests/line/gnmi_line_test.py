@@ -35,6 +35,8 @@ class GnmiLineTest(ServedLineTest):
 
 
 class ChangesAreSeen(GnmiLineTest):
+    speed = 8
+
     def test_a_gain_raised_through_netconf(self):
         leaf = OUTPUT % "0/1-AMP-PRE"
         seen = self.watch("terminal-b", leaf)
@@ -87,7 +89,7 @@ class ChangesAreSeen(GnmiLineTest):
         see("channels east 20", received, -3)
         told = []
         while len(told) < len(happened):
-            notification = client.take_notification(timeout=30)
+            notification = client.take_notification(timeout=60)
             self.assertIsNotNone(notification, told)
             content = etree.fromstring(notification.notification_xml.encode())[1]
             if etree.QName(content).localname == "line-event":
@@ -131,8 +133,9 @@ class Seconds:
 
 
 class HistoriesAreTrue(GnmiLineTest):
-    # Slow enough that a stream on a busy machine misses no second.
-    speed = 2
+    # Slow enough that a stream hardly misses a second; from just before the end of an interval.
+    speed = 2.5
+    begin = 58
 
     def statistics_by_netconf(self):
         """Statistics of all amplifiers of site-2: number by path."""
@@ -151,7 +154,7 @@ class HistoriesAreTrue(GnmiLineTest):
         by_netconf = []
         while True:
             # A machine that stands still may make a stream miss a second: of such an interval nothing can be said.
-            self.assertLess(len(by_netconf), 8, "the stream missed a second of nearly every interval")
+            self.assertLess(len(by_netconf), 12, "the stream missed a second of nearly every interval")
             seconds.take()
             intervals = seconds.intervals()
             if len(intervals) > len(by_netconf):

@@ -71,6 +71,10 @@ class ServingTest(unittest.TestCase):
         )
         self.addCleanup(self.end)
 
+    def logged(self):
+        with open(self.log.name) as log:
+            return log.read()
+
     def next_line(self):
         return self.process.stdout.readline().rstrip("\n")
 
@@ -105,13 +109,14 @@ class ServedLineTest(ServingTest):
 
     options = ("--netconf-base", "0")
     speed = 4
+    begin = 30  # second of line time that it is served from
 
     def setUp(self):
         super().setUp()
         self.line = os.path.join(self.folder, "line")
         ocamp("line", "init", self.line, "--from", os.environ["EXAMPLE_LINE"])
         ocamp("user", "add", "--node", self.line, "ada", "--role", "admin", text=PASSWORD + "\n")
-        ocamp("line", "run", self.line, "--speed", "max", "--until", "30")
+        ocamp("line", "run", self.line, "--speed", "max", "--until", str(self.begin))
         self.start("line", "run", self.line, "--speed", str(self.speed), *self.options)
         self.ports = {}  # by protocol, then node
         for name in NODES:
@@ -120,7 +125,10 @@ class ServedLineTest(ServingTest):
             for address in addresses:
                 protocol, _, port = address.partition("=127.0.0.1:")
                 self.ports.setdefault(protocol, {})[name] = int(port)
-        self.assertEqual(self.next_line(), "second 30: 5 nodes run")
+        self.assertEqual(self.next_line(), "second %d: 5 nodes run" % self.begin)
+
+    def second(self):
+        return int(ocamp("line", "show", self.line).split("(second ")[1].split(")")[0])
 
     def connect(self, node, password=PASSWORD):
         return self.connect_to(self.ports["netconf"][node], password)

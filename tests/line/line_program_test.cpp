@@ -42,6 +42,32 @@ class LineCommands : public testing::Test {
         return ocamp(arguments);
     }
 
+    // Of line time; 0 before the line has run.
+    int second() const {
+        const std::string shown = ocamp({"line", "show", line()}).out, mark = "(second ";
+        const std::size_t at = shown.find(mark);
+        return at == std::string::npos ? 0 : std::stoi(shown.substr(at + mark.size()));
+    }
+
+    // False when a minute has not been enough.
+    template <class Condition>
+    static bool eventually(Condition condition) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > end)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return true;
+    }
+
+    // Exit status of a process that is ending; -1 when a signal ends it.
+    static int end_of(int process) {
+        int status = 0;
+        waitpid(process, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
     // A leaf's number in the OpenConfig state of an amplifier.
     double state(const std::string &name, const std::string &amplifier, const std::string &leaf) const {
         const Outcome got = ocamp({"get", "--node", node(name), "--plugin", PLUGIN,
@@ -125,20 +151,62 @@ TEST_F(LineCommands, WrongUsesAreToldWithStatusTwo) {
     refused(run_until(1, {"--script", (temporary_.path() / "script").string()}), "script: line 1: expected: cut SPAN");
 }
 
+// Standard output says what happens, and is read by programs; standard error what the user did not ask for.
+TEST_F(LineCommands, WarningsAreOnStandardError) {
+    ASSERT_EQ(run_until(2).status, 0);
+    support::write_file(node("site-1") + "/node.live", "no database");
+    support::write_file(temporary_.path() / "script", "1 cut site-1/site-2\n2 repair site-1/site-2\n");
+    const Outcome warned = run_until(3, {"--script", (temporary_.path() / "script").string()});
+    EXPECT_EQ(warned.status, 0);
+    EXPECT_EQ(warned.out, "second 2: 5 nodes run\nsecond 2: repair site-1/site-2\nsecond 3: stopped\n");
+    EXPECT_THAT(warned.err, HasSubstr("site-1: node.live was damaged and begins anew\n"));
+    EXPECT_THAT(warned.err, HasSubstr("ocamp: 1 of the script's 2 events are before second 2"));
+    const Outcome past = run_until(2);
+    EXPECT_EQ(past.status, 0);
+    EXPECT_EQ(past.err, "ocamp: --until 2: line time is past it, at second 3; nothing is computed\n");
+    EXPECT_EQ(run_until(3).err, "") << "it is there";
+}
+
+TEST_F(LineCommands, WhatIsKeptOfAnotherLineIsRefused) {
+    ASSERT_EQ(run_until(1).status, 0);
+    std::string description = support::read_file(line() + "/line.json");
+    description.replace(description.find("\"west\""), 6, "\"wets\"");
+    for (std::size_t at; (at = description.find("\"west\"")) != std::string::npos;)
+        description.replace(at, 6, "\"wets\"");
+    support::write_file(line() + "/line.json", description);
+    for (const Outcome &refused :
+         {run_until(2), ocamp({"line", "show", line()}), ocamp({"line", "show", line(), "--svg", "-"})}) {
+        EXPECT_EQ(refused.status, 2);
+        EXPECT_EQ(refused.out, "");
+        EXPECT_THAT(refused.err,
+                    HasSubstr("line.db: the state is that of a line with other nodes, slots or directions"));
+    }
+}
+
+TEST_F(LineCommands, ANodeWithoutItsFolderIsWrongUse) {
+    std::filesystem::remove_all(node("site-2"));
+    for (const Outcome &refused : {run_until(2), run_until(2, {"--netconf-base", "0"})}) {
+        EXPECT_EQ(refused.status, 2);
+        EXPECT_EQ(refused.out, "");
+        EXPECT_THAT(refused.err, HasSubstr("nodes/site-2: no such folder"));
+    }
+}
+
 TEST_F(LineCommands, ALineThatHasNotRunIsShownAsSuch) {
     const Outcome shown = ocamp({"line", "show", line()});
     EXPECT_EQ(shown.status, 0) << shown.err;
     EXPECT_EQ(shown.out, "three sites  has not run yet\n");
 }
 
-TEST_F(LineCommands, EndsOnASignal) {
-    const int process = support::start({.words = words({"line", "run", line()})});
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+TEST_F(LineCommands, RunsInTheServerAndEndsOnASignal) {
+    const std::filesystem::path told = temporary_.path() / "told";
+    const int process =
+        support::start({.words = words({"line", "run", line()}), .redirected = {{STDOUT_FILENO, told}}});
+    ASSERT_TRUE(eventually([&] { return support::read_file(told) == "second 0: 5 nodes run\n"; }));
+    EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(process) + "/exe").filename(), "ocampd");
     kill(process, SIGTERM);
-    int status = 0;
-    waitpid(process, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(end_of(process), 0);
+    EXPECT_THAT(support::read_file(told), testing::MatchesRegex("second 0: 5 nodes run\nsecond [0-9]+: stopped\n"));
     EXPECT_EQ(run_until(5).status, 0);
 }
 
@@ -151,6 +219,8 @@ TEST_F(LineCommands, KeepsItsPace) {
     // A machine that stands still for a second is told of.
     if (run.err.empty()) {
         EXPECT_LT(took, 4.0);
+    } else {
+        EXPECT_THAT(run.err, HasSubstr("line time goes at"));
     }
 }
 
@@ -158,17 +228,19 @@ TEST_F(LineCommands, FallingBehindThePaceIsToldOnce) {
     const std::filesystem::path told = temporary_.path() / "told";
     const int process = support::start(
         {.words = words({"line", "run", line(), "--speed", "60"}), .redirected = {{STDERR_FILENO, told}}});
+    const auto goes_on = [&] {
+        const int before = second();
+        EXPECT_TRUE(eventually([&] { return second() > before + 1; })) << "line time does not move";
+    };
     for (int times = 0; times < 2; ++times) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(700));
+        goes_on();
         kill(process, SIGSTOP);
-        std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1300));
         kill(process, SIGCONT);
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    goes_on();
     kill(process, SIGTERM);
-    int status = 0;
-    waitpid(process, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(end_of(process), 0);
     std::smatch found;
     const std::string text = support::read_file(told);
     const std::regex form(
@@ -224,9 +296,7 @@ TEST_F(LineCommands, WatchingLeavesNothingOfWhatWasShown) {
     const int process =
         support::start({.words = words({"line", "show", line(), "--watch"}), .redirected = {{STDOUT_FILENO, file}}});
     const auto wait_until_shown = [&](const std::string &shown) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-        while (screen_after(support::read_file(file)) != shown && std::chrono::steady_clock::now() < end)
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        eventually([&] { return screen_after(support::read_file(file)) == shown; });
         EXPECT_EQ(screen_after(support::read_file(file)), shown);
     };
     const std::string dark = ocamp({"line", "show", line()}).out;
@@ -238,28 +308,16 @@ TEST_F(LineCommands, WatchingLeavesNothingOfWhatWasShown) {
     EXPECT_THAT(well, testing::Not(HasSubstr("input lost, shut down")));
     wait_until_shown(well);
     kill(process, SIGTERM);
-    int status = 0;
-    waitpid(process, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(end_of(process), 0);
 }
 
 // Runs the line without an end, and kills it some time after it has begun to move.
 class KilledLines : public LineCommands {
   protected:
-    int second() const {
-        const std::string shown = ocamp({"line", "show", line()}).out, mark = "(second ";
-        const std::size_t at = shown.find(mark);
-        return at == std::string::npos ? 0 : std::stoi(shown.substr(at + mark.size()));
-    }
-
     void run_and_kill(std::chrono::milliseconds after) const {
         const int begin = second();
         const int process = support::start({.words = words({"line", "run", line(), "--speed", "max"})});
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (second() == begin && std::chrono::steady_clock::now() < end)
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        EXPECT_GT(second(), begin) << "line time does not move";
+        EXPECT_TRUE(eventually([&] { return second() > begin; })) << "line time does not move";
         std::this_thread::sleep_for(after);
         kill(process, SIGKILL);
         int status = 0;

@@ -27,7 +27,7 @@ TEST(Physics, SpontaneousEmissionOfTwentyDecibels) {
 
 // 0.01 mW times 100 and 0.19287 mW are 1.19287 mW.
 TEST(Physics, OutputIsInputTimesGainAndNoise) {
-    const Amplified amplified = amplify({0.01, 0}, 20, 5, 25);
+    const Amplified amplified = amplify({0.01, 0}, 20, 5, 25).value();
     EXPECT_NEAR(decibels(amplified.output.total()), 0.766, tolerance);
     EXPECT_NEAR(decibels(amplified.output.signal), 0, tolerance);
     EXPECT_NEAR(amplified.gain, 20, tolerance);
@@ -35,20 +35,24 @@ TEST(Physics, OutputIsInputTimesGainAndNoise) {
 
 // 1 mW in, 15 dBm = 31.623 mW at most: G = (31.623 + 0.00195) / (1 + 0.00195) is 14.992 dB.
 TEST(Physics, LimitedOutputLowersTheGain) {
-    const Amplified amplified = amplify({1, 0}, 20, 5, 15);
+    const Amplified amplified = amplify({1, 0}, 20, 5, 15).value();
     EXPECT_NEAR(decibels(amplified.output.total()), 15, 1e-9);
     EXPECT_NEAR(amplified.gain, 14.992, tolerance);
     EXPECT_NEAR(decibels(amplified.output.signal), 14.992, tolerance);
 }
 
-TEST(Physics, InputAboveTheLimitIsHeldToIt) {
-    const Amplified amplified = amplify({100, 0}, 20, 5, 15);
-    EXPECT_NEAR(decibels(amplified.output.total()), 15, 1e-9);
-    EXPECT_NEAR(amplified.gain, -5, tolerance);
+// 15 dBm are 31.623 mW. With 31 mW in, G = (31.623 + 0.00195) / (31 + 0.00195) is 0.086 dB; with 32 mW it would be
+// below 0 dB. At 0 dB nothing is limited, and no noise is added.
+TEST(Physics, AnAmplifierThatCouldOnlyAttenuateIsDark) {
+    EXPECT_NEAR(amplify({31, 0}, 20, 5, 15).value().gain, 0.086, tolerance);
+    EXPECT_FALSE(amplify({32, 0}, 20, 5, 15));
+    EXPECT_FALSE(amplify({16, 16}, 20, 5, 15)) << "noise counts, too";
+    EXPECT_FALSE(amplify({32, 0}, 0, 5, 15));
+    EXPECT_NEAR(decibels(amplify({31, 0}, 0, 5, 15).value().output.total()), decibels(31), 1e-9);
 }
 
 TEST(Physics, NoiseOfAmplifiersBeforeIsAmplifiedToo) {
-    const Amplified amplified = amplify({0.01, 0.01}, 20, 5, 25);
+    const Amplified amplified = amplify({0.01, 0.01}, 20, 5, 25).value();
     EXPECT_NEAR(decibels(amplified.output.total()), 3.410, tolerance); // 2 + 0.19287 mW
 }
 

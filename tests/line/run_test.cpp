@@ -44,6 +44,15 @@ class Lines : public testing::Test {
         run_at_pace(run, {.speed = 0, .until = second});
     }
 
+    std::string refusal_of_run() const {
+        try {
+            LineRun(folder(), {});
+        } catch (const LineError &error) {
+            return error.what();
+        }
+        return "no refusal";
+    }
+
     // The intervals of a port, the latest first.
     static std::vector<Json> intervals(const Json &native, const std::string &name) {
         const Json &histories = native.at("Korvex-pmengine-oper:performance-management-history")
@@ -417,12 +426,65 @@ TEST_F(Lines, DamagedLiveDataBeginAnew) {
     support::write_file(folder() / line_database_name, database);
     EXPECT_THROW(Node(node("b"), Node::Access::read), NodeError);
     std::vector<std::string> told;
-    run_until(2, {.tell = [&](const std::string &line) { told.push_back(line); }});
+    run_until(2, {.warn = [&](const std::string &line) { told.push_back(line); }});
     EXPECT_THAT(told, testing::Contains(HasSubstr("node.live was damaged and begins anew")));
     EXPECT_THAT(told, testing::Contains(HasSubstr("line.db was damaged and begins anew: line time, histories and "
                                                   "events that waited are lost")));
     EXPECT_EQ(port(native(node("b")), "Ots0/1/0/0").at("ampli-gain"), 1700);
     EXPECT_TRUE(native(node("b")).contains("Korvex-ifmgr-cfg:interface-configurations"));
+}
+
+TEST_F(Lines, ANodeWithoutItsFolderIsNamed) {
+    make(two_nodes());
+    fs::remove_all(node("b"));
+    EXPECT_THAT(refusal_of_run(), HasSubstr("nodes/b: no such folder, expected that of the line's node b"));
+    EXPECT_FALSE(fs::exists(node("b")));
+}
+
+TEST_F(Lines, WarnsOfEventsThatWillNotHappen) {
+    make(two_nodes());
+    const LineDescription line = line_of_folder(folder());
+    std::vector<std::string> warnings;
+    const auto run_with_script = [&](std::uint64_t until) {
+        run_until(until, {.script = parse_script(line, "2 cut a/b\n4 repair a/b\n5 channels east 1"),
+                          .warn = [&](const std::string &text) { warnings.push_back(text); }});
+    };
+    run_with_script(2);
+    EXPECT_THAT(warnings, testing::IsEmpty());
+    run_with_script(2);
+    EXPECT_THAT(warnings, testing::IsEmpty()) << "the cut is in the next second";
+    run_with_script(5);
+    run_with_script(5);
+    EXPECT_THAT(warnings, testing::ElementsAre(
+                              "2 of the script's 3 events are before second 5 and do not happen, from '2 cut a/b' on"));
+}
+
+// What is kept goes with the names and the order of cards, not with how long the fibres are.
+TEST_F(Lines, AStateGoesOnInAnEditedDescriptionWithTheSameCards) {
+    make(two_nodes());
+    run_until(3);
+    Json edited = Json::parse(two_nodes());
+    edited["spans"][0]["length-km"] = 85;
+    support::write_file(folder() / "line.json", edited.dump());
+    run_until(4);
+    EXPECT_NEAR(port(native(node("b")), "Ots0/1/0/0").at("lane-data").at(0).at("receive-power").get<int>(), 503, 1);
+    edited["nodes"][1]["name"] = "c";
+    support::write_file(folder() / "line.json", edited.dump());
+    fs::rename(node("b"), node("c"));
+    EXPECT_THAT(refusal_of_run(),
+                HasSubstr("line.db: the state is that of a line with other nodes, slots or directions than line.json"));
+    fs::remove(folder() / line_database_name);
+    run_until(1);
+}
+
+TEST_F(Lines, ADamagedStateIsRefused) {
+    make(two_nodes());
+    run_until(1);
+    const std::string whole = LineStore(folder(), false).text(simulation_text).value();
+    LineStore(folder(), false).save({{simulation_text, "{}"}}, {});
+    EXPECT_THAT(refusal_of_run(), HasSubstr("line.db: the state is damaged"));
+    LineStore(folder(), false).save({{simulation_text, whole}, {open_text, R"({"amplifiers": []})"}}, {});
+    EXPECT_THAT(refusal_of_run(), HasSubstr("line.db: the histories are damaged"));
 }
 
 // Whatever it holds, it is not this program's to delete.

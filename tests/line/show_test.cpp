@@ -53,6 +53,18 @@ TEST(LinePictures, TroublesAreTold) {
     run(simulation, 1);
     EXPECT_THAT(plain.text(simulation), HasSubstr("2.0 dB added\n")) << "nobody waits for the supervisory channel";
     EXPECT_THAT(plain.text(simulation), HasSubstr("card pulled"));
+    happen(simulation, "pump-failure a 0/1-AMP-BST 60");
+    run(simulation, 1);
+    EXPECT_THAT(plain.text(simulation), HasSubstr("  pump failure, 60.0 dB, dark\n"));
+}
+
+TEST(LinePictures, AnAmplifierThatReceivesMoreThanItCanSendIsTold) {
+    nlohmann::json document = nlohmann::json::parse(two_nodes());
+    document["nodes"][0]["slots"][0]["booster"]["maximum-output-dbm"] = 3; // 3.02 dBm come in
+    const LineDescription line = read_line(document.dump());
+    Simulation simulation(line, 1);
+    run(simulation, 1);
+    EXPECT_THAT(LinePicture(line, false).text(simulation), HasSubstr("  input above the maximum output, dark\n"));
 }
 
 TEST(LinePictures, TheDiagramIsADocumentWithGains) {

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <functional>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
@@ -198,6 +199,47 @@ TEST_F(TwoNodes, AFailedPumpLowersTheMaximum) {
     EXPECT_NEAR(booster().output, 2303, 1);
 }
 
+// The booster receives 3.02 dBm and could send 25 dBm. With 21.9 dB less, 3.1 dBm or 2.04174 mW, the gain is
+// (2.04174 + 0.0024527) / (2.00475 + 0.0024527), 0.08 dB, and the tilt would be 0.7 * (0.08 - 20), which is steeper
+// than can be read. With 22 dB less the gain would have to be below 0 dB.
+TEST_F(TwoNodes, APumpThatFailsFurtherThanTheGainLeavesTheAmplifierDark) {
+    happen(simulation_, "pump-failure a 0/1-AMP-BST 21.9");
+    run(simulation_, 1);
+    EXPECT_EQ(booster().output, 310);
+    EXPECT_NEAR(booster().gain, 8, 1);
+    EXPECT_EQ(booster().tilt, -500);
+    for (const char *decibels : {"22", "60"}) {
+        happen(simulation_, fmt::format("pump-failure a 0/1-AMP-BST {}", decibels));
+        run(simulation_, 1);
+        EXPECT_FALSE(simulation_.amplifiers()[booster_index()].emitting) << decibels;
+        EXPECT_EQ(booster().output, dark_reading) << decibels;
+        EXPECT_EQ(booster().gain, 0) << decibels;
+        EXPECT_EQ(booster().tilt, 0) << decibels;
+        EXPECT_TRUE(simulation_.amplifiers()[pre_index()].input_lost) << decibels;
+    }
+    happen(simulation_, "pump-repair a 0/1-AMP-BST");
+    run(simulation_, 1);
+    EXPECT_EQ(booster().gain, 1090) << "from the lowest gain on";
+    run(simulation_, 10);
+    EXPECT_NEAR(booster().output, 2303, 1);
+}
+
+// At a gain of 0 dB half of all errors of a reading would lead below it.
+TEST(Readings, NoGainIsReadBelowZero) {
+    nlohmann::json document = nlohmann::json::parse(two_nodes("\"measurement-noise-db\": 0.5,"));
+    nlohmann::json &booster = document["nodes"][0]["slots"][0]["booster"];
+    booster["gain-range-db"] = {0, 25};
+    booster["gain-db"] = 0;
+    booster["tilt-db"] = 5;
+    const LineDescription line = read_line(document.dump());
+    Simulation simulation(line, 1);
+    for (int second = 0; second < 30; ++second) {
+        run(simulation, 1);
+        EXPECT_GE(reading(simulation, "a", 1, true).gain, 0);
+        EXPECT_LE(reading(simulation, "a", 1, true).tilt, 500);
+    }
+}
+
 TEST_F(TwoNodes, APulledCardLetsNothingPassAndComesBackCold) {
     happen(simulation_, "pull a 1");
     run(simulation_, 1);
@@ -323,6 +365,20 @@ TEST(Determinism, AStateOfAnotherLineIsRefused) {
     const LineDescription small = read_line(two_nodes()), large = read_line(three_sites());
     Simulation simulation(large, 1);
     EXPECT_THROW(simulation.restore(Simulation(small, 1).state()), JsonError);
+    // As many of everything.
+    nlohmann::json renamed = nlohmann::json::parse(three_sites());
+    renamed["nodes"][1]["name"] = "elsewhere";
+    nlohmann::json moved = nlohmann::json::parse(three_sites());
+    moved["nodes"][1]["slots"][0]["slot"] = 3;
+    for (const nlohmann::json &description : {renamed, moved}) {
+        const LineDescription other = read_line(description.dump());
+        EXPECT_THROW(simulation.restore(Simulation(other, 1).state()), OtherLineError);
+    }
+    for (const char *list : {"amplifiers", "channels", "fibres", "channel-counts", "pulled"}) {
+        nlohmann::json state = nlohmann::json::parse(simulation.state());
+        state[list].push_back(state[list][0]);
+        EXPECT_THROW(simulation.restore(state.dump()), JsonError) << list;
+    }
     EXPECT_THROW(simulation.restore("{"), JsonError);
     EXPECT_THROW(simulation.restore("{}"), JsonError);
     for (const char *member : {"channel-counts", "pulled"}) {

@@ -64,10 +64,12 @@ class Sandbox:
 
         pairs = [str(path) for pair in places.items() for path in pair]
         words = [*self.prefix, str(self.build.build), str(self.folder), str(self.build.binaries), str(len(places)), *pairs, *command]
+        # Wherever a test would put its files, it can write here only.
+        environment = {**self.environment, **(environment or {}), "TMPDIR": self.environment["TMPDIR"]}
         started = time.monotonic()
         with open(self.output_file, "wb") as output:
             self.process = process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
-                                       env={**self.environment, **(environment or {})}, start_new_session=True, preexec_fn=limits)
+                                       env=environment, start_new_session=True, preexec_fn=limits)
             status, used = self.wait(process, seconds)
         return status, self.last_output(), time.monotonic() - started, used
 

@@ -71,7 +71,7 @@ TEST(RefusalTags, FitTheCodesOfWalkers) {
         ErrorTag tag;
     } rows[] = {
         {YMAP_RC_UNSUPPORTED, ErrorTag::not_supported},    {YMAP_RC_AUGMENT_UNSUPPORTED, ErrorTag::not_supported},
-        {YMAP_RC_KEY_DELETE, ErrorTag::not_supported},     {YMAP_RC_BAD_KEY, ErrorTag::missing_element},
+        {YMAP_RC_KEY_DELETE, ErrorTag::bad_attribute},     {YMAP_RC_BAD_KEY, ErrorTag::missing_element},
         {rc_leafref_mismatch, ErrorTag::invalid_value},    {rc_out_of_memory, ErrorTag::resource_denied},
         {YMAP_RC_BAD_SUBTREE, ErrorTag::operation_failed}, {YMAP_RC_INVALID_ARGS, ErrorTag::operation_failed},
         {YMAP_RC_SKIP, ErrorTag::operation_failed},        {SYSDB_RC_UNAVAILABLE, ErrorTag::operation_failed},

@@ -218,6 +218,14 @@ TEST_F(Daemon, RefusesWrongUse) {
     EXPECT_EQ(support::run({.words = {OCAMPD_PROGRAM, "--node", "/nowhere"}}).status, 2);
     EXPECT_EQ(support::run({.words = {OCAMPD_PROGRAM}}).status, 2);
     EXPECT_EQ(support::run({.words = {OCAMP_PROGRAM, "serve", "--no-such-option"}}).status, 2);
+    for (const char *option : {"--max-sessions", "--max-message", "--log-in-time", "--change-poll"}) {
+        for (const char *number : {"-1", "2147483648", "18446744073709551616", "1.5", "x"}) {
+            const support::Outcome refused =
+                support::run({.words = {OCAMPD_PROGRAM, "--node", folder().string(), option, number}});
+            EXPECT_EQ(refused.status, 2) << option << ' ' << number;
+            EXPECT_THAT(refused.err, HasSubstr(fmt::format("{}: '{}', expected a whole number", option, number)));
+        }
+    }
     EXPECT_THAT(support::run({.words = {OCAMP_PROGRAM, "serve", "--help"}}).out, HasSubstr("--max-sessions"));
 }
 

@@ -8,10 +8,15 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <fstream>
 #include <future>
 #include <map>
+#include <utility>
+#include <vector>
 
 #include <sys/stat.h>
+
+#include <fmt/format.h>
 
 using namespace server_tests;
 using testing::ElementsAre;
@@ -304,6 +309,41 @@ TEST_F(LogInsOfANode, AreSlowedByTheGuessesBeforeThemAlsoWhenTheyComeAtATime) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
 }
 
+// In MiB, since it was last forgotten.
+int most_memory_held() {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        int kibibytes = 0;
+        if (word == "VmHWM:" && status >> kibibytes)
+            return kibibytes / 1024;
+    }
+    throw std::runtime_error("no VmHWM");
+}
+
+void forget_most_memory_held() {
+    std::ofstream("/proc/self/clear_refs") << 5 << std::flush;
+}
+
+// A check takes 16 MiB.
+TEST_F(LogInsOfANode, OfManyNodesAreCheckedAFewAtATime) {
+    constexpr int count = 32, most_rise = 100;
+    EventLog log(LogFormat::text, -1);
+    const StateFolder state(folder());
+    std::vector<std::unique_ptr<LogIns>> nodes;
+    while (nodes.size() < count)
+        nodes.push_back(std::make_unique<LogIns>(state, log));
+    forget_most_memory_held();
+    const int before = most_memory_held();
+    std::vector<std::promise<LogInAnswer>> answers(count);
+    for (std::size_t i = 0; i < count; ++i)
+        EXPECT_TRUE(nodes[i]->password(
+            {"test", "192.0.2.1", 1}, "ada", "secret", [] { return true; },
+            [&answers, i](const LogInAnswer &answer) { answers[i].set_value(answer); }));
+    for (std::promise<LogInAnswer> &answer : answers)
+        EXPECT_TRUE(answer.get_future().get());
+    EXPECT_LT(most_memory_held() - before, most_rise);
+}
+
 TEST_F(LogInsOfANode, OfOneAddressLeaveRoomForOthers) {
     slow_down(8);
     for (std::size_t i = 0; i < LogIns::most_waiting_of_address; ++i)
@@ -323,6 +363,30 @@ TEST_F(LogInsOfANode, LeaveTheirPlaceWhenNobodyWantsThem) {
     EXPECT_TRUE(attempt("192.0.2.1", "ada", "secret")->get_future().get());
     for (const Promise &guess : guesses)
         EXPECT_EQ(guess->get_future().wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+}
+
+TEST_F(LogInsOfANode, OfOneIpv6NetworkAreOfOneAddress) {
+    const std::string blob = public_key_of(key_line).blob;
+    for (int i = 1; i <= 8; ++i)
+        core().log_ins().public_key({"test", fmt::format("2001:db8::{}", i), 1}, "ada", "ssh-ed25519", blob, true);
+    for (std::size_t i = 0; i < LogIns::most_waiting_of_address; ++i)
+        EXPECT_TRUE(attempt(fmt::format("2001:db8::1:{}", i), "ada", "wrong"));
+    EXPECT_FALSE(attempt("2001:db8::2:1", "ada", "secret"));
+    EXPECT_TRUE(attempt("2001:db8:0:1::1", "ada", "secret")->get_future().get());
+}
+
+TEST(Networks, AreWhatOneClientHasForItsOwn) {
+    for (const auto &[address, network] :
+         std::vector<std::pair<std::string, std::string>>{{"192.0.2.1", "192.0.2.1"},
+                                                          {"2001:db8:0:1:2:3:4:5", "2001:db8:0:1::/64"},
+                                                          {"2001:db8:0:1::", "2001:db8:0:1::/64"},
+                                                          {"2001:db8:0:2::5", "2001:db8:0:2::/64"},
+                                                          {"::1", "::/64"},
+                                                          {"fe80::1%eth0", "fe80::/64%eth0"},
+                                                          {"::ffff:192.0.2.1", "::ffff:192.0.2.1"},
+                                                          {"unknown", "unknown"},
+                                                          {"", ""}})
+        EXPECT_EQ(network_of(address), network);
 }
 
 TEST_F(LogInsOfANode, WaitInBoundedNumber) {

@@ -9,6 +9,7 @@ import select
 import signal
 import subprocess
 import tempfile
+import time
 import unittest
 
 PASSWORD = "correct horse"
@@ -37,11 +38,21 @@ class Server:
         self.ports = {name: int(port) for name, port in re.findall(r"(\w+)=\S+:(\d+)", line)}
         self.port = self.ports[self.protocol]
 
+    def reload(self):
+        """SIGHUP; the users have been read anew then."""
+        known = self.read_log().count(" reloaded")
+        self.process.send_signal(signal.SIGHUP)
+        deadline = time.time() + 60
+        while self.read_log().count(" reloaded") == known:
+            if time.time() > deadline:
+                raise RuntimeError("no reload: " + self.read_log())
+            time.sleep(0.01)
+
     def end(self, number=signal.SIGKILL):
         """The status; the log is whole then."""
         if self.process.poll() is None:
             self.process.send_signal(number)
-        status = self.process.wait(10)
+        status = self.process.wait(60)
         self.process.stdout.close()
         self.log.close()
         return status

@@ -4,10 +4,13 @@
 #include "command_line.h"
 #include "seam/input_error.h"
 #include "seam/text.h"
+#include "whole_number.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <utility>
 
@@ -17,6 +20,9 @@
 namespace ocamp::gnmi_client {
 
 namespace {
+
+// Bytes of a message that --max-message takes.
+constexpr std::uint64_t smallest_max_message = 1024, largest_max_message = 1U << 30U;
 
 template <class Meaning>
 using Words = std::vector<std::pair<std::string, Meaning>>;
@@ -116,7 +122,7 @@ void add_connection(CLI::App &command, Connection &connection) {
         ->group(group);
     command.add_option("--max-message", connection.max_message, "Largest message to take from the target")
         ->type_name("BYTES")
-        ->check(CLI::Range(1024U, 1U << 30U).description(""))
+        ->check(refuse_no_whole_number<largest_max_message, smallest_max_message>, "")
         ->capture_default_str()
         ->group(group);
     group = "TLS";
@@ -168,7 +174,10 @@ void add_read_place(CLI::App &command, Place &place) {
     add_each(command, "--path", "PATH", place.paths, "Path to read; may be given again")->required();
     add_prefix(command, place);
     add_encoding(command, place.encoding);
-    command.add_option("--depth", place.depth, "Levels below the path; 0: all")->type_name("N")->capture_default_str();
+    command.add_option("--depth", place.depth, "Levels below the path; 0: all")
+        ->type_name("N")
+        ->check(refuse_no_whole_number<std::numeric_limits<std::uint32_t>::max()>, "")
+        ->capture_default_str();
 }
 
 void add_operations(CLI::App &command, const std::string &kind, Operations &operations,

@@ -5,7 +5,7 @@
 //   {"connect": ADDRESS, "credentials": {"ca": PEM, "key": PEM, "certificate": PEM}}      or null for no TLS
 //   {"disconnect": true}
 //   {"open": "Get", "on": CONNECTION, "metadata": {}, "request": {}, "seconds": 60}       a stream without request
-//   {"send": {}} {"half_close": true} {"cancel": true}                                    on a stream
+//   {"send": {}} {"half_close": true} {"cancel": true} {"pause": true} {"resume": true}   on a stream
 // What comes of a call is {"id": 1, "response": {}} and at last {"id": 1, "code": 0, "details": ""}.
 'use strict';
 const readline = require('readline');
@@ -67,6 +67,8 @@ function carryOut(command) {
     if (command.send !== undefined) call.write(command.send);
     else if (command.half_close) call.end();
     else if (command.cancel) call.cancel();
+    else if (command.pause) call.pause();
+    else if (command.resume) call.resume();
   }
 }
 

@@ -1,6 +1,6 @@
-// A line whose nodes are served: one core and its adapters a node, beside the thread that steps the line. Knows neither
-// protocols nor what is computed.
-#include "serve_line.h"
+// A line that runs. Where its nodes are served: one core and its adapters a node, beside the thread that steps the
+// line. Knows neither protocols nor what is computed.
+#include "run_line.h"
 
 #include "line_options.h"
 #include "output.h"
@@ -111,11 +111,23 @@ bool is_ended_by_signal(LineNodes &nodes) {
     }
 }
 
+// Serves each node of the line. Returns what tells their addresses.
+std::string serve(const LineRunOptions &options, const LineRun &line, std::vector<ServedSockets> sockets,
+                  LineNodes &nodes) {
+    const std::string plugin = Plugin::default_file();
+    server::served_modules();
+    std::string addresses;
+    for (const std::filesystem::path &folder : line.node_folders()) {
+        nodes.emplace_back(folder, options.folder, plugin, std::move(sockets[nodes.size()]), options.tls);
+        addresses += nodes.back().line();
+    }
+    return addresses;
+}
+
 void run(const LineRunOptions &options) {
     const double speed = options.seconds_a_second();
     const std::size_t count = line_of_folder(options.folder).nodes.size();
     std::vector<ServedSockets> sockets = sockets_of(options, count);
-    const std::string plugin = Plugin::default_file();
     LineNodes nodes;
     RunSettings settings = options.settings();
     settings.on_event = [&](std::uint64_t second, const std::string &words) {
@@ -124,13 +136,9 @@ void run(const LineRunOptions &options) {
     };
     // First, as a node is opened with its live data.
     LineRun line(options.folder, std::move(settings));
-    server::served_modules();
-    std::string addresses;
-    for (const std::filesystem::path &folder : line.node_folders()) {
-        nodes.emplace_back(folder, options.folder, plugin, std::move(sockets[nodes.size()]), options.tls);
-        addresses += nodes.back().line();
-    }
-    tell_of_run(fmt::format("{}second {}: {} nodes run\n", addresses, line.second(), nodes.size()));
+    const std::string addresses = options.serves() ? serve(options, line, std::move(sockets), nodes) : "";
+    options.warn_if_over(line);
+    tell_of_run(fmt::format("{}second {}: {} nodes run\n", addresses, line.second(), count));
     bool ended = false; // a signal comes once, and the run asks often
     const auto stop = [&] { return ended = ended || is_ended_by_signal(nodes); };
     run_at_pace(line, {.speed = speed, .until = options.until, .stop = stop, .on_lag = tell_of_lag});
@@ -144,14 +152,12 @@ void run(const LineRunOptions &options) {
 
 } // namespace
 
-int serve_line(int argc, char **argv) {
-    CLI::App program("Runs a line and serves its nodes.", "ocamp line run");
+int run_line(int argc, char **argv) {
+    CLI::App program("Runs a line and serves its nodes, if it is to.", "ocamp line run");
     LineRunOptions options;
     add_line_run_options(program, options);
     try {
         program.parse(argc, argv);
-        if (!options.serves())
-            throw CLI::RequiredError(fmt::format("{} or {}", netconf_base_option, gnmi_base_option));
     } catch (const CLI::Success &help) {
         return program.exit(help);
     } catch (const CLI::Error &error) {
