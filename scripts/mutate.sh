@@ -4,5 +4,5 @@
 # tests/mutants.txt.
 source "$(dirname "$0")/lib.sh"
 
-scripts/setup.sh clang lld util-linux
+scripts/setup.sh binutils clang util-linux
 run python3 tests/mutation/mutate.py "$@"

@@ -149,4 +149,36 @@ TEST(GnmiPath, MessageAndStepsGoBothWays) {
     EXPECT_EQ(text_of(read(to_message(steps, 3))), "/config/target-gain");
 }
 
+// What a path is refused with, and nothing when it is not.
+std::string told(const ::gnmi::Path &path, const ::gnmi::Path &prefix = {}) {
+    try {
+        schema_nodes(read(path, prefix));
+    } catch (const RpcError &error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(GnmiPath, RefusalsTellPlaceAndReason) {
+    ::gnmi::Path native = path_of("a"), target = path_of("a"), old, foreign = path_of("a");
+    native.set_origin("native");
+    target.set_target("x");
+    old.add_element("a");
+    foreign.set_origin("cli");
+    EXPECT_EQ(told(foreign), "origin: 'cli', expected 'openconfig' or 'native'");
+    EXPECT_EQ(told(native, native), "origin: stands in the prefix and in the path, expected it in one of them");
+    EXPECT_EQ(told(target, target), "target: stands in the prefix and in the path, expected it in one of them");
+    EXPECT_EQ(told(old), "path: uses the deprecated field 'element', expected 'elem'");
+    EXPECT_EQ(told(path_of("a//b")), "path: has an element without a name");
+    std::string deep;
+    for (int i = 0; i < 65; ++i)
+        deep += "/a";
+    EXPECT_EQ(told(path_of(deep)), "path: has 65 elements, expected at most 64");
+    EXPECT_EQ(told(path_of("optical-amplifier/nothing")), "/optical-amplifier/nothing: is not in the model");
+    EXPECT_EQ(told(native), "native:/a: is not in the model");
+    ::gnmi::Path other;
+    other.set_target("x");
+    EXPECT_EQ(told(path_of("optical-amplifier"), other), "") << "the target may stand in the prefix";
+}
+
 } // namespace

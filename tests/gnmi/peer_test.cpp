@@ -30,6 +30,9 @@ TEST(GnmiPeer, LinkLocalAddressesHaveTheNameOfTheirInterface) {
 TEST(GnmiPeer, WhatIsNoAddressIsTakenAsItIs) {
     EXPECT_THAT(peer_of("unix"), is_peer("unix", 0));
     EXPECT_THAT(peer_of("ipv4:%5:7"), is_peer("%5", 7));
+    EXPECT_THAT(peer_of("ipv4:%zz1:7"), is_peer("%zz1", 7));
+    EXPECT_THAT(peer_of("ipv4:a01b:7"), is_peer("a01b", 7)) << "no mark of an escape";
+    EXPECT_THAT(peer_of("ipv4:1%41%zz:7"), is_peer("1A%zz", 7));
 }
 
 } // namespace

@@ -182,6 +182,40 @@ TEST(GnmiSet, ConfirmedCommitsGoBackAfterTenMinutesUnlessTheyTellAnotherTime) {
     EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "expected one of them"));
 }
 
+TEST(GnmiSet, CommitsThatAreNoneAreToldWhatIsExpected) {
+    ::gnmi::SetRequest request;
+    gnmi_ext::Commit &commit = *request.add_extension()->mutable_commit();
+    const auto told = [&]() -> std::string {
+        try {
+            SetEdit{request};
+        } catch (const RpcError &error) {
+            return error.what();
+        }
+        return "";
+    };
+    EXPECT_EQ(told(), "commit: has no id");
+    commit.set_id("c");
+    EXPECT_EQ(told(), "commit: has no action");
+    auto &duration = *commit.mutable_set_rollback_duration()->mutable_rollback_duration();
+    for (const std::int64_t seconds : {0, 604801}) {
+        duration.set_seconds(seconds);
+        EXPECT_EQ(told(), "commit: rollback_duration is " + std::to_string(seconds) + " s, expected 1 to 604800");
+    }
+    for (const std::int64_t seconds : {1, 604800}) {
+        duration.set_seconds(seconds);
+        EXPECT_EQ(told(), "");
+    }
+    duration.set_nanos(1);
+    EXPECT_EQ(told(), "commit: rollback_duration is 604801 s, expected 1 to 604800");
+    duration.set_seconds(5);
+    duration.set_nanos(-1);
+    EXPECT_EQ(told(), "commit: rollback_duration is 5 s, expected 1 to 604800");
+    commit.mutable_confirm();
+    EXPECT_EQ(told(), "");
+    add(*request.mutable_update(), entry + "/config/target-gain", "1");
+    EXPECT_EQ(told(), "commit: confirms, cancels or extends and holds operations, expected one of them");
+}
+
 TEST(GnmiSet, OperationsAreBounded) {
     ::gnmi::SetRequest request;
     for (int i = 0; i <= 10000; ++i)

@@ -180,4 +180,15 @@ TEST(GnmiValue, JsonIsHeldAgainstTheModel) {
                 refused_with(Code::invalid_argument, "nested deeper than 64"));
 }
 
+TEST(GnmiValue, WhatHoldsOthersIsTakenInJsonAlone) {
+    const lysc_node &container = leaf_at(amplifier + "/config");
+    ::gnmi::TypedValue value;
+    value.set_bytes_val("x");
+    EXPECT_THAT([&] { edit_value(openconfig_schema(), &container, value, "/p"); },
+                refused_with(Code::unimplemented, "/p: encoding BYTES is not supported, expected JSON or JSON_IETF"));
+    value.set_string_val("x");
+    EXPECT_THAT([&] { edit_value(openconfig_schema(), &container, value, "/p"); },
+                refused_with(Code::invalid_argument, "/p: is no leaf, expected a value in JSON or JSON_IETF"));
+}
+
 } // namespace

@@ -3,6 +3,7 @@
 
 #include <functional>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
@@ -134,6 +135,141 @@ TEST(LineDescriptions, SlotsAndAmplifiersAreChecked) {
                     line["nodes"][0]["slots"].push_back(second);
                 }),
                 HasSubstr("another slot sends east"));
+}
+
+// Where each number of a description stands, and what it may be.
+TEST(LineDescriptions, NumbersHaveTheirRanges) {
+    struct Number {
+        const char *place;
+        double lowest, highest;
+    };
+    const Number numbers[] = {
+        {"/start", 0, 4e9},
+        {"/measurement-noise-db", 0, 1},
+        {"/directions/0/channels/count", 0, 192},
+        {"/directions/0/channels/power-dbm", -40, 10},
+        {"/spans/0/length-km", 0, 500},
+        {"/spans/0/loss-db-per-km", 0, 5},
+        {"/spans/0/connector-loss-db/0", 0, 10},
+        {"/spans/0/drift-db", 0, 3},
+        {"/nodes/0/slots/0/slot", 1, 3},
+        {"/nodes/0/slots/0/supervisory-power-dbm", -40, 10},
+        {"/nodes/0/slots/0/booster/noise-figure-db", 0, 20},
+        {"/nodes/0/slots/0/booster/maximum-output-dbm", -10, 30},
+        {"/nodes/0/slots/0/booster/gain-db", 0, 40},
+        {"/nodes/0/slots/0/booster/tilt-db", -5, 5},
+        {"/nodes/0/slots/0/booster/input-loss-db", 0, 40},
+        {"/nodes/0/slots/0/booster/loss-threshold-dbm", -39, 10},
+        {"/nodes/0/slots/0/booster/tilt-slope", -2, 2},
+        {"/nodes/0/slots/0/booster/gain-range-db/0", 0, 40},
+        {"/nodes/0/slots/0/booster/extended-gain-range-db/1", 0, 40},
+    };
+    for (const Number &number : numbers) {
+        const auto with = [&](const Json &value) {
+            return refusal_of([&](Json &line) {
+                Json &booster = line["nodes"][0]["slots"][0]["booster"];
+                booster["gain-db"] = 40;
+                booster["gain-range-db"] = booster["extended-gain-range-db"] = {0, 40};
+                line[Json::json_pointer(number.place)] = value;
+            });
+        };
+        const std::string range = fmt::format("expected a number from {} to {}, found ", number.lowest, number.highest);
+        EXPECT_EQ(with(number.lowest), "no refusal") << number.place;
+        EXPECT_EQ(with(number.highest), "no refusal") << number.place;
+        EXPECT_THAT(with(number.lowest - 0.5), HasSubstr(range)) << number.place;
+        EXPECT_THAT(with(number.highest + 0.5), HasSubstr(range)) << number.place;
+        EXPECT_THAT(with("x"), HasSubstr(range + "\"x\"")) << number.place;
+    }
+}
+
+TEST(LineDescriptions, WhatIsLeftOutHasItsValue) {
+    Json document = Json::parse(two_nodes());
+    document.erase("measurement-noise-db");
+    document["spans"][0].erase("drift-db");
+    document["spans"][0].erase("connector-loss-db");
+    const LineDescription line = read_line(document.dump());
+    EXPECT_EQ(line.start, 1735689600);
+    EXPECT_EQ(line.measurement_noise, 0.03);
+    EXPECT_EQ(line.spans[0].drift, 0.1);
+    EXPECT_EQ(line.spans[0].connectors, 0);
+    const AmplifierDescription &booster = line.nodes[0].slots[0].booster.value();
+    EXPECT_FALSE(booster.extended_gain_range);
+    EXPECT_EQ(booster.tilt, 0);
+    EXPECT_EQ(booster.input_loss, 0);
+    EXPECT_EQ(booster.loss_threshold, -35);
+    EXPECT_EQ(booster.tilt_slope, 0.7);
+}
+
+// Names of `count` nodes from n0 on, with the spans between them.
+Json nodes_in_a_row(std::size_t count) {
+    Json line = Json::parse(two_nodes());
+    const Json node = line["nodes"][0], span = line["spans"][0];
+    line["nodes"] = line["spans"] = Json::array();
+    for (std::size_t i = 0; i < count; ++i) {
+        line["nodes"].push_back(node);
+        line["nodes"].back()["name"] = "n" + std::to_string(i);
+        if (i > 0)
+            line["spans"].push_back(span);
+    }
+    return line;
+}
+
+TEST(LineDescriptions, HaveUpToAThousandNodesAndSixDirections) {
+    EXPECT_EQ(read_line(nodes_in_a_row(1000).dump()).nodes.size(), 1000U);
+    EXPECT_THAT(refusal(nodes_in_a_row(1001).dump()),
+                HasSubstr("$.nodes: expected an array of 1 to 1000 members, found 1001"));
+    Json line = nodes_in_a_row(1);
+    for (int i = 1; i < 6; ++i) {
+        line["directions"].push_back(line["directions"][0]);
+        line["directions"].back()["name"] = "d" + std::to_string(i);
+    }
+    EXPECT_EQ(refusal(line.dump()), "no refusal");
+    line["directions"].push_back(line["directions"][0]);
+    EXPECT_THAT(refusal(line.dump()), HasSubstr("$.directions: expected an array of 1 to 6 members, found 7"));
+    line["directions"] = Json::array();
+    EXPECT_THAT(refusal(line.dump()), HasSubstr("$.directions: expected an array of 1 to 6 members, found 0"));
+}
+
+TEST(LineDescriptions, NamesOfNodesAreThoseOfFolders) {
+    const auto named = [](const std::string &name) {
+        return refusal_of([&](Json &line) { line["nodes"][0]["name"] = name; });
+    };
+    EXPECT_EQ(named("azAZ09-_."), "no refusal");
+    EXPECT_EQ(named(std::string(64, 'n')), "no refusal");
+    const std::string expected = "$.nodes[0].name: expected up to 64 letters, digits, '-', '_' and '.', the first no "
+                                 "'.', found ";
+    for (const std::string &name : {std::string(65, 'n'), std::string(".a"), std::string("`"), std::string("{"),
+                                    std::string("@"), std::string("["), std::string("/"), std::string(":")})
+        EXPECT_THAT(named(name), HasSubstr(expected)) << name;
+}
+
+// What a look-up of a name is refused with.
+template <class LookUp>
+std::string wrong_name(LookUp look_up) {
+    try {
+        look_up();
+    } catch (const InputError &error) {
+        return error.what();
+    }
+    return "no refusal";
+}
+
+TEST(LineDescriptions, WrongNamesAreAnsweredWithThoseThatThereAre) {
+    const LineDescription two = read_line(two_nodes()), twelve = read_line(nodes_in_a_row(12).dump()),
+                          thirteen = read_line(nodes_in_a_row(13).dump()), one = read_line(nodes_in_a_row(1).dump());
+    EXPECT_EQ(wrong_name([&] { two.node_named("c"); }), "no node 'c', expected one of: a, b");
+    EXPECT_EQ(wrong_name([&] { two.direction_named("west"); }), "no direction 'west', expected one of: east");
+    EXPECT_EQ(wrong_name([&] { twelve.node_named("c"); }),
+              "no node 'c', expected one of: n0, n1, n2, n3, n4, n5, n6, n7, n8, n9, n10, n11");
+    EXPECT_EQ(wrong_name([&] { thirteen.node_named("c"); }),
+              "no node 'c', expected one of: n0, n1, n2, n3, n4, n5, n6, n7, n8, n9, n10, n11, ...");
+    EXPECT_EQ(two.span_named("b/a"), 0U);
+    EXPECT_EQ(twelve.span_named("n3/n4"), 3U);
+    EXPECT_EQ(wrong_name([&] { two.span_named("a"); }), "no span 'a', expected the names of two neighbours, as in a/b");
+    EXPECT_EQ(wrong_name([&] { one.span_named("n0"); }),
+              "no span 'n0', expected the names of two neighbours, as in a/b");
+    EXPECT_EQ(wrong_name([&] { twelve.span_named("n0/n2"); }), "no span 'n0/n2', expected the names of two neighbours");
+    EXPECT_EQ(wrong_name([&] { twelve.span_named("n1/n1"); }), "no span 'n1/n1', expected the names of two neighbours");
 }
 
 } // namespace

@@ -82,6 +82,28 @@ TEST_F(Events, WhatIsWrongIsToldWithWhatWasExpected) {
     EXPECT_THAT(refusal("channels east 500"), HasSubstr("expected a number from 0 to 192"));
 }
 
+TEST_F(Events, EachTakesSoManyWords) {
+    EXPECT_EQ(refusal("burn"),
+              "no event 'burn', expected one of: cut, repair, add-loss, pump-failure, pump-repair, pull, "
+              "insert, channels, set");
+    struct Form {
+        const char *word, *arguments;
+        int least, most;
+    };
+    for (const Form &form :
+         {Form{"cut", "SPAN [DIRECTION]", 1, 2}, Form{"repair", "SPAN [DIRECTION]", 1, 2},
+          Form{"add-loss", "SPAN DB [DIRECTION]", 2, 3}, Form{"pump-failure", "NODE AMPLIFIER DB", 3, 3},
+          Form{"pump-repair", "NODE AMPLIFIER", 2, 2}, Form{"pull", "NODE SLOT", 2, 2},
+          Form{"insert", "NODE SLOT", 2, 2}, Form{"channels", "DIRECTION NUMBER", 2, 2},
+          Form{"set", "NODE PATH VALUE", 3, 3}}) {
+        std::string event = form.word;
+        for (int words = 0; words <= 5; ++words, event += " x") {
+            const std::string expected = std::string("expected: ") + form.word + " " + form.arguments;
+            EXPECT_EQ(refusal(event) == expected, words < form.least || words > form.most) << event;
+        }
+    }
+}
+
 TEST_F(Events, ScriptsAreReadLineByLine) {
     const auto events =
         parse_script(line_, "# a day\n\n10 cut site-1/site-2\r\n  10 channels east 8\n70 repair site-1/site-2");

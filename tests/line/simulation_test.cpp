@@ -127,6 +127,7 @@ TEST_F(TwoNodes, AShutAmplifierEmitsNothingAndBeginsAnewAtTheLowestGain) {
     run(simulation_, 1);
     EXPECT_EQ(booster().output, dark_reading);
     EXPECT_EQ(booster().gain, 0);
+    EXPECT_EQ(booster().tilt, 0);
     EXPECT_NEAR(booster().input, 302, 1);
     EXPECT_EQ(pre().output, dark_reading) << "its input is lost for longer than half a second";
     change(booster_index(), [](AmplifierSettings &settings) { settings.shut = false; });
@@ -348,7 +349,7 @@ TEST(Determinism, TheSameInputsGiveTheSameValues) {
     };
     Simulation whole(line, 7);
     play(whole, 60);
-    for (const std::uint64_t stop : {0, 3, 6, 13, 15, 21, 59}) {
+    for (const std::uint64_t stop : {0U, 3U, 6U, 13U, 15U, 21U, 59U}) {
         Simulation first(line, 7), second(line, 99);
         play(first, stop);
         second.restore(first.state());
@@ -380,6 +381,12 @@ TEST(Determinism, AStateOfAnotherLineIsRefused) {
     }
     EXPECT_THROW(simulation.restore("{"), JsonError);
     EXPECT_THROW(simulation.restore("{}"), JsonError);
+    for (const char *member : {"channel-counts", "pulled"}) {
+        nlohmann::json state = nlohmann::json::parse(Simulation(large, 1).state());
+        EXPECT_NO_THROW(simulation.restore(state.dump()));
+        state[member].push_back(state[member][0]);
+        EXPECT_THROW(simulation.restore(state.dump()), JsonError) << "one more of " << member;
+    }
 }
 
 TEST(Measurement, ReadingsScatterAsTheDescriptionSays) {

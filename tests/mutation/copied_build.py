@@ -216,7 +216,9 @@ class Change:
 
     def link(self, name, artefact):
         self.linked[name] = self.folder / artefact.path.name
-        command = [artefact.command[0], *(["-fuse-ld=lld"] if artefact.is_program and shutil.which("ld.lld") else []), "-Wl,--strip-debug"]
+        # As quick as LLVM's linker, whose search table names one entry for each address: of a function behind an empty one, not
+        # its own, so that what it throws is caught nowhere.
+        command = [artefact.command[0], *(["-fuse-ld=gold"] if artefact.is_program else []), "-Wl,--strip-debug"]
         whole = False
         for word in artefact.command[1:]:
             whole = word.endswith("--whole-archive") or whole and not word.endswith("--pop-state")

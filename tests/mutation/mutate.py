@@ -6,6 +6,7 @@ import argparse
 import collections
 import concurrent.futures
 import dataclasses
+import fnmatch
 import itertools
 import json
 import os
@@ -70,13 +71,15 @@ class Test:
         return [quick], [["--gtest_filter=" + ":".join(self.slow)]] if self.slow else []
 
 
-def tests_of(build, programs):
-    """Every test that CTest has, those of a GoogleTest program as one; of these only `programs`, unless that is empty."""
+def tests_of(build, wanted):
+    """Every test that CTest has, those of a GoogleTest program as one; of these only the programs and tests with the names or
+    patterns in `wanted`, unless that is empty."""
     described = json.loads(build.run(["ctest", "--test-dir", str(build.binaries), "--show-only=json-v1"]))
     found = {}
     for test in described["tests"]:
         properties = {each["name"]: each["value"] for each in test.get("properties", [])}
-        if "command" not in test or programs and pathlib.Path(test["command"][0]).name not in programs:
+        if "command" not in test or wanted and not any(fnmatch.fnmatch(name, each) for each in wanted
+                                                       for name in (pathlib.Path(test["command"][0]).name, test["name"])):
             continue
         is_gtest = any(word.startswith("--gtest_filter=") for word in test["command"])
         command = test["command"][:1] if is_gtest else test["command"]
@@ -315,9 +318,9 @@ def told_before(log):
     that its survivors alone are worth another try."""
     found = {}
     for line in log.read_text().splitlines():
-        told = re.match(r"\d+/\d+ [\d.]+ s (killed|not compiled) (.*?): \S+:\d+: (.+)$", line)
+        told = re.match(r"\d+/\d+ [\d.]+ s (killed|not compiled)( by others)? (.*?): \S+:\d+: (.+)$", line)
         if told:
-            found[told[3]] = Outcome(told[1], told[2], True)
+            found[told[4]] = Outcome(told[1], told[3], not told[2])
     return found
 
 
@@ -348,6 +351,16 @@ def choose(candidates, seed):
                 del kinds[kind]
 
 
+def choose_in_shares(candidates, rooms, seed):
+    """Every candidate, the rooms in turn, so that a big one does not crowd out the others."""
+    shares = collections.defaultdict(dict)
+    for mutant, text in candidates.items():
+        shares[room_of(mutant.path, rooms)][mutant] = text
+    waiting = [choose(shares[room], seed) for room in sorted(shares)]
+    for mutants_in_turn in itertools.zip_longest(*waiting):
+        yield from (mutant for mutant in mutants_in_turn if mutant is not None)
+
+
 def report(results, explained):
     tally = collections.defaultdict(collections.Counter)
     for mutant, outcome, _, _ in results:
@@ -376,15 +389,15 @@ def report(results, explained):
 
 def arguments():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("rooms", nargs="*", metavar="ROOM", help="folders to change, by default oc-amplifier, platform, server and line")
+    parser.add_argument("rooms", nargs="*", metavar="ROOM", help="folders to change, in equal shares, by default oc-amplifier, platform, server and line")
     parser.add_argument("--seed", type=int, default=1, help="which mutants are chosen (default 1)")
     parser.add_argument("--count", type=int, default=100, help="mutants to make that compile (default 100)")
     parser.add_argument("--own", action="store_true", help="run the room's own tests only")
-    parser.add_argument("--programs", nargs="+", default=[], metavar="PROGRAM", help="build and run these test programs only")
+    parser.add_argument("--programs", nargs="+", default=[], metavar="PROGRAM", help="build and run these test programs only, and "
+                        "run CTest's tests with these names or patterns, which have a dot in them, such as netconf.ncclient.L*")
     parser.add_argument("--explained", action="store_true", help="make the mutants of tests/mutants.txt instead, which no test may kill")
     parser.add_argument("--only", action="append", metavar="KEY", help="make this mutant, named as the report names it")
-    parser.add_argument("--resume", type=pathlib.Path, metavar="LOG", help="take over what an earlier run has printed, but for survivors; "
-                        "only for runs with --own")
+    parser.add_argument("--resume", type=pathlib.Path, metavar="LOG", help="take over what an earlier run has printed, but for survivors")
     parser.add_argument("--list", action="store_true", help="only say which mutants would be made")
     parser.add_argument("--check", action="store_true", help="only check that tests/mutants.txt fits the sources")
     parser.add_argument("--source", type=pathlib.Path, default=pathlib.Path("."), help="the tree (default: this one)")
@@ -407,7 +420,7 @@ def run(options):
         if not (source / room).exists():
             raise Failure(f"{room}: no such room")
     candidates = all_mutants(source, rooms)
-    chosen = list(choose(candidates, options.seed))
+    chosen = list(choose_in_shares(candidates, rooms, options.seed))
     if options.explained or options.only:
         named = set(options.only or explained.reasons)
         chosen = [mutant for mutant in chosen if mutant.key(candidates[mutant]) in named]
@@ -418,7 +431,7 @@ def run(options):
     build = CopiedBuild(source, options.build.resolve(), options.jobs)
     build.update()
     print(f"{len(candidates)} mutants can be made; building the tree without any", flush=True)
-    build.make(options.programs or ["all"])
+    build.make([name for name in options.programs if "." not in name] or ["all"])
     runner = Run(build, options.own, options.jobs, options.programs)
     runner.measure(chosen[: options.count])
     results = []
@@ -428,7 +441,8 @@ def run(options):
         key, line = mutant.key(text), mutant.line(text)
         results.append((mutant, outcome, key, line))
         made = sum(each.status != "not compiled" for _, each, _, _ in results)
-        print(f"{made}/{options.count} {seconds:.1f} s {outcome.status} {outcome.by}: {mutant.path}:{line}: {key}", flush=True)
+        status = "killed by others" if outcome.status == "killed" and not outcome.own else outcome.status
+        print(f"{made}/{options.count} {seconds:.1f} s {status} {outcome.by}: {mutant.path}:{line}: {key}", flush=True)
 
     before = told_before(options.resume) if options.resume else {}
     for mutant in chosen:

@@ -9,6 +9,7 @@ import tempfile
 import unittest
 
 import mutants
+import mutate
 import switched
 
 FOLDER = pathlib.Path(__file__).resolve().parent
@@ -115,6 +116,20 @@ class Switched(unittest.TestCase):
             self.assertFalse(switched.switch(program, 7))
 
 
+class Logs(unittest.TestCase):
+    def test_what_an_earlier_run_told_is_taken_over_but_for_survivors(self):
+        with tempfile.TemporaryDirectory() as folder:
+            log = pathlib.Path(folder) / "log"
+            log.write_text("1/4 0.1 s killed a_test: A.B: r/a.cpp:1: r/a.cpp: text: a => b\n"
+                           "2/4 0.1 s killed by others c_test: C.D: r/a.cpp:2: r/a.cpp: text: c => d\n"
+                           "3/4 0.1 s survived : r/a.cpp:3: r/a.cpp: text: e => f\n"
+                           "3/4 0.1 s not compiled : r/a.cpp:4: r/a.cpp: text: g => h\n")
+            told = {key: (outcome.status, outcome.by, outcome.own) for key, outcome in mutate.told_before(log).items()}
+        self.assertEqual(told, {"r/a.cpp: text: a => b": ("killed", "a_test: A.B", True),
+                                "r/a.cpp: text: c => d": ("killed", "c_test: C.D", False),
+                                "r/a.cpp: text: g => h": ("not compiled", "", True)})
+
+
 class Runs(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -143,6 +158,13 @@ class Runs(unittest.TestCase):
         status, output = self.mutate("--only", KILLED, "room")
         self.assertEqual(status, 0, output)
         self.assertRegex(output, r"killed room_test: Limit\.Holds: room/limit\.cpp:4: ")
+
+    def test_tests_are_chosen_by_name_or_pattern(self):
+        status, output = self.mutate("--only", KILLED, "--programs", "Limit.*", "--", "room")
+        self.assertIn("killed room_test: Limit.Holds", output)
+        status, output = self.mutate("--only", KILLED, "--programs", "nothing.*", "--", "room")
+        self.assertEqual(status, 1, output)
+        self.assertIn("no tests have the label room", output)
 
     def test_a_survivor_is_told_with_its_place_unless_it_is_explained(self):
         status, output = self.mutate("--only", SURVIVES, "room")
@@ -177,6 +199,14 @@ class Runs(unittest.TestCase):
         _, output = self.mutate("--count", "3", "room")
         self.assertIn("\n3/3 ", output)
         self.assertEqual((self.source / "room/limit.cpp").read_text(), before)
+
+    def test_rooms_have_equal_shares(self):
+        small = self.source / "small"
+        small.mkdir()
+        self.addCleanup(shutil.rmtree, small)
+        (small / "one.cpp").write_text("const int one = 1;\n")
+        _, output = self.mutate("--list", "--count", "4", "room", "small")
+        self.assertEqual([line.partition("/")[0] for line in output.splitlines()], ["room", "small", "room", "small"])
 
     def test_an_unknown_room_is_refused(self):
         status, output = self.mutate("nowhere")

@@ -53,7 +53,7 @@ TEST(BagJson, EveryTypeIsReadAndWrittenBack) {
                             {BagType::uint32, "f", U{4294967295U}, {}},
                             {BagType::int64, "g", std::numeric_limits<I>::min(), {}},
                             {BagType::uint64, "h", std::numeric_limits<U>::max(), {}},
-                            {BagType::ipv4, "i", U{0xc0000201U}, {}},
+                            {BagType::ipv4, "i", U{0x0a8142fdU}, {}},
                             {BagType::enumeration, "j", I{-1}, {}},
                             {BagType::boolean, "k", true, {}},
                             {BagType::text, "l", std::string("\xe2\x82\xac \"\n"), {}},
@@ -61,7 +61,7 @@ TEST(BagJson, EveryTypeIsReadAndWrittenBack) {
                             {BagType::structure, "n", {}, {{BagType::sequence, "", {}, {}}}}}};
     const std::string text = ocamp::bag_to_json(record);
     EXPECT_EQ(ocamp::bag_from_json(text), record);
-    EXPECT_NE(text.find(R"("value": "192.0.2.1")"), std::string::npos) << text;
+    EXPECT_NE(text.find(R"("value": "10.129.66.253")"), std::string::npos) << text;
     EXPECT_NE(text.find(R"("type": "long-text")"), std::string::npos) << text;
     EXPECT_NE(text.find(R"("18446744073709551615")"), std::string::npos) << text;
 }

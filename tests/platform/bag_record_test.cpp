@@ -256,6 +256,29 @@ TEST(BagRecord, AWrittenErrorIsNamedWithItsOffset) {
         EXPECT_EQ(decoding_error(sealed(wrong.tokens)), wrong.error);
 }
 
+// A record of one byte behind its header, which has these bytes at `at` and a checksum that fits.
+Bytes with_header(std::size_t at, const Bytes &changed) {
+    Bytes bytes = sealed({18});
+    std::copy(changed.begin(), changed.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
+    const std::uint32_t sum = ocamp::crc32(std::span(bytes).first(24));
+    for (std::size_t i = 0; i < 4; ++i)
+        bytes[24 + i] = static_cast<std::uint8_t>(sum >> (8 * i));
+    return bytes;
+}
+
+TEST(BagRecord, AWrongHeaderIsNamedWithItsOffset) {
+    EXPECT_EQ(decoding_error(with_header(0, {'x'})), "offset 0: not a bag record, expected the magic OCBR");
+    EXPECT_EQ(decoding_error(with_header(4, {2, 0})), "offset 4: format 2, expected 1");
+    EXPECT_EQ(decoding_error(with_header(6, {0, 1})), "offset 6: name of 256 bytes, expected at most 255");
+    EXPECT_EQ(decoding_error(with_header(8, {30, 0, 0, 0})), "offset 8: record of 30 bytes, expected 31 to 1048576");
+    EXPECT_EQ(decoding_error(with_header(8, {1, 0, 16, 0})),
+              "offset 8: record of 1048577 bytes, expected 31 to 1048576");
+    EXPECT_EQ(decoding_error(with_header(29, {'x'})), "offset 29: record name without its final NUL");
+    BagRecord longest = record_of({});
+    longest.name = std::string(255, 'n');
+    EXPECT_EQ(ocamp::decode_bag(ocamp::encode_bag(longest)).name, longest.name);
+}
+
 TEST(BagRecord, NestingIsBounded) {
     const BagRecord deepest = record_of({nested_structures(ocamp::bag_nesting_limit)});
     EXPECT_EQ(ocamp::decode_bag(ocamp::encode_bag(deepest)), deepest);

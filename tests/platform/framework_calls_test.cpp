@@ -1,8 +1,11 @@
 // The calls of the seam into the framework: what they do to a run, and that misuse is a code and never more.
 #include "framework/mapping_run.h"
+#include "log/log.h"
 #include "seam/calls.h"
 #include "seam/codes.h"
 #include "seam/failure.h"
+#include "seam/guard.h"
+#include "support/files.h"
 
 #include <array>
 #include <cstdlib>
@@ -275,6 +278,9 @@ TEST_F(SeamCalls, OutputListCountsEachEntryOnce) {
     EXPECT_EQ(count, 0U);
     EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, nullptr, run.output()), rc_invalid_argument);
     EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, entry(), nullptr), rc_invalid_argument);
+    EXPECT_EQ(yfw_add_to_output_list_ctx(ctx, entry(), run.output()), CERR_SUCCESS);
+    EXPECT_EQ(yfw_remove_from_output_list_ctx(ctx, entry(), nullptr), rc_invalid_argument);
+    EXPECT_EQ(count, 1U);
 }
 
 TEST_F(SeamCalls, ErrorPathIsTheLevelAndTheTagThatFailed) {
@@ -432,6 +438,148 @@ TEST_F(SeamCalls, CallsAreObservedWithArgumentsAndResult) {
     EXPECT_EQ(recorder.lines[1], "yfw_map_datatree_add_path_flagged(ctx, out, \"/l/leaf\", \"urn:n\", \"155\", "
                                  "<target-gain> \"15.5\", 0, 0, 0) = 0");
     EXPECT_THAT(recorder.lines[2], HasSubstr("= 0x4f430132"));
+}
+
+TEST_F(SeamCalls, EveryCallIsObserved) {
+    const Recorder recorder;
+    const char *value = nullptr;
+    yfw_datatree *out = run.output(), *plist = &ctx->req_ctx->plist;
+    const yfw_datatree *name = &entry()->children[0];
+    enter_entry();
+    yfw_map_do_these_match("a", "b");
+    yfw_map_is_request_delete(gain());
+    yfw_map_is_request_add(ctx);
+    yfw_map_update_current_list_node(ctx, list_path);
+    yfw_map_check_oc_leafref(ctx, list_path, "config", name, out);
+    yfw_map_util_itree_stack_push(ctx, entry());
+    yfw_map_util_itree_stack_size(ctx);
+    yfw_map_util_itree_stack_peak(ctx);
+    yfw_map_util_itree_stack_pop(ctx);
+    yfw_map_search_or_add_list(ctx, out, plist, list_path, "k", "name", "urn:m");
+    yfw_map_get_node_info(ctx, entry(), list_path, "name", &value);
+    yfw_add_to_output_list_ctx(ctx, entry(), out);
+    yfw_remove_from_output_list_ctx(ctx, entry(), out);
+    yfw_map_remove_from_node_hierarchy(ctx, entry());
+    yfw_oc_error_path(ctx);
+    yfw_map_print_datatree_internal(ctx, gain(), "label");
+    char text[8] = "";
+    yfw_strcpy_s("caller", text, sizeof text, "one");
+    yfw_strncpy_s("caller", text, sizeof text, "two", 2);
+    yfw_strcat_s(nullptr, text, sizeof text, "three");
+    char *copy = yfw_strdup("copied", "label");
+    xos_named_free(copy);
+    const std::string key = "<name> \"0/1-AMP-PRE\"", amplifier = "<amplifier name=\"0/1-AMP-PRE\">";
+    const std::string path = std::string("\"") + list_path + '"';
+    EXPECT_THAT(recorder.lines,
+                testing::ElementsAre(
+                    "yfw_map_add_to_node_hierarchy(ctx, <optical-amplifier>, 1) = 0",
+                    "yfw_map_add_to_node_hierarchy(ctx, <amplifiers>, 1) = 0",
+                    "yfw_map_add_to_node_hierarchy(ctx, " + amplifier + ", 2) = 0",
+                    "yfw_map_do_these_match(\"a\", \"b\") = 0", "yfw_map_is_request_delete(<target-gain> \"15.5\") = 0",
+                    "yfw_map_is_request_add(ctx) = 1", "yfw_map_update_current_list_node(ctx, " + path + ") = 0",
+                    "yfw_map_check_oc_leafref(ctx, " + path + ", \"config\", " + key + ", out) = 0",
+                    "yfw_map_util_itree_stack_push(ctx, " + amplifier + ") = 0",
+                    "yfw_map_util_itree_stack_size(ctx) = 1", "yfw_map_util_itree_stack_peak(ctx) = " + amplifier,
+                    "yfw_map_util_itree_stack_pop(ctx) = 0",
+                    "yfw_map_search_or_add_list(ctx, out, plist, " + path + ", \"k\", \"name\", \"urn:m\") = 0",
+                    "yfw_map_get_node_info(ctx, " + amplifier + ", " + path + ", \"name\", \"0/1-AMP-PRE\") = 0",
+                    "yfw_add_to_output_list_ctx(ctx, " + amplifier + ", out) = 0",
+                    "yfw_remove_from_output_list_ctx(ctx, " + amplifier + ", out) = 0",
+                    "yfw_map_remove_from_node_hierarchy(ctx, " + amplifier + ") = 0", "yfw_oc_error_path(ctx)",
+                    "yfw_map_print_datatree_internal(ctx, <target-gain> \"15.5\", \"label\")",
+                    "yfw_strcpy_s(\"caller\", 8, \"one\") = 0", "yfw_strncpy_s(\"caller\", 8, \"two\", 2) = 0",
+                    "yfw_strcat_s(NULL, 8, \"three\") = 0", "yfw_strdup(\"copied\", \"label\") = \"copied\""));
+}
+
+std::vector<std::string> told;
+
+// What the calls that it makes are refused with, without the names of the calls.
+template <class Calls>
+std::vector<std::string> refusals(Calls calls) {
+    told.clear();
+    set_refusal_writer([](std::string_view text) noexcept { told.emplace_back(text.substr(text.find(": ") + 2)); });
+    calls();
+    set_refusal_writer(nullptr);
+    return told;
+}
+
+TEST_F(SeamCalls, RefusalsOfAWalkSayWhatIsWrong) {
+    yfw_datatree *out = run.output();
+    EXPECT_THAT(refusals([&] {
+                    yfw_map_remove_from_node_hierarchy(ctx, root());
+                    yfw_map_check_oc_leafref(ctx, list_path, "config", entry(), out);
+                    enter_entry();
+                    yfw_map_add_to_node_hierarchy(ctx, nullptr, 1);
+                    yfw_map_add_to_node_hierarchy(ctx, root(), 3);
+                    yfw_map_remove_from_node_hierarchy(ctx, nullptr);
+                    yfw_map_remove_from_node_hierarchy(ctx, root());
+                    yfw_map_is_request_delete(nullptr);
+                    yfw_map_update_current_list_node(ctx, nullptr);
+                    yfw_map_update_current_list_node(ctx, "/x");
+                    yfw_map_check_oc_leafref(ctx, list_path, "config", nullptr, out);
+                    yfw_datatree wrong_key = entry()->children[0];
+                    char other[] = "other";
+                    wrong_key.value = other;
+                    yfw_map_check_oc_leafref(ctx, list_path, "config", &wrong_key, out);
+                    yfw_map_util_itree_stack_pop(ctx);
+                    yfw_map_util_itree_stack_push(ctx, nullptr);
+                    for (int i = 0; i < 256; ++i)
+                        yfw_map_util_itree_stack_push(ctx, entry());
+                    for (int i = 3; i < 256; ++i)
+                        yfw_map_add_to_node_hierarchy(ctx, root(), 1);
+                    yfw_map_print_datatree_internal(ctx, nullptr, "label");
+                    yfw_oc_error_path(nullptr);
+                }),
+                testing::ElementsAre("nothing to remove", "no list entry is entered", "no node",
+                                     "level is neither 1 nor 2", "no node", "the node is not the last one added",
+                                     "no node", "no path", "not the path of the list just entered",
+                                     "a path, a container, a key or the output is missing",
+                                     "the key differs from the leaf that it refers to", "nothing to pop", "no node",
+                                     "255 entries are the most", "255 levels are the most", "no tree",
+                                     "not the context of a mapping run"));
+}
+
+TEST_F(SeamCalls, RefusalsOfWritesSayWhatIsWrong) {
+    yfw_datatree *out = run.output(), *plist = &ctx->req_ctx->plist, stranger = {};
+    const char *key = nullptr;
+    EXPECT_THAT(refusals([&] {
+                    yfw_map_datatree_add_path_flagged(ctx, &stranger, "/l", "n", "v", nullptr, 0, 0, 0);
+                    yfw_map_datatree_add_path_flagged(ctx, out, "/l", nullptr, "v", nullptr, 0, 0, 0);
+                    yfw_map_datatree_add_path_flagged(ctx, out, "/l", "n", "v", nullptr, 0, 2, 0);
+                    yfw_map_search_or_add_list(ctx, out, &stranger, list_path, "k", "name", "n");
+                    yfw_map_search_or_add_list(ctx, out, plist, list_path, "k", nullptr, "n");
+                    yfw_map_search_or_add_list(ctx, out, plist, "amplifier", "k", "name", "n");
+                    yfw_map_get_node_info(ctx, entry(), list_path, "name", nullptr);
+                    yfw_map_get_node_info(ctx, entry(), "/x", "name", &key);
+                    yfw_add_to_output_list_ctx(ctx, nullptr, out);
+                    yfw_remove_from_output_list_ctx(ctx, nullptr, out);
+                    yfw_remove_from_output_list_ctx(ctx, entry(), out);
+                }),
+                testing::ElementsAre("not the output of this run", "no path or no namespace",
+                                     "the zero is not 0, or a flag is neither 0 nor 1", "not the key list of this run",
+                                     "a path, a key or the namespace is missing", "not an absolute path",
+                                     "the entry, its path, its key or the result is missing",
+                                     "the path is not that of the entry", "no entry", "no entry",
+                                     "the entry is not in the output list"));
+}
+
+TEST_F(SeamCalls, TreesAreWrittenIntoTheDebugLogLineByLine) {
+    const support::TemporaryFolder folder;
+    const std::string file = (folder.path() / "debug").string();
+    {
+        LogSession session({.debug_log = file, .level = log_traces, .trace = {}});
+        session.attach(*ctx);
+        yfw_map_print_datatree_internal(ctx, config(), "label");
+        yfw_map_print_datatree_internal(ctx, gain(), nullptr);
+    }
+    LogSession({}).attach(*ctx);
+    yfw_map_print_datatree_internal(ctx, gain(), "nowhere");
+    EXPECT_EQ(support::read_file(file), "TRC: platform: label:\n"
+                                        "TRC: platform: <config>\n"
+                                        "TRC: platform:   <name> \"0/1-AMP-PRE\"\n"
+                                        "TRC: platform:   <target-gain> \"15.5\"\n"
+                                        "TRC: platform: tree:\n"
+                                        "TRC: platform: <target-gain> \"15.5\"\n");
 }
 
 } // namespace

@@ -6,12 +6,20 @@
 #include "seam/text.h"
 #include "support/files.h"
 
+#include <array>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <set>
+#include <system_error>
+#include <thread>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -58,8 +66,8 @@ std::string escaped(std::string_view text) {
 
 TEST(LogLevels, AMessageIsWrittenUpToTheThreshold) {
     const yfw_log_filter errors{0}, traces{3}, nothing{-1};
-    EXPECT_TRUE(yfw_debug_should_log(&errors, 0));
-    EXPECT_FALSE(yfw_debug_should_log(&errors, 3));
+    EXPECT_EQ(yfw_debug_should_log(&errors, 0), 1);
+    EXPECT_EQ(yfw_debug_should_log(&errors, 3), 0);
     EXPECT_TRUE(yfw_debug_should_log(&traces, 0));
     EXPECT_TRUE(yfw_debug_should_log(&traces, 3));
     EXPECT_FALSE(yfw_debug_should_log(&traces, 4));
@@ -130,8 +138,52 @@ TEST_F(DebugLogFile, AFullDiskIsToldOnce) {
 TEST_F(DebugLogFile, ADashIsStandardError) {
     testing::internal::CaptureStderr();
     ocamp::DebugLog("-", 0).write("to standard error");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "to standard error\n");
+    ocamp::DebugLog("-", 0).write("which stays open");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "to standard error\nwhich stays open\n");
     EXPECT_FALSE(std::filesystem::exists("-"));
+}
+
+TEST_F(DebugLogFile, AFileIsClosedWithItsLog) {
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    ocamp::DebugLog(path("debug"), 0).write("a line");
+    const int again = dup(STDERR_FILENO);
+    close(again);
+    EXPECT_EQ(again, next);
+}
+
+TEST_F(DebugLogFile, WantOfDescriptorsIsNoFaultOfTheFile) {
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_THROW(ocamp::DebugLog(path("debug"), 0), std::system_error);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+}
+
+TEST_F(DebugLogFile, APipeIsWaitedForOnceItHasAReader) {
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    const int pipe = open(path("pipe").c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(pipe, 0);
+    const int spare = dup(pipe); // the log's number is that of none of fcntl's commands then
+    ASSERT_GE(spare, 0);
+    const std::string text(60'000, 'a'); // two do not fit into a pipe
+    std::jthread writer([&] {
+        ocamp::DebugLog log(path("pipe"), 0);
+        log.write(text);
+        log.write(text);
+    });
+    pollfd readable{.fd = pipe, .events = POLLIN, .revents = 0};
+    ASSERT_EQ(poll(&readable, 1, 10'000), 1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20)); // the writer comes to its end, or waits
+    ASSERT_EQ(fcntl(pipe, F_SETFL, 0), 0);
+    std::size_t taken = 0;
+    std::array<char, 65'536> part{};
+    for (ssize_t length = 1; length > 0; taken += static_cast<std::size_t>(length))
+        length = read(pipe, part.data(), part.size());
+    close(pipe);
+    close(spare);
+    EXPECT_EQ(taken, 2 * (text.size() + 1));
 }
 
 TEST_F(DebugLogFile, AWrongHandleOrNoFormatIsRefused) {
@@ -156,6 +208,14 @@ TEST_F(LightTraceFile, ALineIsWrittenEscaped) {
     ocamp::LightTrace trace(path("trace"));
     _lstrace(trace.handle(), trace_flags, "#1: ERR: f:2 ctx=0x1,value a\nb");
     EXPECT_EQ(content(path("trace")), "#1: ERR: f:2 ctx=0x1,value a\\nb\n");
+}
+
+TEST_F(LightTraceFile, ALineIsCutAtTheLimit) {
+    ocamp::LightTrace trace(path("trace"));
+    const std::string longest(ocamp::log_message_limit, 'a');
+    _lstrace(trace.handle(), trace_flags, longest.c_str());
+    _lstrace(trace.handle(), trace_flags, (longest + 'a').c_str());
+    EXPECT_EQ(content(path("trace")), longest + "\n" + longest + " [cut at 65536 bytes]\n");
 }
 
 TEST_F(LightTraceFile, AWrongFlagsWordHandleOrLineIsRefused) {
@@ -222,6 +282,13 @@ TEST_F(LogSessionFiles, ThePlatformsOwnLinesFollowTheCurrentSession) {
     EXPECT_EQ(content(path("inner")), "TRC: platform: second\n");
 }
 
+TEST_F(LogSessionFiles, ARequestThatFailsIsTold) {
+    ocamp::LogSession session({path("debug"), 0, ""});
+    EXPECT_EQ(ocamp::logged([] { return 7; }), 7);
+    EXPECT_THROW(ocamp::logged([]() -> int { throw std::runtime_error("no light"); }), std::runtime_error);
+    EXPECT_EQ(content(path("debug")), "ERR: platform: request failed: no light\n");
+}
+
 TEST(LogText, WellFormedTextPassesAndTheRestIsShownInHex) {
     EXPECT_EQ(escaped("plain -12.5 dBm"), "plain -12.5 dBm");
     EXPECT_EQ(escaped("\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80"), "\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80");
@@ -239,6 +306,54 @@ TEST(LogText, WellFormedTextPassesAndTheRestIsShownInHex) {
                       "31m"),
               "\\x9b31m");
     EXPECT_EQ(escaped(std::string_view("a\0b", 3)), "a\\x00b");
+    EXPECT_EQ(escaped(std::string_view("\xc3\xa4").substr(0, 1)), "\\xc3"); // what follows is not its own
+}
+
+// The first byte's bits, and how many follow.
+std::string in_form(std::uint32_t value, unsigned lead, int following) {
+    std::string text(1, static_cast<char>(lead | value >> (6 * following)));
+    for (int i = following - 1; i >= 0; --i)
+        text += static_cast<char>(0x80U | (value >> (6 * i) & 0x3fU));
+    return text;
+}
+
+TEST(Utf8, IsEveryCharacterInItsShortestFormAndNothingElse) {
+    struct Form {
+        unsigned lead;
+        int following;
+        std::uint32_t first, last;
+    };
+    for (const Form &form :
+         {Form{0xc0, 1, 0x80, 0x7ff}, Form{0xe0, 2, 0x800, 0xffff}, Form{0xf0, 3, 0x10000, 0x10ffff}}) {
+        const auto check = [&](std::uint32_t value) {
+            const bool surrogate = value >= 0xd800 && value <= 0xdfff;
+            EXPECT_EQ(ocamp::is_utf8(in_form(value, form.lead, form.following)),
+                      value >= form.first && value <= form.last && !surrogate)
+                << value << " with " << form.following;
+        };
+        // Of the longest form some of each kind.
+        for (std::uint32_t value = 0; value < 1U << (6 + 5 * form.following); value += form.following == 3 ? 61 : 1)
+            check(value);
+        for (const std::uint32_t edge : {form.first - 1, form.first, form.last, form.last + 1})
+            check(edge);
+        const std::string whole = in_form(form.last, form.lead, form.following);
+        for (std::size_t at = 1; at < whole.size(); ++at) {
+            EXPECT_FALSE(ocamp::is_utf8(std::string_view(whole).substr(0, at))) << "what follows is not its own";
+            for (const char wrong : {'\x3f', '\xc0', '\0'})
+                EXPECT_FALSE(ocamp::is_utf8(std::string(whole).replace(at, 1, 1, wrong))) << at;
+        }
+    }
+    for (unsigned byte = 0; byte < 256; ++byte)
+        EXPECT_EQ(ocamp::is_utf8(std::string(1, static_cast<char>(byte))), byte < 0x80) << byte;
+    for (unsigned lead = 0xf8; lead < 256; ++lead)
+        EXPECT_FALSE(ocamp::is_utf8(static_cast<char>(lead) + std::string(5, '\x80'))) << lead;
+    EXPECT_TRUE(ocamp::is_utf8(""));
+}
+
+TEST(EscapedDocuments, KeepLinesAndNumberWhatATerminalWouldObey) {
+    const std::string text = "a\tb\n\u00e4\x1b[2J\u202e\xff\xc3z\u2028";
+    EXPECT_EQ(ocamp::escaped_json(text), "a\tb\n\u00e4\\u001b[2J\\u202e\\ufffd\\ufffdz\\u2028");
+    EXPECT_EQ(ocamp::escaped_xml(text), "a\tb\n\u00e4&#x1B;[2J&#x202E;&#xFFFD;&#xFFFD;z&#x2028;");
 }
 
 TEST(EscapedText, NoMarkOfTheDirectionIsShown) {

@@ -87,6 +87,21 @@ TEST(ClientDocument, JsonAnnotationsOfALeafListGoToItsValues) {
     EXPECT_EQ(nodes[2].operation, std::nullopt);
 }
 
+TEST(ClientDocument, JsonAnnotationsOfALeafListThatAreNoneAreToldByTheirNumber) {
+    const auto first = read_document(R"({"m:a": ["x"], "@m:a": [{"ietf-netconf:operation": "merge"}]})",
+                                     DocumentFormat::json, openconfig_schema());
+    EXPECT_EQ(first.at(0).operation, "merge");
+    for (const auto &[annotations, path] : {std::pair("[3]", "/@a[1]"), std::pair("[null, 3]", "/@a[2]")}) {
+        const std::string document = std::string(R"({"m:a": ["x", "y"], "@m:a": )") + annotations + "}";
+        EXPECT_THAT([&] { read_document(document, DocumentFormat::json, openconfig_schema()); },
+                    testing::ThrowsMessage<RequestError>(std::string(path) +
+                                                         ": is no annotation, expected an object [bad-attribute]"));
+    }
+    EXPECT_THAT(
+        [] { read_document(R"({"m:a": [{"b": 1}], "@m:a": [null]})", DocumentFormat::json, openconfig_schema()); },
+        testing::ThrowsMessage<RequestError>(HasSubstr("expected \"@\" inside each entry")));
+}
+
 TEST(ClientDocument, JsonValuesKeepTheirForm) {
     using Form = ClientNode::JsonForm;
     const auto nodes = read_document(R"({"m:a": {"s": "\ud83d\ude00", "n": -1.50, "i": 7, "b": true, "e": [null]}})",
@@ -339,6 +354,26 @@ TEST(EditRequests, ContentOfWhatIsDeletedGoesWithIt) {
                             "      <name> \"a\"\n"));
     EXPECT_THAT(edit(R"({"amplifiers": {"@": {"ietf-netconf:operation": "remove"}, "amplifier": )" + entry + "}}"),
                 ElementsAre("<optical-amplifier>\n  <amplifiers>  operation remove\n"));
+}
+
+// An answer that is sent back, with an attribute of its own on a leaf of state.
+std::string answer_with(const std::string &attribute) {
+    return std::string("<data xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" "
+                       "xmlns:nc=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><optical-amplifier xmlns=\"") +
+           openconfig_ns +
+           "\"><amplifiers><amplifier><name>a</name><config><target-gain>1</target-gain></config><state>"
+           "<name>a</name><actual-gain><instant " +
+           attribute +
+           ">1</instant><avg>2</avg></actual-gain></state></amplifier></amplifiers></optical-amplifier></data>";
+}
+
+TEST(EditRequests, StateInAnAnswerIsPassedOverUnlessItHasAnOperation) {
+    const EditRequest request(openconfig_schema(), answer_with(""), DefaultOperation::merge, StateInEdit::passed_over);
+    EXPECT_EQ(request.passed_over(), 3U) << "leaves";
+    EXPECT_THAT(texts(request.requests()), ElementsAre(testing::Not(HasSubstr("state"))));
+    EXPECT_THROW(EditRequest(openconfig_schema(), answer_with("nc:operation=\"merge\""), DefaultOperation::merge,
+                             StateInEdit::passed_over),
+                 RequestError);
 }
 
 TEST(EditRequests, ReplaceOfTheWholeConfigurationRemovesTheRootsThatAreNotGiven) {

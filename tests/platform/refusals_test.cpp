@@ -114,6 +114,9 @@ TEST(ShortenedText, CutsNoCharacterInTwo) {
     // Two bytes each: both cuts would fall into the middle of one.
     EXPECT_EQ(shortened("a\u00e4\u00e4\u00e4\u00e4\u00e4\u00e4", 12),
               "a\u00e4\u00e4\u00e4\u00e4 ... [13 bytes] ... \u00e4");
+    EXPECT_EQ(shortened("a\u00e5\u00e5\u00e5\u00e5\u00e5\u00e5", 12),
+              "a\u00e5\u00e5\u00e5\u00e5 ... [13 bytes] ... \u00e5");
+    EXPECT_EQ(shortened(std::string(9, '\x80'), 8), " ... [9 bytes] ... ") << "no beginning of any character";
 }
 
 // What the native model lets a leaf of an interface hold.

@@ -291,7 +291,8 @@ TEST_F(Why, AmplifierThatTheInventoryLacks) {
 TEST_F(Why, NativeLeafThatIsAbsent) {
     const std::string native = "/ots-oper/ots-ports/ots-port[name='Ots0/1/0/0']/ots-info/ampli-gain";
     remove_native(native);
-    expect_absent(why_leaf(amplifier + "/state/actual-gain/instant"), Absence::no_native_leaf, native + " is absent");
+    expect_absent(why_leaf(amplifier + "/state/actual-gain/instant"), Absence::no_native_leaf,
+                  "the native leaf " + native + " is absent");
     expect_absent(why("/optical-amplifier/amplifiers/amplifier/state/actual-gain/instant").leaves.front(),
                   Absence::no_native_leaf, native);
 }
@@ -301,7 +302,10 @@ TEST_F(Why, NativeLeavesThatAreAllAbsent) {
     remove_native(lane + "receive-power");
     EXPECT_EQ(why_leaf(amplifier + "/state/input-power-c-band/instant").value, "-15.43");
     remove_native(lane + "receive-power-dbm");
-    expect_absent(why_leaf(amplifier + "/state/input-power-c-band/instant"), Absence::no_native_leaf, "are absent");
+    const std::string reason = why_leaf(amplifier + "/state/input-power-c-band/instant").reason;
+    EXPECT_THAT(reason, StartsWith("the native leaves " + lane));
+    EXPECT_THAT(reason, HasSubstr(" and " + lane));
+    EXPECT_THAT(reason, testing::EndsWith(" are absent"));
 }
 
 TEST_F(Why, NativeEntryThatIsAbsent) {
@@ -407,6 +411,109 @@ TEST_F(Why, TextsOfANodeAreShownHarmless) {
     const std::string text = why_text(why(amplifier + "/state/input-power-c-band/avg"));
     EXPECT_EQ(text.find('\x1b'), std::string::npos);
     EXPECT_EQ(why_json(why(amplifier + "/state/input-power-c-band/avg")).find('\x1b'), std::string::npos);
+}
+
+// Texts of reports that no node made
+
+WhyReport report_of(std::vector<WhyLeaf> leaves) {
+    return {.leaves = std::move(leaves), .left_out = {}, .failure = {}};
+}
+
+TEST(WhyText, AParagraphTellsSourceConverterChecksAndWhatWasPassedOver) {
+    WhyLeaf leaf{.path = "/a/gain", .entry = "/a", .value = "17.5", .unit = "dB"};
+    leaf.from = WhySource{.place = "/ports/port[name='Ots0/1/0/0']/info/gain", .text = "1750"};
+    leaf.converter = "gain_to_high";
+    leaf.rule = "native hundredths";
+    leaf.written = "17.50";
+    leaf.checked = {{.database = true, .place = "/oper/inventory/", .item = "Ots0_1_0_0", .text = {}},
+                    {.database = true, .place = "/oper/inventory/", .element = "Slot", .text = {}}};
+    leaf.passed_over = {
+        {{.database = true, .place = "/oper/", .item = "Ots0/history", .element = "a.b.c", .text = "7"}, "is older"}};
+    EXPECT_EQ(why_text(report_of({leaf})),
+              "/a/gain = 17.5 dB\n"
+              "  from   native /ports/port[name='Ots0/1/0/0']/info/gain = \"1750\"\n"
+              "  by     gain_to_high: hundredths of a dB, divided by 100: 1750 is 17.50, which the model writes 17.5\n"
+              "  after  system database /oper/inventory/ Ots0_1_0_0 was found\n"
+              "  after  system database /oper/inventory/ Slot was found\n"
+              "  other  database b.c of Ots0 = \"7\" is older\n");
+}
+
+TEST(WhyText, ARecordIsToldWithItsElement) {
+    WhyLeaf leaf{.path = "/a/power", .entry = "/a", .value = "-1"};
+    leaf.from = WhySource{
+        .database = true, .place = "/oper/", .item = "Ots0", .record = "rec", .element = "x.y", .text = " -1 "};
+    leaf.rule = "as it stands";
+    leaf.written = "-1";
+    EXPECT_EQ(why_text(report_of({leaf})), "/a/power = -1\n"
+                                           "  from   system database /oper/ Ots0\n"
+                                           "         rec x.y = \" -1 \"\n"
+                                           "  by     the plug-in: as it stands, white space removed\n");
+    leaf.rule = "";
+    leaf.from->element = "";
+    EXPECT_EQ(why_text(report_of({leaf})), "/a/power = -1\n"
+                                           "  from   system database /oper/ Ots0\n");
+    leaf.converter = "power_to_high";
+    EXPECT_EQ(why_text(report_of({leaf})), "/a/power = -1\n"
+                                           "  from   system database /oper/ Ots0\n"
+                                           "  by     power_to_high\n");
+}
+
+TEST(WhyText, ALeafWithoutAValueHasItsReasonAndAReadItsFailureOnce) {
+    WhyLeaf leaf{.path = "/a/gain", .entry = "/a"};
+    leaf.reason = "the record is damaged: offset 0";
+    WhyReport report = report_of({leaf});
+    report.left_out = {"/a lacks 0/3"};
+    report.failure = "offset 0";
+    const std::string text = "/a/gain has no value\n  why    the record is damaged: offset 0\nLeft out: /a lacks 0/3\n";
+    EXPECT_EQ(why_text(report), text);
+    report.failure = "offset 1";
+    EXPECT_EQ(why_text(report), text + "A read of this fails: offset 1\n");
+}
+
+TEST(WhyText, SeveralLeavesAreATableUnderEachEntry) {
+    WhyLeaf gain{.path = "/a[k='1']/gain", .entry = "/a[k='1']", .value = "17.5", .unit = "dB"};
+    gain.from = WhySource{.place = "/p/port[name='Ots0/1/0/0']/info/gain", .text = "1750"};
+    WhyLeaf key{.path = "/a[k='1']/k", .entry = "/a[k='1']", .value = "1"};
+    key.from = WhySource{.place = "/p/port[name='1']/name", .text = "1"};
+    WhyLeaf own{.path = "/a[k='2']/type", .entry = "/a[k='2']", .value = "EDFA"};
+    WhyLeaf none{.path = "/top", .entry = ""};
+    none.reason = "the words of this reason are many and do not fit into one line of that few columns";
+    WhyReport report = report_of({gain, key, own, none});
+    report.failure = "no such file";
+    EXPECT_EQ(why_text(report, 60), "/a[k='1']\n"
+                                    "  gain  17.5 dB  native info/gain of Ots0/1/0/0 = \"1750\"\n"
+                                    "  k     1        native port/name = \"1\"\n"
+                                    "/a[k='2']\n"
+                                    "  type  EDFA  the plug-in's own\n"
+                                    "  top  -  the words of this reason are many and do not fit\n"
+                                    "          into one line of that few columns\n"
+                                    "A read of this fails: no such file\n");
+}
+
+TEST(WhyText, EditsTellTheNativeLeafAndWhatIsLost) {
+    const std::vector<WhyEdit> edits{{.path = "/a/gain",
+                                      .asked = "15.56",
+                                      .unit = "dB",
+                                      .native = "/n/gain",
+                                      .stored = "155",
+                                      .native_unit = "0.1 dB",
+                                      .carried_out = true,
+                                      .reads_back = "15.5",
+                                      .lost = "0.06 dB"},
+                                     {.path = "/a/tilt", .asked = {}, .native = "/n/tilt", .carried_out = true},
+                                     {.path = "/a/name", .asked = "x"},
+                                     {.path = "/a/on", .asked = "true", .native = "/n/on", .stored = "1"}};
+    EXPECT_EQ(why_text(edits), "/a/gain = 15.56 dB\n"
+                               "  native /n/gain = \"155\", in units of 0.1 dB\n"
+                               "  back   15.5 dB\n"
+                               "  lost   0.06 dB\n"
+                               "/a/tilt is removed\n"
+                               "  native /n/tilt is removed\n"
+                               "  back   nothing\n"
+                               "/a/name = x\n"
+                               "  native no leaf of its own\n"
+                               "/a/on = true\n"
+                               "  native /n/on = \"1\"\n");
 }
 
 } // namespace

@@ -72,6 +72,13 @@ TEST(YangTree, StaysWholeWhenItsFirstNodeIsRemoved) {
     EXPECT_TRUE(tree.empty());
 }
 
+TEST(YangTree, IsStoredAsOneDocumentThatReadsBackTheSame) {
+    EXPECT_EQ(YangTree().print_to_store(), "{}");
+    const std::string stored = parsed(ports).print_to_store();
+    EXPECT_EQ(stored,
+              R"({"Korvex-controller-orvo8-ots-oper:ots-oper":{"ots-ports":{"ots-port":[{"name":"Ots0/1/0/0"}]}}})");
+}
+
 TEST(YangTree, ACopyIsChangedByItself) {
     const YangTree tree = parsed(ports);
     YangTree copy = tree.copy();

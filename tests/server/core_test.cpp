@@ -2,7 +2,9 @@
 // feed of changes.
 #include "served_node.h"
 
+#include "server/log_in.h"
 #include "server/served_modules.h"
+#include "server/users.h"
 #include "support/program.h"
 #include "yang/models.h"
 
@@ -10,9 +12,13 @@
 #include <array>
 #include <atomic>
 #include <future>
+#include <regex>
+#include <sstream>
 #include <thread>
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 using namespace server_tests;
 using testing::ElementsAre;
@@ -375,6 +381,82 @@ TEST_F(Locks, KeepOtherProcessesOut) {
     EXPECT_EQ(gain(one), "11.0");
 }
 
+// What the refusal of a request says, with the session that holds what it asked for.
+class RefusalTexts : public ServedNode {
+  protected:
+    std::string told(SessionId by, Operation operation) {
+        const Refusal refused = refusal(by, std::move(operation));
+        return std::string(word_of(refused.tag)) + ": " + refused.reason +
+               (refused.holder ? " (" + std::to_string(*refused.holder) + ")" : "");
+    }
+};
+
+TEST_F(RefusalTexts, OfLocksNameSessionAndDatastore) {
+    const SessionId one = session(), other = session();
+    const std::string number = std::to_string(one), holder = " (" + number + ")";
+    EXPECT_EQ(answer(one, Lock{}), "ok");
+    EXPECT_EQ(told(other, Lock{}), "lock-denied: session " + number + " has locked the running datastore" + holder);
+    EXPECT_EQ(told(other, Edit{.steps = {{.document = gain_edit("11.0")}}}),
+              "in-use: session " + number + " has locked the running datastore" + holder);
+    EXPECT_EQ(told(other, Unlock{}), "operation-failed: this session has no lock on the running datastore");
+    EXPECT_EQ(told(other, Unlock{Datastore::candidate}),
+              "operation-failed: this session has no lock on the candidate datastore");
+    EXPECT_EQ(answer(one, Lock{Datastore::candidate}), "ok");
+    EXPECT_EQ(told(other, Commit{}), "in-use: session " + number + " has locked the candidate datastore" + holder);
+    EXPECT_EQ(answer(one, Unlock{Datastore::candidate}), "ok");
+    EXPECT_EQ(edit(other, gain_edit("11.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(told(one, Lock{Datastore::candidate}),
+              "lock-denied: the candidate has changes, expected a commit or discard-changes first (0)");
+}
+
+TEST_F(RefusalTexts, OfCommitsSayWhatIsPending) {
+    const SessionId one = session(), other = session();
+    const std::string holder = " (" + std::to_string(one) + ")";
+    EXPECT_EQ(told(one, CancelCommit{}), "operation-failed: no confirmed commit is pending");
+    EXPECT_EQ(told(one, Commit{.candidate = false}), "operation-failed: no confirmed commit is pending");
+    EXPECT_EQ(told(one, Commit{.persist_id = "word"}), "invalid-value: persist-id: no confirmed commit is pending");
+    EXPECT_EQ(told(one, Commit{.persist = "word"}), "invalid-value: persist: expected with a confirmed commit alone");
+    EXPECT_EQ(told(one, Commit{.confirmed = true, .timeout = std::chrono::seconds(0)}),
+              "invalid-value: confirm-timeout: expected at least 1 second");
+    EXPECT_EQ(edit(one, gain_edit("11.0"), Datastore::candidate), "ok");
+    EXPECT_EQ(answer(one, Commit{.confirmed = true}), "ok");
+    const std::string pending = "a confirmed commit of another session is pending" + holder;
+    EXPECT_EQ(told(other, Commit{}), "in-use: " + pending);
+    EXPECT_EQ(told(other, Edit{.steps = {{.document = gain_edit("11.0")}}}), "in-use: " + pending);
+    EXPECT_EQ(told(other, Lock{}), "lock-denied: " + pending);
+    EXPECT_EQ(answer(one, Commit{.confirmed = true, .persist = "word"}), "ok");
+    EXPECT_EQ(told(one, Commit{}),
+              "in-use: the confirmed commit that is pending persists, expected its persist-id" + holder);
+    EXPECT_EQ(told(one, CancelCommit{.persist_id = "other"}),
+              "invalid-value: persist-id: not that of the confirmed commit that is pending");
+}
+
+TEST_F(RefusalTexts, OfReadsCopiesAndKills) {
+    const SessionId one = session();
+    EXPECT_EQ(told(one, Read{.source = Datastore::candidate, .configuration_only = false}),
+              "invalid-value: the candidate has no state, expected the running datastore");
+    EXPECT_EQ(told(one, CopyConfig{.source = Datastore::candidate, .target = Datastore::candidate}),
+              "invalid-value: source and target are one, expected two datastores");
+    EXPECT_EQ(told(one, KillSession{one}), "invalid-value: a session cannot kill itself, expected another's number");
+    EXPECT_EQ(told(one, KillSession{4711}), "invalid-value: no session 4711");
+}
+
+TEST_F(RefusalTexts, OfSessionsSayHowManyThereMayBe) {
+    restart({.sessions = 2, .sessions_per_user = 1});
+    const auto refused = [&](const std::string &user) -> std::string {
+        try {
+            session(Role::reader, user);
+        } catch (const SessionRefused &refusal) {
+            return refusal.what();
+        }
+        return "taken";
+    };
+    EXPECT_EQ(refused("ada"), "taken");
+    EXPECT_EQ(refused("ada"), "1 sessions of user ada are open, expected at most that");
+    EXPECT_EQ(refused("bob"), "taken");
+    EXPECT_EQ(refused("eve"), "2 sessions are open, expected at most that");
+}
+
 class Sessions : public ServedNode {};
 
 TEST_F(Sessions, AreKilledByAdmins) {
@@ -652,6 +734,127 @@ TEST_F(Edits, AreNeverSeenInHalf) {
         reader.join();
     EXPECT_EQ(torn, 0);
     EXPECT_GT(whole, 0);
+}
+
+// An event log that is read back, without the times.
+class LogFile {
+  public:
+    explicit LogFile(LogFormat format = LogFormat::text, std::string node = {})
+        : descriptor_(open(path().c_str(), O_CREAT | O_RDWR, 0600)), log(format, descriptor_, std::move(node)) {}
+    ~LogFile() { close(descriptor_); }
+    LogFile(const LogFile &) = delete;
+    LogFile &operator=(const LogFile &) = delete;
+
+    std::vector<std::string> lines() const {
+        std::vector<std::string> all;
+        std::istringstream text(support::read_file(path()));
+        for (std::string line; std::getline(text, line);)
+            all.push_back(std::regex_replace(
+                line, std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z|(milliseconds=)\d+)"), "$1T"));
+        return all;
+    }
+
+  private:
+    std::filesystem::path path() const { return folder_.path() / "log"; }
+
+    support::TemporaryFolder folder_;
+    int descriptor_;
+
+  public:
+    EventLog log;
+};
+
+TEST(EventLogs, AreTextForPeople) {
+    LogFile file;
+    file.log.write(Severity::info, "plain");
+    file.log.write(Severity::warning, "values",
+                   {{"word", "a-Z0_9.,:;/+@%[]"}, {"words", "a b"}, {"none", ""}, {"number", -7}, {"flag", true}});
+    file.log.write(Severity::error, "marks", {{"quoted", "a\"b\nc=d"}, {"flag", false}});
+    file.log.write(Severity::info, "long", {{"value", std::string(1025, 'v')}});
+    EXPECT_THAT(file.lines(),
+                ElementsAre("T info plain",
+                            R"(T warning values word=a-Z0_9.,:;/+@%[] words="a b" none="" number=-7 flag=true)",
+                            R"(T error marks quoted="a\"b\nc=d" flag=false)",
+                            "T info long value=\"" + std::string(768, 'v') + " ... [1025 bytes] ... " +
+                                std::string(256, 'v') + '"'));
+}
+
+TEST(EventLogs, AreJsonForPrograms) {
+    LogFile file(LogFormat::json, "node-1");
+    file.log.write(Severity::error, "values", {{"text", "\u00e4\xff\n"}, {"number", 7}, {"flag", true}});
+    EXPECT_THAT(file.lines(), ElementsAre(R"({"time":"T","severity":"error","event":"values","node":"node-1",)"
+                                          R"("text":"\u00e4\ufffd\n","number":7,"flag":true})"));
+}
+
+class Logged : public ServedNode {};
+
+TEST_F(Logged, SessionsAndWhatTheyDoAreInTheLogInOrder) {
+    stop();
+    LogFile file;
+    {
+        Core logged(settings(), file.log);
+        const auto open = [&](Role role, const std::string &user) {
+            return logged.open_session({user, role}, {"test", "127.0.0.1", 1}, {});
+        };
+        const SessionId ada = open(Role::admin, "ada"), rob = open(Role::reader, "rob");
+        const auto gain = [](const std::string &decibels) -> std::vector<EditStep> {
+            return {{.document = gain_edit(decibels)}};
+        };
+        logged.carry_out(ada, Edit{.steps = gain("11.0")});
+        logged.carry_out(rob, Edit{.steps = gain("12.0")});
+        logged.carry_out(ada, CancelCommit{});
+        logged.carry_out(ada, Edit{.target = Datastore::candidate, .steps = gain("13.0")});
+        logged.carry_out(ada, Commit{.confirmed = true, .timeout = std::chrono::seconds(60)});
+        logged.carry_out(ada, Commit{.confirmed = true, .timeout = std::chrono::seconds(70)});
+        logged.carry_out(ada, Commit{});
+        logged.carry_out(ada, KillSession{rob});
+        logged.close_session(ada, SessionEnd::closed);
+    }
+    const std::string by_ada = "session=1 user=ada address=127.0.0.1", by_rob = "session=2 user=rob address=127.0.0.1";
+    EXPECT_THAT(
+        file.lines(),
+        ElementsAre("T info session-start session=1 user=ada role=admin protocol=test address=127.0.0.1",
+                    "T info session-start session=2 user=rob role=reader protocol=test address=127.0.0.1",
+                    "T info edit " + by_ada + " changes=1",
+                    "T warning access-denied " + by_rob +
+                        " operation=edit tag=access-denied path=\"\" "
+                        "reason=\"edit is for the role operator, and this user has the role reader\" milliseconds=T",
+                    "T info refused " + by_ada +
+                        " operation=cancel-commit tag=operation-failed path=\"\" "
+                        "reason=\"no confirmed commit is pending\" milliseconds=T",
+                    "T info edit-candidate " + by_ada, "T info commit-confirmed " + by_ada + " changes=1",
+                    "T info confirmed-commit-pending session=1 user=ada timeout=60",
+                    "T info commit-confirmed " + by_ada + " changes=0",
+                    "T info confirmed-commit-extended session=1 user=ada timeout=70",
+                    "T info commit " + by_ada + " changes=0", "T info confirmed-commit-confirmed session=1 user=ada",
+                    "T info session-end " + by_rob + " reason=killed by=1",
+                    "T info session-end " + by_ada + " reason=closed by=0"));
+}
+
+TEST_F(Logged, LogInsAreToldWithTheirMethodAndRole) {
+    stop();
+    const std::string blob = "AAAAB3NzaC1yc2EA";
+    Users users;
+    users.add({"bob", Role::reader, "", {public_key_of("ssh-rsa " + blob)}});
+    users.write(StateFolder(folder()));
+    LogFile file;
+    {
+        Core logged(settings(), file.log);
+        const Peer peer{"test", "192.0.2.1", 7};
+        LogIns &log_ins = logged.log_ins();
+        EXPECT_TRUE(log_ins.certificate(peer, "bob"));
+        EXPECT_FALSE(log_ins.certificate(peer, "eve"));
+        EXPECT_TRUE(log_ins.public_key(peer, "bob", "ssh-rsa", blob, true));
+        EXPECT_TRUE(log_ins.public_key(peer, "bob", "ssh-rsa", blob, false)) << "asks whether it would do";
+        EXPECT_FALSE(log_ins.public_key(peer, "bob", "ssh-rsa", "AAAA", true));
+        EXPECT_FALSE(log_ins.public_key(peer, "bob", "ssh-ed25519", blob, false));
+    }
+    const std::string from = " address=192.0.2.1 port=7 protocol=test method=";
+    EXPECT_THAT(file.lines(), ElementsAre("T info log-in user=bob" + from + "certificate role=reader",
+                                          "T warning log-in-refused user=eve" + from + "certificate role=none",
+                                          "T info log-in user=bob" + from + "public-key role=reader",
+                                          "T warning log-in-refused user=bob" + from + "public-key role=none",
+                                          "T warning log-in-refused user=bob" + from + "public-key role=none"));
 }
 
 } // namespace
