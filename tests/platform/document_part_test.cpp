@@ -35,7 +35,8 @@ std::string part(const std::string &document, const OutputNode &request) {
 }
 
 const std::string head = R"({"Korvex-controller-orvo8-ots-oper:ots-oper":{"ots-ports":{"ots-port":[)";
-const std::string ports = head + R"({"name":"Ots0/1/0/0","a":{"b":["]",{"c":"}\""}]}},{"name":"Ots0/2/0/0"},{"name":"x"}]}}})";
+const std::string ports =
+    head + R"({"name":"Ots0/1/0/0","a":{"b":["]",{"c":"}\""}]}},{"name":"Ots0/2/0/0"},{"name":"x"}]}}})";
 
 OutputNode port(const std::vector<Key> &keys) {
     return node("ots-oper", {node("ots-ports", {entry("ots-port", keys)})});
@@ -96,8 +97,9 @@ TEST(DocumentPart, IsNothingOfATextThatIsCutShortOrLonger) {
     EXPECT_EQ(part(ports + " ", port({{"name", "x"}})), "none");
     for (const std::string text : {"[]", "7", "{7}", "{\"a\"}", "{\"a\":}", "{\"a\":1,}", " {}"})
         EXPECT_EQ(part(text, port({})), "none") << text;
-    EXPECT_EQ(part(R"({"Korvex-controller-orvo8-ots-oper:ots-oper":{"ots-ports":{"ots-port":{}}}})", port({{"name", "x"}})),
-              "none")
+    EXPECT_EQ(
+        part(R"({"Korvex-controller-orvo8-ots-oper:ots-oper":{"ots-ports":{"ots-port":{}}}})", port({{"name", "x"}})),
+        "none")
         << "a list that is none";
 }
 
