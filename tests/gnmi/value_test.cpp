@@ -185,7 +185,7 @@ TEST(GnmiValue, WhatHoldsOthersIsTakenInJsonAlone) {
     ::gnmi::TypedValue value;
     value.set_bytes_val("x");
     EXPECT_THAT([&] { edit_value(openconfig_schema(), &container, value, "/p"); },
-                refused_with(Code::unimplemented, "/p: encoding BYTES is not supported, expected JSON or JSON_IETF"));
+                refused_with(Code::unimplemented, "/p: is given as bytes_val, expected json_ietf_val or json_val"));
     value.set_string_val("x");
     EXPECT_THAT([&] { edit_value(openconfig_schema(), &container, value, "/p"); },
                 refused_with(Code::invalid_argument, "/p: is no leaf, expected a value in JSON or JSON_IETF"));
