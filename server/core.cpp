@@ -232,9 +232,12 @@ class Core::Impl {
     }
 
     Outcome carry_out(const SessionInfo &caller, const Operation &operation) {
+        const auto begun = std::chrono::system_clock::now();
         try {
             check_role(caller.principal, operation);
-            return std::visit([&](const auto &asked) { return carry_out_one(caller, asked); }, operation);
+            Result result = std::visit([&](const auto &asked) { return carry_out_one(caller, asked); }, operation);
+            result.begun = begun;
+            return result;
         } catch (const std::exception &error) {
             return refusal_of(error);
         }

@@ -144,6 +144,9 @@ struct Result {
     /// Of a Read: OpenConfig and native roots side by side, for the one who gets it to keep, in any thread. No module
     /// here has default values, so every form of with-defaults gives this same data.
     YangTree data = {};
+    /// When its turn came. Requests have their turns one after the other: who orders what was read and changed by these
+    /// times has the order in which it happened.
+    std::chrono::system_clock::time_point begun = {};
 };
 
 /// A request that was not carried out and changed nothing.

@@ -24,6 +24,7 @@ class Colours {
     /// Looks at standard output and the environment.
     explicit Colours(ColourUse use);
 
+    bool used() const noexcept { return used_; }
     std::string title(std::string_view text) const { return in("1", text); }
     std::string added(std::string_view text) const { return in("32", text); }
     std::string removed(std::string_view text) const { return in("31", text); }

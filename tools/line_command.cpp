@@ -1,4 +1,5 @@
 // ocamp line: makes, runs and shows simulated lines. Knows how a line is asked for and shown, not how it is computed.
+#include "colour.h"
 #include "line_options.h"
 #include "options.h"
 #include "other_program.h"
@@ -11,13 +12,14 @@
 #include "line/show.h"
 #include "seam/text.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <fstream>
 #include <memory>
 #include <thread>
 
-#include <unistd.h>
+#include <sys/ioctl.h>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -33,7 +35,7 @@ struct LineOptions {
     std::vector<std::string> words;
     bool watch = false;
     std::string svg;
-    std::string colour = "auto";
+    ColourUse colour = ColourUse::automatic;
 };
 
 volatile std::sig_atomic_t asked_to_end = 0;
@@ -66,10 +68,6 @@ void event(const LineOptions &options) {
     finish_output("", "the event waits for the line");
 }
 
-bool in_colour(const std::string &word) {
-    return word == "always" || (word == "auto" && isatty(STDOUT_FILENO) != 0);
-}
-
 void write_picture(const std::string &file, const std::string &picture) {
     if (file == "-") {
         write_output(picture);
@@ -79,6 +77,27 @@ void write_picture(const std::string &file, const std::string &picture) {
     stream << picture << std::flush;
     if (!stream)
         throw InputError(fmt::format("{}: cannot be written, expected a file to write the picture to", file));
+}
+
+// Rows of the terminal that standard output leads to; nothing when it leads elsewhere, or the terminal does not tell.
+std::optional<std::size_t> terminal_rows() {
+    winsize size{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0)
+        return std::nullopt;
+    return size.ws_row;
+}
+
+// What a terminal of that many rows shows of the text without scrolling, and how much it does not show.
+std::string as_tall_as(std::size_t rows, const std::string &text) {
+    const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+    // Behind the last line feed the cursor takes a row, too.
+    if (lines < rows)
+        return text;
+    const std::size_t shown = rows > 2 ? rows - 2 : 0;
+    std::size_t end = 0;
+    for (std::size_t line = 0; line < shown; ++line)
+        end = text.find('\n', end) + 1;
+    return text.substr(0, end) + fmt::format("... and {} rows for which this terminal has no room\n", lines - shown);
 }
 
 // A screen's worth of text over the one before: what a shorter line leaves of the longer one under it goes.
@@ -96,7 +115,7 @@ std::string over_the_last(const std::string &text) {
 void show(const LineOptions &options) {
     const LineDescription line = line_of_folder(options.folder);
     LineStore store(options.folder, false);
-    const LinePicture picture(line, in_colour(options.colour));
+    const LinePicture picture(line, Colours(options.colour).used());
     const auto now = [&] {
         std::optional<Simulation> simulation(std::in_place, line, 0);
         if (!restore_kept(options.folder, store, *simulation))
@@ -119,13 +138,17 @@ void show(const LineOptions &options) {
         finish_output(text_now(), "");
         return;
     }
-    constexpr const char *clear_all = "\033[2J";
+    constexpr const char *clear_all = "\033[2J", *cut_long_rows = "\033[?7l", *wrap_long_rows = "\033[?7h";
     constexpr std::chrono::milliseconds refresh{500}, nap{50};
     end_on_signals();
-    write_output(clear_all);
+    const bool on_terminal = terminal_rows().has_value();
+    write_output(on_terminal ? std::string(cut_long_rows) + clear_all : clear_all);
     std::optional<std::string> shown;
     while (asked_to_end == 0) {
-        if (std::string text = text_now(); shown != text) {
+        std::string text = text_now();
+        if (const std::optional<std::size_t> rows = terminal_rows())
+            text = as_tall_as(*rows, text);
+        if (shown != text) {
             finish_output(over_the_last(text), "");
             shown = std::move(text);
         }
@@ -133,7 +156,7 @@ void show(const LineOptions &options) {
         while (asked_to_end == 0 && std::chrono::steady_clock::now() < until)
             std::this_thread::sleep_for(nap);
     }
-    finish_output("", "");
+    finish_output(on_terminal ? wrap_long_rows : "", "");
 }
 
 using Action = void (*)(const LineOptions &);
@@ -187,10 +210,7 @@ void add_line_command(CLI::App &program) {
     shower.add_option("--svg", options->svg, "Write a level diagram of the powers along the line instead")
         ->type_name("FILE")
         ->excludes(watch);
-    shower.add_option("--color", options->colour, "auto, always or never")
-        ->type_name("WHEN")
-        ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
-        ->capture_default_str();
+    add_colour_option(shower, options->colour);
 }
 
 } // namespace ocamp

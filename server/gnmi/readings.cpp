@@ -225,8 +225,7 @@ void Readings::submit(server::Read read) {
         void tell(std::optional<server::Outcome> outcome) {
             told = true;
             inbox->post([to = readings, kept = std::make_shared<std::optional<server::Outcome>>(std::move(outcome)),
-                         part = partial,
-                         read_at = std::chrono::system_clock::now()] { to->end_reading(*kept, part, read_at); });
+                         part = partial] { to->end_reading(*kept, part); });
         }
         ~Answer() {
             if (!told)
@@ -251,16 +250,15 @@ void Readings::submit(server::Read read) {
     core_.submit(*session_, std::move(read), [answer](server::Outcome outcome) { answer->tell(std::move(outcome)); });
 }
 
-void Readings::end_reading(std::optional<server::Outcome> &outcome, bool partial,
-                           std::chrono::system_clock::time_point read_at) {
+void Readings::end_reading(std::optional<server::Outcome> &outcome, bool partial) {
     // What is wrong with one of several paths is not to be the failure of all: everything can always be read.
     if (partial && outcome && std::holds_alternative<server::Refusal>(*outcome)) {
         submit(whole_read_of(paths_under_way()));
         return;
     }
     ReadingOutcome told = RpcError(Code::unavailable, "the server ends");
-    if (outcome && std::holds_alternative<server::Result>(*outcome))
-        told = std::make_shared<const Reading>(std::move(std::get<server::Result>(*outcome).data), read_at);
+    if (auto *result = outcome ? std::get_if<server::Result>(&*outcome) : nullptr)
+        told = std::make_shared<const Reading>(std::move(result->data), result->begun);
     else if (outcome)
         told = RpcError(std::get<server::Refusal>(*outcome));
     for (const Request &request : std::exchange(under_way_, {}))

@@ -129,8 +129,7 @@ class Readings {
     void begin_soon();
     void begin_reading();
     void submit(server::Read read);
-    void end_reading(std::optional<server::Outcome> &outcome, bool partial,
-                     std::chrono::system_clock::time_point read_at);
+    void end_reading(std::optional<server::Outcome> &outcome, bool partial);
     std::vector<Path> paths_under_way() const;
 
     server::Core &core_;

@@ -136,11 +136,10 @@ void Setter::check_pending(const std::optional<CommitAction> &action) {
         throw invalid("commit", "is not the id of the commit that is pending");
 }
 
-void Setter::commit(Session &session, const SetEdit &edit, const CommitAction &action) {
-    if (action.kind == CommitAction::Kind::cancel) {
-        session.carry_out(server::CancelCommit{.persist_id = action.id});
-        return;
-    }
+// Gives the result of what changed the configuration.
+server::Result Setter::commit(Session &session, const SetEdit &edit, const CommitAction &action) {
+    if (action.kind == CommitAction::Kind::cancel)
+        return session.carry_out(server::CancelCommit{.persist_id = action.id});
     // What others have in the candidate is not committed along, and keeps nobody from confirming.
     server::Commit commit{.candidate = action.kind == CommitAction::Kind::commit};
     if (commit.candidate)
@@ -161,7 +160,7 @@ void Setter::commit(Session &session, const SetEdit &edit, const CommitAction &a
         const std::lock_guard guard(mutex_);
         next_id_ = action.id;
     }
-    session.carry_out(std::move(commit));
+    return session.carry_out(std::move(commit));
 }
 
 ::gnmi::SetResponse Setter::carry_out(const ::gnmi::SetRequest &request, const server::Principal &principal,
@@ -172,17 +171,12 @@ void Setter::commit(Session &session, const SetEdit &edit, const CommitAction &a
         check_election(*edit.election());
     check_pending(edit.commit());
     server::check_native_edit(principal, edit.native_path());
-    // Before the change: what reads the node after it has a later time.
-    const std::chrono::system_clock::time_point changed_at = std::chrono::system_clock::now();
-    if (edit.commit() || !edit.empty()) {
-        Session session(core_, principal, peer);
-        if (edit.commit()) {
-            commit(session, edit, *edit.commit());
-        } else {
-            session.carry_out(edit.edit());
-        }
-    }
-    return edit.response(changed_at);
+    if (!edit.commit() && edit.empty())
+        return edit.response(std::chrono::system_clock::now());
+    Session session(core_, principal, peer);
+    const server::Result changed =
+        edit.commit() ? commit(session, edit, *edit.commit()) : session.carry_out(edit.edit());
+    return edit.response(changed.begun);
 }
 
 } // namespace ocamp::gnmi

@@ -48,7 +48,7 @@ class Setter {
                                   const server::Peer &peer);
     void check_election(const Election &election);
     void check_pending(const std::optional<CommitAction> &action);
-    void commit(Session &session, const SetEdit &edit, const CommitAction &action);
+    server::Result commit(Session &session, const SetEdit &edit, const CommitAction &action);
     void heard(const server::Event &event);
 
     server::Core &core_;

@@ -5,6 +5,7 @@
 #include "messages.h"
 
 #include <future>
+#include <thread>
 
 using namespace gnmi_tests;
 using server::Principal;
@@ -122,6 +123,30 @@ TEST_F(GnmiSetter, TheTimeOfAChangeIsNotLaterThanWhatIsToldOfIt) {
     const auto told = events.wait_for(1);
     ASSERT_FALSE(told.empty());
     EXPECT_LE(changed_at, told.front()->at.time_since_epoch());
+}
+
+// The reading has its turn before the Set, however long the Set has waited.
+TEST_F(GnmiSetter, TheTimeOfAChangeIsLaterThanThatOfWhatWasReadBeforeIt) {
+    Setter setter(core());
+    const server::SessionId reader = core().open_session(operator_, {}, {});
+    std::promise<std::chrono::system_clock::time_point> read_at;
+    std::promise<void> held, goes_on;
+    core().submit(reader, server::Read{}, [&](server::Outcome outcome) {
+        held.set_value();
+        goes_on.get_future().wait();
+        read_at.set_value(std::get<server::Result>(outcome).begun);
+    });
+    held.get_future().wait();
+    std::promise<std::int64_t> answer;
+    submit(setter, gain_set(3.3),
+           [&](const SetOutcome &outcome) { answer.set_value(std::get<::gnmi::SetResponse>(outcome).timestamp()); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // so that a time taken while it waits is seen
+    const auto released_at = std::chrono::system_clock::now();
+    goes_on.set_value();
+    const std::chrono::nanoseconds changed_at(answer.get_future().get());
+    EXPECT_GE(changed_at, released_at.time_since_epoch());
+    EXPECT_LE(read_at.get_future().get(), released_at);
+    core().close_session(reader, server::SessionEnd::closed);
 }
 
 TEST_F(GnmiSetter, AfterTheEndSetsAreUnavailable) {

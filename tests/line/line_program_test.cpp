@@ -2,6 +2,7 @@
 #include "support/files.h"
 #include "support/program.h"
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -9,6 +10,8 @@
 #include <regex>
 #include <thread>
 
+#include <poll.h>
+#include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -309,6 +312,39 @@ TEST_F(LineCommands, WatchingLeavesNothingOfWhatWasShown) {
     wait_until_shown(well);
     kill(process, SIGTERM);
     EXPECT_EQ(end_of(process), 0);
+}
+
+TEST_F(LineCommands, WatchingScrollsNoTerminalThatIsTooSmall) {
+    ASSERT_EQ(run_until(3).status, 0);
+    winsize size{.ws_row = 12, .ws_col = 40, .ws_xpixel = 0, .ws_ypixel = 0};
+    int terminal = -1, other_end = -1;
+    std::array<char, 64> name{};
+    ASSERT_EQ(openpty(&terminal, &other_end, name.data(), nullptr, &size), 0);
+    const int process = support::start(
+        {.words = words({"line", "show", line(), "--watch"}), .redirected = {{STDOUT_FILENO, name.data()}}});
+    std::string bytes;
+    const auto read_until = [&](std::string_view wanted) {
+        std::array<char, 4096> part{};
+        pollfd readable{.fd = terminal, .events = POLLIN, .revents = 0};
+        while (bytes.find(wanted) == std::string::npos && poll(&readable, 1, 60'000) == 1) {
+            const ssize_t count = read(terminal, part.data(), part.size());
+            if (count <= 0)
+                break;
+            bytes.append(part.data(), static_cast<std::size_t>(count));
+        }
+    };
+    read_until("no room\033[K\r\n\033[J");
+    const std::string text = ocamp({"line", "show", line()}).out;
+    const auto rows = std::count(text.begin(), text.end(), '\n');
+    EXPECT_THAT(bytes, testing::StartsWith("\033[?7l\033[2J\033[H"));
+    EXPECT_THAT(bytes, HasSubstr("... and " + std::to_string(rows - 10) + " rows for which this terminal has no room"));
+    EXPECT_EQ(std::count(bytes.begin(), bytes.end(), '\n'), 11);
+    kill(process, SIGTERM);
+    EXPECT_EQ(end_of(process), 0);
+    read_until("\033[?7h");
+    EXPECT_THAT(bytes, testing::EndsWith("\033[?7h"));
+    close(terminal);
+    close(other_end);
 }
 
 // Runs the line without an end, and kills it some time after it has begun to move.
