@@ -160,7 +160,7 @@ CommitAction action_of(const gnmi_ext::Commit &commit) {
         throw invalid("commit", "has no id");
     CommitAction action{.id = commit.id()};
     const auto set_duration = [&](const google::protobuf::Duration &duration) {
-        constexpr std::int64_t longest = 7 * 24 * 3600;
+        constexpr std::int64_t longest = std::int64_t{7} * 24 * 3600;
         // A part of a second counts as a whole one: what is taken back is not taken back early.
         const std::int64_t seconds = duration.seconds() + (duration.nanos() > 0 ? 1 : 0);
         if (seconds < 1 || seconds > longest || duration.nanos() < 0)
@@ -190,8 +190,10 @@ CommitAction action_of(const gnmi_ext::Commit &commit) {
 } // namespace
 
 SetEdit::SetEdit(const ::gnmi::SetRequest &request) {
-    const std::size_t operations = static_cast<std::size_t>(request.delete__size() + request.replace_size() +
-                                                            request.update_size() + request.union_replace_size());
+    std::size_t operations = 0;
+    for (const int count :
+         {request.delete__size(), request.replace_size(), request.update_size(), request.union_replace_size()})
+        operations += static_cast<std::size_t>(count);
     if (operations > most_operations)
         throw invalid("/", fmt::format("{} operations, expected at most {}", operations, most_operations));
     for (const gnmi_ext::Extension &extension : request.extension()) {
