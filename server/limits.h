@@ -17,8 +17,9 @@ struct Limits {
     // Kept by the adapters.
     std::size_t connections = 512;            ///< of one protocol, logged in or not
     std::size_t connections_per_address = 64; ///< not logged in yet, of one protocol
+    std::size_t connections_per_user = 128;   ///< of gNMI; NETCONF's are sessions each
     std::chrono::seconds log_in_time{30};     ///< from the connection to the end of the log-in
-    std::chrono::seconds idle_time{0};        ///< without a request; 0: for ever. Subscribed sessions are not idle
+    std::chrono::seconds idle_time{0};        ///< without a request; 0: for ever. Who has subscribed is not idle
     std::size_t message_size = std::size_t{4} * 1024 * 1024;    ///< bytes of one message of a client
     std::size_t nesting = 100;                                  ///< levels of a client's document
     std::size_t output_backlog = std::size_t{16} * 1024 * 1024; ///< bytes that a client has not read yet

@@ -83,11 +83,14 @@ void add_limits(CLI::App &program, Limits &limits) {
     add_limit(program, "--max-connections", limits.connections, "N", "Connections of one protocol, logged in or not");
     add_limit(program, "--max-connections-per-address", limits.connections_per_address, "N",
               "Connections of one address that are not logged in");
+    add_limit(program, "--max-connections-per-user", limits.connections_per_user, "N",
+              "gNMI connections of one user, with 16 streams for each");
     add_limit(program, "--max-message", limits.message_size, "BYTES", "Size of one message of a client");
     add_limit(program, "--max-nesting", limits.nesting, "N", "Levels of a client's document");
     add_limit(program, "--max-backlog", limits.output_backlog, "BYTES", "What one client has not read yet");
     add_time(program, "--log-in-time", limits.log_in_time, "SECONDS", "From the connection to the end of the log-in");
-    add_time(program, "--idle-time", limits.idle_time, "SECONDS", "A session without requests; 0: for ever");
+    add_time(program, "--idle-time", limits.idle_time, "SECONDS",
+             "A session without requests, or a gNMI connection without RPCs; 0: for ever");
     add_time(program, "--change-poll", limits.change_poll, "MILLISECONDS",
              "Between looks for changes that other processes made");
 }

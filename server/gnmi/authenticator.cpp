@@ -158,7 +158,7 @@ void Authenticator::check_password(const server::Peer &peer, std::string_view us
     if (!ask(question, asker, first)) {
         drop_unwanted(std::get<std::string>(question));
         if (!ask(question, asker, first)) {
-            asker.answer({.user = {}, .too_many = true});
+            asker.answer({.user = {}, .lack = Authentication::Lack::too_many_attempts});
             return;
         }
     }
@@ -173,7 +173,7 @@ void Authenticator::check_password(const server::Peer &peer, std::string_view us
             self->answer(question, {.user = found});
         });
     if (!waits)
-        answer(question, {.user = {}, .too_many = true});
+        answer(question, {.user = {}, .lack = Authentication::Lack::too_many_attempts});
 }
 
 } // namespace ocamp::gnmi

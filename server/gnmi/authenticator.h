@@ -26,8 +26,15 @@ struct Credentials {
 
 /// What has come of an RPC's credentials.
 struct Authentication {
+    /// Why there is no user.
+    enum class Lack {
+        not_proved,          ///< nobody was named, or nobody's password
+        too_many_attempts,   ///< nobody looked at them: too many attempts or RPCs wait
+        too_many_connections ///< of a user who has proved it
+    };
+
     server::LogInAnswer user = {};
-    bool too_many = false; ///< nobody looked at them: too many attempts or RPCs wait
+    Lack lack = Lack::not_proved; ///< without a user
 };
 
 /// Safe from any thread. Shared: an attempt that waits holds it.

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <vector>
 
 #include <fmt/format.h>
 #include <openssl/err.h>
@@ -98,47 +99,43 @@ void make_files(const server::StateFolder &folder, server::EventLog &log) {
     log.write(server::Severity::info, "certificate-made", {{"host", host_name()}});
 }
 
-// Certificates that follow the first are those of the authorities in between.
-void add_chain(SSL_CTX &context, BIO &from) {
-    for (;;) {
-        Certificate one(PEM_read_bio_X509(&from, nullptr, nullptr, nullptr));
-        if (!one) {
-            ERR_clear_error();
-            return;
-        }
-        ensure(SSL_CTX_add0_chain_cert(&context, one.get()) == 1, "certificate");
-        static_cast<void>(one.release());
-    }
-}
-
 Memory memory_of(const std::string &text) {
     Memory memory(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
     ensure(memory != nullptr, "certificate");
     return memory;
 }
 
+// All that a file holds, one at least. Throws InputError for a file without one, or with one that cannot be read.
+std::vector<Certificate> certificates_in(const std::string &file, const std::string &text) {
+    const Memory memory = memory_of(text);
+    std::vector<Certificate> certificates;
+    while (X509 *next = PEM_read_bio_X509(memory.get(), nullptr, nullptr, nullptr))
+        certificates.emplace_back(next);
+    // No further line that begins one is how a file ends.
+    const bool ended = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
+    const std::string reason = openssl_reason();
+    if (certificates.empty())
+        throw InputError(fmt::format("{}: {}, expected a certificate in PEM", file, reason));
+    if (!ended)
+        throw InputError(
+            fmt::format("{}: certificate {}: {}, expected certificates in PEM", file, certificates.size() + 1, reason));
+    return certificates;
+}
+
 // Throws InputError for texts that a server cannot begin TLS with.
 void check_pair(const std::string &certificate_file, const std::string &key_file, const CertificateTexts &texts) {
     const Context context(SSL_CTX_new(TLS_server_method()));
     ensure(context != nullptr, "TLS");
-    const Memory certificates = memory_of(texts.certificate), keys = memory_of(texts.key);
-    const Certificate certificate(PEM_read_bio_X509(certificates.get(), nullptr, nullptr, nullptr));
-    if (!certificate || SSL_CTX_use_certificate(context.get(), certificate.get()) != 1)
+    const std::vector<Certificate> certificates = certificates_in(certificate_file, texts.certificate);
+    if (SSL_CTX_use_certificate(context.get(), certificates.front().get()) != 1)
         throw InputError(fmt::format("{}: {}, expected a certificate in PEM", certificate_file, openssl_reason()));
-    add_chain(*context, *certificates);
+    const Memory keys = memory_of(texts.key);
     // There is nobody to ask for a pass phrase.
     const auto no_phrase = [](char *, int, int, void *) { return 0; };
     const Key key(PEM_read_bio_PrivateKey(keys.get(), nullptr, no_phrase, nullptr));
     if (!key || SSL_CTX_use_PrivateKey(context.get(), key.get()) != 1)
         throw InputError(
             fmt::format("{}: {}, expected the key of {} in PEM", key_file, openssl_reason(), certificate_file));
-}
-
-void check_authority(const std::string &file, const std::string &text) {
-    const Memory memory = memory_of(text);
-    const Certificate first(PEM_read_bio_X509(memory.get(), nullptr, nullptr, nullptr));
-    if (!first)
-        throw InputError(fmt::format("{}: {}, expected certificates in PEM", file, openssl_reason()));
 }
 
 std::string content_of(const std::string &file) {
@@ -175,7 +172,7 @@ CertificateTexts Certificates::read() const {
 void Certificates::check(const CertificateTexts &texts) const {
     check_pair(certificate_file_, key_file_, texts);
     if (!client_ca_file_.empty())
-        check_authority(client_ca_file_, texts.client_ca);
+        certificates_in(client_ca_file_, texts.client_ca);
 }
 
 void Certificates::look() {

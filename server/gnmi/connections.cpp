@@ -16,7 +16,7 @@ void Connections::end(Held &held) noexcept {
 
 // Whoever only holds connections keeps nobody out.
 bool Connections::make_room(const std::string &network) {
-    const auto waits = [](const Held &held) { return !held.has_user && !held.ended; };
+    const auto waits = [](const Held &held) { return held.user.empty() && !held.ended; };
     const auto waits_at_address = [&](const Held &held) { return waits(held) && held.network == network; };
     auto leaving = all_.end();
     if (static_cast<std::size_t>(std::ranges::count_if(all_, waits_at_address)) >= limits_.connections_per_address)
@@ -47,12 +47,17 @@ Connections::Added Connections::add(const server::AcceptedConnection &accepted, 
     return made_room ? Added::in_place_of_another : Added::in;
 }
 
-void Connections::logged_in(const server::Peer &peer) {
+bool Connections::logged_in(const server::Peer &peer, const std::string &user) {
     const std::lock_guard guard(mutex_);
     const auto found = std::ranges::find_if(
         all_, [&](const Held &held) { return held.port == peer.port && held.address == peer.address; });
-    if (found != all_.end())
-        found->has_user = true;
+    if (found == all_.end() || !found->user.empty())
+        return true;
+    const auto of_user = std::ranges::count(all_, user, &Held::user);
+    if (static_cast<std::size_t>(of_user) >= limits_.connections_per_user)
+        return false;
+    found->user = user;
+    return true;
 }
 
 void Connections::watch(std::vector<pollfd> &watched) const {
@@ -71,7 +76,7 @@ void Connections::drop_ended(std::span<const pollfd> watched) {
 void Connections::end_late(Clock::time_point now) {
     const std::lock_guard guard(mutex_);
     for (Held &held : all_) {
-        if (!held.has_user && !held.ended && held.late <= now)
+        if (held.user.empty() && !held.ended && held.late <= now)
             end(held);
     }
 }
@@ -80,7 +85,7 @@ Connections::Clock::time_point Connections::next_end() const {
     const std::lock_guard guard(mutex_);
     Clock::time_point next = Clock::time_point::max();
     for (const Held &held : all_) {
-        if (!held.has_user && !held.ended)
+        if (held.user.empty() && !held.ended)
             next = std::min(next, held.late);
     }
     return next;

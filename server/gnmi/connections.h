@@ -31,8 +31,9 @@ class Connections {
         exhausted            ///< no descriptor is left: it is not kept
     };
     Added add(const server::AcceptedConnection &accepted, Clock::time_point now);
-    /// An RPC of this peer has proved its user.
-    void logged_in(const server::Peer &peer);
+    /// An RPC of this peer has proved its user, the first of whom the connection counts for. False when that user has
+    /// as many as one may have: the connection stays one without a user.
+    bool logged_in(const server::Peer &peer, const std::string &user);
 
     /// Adds what tells the end of each connection; drop_ended() takes the same entries back.
     void watch(std::vector<pollfd> &watched) const;
@@ -51,8 +52,8 @@ class Connections {
         std::string network; // of the address
         std::uint16_t port;
         Clock::time_point late;
-        bool has_user = false;
-        bool ended = false; // shut down here, and soon gone
+        std::string user = {}; // empty: none has been proved
+        bool ended = false;    // shut down here, and soon gone
     };
 
     bool make_room(const std::string &network);

@@ -17,31 +17,46 @@ namespace ocamp::gnmi {
 namespace {
 
 // Deeper than any model here; bounds the work for a hostile path.
-constexpr std::size_t most_steps = 64;
+constexpr int most_steps = 64;
 constexpr std::string_view any_name = "*", any_steps = "...";
 
-Origin origin_named(const std::string &word) {
+// None for a word that names no origin.
+std::optional<Origin> origin_named(const std::string &word) {
     if (word.empty() || word == "openconfig")
         return Origin::openconfig;
-    if (word == "native")
-        return Origin::native;
-    throw invalid("origin", fmt::format("'{}', expected 'openconfig' or 'native'", word));
+    return word == "native" ? std::optional(Origin::native) : std::nullopt;
 }
 
+// All elements, the deprecated ones too: a refusal names the path as it was given.
 void add_steps(const ::gnmi::Path &path, std::vector<Step> &steps) {
-    if (path.element_size() != 0)
-        throw invalid("path", "uses the deprecated field 'element', expected 'elem'");
-    const std::size_t size = steps.size() + static_cast<std::size_t>(path.elem_size());
-    if (size > most_steps)
-        throw invalid("path", fmt::format("has {} elements, expected at most {}", size, most_steps));
+    for (const std::string &name : path.element())
+        steps.push_back({name, {}});
     for (const ::gnmi::PathElem &elem : path.elem()) {
-        if (elem.name().empty())
-            throw invalid("path", "has an element without a name");
         // Two in a row say no more than one.
         if (elem.name() == any_steps && !steps.empty() && steps.back().name == any_steps)
             continue;
         steps.push_back({elem.name(), {elem.key().begin(), elem.key().end()}});
     }
+}
+
+// Why there can be no such path.
+std::optional<std::string> complaint_about(const ::gnmi::Path &prefix, const ::gnmi::Path &path) {
+    if (!prefix.origin().empty() && !path.origin().empty())
+        return "has an origin in the prefix and in the path, expected it in one of them";
+    if (!prefix.target().empty() && !path.target().empty())
+        return "has a target in the prefix and in the path, expected it in one of them";
+    const std::string &origin = prefix.origin().empty() ? path.origin() : prefix.origin();
+    if (!origin_named(origin))
+        return fmt::format("has the origin '{}', expected 'openconfig' or 'native'", origin);
+    if (prefix.element_size() + path.element_size() != 0)
+        return "uses the deprecated field 'element', expected 'elem'";
+    const int size = prefix.elem_size() + path.elem_size();
+    if (size > most_steps)
+        return fmt::format("has {} elements, expected at most {}", size, most_steps);
+    const auto has_no_name = [](const ::gnmi::PathElem &elem) { return elem.name().empty(); };
+    if (std::ranges::any_of(prefix.elem(), has_no_name) || std::ranges::any_of(path.elem(), has_no_name))
+        return "has an element without a name";
+    return std::nullopt;
 }
 
 // The name of a step without its module's name, when that is the node's.
@@ -255,13 +270,13 @@ class DataPathReader {
 } // namespace
 
 Path joined(const ::gnmi::Path &prefix, const ::gnmi::Path &path) {
-    if (!prefix.origin().empty() && !path.origin().empty())
-        throw invalid("origin", "stands in the prefix and in the path, expected it in one of them");
-    if (!prefix.target().empty() && !path.target().empty())
-        throw invalid("target", "stands in the prefix and in the path, expected it in one of them");
-    Path whole{origin_named(prefix.origin().empty() ? path.origin() : prefix.origin()), {}};
+    Path whole;
+    if (const auto origin = origin_named(prefix.origin().empty() ? path.origin() : prefix.origin()))
+        whole.origin = *origin;
     add_steps(prefix, whole.steps);
     add_steps(path, whole.steps);
+    if (const std::optional<std::string> complaint = complaint_about(prefix, path))
+        throw invalid(text_of(whole), *complaint);
     return whole;
 }
 

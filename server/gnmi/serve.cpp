@@ -46,7 +46,9 @@ class Server : public server::Adapter {
           certificates_(certificates_for(settings.tls, core)),
           // A password may be found right when this server is gone.
           service_(core, certificates_.get(),
-                   [connections = connections_](const server::Peer &peer) { connections->logged_in(peer); }),
+                   [connections = connections_](const server::Peer &peer, const std::string &user) {
+                       return connections->logged_in(peer, user);
+                   }),
           stop_event_(eventfd(0, EFD_CLOEXEC)) {
         if (stop_event_.get() < 0)
             throw std::system_error(errno, std::generic_category(), "eventfd");

@@ -30,7 +30,14 @@ namespace {
 constexpr std::size_t memory_quota = std::size_t{256} * 1024 * 1024;
 constexpr int header_size = 16 * 1024;
 constexpr int streams_of_connection = 256;
-constexpr std::size_t streams_in_all = 16; // for each of the connections that there may be
+constexpr std::size_t streams_for_connection = 16; // for each that there may be, in all and of one user
+// Whoever sees to it that a connection lives may ask as often as this, also while nothing else is to be said.
+constexpr std::chrono::milliseconds ping_interval{1000};
+
+// As gRPC takes times: what is longer than it can tell is the longest.
+int milliseconds_of(std::chrono::milliseconds time) {
+    return static_cast<int>(std::min<std::int64_t>(time.count(), std::numeric_limits<int>::max()));
+}
 
 grpc::Status status_of(const RpcError &error) {
     return {static_cast<grpc::StatusCode>(error.code()), error.what()};
@@ -123,10 +130,50 @@ const grpc::Status too_many_log_ins_status(grpc::StatusCode::RESOURCE_EXHAUSTED,
 
 const grpc::Status user_gone_status(grpc::StatusCode::UNAUTHENTICATED, "the user is gone, or has another role now");
 
+const grpc::Status too_many_connections_status(grpc::StatusCode::RESOURCE_EXHAUSTED,
+                                               "the user has as many connections as one may have");
+
 // Of an RPC without a user.
 const grpc::Status &refusal_of(const Authentication &found) {
-    return found.too_many ? too_many_log_ins_status : unauthenticated_status;
+    switch (found.lack) {
+    case Authentication::Lack::too_many_attempts:
+        return too_many_log_ins_status;
+    case Authentication::Lack::too_many_connections:
+        return too_many_connections_status;
+    case Authentication::Lack::not_proved:
+        break;
+    }
+    return unauthenticated_status;
 }
+
+// How many streams users have. Safe from any thread.
+class StreamCounts {
+  public:
+    /// False when there may be no more, of this user or of all.
+    bool add(const std::string &user, const server::Limits &limits) {
+        const std::lock_guard guard(mutex_);
+        const auto found = of_users_.find(user);
+        const std::size_t of_user = found == of_users_.end() ? 0 : found->second;
+        if (all_ >= streams_for_connection * limits.connections ||
+            of_user >= streams_for_connection * limits.connections_per_user)
+            return false;
+        ++all_;
+        of_users_[user] = of_user + 1;
+        return true;
+    }
+    /// One that add() has counted.
+    void remove(const std::string &user) {
+        const std::lock_guard guard(mutex_);
+        --all_;
+        if (--of_users_[user] == 0)
+            of_users_.erase(user);
+    }
+
+  private:
+    std::mutex mutex_;
+    std::size_t all_ = 0;
+    std::map<std::string, std::size_t> of_users_;
+};
 
 // One unary RPC under way. Answered once; one that everybody has let go of is answered that the server ends.
 class Call {
@@ -188,7 +235,7 @@ struct Surroundings {
     Readings readings;
     Setter setter;
     OpenRpcs open;
-    std::atomic<std::size_t> streams = 0; // of users
+    StreamCounts streams;
 
     Surroundings(server::Core &served, bool by_certificates, Service::LoggedIn tell)
         : core(served), client_certificates(by_certificates), logged_in(std::move(tell)),
@@ -205,9 +252,8 @@ struct Surroundings {
                            .password = metadata_of(context, "password")};
         const server::Peer peer = peer_of(context.peer());
         const auto tell_and_answer = [peer, tell = logged_in, answer = std::move(answer)](const Authentication &found) {
-            if (found.user)
-                tell(peer);
-            answer(found);
+            const bool fits = !found.user || tell(peer, found.user->user);
+            answer(fits ? found : Authentication{.lack = Authentication::Lack::too_many_connections});
         };
         authenticator->check(peer, credentials, {std::move(is_wanted), tell_and_answer});
     }
@@ -272,8 +318,8 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
         {
             const std::lock_guard guard(mutex_);
             stream_.reset();
-            if (counted_)
-                --surroundings_.streams;
+            if (counted_for_)
+                surroundings_.streams.remove(*counted_for_);
         }
         surroundings_.open.remove(number_);
         const std::shared_ptr<SubscribeReactor> last = std::move(self_);
@@ -289,11 +335,11 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
             finish(refusal_of(found));
             return;
         }
-        counted_ = true;
-        if (++surroundings_.streams > streams_in_all * surroundings_.core.limits().connections) {
-            finish({grpc::StatusCode::RESOURCE_EXHAUSTED, "too many streams"});
+        if (!surroundings_.streams.add(found.user->user, surroundings_.core.limits())) {
+            finish({grpc::StatusCode::RESOURCE_EXHAUSTED, "too many streams, of this user or in all"});
             return;
         }
+        counted_for_ = found.user->user;
         surroundings_.open.set_user(number_, *found.user);
         StartRead(&request_);
     }
@@ -395,7 +441,7 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
     bool poll_under_way_ = false;
     bool half_closed_ = false;
     bool finished_ = false;
-    bool counted_ = false; // among the streams of users
+    std::optional<std::string> counted_for_; // whose stream it is
 };
 
 ::gnmi::CapabilityResponse capabilities() {
@@ -554,10 +600,12 @@ class Service::Impl {
         builder.SetMaxReceiveMessageSize(static_cast<int>(core.limits().message_size));
         builder.AddChannelArgument(GRPC_ARG_MAX_METADATA_SIZE, header_size);
         builder.AddChannelArgument(GRPC_ARG_MAX_CONCURRENT_STREAMS, streams_of_connection);
-        const std::int64_t handshake_time = std::chrono::milliseconds(core.limits().log_in_time).count();
-        builder.AddChannelArgument(
-            GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS,
-            static_cast<int>(std::min<std::int64_t>(handshake_time, std::numeric_limits<int>::max())));
+        builder.AddChannelArgument(GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS,
+                                   milliseconds_of(ping_interval));
+        builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_PERMIT_WITHOUT_CALLS, 1);
+        if (core.limits().idle_time > std::chrono::seconds(0))
+            builder.AddChannelArgument(GRPC_ARG_MAX_CONNECTION_IDLE_MS, milliseconds_of(core.limits().idle_time));
+        builder.AddChannelArgument(GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS, milliseconds_of(core.limits().log_in_time));
         acceptor_ = builder.experimental().AddExternalConnectionAcceptor(
             grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD, credentials_);
         server_ = builder.BuildAndStart();

@@ -15,8 +15,8 @@ namespace ocamp::gnmi {
 /// gRPC's server with the service, for connections that somebody else accepts. Safe from any thread.
 class Service {
   public:
-    /// Called from any thread when an RPC of a peer has proved its user.
-    using LoggedIn = std::function<void(const server::Peer &peer)>;
+    /// Called from any thread when an RPC of a peer has proved its user. False: the user may have no more connections.
+    using LoggedIn = std::function<bool(const server::Peer &peer, const std::string &user)>;
 
     /// `core` and `certificates` outlive it. Without certificates, which NULL means, there is no TLS.
     Service(server::Core &core, const Certificates *certificates, LoggedIn logged_in);

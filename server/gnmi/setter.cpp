@@ -82,7 +82,11 @@ void Setter::submit(::gnmi::SetRequest request, const server::Principal &princip
                 try {
                     if (!is_wanted())
                         throw RpcError(Code::cancelled, "the client has given up");
-                    answer(carry_out(request, principal, peer));
+                    // The users may have been read anew while it waited.
+                    const server::LogInAnswer now = core_.log_ins().principal_of(principal.user);
+                    if (!now)
+                        throw RpcError(Code::unauthenticated, "the user is gone");
+                    answer(carry_out(request, *now, peer));
                 } catch (const RpcError &error) {
                     answer(error);
                 } catch (const server::SessionRefused &refusal) {

@@ -57,7 +57,7 @@ TEST_F(GnmiAuthenticator, AskersOfOnePasswordAreOneAttemptAndThoseWhoAskNoMoreMa
     for (std::size_t i = 0; i < Authenticator::most_askers_of_address; ++i)
         asked.push_back(ask("secret", wanted));
     const Promise late = ask("other", still);
-    EXPECT_TRUE(late->get_future().get().too_many);
+    EXPECT_EQ(late->get_future().get().lack, Authentication::Lack::too_many_attempts);
     for (const Promise &one : asked)
         EXPECT_TRUE(waits(one));
     *wanted = false;

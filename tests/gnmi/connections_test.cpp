@@ -43,9 +43,15 @@ class GnmiConnections : public testing::Test {
         server::Limits limits;
         limits.connections = 4;
         limits.connections_per_address = 2;
+        limits.connections_per_user = 2;
         limits.log_in_time = seconds(30);
         return limits;
     }();
+    bool log_in(const Pair &pair, const std::string &user) {
+        return connections_.logged_in(
+            {.protocol = "gnmi", .address = pair.accepted.address, .port = pair.accepted.port}, user);
+    }
+
     Connections connections_{limits_};
     Pair a1_{"a", 1}, a2_{"a", 2}, a3_{"a", 3}, b1_{"b", 1}, b2_{"b", 2}, c1_{"c", 1};
 };
@@ -61,7 +67,7 @@ TEST_F(GnmiConnections, TheOldestOfAnAddressMakesRoom) {
 
 TEST_F(GnmiConnections, TheOldestOfAnyAddressMakesRoomWhenAllAreTaken) {
     connections_.add(b1_.accepted, begin);
-    connections_.logged_in({.protocol = "gnmi", .address = "b", .port = 1});
+    log_in(b1_, "ada");
     connections_.add(b2_.accepted, begin);
     connections_.add(a1_.accepted, begin);
     connections_.add(a2_.accepted, begin);
@@ -83,13 +89,36 @@ TEST_F(GnmiConnections, OfOneIpv6NetworkAreOfOneAddress) {
 TEST_F(GnmiConnections, ThoseWithUsersStay) {
     for (Pair *pair : {&a1_, &a2_, &b1_, &b2_}) {
         EXPECT_EQ(connections_.add(pair->accepted, begin), Added::in);
-        connections_.logged_in({.protocol = "gnmi", .address = pair->accepted.address, .port = pair->accepted.port});
+        EXPECT_TRUE(log_in(*pair, "user of " + pair->accepted.address));
     }
     EXPECT_EQ(connections_.add(a3_.accepted, begin), Added::full);
     EXPECT_EQ(connections_.count(), 4U);
     connections_.end_late(begin + seconds(100));
     EXPECT_TRUE(a1_.is_open());
     EXPECT_EQ(connections_.next_end(), Connections::Clock::time_point::max());
+}
+
+TEST_F(GnmiConnections, AUserHasSoManyAndWhatIsMoreStaysWithoutAUser) {
+    for (Pair *pair : {&a1_, &a2_}) {
+        connections_.add(pair->accepted, begin);
+        EXPECT_TRUE(log_in(*pair, "ada"));
+    }
+    connections_.add(b1_.accepted, begin);
+    EXPECT_FALSE(log_in(b1_, "ada"));
+    EXPECT_TRUE(log_in(a1_, "ada")) << "whose connection it is already";
+    connections_.end_late(begin + seconds(30));
+    EXPECT_FALSE(b1_.is_open());
+    EXPECT_TRUE(a1_.is_open() && a2_.is_open());
+}
+
+TEST_F(GnmiConnections, ThoseOfAUserCountForTheFirstWhoProvedIt) {
+    for (Pair *pair : {&a1_, &a2_}) {
+        connections_.add(pair->accepted, begin);
+        EXPECT_TRUE(log_in(*pair, "ada"));
+        EXPECT_TRUE(log_in(*pair, "bob"));
+    }
+    connections_.add(b1_.accepted, begin);
+    EXPECT_TRUE(log_in(b1_, "bob"));
 }
 
 TEST_F(GnmiConnections, ThoseWithoutAUserEndInTime) {

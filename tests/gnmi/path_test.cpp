@@ -165,15 +165,16 @@ TEST(GnmiPath, RefusalsTellPlaceAndReason) {
     target.set_target("x");
     old.add_element("a");
     foreign.set_origin("cli");
-    EXPECT_EQ(told(foreign), "origin: 'cli', expected 'openconfig' or 'native'");
-    EXPECT_EQ(told(native, native), "origin: stands in the prefix and in the path, expected it in one of them");
-    EXPECT_EQ(told(target, target), "target: stands in the prefix and in the path, expected it in one of them");
-    EXPECT_EQ(told(old), "path: uses the deprecated field 'element', expected 'elem'");
-    EXPECT_EQ(told(path_of("a//b")), "path: has an element without a name");
+    EXPECT_EQ(told(foreign), "/a: has the origin 'cli', expected 'openconfig' or 'native'");
+    EXPECT_EQ(told(native, native),
+              "native:/a/a: has an origin in the prefix and in the path, expected it in one of them");
+    EXPECT_EQ(told(target, target), "/a/a: has a target in the prefix and in the path, expected it in one of them");
+    EXPECT_EQ(told(old), "/a: uses the deprecated field 'element', expected 'elem'");
+    EXPECT_EQ(told(path_of("a//b")), "/a//b: has an element without a name");
     std::string deep;
     for (int i = 0; i < 65; ++i)
         deep += "/a";
-    EXPECT_EQ(told(path_of(deep)), "path: has 65 elements, expected at most 64");
+    EXPECT_EQ(told(path_of(deep)), deep + ": has 65 elements, expected at most 64");
     EXPECT_EQ(told(path_of("optical-amplifier/nothing")), "/optical-amplifier/nothing: is not in the model");
     EXPECT_EQ(told(native), "native:/a: is not in the model");
     ::gnmi::Path other;

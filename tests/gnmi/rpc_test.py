@@ -23,6 +23,7 @@ from ncclient import manager
 PRE = AMPLIFIER % "0/1-AMP-PRE"
 BOOSTER = AMPLIFIER % "0/1-AMP-BST"
 GAIN = PRE + "/config/target-gain"
+OPTICS = "/interface-configurations/interface-configuration[active=act][interface-name=Ots0/1/0/1]/optics/"
 EVERY_GAIN = {AMPLIFIER % name + "/config/target-gain"
               for name in ("0/1-AMP-PRE", "0/1-AMP-BST", "0/2-AMP-PRE", "0/2-AMP-BST")}
 INVALID = grpc.StatusCode.INVALID_ARGUMENT
@@ -33,6 +34,13 @@ UNAUTHENTICATED = grpc.StatusCode.UNAUTHENTICATED
 PRECONDITION = grpc.StatusCode.FAILED_PRECONDITION
 STREAM, ONCE, POLL = pb.SubscriptionList.STREAM, pb.SubscriptionList.ONCE, pb.SubscriptionList.POLL
 SECOND = 1000000000
+# What nobody here knows, and what asks for more than the server has: past values, and streams of configuration alone.
+USELESS_EXTENSIONS = [
+    ext.Extension(registered_ext=ext.RegisteredExtension(id=999, msg=b"x")),
+    ext.Extension(history=ext.History(snapshot_time=1)),
+    ext.Extension(history=ext.History(range=ext.TimeRange(start=1, end=2))),
+    ext.Extension(config_subscription=ext.ConfigSubscription(start=ext.ConfigSubscriptionStart())),
+]
 
 
 class RpcTest(GnmiTest):
@@ -174,12 +182,19 @@ class ValuesTest(RpcTest):
         self.assertLess({"int_val", "uint_val", "string_val"}, kinds)
 
     def test_proto_integers_are_int_or_uint_by_the_sign_of_their_leaf(self):
-        interfaces = "/interface-configurations/interface-configuration"
-        amplifier = interfaces + "[active=act][interface-name=Ots0/1/0/1]/optics/"
         for leaf, kind in [("optics-ots-amplifier-tilt", "int_val"),
                            ("optics-network-srlgs/optics-network-srlg/srlg1", "uint_val")]:
-            value = self.one(path(amplifier + leaf, origin="native"), pb.PROTO)
+            value = self.one(path(OPTICS + leaf, origin="native"), pb.PROTO)
             self.assertEqual(kind, value.WhichOneof("value"), leaf)
+
+    def test_an_enumeration_is_its_name_in_every_encoding(self):
+        mode = path(OPTICS + "optics-ots-amplifier-control-mode", origin="native")
+        for encoding, field, value in [(pb.JSON, "json_val", b'"manual"'), (pb.JSON_IETF, "json_ietf_val", b'"manual"'),
+                                       (pb.PROTO, "string_val", "manual"), (pb.ASCII, "ascii_val", "manual")]:
+            told = self.one(mode, encoding)
+            self.assertEqual((field, value), (told.WhichOneof("value"), getattr(told, field)))
+            streamed = Leaves(self.client.subscribe([subscription(mode, encoding=encoding)])).until_sync()
+            self.assertEqual([told], list(streamed.values()))
 
     def test_ascii_is_the_text_of_a_leaf(self):
         self.assertEqual("17.5", self.one(GAIN, pb.ASCII).ascii_val)
@@ -273,9 +288,9 @@ class GetTest(RpcTest):
         for more in {"extension": depth}, {"type": pb.GetRequest.STATE}:
             self.assert_refused(NOT_FOUND, lambda more=more: self.client.get(AMPLIFIER % "nobody", **more), "nobody")
 
-    def test_unknown_extensions_are_ignored(self):
-        extension = [ext.Extension(registered_ext=ext.RegisteredExtension(id=999, msg=b"x"))]
-        self.assertEqual("17.5", self.client.value(GAIN, extension=extension))
+    def test_extensions_that_are_unknown_or_of_no_use_are_ignored(self):
+        for one in USELESS_EXTENSIONS:
+            self.assertEqual("17.5", self.client.value(GAIN, extension=[one]))
 
     def test_models_that_are_not_served_are_refused(self):
         self.assert_refused(
@@ -338,11 +353,11 @@ class SetTest(RpcTest):
         self.assertEqual(9.1, self.gain())
         self.assertNotIn("target-gain-tilt", str(self.client.value(PRE + "/config")))
 
-    def test_unknown_extensions_are_ignored(self):
-        unknown = [ext.Extension(registered_ext=ext.RegisteredExtension(id=999, msg=b"x"))]
-        self.client.set(update=[update(GAIN, double_val=9.2)], extension=unknown)
+    def test_extensions_that_are_unknown_or_of_no_use_are_ignored(self):
+        self.client.set(update=[update(GAIN, double_val=9.2)], extension=USELESS_EXTENSIONS)
         self.assertEqual(9.2, self.gain())
-        Leaves(self.client.subscribe([subscription(GAIN, extension=unknown)])).until_sync()
+        leaves = Leaves(self.client.subscribe([subscription(GAIN, extension=USELESS_EXTENSIONS)])).until_sync()
+        self.assertEqual(9.2, leaves[GAIN].double_val)
 
     def test_order_is_delete_replace_update_and_results_are_in_order_with_path_op_and_timestamp(self):
         before = time.time_ns()
@@ -483,6 +498,18 @@ class SetTest(RpcTest):
             self.client.set(update=[update(GAIN, **value)])
             self.assertEqual(expected, self.gain())
 
+    def test_an_enumeration_is_set_by_its_name_in_every_form(self):
+        admin = self.connect("ada")
+        mode = path(OPTICS + "optics-ots-amplifier-control-mode", origin="native")
+        for value, expected in [(dict(string_val="automatic"), "automatic"), (dict(ascii_val="manual"), "manual"),
+                                (dict(json_val=b'"automatic"'), "automatic"), (dict(json_ietf_val=b'"manual"'), "manual")]:
+            admin.set(update=[update(mode, **value)])
+            self.assertEqual(expected, self.client.value(mode))
+        for wrong in dict(string_val="by hand"), dict(json_ietf_val=b'"Manual"'), dict(uint_val=1), dict(json_val=b"1"):
+            self.assert_refused(INVALID, lambda wrong=wrong: admin.set(update=[update(mode, **wrong)]),
+                                "optics-ots-amplifier-control-mode")
+        self.assertEqual("manual", self.client.value(mode))
+
     def test_master_arbitration_refuses_an_older_election(self):
         def write(low, role="r"):
             arbitration = ext.MasterArbitration(role=ext.Role(id=role), election_id=ext.Uint128(low=low))
@@ -597,6 +624,27 @@ class CommitTest(RpcTest):
         self.assert_refused(INVALID, lambda: self.commit(id="c2", confirm=ext.CommitConfirm()))
         self.assert_refused(INVALID, lambda: self.commit(id="c2", cancel=ext.CommitCancel()))
         self.commit(cancel=ext.CommitCancel())
+
+    def test_a_time_is_set_anew_for_the_pending_commit_alone(self):
+        def set_time(seconds, id="c1"):
+            longer = ext.CommitSetRollbackDuration()
+            longer.rollback_duration.seconds = seconds
+            self.commit(id=id, set_rollback_duration=longer)
+
+        self.assert_refused(PRECONDITION, lambda: set_time(60), "no confirmed commit is pending")
+        before = self.gain()
+        self.begin(6.8, seconds=60)
+        self.assert_refused(INVALID, lambda: set_time(60, id="c2"), "id")
+        self.assert_refused(INVALID, lambda: set_time(0), "rollback_duration")
+        # Neither has ended it, or made it shorter.
+        self.assertEqual(6.8, self.gain())
+        self.assert_refused(PRECONDITION, lambda: self.client.set(update=[update(GAIN, double_val=3)]))
+        set_time(1)
+        deadline = time.time() + 60
+        while self.gain() != before and time.time() < deadline:
+            time.sleep(0.1)
+        self.assertEqual(before, self.gain())
+        self.assert_refused(PRECONDITION, lambda: set_time(60), "no confirmed commit is pending")
 
     def test_no_id_is_invalid_and_none_pending_fails(self):
         self.assert_refused(INVALID, lambda: self.begin(3, id=""), "id")

@@ -282,6 +282,88 @@ class LimitsTest(GnmiTest):
         self.assert_refused(EXHAUSTED, lambda: many(most + 1), "20000")
 
 
+class LimitsOfAUserTest(GnmiTest):
+    options = ("--insecure", "--max-connections-per-user", "2", "--idle-time", "3")
+
+    def test_connections_beyond_those_of_one_user_are_refused_and_others_are_served(self):
+        self.client.get(GAIN)
+        second, third = self.connect(), self.connect()
+        second.get(GAIN)
+        self.assert_refused(EXHAUSTED, lambda: third.get(GAIN), "as many connections")
+        self.assert_refused(EXHAUSTED, lambda: third.subscribe([subscription(GAIN)]), "as many connections")
+        self.client.get(GAIN)
+        self.connect("rita").get(GAIN)
+        # The connection that was too much is another user's, and one that ends makes room.
+        third.metadata = [("username", "ada"), ("password", PASSWORD)]
+        third.get(GAIN)
+        second.close()
+        self.get_in_the_end(self.connect())
+
+    def get_in_the_end(self, client):
+        deadline = time.time() + 60
+        while True:
+            try:
+                return client.get(GAIN)
+            except grpc.RpcError as error:
+                self.assertEqual(EXHAUSTED, error.code())
+                self.assertLess(time.time(), deadline)
+                time.sleep(0.05)
+
+    def test_streams_beyond_those_of_one_user_are_refused_and_others_are_served(self):
+        request = subscription(GAIN, mode=STREAM)
+        self.get_in_the_end(self.client)
+        streams = [Leaves(self.client.subscribe([request])).until_sync() for _ in range(2 * 16)]
+        self.assert_refused(EXHAUSTED, lambda: self.client.subscribe([request]), "of this user")
+        other = Leaves(self.connect("rita").subscribe([request])).until_sync()
+        self.connect("ada").set(update=[update(GAIN, double_val=4.6)])
+        for one in [*streams, other]:
+            one.until(lambda now: now[GAIN].double_val == 4.6)
+            one.stream.cancel()
+
+    def test_a_connection_without_an_rpc_ends_in_time_and_one_with_a_stream_stays(self):
+        self.get_in_the_end(self.client)
+        leaves = Leaves(self.client.subscribe([subscription(GAIN, mode=STREAM)])).until_sync()
+        idle = self.connect("rita")
+        left = threading.Event()
+        ready = grpc.ChannelConnectivity.READY
+        idle.get(GAIN)
+        idle.channel.grpcio.subscribe(lambda state: state != ready and left.set())
+        self.assertTrue(left.wait(60))
+        self.connect("ada").set(update=[update(GAIN, double_val=4.7)])
+        leaves.until(lambda now: now[GAIN].double_val == 4.7)
+        idle.get(GAIN)
+
+
+class PingTest(GnmiTest):
+    # Settings of the client's and their acknowledgement are of no interest here.
+    GREETING = b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + b"\x00\x00\x00\x04\x00\x00\x00\x00\x00"
+    PING, GOAWAY = 6, 7
+
+    def ping(self, times, pause):
+        """Kinds of the frames that answer pings."""
+        plain = silent_connection(self)
+        frames = plain.makefile("rb")
+        plain.sendall(self.GREETING)
+        kinds = []
+        for _ in range(times):
+            time.sleep(pause)
+            plain.sendall(b"\x00\x00\x08\x06\x00\x00\x00\x00\x00" + b"12345678")
+            while not kinds or kinds[-1] not in (self.PING, self.GOAWAY):
+                head = frames.read(9)
+                frames.read(int.from_bytes(head[:3], "big"))
+                kinds.append(head[3])
+            if kinds[-1] == self.GOAWAY:
+                break
+            kinds.append(None)
+        return kinds
+
+    def test_who_pings_once_a_second_is_answered_and_who_floods_is_sent_away(self):
+        seldom = self.ping(5, 1.1)
+        self.assertEqual(5, seldom.count(self.PING))
+        self.assertNotIn(self.GOAWAY, seldom)
+        self.assertIn(self.GOAWAY, self.ping(100, 0))
+
+
 class StreamsOfAConnectionTest(GnmiTest):
     def test_subscriptions_of_a_list(self):
         Leaves(self.client.subscribe([subscription(*[GAIN] * 1024)])).until_sync()
@@ -446,11 +528,14 @@ class RenewalTest(GnmiTest):
     def test_wrong_ones_are_told_in_the_log_and_the_old_ones_kept(self):
         other = make_certificate(self.folder, "other", "ca")
         good = {name: content(self.file(name)) for name in ("server.pem", "server.key", "ca.pem")}
+        damaged = b"-----BEGIN CERTIFICATE-----\nMIIB\n-----END CERTIFICATE-----\n"
         known = len(self.server.read_log())
         for name, wrong, reason in [("server.pem", b"no certificate", "expected a certificate in PEM"),
                                     ("server.key", content(other + ".key"), "expected the key of"),
                                     ("server.key", b"", "expected the key of"),
-                                    ("ca.pem", b"no certificate", "expected certificates in PEM")]:
+                                    ("ca.pem", b"no certificate", "expected a certificate in PEM"),
+                                    ("ca.pem", good["ca.pem"] + damaged, "certificate 2"),
+                                    ("server.pem", good["server.pem"] + damaged, "certificate 2")]:
             told = self.failures()
             self.put(name, wrong)
             # It is told once, and not at the first look, as files are changed one after the other.
@@ -463,6 +548,18 @@ class RenewalTest(GnmiTest):
             self.look()
         self.assertEqual("server", self.served())
         self.assertNotIn("certificate-renewed", self.server.read_log()[known:])
+
+    def test_clients_of_every_authority_in_the_file_are_known(self):
+        make_certificate(self.folder, "second-ca")
+        make_certificate(self.folder, "olga", "second-ca")
+        first = content(self.file("ca.pem"))
+        self.put("first-ca.pem", first)
+        renewed = self.server.read_log().count("certificate-renewed")
+        self.put("ca.pem", first + content(self.file("second-ca.pem")))
+        self.until(lambda: self.server.read_log().count("certificate-renewed") > renewed, "one authority")
+        for name in "rita", "olga":
+            self.assertEqual("0/1-AMP-PRE", self.connect_as(name, "first-ca").value(PRE + "/name"))
+        self.put("ca.pem", first)
 
     def test_another_authority_of_clients_takes_the_place_of_the_one_before(self):
         make_certificate(self.folder, "other-ca")

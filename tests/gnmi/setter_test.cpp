@@ -3,6 +3,8 @@
 
 #include "../server/served_node.h"
 #include "messages.h"
+#include "server/state_folder.h"
+#include "server/users.h"
 
 #include <future>
 #include <thread>
@@ -39,6 +41,23 @@ std::optional<Code> code_of(const SetOutcome &outcome) {
 
 class GnmiSetter : public server_tests::ServedNode {
   protected:
+    void SetUp() override {
+        ServedNode::SetUp();
+        set_role(operator_.role);
+    }
+
+    // The role of the user whose Sets these are; none: the user is gone.
+    void set_role(std::optional<Role> role) {
+        const server::StateFolder folder_of_users(folder());
+        server::Users users = server::Users::read(folder_of_users);
+        if (users.find(operator_.user) != nullptr)
+            users.remove(operator_.user);
+        if (role)
+            users.add({operator_.user, *role, "", {}});
+        users.write(folder_of_users);
+        core().reload_users();
+    }
+
     // Submits and waits. None: carried out.
     static std::optional<Code> set(Setter &setter, const ::gnmi::SetRequest &request) {
         std::promise<std::optional<Code>> answer;
@@ -81,6 +100,22 @@ TEST_F(GnmiSetter, ASetWhoseClientHasGivenUpBeforeItBeganIsNotCarriedOut) {
     EXPECT_EQ(gain(session()), before);
     EXPECT_EQ(set(setter, gain_set(3.3)), std::nullopt);
     EXPECT_EQ(gain(session()), "3.3");
+}
+
+TEST_F(GnmiSetter, ASetThatHasWaitedIsCarriedOutWithTheRoleThatItsUserHasWhenItBegins) {
+    Setter setter(core());
+    const std::string before = gain(session());
+    for (const auto &[role, code] : std::initializer_list<std::pair<std::optional<Role>, Code>>{
+             {Role::reader, Code::permission_denied}, {std::nullopt, Code::unauthenticated}}) {
+        Holdup holdup(setter);
+        std::promise<std::optional<Code>> waited;
+        submit(setter, gain_set(3.3), [&](const SetOutcome &outcome) { waited.set_value(code_of(outcome)); });
+        set_role(role);
+        holdup.go();
+        EXPECT_EQ(waited.get_future().get(), code);
+        EXPECT_EQ(gain(session()), before);
+        set_role(operator_.role);
+    }
 }
 
 TEST_F(GnmiSetter, SoManySetsWaitAndTheNextIsRefusedAtOnce) {
