@@ -15,8 +15,6 @@
 #include <thread>
 #include <utility>
 
-#include <sys/resource.h>
-
 #include <fmt/format.h>
 
 namespace ocamp {
@@ -27,15 +25,6 @@ namespace {
 
 constexpr std::size_t nesting_limit = 8;
 constexpr std::uint64_t first_seed = 1;
-
-// Each node keeps a few files open.
-void allow_many_files() noexcept {
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur = limit.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &limit);
-    }
-}
 
 // The leaves of one interface's "optics" container, by name.
 class InterfaceSettings {
@@ -330,7 +319,6 @@ LineRun::LineRun(const fs::path &folder, RunSettings settings)
       store_(folder, true), simulation_(line_, seed_of(settings_)),
       amplifier_histories_(simulation_.amplifiers().size(), PortHistory(amplifier_quantities)),
       channel_histories_(simulation_.channels().size(), PortHistory(channel_quantities)) {
-    allow_many_files();
     if (store_.was_replaced())
         warn(fmt::format("{}: {} was damaged and begins anew: line time, histories and events that waited are lost",
                          folder_.string(), line_database_name));

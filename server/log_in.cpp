@@ -90,8 +90,31 @@ std::optional<User> LogIns::find(std::string_view user) const {
     return found != nullptr ? std::optional(*found) : std::nullopt;
 }
 
+// How many were not told before this one; none: this one is not told either.
+std::optional<std::int64_t> LogIns::take_refusal_line() {
+    const std::lock_guard lock(mutex_);
+    const Clock::time_point now = Clock::now();
+    if (now - refusals_told_from_ >= std::chrono::seconds(1)) {
+        refusals_told_from_ = now;
+        refusals_told_ = 0;
+    }
+    if (refusals_told_ == most_refusals_told_a_second) {
+        ++refusals_not_told_;
+        return std::nullopt;
+    }
+    ++refusals_told_;
+    return std::exchange(refusals_not_told_, 0);
+}
+
 LogInAnswer LogIns::tell(const Peer &peer, std::string_view user, std::string_view method,
                          const std::optional<User> &found) {
+    if (!found) {
+        const std::optional<std::int64_t> not_told = take_refusal_line();
+        if (!not_told)
+            return std::nullopt;
+        if (*not_told != 0)
+            log_.write(Severity::warning, "log-ins-refused", {{"count", *not_told}});
+    }
     log_.write(found ? Severity::info : Severity::warning, found ? "log-in" : "log-in-refused",
                {{"user", user},
                 {"address", peer.address},

@@ -91,6 +91,8 @@ class LogIns {
 
     static constexpr std::size_t most_waiting = 1024;
     static constexpr std::size_t most_waiting_of_address = 32;
+    /// Lines of the log about refusals; what is refused beyond them is counted, and told with the next one.
+    static constexpr int most_refusals_told_a_second = 10;
 
   private:
     using Clock = LogInDelays::Clock;
@@ -115,6 +117,7 @@ class LogIns {
     std::optional<User> find(std::string_view user) const;
     LogInAnswer tell(const Peer &peer, std::string_view user, std::string_view method,
                      const std::optional<User> &found);
+    std::optional<std::int64_t> take_refusal_line();
     void look_at(const Attempt &attempt);
     void check(const Attempt &attempt);
     void run();
@@ -127,8 +130,11 @@ class LogIns {
     std::condition_variable changed_;
     Users users_;
     LogInDelays delays_;
-    std::list<Line> lines_;   // the one that was served last is the last
-    std::size_t waiting_ = 0; // in all lines
+    std::list<Line> lines_;                     // the one that was served last is the last
+    std::size_t waiting_ = 0;                   // in all lines
+    Clock::time_point refusals_told_from_ = {}; // the second that is counted
+    int refusals_told_ = 0;                     // in it
+    std::int64_t refusals_not_told_ = 0;        // since the last one that was
     bool ending_ = false;
     std::thread thread_;
 };

@@ -23,6 +23,7 @@
 #include <optional>
 
 #include <pthread.h>
+#include <sys/resource.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
@@ -231,10 +232,20 @@ int run(int argc, char **argv) {
     return 0;
 }
 
+// A connection has two descriptors, a node of a line a few: the soft limit is for programs that do not know of more.
+void allow_many_descriptors() noexcept {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
     reserve_standard_streams();
+    allow_many_descriptors();
     let_writes_fail();
     // Before any thread: all of them leave the signals to this one.
     const sigset_t signals = awaited_signals();

@@ -15,7 +15,7 @@ void Connections::end(Held &held) noexcept {
 }
 
 // Whoever only holds connections keeps nobody out.
-bool Connections::make_room(const std::string &network) {
+bool Connections::make_room_for(const std::string &network) {
     const auto waits = [](const Held &held) { return held.user.empty() && !held.ended; };
     const auto waits_at_address = [&](const Held &held) { return waits(held) && held.network == network; };
     auto leaving = all_.end();
@@ -33,7 +33,7 @@ bool Connections::make_room(const std::string &network) {
 Connections::Added Connections::add(const server::AcceptedConnection &accepted, Clock::time_point now) {
     const std::lock_guard guard(mutex_);
     const std::string network = server::network_of(accepted.address);
-    const bool made_room = make_room(network);
+    const bool made_room = make_room_for(network);
     if (all_.size() >= limits_.connections)
         return Added::full;
     server::Descriptor watched(fcntl(accepted.descriptor.get(), F_DUPFD_CLOEXEC, 0));
@@ -58,6 +58,30 @@ bool Connections::logged_in(const server::Peer &peer, const std::string &user) {
         return false;
     found->user = user;
     return true;
+}
+
+// So many that whoever is in can work until the next ones have come.
+void Connections::make_room() {
+    constexpr int at_a_time = 16;
+    const std::lock_guard guard(mutex_);
+    int ended = 0;
+    for (Held &held : all_) {
+        if (!held.user.empty() || held.ended)
+            continue;
+        end(held);
+        if (++ended == at_a_time)
+            return;
+    }
+}
+
+void Connections::users_changed(const std::function<bool(const std::string &user)> &is_there, Clock::time_point now) {
+    const std::lock_guard guard(mutex_);
+    for (Held &held : all_) {
+        if (held.user.empty() || is_there(held.user))
+            continue;
+        held.user.clear();
+        held.late = now + limits_.log_in_time;
+    }
 }
 
 void Connections::watch(std::vector<pollfd> &watched) const {

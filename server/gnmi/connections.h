@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <mutex>
 #include <span>
 #include <vector>
@@ -16,7 +17,7 @@
 
 namespace ocamp::gnmi {
 
-/// logged_in() may be called from any thread, all else from one.
+/// logged_in() and users_changed() may be called from any thread, all else from one.
 class Connections {
   public:
     using Clock = std::chrono::steady_clock;
@@ -34,6 +35,11 @@ class Connections {
     /// An RPC of this peer has proved its user, the first of whom the connection counts for. False when that user has
     /// as many as one may have: the connection stays one without a user.
     bool logged_in(const server::Peer &peer, const std::string &user);
+
+    /// Descriptors have run out: ends some of the oldest without a user.
+    void make_room();
+    /// The users have been read anew. Connections of those who are gone have no user from now on.
+    void users_changed(const std::function<bool(const std::string &user)> &is_there, Clock::time_point now);
 
     /// Adds what tells the end of each connection; drop_ended() takes the same entries back.
     void watch(std::vector<pollfd> &watched) const;
@@ -56,7 +62,7 @@ class Connections {
         bool ended = false;    // shut down here, and soon gone
     };
 
-    bool make_room(const std::string &network);
+    bool make_room_for(const std::string &network);
     static void end(Held &held) noexcept;
 
     const server::Limits &limits_;

@@ -5,6 +5,7 @@
 #include "server/served_modules.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -95,16 +96,18 @@ void check_models(const google::protobuf::RepeatedPtrField<::gnmi::ModelData> &m
     }
 }
 
-GetQuery::GetQuery(const ::gnmi::GetRequest &request)
-    : request_(request), wanted_(test_of(request.type())), levels_(depth_of(request.extension())) {
-    check_encoding(request.encoding());
-    check_models(request.use_models());
-    if (request.path().empty())
+GetQuery::GetQuery(::gnmi::GetRequest request)
+    : request_(std::move(request)), wanted_(test_of(request_.type())), levels_(depth_of(request_.extension())) {
+    check_encoding(request_.encoding());
+    check_models(request_.use_models());
+    if (request_.path().empty())
         throw invalid("path", "is missing, expected one at least");
-    if (request.path_size() > most_paths)
-        throw invalid("path", fmt::format("{} paths, expected at most {}", request.path_size(), most_paths));
-    for (const ::gnmi::Path &path : request.path()) {
-        paths_.push_back(joined(request.prefix(), path));
+    if (request_.path_size() > most_paths)
+        throw invalid("path", fmt::format("{} paths, expected at most {}", request_.path_size(), most_paths));
+    WildcardCount wildcards;
+    for (const ::gnmi::Path &path : request_.path()) {
+        paths_.push_back(joined(request_.prefix(), path));
+        wildcards.add(paths_.back());
         schema_nodes(paths_.back());
     }
 }

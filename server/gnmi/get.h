@@ -13,7 +13,7 @@ namespace ocamp::gnmi {
 class GetQuery {
   public:
     /// Throws RpcError for whatever the request cannot have, its paths held against the models.
-    explicit GetQuery(const ::gnmi::GetRequest &request);
+    explicit GetQuery(::gnmi::GetRequest request);
 
     /// What is asked for.
     const std::vector<Path> &paths() const noexcept { return paths_; }

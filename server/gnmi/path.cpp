@@ -56,6 +56,12 @@ std::optional<std::string> complaint_about(const ::gnmi::Path &prefix, const ::g
     const auto has_no_name = [](const ::gnmi::PathElem &elem) { return elem.name().empty(); };
     if (std::ranges::any_of(prefix.elem(), has_no_name) || std::ranges::any_of(path.elem(), has_no_name))
         return "has an element without a name";
+    // Entries of which list would they be?
+    const auto is_any_with_keys = [](const ::gnmi::PathElem &elem) {
+        return elem.name() == any_steps && !elem.key().empty();
+    };
+    if (std::ranges::any_of(prefix.elem(), is_any_with_keys) || std::ranges::any_of(path.elem(), is_any_with_keys))
+        return "has keys on '...', expected them on an element's name or on '*'";
     return std::nullopt;
 }
 
@@ -331,6 +337,12 @@ std::vector<const lysc_node *> schema_nodes(const Path &path) {
     if (nodes.empty())
         throw refused(Code::unimplemented, text_of(path), "the device does not have it");
     return nodes;
+}
+
+void WildcardCount::add(const Path &path) {
+    const auto is_wildcard = [](const Step &step) { return step.name == any_name || step.name == any_steps; };
+    if (std::ranges::any_of(path.steps, is_wildcard) && ++count_ > most)
+        throw invalid(text_of(path), fmt::format("is one more path with '*' or '...' than the {} of a request", most));
 }
 
 std::vector<const lyd_node *> data_nodes(const YangTree &tree, const Path &path) {

@@ -52,6 +52,18 @@ Origin origin_of(const lysc_node &node);
 /// is not in the model, UNIMPLEMENTED for one whose nodes the device does not serve.
 std::vector<const lysc_node *> schema_nodes(const Path &path);
 
+/// Counts the paths of one request that have "*" or "..." as an element: each is looked for in whole models and trees.
+class WildcardCount {
+  public:
+    static constexpr int most = 64;
+
+    /// Throws RpcError with INVALID_ARGUMENT for one too many.
+    void add(const Path &path);
+
+  private:
+    int count_ = 0;
+};
+
 /// The nodes of a tree that the path names, in the tree's order; of the root, all top-level nodes of the origin. The
 /// tree may hold both origins. What is below another of them is left out: a node stands for all below it.
 std::vector<const lyd_node *> data_nodes(const YangTree &tree, const Path &path);

@@ -18,22 +18,44 @@ bool is_wanted(const lysc_node &leaf, LeafKind kind) {
     return kind == LeafKind::all || is_measured(leaf) == (kind == LeafKind::measured);
 }
 
-void add_leaves(const lyd_node &node, std::size_t levels, LeafKind kind, Leaves &leaves) {
-    if (is_leaf(*node.schema)) {
-        if (!is_wanted(*node.schema, kind))
-            return;
-        std::vector<Step> steps = steps_to(node);
-        steps.pop_back();
-        leaves.push_back(
-            std::make_shared<Leaf>(Leaf{data_path(node), std::move(steps), node.schema, canonical_text(node)}));
-        return;
-    }
-    for (const lyd_node *child = lyd_child(&node); child != nullptr; child = child->next) {
-        if (levels == 1 && !is_leaf(*child->schema))
-            continue;
-        add_leaves(*child, levels == 0 ? 0 : levels - 1, kind, leaves);
-    }
+LeafPointer leaf_of(const lyd_node &node) {
+    std::vector<Step> steps = steps_to(node);
+    steps.pop_back();
+    return std::make_shared<Leaf>(Leaf{data_path(node), std::move(steps), node.schema, canonical_text(node)});
 }
+
+// Collects leaves at and below nodes of one tree. Those that another selection has are the same objects: many that
+// overlap take no more memory than one.
+class LeafCollector {
+  public:
+    LeafCollector(LeafKind kind, std::unordered_map<const lyd_node *, LeafPointer> &known)
+        : kind_(kind), known_(known) {}
+
+    void add(const lyd_node &node, std::size_t levels) {
+        if (is_leaf(*node.schema)) {
+            if (is_wanted(*node.schema, kind_))
+                add_leaf(node);
+            return;
+        }
+        for (const lyd_node *child = lyd_child(&node); child != nullptr; child = child->next) {
+            if (levels != 1 || is_leaf(*child->schema))
+                add(*child, levels == 0 ? 0 : levels - 1);
+        }
+    }
+    Leaves leaves() { return std::move(leaves_); }
+
+  private:
+    void add_leaf(const lyd_node &node) {
+        LeafPointer &leaf = known_[&node];
+        if (!leaf)
+            leaf = leaf_of(node);
+        leaves_.push_back(leaf);
+    }
+
+    LeafKind kind_;
+    std::unordered_map<const lyd_node *, LeafPointer> &known_;
+    Leaves leaves_;
+};
 
 // Both are sorted by path.
 Difference difference_of(const Leaves &before, const Leaves &now) {
@@ -77,13 +99,14 @@ std::shared_ptr<const Leaves> Reading::select(const Path &path, std::size_t leve
         selections_[fmt::format("{} {} {}", levels, static_cast<int>(kind), text_of(path))];
     if (selection)
         return selection;
-    Leaves leaves;
+    LeafCollector collector(kind, leaves_);
     // The root is one level above its nodes.
     const bool root = path.steps.empty();
     if (!root || levels != 1) {
         for (const lyd_node *node : data_nodes(tree_, path))
-            add_leaves(*node, root && levels != 0 ? levels - 1 : levels, kind, leaves);
+            collector.add(*node, root && levels != 0 ? levels - 1 : levels);
     }
+    Leaves leaves = collector.leaves();
     std::ranges::sort(leaves, {}, [](const LeafPointer &leaf) -> const std::string & { return leaf->path; });
     selection = std::make_shared<Leaves>(std::move(leaves));
     return selection;

@@ -16,6 +16,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <unordered_map>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -67,6 +68,7 @@ class Reading {
     YangTree tree_;
     mutable std::mutex mutex_;
     mutable std::map<std::string, std::shared_ptr<const Leaves>> selections_;
+    mutable std::unordered_map<const lyd_node *, LeafPointer> leaves_; // of all selections
     // What the keys point to is kept with them, and no other leaves come to lie there.
     mutable std::map<std::pair<std::shared_ptr<const Leaves>, std::shared_ptr<const Leaves>>,
                      std::shared_ptr<const Difference>>

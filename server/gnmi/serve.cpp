@@ -6,6 +6,7 @@
 #include "server/gnmi/service.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -49,8 +50,8 @@ class Server : public server::Adapter {
                    [connections = connections_](const server::Peer &peer, const std::string &user) {
                        return connections->logged_in(peer, user);
                    }),
-          stop_event_(eventfd(0, EFD_CLOEXEC)) {
-        if (stop_event_.get() < 0)
+          wake_event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+        if (wake_event_.get() < 0)
             throw std::system_error(errno, std::generic_category(), "eventfd");
         thread_ = std::thread([this] { run(); });
     }
@@ -61,13 +62,16 @@ class Server : public server::Adapter {
         if (certificates_)
             certificates_->look();
         service_.users_changed();
+        connections_->users_changed(
+            [this](const std::string &user) { return core_.log_ins().principal_of(user).has_value(); }, Clock::now());
+        wake();
     }
 
     void stop(std::chrono::milliseconds limit) override {
         if (!thread_.joinable())
             return;
-        const std::uint64_t one = 1;
-        static_cast<void>(!write(stop_event_.get(), &one, sizeof one));
+        stopping_ = true;
+        wake();
         thread_.join();
         sockets_.clear();
         service_.stop(limit);
@@ -88,11 +92,18 @@ class Server : public server::Adapter {
         return tls.insecure ? nullptr : std::make_unique<Certificates>(tls, core.state_folder(), core.log());
     }
 
+    void wake() {
+        const std::uint64_t one = 1;
+        static_cast<void>(!write(wake_event_.get(), &one, sizeof one));
+    }
+
     void run() {
         for (;;) {
             wait();
-            if ((watched_.front().revents & POLLIN) != 0)
+            if (stopping_)
                 return;
+            std::uint64_t wakes = 0;
+            static_cast<void>(!read(wake_event_.get(), &wakes, sizeof wakes));
             const Clock::time_point now = Clock::now();
             connections_->drop_ended(std::span(watched_).subspan(1));
             connections_->end_late(now);
@@ -103,7 +114,7 @@ class Server : public server::Adapter {
 
     void wait() {
         watched_.clear();
-        watched_.push_back({.fd = stop_event_.get(), .events = POLLIN, .revents = 0});
+        watched_.push_back({.fd = wake_event_.get(), .events = POLLIN, .revents = 0});
         connections_->watch(watched_);
         const Clock::time_point now = Clock::now();
         Clock::time_point until = connections_->next_end();
@@ -145,7 +156,7 @@ class Server : public server::Adapter {
             for (;;) {
                 server::Accepted accepted = server::accept_from(socket);
                 if (accepted.exhausted)
-                    accept_again_ = now + exhaustion_pause;
+                    wait_for_descriptors(now);
                 if (!accepted.connection)
                     break;
                 serve(std::move(*accepted.connection), socket, now);
@@ -160,7 +171,7 @@ class Server : public server::Adapter {
             return;
         case Connections::Added::exhausted:
             log_refusal(accepted.address, "no descriptor is left", now);
-            accept_again_ = now + exhaustion_pause;
+            wait_for_descriptors(now);
             return;
         case Connections::Added::in_place_of_another:
             log_refusal(accepted.address, "too many connections that have not logged in", now);
@@ -169,6 +180,11 @@ class Server : public server::Adapter {
             break;
         }
         service_.serve(std::move(accepted.descriptor), socket.descriptor.get());
+    }
+
+    void wait_for_descriptors(Clock::time_point now) {
+        connections_->make_room();
+        accept_again_ = now + exhaustion_pause;
     }
 
     void log_refusal(const std::string &address, std::string_view reason, Clock::time_point now) {
@@ -184,7 +200,8 @@ class Server : public server::Adapter {
     std::shared_ptr<Connections> connections_;
     std::unique_ptr<Certificates> certificates_; // NULL: no TLS
     Service service_;
-    server::Descriptor stop_event_;
+    server::Descriptor wake_event_; // something outside the thread has changed
+    std::atomic<bool> stopping_ = false;
     std::vector<pollfd> watched_;
     Clock::time_point accept_again_{}, log_again_{}, next_look_{};
     std::thread thread_;

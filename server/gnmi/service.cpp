@@ -6,6 +6,7 @@
 #include "server/gnmi/peer.h"
 #include "server/gnmi/setter.h"
 #include "server/gnmi/subscription.h"
+#include "server/gnmi/wire.h"
 #include "server/served_modules.h"
 
 #include <algorithm>
@@ -18,6 +19,7 @@
 
 #include "gnmi.grpc.pb.h"
 
+#include <google/protobuf/stubs/logging.h>
 #include <grpc/grpc_security.h>
 #include <grpc/support/log.h>
 #include <grpcpp/grpcpp.h>
@@ -41,6 +43,25 @@ int milliseconds_of(std::chrono::milliseconds time) {
 
 grpc::Status status_of(const RpcError &error) {
     return {static_cast<grpc::StatusCode>(error.code()), error.what()};
+}
+
+// Throws RpcError.
+template <class Message>
+Message message_of(const grpc::ByteBuffer &bytes) {
+    std::vector<grpc::Slice> slices;
+    bytes.Dump(&slices);
+    std::string whole;
+    whole.reserve(bytes.Length());
+    for (const grpc::Slice &slice : slices)
+        whole.append(reinterpret_cast<const char *>(slice.begin()), slice.size());
+    Message message;
+    read_message(whole, message);
+    return message;
+}
+
+grpc::ByteBuffer bytes_of(const google::protobuf::Message &message) {
+    const grpc::Slice slice(message.SerializeAsString());
+    return {&slice, 1};
 }
 
 std::optional<std::string> metadata_of(const grpc::CallbackServerContext &context, const char *word) {
@@ -68,10 +89,20 @@ class OpenRpcs {
   public:
     using End = std::function<void(const grpc::Status &status)>;
 
-    std::uint64_t add(End end) {
-        const std::lock_guard guard(mutex_);
-        open_.emplace(++last_, Open{std::move(end), std::nullopt});
-        return last_;
+    // Ended at once when all have been ended.
+    std::uint64_t add(const End &end) {
+        std::optional<grpc::Status> late;
+        std::uint64_t number = 0;
+        {
+            const std::lock_guard guard(mutex_);
+            late = ended_with_;
+            number = ++last_;
+            if (!late)
+                open_.emplace(number, Open{end, std::nullopt});
+        }
+        if (late)
+            end(*late);
+        return number;
     }
     void set_user(std::uint64_t number, const server::Principal &user) {
         const std::lock_guard guard(mutex_);
@@ -82,7 +113,12 @@ class OpenRpcs {
         const std::lock_guard guard(mutex_);
         open_.erase(number);
     }
+    // Those that come later, too.
     void end_all(const grpc::Status &status) {
+        {
+            const std::lock_guard guard(mutex_);
+            ended_with_ = status;
+        }
         end_those(status, [](const std::optional<server::Principal> &) { return true; });
     }
     // Those whose user, as far as it is known, is one of `outdated`.
@@ -118,6 +154,7 @@ class OpenRpcs {
     std::mutex mutex_;
     std::map<std::uint64_t, Open> open_;
     std::uint64_t last_ = 0;
+    std::optional<grpc::Status> ended_with_;
 };
 
 const grpc::Status ended_status(grpc::StatusCode::UNAVAILABLE, "the server ends");
@@ -241,7 +278,14 @@ struct Surroundings {
         : core(served), client_certificates(by_certificates), logged_in(std::move(tell)),
           authenticator(std::make_shared<Authenticator>(served)), readings(served), setter(served) {}
 
-    void authenticate(const grpc::CallbackServerContext &context, std::function<bool()> is_wanted,
+    // The users may have been read anew while a password was checked.
+    bool is_current(const server::Principal &user) const {
+        const server::LogInAnswer now = core.log_ins().principal_of(user.user);
+        return now && now->role == user.role;
+    }
+
+    // `bytes`: what the RPC holds while it waits.
+    void authenticate(const grpc::CallbackServerContext &context, std::size_t bytes, std::function<bool()> is_wanted,
                       std::function<void(const Authentication &found)> answer) const {
         Credentials credentials;
         if (client_certificates)
@@ -251,17 +295,22 @@ struct Surroundings {
                            .user = metadata_of(context, "username"),
                            .password = metadata_of(context, "password")};
         const server::Peer peer = peer_of(context.peer());
-        const auto tell_and_answer = [peer, tell = logged_in, answer = std::move(answer)](const Authentication &found) {
-            const bool fits = !found.user || tell(peer, found.user->user);
-            answer(fits ? found : Authentication{.lack = Authentication::Lack::too_many_connections});
+        const auto tell_and_answer = [this, peer, tell = logged_in,
+                                      answer = std::move(answer)](const Authentication &found) {
+            if (!found.user || !is_current(*found.user))
+                answer({.lack = found.lack});
+            else if (!tell(peer, found.user->user))
+                answer({.lack = Authentication::Lack::too_many_connections});
+            else
+                answer(found);
         };
-        authenticator->check(peer, credentials, {std::move(is_wanted), tell_and_answer});
+        authenticator->check(peer, credentials, {std::move(is_wanted), tell_and_answer, bytes});
     }
 };
 
 // One Subscribe RPC. Lives until gRPC is done with it; readings, timers and log-ins hold weak pointers. One of them may
 // keep it for a moment longer than the server lives: what surrounds it is touched before it is finished alone.
-class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest, ::gnmi::SubscribeResponse>,
+class SubscribeReactor : public grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::ByteBuffer>,
                          public std::enable_shared_from_this<SubscribeReactor> {
   public:
     SubscribeReactor(Surroundings &surroundings) : surroundings_(surroundings) {}
@@ -275,7 +324,7 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
                 reactor->end(status);
         });
         surroundings_.authenticate(
-            context, [weak = weak_from_this()] { return !weak.expired(); },
+            context, 0, [weak = weak_from_this()] { return !weak.expired(); },
             [weak = weak_from_this()](const Authentication &found) {
                 if (const auto reactor = weak.lock())
                     reactor->logged_in(found);
@@ -283,19 +332,21 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
     }
 
     void OnReadDone(bool ok) override {
+        const std::shared_ptr<Stream> stream = this->stream();
         if (!ok) {
             // The client sends no more. A stream goes on; whoever has not asked, or asks for polls, is done.
-            if (!stream_)
+            if (!stream)
                 end(status_of(invalid("request", "expected a SubscriptionList")));
             else if (request_mode_ == ::gnmi::SubscriptionList::POLL)
                 end_after_backlog();
             return;
         }
         try {
-            if (!stream_)
-                subscribe();
-            else if (request_.has_poll())
-                poll();
+            const auto request = message_of<::gnmi::SubscribeRequest>(received_);
+            if (!stream)
+                subscribe(request);
+            else if (request.has_poll())
+                poll(*stream);
             else
                 throw invalid("request", "expected one SubscriptionList, and polls after it when its mode is POLL");
         } catch (const std::exception &error) {
@@ -317,9 +368,7 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
     void OnDone() override {
         {
             const std::lock_guard guard(mutex_);
-            stream_.reset();
-            if (counted_for_)
-                surroundings_.streams.remove(*counted_for_);
+            let_go();
         }
         surroundings_.open.remove(number_);
         const std::shared_ptr<SubscribeReactor> last = std::move(self_);
@@ -341,25 +390,37 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
         }
         counted_for_ = found.user->user;
         surroundings_.open.set_user(number_, *found.user);
-        StartRead(&request_);
+        // A reload before this line did not see whose RPC it is.
+        if (surroundings_.is_current(*found.user))
+            StartRead(&received_);
+        else
+            finish(user_gone_status);
     }
 
     void read() {
         const std::lock_guard guard(mutex_);
         if (!finished_)
-            StartRead(&request_);
+            StartRead(&received_);
     }
 
-    void subscribe() {
-        if (request_.has_poll())
+    // NULL before the first request, and when the RPC is finished.
+    std::shared_ptr<Stream> stream() {
+        const std::lock_guard guard(mutex_);
+        return stream_;
+    }
+
+    void subscribe(const ::gnmi::SubscribeRequest &request) {
+        if (request.has_poll())
             throw invalid("request", "a poll, expected a SubscriptionList first");
-        request_mode_ = request_.subscribe().mode();
-        const auto stream = std::make_shared<Stream>(request_, surroundings_.readings, [weak = weak_from_this()] {
+        request_mode_ = request.subscribe().mode();
+        const auto stream = std::make_shared<Stream>(request, surroundings_.readings, [weak = weak_from_this()] {
             if (const auto reactor = weak.lock())
                 reactor->pump();
         });
         {
             const std::lock_guard guard(mutex_);
+            if (finished_)
+                return;
             stream_ = stream;
         }
         // First, so that what is sent behind a list that is answered once is seen while the answer is made.
@@ -368,12 +429,12 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
     }
 
     // Who polls is read again when it has been answered, which may be before this returns.
-    void poll() {
+    void poll(Stream &stream) {
         {
             const std::lock_guard guard(mutex_);
             poll_under_way_ = true;
         }
-        stream_->poll();
+        stream.poll();
     }
 
     void end_after_backlog() {
@@ -400,12 +461,12 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
     void send_next() {
         if (std::optional<::gnmi::SubscribeResponse> response = stream_->take()) {
             const bool synchronized = response->sync_response();
-            response_ = std::move(*response);
+            sent_ = bytes_of(*response);
             writing_ = true;
-            StartWrite(&response_);
+            StartWrite(&sent_);
             if (synchronized && poll_under_way_) {
                 poll_under_way_ = false;
-                StartRead(&request_);
+                StartRead(&received_);
             }
             return;
         }
@@ -420,23 +481,33 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
         finish(status);
     }
 
-    // With the lock held.
+    // With the lock held. What the stream takes is given back at once: the end itself waits until the client has read
+    // what is on its way, which may be never.
     void finish(const grpc::Status &status) {
         if (finished_)
             return;
         finished_ = true;
+        let_go();
         Finish(status);
+    }
+
+    // With the lock held.
+    void let_go() {
+        stream_.reset();
+        if (counted_for_)
+            surroundings_.streams.remove(*counted_for_);
+        counted_for_.reset();
     }
 
     Surroundings &surroundings_;
     std::shared_ptr<SubscribeReactor> self_;
     std::uint64_t number_ = 0;
-    ::gnmi::SubscribeRequest request_;
+    grpc::ByteBuffer received_;
     ::gnmi::SubscriptionList::Mode request_mode_ = ::gnmi::SubscriptionList::STREAM;
 
     std::mutex mutex_; // guards what follows
     std::shared_ptr<Stream> stream_;
-    ::gnmi::SubscribeResponse response_;
+    grpc::ByteBuffer sent_;
     bool writing_ = false;
     bool poll_under_way_ = false;
     bool half_closed_ = false;
@@ -460,52 +531,64 @@ class SubscribeReactor : public grpc::ServerBidiReactor<::gnmi::SubscribeRequest
     return response;
 }
 
-class Rpcs : public ::gnmi::gNMI::CallbackService {
+// The service with messages as bytes: what they hold is looked at when the user is known.
+using ServiceOfBytes = ::gnmi::gNMI::WithRawCallbackMethod_Capabilities<::gnmi::gNMI::WithRawCallbackMethod_Get<
+    ::gnmi::gNMI::WithRawCallbackMethod_Set<::gnmi::gNMI::WithRawCallbackMethod_Subscribe<::gnmi::gNMI::Service>>>>;
+
+class Rpcs : public ServiceOfBytes {
   public:
     explicit Rpcs(Surroundings &surroundings) : surroundings_(surroundings) {}
 
-    grpc::ServerUnaryReactor *Capabilities(grpc::CallbackServerContext *context, const ::gnmi::CapabilityRequest *,
-                                           ::gnmi::CapabilityResponse *response) override {
-        return unary(*context, [response](const std::shared_ptr<Call> &call, const server::Principal &) {
-            call->finish(grpc::Status::OK, [&] { *response = capabilities(); });
-        });
+    grpc::ServerUnaryReactor *Capabilities(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
+                                           grpc::ByteBuffer *response) override {
+        return unary(*context, *request,
+                     [request, response](const std::shared_ptr<Call> &call, const server::Principal &) {
+                         message_of<::gnmi::CapabilityRequest>(*request);
+                         call->finish(grpc::Status::OK, [&] { *response = bytes_of(capabilities()); });
+                     });
     }
 
-    grpc::ServerUnaryReactor *Get(grpc::CallbackServerContext *context, const ::gnmi::GetRequest *request,
-                                  ::gnmi::GetResponse *response) override {
-        return unary(*context, [this, request, response](const std::shared_ptr<Call> &call, const server::Principal &) {
-            const auto query = std::make_shared<const GetQuery>(*request);
-            surroundings_.readings.read(
-                query->paths(), [call, query, response,
-                                 limit = surroundings_.core.limits().message_size](const ReadingOutcome &outcome) {
-                    answer(*call, [&] {
-                        if (const auto *error = std::get_if<RpcError>(&outcome))
-                            throw RpcError(*error);
-                        const Reading &reading = *std::get<std::shared_ptr<const Reading>>(outcome);
-                        ::gnmi::GetResponse answered = query->answer(reading.tree(), reading.read_at(), limit);
-                        call->finish(grpc::Status::OK, [&] { *response = std::move(answered); });
-                    });
-                });
-        });
+    grpc::ServerUnaryReactor *Get(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
+                                  grpc::ByteBuffer *response) override {
+        return unary(*context, *request,
+                     [this, request, response](const std::shared_ptr<Call> &call, const server::Principal &) {
+                         const auto query = std::make_shared<const GetQuery>(message_of<::gnmi::GetRequest>(*request));
+                         surroundings_.readings.read(
+                             query->paths(), [call, query, response, limit = surroundings_.core.limits().message_size](
+                                                 const ReadingOutcome &outcome) {
+                                 answer(*call, [&] {
+                                     if (const auto *error = std::get_if<RpcError>(&outcome))
+                                         throw RpcError(*error);
+                                     const Reading &reading = *std::get<std::shared_ptr<const Reading>>(outcome);
+                                     grpc::ByteBuffer answered =
+                                         bytes_of(query->answer(reading.tree(), reading.read_at(), limit));
+                                     call->finish(grpc::Status::OK, [&] { *response = std::move(answered); });
+                                 });
+                             });
+                     });
     }
 
-    grpc::ServerUnaryReactor *Set(grpc::CallbackServerContext *context, const ::gnmi::SetRequest *request,
-                                  ::gnmi::SetResponse *response) override {
+    grpc::ServerUnaryReactor *Set(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
+                                  grpc::ByteBuffer *response) override {
         const server::Peer peer = peer_of(context->peer());
-        return unary(*context, [this, context, peer, request, response](const std::shared_ptr<Call> &call,
-                                                                        const server::Principal &principal) {
-            const auto is_wanted = [call, context] { return call->is_wanted(*context); };
-            surroundings_.setter.submit(*request, principal, peer, is_wanted, [call, response](SetOutcome outcome) {
-                if (const auto *error = std::get_if<RpcError>(&outcome))
-                    call->finish(status_of(*error));
-                else
-                    call->finish(grpc::Status::OK,
-                                 [&] { *response = std::move(std::get<::gnmi::SetResponse>(outcome)); });
+        return unary(
+            *context, *request,
+            [this, context, peer, request, response](const std::shared_ptr<Call> &call,
+                                                     const server::Principal &principal) {
+                const auto is_wanted = [call, context] { return call->is_wanted(*context); };
+                // While it waits it stays bytes, which it shares with the RPC.
+                const auto read = [bytes = *request] { return message_of<::gnmi::SetRequest>(bytes); };
+                surroundings_.setter.submit(read, principal, peer, is_wanted, [call, response](SetOutcome outcome) {
+                    if (const auto *error = std::get_if<RpcError>(&outcome))
+                        call->finish(status_of(*error));
+                    else
+                        call->finish(grpc::Status::OK,
+                                     [&] { *response = bytes_of(std::get<::gnmi::SetResponse>(outcome)); });
+                });
             });
-        });
     }
 
-    grpc::ServerBidiReactor<::gnmi::SubscribeRequest, ::gnmi::SubscribeResponse> *
+    grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::ByteBuffer> *
     Subscribe(grpc::CallbackServerContext *context) override {
         const auto reactor = std::make_shared<SubscribeReactor>(surroundings_);
         reactor->begin(*context);
@@ -524,11 +607,11 @@ class Rpcs : public ::gnmi::gNMI::CallbackService {
     }
 
     template <class Work>
-    grpc::ServerUnaryReactor *unary(grpc::CallbackServerContext &context, Work work) {
+    grpc::ServerUnaryReactor *unary(grpc::CallbackServerContext &context, const grpc::ByteBuffer &request, Work work) {
         grpc::ServerUnaryReactor *reactor = context.DefaultReactor();
         const std::shared_ptr<Call> call = Call::begin(reactor, surroundings_.open);
         surroundings_.authenticate(
-            context, [call, &context] { return call->is_wanted(context); },
+            context, request.Length(), [call, &context] { return call->is_wanted(context); },
             [call, work](const Authentication &found) {
                 // The server may have ended while the password was checked.
                 call->proceed([&] {
@@ -594,10 +677,14 @@ class Service::Impl {
                                                : std::make_shared<TlsCredentials>(*certificates)) {
         // What clients do wrong is not to fill the log.
         gpr_set_log_function([](gpr_log_func_args *) {});
+        google::protobuf::SetLogHandler(nullptr);
         grpc::ServerBuilder builder;
         builder.RegisterService(&rpcs_);
         builder.SetResourceQuota(grpc::ResourceQuota("gnmi").Resize(memory_quota));
         builder.SetMaxReceiveMessageSize(static_cast<int>(core.limits().message_size));
+        // The limit holds for a message as it was sent: compressed, it could be a thousand times as large.
+        for (const grpc_compression_algorithm algorithm : {GRPC_COMPRESS_GZIP, GRPC_COMPRESS_DEFLATE})
+            builder.SetCompressionAlgorithmSupportStatus(algorithm, false);
         builder.AddChannelArgument(GRPC_ARG_MAX_METADATA_SIZE, header_size);
         builder.AddChannelArgument(GRPC_ARG_MAX_CONCURRENT_STREAMS, streams_of_connection);
         builder.AddChannelArgument(GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS,
@@ -624,10 +711,8 @@ class Service::Impl {
 
     void users_changed() {
         surroundings_.authenticator->forget();
-        surroundings_.open.end_outdated(user_gone_status, [this](const server::Principal &user) {
-            const server::LogInAnswer now = surroundings_.core.log_ins().principal_of(user.user);
-            return !now || now->role != user.role;
-        });
+        surroundings_.open.end_outdated(
+            user_gone_status, [this](const server::Principal &user) { return !surroundings_.is_current(user); });
     }
 
     void stop(std::chrono::milliseconds limit) {

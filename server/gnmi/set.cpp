@@ -16,7 +16,7 @@ namespace ocamp::gnmi {
 
 namespace {
 
-constexpr std::size_t most_operations = 10000;
+constexpr std::size_t most_operations = 1000;
 constexpr std::string_view annotation = "ietf-netconf:operation";
 
 bool is_wildcard(const Step &step) {
@@ -234,6 +234,7 @@ void SetEdit::note_origin(const Path &path) {
 
 void SetEdit::add_delete(const ::gnmi::Path &prefix, const ::gnmi::Path &path) {
     Path whole = joined(prefix, path);
+    wildcards_.add(whole);
     note_origin(whole);
     const std::vector<const lysc_node *> nodes = schema_nodes(whole);
     if (std::ranges::all_of(nodes, [](const lysc_node *node) { return node != nullptr && !is_configuration(*node); }))

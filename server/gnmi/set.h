@@ -53,6 +53,7 @@ class SetEdit {
     void add_update(const Path &path, const ::gnmi::TypedValue &value, bool replace);
     void add_result(const ::gnmi::Path &path, ::gnmi::UpdateResult::Operation operation);
 
+    WildcardCount wildcards_; // of deletes: no other operation takes them
     std::vector<Path> deletes_;
     std::vector<server::EditStep> others_;
     std::optional<std::string> native_path_;

@@ -72,12 +72,12 @@ void Setter::run() {
     }
 }
 
-void Setter::submit(::gnmi::SetRequest request, const server::Principal &principal, const server::Peer &peer,
+void Setter::submit(Read read, const server::Principal &principal, const server::Peer &peer,
                     std::function<bool()> is_wanted, std::function<void(SetOutcome outcome)> answer) {
     {
         const std::lock_guard guard(mutex_);
         if (waiting_.size() < most_waiting) {
-            waiting_.push_back([this, request = std::move(request), principal, peer, is_wanted = std::move(is_wanted),
+            waiting_.push_back([this, read = std::move(read), principal, peer, is_wanted = std::move(is_wanted),
                                 answer = std::move(answer)] {
                 try {
                     if (!is_wanted())
@@ -86,7 +86,7 @@ void Setter::submit(::gnmi::SetRequest request, const server::Principal &princip
                     const server::LogInAnswer now = core_.log_ins().principal_of(principal.user);
                     if (!now)
                         throw RpcError(Code::unauthenticated, "the user is gone");
-                    answer(carry_out(request, *now, peer));
+                    answer(carry_out(read(), *now, peer));
                 } catch (const RpcError &error) {
                     answer(error);
                 } catch (const server::SessionRefused &refusal) {

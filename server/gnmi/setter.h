@@ -31,9 +31,12 @@ class Setter {
     Setter(const Setter &) = delete;
     Setter &operator=(const Setter &) = delete;
 
+    /// Gives the request when the Set begins; throws RpcError.
+    using Read = std::function<::gnmi::SetRequest()>;
+
     /// Calls `answer` once from another thread, or at once when too many wait. `is_wanted` is asked when the Set is
     /// about to begin: one whose client has given up is not carried out.
-    void submit(::gnmi::SetRequest request, const server::Principal &principal, const server::Peer &peer,
+    void submit(Read read, const server::Principal &principal, const server::Peer &peer,
                 std::function<bool()> is_wanted, std::function<void(SetOutcome outcome)> answer);
 
   private:

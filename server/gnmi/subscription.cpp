@@ -13,6 +13,9 @@ namespace ocamp::gnmi {
 namespace {
 
 constexpr int most_subscriptions = 1024;
+// Leaves that the subscriptions of a list may select, each counted as often as it is selected; on a large node as many
+// as some that each select all.
+constexpr std::size_t most_selected = 65536, overlap = 8;
 // Of one response; a client that reads gets the next one at once.
 constexpr std::size_t most_updates = 256;
 
@@ -134,6 +137,7 @@ Stream::~Stream() {
 
 void Stream::add(const ::gnmi::Subscription &subscription, const ::gnmi::SubscriptionList &list, std::size_t levels) {
     Item item{.path = joined(list.prefix(), subscription.path()), .levels = levels};
+    wildcards_.add(item.path);
     schema_nodes(item.path);
     if (mode_ == ::gnmi::SubscriptionList::STREAM)
         add_stream_item(std::move(item), subscription);
@@ -238,6 +242,7 @@ void Stream::poll() {
 // All values and sync_response, or with updates_only sync_response alone.
 void Stream::deliver_everything() {
     read(paths(false), [this](const Reading &reading) {
+        select_all(reading);
         for (Item &item : items_) {
             if (updates_only_)
                 assume_known(item, reading);
@@ -251,7 +256,21 @@ void Stream::deliver_everything() {
     });
 }
 
-// With the lock held, as what follows.
+// With the lock held, as what follows. Throws RpcError when subscriptions that overlap would select leaves again and
+// again: readings are for everybody, and so is the time that they take.
+void Stream::select_all(const Reading &reading) const {
+    std::size_t selected = 0, largest = 0;
+    for (const Item &item : items_) {
+        const std::size_t size = reading.select(item.path, item.levels, item.kind)->size();
+        selected += size;
+        largest = std::max(largest, size);
+        if (selected > std::max(most_selected, overlap * largest))
+            throw refused(Code::resource_exhausted, "subscription",
+                          fmt::format("all together select more than {} leaves, expected fewer or less alike",
+                                      std::max(most_selected, overlap * largest)));
+    }
+}
+
 void Stream::assume_known(Item &item, const Reading &reading) {
     item.sent = reading.select(item.path, item.levels, item.kind);
     for (const LeafPointer &leaf : *item.sent)

@@ -105,6 +105,7 @@ class Stream : public std::enable_shared_from_this<Stream> {
     std::vector<Path> paths(bool on_change_only) const;
     void read(std::vector<Path> paths, std::function<void(const Reading &reading)> use);
     void deliver_everything();
+    void select_all(const Reading &reading) const;
     void assume_known(Item &item, const Reading &reading);
     void deliver(Item &item, const Reading &reading, Extent extent);
     void repeat(std::size_t index, Clock::duration interval, Extent extent, Clock::time_point due);
@@ -117,6 +118,7 @@ class Stream : public std::enable_shared_from_this<Stream> {
     std::string target_;
     bool updates_only_;
     bool wants_changes_ = false;
+    WildcardCount wildcards_;
 
     mutable std::mutex mutex_; // guards what follows
     std::vector<Item> items_;

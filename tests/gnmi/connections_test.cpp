@@ -1,7 +1,9 @@
 // Which connections stay and which make room.
 #include "server/gnmi/connections.h"
 
+#include <algorithm>
 #include <array>
+#include <memory>
 
 #include <gmock/gmock.h>
 #include <sys/socket.h>
@@ -119,6 +121,34 @@ TEST_F(GnmiConnections, ThoseOfAUserCountForTheFirstWhoProvedIt) {
     }
     connections_.add(b1_.accepted, begin);
     EXPECT_TRUE(log_in(b1_, "bob"));
+}
+
+TEST_F(GnmiConnections, ThoseOfAUserWhoIsGoneHaveNone) {
+    for (Pair *pair : {&a1_, &a2_}) {
+        connections_.add(pair->accepted, begin);
+        log_in(*pair, "user of " + std::to_string(pair->accepted.port));
+    }
+    connections_.users_changed([](const std::string &user) { return user == "user of 1"; }, begin + seconds(100));
+    EXPECT_EQ(connections_.next_end(), begin + seconds(130));
+    connections_.end_late(begin + seconds(130));
+    EXPECT_TRUE(a1_.is_open());
+    EXPECT_FALSE(a2_.is_open());
+}
+
+TEST_F(GnmiConnections, TheOldestWithoutAUserMakeRoomWhenDescriptorsRunOut) {
+    limits_.connections = limits_.connections_per_address = 100;
+    connections_.add(a1_.accepted, begin);
+    log_in(a1_, "ada");
+    std::vector<std::unique_ptr<Pair>> silent;
+    for (int i = 0; i < 20; ++i)
+        connections_.add(silent.emplace_back(std::make_unique<Pair>("b", i))->accepted, begin);
+    const auto open = [&] { return std::ranges::count_if(silent, [](const auto &pair) { return pair->is_open(); }); };
+    connections_.make_room();
+    EXPECT_EQ(open(), 4);
+    EXPECT_TRUE(silent.back()->is_open());
+    connections_.make_room();
+    EXPECT_EQ(open(), 0);
+    EXPECT_TRUE(a1_.is_open());
 }
 
 TEST_F(GnmiConnections, ThoseWithoutAUserEndInTime) {

@@ -57,6 +57,9 @@ TEST(GnmiPath, WhatNoPathCanHaveIsRefused) {
         deep += "/a";
     EXPECT_THAT(read(path_of(deep)).steps, SizeIs(64));
     EXPECT_THAT([&] { read(path_of(deep + "/a")); }, refused_with(Code::invalid_argument, "65 elements"));
+    EXPECT_THAT([] { read(path_of("a/...[name=b]/c")); }, refused_with(Code::invalid_argument, "keys on '...'"));
+    EXPECT_THAT([] { read(path_of("c"), path_of("...[name=b]")); },
+                refused_with(Code::invalid_argument, "keys on '...'"));
     // The limit is for both together.
     EXPECT_THAT([&] { read(path_of("a/b"), path_of(deep)); }, refused_with(Code::invalid_argument, "66 elements"));
 }
@@ -94,7 +97,7 @@ TEST(GnmiPath, NodesOfATree) {
                 ElementsAre(entry + "[name='a']", entry + "[name='b']"));
     EXPECT_THAT(found("optical-amplifier/*/amplifier[name=*]/config/target-gain"), SizeIs(2));
     EXPECT_THAT(found(".../target-gain"), SizeIs(2));
-    EXPECT_THAT(found("...[name=a]/nothing"), IsEmpty());
+    EXPECT_THAT(found(".../amplifier[name=a]/nothing"), IsEmpty());
     EXPECT_THAT(found("optical-amplifier/amplifiers/amplifier[name=c]"), IsEmpty());
 }
 
@@ -147,6 +150,18 @@ TEST(GnmiPath, MessageAndStepsGoBothWays) {
     const std::vector<Step> steps = steps_to(*nodes.front());
     EXPECT_EQ(text_of(read(to_message(steps))), text_of(path));
     EXPECT_EQ(text_of(read(to_message(steps, 3))), "/config/target-gain");
+}
+
+TEST(GnmiPath, WildcardsOfARequestAreCountedAndKeysAreNone) {
+    WildcardCount count;
+    for (int i = 0; i < WildcardCount::most / 2; ++i) {
+        count.add(read(path_of("*/b")));
+        count.add(read(path_of("a/.../b")));
+        count.add(read(path_of("a[k=*]/b")));
+    }
+    EXPECT_THAT([&] { count.add(read(path_of("a/*"))); },
+                refused_with(Code::invalid_argument, "/a/*: is one more path with '*' or '...' than the 64"));
+    count.add(read(path_of("a/b")));
 }
 
 // What a path is refused with, and nothing when it is not.

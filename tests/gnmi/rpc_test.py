@@ -4,6 +4,7 @@ behaviour that the protocol requires is a test named after it.
 Every test is made with both clients; CLIENT tells which: grpcio, Debian's, or grpc_js (see grpc_js_channel.py).
 """
 
+import collections
 import json
 import os
 import signal
@@ -62,7 +63,8 @@ class CapabilitiesTest(RpcTest):
         models = {model.name: model for model in answer.supported_models}
         self.assertEqual("2019-12-06", models["openconfig-optical-amplifier"].version)
         self.assertEqual("OpenConfig", models["openconfig-optical-amplifier"].organization)
-        self.assertIn("openconfig-optical-amplifier-deviations", models)
+        deviations = models["openconfig-optical-amplifier-deviations"]
+        self.assertEqual(("oc-amplifier", "2026-11-21"), (deviations.organization, deviations.version))
         native = {name for name in models if name.startswith("Korvex-")}
         self.assertEqual({"Korvex-controller-optics-cfg", "Korvex-controller-optics-oper", "Korvex-ifmgr-cfg",
                           "Korvex-controller-orvo8-ots-oper", "Korvex-pmengine-oper"}, native)
@@ -94,6 +96,22 @@ class PathsTest(RpcTest):
         self.assertLess({GAIN, BOOSTER + "/state/target-gain"}, self.names("/.../target-gain"))
         self.assertEqual(self.names("/optical-amplifier"), self.names("/..."))
 
+    def test_keys_of_any_number_of_elements_are_refused(self):
+        everywhere = "/optical-amplifier/amplifiers/...[name=0/1-AMP-PRE]/config/target-gain"
+        before = Leaves(self.client.subscribe([subscription(*EVERY_GAIN)])).until_sync()
+        for call in (lambda: self.client.get(everywhere), lambda: self.client.set(delete=[path(everywhere)]),
+                     lambda: self.client.subscribe([subscription(everywhere)])):
+            self.assert_refused(INVALID, call, "/optical-amplifier/amplifiers/...[name=0/1-AMP-PRE]", "keys")
+        self.assertEqual(before, Leaves(self.client.subscribe([subscription(*EVERY_GAIN)])).until_sync())
+
+    def test_paths_with_wildcards_are_counted(self):
+        one = "/optical-amplifier/.../target-gain"
+        self.assertEqual(64, len(self.client.get(*[one] * 64).notification))
+        Leaves(self.client.subscribe([subscription(*[one] * 64)])).until_sync()
+        for call in (lambda: self.client.get(*[one] * 65), lambda: self.client.subscribe([subscription(*[one] * 65)]),
+                     lambda: self.client.set(delete=[path(one)] * 65)):
+            self.assert_refused(INVALID, call, "64")
+
     def test_a_list_element_without_keys_names_all_its_entries(self):
         listed = "/optical-amplifier/amplifiers/amplifier/config/target-gain"
         self.assertEqual(EVERY_GAIN, self.names(listed))
@@ -121,6 +139,8 @@ class PathsTest(RpcTest):
         self.assertEqual("site-7", self.client.get(GAIN, prefix=pb.Path(target="site-7")).notification[0].prefix.target)
         stream = self.client.subscribe([subscription(GAIN, prefix=pb.Path(target="site-7"))])
         self.assertEqual("site-7", next(stream).update.prefix.target)
+        answer = self.client.set(prefix=pb.Path(target="site-7"), update=[update(BOOSTER + "/config/target-gain", double_val=3)])
+        self.assertEqual("site-7", answer.prefix.target)
 
     def test_the_deprecated_element_form_is_not_used(self):
         self.assert_refused(INVALID, lambda: self.client.get(pb.Path(element=["optical-amplifier"])), "elem")
@@ -128,6 +148,12 @@ class PathsTest(RpcTest):
     def test_module_prefixes_are_optional(self):
         prefixed = GAIN.replace("/optical-amplifier", "/openconfig-optical-amplifier:optical-amplifier")
         self.assertEqual(self.names(GAIN), self.names(prefixed))
+        self.client.set(update=[update(prefixed, double_val=17.5)])
+        self.assertEqual([GAIN], list(Leaves(self.client.subscribe([subscription(prefixed)])).until_sync()))
+        foreign = GAIN.replace("/optical-amplifier", "/openconfig-interfaces:optical-amplifier")
+        for call in (lambda: self.client.get(foreign), lambda: self.client.subscribe([subscription(foreign)]),
+                     lambda: self.client.set(update=[update(foreign, double_val=1)])):
+            self.assert_refused(INVALID, call, "/openconfig-interfaces:optical-amplifier/")
 
     def test_keys_are_compared_by_value(self):
         def lane(number):
@@ -242,6 +268,10 @@ class GetTest(RpcTest):
         stamps = {one.timestamp for one in self.client.get(GAIN, PRE).notification}
         self.assertEqual(1, len(stamps))
         self.assertTrue(before <= stamps.pop() <= time.time_ns())
+        # What was read before a change is older than the change, and what is read after it newer.
+        first = self.client.get(GAIN).notification[0].timestamp
+        changed = self.client.set(update=[update(BOOSTER + "/config/target-gain", double_val=3.1)]).timestamp
+        self.assertTrue(first < changed < self.client.get(GAIN).notification[0].timestamp)
 
     def test_in_the_schema_without_data_is_not_found(self):
         self.assert_refused(NOT_FOUND, lambda: self.client.get(AMPLIFIER % "nobody"), "nobody")
@@ -778,9 +808,10 @@ class SubscribeTest(RpcTest):
         leaves = self.open(PRE + "/config", heartbeat_interval=SECOND // 5).until_sync()
         count = len(leaves)
         leaves.notifications.clear()
-        leaves.until(lambda now: sum(len(one.update) for one in now.notifications) >= 2 * count)
-        stamps = sorted({one.timestamp for one in leaves.notifications})
-        self.assertGreater(stamps[1] - stamps[0], SECOND // 10)
+        leaves.until(lambda now: sum(len(one.update) for one in now.notifications) >= 4 * count)
+        self.assertEqual({4}, set(collections.Counter(
+            one.path.elem[-1].name for told in leaves.notifications for one in told.update).values()))
+        self.assert_interval(0.2, leaves)
 
     def test_sample_sends_every_value_once_an_interval(self):
         leaves = self.open(GAIN, how=pb.SAMPLE, sample_interval=SECOND // 4).until_sync()

@@ -142,6 +142,54 @@ class UsersTest(GnmiTest):
         kept.until(lambda now: len(now.notifications) > count + 3)
 
 
+    def test_streams_that_begin_while_their_user_goes_end_too(self):
+        for _ in range(3):
+            ocamp("user", "add", "--node", self.node, "quinn", "--role", "reader", input="secret words\n")
+            self.reload()
+            ocamp("user", "rm", "--node", self.node, "quinn")
+            client = self.connect("quinn", "secret words")
+            grpc.channel_ready_future(client.channel.grpcio).result(60)
+            # Their password is checked while the users are read anew.
+            known = self.server.read_log().count(" reloaded")
+            streams = []
+            for delay in range(15):
+                streams.append(client.subscribe([subscription(GAIN, mode=STREAM)]))
+                time.sleep(0.002)
+                if delay == 7:
+                    self.server.process.send_signal(signal.SIGHUP)
+            while self.server.read_log().count(" reloaded") == known:
+                time.sleep(0.01)
+            for one in streams:
+                self.assert_refused(UNAUTHENTICATED, lambda one=one: one)
+
+    def test_a_stream_whose_user_is_gone_costs_nothing_though_nobody_reads_its_end(self):
+        ocamp("user", "add", "--node", self.node, "rolf", "--role", "reader", input="secret words\n")
+        self.reload()
+        request = subscription(path("/", origin="native"), mode=STREAM)
+        request.subscribe.subscription[0].mode = pb.SAMPLE
+        request.subscribe.subscription[0].sample_interval = SECOND // 10
+        # It takes one message, and then none: the rest waits in the server.
+        stream = self.connect("rolf", "secret words").subscribe([request])
+        next(stream)
+        ocamp("user", "rm", "--node", self.node, "rolf")
+        busy = self.busy()
+        self.assertGreater(busy, 0.01)
+        self.reload()
+        self.assertLess(self.busy(), busy / 4)
+        stream.cancel()
+
+    def busy(self):
+        """Processor time of the server in two seconds, in seconds."""
+        def used():
+            with open("/proc/%d/stat" % self.server.process.pid) as stat:
+                fields = stat.read().rsplit(")", 1)[1].split()
+            return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+        before = used()
+        time.sleep(2)
+        return used() - before
+
+
 def silent_connection(test):
     plain = socket.create_connection(("127.0.0.1", test.server.port))
     test.addCleanup(plain.close)

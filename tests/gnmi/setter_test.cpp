@@ -66,8 +66,7 @@ class GnmiSetter : public server_tests::ServedNode {
     }
     static void submit(Setter &setter, const ::gnmi::SetRequest &request,
                        std::function<void(SetOutcome outcome)> answer) {
-        setter.submit(
-            request, operator_, {}, [] { return true; }, std::move(answer));
+        setter.submit([request] { return request; }, operator_, {}, [] { return true; }, std::move(answer));
     }
 
     // A Set whose answer waits until go(): the others wait behind it.
@@ -92,9 +91,8 @@ TEST_F(GnmiSetter, ASetWhoseClientHasGivenUpBeforeItBeganIsNotCarriedOut) {
     const std::string before = gain(session());
     Holdup holdup(setter);
     std::promise<std::optional<Code>> given_up;
-    setter.submit(
-        gain_set(3.3), operator_, {}, [] { return false; },
-        [&](const SetOutcome &outcome) { given_up.set_value(code_of(outcome)); });
+    setter.submit([] { return gain_set(3.3); }, operator_, {}, [] { return false; },
+                  [&](const SetOutcome &outcome) { given_up.set_value(code_of(outcome)); });
     holdup.go();
     EXPECT_EQ(given_up.get_future().get(), Code::cancelled);
     EXPECT_EQ(gain(session()), before);
