@@ -857,4 +857,27 @@ TEST_F(Logged, LogInsAreToldWithTheirMethodAndRole) {
                                           "T warning log-in-refused user=bob" + from + "public-key role=none"));
 }
 
+TEST_F(Logged, AFloodOfRefusedLogInsIsNoFloodOfLines) {
+    stop();
+    constexpr int attempts = 200;
+    LogFile file;
+    const auto begin = std::chrono::steady_clock::now();
+    {
+        Core logged(settings(), file.log);
+        const auto refuse = [&] { EXPECT_FALSE(logged.log_ins().certificate({"test", "192.0.2.1", 7}, "eve")); };
+        for (int i = 1; i < attempts; ++i)
+            refuse();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+        refuse();
+    }
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - begin);
+    const std::vector<std::string> lines = file.lines();
+    const auto told = std::ranges::count_if(
+        lines, [](const std::string &line) { return line.find("log-in-refused") != std::string::npos; });
+    EXPECT_GE(told, LogIns::most_refusals_told_a_second + 1);
+    EXPECT_LE(told, LogIns::most_refusals_told_a_second * (seconds.count() + 1));
+    EXPECT_EQ(lines.at(lines.size() - 2),
+              "T warning log-ins-refused count=" + std::to_string(attempts - told));
+}
+
 } // namespace
