@@ -220,13 +220,8 @@ int run(int argc, char **argv) {
         ->default_str("text");
     add_limits(program, options.core.limits);
     add_common_options(program, common);
-    try {
-        program.parse(argc, argv);
-    } catch (const CLI::Success &help) {
-        return program.exit(help);
-    } catch (const CLI::Error &error) {
-        return tell(std::string(error.what()) + "; 'ocamp serve --help' tells the options", wrong_use);
-    }
+    if (const std::optional<int> status = read_command_line(program, argc, argv))
+        return *status;
     options.core.service = {.node = options.node, .plugin = common.plugin, .logs = common.logs};
     serve(options);
     return 0;

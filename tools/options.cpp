@@ -4,6 +4,7 @@
 #include "command_line.h"
 #include "text_io.h"
 
+#include "seam/input_error.h"
 #include "seam/text.h"
 #include "yang/models.h"
 
@@ -115,6 +116,17 @@ void add_format_option(CLI::App &command, LYD_FORMAT &format) {
     add_word_option(command, "--format", format, formats, "Format of the answer: json or xml")
         ->type_name("FORMAT")
         ->default_str("json");
+}
+
+std::optional<int> read_command_line(CLI::App &program, int argc, char **argv) {
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::Success &help) {
+        return program.exit(help);
+    } catch (const CLI::Error &error) {
+        throw InputError(fmt::format("{}; '{} --help' tells the options", error.what(), program.get_name()));
+    }
+    return std::nullopt;
 }
 
 } // namespace ocamp

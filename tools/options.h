@@ -67,6 +67,10 @@ struct TellOptions {
 void add_quiet_option(CLI::App &command, TellOptions &options);
 void add_dry_run_option(CLI::App &command, TellOptions &options);
 
+/// Reads the command line of a program that has one command, by whose name it is called. A status when the program is
+/// to end with it: help has been printed. Throws InputError for what cannot be meant.
+std::optional<int> read_command_line(CLI::App &program, int argc, char **argv);
+
 /// --format json|xml.
 void add_format_option(CLI::App &command, LYD_FORMAT &format);
 

@@ -3,6 +3,7 @@
 #include "run_line.h"
 
 #include "line_options.h"
+#include "options.h"
 #include "output.h"
 #include "serving.h"
 
@@ -25,8 +26,6 @@ namespace {
 
 using server::EventLog;
 using server::LogFormat;
-
-constexpr int wrong_use = 2;
 
 // The addresses that nodes are served at by one protocol, one after the other.
 class Ports {
@@ -155,14 +154,8 @@ int run_line(int argc, char **argv) {
     CLI::App program("Runs a line and serves its nodes, if it is to.", "ocamp line run");
     LineRunOptions options;
     add_line_run_options(program, options);
-    try {
-        program.parse(argc, argv);
-    } catch (const CLI::Success &help) {
-        return program.exit(help);
-    } catch (const CLI::Error &error) {
-        write_error(fmt::format("ocampd: {}; 'ocamp line run --help' tells the options\n", escaped(error.what())));
-        return wrong_use;
-    }
+    if (const std::optional<int> status = read_command_line(program, argc, argv))
+        return *status;
     run(options);
     return 0;
 }

@@ -94,10 +94,10 @@ class Cutter {
         } while (depth > 0 || (front() != ',' && front() != '}' && front() != ']'));
     }
 
-    // Calls `take_value` for each member of an object with its name, in which the module may come first; it takes the
+    // Calls `visit` for each member of an object with its name, in which the module may come first; it passes over the
     // value.
-    template <class TakeValue>
-    void each_member(TakeValue take_value) {
+    template <class Visit>
+    void each_member(Visit visit) {
         take('{');
         if (take_if('}'))
             return;
@@ -105,7 +105,7 @@ class Cutter {
             name_begin_ = rest_;
             const std::string_view name = take_string();
             take(':');
-            take_value(name.substr(1, name.size() - 2));
+            visit(name.substr(1, name.size() - 2));
             if (!take_if(','))
                 break;
         }
@@ -122,7 +122,9 @@ class Cutter {
 
     void copy_value() { part_ += take_value(); }
 
-    // The requests are those for the node, and no entry is selected without any.
+    // Copies the value of a node: of a list the entries that some request may select, of a container the members with
+    // what is requested below each, of all else, and of members that no request names, everything. The requests are
+    // those for this node.
     void cut_value(const lysc_node &node, const Requests &requests) {
         if (node.nodetype == LYS_LIST)
             cut_list(list_keys(node), requests);

@@ -10,7 +10,7 @@ namespace {
 // A field with a message or text in it.
 std::string field(int number, const std::string &content) {
     std::string bytes(1, static_cast<char>(number << 3 | 2));
-    for (std::size_t size = content.size(); ; size >>= 7) {
+    for (std::size_t size = content.size();; size >>= 7) {
         bytes += static_cast<char>((size & 0x7f) | (size > 0x7f ? 0x80 : 0));
         if (size <= 0x7f)
             return bytes + content;
@@ -74,15 +74,14 @@ TEST(GnmiWire, LevelsAreBounded) {
 TEST(GnmiWire, BytesThatAreNoMessageAreRefused) {
     const auto refusal = refused_with(Code::invalid_argument, "expected a GetRequest");
     for (const std::string &bytes : {
-             std::string("\x12"),              // a path without a length
-             std::string("\x12\x05\x1a"),      // one that is cut short
+             std::string("\x12"),                // a path without a length
+             std::string("\x12\x05\x1a"),        // one that is cut short
              std::string("\x12\x7f\x1a\x00", 4), // one longer than the message
-             std::string("\x28\xff"),          // a number that does not end
+             std::string("\x28\xff"),            // a number that does not end
              std::string("\x12\x02\x0a\x05", 4), // an element's name longer than its path
-             std::string("\x0f"),              // a wire type that there is not
-             std::string("\x12\x02\x1a\xff\xff\xff\xff\xff\xff\xff\xff\xff\x01"),
-             std::string("\x00", 1),
-             std::string("\x0c"), // the end of a group that has not begun
+             std::string("\x0f"),                // a wire type that there is not
+             std::string("\x12\x02\x1a\xff\xff\xff\xff\xff\xff\xff\xff\xff\x01"), std::string("\x00", 1),
+             std::string("\x0c"),            // the end of a group that has not begun
              field(2, field(1, "\xff\xfe")), // a text that is no UTF-8
          })
         EXPECT_THAT([&] { read(bytes); }, refusal) << testing::PrintToString(bytes);

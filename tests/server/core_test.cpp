@@ -876,8 +876,7 @@ TEST_F(Logged, AFloodOfRefusedLogInsIsNoFloodOfLines) {
         lines, [](const std::string &line) { return line.find("log-in-refused") != std::string::npos; });
     EXPECT_GE(told, LogIns::most_refusals_told_a_second + 1);
     EXPECT_LE(told, LogIns::most_refusals_told_a_second * (seconds.count() + 1));
-    EXPECT_EQ(lines.at(lines.size() - 2),
-              "T warning log-ins-refused count=" + std::to_string(attempts - told));
+    EXPECT_EQ(lines.at(lines.size() - 2), "T warning log-ins-refused count=" + std::to_string(attempts - told));
 }
 
 } // namespace
