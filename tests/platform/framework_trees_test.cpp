@@ -185,6 +185,22 @@ TEST(OutputTree, EntryFoundByItsKeyIsFilledAgain) {
                                                        "    <name> \"b\"\n");
 }
 
+TEST(OutputTree, EntryFoundByItsKeyIsTheOnlyOneThatIsOpen) {
+    const std::vector<Write> writes{{.path = "/l/e", .ns = "n", .value = "a", .key_name = "name"},
+                                    {.path = "/l/e", .ns = "n", .value = "b", .key_name = "name"},
+                                    {.path = "/l/e", .ns = "n", .value = "c", .key_name = "name"},
+                                    {.path = "/l/e", .ns = "n", .value = "a", .key_name = "name"},
+                                    {.path = "/l/e/more", .ns = "n", .value = "1"}};
+    EXPECT_EQ(output_text(OutputTree(writes).roots()), "<l>\n"
+                                                       "  <e>\n"
+                                                       "    <name> \"a\"\n"
+                                                       "    <more> \"1\"\n"
+                                                       "  <e>\n"
+                                                       "    <name> \"b\"\n"
+                                                       "  <e>\n"
+                                                       "    <name> \"c\"\n");
+}
+
 TEST(OutputTree, OperationAndSourceStayWithTheirNode) {
     const std::vector<Write> writes{
         {.path = "/l/e", .ns = "n", .operation = YFW_OP_REMOVE, .source_path = "/oc/list", .opens_list = true},

@@ -385,6 +385,43 @@ TEST_F(Why, AmplifiersThatAListLeavesOut) {
     EXPECT_THAT(why(amplifier + "/state/enabled").left_out, testing::IsEmpty());
 }
 
+TEST_F(Why, ARequestForOneEntryLeavesNoneOut) {
+    const std::string list = "/optical-amplifier/amplifiers/amplifier";
+    const auto left_out_of = [](const std::string &path) {
+        const Filter filter = Filter::from_path(openconfig_schema(), path);
+        ObservedRead read{.kind = YFW_KIND_GET, .filter = filter};
+        RunReport run{.request = filter.requests().front()};
+        run.request_trace.push_back(
+            {.looks = {{.bind_point = inventory, .item = "lost", .result = DatabaseLook::Result::absent}}});
+        read.report.push_back(run);
+        return ocamp::why(read).left_out;
+    };
+    EXPECT_THAT(left_out_of(list + "/state/enabled"), testing::ElementsAre(HasSubstr(inventory + std::string(" lost"))));
+    EXPECT_THAT(left_out_of(list + "[name='0/1-AMP-PRE']/state/enabled"), testing::IsEmpty());
+}
+
+// The native models' types keep such values out; those of another node might not.
+TEST_F(Why, ValueOfTheNativeLeafThatFitsNoType) {
+    const Filter filter = Filter::from_path(openconfig_schema(), amplifier + "/state/enabled");
+    TakenNode node{.path = "/ots-oper/ots-ports/ots-port[name='X']/ots-info/osri-config-val",
+                   .place = "/ots-oper/ots-ports/ots-port/ots-info/osri-config-val"};
+    node.leaf = true;
+    node.looks.push_back({.bind_point = inventory, .item = "found on the way"});
+    node.writes.push_back({.number = 0, .value = "maybe", .source = TracedWrite::Source::node});
+    NativeWalkReport walk{.module = "Korvex-controller-orvo8-ots-oper",
+                          .entry = "/ots-oper/ots-ports/ots-port[name='X']",
+                          .tree = {.tag = "ots-oper", .ns = ""}};
+    walk.trace.push_back(node);
+    walk.placements.push_back({amplifier + "/state/enabled", 0, "maybe", "no boolean"});
+    RunReport run{.request = filter.requests().front()};
+    run.native_request.push_back({.tag = "ots-oper", .ns = ""});
+    run.walks.push_back(walk);
+    ObservedRead read{.kind = YFW_KIND_GET, .filter = filter};
+    read.report.push_back(run);
+    expect_absent(ocamp::why(read).leaves.front(), Absence::unfit,
+                  "\"maybe\" from " + node.path + " fits no type of the leaf: no boolean");
+}
+
 TEST_F(Why, StateThatAReadOfConfigurationNeverAsksFor) {
     expect_absent(why_leaf(amplifier + "/state/enabled", YFW_KIND_GET_CONFIG), Absence::not_asked,
                   "the request never asked for it");

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <ctime>
 #include <future>
 #include <regex>
 #include <sstream>
@@ -877,6 +878,34 @@ TEST_F(Logged, AFloodOfRefusedLogInsIsNoFloodOfLines) {
     EXPECT_GE(told, LogIns::most_refusals_told_a_second + 1);
     EXPECT_LE(told, LogIns::most_refusals_told_a_second * (seconds.count() + 1));
     EXPECT_EQ(lines.at(lines.size() - 2), "T warning log-ins-refused count=" + std::to_string(attempts - told));
+}
+
+TEST_F(Logged, ALogInForWhichThereIsNoPlaceIsTold) {
+    stop();
+    LogFile file;
+    Core logged(settings(), file.log);
+    const Peer peer{"test", "192.0.2.1", 7};
+    for (int failures = 0; failures < 8; ++failures)
+        EXPECT_FALSE(logged.log_ins().public_key(peer, "eve", "ssh-rsa", "AAAA", true));
+    const auto attempt = [&](const std::string &user) {
+        return logged.log_ins().password(
+            peer, user, "wrong", [] { return true; }, [](const LogInAnswer &) {});
+    };
+    for (std::size_t i = 0; i < LogIns::most_waiting_of_address; ++i)
+        EXPECT_TRUE(attempt("eve"));
+    EXPECT_FALSE(attempt("bob"));
+    EXPECT_EQ(file.lines().back(),
+              "T warning log-in-refused user=bob address=192.0.2.1 port=7 protocol=test method=password role=none");
+}
+
+class Idle : public ServedNode {};
+
+// A thread that comes round at once, again and again, takes all of a processor that it is given.
+TEST_F(Idle, ACoreTakesNoProcessorTime) {
+    EXPECT_EQ(gain(session()), "13.1");
+    const std::clock_t before = std::clock();
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 25);
 }
 
 } // namespace
