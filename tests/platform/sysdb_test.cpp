@@ -413,7 +413,8 @@ TEST_F(SystemDatabaseFile, ACommitThatFailsInItsLastStepSaysThatTheChangeIsMade)
 TEST_F(SystemDatabaseFile, ACommitThatFailsBeforeSaysThatAlone) {
     SystemDatabase(file_, Database::Mode::create);
     Database connection(file_, Database::Mode::read_write);
-    sqlite3_commit_hook(connection.connection(), [](void *) { return 1; }, nullptr);
+    sqlite3_commit_hook(
+        connection.connection(), [](void *) { return 1; }, nullptr);
     const std::string complaint = sqlite_complaint([&] {
         ocamp::Transaction transaction(connection);
         ocamp::SystemDatabase(connection).put(ots_bind_point, "a", Bytes{1});
@@ -427,7 +428,8 @@ TEST_F(SystemDatabaseFile, WhatTheSystemSaidOfAnotherFailureIsNotTold) {
     Database connection(file_, Database::Mode::create);
     const std::string attach = "ATTACH '" + (folder() / "nowhere" / "node.db").string() + "' AS more";
     EXPECT_NE(sqlite_complaint([&] { connection.exec(attach); }).find("No such file or directory"), std::string::npos);
-    EXPECT_EQ(sqlite_complaint([&] { connection.exec("SELECT nonsense"); }), file_ + ": read: no such column: nonsense");
+    EXPECT_EQ(sqlite_complaint([&] { connection.exec("SELECT nonsense"); }),
+              file_ + ": read: no such column: nonsense");
 }
 
 TEST_F(SystemDatabaseFile, ADatabaseInMemoryIsNamed) {

@@ -396,7 +396,8 @@ TEST_F(Why, ARequestForOneEntryLeavesNoneOut) {
         read.report.push_back(run);
         return ocamp::why(read).left_out;
     };
-    EXPECT_THAT(left_out_of(list + "/state/enabled"), testing::ElementsAre(HasSubstr(inventory + std::string(" lost"))));
+    EXPECT_THAT(left_out_of(list + "/state/enabled"),
+                testing::ElementsAre(HasSubstr(inventory + std::string(" lost"))));
     EXPECT_THAT(left_out_of(list + "[name='0/1-AMP-PRE']/state/enabled"), testing::IsEmpty());
 }
 
