@@ -8,6 +8,7 @@ import subprocess
 import time
 import unittest
 
+import paramiko
 from lxml import etree
 from ncclient import manager
 from ncclient.operations import RPCError
@@ -146,6 +147,45 @@ class LogIn(ClientTest):
             time.sleep(0.1)
         self.assertFalse(client.connected)
         self.assertTrue(self.running_gain(other))
+
+
+class Ssh(ClientTest):
+    """What ncclient never does."""
+
+    def transport(self):
+        transport = paramiko.Transport(("127.0.0.1", self.server.port))
+        self.addCleanup(transport.close)
+        transport.start_client(timeout=60)
+        return transport
+
+    def channel(self):
+        transport = self.transport()
+        transport.auth_password("ada", PASSWORD)
+        return transport.open_session(timeout=60)
+
+    def test_six_attempts_to_log_in_are_the_most(self):
+        transport = self.transport()
+        for _ in range(6):
+            with self.assertRaises(paramiko.BadAuthenticationType) as refused:
+                transport.auth_none("ada")
+            self.assertEqual(["password", "publickey"], sorted(refused.exception.allowed_types))
+        with self.assertRaises((paramiko.SSHException, EOFError)) as ended:
+            transport.auth_none("ada")
+        self.assertNotIsInstance(ended.exception, paramiko.BadAuthenticationType)
+        self.assertFalse(transport.is_active())
+
+    def test_a_channel_is_for_one_session(self):
+        for ask in (lambda channel: channel.exec_command("true"), lambda channel: channel.invoke_shell(),
+                    lambda channel: channel.invoke_subsystem("sftp")):
+            with self.assertRaises(paramiko.SSHException):
+                ask(self.channel())
+        channel = self.channel()
+        with self.assertRaises(paramiko.ChannelException):
+            channel.get_transport().open_session(timeout=60)
+        channel.invoke_subsystem("netconf")
+        self.assertIn(b"<hello", channel.recv(200))
+        with self.assertRaises(paramiko.SSHException):
+            channel.invoke_subsystem("netconf")
 
 
 class Hello(ClientTest):

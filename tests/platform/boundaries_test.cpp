@@ -109,6 +109,7 @@ TEST(DocumentStart, XmlDeclarationSaysVersionOneAndUtf8) {
         {"<?xml version='1.0' encoding='ISO-8859-1'?>", "encoding 'ISO-8859-1', expected 'UTF-8'"},
         {"<?xml version='1.0' encoding='UTF-16'?>", "encoding 'UTF-16', expected 'UTF-8'"},
         {"<?xml version='1.0' encoding='utf-88'?>", "encoding 'utf-88', expected 'UTF-8'"},
+        {"<?xml version='1.0' encoding='ascii'?>", "encoding 'ascii', expected 'UTF-8'"},
         {"<?xml version='9.9'?>", "XML version '9.9', expected '1.0'"},
         {"<?xml version='1.'?>", "XML version '1.', expected '1.0'"},
         {"<?xml nonsense ?>", "not well-formed XML: line 1: XML declaration not well-formed"},

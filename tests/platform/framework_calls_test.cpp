@@ -168,10 +168,13 @@ TEST_F(SeamCalls, KeyMustNotDifferFromTheLeafItRefersTo) {
     enter_entry();
     EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", key, out), CERR_SUCCESS);
     EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "state", key, out), CERR_SUCCESS); // no such container
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "name", key, out), CERR_SUCCESS);  // nothing below it
     char other[] = "0/1-AMP-BST";
     yfw_datatree wrong_key = *key;
     wrong_key.value = other;
     EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", &wrong_key, out), rc_leafref_mismatch);
+    wrong_key.value = nullptr;
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", &wrong_key, out), CERR_SUCCESS);
     EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, nullptr, key, out), rc_invalid_argument);
     EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", nullptr, out), rc_invalid_argument);
 }

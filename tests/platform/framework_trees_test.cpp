@@ -1,5 +1,6 @@
 // Request trees as walkers get them, and the trees that their writes make.
 #include "framework/output_tree.h"
+#include "framework/provenance.h"
 #include "framework/request_tree.h"
 #include "seam/path_text.h"
 
@@ -105,11 +106,34 @@ TEST(PathText, LeadsSomewhereWhenNoStepIsEmpty) {
         EXPECT_FALSE(leads_somewhere(path)) << path;
 }
 
+TEST(PathText, KeysInQuotesHoldWhatEndsThemOutside) {
+    EXPECT_EQ(without_modules("/m:a/b[n:name='x]/m:y']/m:c"), "/a/b[n:name='x]/m:y']/c");
+    EXPECT_EQ(without_keys("/m:a/b[n:name='x]/m:y']/m:c"), "/m:a/b/m:c");
+}
+
 TEST(PathText, StepsAreTakenOneByOne) {
     std::string_view path = "/p:a/b";
     EXPECT_EQ(take_step(path), "a");
     EXPECT_EQ(take_step(path), "b");
     EXPECT_EQ(path, "");
+}
+
+TEST(Provenance, ANodesTextIsItsSourceAlsoWhereARecordHoldsTheSame) {
+    const DataTree native(leaf("average", "5"));
+    WalkTrace trace;
+    ProvenanceRecorder recorder(trace, &native);
+    recorder.on_match(native.root()->tag);
+    recorder.on_item("/oper/", "item", CERR_SUCCESS, "");
+    recorder.on_token({.kind = SeenToken::Kind::value, .name = "average", .text = "5"});
+    char of_node[8], of_record[8];
+    recorder.on_copy("converter", of_node, sizeof of_node, native.root()->value);
+    recorder.on_copy("converter", of_record, sizeof of_record, "5");
+    recorder.on_write(0, "/one", of_node);
+    recorder.on_write(1, "/other", of_record);
+    ASSERT_THAT(trace, testing::SizeIs(2));
+    ASSERT_THAT(trace[1].writes, testing::SizeIs(2));
+    EXPECT_EQ(trace[1].writes[0].source, TracedWrite::Source::node);
+    EXPECT_EQ(trace[1].writes[1].source, TracedWrite::Source::database);
 }
 
 TEST(OutputTree, GroupsOfWritesGoOnAfterOthers) {
