@@ -438,6 +438,14 @@ TEST(EditRequests, DeletedLeafHasNoValue) {
                 ElementsAre(HasSubstr("<enabled>  operation remove\n")));
 }
 
+TEST(EditRequests, OneLeafIsSetOrDeleted) {
+    const std::string path = "/optical-amplifier/amplifiers/amplifier[name='a']/config/target-gain";
+    EXPECT_THAT(texts(EditRequest::set_leaf(openconfig_schema(), path, "+5.50").requests()),
+                ElementsAre(HasSubstr("<target-gain> \"5.5\"\n")));
+    EXPECT_THAT(texts(EditRequest::delete_leaf(openconfig_schema(), path).requests()),
+                ElementsAre(HasSubstr("<target-gain>  operation delete\n")));
+}
+
 TEST(EditRequests, ValuesAreCanonical) {
     EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"name": "a", "config": {"target-gain": "+15.50",
                          "type": "openconfig-optical-amplifier:EDFA"}}]}})"),

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -75,6 +76,18 @@ TEST_F(WriterQueue, WhoWaitsTooLongIsToldTheLimit) {
         EXPECT_EQ(error.what(), file_ + ": other writers kept it busy for longer than the busy limit of 0.2 s");
     }
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 200ms);
+}
+
+TEST_F(WriterQueue, WhoeverTakesATicketIsWaitedFor) {
+    const int office = open(file_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_GE(office, 0);
+    struct flock first_byte = {};
+    first_byte.l_type = F_WRLCK;
+    first_byte.l_len = 1;
+    ASSERT_EQ(fcntl(office, F_OFD_SETLK, &first_byte), 0);
+    std::jthread next([&] { EXPECT_NO_THROW(WriterTurn(file_, 60s)); });
+    std::this_thread::sleep_for(20ms); // it tries several times
+    close(office);
 }
 
 TEST_F(WriterQueue, KilledWriterHoldsNobodyUp) {

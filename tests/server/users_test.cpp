@@ -139,6 +139,16 @@ TEST_F(UserFiles, ThatAreDamagedAreToldAndNeverReadInPart) {
     }
 }
 
+TEST_F(UserFiles, WithARoleThatIsNoneAreRefused) {
+    folder_.write("users.json", R"({"version": 1, "users": [{"name": "ada", "role": "king", "password": "", "keys": []}]})");
+    try {
+        Users::read(folder_);
+        ADD_FAILURE() << "read";
+    } catch (const StateError &error) {
+        EXPECT_THAT(error.what(), HasSubstr("user ada: role 'king', expected reader, operator or admin"));
+    }
+}
+
 TEST(StateFiles, AreMadeOnce) {
     const support::TemporaryFolder node;
     const StateFolder folder(node.path());
