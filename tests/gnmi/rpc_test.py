@@ -502,7 +502,8 @@ class SetTest(RpcTest):
 
     def test_not_logged_in_is_unauthenticated(self):
         self.assert_refused(UNAUTHENTICATED, lambda: self.connect(None).set(update=[update(GAIN, double_val=1)]))
-        self.assert_refused(UNAUTHENTICATED, lambda: self.connect(None).capabilities())
+        self.assert_refused(UNAUTHENTICATED, lambda: self.connect(None).capabilities(),
+                            "a client certificate of a user, or username and password of one in the metadata")
         self.assert_refused(UNAUTHENTICATED, lambda: self.connect(None).subscribe([subscription(GAIN)]))
         self.assert_refused(UNAUTHENTICATED, lambda: self.connect("olga", "wrong").get(GAIN))
 

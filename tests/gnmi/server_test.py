@@ -481,6 +481,7 @@ class StopTest(GnmiTest):
                 while True:
                     leaves.take()
             self.assertEqual(grpc.StatusCode.UNAVAILABLE, raised.exception.code(), raised.exception.details())
+            self.assertEqual("the server ends", raised.exception.details())
 
 
 class GivenUpTest(GnmiTest):

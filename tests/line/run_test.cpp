@@ -407,6 +407,16 @@ TEST_F(Lines, WhoListensIsToldOfEventsWhenTheirSecondIsInTheNodes) {
     EXPECT_THAT(told, testing::ElementsAre("2 cut a/b 0"));
 }
 
+TEST_F(Lines, ALockThatCannotBeMadeIsNamed) {
+    try {
+        const LineLock lock(temporary_.path() / "nowhere");
+        ADD_FAILURE() << "locked";
+    } catch (const std::system_error &error) {
+        EXPECT_THAT(error.what(), HasSubstr("nowhere"));
+        EXPECT_THAT(error.what(), HasSubstr("No such file or directory"));
+    }
+}
+
 TEST_F(Lines, OneProcessRunsALine) {
     make(two_nodes());
     const LineRun run(folder(), {});

@@ -528,6 +528,17 @@ TEST(WhyText, SeveralLeavesAreATableUnderEachEntry) {
                                     "A read of this fails: no such file\n");
 }
 
+TEST(WhyText, LongPathsAndWordsGoOnInTheNextLine) {
+    WhyLeaf path{.path = "/one", .entry = ""}, word{.path = "/two", .entry = ""};
+    path.reason = "/first/part/of/a/path/that/is/too/long/for/a/line";
+    word.reason = std::string(45, 'w');
+    EXPECT_EQ(why_text(report_of({path, word}), 40), "  one  -  /first/part/of/a/path/that/is\n"
+                                                     "          /too/long/for/a/line\n"
+                                                     "  two  -  " +
+                                                         std::string(30, 'w') + "\n          " + std::string(15, 'w') +
+                                                         "\n");
+}
+
 TEST(WhyText, EditsTellTheNativeLeafAndWhatIsLost) {
     const std::vector<WhyEdit> edits{{.path = "/a/gain",
                                       .asked = "15.56",

@@ -79,6 +79,18 @@ TEST(YangTree, IsStoredAsOneDocumentThatReadsBackTheSame) {
               R"({"Korvex-controller-orvo8-ots-oper:ots-oper":{"ots-ports":{"ots-port":[{"name":"Ots0/1/0/0"}]}}})");
 }
 
+TEST(YangTree, TakesInWhatAnotherHas) {
+    YangTree tree = parsed(ports);
+    tree.merge(YangTree());
+    EXPECT_THAT(roots(tree), ElementsAre("ots-oper"));
+    tree.merge(parsed(interfaces));
+    EXPECT_THAT(roots(tree), testing::UnorderedElementsAre("interface-configurations", "ots-oper"));
+}
+
+TEST(YangTree, OfNothingAnExpressionSelectsNothing) {
+    EXPECT_THAT(YangTree().select("/Korvex-controller-orvo8-ots-oper:ots-oper"), ElementsAre());
+}
+
 TEST(YangTree, ACopyIsChangedByItself) {
     const YangTree tree = parsed(ports);
     YangTree copy = tree.copy();

@@ -175,6 +175,19 @@ TEST(ServedModels, AreTheModelItsDeviationsAndTheFiveNativeOnes) {
     EXPECT_THAT(served_modules().front().deviated_by, ElementsAre("openconfig-optical-amplifier-deviations"));
 }
 
+TEST(ServedModels, HaveThoseThatTheyImport) {
+    std::vector<std::string> names;
+    for (const ServedModule &module : served_modules())
+        names.push_back(module.name);
+    const std::regex import(R"(\bimport ([a-z][\w.-]*))", std::regex::icase);
+    std::size_t imports = 0;
+    for (const ServedModule &module : served_modules()) {
+        for (std::sregex_iterator at(module.text.begin(), module.text.end(), import), end; at != end; ++at, ++imports)
+            EXPECT_THAT(names, testing::Contains((*at)[1].str())) << module.name;
+    }
+    EXPECT_GT(imports, 10U);
+}
+
 class Edits : public ServedNode {};
 
 TEST_F(Edits, OfEitherSideShowOnBoth) {
@@ -589,6 +602,16 @@ TEST_F(Changes, OfASessionAreToldWithItsName) {
     EXPECT_FALSE(change.author.foreign);
     ASSERT_THAT(change.native, SizeIs(1));
     EXPECT_EQ(change.native.front().after, "110");
+}
+
+TEST_F(Changes, AroundTheNodeAreToldAsTheyAreGiven) {
+    Events events;
+    const Subscription subscription = core().subscribe(Interest::sessions_and_commits, events.listener());
+    core().tell(PlantEvent{.second = 7, .words = "cut a/b 0"});
+    const auto told = events.wait_for(1);
+    ASSERT_THAT(told, SizeIs(1));
+    EXPECT_EQ(std::get<PlantEvent>(told.front()->what).second, 7U);
+    EXPECT_EQ(std::get<PlantEvent>(told.front()->what).words, "cut a/b 0");
 }
 
 TEST_F(Changes, OfOtherProcessesAreForeign) {

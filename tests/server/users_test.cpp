@@ -140,7 +140,8 @@ TEST_F(UserFiles, ThatAreDamagedAreToldAndNeverReadInPart) {
 }
 
 TEST_F(UserFiles, WithARoleThatIsNoneAreRefused) {
-    folder_.write("users.json", R"({"version": 1, "users": [{"name": "ada", "role": "king", "password": "", "keys": []}]})");
+    folder_.write("users.json",
+                  R"({"version": 1, "users": [{"name": "ada", "role": "king", "password": "", "keys": []}]})");
     try {
         Users::read(folder_);
         ADD_FAILURE() << "read";

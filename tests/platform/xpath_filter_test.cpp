@@ -1,0 +1,56 @@
+// XPath filters: what stays of a tree, and which expressions cost too much.
+#include "node/filter.h"
+#include "node/xpath_filter.h"
+#include "yang/models.h"
+
+#include <gmock/gmock.h>
+
+using namespace ocamp;
+using testing::HasSubstr;
+
+namespace {
+
+std::string cut(const std::string &expression) {
+    YangTree tree = openconfig_schema().parse(
+        R"({"openconfig-optical-amplifier:optical-amplifier":{"amplifiers":{"amplifier":[
+        {"name":"a","config":{"name":"a","enabled":true,"target-gain":"1.5"}},
+        {"name":"b","config":{"name":"b","enabled":false}}]}}})",
+        LYD_JSON);
+    XPathFilter(openconfig_schema(), expression, {{"o", "http://openconfig.net/yang/optical-amplfier"}}).cut(tree);
+    std::string text = tree.print(LYD_JSON);
+    std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
+    constexpr std::string_view head =
+        R"({"openconfig-optical-amplifier:optical-amplifier":{"amplifiers":{"amplifier":)";
+    return text.starts_with(head) ? text.substr(head.size(), text.size() - head.size() - 3) : text;
+}
+
+TEST(XPathCut, WhatIsSelectedStaysWithAllBelowAndTheKeysAbove) {
+    EXPECT_EQ(cut("/o:optical-amplifier/o:amplifiers/o:amplifier[o:name='b']"),
+              R"([{"name":"b","config":{"name":"b","enabled":false}}])");
+    EXPECT_EQ(cut("//o:enabled"),
+              R"([{"name":"a","config":{"enabled":true}},{"name":"b","config":{"enabled":false}}])");
+    EXPECT_EQ(cut("//o:target-gain"), R"([{"name":"a","config":{"target-gain":"1.5"}}])");
+    EXPECT_EQ(cut("//o:amplifier[o:name='c']"), "");
+}
+
+std::string cost_of(const std::string &expression) {
+    try {
+        check_cost_of_xpath(expression);
+    } catch (const FilterError &error) {
+        return error.what();
+    }
+    return "taken";
+}
+
+TEST(XPathCost, IsBoundedForEveryNode) {
+    for (const char *expression :
+         {"/a/b", "//a//b//c", "a[b]//c//d//e", "a[b][c]//d//e", "a[b=']']//c//d", "a[.//b]", "a[*]", "*[a]/*/*",
+          "a[../b]", "a[b and c]/d", "a[1]/preceding::b", "count(a[b])*2", "(a[b]|c[d])//e//f"})
+        EXPECT_EQ(cost_of(expression), "taken") << expression;
+    for (const char *expression :
+         {"a[//b]", "a[b[*]]", "a[*/*]", "a[.//b//c]", "a[../*]", "a/preceding::b/following::c", "a[b[../c]]",
+          "a[*][*]", "a[descendant::b/*]", "a[ancestor::b/*]", "a[deref(b)/*]", "a[node()/node()]"})
+        EXPECT_THAT(cost_of(expression), HasSubstr("looks through the tree again for every node")) << expression;
+}
+
+} // namespace
