@@ -54,6 +54,12 @@ TEST(GnmiSet, UnionsGoByNodeHoweverItsPathIsWritten) {
                             edit_of_entry(R"("config":{"enabled":true})")));
 }
 
+TEST(GnmiSet, UnionsGoToModulesThatThereAre) {
+    ::gnmi::SetRequest request;
+    add(*request.mutable_union_replace(), "no-such-module:" + entry + "/config", R"({"enabled": true})");
+    EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "no-such-module"));
+}
+
 TEST(GnmiSet, KeysOfPathsAreTakenByValueAndWithTheirModule) {
     const std::string lane_path = "interface-configurations/interface-configuration/optics/optics-lanes/optics-lane";
     const auto lane = [&](::gnmi::SetRequest &request, const std::string &key, const std::string &number) {

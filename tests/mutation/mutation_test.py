@@ -96,6 +96,11 @@ class Switched(unittest.TestCase):
         self.assertEqual(self.switched("const int a = 1;\n").numbers, {})
         self.assertEqual(self.switched("void f() {\n    Writer w(a, b);\n}\n", "arguments").numbers, {})
 
+    def test_a_call_behind_a_label_is_compiled_by_itself(self):
+        source = "void f(int a) {\n    switch (a) {\n    default:\n        g(a);\n    }\n}\n"
+        self.assertIn(("call", "{}"), changes(source))
+        self.assertEqual(self.switched(source, "call").numbers, {})
+
     def test_what_the_compiler_refuses_becomes_a_statement_and_is_left_out_then(self):
         source = 'void f() {\n    g(h("a"));\n}\n'
         text = self.switched(source, "text")

@@ -18,6 +18,7 @@ OPENING = ("(", "[", "{")
 CLOSING = (")", "]", "}")
 NO_TYPES = ("new", "sizeof", "return", "throw", "co_return", "delete")
 GOVERNING = ("if", "for", "while", "switch", "do", "else", "case", "default", "using", "static_assert", "constexpr", "static")
+LABELS = ("case", "default")
 # How a region is written.
 EXPRESSION, STATEMENT, REMOVED = range(3)
 
@@ -46,7 +47,8 @@ class SwitchedText:
         if not inside:
             return None
         if mutant.kind in ("call", "early exit"):
-            return mutant.start, mutant.end, REMOVED
+            # To a label one gets past the question.
+            return None if tokens[inside[0]].text in LABELS else (mutant.start, mutant.end, REMOVED)
         first, last = inside[0], inside[-1]
         if mutant.kind == "arguments":
             # The call as a whole.

@@ -372,6 +372,31 @@ TEST_F(Sessions, TakeInputAsLongAsItIsInBounds) {
     EXPECT_TRUE(client->session().is_quiet());
 }
 
+TEST_F(Sessions, WhoseStreamIsAtFaultAreToldAndEnd) {
+    const auto client = connect();
+    client->session().receive("\n#x");
+    EXPECT_THAT(client->receive(), HasSubstr("<error-type>rpc</error-type><error-tag>malformed-message</error-tag>"));
+    EXPECT_TRUE(client->session().ended());
+    EXPECT_EQ(statistics().counters.in_bad_rpcs, 1U);
+    EXPECT_EQ(statistics().counters.out_rpc_errors, 1U);
+    EXPECT_EQ(statistics().in_bad_hellos, 0U);
+    EXPECT_EQ(statistics().dropped_sessions, 1U);
+}
+
+TEST_F(Sessions, ThatDoNotReadWhatTheyAskedForEnd) {
+    restart({.output_backlog = 4000});
+    surround();
+    const auto client = connect(), other = connect();
+    EXPECT_EQ(client->ask(fmt::format("<create-subscription xmlns=\"{}\"/>", notification)), ok());
+    for (int i = 0; i < 20 && !client->session().ended(); ++i) {
+        connect();
+        EXPECT_EQ(gain_of(other->ask(get_gain)), "13.1");
+    }
+    EXPECT_TRUE(client->session().ended());
+    EXPECT_EQ(client->session().output(), "");
+    EXPECT_FALSE(other->session().ended());
+}
+
 TEST(Notifications, TellEachKindOfEvent) {
     using server::ConfirmedCommitEvent;
     const auto told = [](auto what, const server::ReadFilter &filter = server::WholeTree()) {
