@@ -208,6 +208,14 @@ TEST_F(GnmiStream, ListsAreRefusedWithTheirReason) {
                    Code::invalid_argument, "mode: 3, expected TARGET_DEFINED, ON_CHANGE or SAMPLE");
     expect_refused([](auto &request) { add_gain(request).set_sample_interval(shortest); }, Code::invalid_argument,
                    "sample_interval: stands with TARGET_DEFINED, expected it with SAMPLE");
+    expect_refused(
+        [](auto &request) {
+            add_gain(request);
+            ::gnmi::ModelData &model = *request.mutable_subscribe()->add_use_models();
+            model.set_name("no-such-model");
+            model.set_version("1.0");
+        },
+        Code::unimplemented, "use_models: no-such-model 1.0, expected models that Capabilities lists");
     const auto many = [](int count) {
         return [count](auto &request) {
             for (int i = 0; i < count; ++i)

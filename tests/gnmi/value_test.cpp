@@ -57,6 +57,13 @@ TEST(GnmiValue, OneLeafInEachEncoding) {
     EXPECT_EQ(leaf_value(identity, edfa, ::gnmi::ASCII).ascii_val(), "EDFA");
 }
 
+TEST(GnmiValue, OfAnotherTypeIsToldWhichIsExpected) {
+    const lysc_node &number = native_leaf("interface-configurations/interface-configuration/optics/"
+                                          "optics-ots-amplifier-gain");
+    EXPECT_THAT([&] { edit_value(schema_of(Origin::native), &number, json_value("{}"), "/p"); },
+                refused_with(Code::invalid_argument, "expected a whole number"));
+}
+
 TEST(GnmiValue, ALeafWithoutAValueIsTakenAsItIsTold) {
     const lysc_node &shutdown = native_leaf("interface-configurations/interface-configuration/shutdown");
     for (const auto encoding : {::gnmi::JSON, ::gnmi::JSON_IETF, ::gnmi::PROTO, ::gnmi::ASCII})

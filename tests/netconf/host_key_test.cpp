@@ -1,6 +1,6 @@
 // The server's own key: made once, and read from then on.
-#include "server/netconf/host_key.h"
 #include "server/listeners.h"
+#include "server/netconf/host_key.h"
 #include "support/files.h"
 
 #include <fcntl.h>

@@ -234,6 +234,9 @@ TEST_F(Sessions, RefusalsSayWhatWasExpected) {
     EXPECT_EQ(client->ask(fmt::format("<kill-session><session-id>{}</session-id></kill-session>", client->id())),
               error("protocol", "invalid-value", "a session cannot kill itself; close-session ends it",
                     "<bad-element>session-id</bad-element>"));
+    EXPECT_EQ(
+        client->ask("<lock><target><running/></target><target><running/></target></lock>"),
+        error("protocol", "bad-element", "the element 'target' is given twice", "<bad-element>target</bad-element>"));
     EXPECT_EQ(gain_of(client->ask(get_gain)), "13.1");
 }
 

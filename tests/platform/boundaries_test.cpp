@@ -9,6 +9,7 @@
 #include "node/native_data.h"
 #include "node/native_edit.h"
 #include "node/node.h"
+#include "seam/nearest_word.h"
 #include "seam/path_text.h"
 #include "support/files.h"
 #include "yang/client_document.h"
@@ -87,6 +88,17 @@ TEST(DocumentStart, ByteOrderMarkIsPassedOver) {
               "urn:a");
     EXPECT_EQ(read_document(mark + "<a/>", DocumentFormat::xml, openconfig_schema()).at(0).name, "a");
     EXPECT_THROW(format_of(mark), DocumentError);
+}
+
+TEST(NearestWord, IsTheOneWithTheFewestMistakes) {
+    const std::vector<std::string> known{"edit", "explain", "history", "cart", "cat", "car"};
+    const std::pair<const char *, std::optional<std::string>> rows[] = {
+        {"edit", "edit"},        {"edti", "edit"},       {"eit", "edit"},        {"eddit", "edit"},
+        {"exit", "edit"},        {"explian", "explain"}, {"hstry", "history"},   {"cat", "cat"},
+        {"caz", "cat"},          {"hsty", std::nullopt}, {"tide", std::nullopt}, {"", std::nullopt},
+        {"editor", std::nullopt}};
+    for (const auto &[word, nearest] : rows)
+        EXPECT_EQ(nearest_word(word, known), nearest) << word;
 }
 
 TEST(DocumentStart, XmlDeclarationMayStandBeforeElementsWithoutNamespace) {

@@ -189,6 +189,24 @@ TEST(FilterRequests, WholeModelIsTheBareRoot) {
     EXPECT_THAT(texts(filter("").requests()), ElementsAre("<optical-amplifier>\n"));
 }
 
+TEST(FilterRequests, NamesMayHaveTheirModule) {
+    const auto plain = texts(path("/optical-amplifier/amplifiers/amplifier/state").requests());
+    for (const char *text : {"/openconfig-optical-amplifier:optical-amplifier/amplifiers/amplifier/state",
+                             "openconfig-optical-amplifier:/optical-amplifier/amplifiers/amplifier/state",
+                             "openconfig-optical-amplifier:optical-amplifier/amplifiers/amplifier/state"})
+        EXPECT_EQ(texts(path(text).requests()), plain) << text;
+}
+
+TEST(FilterRequests, NamesThatAreNoneAreAnsweredWithThoseThatThereAre) {
+    try {
+        path("/optical-amplifier/no-such");
+        ADD_FAILURE() << "taken";
+    } catch (const FilterError &error) {
+        EXPECT_THAT(error.what(), HasSubstr("no node 'no-such' in 'optical-amplifier', expected one of: amplifiers, "
+                                            "supervisory-channels"));
+    }
+}
+
 TEST(FilterRequests, KeyIsALeafThatSaysSo) {
     const auto requests = path("/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state").requests();
     ASSERT_EQ(requests.size(), 1U);

@@ -898,4 +898,24 @@ TEST_F(SysdbSeam, AnObserverSeesTheCalls) {
                                      "access(\"/pkg/lib/libsysdb.so\", 4) = 0"}));
 }
 
+TEST(BagWalks, AreSeenByAnObserver) {
+    Recorder recorder;
+    const Bytes bag = sample_bag();
+    bag_header_td header = {};
+    bag_walk_td walk = {};
+    bag_token_td token = {};
+    char address[16];
+    bag_header_info(bag.data(), &header);
+    bag_generic_init(bag.data(), static_cast<std::uint32_t>(bag.size()), &walk);
+    bag_generic_token(&walk, &token);
+    bag_generic_free_token_allocations(&token);
+    bag_generic_destroy(&walk);
+    inet_ntoa_r(0, address);
+    const std::string type = std::to_string(static_cast<int>(ocamp::BagType::int32));
+    EXPECT_EQ(recorder.calls,
+              (Names{"bag_header_info(\"ots\") = 0", "bag_generic_init(" + std::to_string(bag.size()) + ") = 0",
+                     "bag_generic_token(" + type + ", \"Power\") = 0", "bag_generic_free_token_allocations()",
+                     "bag_generic_destroy()", "inet_ntoa_r() = \"0.0.0.0\""}));
+}
+
 } // namespace

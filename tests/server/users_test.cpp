@@ -161,7 +161,12 @@ TEST(StateFiles, AreMadeOnce) {
     EXPECT_TRUE(folder.remove("key"));
     EXPECT_FALSE(folder.remove("key"));
     const StateFolder::Hold hold(folder, "word", false);
-    EXPECT_THROW(StateFolder::Hold(folder, "word", false), StateError);
+    try {
+        const StateFolder::Hold another(folder, "word", false);
+        ADD_FAILURE() << "held twice";
+    } catch (const StateError &error) {
+        EXPECT_EQ(error.what(), folder.path_of("word.lock").string() + ": held by another process");
+    }
 }
 
 TEST(LogInDelays, GrowWithWrongGuessesAndEndWithARightOne) {
