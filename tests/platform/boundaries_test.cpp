@@ -9,6 +9,9 @@
 #include "node/native_data.h"
 #include "node/native_edit.h"
 #include "node/node.h"
+#include "seam/json_error.h"
+#include "seam/json_text.h"
+#include "seam/late_library.h"
 #include "seam/nearest_word.h"
 #include "seam/path_text.h"
 #include "support/files.h"
@@ -99,6 +102,19 @@ TEST(NearestWord, IsTheOneWithTheFewestMistakes) {
         {"editor", std::nullopt}};
     for (const auto &[word, nearest] : rows)
         EXPECT_EQ(nearest_word(word, known), nearest) << word;
+}
+
+TEST(JsonText, MembersAreGivenOnceAlsoBehindWhatIsNested) {
+    for (const char *text : {R"({"b": 1, "b": 2})", R"({"a": [], "b": 1, "b": 2})", R"({"a": {}, "b": 1, "b": 2})",
+                             R"([{"a": [1, "c", true, null, 1.5, -1]}, {"b": 1, "b": 2}])"})
+        EXPECT_THAT([&] { parse_json(text, 8); },
+                    testing::ThrowsMessage<JsonError>("$: the member \"b\" is given twice in one object"))
+            << text;
+}
+
+TEST(LateLibrary, ThatTheSystemLacksIsNamed) {
+    EXPECT_THAT([] { LateLibrary("libno-such.so"); }, testing::ThrowsMessage<std::runtime_error>(testing::StartsWith(
+                                                          "a library of the system: libno-such.so: ")));
 }
 
 TEST(DocumentStart, XmlDeclarationMayStandBeforeElementsWithoutNamespace) {

@@ -474,6 +474,12 @@ TEST(WhyText, AParagraphTellsSourceConverterChecksAndWhatWasPassedOver) {
               "  after  system database /oper/inventory/ Ots0_1_0_0 was found\n"
               "  after  system database /oper/inventory/ Slot was found\n"
               "  other  database b.c of Ots0 = \"7\" is older\n");
+    std::string json = why_json(report_of({leaf}));
+    std::erase_if(json, [](char character) { return character == ' ' || character == '\n'; });
+    EXPECT_THAT(json, HasSubstr(R"("checked":[{)"));
+    EXPECT_THAT(json, HasSubstr(R"("item":"Ots0_1_0_0")"));
+    EXPECT_THAT(json, HasSubstr(R"("passed-over":[{)"));
+    EXPECT_THAT(json, HasSubstr(R"("reason":"isolder")"));
 }
 
 TEST(WhyText, ARecordIsToldWithItsElement) {
