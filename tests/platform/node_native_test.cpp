@@ -278,6 +278,20 @@ TEST(AnswerBuilding, WhatTheModelDoesNotTakeIsDroppedAndCounted) {
     EXPECT_THAT(answer.take_tree().print(LYD_JSON), Not(HasSubstr("state")));
 }
 
+TEST(AnswerBuilding, KeysAndWhatIsOnTheWayAreNotPlacedAgain) {
+    const std::string list = "/optical-amplifier/amplifiers/amplifier", entry = list + "[name='a']";
+    const std::vector<Write> writes{opened(list, openconfig_ns), leaf(list + "/name", openconfig_ns, "a"),
+                                    leaf(list + "/state/enabled/below", openconfig_ns, "x")};
+    Answer answer(openconfig_schema(), false);
+    std::vector<Placement> placements;
+    answer.add(OutputTree(writes), &placements);
+    EXPECT_THAT(dropped(answer), ElementsAre(entry + "/state/enabled/below: the model has no such node"));
+    std::vector<std::string> placed;
+    for (const Placement &placement : placements)
+        placed.push_back(placement.path);
+    EXPECT_THAT(placed, ElementsAre(entry + "/name", entry + "/state/enabled/below"));
+}
+
 TEST(AnswerBuilding, ConfigurationAnswersHoldNoState) {
     const std::string list = "/optical-amplifier/amplifiers/amplifier", entry = list + "[name='a']";
     const std::vector<Write> writes{opened(list, openconfig_ns), leaf(list + "/name", openconfig_ns, "a"),
