@@ -157,10 +157,12 @@ std::string refusal_of_kept(const StateFolder &folder, const std::string &text) 
 TEST_F(Commits, WhoseFileIsDamagedAreToldAndNothingIsTakenBack) {
     const StateFolder state(folder());
     const auto document = [](const std::string &running, std::uint64_t version = 1) {
-        return fmt::format(R"({{"version":{},"checksum":{},"running":"{}"}})", version, row_checksum({running}), running);
+        return fmt::format(R"({{"version":{},"checksum":{},"running":"{}"}})", version, row_checksum({running}),
+                           running);
     };
     EXPECT_EQ(refusal_of_kept(state, document("{}")), "taken");
-    EXPECT_THAT(refusal_of_kept(state, document("{}", 2)), HasSubstr("commit.json: damaged: it does not hold its checksum"));
+    EXPECT_THAT(refusal_of_kept(state, document("{}", 2)),
+                HasSubstr("commit.json: damaged: it does not hold its checksum"));
     EXPECT_THAT(refusal_of_kept(state, R"({"version":1,"checksum":0,"running":"{}"})"),
                 HasSubstr("commit.json: damaged: it does not hold its checksum"));
     EXPECT_THAT(refusal_of_kept(state, "{}"), HasSubstr("commit.json: damaged: "));

@@ -187,7 +187,8 @@ TEST(RefusalsOfExceptions, SayWhatKindOfFailureItWas) {
     EXPECT_EQ(told(InputError("no path")), "invalid-value: no path -");
     EXPECT_EQ(told(std::bad_alloc()), "resource-denied: out of memory -");
     EXPECT_EQ(told(std::runtime_error("disk")), "operation-failed: disk -");
-    EXPECT_EQ(refusal_of(AttributeError(error_tag::bad_attribute, "/a", "operation", "is wrong")).attribute, "operation");
+    EXPECT_EQ(refusal_of(AttributeError(error_tag::bad_attribute, "/a", "operation", "is wrong")).attribute,
+              "operation");
     EXPECT_EQ(refusal_of(RequestError(error_tag::bad_attribute, "/a", "is wrong")).attribute, "");
     EXPECT_EQ(refusal_of(RequestError(error_tag::bad_element, R"(/optical-amplifier/x["/"]/y)", "")).path,
               R"(/openconfig-optical-amplifier:optical-amplifier/x["/"]/y)");

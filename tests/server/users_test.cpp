@@ -160,9 +160,12 @@ TEST_F(UserFiles, ThatSayWhatNoUserCanHaveAreRefused) {
         return std::string("taken");
     };
     EXPECT_THAT(refusal("\"version\": 1", "\"version\": 2"), HasSubstr("users.json: version 2, expected 1"));
-    EXPECT_THAT(refusal("\"admin\"", "\"boss\""), HasSubstr("user ada: role 'boss', expected reader, operator or admin"));
+    EXPECT_THAT(refusal("\"admin\"", "\"boss\""),
+                HasSubstr("user ada: role 'boss', expected reader, operator or admin"));
     std::vector<PublicKey> keys(65, public_key_of(key_line));
-    EXPECT_THAT(told([&] { users.add({"bob", Role::reader, "", std::move(keys)}); }),
+    EXPECT_THAT(told([&] {
+                    users.add({"bob", Role::reader, "", std::move(keys)});
+                }),
                 HasSubstr("user 'bob': 65 keys, expected at most 64"));
 }
 
