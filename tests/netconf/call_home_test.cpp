@@ -13,8 +13,8 @@ namespace {
 using namespace ocamp;
 using netconf::CallHome;
 using server::Descriptor;
-using testing::HasSubstr;
 using std::chrono::seconds;
+using testing::HasSubstr;
 
 class Calls : public testing::Test {
   protected:
