@@ -1,4 +1,4 @@
-"""Lines and branches that tests have run, by room, out of gcovr's JSON; lists the branches that stay open and that no class of
+"""Lines and branches that tests have run, by room, out of what count.py has written; lists the branches that stay open and that no class of
 tests/coverage/open_branches.txt explains. Knows nothing of how they were counted."""
 
 import argparse
@@ -56,12 +56,10 @@ def rooms_of(files, source, classes):
         room = rooms[name.partition("/")[0]]
         texts = (source / name).read_text().splitlines()
         for line in file["lines"]:
-            if line.get("gcovr/noncode") or line.get("gcovr/excluded"):
-                continue
             room.lines += 1
             room.lines_run += line["count"] > 0
-            branches = [branch for branch in line["branches"] if not branch.get("throw")]
-            taken = sum(branch["count"] > 0 for branch in branches)
+            branches = line["branches"]
+            taken = sum(count > 0 for count in branches)
             room.branches += len(branches)
             room.taken += taken
             if taken == len(branches):
@@ -98,7 +96,7 @@ def run(options):
 
 if __name__ == "__main__":
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("report", type=pathlib.Path, help="what gcovr --json has written")
+    parser.add_argument("report", type=pathlib.Path, help="what count.py has written")
     parser.add_argument("--list", action="store_true", help="list open branches of every room")
     parser.add_argument("--source", type=pathlib.Path, default=pathlib.Path("."), help="the tree (default: this one)")
     parser.add_argument("--explained", type=pathlib.Path, default=EXPLAINED)

@@ -304,6 +304,10 @@ TEST_F(CommandLine, FaultyExampleIsToldByFileAndPlaceAndLeavesNothing) {
         {"native/nothing.xml", "", "native/nothing.xml: holds no data"},
         {"sysdb/nothing.json", "", "sysdb/nothing.json: $: not JSON: parse error at line 1, column 1"},
         {"sysdb/zero.json", std::string("[]\0[]", 5), "sysdb/zero.json: $: holds a zero byte"},
+        {"native/0.json",
+         R"({"Korvex-controller-orvo8-ots-oper:ots-oper": {"ots-ports": {"ots-port": [{"name": "X"}]}},
+             "Korvex-controller-optics-oper:optics-oper": {"optics-ports": {"optics-port": [{"name": "X"}]}}})",
+         "native/0.json: expected configuration alone or one root of operational data"},
         {"native/notes.txt", "", "native/notes.txt: expected a file whose name ends in .json or .xml"},
         {"sysdb/ots-if.json", "[{\"bind_point\": 1}]", "sysdb/ots-if.json: $[0].bind_point"},
     };

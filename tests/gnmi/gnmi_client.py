@@ -231,7 +231,7 @@ class GnmiTest(unittest.TestCase):
         cls.folder = folder.name
         cls.node = make_node(folder.name)
         cls.server = Server(cls.node, "gnmi", *cls.options)
-        cls.addClassCleanup(lambda: cls.server.process.poll() is None and cls.server.end())
+        cls.addClassCleanup(lambda: cls.server.put_away())
 
     def setUp(self):
         self.client = self.connect()

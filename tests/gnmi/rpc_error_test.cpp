@@ -32,4 +32,8 @@ TEST(GnmiRpcError, PathsOfTheCoreAreWrittenAsAllOthers) {
         EXPECT_EQ(text_of(other), other + ": no");
 }
 
+TEST(GnmiRpcError, TheCodeOfThePlugInIsToldWhereItRefused) {
+    EXPECT_STREQ(RpcError(server::Refusal{.reason = "no", .code = 0x4321}).what(), "/: no (0x00004321)");
+}
+
 } // namespace

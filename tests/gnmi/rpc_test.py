@@ -958,7 +958,7 @@ class TlsTest(RpcTest):
     options = ()
 
     def refused_options(self, *options):
-        self.server.end()
+        self.server.put_away()
         done = subprocess.run([os.environ["OCAMPD"], "--node", self.node, *options], capture_output=True, text=True)
         self.server.start()
         self.assertEqual(2, done.returncode, done.stderr)
@@ -991,7 +991,7 @@ class ClientCertificateTest(RpcTest):
         cls.files = {name: make_certificate(cls.folder, name, "ca", alternative) for name, alternative in
                      [("server", "DNS:localhost,IP:127.0.0.1"), ("rita", None), ("someone", "DNS:olga")]}
         cls.files["stranger"] = make_certificate(cls.folder, "stranger")
-        cls.server.end()
+        cls.server.put_away()
         server = cls.files["server"]
         cls.server = Server(cls.node, "gnmi", "--cert", server + ".pem", "--key", server + ".key",
                             "--client-ca", os.path.join(cls.folder, "ca.pem"))

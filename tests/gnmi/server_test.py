@@ -245,7 +245,7 @@ class LogInsTest(GnmiTest):
 
     def setUp(self):
         # Nobody has to wait for the guesses of another test, and no password is known from there.
-        self.server.end()
+        self.server.put_away()
         self.server.start()
         super().setUp()
 
@@ -434,7 +434,7 @@ class StreamsOfAConnectionTest(GnmiTest):
 
 class AddressTest(GnmiTest):
     def test_without_address_it_is_the_default_one(self):
-        self.server.end()
+        self.server.put_away()
         # Whoever has the port, if not this test: the server tells which one it wanted.
         with socket.socket() as taken:
             taken.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
@@ -521,7 +521,7 @@ class RenewalTest(GnmiTest):
         make_certificate(self.folder, "ca")
         for name, alternative in ("server", "DNS:localhost,IP:127.0.0.1"), ("rita", None):
             make_certificate(self.folder, name, "ca", alternative)
-        self.server.end()
+        self.server.put_away()
         type(self).server = Server(self.node, "gnmi", "--cert", self.file("server.pem"), "--key",
                                    self.file("server.key"), "--client-ca", self.file("ca.pem"))
 

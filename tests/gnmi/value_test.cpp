@@ -198,4 +198,68 @@ TEST(GnmiValue, WhatHoldsOthersIsTakenInJsonAlone) {
                 refused_with(Code::invalid_argument, "/p: is no leaf, expected a value in JSON or JSON_IETF"));
 }
 
+TEST(GnmiValue, JsonOfAListIsAnArrayOfItsEntries) {
+    const std::string list = "optical-amplifier/amplifiers/amplifier";
+    EXPECT_EQ(edit_of(list, json_value(R"([{"name": "a", "config": {"target-gain": 1.5}}, {"name": "b"}])")),
+              R"([{"name":"a","config":{"target-gain":"1.5"}},{"name":"b"}])");
+    EXPECT_EQ(edit_of(list, json_value("[]")), "[]");
+    EXPECT_THAT([&] { edit_of(list, json_value("[1]")); },
+                refused_with(Code::invalid_argument, "/p: is a JSON number, expected an object"));
+    EXPECT_THAT([&] { edit_of(list, json_value(R"([{"state": {}}])")); },
+                refused_with(Code::invalid_argument, "/p/state: is read-only"));
+}
+
+TEST(GnmiValue, JsonOfTheRootNamesModules) {
+    const auto edit = [](const std::string &json) {
+        return edit_value(openconfig_schema(), nullptr, json_value(json), "/").dump();
+    };
+    EXPECT_EQ(edit(R"({"optical-amplifier": {}})"), R"({"openconfig-optical-amplifier:optical-amplifier":{}})");
+    EXPECT_THAT([&] { edit(R"({"colour": 1})"); },
+                refused_with(Code::invalid_argument, "/colour: is not in the model"));
+    ::gnmi::TypedValue value;
+    value.set_string_val("x");
+    EXPECT_THAT([&] { edit_value(openconfig_schema(), nullptr, value, "/"); },
+                refused_with(Code::invalid_argument, "/: is no leaf"));
+}
+
+TEST(GnmiValue, WhatIsExpectedIsToldByTheTypeOfTheLeaf) {
+    const std::string optics = "interface-configurations/interface-configuration/optics/";
+    const lysc_node &number = native_leaf(optics + "optics-ots-amplifier-gain"),
+                    &word = native_leaf(optics + "optics-loopback"), &decimal = leaf_at(gain),
+                    &flag = leaf_at(amplifier + "/config/enabled"), &name = leaf_at(amplifier + "/config/name");
+    const auto expect_refused = [](const Schema &schema, const lysc_node &leaf, const ::gnmi::TypedValue &value,
+                                   const std::string &words) {
+        EXPECT_THAT([&] { edit_value(schema, &leaf, value, "/p"); }, refused_with(Code::invalid_argument, words));
+    };
+    expect_refused(native_schema(), number, json_value("{}"), "is a JSON object, expected a whole number");
+    expect_refused(native_schema(), word, json_value("[1]"), "is a JSON array, expected an enumeration");
+    expect_refused(openconfig_schema(), name, json_value("null"), "is a JSON null, expected a string");
+    ::gnmi::TypedValue value;
+    value.set_ascii_val("12x");
+    expect_refused(native_schema(), number, value, "is '12x', expected a whole number");
+    value.set_ascii_val("99999999999999999999");
+    expect_refused(native_schema(), number, value, "is '99999999999999999999', expected a whole number");
+    value.set_string_val("true");
+    expect_refused(openconfig_schema(), flag, value, "is a string, expected a boolean");
+    expect_refused(native_schema(), number, value, "is a string, expected a whole number");
+    value.set_bool_val(true);
+    expect_refused(openconfig_schema(), decimal, value, "is a boolean, expected a decimal number");
+    value.set_double_val(1.5);
+    expect_refused(native_schema(), number, value, "is the number 1.5, expected a whole number");
+    value.set_int_val(1);
+    expect_refused(openconfig_schema(), name, value, "is the number 1, expected a string");
+    value.set_uint_val(1);
+    expect_refused(openconfig_schema(), flag, value, "is the number 1, expected a boolean");
+    value.mutable_decimal_val()->set_digits(1);
+    expect_refused(native_schema(), number, value, "is a decimal, expected a whole number");
+    // And what is taken.
+    value.set_ascii_val("-12");
+    EXPECT_EQ(edit_value(native_schema(), &number, value, "/p").dump(), "-12");
+    value.set_ascii_val("false");
+    EXPECT_EQ(edit_value(openconfig_schema(), &flag, value, "/p").dump(), "false");
+    value.set_bool_val(false);
+    EXPECT_EQ(edit_value(openconfig_schema(), &flag, value, "/p").dump(), "false");
+    EXPECT_EQ(leaf_value(word, "none", ::gnmi::JSON).json_val(), "\"none\"");
+}
+
 } // namespace

@@ -350,7 +350,7 @@ class SubscribeCommandTest(ClientTestCase):
 
 class WrongUseTest(ClientTestCase):
     def test_what_cannot_be_meant_is_status_2_before_anyone_is_asked(self):
-        self.server.end()
+        self.server.put_away()
         for words, arguments in (
                 (["no command 'gnmi subscibe'", "did you mean 'subscribe'"], ["subscibe"]),
                 (["no option '--pathh'", "did you mean '--path'"], ["get", "--pathh", GAIN]),
@@ -522,7 +522,7 @@ class ClientCertificateClientTest(GnmiTest):
         super().setUpClass()
         for name, ca in ("ca", None), ("server", "ca"), ("rita", "ca"), ("stranger", None):
             cls.make_certificate(name, ca)
-        cls.server.end()
+        cls.server.put_away()
         cls.server = Server(cls.node, "gnmi", "--cert", cls.file("server.pem"), "--key", cls.file("server.key"),
                             "--client-ca", cls.file("ca.pem"))
 

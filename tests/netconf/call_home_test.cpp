@@ -116,4 +116,25 @@ TEST_F(Calls, ThatFailAreMadeAgainAfterAPauseThatGrowsToAMinute) {
     EXPECT_EQ(calls.deadline(), now_ + 1s);
 }
 
+TEST_F(Calls, ThatNobodyHasTakenYetAreWaitedFor) {
+    // One who waits fills the queue of a client that takes none.
+    const server::Descriptor full(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(listen(full.get(), 0), 0);
+    sockaddr_in place = {};
+    socklen_t size = sizeof place;
+    ASSERT_EQ(getsockname(full.get(), reinterpret_cast<sockaddr *>(&place), &size), 0);
+    place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const server::Descriptor waits(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(connect(waits.get(), reinterpret_cast<const sockaddr *>(&place), size), 0);
+    CallHome calls({fmt::format("127.0.0.1:{}", ntohs(place.sin_port))}, log_);
+    std::vector<pollfd> watched;
+    calls.watch(watched);
+    EXPECT_TRUE(watched.empty());
+    EXPECT_TRUE(calls.run(now_).empty());
+    EXPECT_EQ(calls.deadline(), std::nullopt);
+    calls.watch(watched);
+    ASSERT_EQ(watched.size(), 1U);
+    EXPECT_EQ(watched[0].events, POLLOUT);
+}
+
 } // namespace call_home_tests

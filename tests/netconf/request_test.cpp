@@ -167,6 +167,10 @@ TEST(ErrorPath, HasPrefixesBeforeEveryName) {
               path.text);
     EXPECT_EQ((Namespaces{{"oc-opt-amp", "http://openconfig.net/yang/optical-amplfier"}}), path.namespaces);
     EXPECT_EQ(path.text, prefixed("/optical-amplifier/amplifiers/amplifier[name='0/1:a/b']/config/target-gain").text);
+    EXPECT_EQ(R"(/oc-opt-amp:optical-amplifier/oc-opt-amp:list[.="/a"])",
+              prefixed(R"(/optical-amplifier/list[.="/a"])").text);
+    EXPECT_EQ("/oc-opt-amp:optical-amplifier/oc-opt-amp:list[oc-opt-amp:name='/a",
+              prefixed("/optical-amplifier/list[name='/a").text);
     EXPECT_EQ("", prefixed("/nothing-of-ours/x").text);
     EXPECT_EQ("", prefixed("/").text);
     EXPECT_EQ("", prefixed("").text);

@@ -439,6 +439,24 @@ TEST_F(Wire, RequestsBeyondTheLimitWaitInTheirConnection) {
     }
 }
 
+TEST_F(Wire, ConnectionsOfUsersLeaveNoRoomBeyondTheirNumber) {
+    start({"--max-connections", "2"});
+    const auto one = connect(), two = connect();
+    EXPECT_THROW(connect(), ClientError);
+    EXPECT_THAT(server().log(), HasSubstr("too many connections"));
+    EXPECT_THAT(one->ask(read_gain()), HasSubstr("<target-gain>"));
+    EXPECT_THAT(two->ask(read_gain()), HasSubstr("<target-gain>"));
+}
+
+TEST_F(Wire, RepliesThatAreTooLargeAreRefusedAndTheSessionGoesOn) {
+    start({"--max-backlog", "20000"});
+    const auto client = connect();
+    const std::string reply = client->ask("<get/>");
+    EXPECT_THAT(reply, HasSubstr("<error-tag>too-big</error-tag>"));
+    EXPECT_THAT(reply, HasSubstr("a reply of more than 10000 bytes"));
+    EXPECT_THAT(client->ask(read_gain()), HasSubstr("<target-gain>"));
+}
+
 TEST_F(Wire, LocksOfClientsThatVanishAreLifted) {
     const auto other = connect();
     for (int i = 0; i < 5; ++i) {

@@ -495,4 +495,35 @@ TEST(EditRequests, RefusalsCarryPathAndTag) {
     }
 }
 
+constexpr const char *config_begin = "<config xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\">";
+
+// "TAG PATH: REASON" of a document that is refused.
+std::string refusal_of_edit(const std::string &document) {
+    try {
+        EditRequest(openconfig_schema(), document, DefaultOperation::merge);
+    } catch (const RequestError &error) {
+        return std::string(word_of(error.tag())) + " " + error.path() + ": " + error.reason();
+    }
+    return "taken";
+}
+
+TEST(EditRequests, NamesThatAreNoneAreRefused) {
+    EXPECT_EQ(refusal_of_edit(R"({"": 1})"), "unknown-element /: is no name");
+    EXPECT_EQ(refusal_of_edit(R"({"openconfig-optical-amplifier:optical-amplifier": {"a\u0001": 1}})"),
+              "unknown-element /optical-amplifier/a\x01: is no name");
+    EXPECT_EQ(refusal_of_edit(R"({"colour": 1})"),
+              "unknown-namespace /colour: has no namespace, expected that of its module");
+    EXPECT_EQ(refusal_of_edit(std::string(config_begin) + "<colour xmlns=\"\"/></config>"),
+              "unknown-namespace /colour: has no namespace, expected that of its module");
+}
+
+TEST(EditRequests, LeavesHoldNoElements) {
+    const std::string ns = openconfig_ns;
+    EXPECT_EQ(refusal_of_edit(config_begin + ("<optical-amplifier xmlns=\"" + ns) +
+                              "\"><amplifiers><amplifier><name>a</name><config><target-gain><x/></target-gain></config>"
+                              "</amplifier></amplifiers></optical-amplifier></config>"),
+              "invalid-value /optical-amplifier/amplifiers/amplifier[name='a']/config/target-gain: is a leaf, expected "
+              "a value without elements");
+}
+
 } // namespace

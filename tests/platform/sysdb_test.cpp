@@ -652,6 +652,24 @@ TEST_F(SysdbSeam, ALostRowIsAFailureWhereAbsenceWouldBeTold) {
     EXPECT_THROW(database_->list(ots_bind_point), ocamp::DamageError);
 }
 
+TEST_F(SysdbSeam, ASealThatDoesNotHoldIsTold) {
+    const auto damage = [&] {
+        try {
+            database_->list(ots_bind_point);
+        } catch (const ocamp::DamageError &error) {
+            return std::string(error.what());
+        }
+        return std::string("none");
+    };
+    EXPECT_EQ(damage(), "none");
+    Database file(file_, Database::Mode::read_write);
+    file.exec("UPDATE seal SET checksum_sum = 7 WHERE name = 'sysdb_item'");
+    EXPECT_EQ(damage().rfind(file_ + ": damaged: table sysdb_item has checksums that sum up to ", 0), 0U) << damage();
+    EXPECT_NE(damage().find(", expected 7"), std::string::npos) << damage();
+    file.exec("DELETE FROM seal WHERE name = 'sysdb_item'");
+    EXPECT_EQ(damage(), file_ + ": damaged: table sysdb_item has lost its seal");
+}
+
 TEST_F(SysdbSeam, AFileThatFailsIsAFailure) {
     Database(file_, Database::Mode::read_write).exec("DROP TABLE sysdb_item;");
     const std::string failure = failure_of([&] { EXPECT_EQ(access(probe_path, R_OK), -1); });

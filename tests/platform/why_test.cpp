@@ -376,6 +376,81 @@ TEST_F(Why, EntryWithoutKey) {
     }
 }
 
+TEST_F(Why, ElementThatHoldsBlanksOnly) {
+    set_element(history, partner_item, "pm_optics_paras.OPR.Average", " ");
+    expect_absent(why_leaf(amplifier + "/state/input-power-c-band/avg"), Absence::no_record,
+                  std::string("in ") + history + " " + partner_item + " is \" \"");
+}
+
+// What no read of the example node shows, told of one leaf whose row and native leaf are those of the real plug-in.
+class WhyOfAnotherNode : public Why {
+  protected:
+    void SetUp() override {} // no node is needed
+    static constexpr const char *native_place = "/ots-oper/ots-ports/ots-port/ots-info/osri-config-val";
+    static constexpr const char *native_path = "/ots-oper/ots-ports/ots-port[name='X']/ots-info/osri-config-val";
+
+    // One run that asked for the native leaf.
+    RunReport run() const {
+        RunReport asked{.request = filter_.requests().front()};
+        asked.native_request.push_back({.tag = "ots-oper", .ns = ""});
+        return asked;
+    }
+    // The walk over one entry that takes this node in hand.
+    static NativeWalkReport walk_over(TakenNode node) {
+        NativeWalkReport walk{.module = "Korvex-controller-orvo8-ots-oper",
+                              .entry = "/ots-oper/ots-ports/ots-port[name='X']",
+                              .tree = {.tag = "ots-oper", .ns = ""}};
+        walk.trace.push_back(std::move(node));
+        return walk;
+    }
+    WhyLeaf told(ReadReport report, const std::string &refusal = "") const {
+        const WhyReport all = ocamp::why(
+            {.kind = YFW_KIND_GET, .filter = filter_, .report = std::move(report), .result = {}, .refusal = refusal});
+        EXPECT_EQ(all.leaves.size(), 1U);
+        return all.leaves.empty() ? WhyLeaf{} : all.leaves.front();
+    }
+
+    const Filter filter_ = Filter::from_path(openconfig_schema(), amplifier + "/state/enabled");
+};
+
+TEST_F(WhyOfAnotherNode, ReadThatIsRefused) {
+    expect_absent(told({}, "too early"), Absence::refused, "the request is refused: too early");
+}
+
+TEST_F(WhyOfAnotherNode, LeafThatTheNativeRequestLeavesOut) {
+    expect_absent(told({}), Absence::not_asked,
+                  std::string("the native request of the plug-in leaves out ") + native_place);
+}
+
+TEST_F(WhyOfAnotherNode, ControllerThatTheRequestDidNotFind) {
+    const DatabaseLook look{.bind_point = "/a/", .item = "b", .result = DatabaseLook::Result::absent};
+    RunReport asked = run();
+    asked.request_trace.push_back({.looks = {look}});
+    expect_absent(told({asked}), Absence::not_in_inventory, "not in the inventory: the system database has no /a/ b");
+    asked.request_trace.front().looks = {
+        {.bind_point = "/a/", .item = "", .listing = true, .result = DatabaseLook::Result::absent}};
+    expect_absent(told({asked}), Absence::not_in_inventory, "knows no such controller: looked through /a/");
+    asked.request_trace.front().looks.push_back(
+        {.bind_point = "/a/", .item = "c", .result = DatabaseLook::Result::failed, .failure = "/a/ c is damaged"});
+    expect_absent(told({asked}), Absence::damaged, "/a/ c is damaged");
+}
+
+TEST_F(WhyOfAnotherNode, NativeLeafThatGivesNoValue) {
+    TakenNode node{.path = native_path, .place = native_place, .text = "odd", .leaf = true};
+    RunReport asked = run();
+    asked.walks = {walk_over(node)};
+    const std::string no_value = std::string(" makes no value of ") + native_path + " = \"odd\"";
+    expect_absent(told({asked}), Absence::no_value, no_value);
+    // The same when it is written without one.
+    node.writes.push_back({.number = 0, .path = "/optical-amplifier/amplifiers/amplifier/state/enabled"});
+    asked.walks = {walk_over(node)};
+    asked.walks.front().placements.push_back({amplifier + "/state/enabled", 0, "", "it is empty"});
+    expect_absent(told({asked}), Absence::no_value, no_value);
+    asked.walks.front().trace.front().text = " \t";
+    expect_absent(told({asked}), Absence::no_native_leaf,
+                  std::string("the native leaf ") + native_path + " is \" \t\"");
+}
+
 TEST_F(Why, AmplifiersThatAListLeavesOut) {
     const std::string path = "/optical-amplifier/amplifiers/amplifier/state/enabled";
     EXPECT_THAT(why(path).left_out, testing::Not(testing::Contains(HasSubstr("0%2f1-AMP-PRE"))));

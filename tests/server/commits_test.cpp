@@ -1,10 +1,17 @@
 // The candidate and its commits: confirmed ones above all, and who may go on with them.
 #include "served_node.h"
 
+#include "server/confirmed_commit.h"
+#include "server/state_folder.h"
+#include "sysdb/seal.h"
+
 #include <thread>
+
+#include <fmt/format.h>
 
 using namespace server_tests;
 using std::chrono::seconds;
+using testing::HasSubstr;
 using testing::SizeIs;
 
 namespace {
@@ -135,6 +142,34 @@ TEST_F(Commits, ThatAreRefusedLeaveNothingPending) {
     EXPECT_EQ(answer(one_, Commit{.confirmed = true}), "in-use");
     EXPECT_FALSE(is_pending());
     EXPECT_EQ(answer(one_, Commit{.confirmed = true, .timeout = seconds(0)}), "invalid-value");
+}
+
+// What the file of a pending commit is refused with.
+std::string refusal_of_kept(const StateFolder &folder, const std::string &text) {
+    folder.write("confirmed-commit.json", text);
+    try {
+        former_configuration(folder);
+    } catch (const StateError &error) {
+        return error.what();
+    }
+    return "taken";
+}
+
+TEST_F(Commits, WhoseFileIsDamagedAreToldAndNothingIsTakenBack) {
+    const StateFolder state(folder());
+    const auto document = [](const std::string &running, std::uint64_t version = 1) {
+        return fmt::format(R"({{"version":{},"checksum":{},"running":"{}"}})", version, row_checksum({running}),
+                           running);
+    };
+    EXPECT_EQ(refusal_of_kept(state, document("{}")), "taken");
+    EXPECT_THAT(refusal_of_kept(state, document("{}", 2)),
+                HasSubstr("commit.json: damaged: it does not hold its checksum"));
+    EXPECT_THAT(refusal_of_kept(state, R"({"version":1,"checksum":0,"running":"{}"})"),
+                HasSubstr("commit.json: damaged: it does not hold its checksum"));
+    EXPECT_THAT(refusal_of_kept(state, "{}"), HasSubstr("commit.json: damaged: "));
+    EXPECT_THAT(refusal_of_kept(state, document("[]")), HasSubstr("commit.json: damaged: "));
+    stop();
+    EXPECT_THROW(restart(), StateError);
 }
 
 } // namespace

@@ -2,17 +2,22 @@
 // feed of changes.
 #include "served_node.h"
 
+#include "node/attribute_error.h"
+#include "server/held_error.h"
 #include "server/log_in.h"
 #include "server/served_modules.h"
 #include "server/users.h"
 #include "support/program.h"
+#include "yang/client_document.h"
 #include "yang/models.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <ctime>
+#include <fstream>
 #include <future>
+#include <new>
 #include <regex>
 #include <sstream>
 #include <thread>
@@ -126,15 +131,29 @@ TEST_F(Reads, XPathIsNoMoreThanOneWalkANode) {
                                "//*[o:name | //o:name]",
                                "//*/preceding::*/following::*",
                                "//*[o:*[o:*]]",
-                               "//*['//'][//*]"})
+                               "//*['//'][//*]",
+                               "//*[deref(.)//*]",
+                               "//*[\t.//*\r\n| .//o:name]"})
         EXPECT_THAT(select(costly), HasSubstr("again for every node")) << costly;
     for (const char *cheap :
          {"//*[.//o:target-gain]", "//o:config[../o:name = '0/1-AMP-BST']/o:target-gain",
           "//o:config[o:target-gain * 2 > 20]", "//o:amplifier[o:config[o:name = '0/1-AMP-BST']]",
           "//o:amplifier[o:name = '//*[//*]' or o:config/o:target-gain]",
           "//o:config[ancestor::o:amplifier]/o:target-gain", "/o:optical-amplifier/*/*/*[o:target-gain]",
-          "//o:target-gain[. > 10 and . < 30]", "//o:amplifier[*]", "//o:amplifier[3 div 3 = 1]"})
+          "//o:target-gain[. > 10 and . < 30]", "//o:amplifier[*]", "//o:amplifier[3 div 3 = 1]",
+          "//o:amplifier[\r\n\to:config/o:target-gain mod 3 >= 0]", "//o:config[o:name = \"0/1-AMP-BST\"]"})
         EXPECT_THAT(select(cheap), HasSubstr("<target-gain>13.1</target-gain>")) << cheap;
+}
+
+TEST_F(Reads, XPathThatIsNoneIsRefused) {
+    const auto select = [&](const std::string &expression) {
+        return read({.filter = ExpressionFilter{expression, {}}});
+    };
+    EXPECT_EQ(select(std::string("//*\0", 4)), "invalid-value: XPath: not UTF-8 text");
+    EXPECT_EQ(select("//*['\xff']"), "invalid-value: XPath: not UTF-8 text");
+    EXPECT_EQ(select(std::string(8193, ' ')), "invalid-value: XPath: 8193 bytes, expected at most 8192");
+    for (const char *cut_off : {"//*['a", "//*[\"a", "//*[", "//*]", "//*)", "//", "1x"})
+        EXPECT_THAT(select(cut_off), testing::StartsWith("invalid-value: XPath: ")) << cut_off;
 }
 
 TEST_F(Reads, StateAndConfigurationOrConfigurationAlone) {
@@ -149,6 +168,32 @@ TEST_F(Reads, PathsOfBothSides) {
     EXPECT_EQ(value(session(), native_gain_path), "131");
     EXPECT_EQ(value(session(), std::string("/Korvex-ifmgr-cfg:") + (native_gain_path + 1)), "131");
     EXPECT_THAT(value(session(), "/no-such-root/leaf"), HasSubstr("no node 'no-such-root'"));
+    EXPECT_EQ(value(session(), "/openconfig-optical-amplifier:" + std::string(gain_path).substr(1)), "13.1");
+    EXPECT_EQ(value(session(), "/Korvex-ifmgr-cfg:" + std::string(native_gain_path).substr(1)), "131");
+    EXPECT_EQ(read({.filter = PathFilter{"/"}}), read({}));
+    EXPECT_EQ(read({.models = Models::openconfig, .filter = PathFilter{native_gain_path}}), "");
+    EXPECT_EQ(read({.models = Models::native, .filter = PathFilter{gain_path}}), "");
+}
+
+TEST(RefusalsOfExceptions, SayWhatKindOfFailureItWas) {
+    const auto told = [](const std::exception &error) {
+        const Refusal refusal = refusal_of(error);
+        return fmt::format("{}: {} {}", word_of(refusal.tag), refusal.reason,
+                           refusal.holder ? std::to_string(*refusal.holder) : "-");
+    };
+    EXPECT_EQ(told(RequestError(error_tag::lock_denied, "", "locked")), "lock-denied: locked 0");
+    EXPECT_EQ(told(RequestError(error_tag::in_use, "", "used")), "in-use: used 0");
+    EXPECT_EQ(told(RequestError(error_tag::too_big, "", "big")), "too-big: big -");
+    EXPECT_EQ(told(HeldError(error_tag::in_use, "used", 7)), "in-use: used 7");
+    EXPECT_EQ(told(DocumentError("not XML")), "malformed-message: not XML -");
+    EXPECT_EQ(told(InputError("no path")), "invalid-value: no path -");
+    EXPECT_EQ(told(std::bad_alloc()), "resource-denied: out of memory -");
+    EXPECT_EQ(told(std::runtime_error("disk")), "operation-failed: disk -");
+    EXPECT_EQ(refusal_of(AttributeError(error_tag::bad_attribute, "/a", "operation", "is wrong")).attribute,
+              "operation");
+    EXPECT_EQ(refusal_of(RequestError(error_tag::bad_attribute, "/a", "is wrong")).attribute, "");
+    EXPECT_EQ(refusal_of(RequestError(error_tag::bad_element, R"(/optical-amplifier/x["/"]/y)", "")).path,
+              R"(/openconfig-optical-amplifier:optical-amplifier/x["/"]/y)");
 }
 
 TEST(ServedModels, HaveNoDefaultsSoThatWithDefaultsMakesNoDifference) {
@@ -857,6 +902,57 @@ TEST_F(Logged, SessionsAndWhatTheyDoAreInTheLogInOrder) {
                     "T info edit-candidate " + by_ada, "T info copy-config " + by_ada + " changes=1",
                     "T info session-end " + by_rob + " reason=killed by=1",
                     "T info session-end " + by_ada + " reason=closed by=0"));
+}
+
+// As if the disk had gone wrong under the server.
+void damage(const std::filesystem::path &node) {
+    std::fstream file(node / "node.db", std::ios::in | std::ios::out | std::ios::binary);
+    file << std::string(8192, 'x');
+}
+
+template <class Condition>
+bool comes_true(Condition condition) {
+    for (int i = 0; i < 1000 && !condition(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return condition();
+}
+
+TEST_F(Logged, AFailureToSeeChangesIsToldOnce) {
+    stop();
+    LogFile file;
+    Events events;
+    Core logged(settings(), file.log);
+    const Subscription subscription = logged.subscribe(Interest::configuration, events.change_listener());
+    logged.carry_out(logged.open_session({"ada", Role::admin}, {"test", "127.0.0.1", 1}, {}), Wait{});
+    const auto told = [&] {
+        return std::ranges::count_if(file.lines(), [](const std::string &line) {
+            return line.starts_with("T error changes-not-seen reason=") && line.find("node.db") != std::string::npos;
+        });
+    };
+    EXPECT_EQ(told(), 0);
+    damage(folder());
+    EXPECT_TRUE(comes_true([&] { return told() > 0; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(told(), 1);
+}
+
+TEST_F(Logged, CommitsThatCannotBeTakenBackAreToldAndStayPending) {
+    stop();
+    LogFile file;
+    const auto told = [&] {
+        return std::ranges::count_if(file.lines(), [](const std::string &line) {
+            return line.starts_with("T error roll-back-failed reason=") && line.find("node.db") != std::string::npos;
+        });
+    };
+    {
+        Core logged(settings(), file.log);
+        const SessionId ada = logged.open_session({"ada", Role::admin}, {"test", "127.0.0.1", 1}, {});
+        logged.carry_out(ada, Commit{.confirmed = true, .timeout = std::chrono::seconds(1)});
+        damage(folder());
+        EXPECT_TRUE(comes_true([&] { return told() > 0; }));
+    }
+    EXPECT_GT(told(), 1) << "tried again by the end of the server";
+    EXPECT_TRUE(std::filesystem::exists(folder() / "server" / "confirmed-commit.json"));
 }
 
 TEST_F(Logged, LogInsAreToldWithTheirMethodAndRole) {

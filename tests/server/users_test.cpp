@@ -8,12 +8,16 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <future>
+#include <iterator>
 #include <map>
 #include <utility>
 #include <vector>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <fmt/format.h>
@@ -139,15 +143,100 @@ TEST_F(UserFiles, ThatAreDamagedAreToldAndNeverReadInPart) {
     }
 }
 
-TEST_F(UserFiles, WithARoleThatIsNoneAreRefused) {
-    folder_.write("users.json",
-                  R"({"version": 1, "users": [{"name": "ada", "role": "king", "password": "", "keys": []}]})");
-    try {
-        Users::read(folder_);
-        ADD_FAILURE() << "read";
-    } catch (const StateError &error) {
-        EXPECT_THAT(error.what(), HasSubstr("user ada: role 'king', expected reader, operator or admin"));
+TEST_F(UserFiles, ThatSayWhatNoUserCanHaveAreRefused) {
+    Users users;
+    users.add({"ada", Role::admin, "$y$hash", {}});
+    users.write(folder_);
+    const std::string whole = *folder_.read("users.json");
+    const auto refusal = [&](const std::string &part, const std::string &other) {
+        std::string text = whole;
+        EXPECT_NE(text.find(part), std::string::npos) << whole;
+        folder_.write("users.json", text.replace(text.find(part), part.size(), other));
+        try {
+            Users::read(folder_);
+        } catch (const StateError &error) {
+            return std::string(error.what());
+        }
+        return std::string("taken");
+    };
+    EXPECT_THAT(refusal("\"version\": 1", "\"version\": 2"), HasSubstr("users.json: version 2, expected 1"));
+    EXPECT_THAT(refusal("\"admin\"", "\"boss\""),
+                HasSubstr("user ada: role 'boss', expected reader, operator or admin"));
+    std::vector<PublicKey> keys(65, public_key_of(key_line));
+    EXPECT_THAT(told([&] {
+                    users.add({"bob", Role::reader, "", std::move(keys)});
+                }),
+                HasSubstr("user 'bob': 65 keys, expected at most 64"));
+}
+
+class StateFolders : public testing::Test {
+  protected:
+    // What a call is refused with.
+    template <class Call>
+    static std::string refusal(Call call) {
+        try {
+            call();
+        } catch (const StateError &error) {
+            return error.what();
+        }
+        return "taken";
     }
+    std::size_t files() const {
+        const std::filesystem::directory_iterator all(node_.path() / "server");
+        return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+    }
+
+    support::TemporaryFolder node_;
+    StateFolder folder_{node_.path()};
+};
+
+TEST_F(StateFolders, OpenToOthersAreRefused) {
+    folder_.write("key", "one");
+    chmod((node_.path() / "server").c_str(), 0750);
+    EXPECT_THAT(refusal([&] { folder_.write("key", "two"); }),
+                HasSubstr("server: mode 0750, expected a folder that its owner alone may enter (0700)"));
+    EXPECT_EQ(folder_.read("key"), "one");
+}
+
+TEST_F(StateFolders, ThatCannotBeMadeAreTold) {
+    EXPECT_THAT(refusal([&] { StateFolder(node_.path() / "none").write("key", "one"); }),
+                HasSubstr("none/server: cannot be made: No such file or directory"));
+}
+
+TEST_F(StateFolders, FollowNoLinks) {
+    folder_.write("key", "one");
+    std::filesystem::create_symlink("key", folder_.path_of("link"));
+    EXPECT_THAT(refusal([&] { folder_.read("link"); }), HasSubstr("link: cannot be opened: "));
+}
+
+TEST_F(StateFolders, ReadNoFileThatIsTooLargeToBeTheirs) {
+    folder_.write("key", "");
+    std::filesystem::resize_file(folder_.path_of("key"), (std::size_t{64} << 20) + 1);
+    EXPECT_THAT(refusal([&] { folder_.read("key"); }),
+                HasSubstr("key: more than 67108864 bytes, expected a file of the server's"));
+}
+
+TEST_F(StateFolders, KeepNothingOfAFileThatCannotTakeItsPlace) {
+    folder_.write("other", "one");
+    std::filesystem::create_directory(folder_.path_of("key"));
+    EXPECT_THAT(refusal([&] { folder_.write("key", "one"); }), HasSubstr("key: cannot be made: "));
+    EXPECT_THAT(refusal([&] { folder_.remove("key"); }), HasSubstr("key: cannot be removed: "));
+    EXPECT_EQ(files(), 2U);
+}
+
+TEST_F(StateFolders, KeepNothingOfAFileThatDoesNotFitOnTheDisk) {
+    folder_.write("key", "one");
+    const rlimit small{.rlim_cur = 100, .rlim_max = RLIM_INFINITY};
+    rlimit before = {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    const std::string told = refusal([&] { folder_.write("key", std::string(101, 'x')); });
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_THAT(told, HasSubstr(": cannot be written: File too large"));
+    EXPECT_EQ(folder_.read("key"), "one");
+    EXPECT_EQ(files(), 1U);
 }
 
 TEST(StateFiles, AreMadeOnce) {
