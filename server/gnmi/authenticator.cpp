@@ -24,13 +24,6 @@ std::array<unsigned char, 32> random_secret() {
     return secret;
 }
 
-std::size_t bytes_of(const std::vector<Authenticator::Asker> &askers) {
-    std::size_t bytes = 0;
-    for (const Authenticator::Asker &asker : askers)
-        bytes += asker.bytes;
-    return bytes;
-}
-
 } // namespace
 
 Authenticator::Authenticator(server::Core &core) : core_(core), secret_(random_secret()) {}
@@ -78,24 +71,18 @@ void Authenticator::forget() {
     ++generation_;
 }
 
-// False when too many of the address wait, or too much is held by those who do. `first`: nobody else asks this, so that
-// an attempt is to be made.
+// False when too many of the address wait. `first`: nobody else asks this, so that an attempt is to be made.
 bool Authenticator::ask(const Question &question, const Asker &asker, bool &first) {
     const std::string &address = std::get<std::string>(question);
     const std::lock_guard guard(mutex_);
-    std::size_t waiting = 0, bytes = 0;
-    for (auto at = asked_.lower_bound({address, {}, 0}); at != asked_.end() && std::get<0>(at->first) == address;
-         ++at) {
+    std::size_t waiting = 0;
+    for (auto at = asked_.lower_bound({address, {}, 0}); at != asked_.end() && std::get<0>(at->first) == address; ++at)
         waiting += at->second.size();
-        bytes += bytes_of(at->second);
-    }
-    if (waiting >= most_askers_of_address || bytes + asker.bytes > most_bytes_of_address ||
-        bytes_ + asker.bytes > most_bytes)
+    if (waiting >= most_askers_of_address)
         return false;
     std::vector<Asker> &askers = asked_[question];
     first = askers.empty();
     askers.push_back(asker);
-    bytes_ += asker.bytes;
     return true;
 }
 
@@ -123,7 +110,6 @@ bool Authenticator::is_wanted(const Question &question) {
     const auto middle =
         std::stable_partition(askers.begin(), askers.end(), [](const Asker &asker) { return asker.is_wanted(); });
     std::move(middle, askers.end(), std::back_inserter(unwanted));
-    bytes_ -= bytes_of(unwanted);
     askers.erase(middle, askers.end());
     if (!askers.empty())
         return true;
@@ -137,7 +123,6 @@ void Authenticator::answer(const Question &question, const Authentication &found
         const std::lock_guard guard(mutex_);
         if (auto asked = asked_.extract(question))
             askers = std::move(asked.mapped());
-        bytes_ -= bytes_of(askers);
     }
     for (const Asker &asker : askers)
         asker.answer(found);

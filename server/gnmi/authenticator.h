@@ -48,7 +48,6 @@ class Authenticator : public std::enable_shared_from_this<Authenticator> {
     struct Asker {
         std::function<bool()> is_wanted;
         std::function<void(const Authentication &)> answer;
-        std::size_t bytes = 0; ///< of its request, which it holds while it waits
     };
 
     /// RPCs of one address with the same password share one attempt while it waits.
@@ -56,10 +55,7 @@ class Authenticator : public std::enable_shared_from_this<Authenticator> {
     /// Forgets who has proved what: the users have been read anew.
     void forget();
 
-    // Of those who wait.
     static constexpr std::size_t most_askers_of_address = 256;
-    static constexpr std::size_t most_bytes_of_address = std::size_t{16} * 1024 * 1024;
-    static constexpr std::size_t most_bytes = std::size_t{128} * 1024 * 1024;
 
   private:
     using Clock = std::chrono::steady_clock;
@@ -88,7 +84,6 @@ class Authenticator : public std::enable_shared_from_this<Authenticator> {
     std::mutex mutex_;         // guards what follows
     std::map<Fingerprint, Known> known_;
     std::map<Question, std::vector<Asker>> asked_; // while their attempts wait
-    std::size_t bytes_ = 0;                        // of those in asked_
     std::uint64_t generation_ = 0;                 // of the users
 };
 

@@ -16,7 +16,7 @@ void Connections::end(Held &held) noexcept {
 
 // Whoever only holds connections keeps nobody out.
 bool Connections::make_room_for(const std::string &network) {
-    const auto waits = [](const Held &held) { return held.user.empty() && !held.ended; };
+    const auto waits = [](const Held &held) { return held.users.empty() && !held.ended; };
     const auto waits_at_address = [&](const Held &held) { return waits(held) && held.network == network; };
     auto leaving = all_.end();
     if (static_cast<std::size_t>(std::ranges::count_if(all_, waits_at_address)) >= limits_.connections_per_address)
@@ -51,12 +51,13 @@ bool Connections::logged_in(const server::Peer &peer, const std::string &user) {
     const std::lock_guard guard(mutex_);
     const auto found = std::ranges::find_if(
         all_, [&](const Held &held) { return held.port == peer.port && held.address == peer.address; });
-    if (found == all_.end() || !found->user.empty())
+    if (found == all_.end() || std::ranges::find(found->users, user) != found->users.end())
         return true;
-    const auto of_user = std::ranges::count(all_, user, &Held::user);
-    if (static_cast<std::size_t>(of_user) >= limits_.connections_per_user)
+    const auto is_of_user = [&](const Held &held) { return !held.users.empty() && held.users.front() == user; };
+    if (found->users.empty() &&
+        static_cast<std::size_t>(std::ranges::count_if(all_, is_of_user)) >= limits_.connections_per_user)
         return false;
-    found->user = user;
+    found->users.push_back(user);
     return true;
 }
 
@@ -66,7 +67,7 @@ void Connections::make_room() {
     const std::lock_guard guard(mutex_);
     int ended = 0;
     for (Held &held : all_) {
-        if (!held.user.empty() || held.ended)
+        if (!held.users.empty() || held.ended)
             continue;
         end(held);
         if (++ended == at_a_time)
@@ -77,10 +78,10 @@ void Connections::make_room() {
 void Connections::users_changed(const std::function<bool(const std::string &user)> &is_there, Clock::time_point now) {
     const std::lock_guard guard(mutex_);
     for (Held &held : all_) {
-        if (held.user.empty() || is_there(held.user))
-            continue;
-        held.user.clear();
-        held.late = now + limits_.log_in_time;
+        const bool had_one = !held.users.empty();
+        std::erase_if(held.users, [&](const std::string &user) { return !is_there(user); });
+        if (had_one && held.users.empty())
+            held.late = now + limits_.log_in_time;
     }
 }
 
@@ -100,7 +101,7 @@ void Connections::drop_ended(std::span<const pollfd> watched) {
 void Connections::end_late(Clock::time_point now) {
     const std::lock_guard guard(mutex_);
     for (Held &held : all_) {
-        if (held.user.empty() && !held.ended && held.late <= now)
+        if (held.users.empty() && !held.ended && held.late <= now)
             end(held);
     }
 }
@@ -109,7 +110,7 @@ Connections::Clock::time_point Connections::next_end() const {
     const std::lock_guard guard(mutex_);
     Clock::time_point next = Clock::time_point::max();
     for (const Held &held : all_) {
-        if (held.user.empty() && !held.ended)
+        if (held.users.empty() && !held.ended)
             next = std::min(next, held.late);
     }
     return next;

@@ -32,13 +32,14 @@ class Connections {
         exhausted            ///< no descriptor is left: it is not kept
     };
     Added add(const server::AcceptedConnection &accepted, Clock::time_point now);
-    /// An RPC of this peer has proved its user, the first of whom the connection counts for. False when that user has
-    /// as many as one may have: the connection stays one without a user.
+    /// An RPC of this peer has proved its user. The connection counts for the first who has; false when that one has as
+    /// many as one may have: the connection stays one without a user.
     bool logged_in(const server::Peer &peer, const std::string &user);
 
     /// Descriptors have run out: ends some of the oldest without a user.
     void make_room();
-    /// The users have been read anew. Connections of those who are gone have no user from now on.
+    /// The users have been read anew. Connections lose those who are gone; one that has none left has to prove one
+    /// anew.
     void users_changed(const std::function<bool(const std::string &user)> &is_there, Clock::time_point now);
 
     /// Adds what tells the end of each connection; drop_ended() takes the same entries back.
@@ -58,8 +59,8 @@ class Connections {
         std::string network; // of the address
         std::uint16_t port;
         Clock::time_point late;
-        std::string user = {}; // empty: none has been proved
-        bool ended = false;    // shut down here, and soon gone
+        std::vector<std::string> users = {}; // who have been proved; it counts for the first
+        bool ended = false;                  // shut down here, and soon gone
     };
 
     bool make_room_for(const std::string &network);

@@ -195,17 +195,21 @@ class DataMatch {
 
   private:
     void match(const lyd_node &node, std::size_t step) {
+        const Step &wanted = path_.steps[step];
+        const bool any = wanted.name == any_steps;
+        // Only what matches is kept: of most entries of a long list there is nothing to know.
+        if (!any && (!is_named(*node.schema, wanted.name) || (!wanted.keys.empty() && !is_entry(node, wanted))))
+            return;
         if (!visited_.enter(&node, step))
             return;
-        const Step &wanted = path_.steps[step];
-        if (wanted.name == any_steps) {
+        if (any) {
             // It stands for no element, for this one as the last, or for this one with more below it.
             if (step + 1 < path_.steps.size())
                 match(node, step + 1);
             else
                 found_.add(&node);
             below(node, step);
-        } else if (is_named(*node.schema, wanted.name) && (wanted.keys.empty() || is_entry(node, wanted))) {
+        } else {
             reached(node, step + 1);
         }
     }

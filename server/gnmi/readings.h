@@ -56,7 +56,13 @@ class Reading {
     Reading(YangTree tree, std::chrono::system_clock::time_point read_at) : read_at_(read_at), tree_(std::move(tree)) {}
 
     std::chrono::system_clock::time_point read_at() const noexcept { return read_at_; }
-    const YangTree &tree() const noexcept { return tree_; }
+    /// Calls it with the tree, while nobody else looks at it: libyang writes into a tree when values are first asked
+    /// for as texts.
+    template <class Use>
+    auto use(Use use) const {
+        const std::lock_guard guard(mutex_);
+        return use(tree_);
+    }
     /// The leaves that a path selects, `levels` deep (0: all). Made once, whoever asks.
     std::shared_ptr<const Leaves> select(const Path &path, std::size_t levels, LeafKind kind) const;
     /// Between leaves that an earlier reading selected and those that this one did. Made once, whoever asks.

@@ -2,11 +2,14 @@
 #include "server/gnmi/service.h"
 
 #include "server/gnmi/authenticator.h"
+#include "server/gnmi/fair_queue.h"
 #include "server/gnmi/get.h"
 #include "server/gnmi/peer.h"
 #include "server/gnmi/setter.h"
 #include "server/gnmi/subscription.h"
+#include "server/gnmi/user_budget.h"
 #include "server/gnmi/wire.h"
+#include "server/roles.h"
 #include "server/served_modules.h"
 
 #include <algorithm>
@@ -17,11 +20,12 @@
 #include <map>
 #include <mutex>
 
-#include "gnmi.grpc.pb.h"
+#include "gnmi.pb.h"
 
 #include <google/protobuf/stubs/logging.h>
 #include <grpc/grpc_security.h>
 #include <grpc/support/log.h>
+#include <grpcpp/generic/async_generic_service.h>
 #include <grpcpp/grpcpp.h>
 #include <grpcpp/resource_quota.h>
 
@@ -31,6 +35,8 @@ namespace {
 
 constexpr std::size_t memory_quota = std::size_t{256} * 1024 * 1024;
 constexpr int header_size = 16 * 1024;
+// Of requests and answers of users: read by the server, or not yet by the client.
+constexpr std::size_t most_bytes_of_user = std::size_t{64} * 1024 * 1024, most_bytes = 4 * most_bytes_of_user;
 constexpr int streams_of_connection = 256;
 constexpr std::size_t streams_for_connection = 16; // for each that there may be, in all and of one user
 // Whoever sees to it that a connection lives may ask as often as this, also while nothing else is to be said.
@@ -183,85 +189,11 @@ const grpc::Status &refusal_of(const Authentication &found) {
     return unauthenticated_status;
 }
 
-// How many streams users have. Safe from any thread.
-class StreamCounts {
-  public:
-    /// False when there may be no more, of this user or of all.
-    bool add(const std::string &user, const server::Limits &limits) {
-        const std::lock_guard guard(mutex_);
-        const auto found = of_users_.find(user);
-        const std::size_t of_user = found == of_users_.end() ? 0 : found->second;
-        if (all_ >= streams_for_connection * limits.connections ||
-            of_user >= streams_for_connection * limits.connections_per_user)
-            return false;
-        ++all_;
-        of_users_[user] = of_user + 1;
-        return true;
-    }
-    /// One that add() has counted.
-    void remove(const std::string &user) {
-        const std::lock_guard guard(mutex_);
-        --all_;
-        if (--of_users_[user] == 0)
-            of_users_.erase(user);
-    }
-
-  private:
-    std::mutex mutex_;
-    std::size_t all_ = 0;
-    std::map<std::string, std::size_t> of_users_;
-};
-
-// One unary RPC under way. Answered once; one that everybody has let go of is answered that the server ends.
-class Call {
-  public:
-    Call(grpc::ServerUnaryReactor *reactor, OpenRpcs &open) : reactor_(reactor), open_(open) {}
-    ~Call() { finish(ended_status); }
-    Call(const Call &) = delete;
-    Call &operator=(const Call &) = delete;
-
-    static std::shared_ptr<Call> begin(grpc::ServerUnaryReactor *reactor, OpenRpcs &open) {
-        const auto call = std::make_shared<Call>(reactor, open);
-        call->number_ = open.add([weak = std::weak_ptr(call)](const grpc::Status &status) {
-            if (const auto waiting = weak.lock())
-                waiting->finish(status);
-        });
-        return call;
-    }
-
-    // Does what uses the request, unless the RPC is finished and its request gone. Who finishes it waits meanwhile, so
-    // this hands over and returns.
-    void proceed(const std::function<void()> &work) {
-        const std::lock_guard guard(mutex_);
-        if (!finished_)
-            work();
-    }
-
-    // False when it is finished, or its client has given up. `context` is the call's own.
-    bool is_wanted(const grpc::CallbackServerContext &context) {
-        const std::lock_guard guard(mutex_);
-        return !finished_ && !context.IsCancelled();
-    }
-
-    // The response is written under this, for it is gone when the RPC is finished.
-    void finish(const grpc::Status &status, const std::function<void()> &write_response = {}) {
-        const std::lock_guard guard(mutex_);
-        if (finished_)
-            return;
-        finished_ = true;
-        if (write_response)
-            write_response();
-        open_.remove(number_);
-        reactor_->Finish(status);
-    }
-
-  private:
-    std::recursive_mutex mutex_; // the work of proceed() may finish the RPC
-    bool finished_ = false;
-    grpc::ServerUnaryReactor *reactor_;
-    OpenRpcs &open_;
-    std::uint64_t number_ = 0;
-};
+// The users may have been read anew since a password was found right.
+bool is_current(server::Core &core, const server::Principal &user) {
+    const server::LogInAnswer now = core.log_ins().principal_of(user.user);
+    return now && now->role == user.role;
+}
 
 // What RPCs work with.
 struct Surroundings {
@@ -269,23 +201,22 @@ struct Surroundings {
     bool client_certificates;
     Service::LoggedIn logged_in;
     std::shared_ptr<Authenticator> authenticator;
+    UserBudget streams;
+    UserBudget bytes{most_bytes_of_user, most_bytes}; // of requests and answers under way
+    FairQueue answers;                                // to Gets
     Readings readings;
     Setter setter;
     OpenRpcs open;
-    StreamCounts streams;
 
     Surroundings(server::Core &served, bool by_certificates, Service::LoggedIn tell)
         : core(served), client_certificates(by_certificates), logged_in(std::move(tell)),
-          authenticator(std::make_shared<Authenticator>(served)), readings(served), setter(served) {}
+          authenticator(std::make_shared<Authenticator>(served)),
+          streams(streams_for_connection * served.limits().connections_per_user,
+                  streams_for_connection * served.limits().connections),
+          readings(served), setter(served) {}
 
-    // The users may have been read anew while a password was checked.
-    bool is_current(const server::Principal &user) const {
-        const server::LogInAnswer now = core.log_ins().principal_of(user.user);
-        return now && now->role == user.role;
-    }
-
-    // `bytes`: what the RPC holds while it waits.
-    void authenticate(const grpc::CallbackServerContext &context, std::size_t bytes, std::function<bool()> is_wanted,
+    // The answer may come when these are gone, but not the core.
+    void authenticate(const grpc::CallbackServerContext &context, std::function<bool()> is_wanted,
                       std::function<void(const Authentication &found)> answer) const {
         Credentials credentials;
         if (client_certificates)
@@ -295,41 +226,172 @@ struct Surroundings {
                            .user = metadata_of(context, "username"),
                            .password = metadata_of(context, "password")};
         const server::Peer peer = peer_of(context.peer());
-        const auto tell_and_answer = [this, peer, tell = logged_in,
+        const auto tell_and_answer = [&core = core, peer, tell = logged_in,
                                       answer = std::move(answer)](const Authentication &found) {
-            if (!found.user || !is_current(*found.user))
+            if (!found.user || !is_current(core, *found.user))
                 answer({.lack = found.lack});
             else if (!tell(peer, found.user->user))
                 answer({.lack = Authentication::Lack::too_many_connections});
             else
                 answer(found);
         };
-        authenticator->check(peer, credentials, {std::move(is_wanted), tell_and_answer, bytes});
+        authenticator->check(peer, credentials, {std::move(is_wanted), tell_and_answer});
     }
 };
 
-// One Subscribe RPC. Lives until gRPC is done with it; readings, timers and log-ins hold weak pointers. One of them may
-// keep it for a moment longer than the server lives: what surrounds it is touched before it is finished alone.
-class SubscribeReactor : public grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::ByteBuffer>,
-                         public std::enable_shared_from_this<SubscribeReactor> {
+// One RPC: its user first, then messages as bytes, and one end. Nothing of a message is read before the user is known.
+// Lives until gRPC is done with it; readings, timers and log-ins hold weak pointers. One of them may keep it for a
+// moment longer than the server lives: what surrounds it is touched before it is finished alone.
+class Rpc : public grpc::ServerGenericBidiReactor, public std::enable_shared_from_this<Rpc> {
   public:
-    SubscribeReactor(Surroundings &surroundings) : surroundings_(surroundings) {}
-    SubscribeReactor(const SubscribeReactor &) = delete;
-    SubscribeReactor &operator=(const SubscribeReactor &) = delete;
+    explicit Rpc(Surroundings &surroundings) : surroundings_(surroundings) {}
+    Rpc(const Rpc &) = delete;
+    Rpc &operator=(const Rpc &) = delete;
 
     void begin(const grpc::CallbackServerContext &context) {
         self_ = shared_from_this();
         number_ = surroundings_.open.add([weak = weak_from_this()](const grpc::Status &status) {
-            if (const auto reactor = weak.lock())
-                reactor->end(status);
+            if (const auto rpc = weak.lock())
+                rpc->end(status);
         });
         surroundings_.authenticate(
-            context, 0, [weak = weak_from_this()] { return !weak.expired(); },
+            context,
+            [weak = weak_from_this()] {
+                const auto rpc = weak.lock();
+                return rpc && rpc->is_wanted();
+            },
             [weak = weak_from_this()](const Authentication &found) {
-                if (const auto reactor = weak.lock())
-                    reactor->logged_in(found);
+                if (const auto rpc = weak.lock())
+                    rpc->logged_in(found);
             });
     }
+
+    // False when it is finished, or its client has given up.
+    bool is_wanted() {
+        const std::lock_guard guard(mutex_);
+        return !finished_;
+    }
+
+    void end(const grpc::Status &status) {
+        const std::lock_guard guard(mutex_);
+        finish(status);
+    }
+
+    // Counts what the RPC holds from now on. Throws RpcError when its user has too much under way.
+    void hold(std::size_t bytes) {
+        const std::lock_guard guard(mutex_);
+        if (!surroundings_.bytes.take(user_.user, bytes))
+            throw RpcError(Code::resource_exhausted, "too much is under way, of this user or in all");
+        held_ += bytes;
+    }
+
+    void OnCancel() override { end(grpc::Status::CANCELLED); }
+
+    void OnDone() override {
+        {
+            const std::lock_guard guard(mutex_);
+            let_go();
+            surroundings_.bytes.give_back(user_.user, held_);
+            held_ = 0;
+        }
+        surroundings_.open.remove(number_);
+        const std::shared_ptr<Rpc> last = std::move(self_);
+    }
+
+  protected:
+    // All with the lock held. Whether a user may begin; what ends the RPC has been told otherwise.
+    virtual bool admit() { return true; }
+    // Gives back what only an RPC that goes on needs.
+    virtual void let_go() {}
+    void finish(const grpc::Status &status) {
+        if (finished_)
+            return;
+        finished_ = true;
+        let_go();
+        Finish(status);
+    }
+
+    Surroundings &surroundings_;
+    std::uint64_t number_ = 0;
+    grpc::ByteBuffer received_, sent_;
+
+    std::mutex mutex_; // guards what follows
+    server::Principal user_;
+    bool finished_ = false;
+
+  private:
+    void logged_in(const Authentication &found) {
+        const std::lock_guard guard(mutex_);
+        if (finished_)
+            return;
+        if (!found.user) {
+            finish(refusal_of(found));
+            return;
+        }
+        user_ = *found.user;
+        if (admit())
+            StartRead(&received_);
+    }
+
+    std::size_t held_ = 0; // bytes, of the user's
+    std::shared_ptr<Rpc> self_;
+};
+
+// An RPC with one request and one answer.
+class UnaryRpc : public Rpc {
+  public:
+    // Answers, once. One that everybody has let go of is answered that the server ends.
+    class Call {
+      public:
+        explicit Call(std::shared_ptr<UnaryRpc> rpc) : rpc_(std::move(rpc)) {}
+        ~Call() { rpc_->end(ended_status); }
+        Call(const Call &) = delete;
+        Call &operator=(const Call &) = delete;
+
+        bool is_wanted() const { return rpc_->is_wanted(); }
+        void hold(std::size_t bytes) const { rpc_->hold(bytes); }
+        void refuse(const RpcError &error) const { rpc_->end(status_of(error)); }
+        void answer(const google::protobuf::Message &message) const { rpc_->answer(message); }
+
+      private:
+        std::shared_ptr<UnaryRpc> rpc_;
+    };
+    using Work = std::function<void(const std::shared_ptr<Call> &call, const server::Principal &user,
+                                    const grpc::ByteBuffer &request)>;
+
+    UnaryRpc(Surroundings &surroundings, Work work) : Rpc(surroundings), work_(std::move(work)) {}
+
+    void OnReadDone(bool ok) override {
+        const auto call = std::make_shared<Call>(std::static_pointer_cast<UnaryRpc>(shared_from_this()));
+        try {
+            if (!ok)
+                throw invalid("request", "expected a message");
+            work_(call, user_, received_);
+        } catch (const std::exception &error) {
+            call->refuse(rpc_error_of(error));
+        }
+        received_.Clear();
+    }
+
+  private:
+    // What the client has not read yet is held, and so counted.
+    void answer(const google::protobuf::Message &message) {
+        grpc::ByteBuffer bytes = bytes_of(message);
+        hold(bytes.Length());
+        const std::lock_guard guard(mutex_);
+        if (finished_)
+            return;
+        finished_ = true;
+        sent_ = std::move(bytes);
+        StartWriteAndFinish(&sent_, grpc::WriteOptions(), grpc::Status::OK);
+    }
+
+    const Work work_;
+};
+
+class SubscribeRpc : public Rpc {
+  public:
+    using Rpc::Rpc;
 
     void OnReadDone(bool ok) override {
         const std::shared_ptr<Stream> stream = this->stream();
@@ -343,6 +405,7 @@ class SubscribeReactor : public grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::
         }
         try {
             const auto request = message_of<::gnmi::SubscribeRequest>(received_);
+            received_.Clear();
             if (!stream)
                 subscribe(request);
             else if (request.has_poll())
@@ -363,39 +426,32 @@ class SubscribeReactor : public grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::
             pump();
     }
 
-    void OnCancel() override { end(grpc::Status::CANCELLED); }
-
-    void OnDone() override {
-        {
-            const std::lock_guard guard(mutex_);
-            let_go();
+  protected:
+    // Streams count from here on: those without a user take no user's place.
+    bool admit() override {
+        counted_ = surroundings_.streams.take(user_.user, 1);
+        if (!counted_) {
+            finish({grpc::StatusCode::RESOURCE_EXHAUSTED, "too many streams, of this user or in all"});
+            return false;
         }
-        surroundings_.open.remove(number_);
-        const std::shared_ptr<SubscribeReactor> last = std::move(self_);
+        surroundings_.open.set_user(number_, user_);
+        // A reload before this line did not see whose RPC it is.
+        if (is_current(surroundings_.core, user_))
+            return true;
+        finish(user_gone_status);
+        return false;
+    }
+
+    // The end itself waits until the client has read what is on its way, which may be never.
+    void let_go() override {
+        stream_.reset();
+        if (counted_)
+            surroundings_.streams.give_back(user_.user, 1);
+        counted_ = false;
     }
 
   private:
-    // Streams count from here on: those without a user take no user's place.
-    void logged_in(const Authentication &found) {
-        const std::lock_guard guard(mutex_);
-        if (finished_)
-            return;
-        if (!found.user) {
-            finish(refusal_of(found));
-            return;
-        }
-        if (!surroundings_.streams.add(found.user->user, surroundings_.core.limits())) {
-            finish({grpc::StatusCode::RESOURCE_EXHAUSTED, "too many streams, of this user or in all"});
-            return;
-        }
-        counted_for_ = found.user->user;
-        surroundings_.open.set_user(number_, *found.user);
-        // A reload before this line did not see whose RPC it is.
-        if (surroundings_.is_current(*found.user))
-            StartRead(&received_);
-        else
-            finish(user_gone_status);
-    }
+    std::shared_ptr<SubscribeRpc> self() { return std::static_pointer_cast<SubscribeRpc>(shared_from_this()); }
 
     void read() {
         const std::lock_guard guard(mutex_);
@@ -413,9 +469,11 @@ class SubscribeReactor : public grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::
         if (request.has_poll())
             throw invalid("request", "a poll, expected a SubscriptionList first");
         request_mode_ = request.subscribe().mode();
-        const auto stream = std::make_shared<Stream>(request, surroundings_.readings, [weak = weak_from_this()] {
-            if (const auto reactor = weak.lock())
-                reactor->pump();
+        // Its paths are kept, of measured and of other leaves each.
+        hold(2 * request.SpaceUsedLong());
+        const auto stream = std::make_shared<Stream>(request, surroundings_.readings, [weak = std::weak_ptr(self())] {
+            if (const auto rpc = weak.lock())
+                rpc->pump();
         });
         {
             const std::lock_guard guard(mutex_);
@@ -476,43 +534,13 @@ class SubscribeReactor : public grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::
             finish(grpc::Status::OK);
     }
 
-    void end(const grpc::Status &status) {
-        const std::lock_guard guard(mutex_);
-        finish(status);
-    }
-
-    // With the lock held. What the stream takes is given back at once: the end itself waits until the client has read
-    // what is on its way, which may be never.
-    void finish(const grpc::Status &status) {
-        if (finished_)
-            return;
-        finished_ = true;
-        let_go();
-        Finish(status);
-    }
-
-    // With the lock held.
-    void let_go() {
-        stream_.reset();
-        if (counted_for_)
-            surroundings_.streams.remove(*counted_for_);
-        counted_for_.reset();
-    }
-
-    Surroundings &surroundings_;
-    std::shared_ptr<SubscribeReactor> self_;
-    std::uint64_t number_ = 0;
-    grpc::ByteBuffer received_;
     ::gnmi::SubscriptionList::Mode request_mode_ = ::gnmi::SubscriptionList::STREAM;
-
-    std::mutex mutex_; // guards what follows
+    // Guarded by the lock.
     std::shared_ptr<Stream> stream_;
-    grpc::ByteBuffer sent_;
     bool writing_ = false;
     bool poll_under_way_ = false;
     bool half_closed_ = false;
-    bool finished_ = false;
-    std::optional<std::string> counted_for_; // whose stream it is
+    bool counted_ = false; // among the streams of its user
 };
 
 ::gnmi::CapabilityResponse capabilities() {
@@ -531,97 +559,86 @@ class SubscribeReactor : public grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::
     return response;
 }
 
-// The service with messages as bytes: what they hold is looked at when the user is known.
-using ServiceOfBytes = ::gnmi::gNMI::WithRawCallbackMethod_Capabilities<::gnmi::gNMI::WithRawCallbackMethod_Get<
-    ::gnmi::gNMI::WithRawCallbackMethod_Set<::gnmi::gNMI::WithRawCallbackMethod_Subscribe<::gnmi::gNMI::Service>>>>;
-
-class Rpcs : public ServiceOfBytes {
+// Whatever is called comes here: gRPC reads a request as soon as there is one, unless the server says when.
+class Rpcs : public grpc::CallbackGenericService {
   public:
     explicit Rpcs(Surroundings &surroundings) : surroundings_(surroundings) {}
 
-    grpc::ServerUnaryReactor *Capabilities(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
-                                           grpc::ByteBuffer *response) override {
-        return unary(*context, *request,
-                     [request, response](const std::shared_ptr<Call> &call, const server::Principal &) {
-                         message_of<::gnmi::CapabilityRequest>(*request);
-                         call->finish(grpc::Status::OK, [&] { *response = bytes_of(capabilities()); });
-                     });
-    }
-
-    grpc::ServerUnaryReactor *Get(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
-                                  grpc::ByteBuffer *response) override {
-        return unary(*context, *request,
-                     [this, request, response](const std::shared_ptr<Call> &call, const server::Principal &) {
-                         const auto query = std::make_shared<const GetQuery>(message_of<::gnmi::GetRequest>(*request));
-                         surroundings_.readings.read(
-                             query->paths(), [call, query, response, limit = surroundings_.core.limits().message_size](
-                                                 const ReadingOutcome &outcome) {
-                                 answer(*call, [&] {
-                                     if (const auto *error = std::get_if<RpcError>(&outcome))
-                                         throw RpcError(*error);
-                                     const Reading &reading = *std::get<std::shared_ptr<const Reading>>(outcome);
-                                     grpc::ByteBuffer answered =
-                                         bytes_of(query->answer(reading.tree(), reading.read_at(), limit));
-                                     call->finish(grpc::Status::OK, [&] { *response = std::move(answered); });
-                                 });
-                             });
-                     });
-    }
-
-    grpc::ServerUnaryReactor *Set(grpc::CallbackServerContext *context, const grpc::ByteBuffer *request,
-                                  grpc::ByteBuffer *response) override {
-        const server::Peer peer = peer_of(context->peer());
-        return unary(
-            *context, *request,
-            [this, context, peer, request, response](const std::shared_ptr<Call> &call,
-                                                     const server::Principal &principal) {
-                const auto is_wanted = [call, context] { return call->is_wanted(*context); };
-                // While it waits it stays bytes, which it shares with the RPC.
-                const auto read = [bytes = *request] { return message_of<::gnmi::SetRequest>(bytes); };
-                surroundings_.setter.submit(read, principal, peer, is_wanted, [call, response](SetOutcome outcome) {
-                    if (const auto *error = std::get_if<RpcError>(&outcome))
-                        call->finish(status_of(*error));
-                    else
-                        call->finish(grpc::Status::OK,
-                                     [&] { *response = bytes_of(std::get<::gnmi::SetResponse>(outcome)); });
-                });
-            });
-    }
-
-    grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::ByteBuffer> *
-    Subscribe(grpc::CallbackServerContext *context) override {
-        const auto reactor = std::make_shared<SubscribeReactor>(surroundings_);
-        reactor->begin(*context);
-        return reactor.get();
+    grpc::ServerGenericBidiReactor *CreateReactor(grpc::GenericCallbackServerContext *context) override {
+        std::shared_ptr<Rpc> rpc = rpc_named(*context);
+        if (!rpc)
+            return CallbackGenericService::CreateReactor(context); // which refuses it
+        rpc->begin(*context);
+        return rpc.get(); // it holds itself
     }
 
   private:
-    // Carries out what may throw.
-    template <class Work>
-    static void answer(Call &call, Work work) {
-        try {
-            work();
-        } catch (const std::exception &error) {
-            call.finish(status_of(rpc_error_of(error)));
-        }
+    std::shared_ptr<Rpc> rpc_named(const grpc::GenericCallbackServerContext &context) {
+        const std::string &method = context.method();
+        if (method == "/gnmi.gNMI/Capabilities")
+            return unary([](const auto &call, const auto &, const auto &request) {
+                message_of<::gnmi::CapabilityRequest>(request);
+                call->answer(capabilities());
+            });
+        if (method == "/gnmi.gNMI/Get")
+            return unary([this](const auto &call, const auto &user, const auto &request) { get(call, user, request); });
+        if (method == "/gnmi.gNMI/Set")
+            return unary(
+                [this, peer = peer_of(context.peer())](const auto &call, const auto &user, const auto &request) {
+                    set(call, user, peer, request);
+                });
+        if (method == "/gnmi.gNMI/Subscribe")
+            return std::make_shared<SubscribeRpc>(surroundings_);
+        return nullptr;
     }
 
-    template <class Work>
-    grpc::ServerUnaryReactor *unary(grpc::CallbackServerContext &context, const grpc::ByteBuffer &request, Work work) {
-        grpc::ServerUnaryReactor *reactor = context.DefaultReactor();
-        const std::shared_ptr<Call> call = Call::begin(reactor, surroundings_.open);
-        surroundings_.authenticate(
-            context, request.Length(), [call, &context] { return call->is_wanted(context); },
-            [call, work](const Authentication &found) {
-                // The server may have ended while the password was checked.
-                call->proceed([&] {
-                    if (!found.user)
-                        call->finish(refusal_of(found));
-                    else
-                        answer(*call, [&] { work(call, *found.user); });
+    std::shared_ptr<Rpc> unary(UnaryRpc::Work work) {
+        return std::make_shared<UnaryRpc>(surroundings_, std::move(work));
+    }
+
+    // Readings are for everybody, and so is their thread: what one user wants of them is made elsewhere.
+    void get(const std::shared_ptr<UnaryRpc::Call> &call, const server::Principal &user,
+             const grpc::ByteBuffer &bytes) {
+        auto request = message_of<::gnmi::GetRequest>(bytes);
+        call->hold(2 * request.SpaceUsedLong());
+        const auto query = std::make_shared<const GetQuery>(std::move(request));
+        const std::size_t limit = surroundings_.core.limits().message_size;
+        surroundings_.readings.read(
+            query->paths(), [this, call, query, limit, name = user.user](const ReadingOutcome &outcome) {
+                surroundings_.answers.post(name, [call, query, limit, outcome] {
+                    try {
+                        if (const auto *error = std::get_if<RpcError>(&outcome))
+                            throw RpcError(*error);
+                        const Reading &reading = *std::get<std::shared_ptr<const Reading>>(outcome);
+                        if (call->is_wanted())
+                            call->answer(reading.use(
+                                [&](const YangTree &tree) { return query->answer(tree, reading.read_at(), limit); }));
+                    } catch (const std::exception &error) {
+                        call->refuse(rpc_error_of(error));
+                    }
                 });
             });
-        return reactor;
+    }
+
+    void set(const std::shared_ptr<UnaryRpc::Call> &call, const server::Principal &user, const server::Peer &peer,
+             const grpc::ByteBuffer &bytes) {
+        // Here already, so that those who may not take no place among those who wait.
+        try {
+            server::check_role(user, server::Edit{});
+        } catch (const std::exception &error) {
+            throw RpcError(server::refusal_of(error));
+        }
+        call->hold(bytes.Length());
+        // While it waits it stays bytes.
+        const auto read = [bytes] { return message_of<::gnmi::SetRequest>(bytes); };
+        surroundings_.setter.submit(
+            read, user, peer, [call] { return call->is_wanted(); },
+            [call](const SetOutcome &outcome) {
+                if (const auto *error = std::get_if<RpcError>(&outcome))
+                    call->refuse(*error);
+                else
+                    call->answer(std::get<::gnmi::SetResponse>(outcome));
+            });
     }
 
     Surroundings &surroundings_;
@@ -679,7 +696,7 @@ class Service::Impl {
         gpr_set_log_function([](gpr_log_func_args *) {});
         google::protobuf::SetLogHandler(nullptr);
         grpc::ServerBuilder builder;
-        builder.RegisterService(&rpcs_);
+        builder.RegisterCallbackGenericService(&rpcs_);
         builder.SetResourceQuota(grpc::ResourceQuota("gnmi").Resize(memory_quota));
         builder.SetMaxReceiveMessageSize(static_cast<int>(core.limits().message_size));
         // The limit holds for a message as it was sent: compressed, it could be a thousand times as large.
@@ -712,7 +729,7 @@ class Service::Impl {
     void users_changed() {
         surroundings_.authenticator->forget();
         surroundings_.open.end_outdated(
-            user_gone_status, [this](const server::Principal &user) { return !surroundings_.is_current(user); });
+            user_gone_status, [this](const server::Principal &user) { return !is_current(surroundings_.core, user); });
     }
 
     void stop(std::chrono::milliseconds limit) {

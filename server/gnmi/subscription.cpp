@@ -5,6 +5,7 @@
 #include "server/gnmi/value.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include <fmt/format.h>
 
@@ -13,8 +14,8 @@ namespace ocamp::gnmi {
 namespace {
 
 constexpr int most_subscriptions = 1024;
-// Leaves that the subscriptions of a list may select, each counted as often as it is selected; on a large node as many
-// as some that each select all.
+// Leaves that the subscriptions of a list may select, each counted as often as it is selected; more on a large node, as
+// long as each is selected no more often than that.
 constexpr std::size_t most_selected = 65536, overlap = 8;
 // Of one response; a client that reads gets the next one at once.
 constexpr std::size_t most_updates = 256;
@@ -259,15 +260,18 @@ void Stream::deliver_everything() {
 // With the lock held, as what follows. Throws RpcError when subscriptions that overlap would select leaves again and
 // again: readings are for everybody, and so is the time that they take.
 void Stream::select_all(const Reading &reading) const {
-    std::size_t selected = 0, largest = 0;
+    std::size_t selected = 0;
+    std::unordered_set<const Leaf *> leaves;
     for (const Item &item : items_) {
-        const std::size_t size = reading.select(item.path, item.levels, item.kind)->size();
-        selected += size;
-        largest = std::max(largest, size);
-        if (selected > std::max(most_selected, overlap * largest))
+        const std::shared_ptr<const Leaves> selection = reading.select(item.path, item.levels, item.kind);
+        selected += selection->size();
+        for (const LeafPointer &leaf : *selection)
+            leaves.insert(leaf.get());
+        if (selected > most_selected && selected > overlap * leaves.size())
             throw refused(Code::resource_exhausted, "subscription",
-                          fmt::format("all together select more than {} leaves, expected fewer or less alike",
-                                      std::max(most_selected, overlap * largest)));
+                          fmt::format("all together select more than {} leaves, each {} times and more, expected fewer "
+                                      "that are alike",
+                                      most_selected, overlap));
     }
 }
 

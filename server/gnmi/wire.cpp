@@ -40,7 +40,11 @@ class FieldCounter {
                 throw refused(Code::resource_exhausted, "request",
                               fmt::format("has more than {} fields, expected fewer", most_fields));
             const FieldDescriptor *field = type.FindFieldByNumber(WireFormatLite::GetTagFieldNumber(tag));
-            if (WireFormatLite::GetTagWireType(tag) == WireFormatLite::WIRETYPE_LENGTH_DELIMITED && field != nullptr &&
+            const WireFormatLite::WireType kind = WireFormatLite::GetTagWireType(tag);
+            // No message here has groups, and what is in one would have to be counted.
+            if (kind == WireFormatLite::WIRETYPE_START_GROUP)
+                throw not_a_message(type_);
+            if (kind == WireFormatLite::WIRETYPE_LENGTH_DELIMITED && field != nullptr &&
                 field->type() == FieldDescriptor::TYPE_MESSAGE)
                 walk_inner(*field->message_type(), level + 1);
             else if (!WireFormatLite::SkipField(&in_, tag))
@@ -70,6 +74,7 @@ void read_message(std::string_view bytes, google::protobuf::Message &message) {
     FieldCounter(bytes, *message.GetDescriptor()).check();
     if (!message.ParseFromArray(bytes.data(), static_cast<int>(bytes.size())))
         throw not_a_message(*message.GetDescriptor());
+    message.DiscardUnknownFields();
 }
 
 } // namespace ocamp::gnmi

@@ -14,8 +14,8 @@ inline constexpr std::size_t most_fields = 200000;
 /// Levels of messages within messages.
 inline constexpr int most_message_levels = 50;
 
-/// Reads a message. Throws RpcError: INVALID_ARGUMENT for bytes that are none or too deep, RESOURCE_EXHAUSTED for one
-/// with too many fields, before it takes memory for them.
+/// Reads a message; fields that it does not have are dropped. Throws RpcError: INVALID_ARGUMENT for bytes that are none
+/// or too deep, RESOURCE_EXHAUSTED for one with too many fields, before it takes memory for them.
 void read_message(std::string_view bytes, google::protobuf::Message &message);
 
 } // namespace ocamp::gnmi

@@ -35,12 +35,11 @@ class GnmiAuthenticator : public ServedNode {
     }
 
     using Promise = std::shared_ptr<std::promise<Authentication>>;
-    Promise ask(const std::string &password, std::shared_ptr<const std::atomic<bool>> wanted, std::size_t bytes = 0,
-                const std::string &address = "192.0.2.1") {
+    Promise ask(const std::string &password, std::shared_ptr<const std::atomic<bool>> wanted) {
         const auto promise = std::make_shared<std::promise<Authentication>>();
-        authenticator_->check({"gnmi", address, 1}, {.certificate_name = {}, .user = "olga", .password = password},
+        authenticator_->check(peer_, {.certificate_name = {}, .user = "olga", .password = password},
                               {[wanted] { return wanted->load(); },
-                               [promise](const Authentication &found) { promise->set_value(found); }, bytes});
+                               [promise](const Authentication &found) { promise->set_value(found); }});
         return promise;
     }
     static bool waits(const Promise &asked) {
@@ -63,24 +62,6 @@ TEST_F(GnmiAuthenticator, AskersOfOnePasswordAreOneAttemptAndThoseWhoAskNoMoreMa
         EXPECT_TRUE(waits(one));
     *wanted = false;
     EXPECT_TRUE(waits(ask("other", still)));
-}
-
-TEST_F(GnmiAuthenticator, RequestsThatWaitAreBoundedInBytes) {
-    const auto wanted = std::make_shared<std::atomic<bool>>(true), still = std::make_shared<std::atomic<bool>>(true);
-    constexpr std::size_t half = Authenticator::most_bytes_of_address / 2;
-    EXPECT_TRUE(waits(ask("secret", wanted, half)));
-    EXPECT_TRUE(waits(ask("other", wanted, half)));
-    EXPECT_EQ(ask("secret", still, 1)->get_future().get().lack, Authentication::Lack::too_many_attempts);
-    EXPECT_TRUE(waits(ask("secret", still, 0)));
-    *wanted = false;
-    EXPECT_TRUE(waits(ask("secret", still, half)));
-    EXPECT_TRUE(waits(ask("secret", still, half)));
-    EXPECT_FALSE(waits(ask("secret", still, 1)));
-    // Of others there is as much, until there is too much in all.
-    std::size_t addresses = 1;
-    while (addresses < 100 && waits(ask("secret", still, 2 * half, "198.51.100." + std::to_string(addresses))))
-        ++addresses;
-    EXPECT_EQ(addresses, Authenticator::most_bytes / Authenticator::most_bytes_of_address);
 }
 
 } // namespace

@@ -128,11 +128,16 @@ TEST_F(GnmiConnections, ThoseOfAUserWhoIsGoneHaveNone) {
         connections_.add(pair->accepted, begin);
         log_in(*pair, "user of " + std::to_string(pair->accepted.port));
     }
+    // One that others use, too, is theirs.
+    connections_.add(b1_.accepted, begin);
+    log_in(b1_, "user of 2");
+    log_in(b1_, "user of 1");
     connections_.users_changed([](const std::string &user) { return user == "user of 1"; }, begin + seconds(100));
     EXPECT_EQ(connections_.next_end(), begin + seconds(130));
     connections_.end_late(begin + seconds(130));
     EXPECT_TRUE(a1_.is_open());
     EXPECT_FALSE(a2_.is_open());
+    EXPECT_TRUE(b1_.is_open());
 }
 
 TEST_F(GnmiConnections, TheOldestWithoutAUserMakeRoomWhenDescriptorsRunOut) {

@@ -12,7 +12,7 @@ import time
 import unittest
 
 import grpc
-from gnmi_client import AMPLIFIER, GnmiTest, Leaves, content, path, pb, subscription, update
+from gnmi_client import AMPLIFIER, GnmiTest, Leaves, content, ext, path, pb, subscription, update
 
 PRE = AMPLIFIER % "0/1-AMP-PRE"
 GAIN = PRE + "/config/target-gain"
@@ -192,6 +192,11 @@ class AttacksTest(GnmiTest):
         self.server.start(*options)
         self.setUp()
 
+    def lives_for(self, user, most):
+        """Like lives(), for another user."""
+        self.client = self.connect(user)
+        self.lives(most)
+
     def lives(self, most):
         """The server answers, and has grown by less than that many MiB. Up to 20 of them may be threads that gRPC starts
         when it has much to do, each with a heap of its own."""
@@ -276,6 +281,74 @@ class AttacksTest(GnmiTest):
         leaves = Leaves(self.client.subscribe([subscription(*everything[:16])])).until_sync()
         self.assertEqual(len(Leaves(self.client.subscribe([subscription("/")])).until_sync()), len(leaves))
         self.lives(32)
+
+    def test_answers_that_nobody_reads(self):
+        """A client whose window is closed: what was asked for waits, and is bounded for its user."""
+        request = pb.GetRequest(path=[path("/")] * 1024, encoding=pb.JSON,
+                                prefix=pb.Path(target="x" * 3000), extension=[ext.Extension(depth=ext.Depth(level=1))])
+        plain = self.raw(GREETING[:24] + b"\x00\x00\x06\x04\x00\x00\x00\x00\x00" + b"\x00\x04\x00\x00\x00\x00")
+        drain = threading.Thread(target=self.drain, args=[plain], daemon=True)
+        drain.start()
+        for number in range(60):
+            plain.sendall(self.request_of("/gnmi.gNMI/Get", request.SerializeToString(), 2 * number + 1))
+        time.sleep(3)
+        # Others are served meanwhile, and the user has reached its bound.
+        self.connect("ada").get(GAIN)
+        self.assert_refused(grpc.StatusCode.RESOURCE_EXHAUSTED,
+                            lambda: [self.client.get(*[path("/")] * 1000, encoding=pb.JSON, prefix=request.prefix,
+                                                     extension=request.extension) for _ in range(3)], "under way")
+        self.lives_for("ada", 128)
+        plain.close()
+
+    def drain(self, plain):
+        try:
+            while plain.recv(65536):
+                pass
+        except OSError:
+            pass
+
+    def request_of(self, method, message, stream):
+        """HEADERS and DATA of one RPC, without Huffman codes and tables."""
+        literal = lambda name, value: b"\x00" + bytes([len(name)]) + name + bytes([len(value)]) + value
+        fields = [(b":method", b"POST"), (b":scheme", b"http"), (b":path", method.encode()), (b":authority", b"a"),
+                  (b"te", b"trailers"), (b"content-type", b"application/grpc")]
+        fields += [(name.encode(), value.encode()) for name, value in self.client.metadata]
+        block = b"".join(literal(*one) for one in fields)
+        frame = lambda kind, flags, body: (len(body).to_bytes(3, "big") + bytes([kind, flags]) +
+                                           stream.to_bytes(4, "big") + body)
+        return frame(1, 4, block) + frame(0, 1, b"\x00" + len(message).to_bytes(4, "big") + message)
+
+    def test_one_users_gets_hold_up_nobody_else_and_end_when_they_are_given_up(self):
+        # Each tells everything again and again, to the bound of an answer.
+        get = pb.GetRequest(path=[path("/", origin="native")] * 1024, encoding=pb.PROTO).SerializeToString()
+        call = self.client.channel.grpcio.unary_unary("/gnmi.gNMI/Get")
+        other = self.connect("ada")
+        other.get(GAIN)
+        for given_up in False, True:
+            rpcs = [call.future(get, metadata=self.client.metadata, timeout=110) for _ in range(40)]
+            time.sleep(0.2)
+            if given_up:
+                for rpc in rpcs:
+                    rpc.cancel()
+            begin = time.time()
+            (self.client if given_up else other).get(GAIN)
+            waited = time.time() - begin
+            # By far not all of them are done: it was not their turn, or nobody wants them any more.
+            self.assertLess(sum(rpc.done() and not rpc.cancelled() for rpc in rpcs), 20)
+            print("%d Gets under way%s: another was answered after %d ms" % (
+                len(rpcs), ", given up" if given_up else "", waited * 1000))
+            for rpc in rpcs:
+                rpc.cancel()
+
+    def test_sets_of_a_reader_take_no_place_and_no_time(self):
+        body = pb.SetRequest(prefix=path("/optical-amplifier")).SerializeToString() + b"\x12\x00" * 190000
+        rita = self.connect("rita")
+        rita.get(GAIN)
+        call = rita.channel.grpcio.unary_unary("/gnmi.gNMI/Set")
+        rpcs = [call.future(body, metadata=rita.metadata, timeout=60) for _ in range(200)]
+        self.client.set(update=[update(GAIN, double_val=3.25)])
+        self.assertEqual({grpc.StatusCode.PERMISSION_DENIED}, {rpc.code() for rpc in rpcs})
+        self.lives(64)
 
     def test_malformed_protobuf(self):
         channel = self.client.channel.grpcio

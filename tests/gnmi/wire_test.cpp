@@ -37,6 +37,8 @@ TEST(GnmiWire, AMessageIsReadAsItWasWritten) {
     EXPECT_EQ(read.SerializeAsString(), sent.SerializeAsString());
     read_message("", read);
     EXPECT_EQ(read.ByteSizeLong(), 0U);
+    read_message(field(15, "of a later version"), read);
+    EXPECT_EQ(read.ByteSizeLong(), 0U);
 }
 
 TEST(GnmiWire, FieldsAreCountedWhereverTheyStand) {
@@ -82,6 +84,7 @@ TEST(GnmiWire, BytesThatAreNoMessageAreRefused) {
              std::string("\x0f"),                // a wire type that there is not
              std::string("\x12\x02\x1a\xff\xff\xff\xff\xff\xff\xff\xff\xff\x01"), std::string("\x00", 1),
              std::string("\x0c"),            // the end of a group that has not begun
+             std::string("\x7b\x7c"),        // a group
              field(2, field(1, "\xff\xfe")), // a text that is no UTF-8
          })
         EXPECT_THAT([&] { read(bytes); }, refusal) << testing::PrintToString(bytes);
