@@ -20,8 +20,9 @@ run build-coverage/bin/plugin_test --gtest_brief=1 >/dev/null
 run build-coverage/bin/plugin_guest_test --gtest_brief=1 >/dev/null
 counted plugin oc-amplifier
 [ "${targets[0]}" = all ] || exit 0
-# Servers that tests are done with end by themselves: one that is killed writes no counts. What waits for a slow server may have to
-# wait again, as counting makes them slower; and where no file may be written, the counts cannot be either.
+# Servers that tests are done with end by themselves: one that is killed writes no counts. Left out are what cannot be while counts
+# are written, as no file may be, and loads that are held to a pace which counting halves; others may try again.
 OCAMP_COUNTS=1 run ctest --preset coverage --parallel $((2 * $(nproc))) --label-regex '^(platform|server|netconf|gnmi|e2e|line)$' \
-    --exclude-regex '^Descriptors.WritesBeyondTheFileSizeLimit' --repeat until-pass:3 --output-on-failure "$@" >/dev/null
+    --exclude-regex '^Descriptors.WritesBeyondTheFileSizeLimit|ThousandStreamsTest|HostileStreamsTest' --repeat until-pass:3 \
+    --output-on-failure "$@" >/dev/null
 counted rest platform server line

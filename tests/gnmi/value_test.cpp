@@ -214,8 +214,7 @@ TEST(GnmiValue, JsonOfTheRootNamesModules) {
         return edit_value(openconfig_schema(), nullptr, json_value(json), "/").dump();
     };
     EXPECT_EQ(edit(R"({"optical-amplifier": {}})"), R"({"openconfig-optical-amplifier:optical-amplifier":{}})");
-    EXPECT_THAT([&] { edit(R"({"colour": 1})"); },
-                refused_with(Code::invalid_argument, "/colour: is not in the model"));
+    EXPECT_THAT([&] { edit(R"({"colour": 1})"); }, testing::ThrowsMessage<RpcError>("/colour: is not in the model"));
     ::gnmi::TypedValue value;
     value.set_string_val("x");
     EXPECT_THAT([&] { edit_value(openconfig_schema(), nullptr, value, "/"); },
