@@ -6,6 +6,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <limits>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -336,6 +339,24 @@ std::optional<double> number_if_there(const Json &value) {
     return value.is_null() ? std::nullopt : std::optional(value.get<double>());
 }
 
+// A whole number that fits: nlohmann converts every number, with an undefined result where it does not.
+template <class Whole>
+Whole whole_number(const Json &value) {
+    const bool fits = value.is_number_unsigned()  ? std::in_range<Whole>(value.get<std::uint64_t>())
+                      : value.is_number_integer() ? std::in_range<Whole>(value.get<std::int64_t>())
+                                                  : false;
+    if (!fits)
+        throw JsonError(fmt::format("the state is damaged: {}, expected a whole number of at most {}", value.dump(),
+                                    std::numeric_limits<Whole>::max()));
+    return value.get<Whole>();
+}
+
+AmplifierReading amplifier_reading(const Json &from, std::size_t first) {
+    const auto next = [&] { return whole_number<int>(from.at(first++)); };
+    // In the order of the list.
+    return {next(), next(), next(), next(), next()};
+}
+
 } // namespace
 
 std::string Simulation::state() const {
@@ -363,7 +384,7 @@ std::string Simulation::state() const {
 void Simulation::restore(std::string_view state) {
     const Json saved = parse_json(state, nesting_limit);
     try {
-        if (saved.at("structure").get<std::uint32_t>() != structure_)
+        if (whole_number<std::uint32_t>(saved.at("structure")) != structure_)
             throw OtherLineError("the state is that of a line with other nodes, slots or directions than line.json");
         const auto list = [&](const char *name, std::size_t size) -> const Json & {
             const Json &found = saved.at(name);
@@ -371,8 +392,8 @@ void Simulation::restore(std::string_view state) {
                 throw JsonError(fmt::format("the state is damaged: expected {} of \"{}\"", size, name));
             return found;
         };
-        reseed(saved.at("seed").get<std::uint64_t>());
-        second_ = saved.at("second").get<std::uint64_t>();
+        reseed(whole_number<std::uint64_t>(saved.at("seed")));
+        second_ = whole_number<std::uint64_t>(saved.at("second"));
         const Json &amplifiers = list("amplifiers", amplifiers_.size());
         for (std::size_t i = 0; i < amplifiers_.size(); ++i) {
             const Json &from = amplifiers[i];
@@ -381,15 +402,15 @@ void Simulation::restore(std::string_view state) {
             a.extended_range = from.at(1);
             a.emitting = from.at(2);
             a.input_lost = from.at(3);
-            a.ticks_of_change = from.at(4);
+            a.ticks_of_change = whole_number<int>(from.at(4));
             a.pump_loss = from.at(5);
-            a.reading = {from.at(6), from.at(7), from.at(8), from.at(9), from.at(10)};
+            a.reading = amplifier_reading(from, 6);
             a.settings = {number_if_there(from.at(11)), number_if_there(from.at(12)), from.at(13), from.at(14)};
         }
         const Json &channels = list("channels", channels_.size());
         for (std::size_t i = 0; i < channels_.size(); ++i) {
             const Json &from = channels[i];
-            channels_[i].reading = {from.at(0), from.at(1)};
+            channels_[i].reading = {whole_number<int>(from.at(0)), whole_number<int>(from.at(1))};
             channels_[i].settings = {number_if_there(from.at(2)), from.at(3)};
         }
         const Json &fibres = list("fibres", fibres_.size());
@@ -399,7 +420,8 @@ void Simulation::restore(std::string_view state) {
             fibres_[i].loss.added = from.at(1);
             fibres_[i].now = from.at(2);
         }
-        channel_counts_ = list("channel-counts", line_.directions.size()).get<std::vector<unsigned>>();
+        const Json &counts = list("channel-counts", line_.directions.size());
+        std::ranges::transform(counts, channel_counts_.begin(), whole_number<unsigned>);
         pulled_ = list("pulled", line_.nodes.size()).get<std::vector<std::vector<bool>>>();
     } catch (const Json::exception &error) {
         throw JsonError(fmt::format("the state is damaged: {}", error.what()));

@@ -4,6 +4,8 @@
 #include <algorithm>
 
 #include <fcntl.h>
+#include <linux/tcp.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 
 namespace ocamp::gnmi {
@@ -98,10 +100,19 @@ void Connections::drop_ended(std::span<const pollfd> watched) {
     std::erase_if(all_, [&](const Held &) { return watched[at++].revents != 0; });
 }
 
+// gRPC bounds headers, but not before it has a whole one: of one that never ends it copies all that has come, each time
+// that more comes.
+bool Connections::has_sent_too_much(const Held &held) noexcept {
+    tcp_info info{};
+    socklen_t size = sizeof info;
+    return getsockopt(held.descriptor.get(), IPPROTO_TCP, TCP_INFO, &info, &size) == 0 &&
+           info.tcpi_bytes_received > most_bytes_without_user;
+}
+
 void Connections::end_late(Clock::time_point now) {
     const std::lock_guard guard(mutex_);
     for (Held &held : all_) {
-        if (held.users.empty() && !held.ended && held.late <= now)
+        if (held.users.empty() && !held.ended && (held.late <= now || has_sent_too_much(held)))
             end(held);
     }
 }

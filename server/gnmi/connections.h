@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <span>
@@ -45,7 +46,9 @@ class Connections {
     /// Adds what tells the end of each connection; drop_ended() takes the same entries back.
     void watch(std::vector<pollfd> &watched) const;
     void drop_ended(std::span<const pollfd> watched);
-    /// Ends those that have had no user for Limits::log_in_time.
+    /// Bytes that a connection without a user may send: a handshake, and headers of many RPCs.
+    static constexpr std::uint64_t most_bytes_without_user = std::uint64_t{2} * 1024 * 1024;
+    /// Ends those that have had no user for Limits::log_in_time, or have sent more than they may.
     void end_late(Clock::time_point now);
     /// When the next one is late; the maximum for none.
     Clock::time_point next_end() const;
@@ -65,6 +68,7 @@ class Connections {
 
     bool make_room_for(const std::string &network);
     static void end(Held &held) noexcept;
+    static bool has_sent_too_much(const Held &held) noexcept;
 
     const server::Limits &limits_;
     mutable std::mutex mutex_; // guards what follows

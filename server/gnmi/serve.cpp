@@ -10,7 +10,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <future>
 #include <limits>
+#include <list>
 #include <span>
 #include <system_error>
 #include <thread>
@@ -32,6 +34,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds exhaustion_pause{200};
 // Between lines of the log that tell of connections that were turned away.
 constexpr std::chrono::seconds refusal_pause{1};
+// Between looks at connections without a user, while there are any.
+constexpr std::chrono::milliseconds stranger_pause{250};
 // Between looks at the files of certificates.
 constexpr std::chrono::seconds certificate_pause{1};
 
@@ -118,6 +122,8 @@ class Server : public server::Adapter {
         connections_->watch(watched_);
         const Clock::time_point now = Clock::now();
         Clock::time_point until = connections_->next_end();
+        if (until != Clock::time_point::max())
+            until = std::min(until, now + stranger_pause);
         if (certificates_)
             until = std::min(until, next_look_);
         if (now >= accept_again_) {
@@ -179,7 +185,18 @@ class Server : public server::Adapter {
         case Connections::Added::in:
             break;
         }
-        service_.serve(std::move(accepted.descriptor), socket.descriptor.get());
+        hand_over(std::move(accepted.descriptor), socket.descriptor.get());
+    }
+
+    // gRPC works off what a client sends in the thread that brings the connection, for as long as more comes: it is to
+    // be none that others need.
+    void hand_over(server::Descriptor connection, int listener) {
+        std::erase_if(handed_over_, [](const std::future<void> &one) {
+            return one.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+        });
+        handed_over_.push_back(std::async(std::launch::async, [this, held = std::move(connection), listener]() mutable {
+            service_.serve(std::move(held), listener);
+        }));
     }
 
     void wait_for_descriptors(Clock::time_point now) {
@@ -200,7 +217,8 @@ class Server : public server::Adapter {
     std::shared_ptr<Connections> connections_;
     std::unique_ptr<Certificates> certificates_; // NULL: no TLS
     Service service_;
-    server::Descriptor wake_event_; // something outside the thread has changed
+    std::list<std::future<void>> handed_over_; // connections that begin
+    server::Descriptor wake_event_;            // something outside the thread has changed
     std::atomic<bool> stopping_ = false;
     std::vector<pollfd> watched_;
     Clock::time_point accept_again_{}, log_again_{}, next_look_{};

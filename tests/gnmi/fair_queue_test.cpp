@@ -1,8 +1,8 @@
 // Whose turn it is.
 #include "server/gnmi/fair_queue.h"
 
-#include <future>
 #include <chrono>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>

@@ -379,6 +379,24 @@ TEST(Determinism, AStateOfAnotherLineIsRefused) {
         state[list].push_back(state[list][0]);
         EXPECT_THROW(simulation.restore(state.dump()), JsonError) << list;
     }
+    const auto told = [&](const nlohmann::json &state) {
+        try {
+            simulation.restore(state.dump());
+        } catch (const JsonError &error) {
+            return std::string(error.what());
+        }
+        return std::string("taken");
+    };
+    const auto whole = nlohmann::json::parse(simulation.state());
+    for (const char *place : {"/second", "/seed", "/structure", "/amplifiers/0/4", "/amplifiers/0/7", "/channels/0/1",
+                              "/channel-counts/0"}) {
+        for (const char *number : {"1.5", "1e300", "-99999999999", "18446744073709551616"}) {
+            nlohmann::json other = whole;
+            other[nlohmann::json::json_pointer(place)] = nlohmann::json::parse(number);
+            EXPECT_THAT(told(other), testing::HasSubstr("expected a whole number of at most"))
+                << place << ' ' << number;
+        }
+    }
     EXPECT_THROW(simulation.restore("{"), JsonError);
     EXPECT_THROW(simulation.restore("{}"), JsonError);
     for (const char *member : {"channel-counts", "pulled"}) {
