@@ -26,6 +26,7 @@ CLI::Option *add_word_option(CLI::App &command, const std::string &name, Meaning
         if (words.count(word) != 0)
             return {};
         std::vector<std::string> known;
+        known.reserve(words.size());
         for (const auto &[one, meant] : words)
             known.push_back(one);
         return fmt::format("'{}', expected one of: {}", shortened(word, longest_shown_value), fmt::join(known, ", "));

@@ -382,7 +382,7 @@ class UnaryRpc : public Rpc {
         if (finished_)
             return;
         finished_ = true;
-        sent_ = std::move(bytes);
+        sent_.Swap(&bytes);
         StartWriteAndFinish(&sent_, grpc::WriteOptions(), grpc::Status::OK);
     }
 
