@@ -311,7 +311,7 @@ TEST_F(Lines, TimeGoesOnWhereItStopped) {
         whole[described.name] = native(node(described.name));
     fs::remove_all(folder());
     make(three_sites());
-    for (const std::uint64_t stop : {1, 13, 17, 30, 47, 89, 95})
+    for (const std::uint64_t stop : {1U, 13U, 17U, 30U, 47U, 89U, 95U})
         run_until(stop, {.seed = stop == 1 ? std::optional<std::uint64_t>(4) : std::nullopt, .script = script()});
     for (const NodeDescription &described : line.nodes)
         EXPECT_EQ(native(node(described.name)), whole[described.name]) << described.name;
