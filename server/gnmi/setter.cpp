@@ -44,63 +44,34 @@ class Setter::Session {
 Setter::Setter(server::Core &core)
     : core_(core),
       events_(core.subscribe(server::Interest::sessions_and_commits,
-                             [this](const std::shared_ptr<const server::Event> &event) { heard(*event); })),
-      thread_([this] { run(); }) {}
-
-Setter::~Setter() {
-    {
-        const std::lock_guard guard(mutex_);
-        ending_ = true;
-    }
-    changed_.notify_one();
-    thread_.join();
-}
-
-void Setter::run() {
-    std::unique_lock lock(mutex_);
-    while (!ending_) {
-        if (waiting_.empty()) {
-            changed_.wait(lock);
-            continue;
-        }
-        Job job = std::move(waiting_.front());
-        waiting_.pop_front();
-        lock.unlock();
-        job();
-        job = nullptr;
-        lock.lock();
-    }
-}
+                             [this](const std::shared_ptr<const server::Event> &event) { heard(*event); })) {}
 
 void Setter::submit(Read read, const server::Principal &principal, const server::Peer &peer,
                     std::function<bool()> is_wanted, std::function<void(SetOutcome outcome)> answer) {
-    {
-        const std::lock_guard guard(mutex_);
-        if (waiting_.size() < most_waiting) {
-            waiting_.push_back([this, read = std::move(read), principal, peer, is_wanted = std::move(is_wanted),
-                                answer = std::move(answer)] {
-                try {
-                    if (!is_wanted())
-                        throw RpcError(Code::cancelled, "the client has given up");
-                    // The users may have been read anew while it waited.
-                    const server::LogInAnswer now = core_.log_ins().principal_of(principal.user);
-                    if (!now)
-                        throw RpcError(Code::unauthenticated, "the user is gone");
-                    answer(carry_out(read(), *now, peer));
-                } catch (const RpcError &error) {
-                    answer(error);
-                } catch (const server::SessionRefused &refusal) {
-                    answer(
-                        RpcError(core_.is_stopping() ? Code::unavailable : Code::resource_exhausted, refusal.what()));
-                } catch (const std::exception &error) {
-                    answer(RpcError(server::refusal_of(error)));
-                }
-            });
-            changed_.notify_one();
-            return;
-        }
+    if (++waiting_ > most_waiting) {
+        --waiting_;
+        answer(RpcError(Code::resource_exhausted, fmt::format("{} Sets wait already", most_waiting)));
+        return;
     }
-    answer(RpcError(Code::resource_exhausted, fmt::format("{} Sets wait already", most_waiting)));
+    queue_.post(principal.user, [this, read = std::move(read), principal, peer, is_wanted = std::move(is_wanted),
+                                 answer = std::move(answer)] {
+        --waiting_;
+        try {
+            if (!is_wanted())
+                throw RpcError(Code::cancelled, "the client has given up");
+            // The users may have been read anew while it waited.
+            const server::LogInAnswer now = core_.log_ins().principal_of(principal.user);
+            if (!now)
+                throw RpcError(Code::unauthenticated, "the user is gone");
+            answer(carry_out(read(), *now, peer));
+        } catch (const RpcError &error) {
+            answer(error);
+        } catch (const server::SessionRefused &refusal) {
+            answer(RpcError(core_.is_stopping() ? Code::unavailable : Code::resource_exhausted, refusal.what()));
+        } catch (const std::exception &error) {
+            answer(RpcError(server::refusal_of(error)));
+        }
+    });
 }
 
 void Setter::heard(const server::Event &event) {

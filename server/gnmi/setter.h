@@ -1,19 +1,19 @@
-// Carries Sets out, one after the other, and keeps what lasts beyond one: the confirmed commit that is pending and the
-// newest election of each role. Knows no RPC but its messages.
+// Carries Sets out, one after the other and users in turn, and keeps what lasts beyond one: the confirmed commit that
+// is pending and the newest election of each role. Knows no RPC but its messages.
 #pragma once
 
 #include "server/core.h"
+#include "server/gnmi/fair_queue.h"
 #include "server/gnmi/rpc_error.h"
 #include "server/gnmi/set.h"
 
-#include <condition_variable>
-#include <deque>
+#include <atomic>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <variant>
 
@@ -27,7 +27,7 @@ class Setter {
     /// Outlives it.
     explicit Setter(server::Core &core);
     /// Drops the Sets that wait unanswered. The core has been stopped, or is idle.
-    ~Setter();
+    ~Setter() = default;
     Setter(const Setter &) = delete;
     Setter &operator=(const Setter &) = delete;
 
@@ -40,13 +40,11 @@ class Setter {
                 std::function<bool()> is_wanted, std::function<void(SetOutcome outcome)> answer);
 
   private:
-    using Job = std::function<void()>;
     struct Pending {
         std::optional<std::string> id; ///< none: begun by another protocol
     };
     class Session;
 
-    void run();
     ::gnmi::SetResponse carry_out(const ::gnmi::SetRequest &request, const server::Principal &principal,
                                   const server::Peer &peer);
     void check_election(const Election &election);
@@ -55,17 +53,15 @@ class Setter {
     void heard(const server::Event &event);
 
     server::Core &core_;
-    std::map<std::string, std::pair<std::uint64_t, std::uint64_t>> elections_; // of the thread
+    std::map<std::string, std::pair<std::uint64_t, std::uint64_t>> elections_; // of the queue's thread
 
     std::mutex mutex_; // guards what follows
-    std::condition_variable changed_;
-    std::deque<Job> waiting_;
-    bool ending_ = false;
     std::optional<Pending> pending_;
     std::string next_id_; // of the commit that is being begun
 
     server::Subscription events_;
-    std::thread thread_;
+    std::atomic<std::size_t> waiting_ = 0; // Sets that have not begun
+    FairQueue queue_;                      // the last member: what it carries out uses the others
 };
 
 } // namespace ocamp::gnmi
