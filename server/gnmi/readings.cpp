@@ -178,7 +178,9 @@ void Readings::run() {
             job = nullptr; // what it holds may end here, and not under the lock
             lock.lock();
         } else if (!inbox_->later.empty()) {
-            inbox_->changed.wait_until(lock, inbox_->later.begin()->first);
+            // A copy: while it waits, the entry may be dropped by forget().
+            const Clock::time_point next = inbox_->later.begin()->first;
+            inbox_->changed.wait_until(lock, next);
         } else {
             inbox_->changed.wait(lock);
         }
