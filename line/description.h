@@ -82,10 +82,10 @@ struct LineDescription {
     /// "NODE/NODE", as events and people name it.
     std::string span_name(std::size_t span) const { return nodes[span].name + "/" + nodes[span + 1].name; }
     /// Index of the node or direction of that name. Throw InputError.
-    std::size_t node_named(std::string_view name) const;
-    std::size_t direction_named(std::string_view name) const;
+    std::size_t node_named(std::string_view wanted) const;
+    std::size_t direction_named(std::string_view wanted) const;
     /// Index of the span of that name, with the nodes in either order. Throws InputError.
-    std::size_t span_named(std::string_view name) const;
+    std::size_t span_named(std::string_view wanted) const;
 };
 
 /// Throws JsonError for a document that is no line.

@@ -141,19 +141,19 @@ LineEvent parse(const LineDescription &line, const Form &form, const Words &word
 
 } // namespace
 
-LineEvent parse_event(const LineDescription &line, std::string_view text) {
-    const Words words = split(text);
+LineEvent parse_event(const LineDescription &line, std::string_view words) {
+    const Words parts = split(words);
     std::vector<std::string_view> known;
     for (const Form &form : forms) {
         known.push_back(form.word);
-        if (words.empty() || words[0] != form.word)
+        if (parts.empty() || parts[0] != form.word)
             continue;
-        if (words.size() - 1 < form.least || words.size() - 1 > form.most)
+        if (parts.size() - 1 < form.least || parts.size() - 1 > form.most)
             throw InputError(fmt::format("expected: {} {}", form.word, form.arguments));
-        return parse(line, form, words);
+        return parse(line, form, parts);
     }
     throw InputError(
-        fmt::format("no event '{}', expected one of: {}", words.empty() ? "" : words[0], fmt::join(known, ", ")));
+        fmt::format("no event '{}', expected one of: {}", parts.empty() ? "" : parts[0], fmt::join(known, ", ")));
 }
 
 std::vector<ScriptedEvent> parse_script(const LineDescription &line, std::string_view script) {

@@ -181,7 +181,7 @@ NodeRecord inventory_record(std::size_t node, unsigned slot, bool booster) {
          text_token("SerialNum", fmt::format("KVX{:05}{}{}", node + 1, slot, booster ? 1 : 0)),
          text_token("ManufacturerName", "Korvex"), text_token("ModelName", booster ? "ORVO8-EDFA-B" : "ORVO8-EDFA-P"),
          token(BagType::boolean, "IsFieldReplaceable", true),
-         token(BagType::int32, "Position", std::int64_t{booster})});
+         token(BagType::int32, "Position", booster ? std::int64_t{1} : 0)});
     // The database's names hold no slash inside a part.
     return {inventory_bind_point, "0%2f" + name.substr(2) + "/attrib/inv_basic_bag",
             record_of("inv_basic_bag", std::move(info))};

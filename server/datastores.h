@@ -31,11 +31,11 @@ class Datastores {
     Datastores(const CoreSettings &settings, const StateFolder &folder, EventLog &log, Feed &feed);
 
     Result carry_out(const SessionInfo &caller, const Read &read);
-    Result carry_out(const SessionInfo &caller, const Edit &edit);
+    Result carry_out(const SessionInfo &caller, const Edit &asked);
     Result carry_out(const SessionInfo &caller, const CopyConfig &copy);
     Result carry_out(const SessionInfo &caller, const Validate &validate);
-    Result carry_out(const SessionInfo &caller, const Lock &lock);
-    Result carry_out(const SessionInfo &caller, const Unlock &unlock);
+    Result carry_out(const SessionInfo &caller, const Lock &asked);
+    Result carry_out(const SessionInfo &caller, const Unlock &asked);
     Result carry_out(const SessionInfo &caller, const Commit &commit);
     Result carry_out(const SessionInfo &caller, const CancelCommit &cancel);
     Result carry_out(const SessionInfo &caller, const DiscardChanges &discard);

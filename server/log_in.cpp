@@ -163,7 +163,7 @@ void LogIns::drop_unwanted() {
     std::erase_if(unwanted, [](const AttemptPointer &attempt) { return attempt->is_wanted(); });
     const std::lock_guard lock(mutex_);
     for (Line &line : lines_)
-        waiting_ -= std::erase_if(line.waiting, [&](const AttemptPointer &one) { return unwanted.count(one) != 0; });
+        waiting_ -= std::erase_if(line.waiting, [&](const AttemptPointer &one) { return unwanted.contains(one); });
     lines_.remove_if([](const Line &line) { return line.waiting.empty(); });
 }
 

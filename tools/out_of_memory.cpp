@@ -129,6 +129,7 @@ void *realloc(void *old, std::size_t size) {
 } // extern "C"
 
 // What C++ allocates with. The other forms call this one, and the library's operator delete calls free().
+// NOLINTNEXTLINE(cert-dcl54-cpp): for that reason
 void *operator new(std::size_t size) {
     void *block = allocate(size != 0 ? size : 1);
     if (block == nullptr) {

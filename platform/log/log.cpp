@@ -69,7 +69,7 @@ std::FILE *open_sink(const std::string &where) {
         throw std::bad_alloc();
     }
     // A line reaches the file when it is complete, so that a crash loses none.
-    std::setvbuf(file, nullptr, _IOLBF, BUFSIZ);
+    static_cast<void>(std::setvbuf(file, nullptr, _IOLBF, BUFSIZ));
     return file;
 }
 
@@ -77,7 +77,7 @@ std::FILE *open_sink(const std::string &where) {
 
 void LogSink::CloseOwned::operator()(std::FILE *file) const noexcept {
     if (file != stderr)
-        std::fclose(file);
+        static_cast<void>(std::fclose(file));
 }
 
 LogSink::LogSink(const std::string &where) : where_(where), file_(open_sink(where)) {}
@@ -95,7 +95,8 @@ void LogSink::write(std::string_view text) noexcept {
         if (std::fwrite(line.data(), 1, line.size(), file_.get()) == line.size() || write_failed_)
             return;
         write_failed_ = true;
-        std::fprintf(stderr, "log file %s: %s; lines are being lost\n", where_.c_str(), std::strerror(errno));
+        static_cast<void>(
+            std::fprintf(stderr, "log file %s: %s; lines are being lost\n", where_.c_str(), std::strerror(errno)));
     } catch (...) {
         // Out of memory for the line: it is lost, the request is not.
     }

@@ -33,7 +33,7 @@ void write_formatted(ocamp::DebugLog &log, const char *format, std::va_list argu
     } else {
         // One byte above the limit tells the sink that the message was longer.
         std::vector<char> longer(std::min(size, ocamp::log_message_limit + 1) + 1);
-        std::vsnprintf(longer.data(), longer.size(), format, again);
+        static_cast<void>(std::vsnprintf(longer.data(), longer.size(), format, again));
         log.write({longer.data(), longer.size() - 1});
     }
     va_end(again);

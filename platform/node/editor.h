@@ -49,7 +49,7 @@ class Editor {
     Editor(const Plugin &plugin, LogSession &logs) : plugin_(plugin), logs_(logs), reader_(plugin, logs) {}
 
     /// Changes `data.running`, which is to be thrown away when this throws RequestError. `report` may be NULL.
-    EditOutcome edit(NativeData &data, const EditRequest &request, EditReport *report) const;
+    EditOutcome edit(NativeData &data, const EditRequest &asked, EditReport *report) const;
 
   private:
     YangTree configuration(const NativeData &data) const;

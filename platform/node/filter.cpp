@@ -355,9 +355,9 @@ class Filter::Marks {
     void remove_whole(YangTree &data, lyd_node *first) const {
         for (lyd_node *at = first, *next = nullptr; at != nullptr; at = next) {
             next = at->next;
-            if (whole_.count(at) != 0)
+            if (whole_.contains(at))
                 data.remove(at);
-            else if (kept_.count(at) != 0)
+            else if (kept_.contains(at))
                 remove_whole(data, data.below(at));
         }
     }
@@ -365,9 +365,9 @@ class Filter::Marks {
     void remove_unmarked(YangTree &answer, lyd_node *first) const {
         for (lyd_node *at = first, *next = nullptr; at != nullptr; at = next) {
             next = at->next;
-            if (kept_.count(at) == 0)
+            if (!kept_.contains(at))
                 answer.remove(at);
-            else if (whole_.count(at) == 0)
+            else if (!whole_.contains(at))
                 remove_unmarked(answer, answer.below(at));
         }
     }

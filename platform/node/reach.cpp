@@ -34,7 +34,7 @@ std::optional<RequestNode> part_with(const RequestNode &node, const std::string 
                                      const std::set<std::string> &reached) {
     const std::string path = above + "/" + node.tag + key_predicates(node);
     if (node.children.empty())
-        return reached.count(path) != 0 ? std::optional(node) : std::nullopt;
+        return reached.contains(path) ? std::optional(node) : std::nullopt;
     RequestNode part = node;
     part.children.clear();
     bool any = false;

@@ -52,7 +52,7 @@ UnfinishedFolder::~UnfinishedFolder() {
 
 void UnfinishedFolder::write_file(const fs::path &name, std::string_view text) const {
     struct Close {
-        void operator()(std::FILE *file) const noexcept { std::fclose(file); }
+        void operator()(std::FILE *file) const noexcept { static_cast<void>(std::fclose(file)); }
     };
     const fs::path file_name = path_ / name;
     errno = 0;

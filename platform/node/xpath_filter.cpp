@@ -245,9 +245,9 @@ class Kept {
     void remove_others(YangTree &tree, lyd_node *first) const {
         for (lyd_node *at = first, *next = nullptr; at != nullptr; at = next) {
             next = at->next;
-            if (whole_.count(at) != 0 || is_key(*at->schema))
+            if (whole_.contains(at) || is_key(*at->schema))
                 continue;
-            if (above_.count(at) != 0)
+            if (above_.contains(at))
                 remove_others(tree, tree.below(at));
             else
                 tree.remove(at);

@@ -233,8 +233,8 @@ struct JsonValue {
 Json tokens_to_json(const std::vector<BagToken> &tokens) {
     Json array = Json::array();
     for (const BagToken &token : tokens) {
-        const auto row = std::find_if(std::begin(type_words), std::end(type_words),
-                                      [&](const TypeWord &candidate) { return candidate.type == token.type; });
+        const auto *const row = std::find_if(std::begin(type_words), std::end(type_words),
+                                             [&](const TypeWord &candidate) { return candidate.type == token.type; });
         Json &object = array.emplace_back(Json{{"type", row->word}});
         if (!token.name.empty())
             object["name"] = token.name;

@@ -28,11 +28,11 @@ class TextStream {
         : stream_(fopencookie(this, "w", {.read = nullptr, .write = append, .seek = nullptr, .close = nullptr})) {
         if (stream_ == nullptr)
             throw std::bad_alloc();
-        std::setvbuf(stream_, buffer_.data(), _IOFBF, buffer_.size());
+        static_cast<void>(std::setvbuf(stream_, buffer_.data(), _IOFBF, buffer_.size()));
     }
     ~TextStream() {
         if (stream_ != nullptr)
-            std::fclose(stream_);
+            static_cast<void>(std::fclose(stream_));
     }
     TextStream(const TextStream &) = delete;
     TextStream &operator=(const TextStream &) = delete;

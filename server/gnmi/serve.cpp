@@ -98,7 +98,7 @@ class Server : public server::Adapter {
 
     void wake() {
         const std::uint64_t one = 1;
-        static_cast<void>(!write(wake_event_.get(), &one, sizeof one));
+        static_cast<void>(write(wake_event_.get(), &one, sizeof one) < 0);
     }
 
     void run() {
@@ -107,7 +107,7 @@ class Server : public server::Adapter {
             if (stopping_)
                 return;
             std::uint64_t wakes = 0;
-            static_cast<void>(!read(wake_event_.get(), &wakes, sizeof wakes));
+            static_cast<void>(read(wake_event_.get(), &wakes, sizeof wakes) < 0);
             const Clock::time_point now = Clock::now();
             connections_->drop_ended(std::span(watched_).subspan(1));
             connections_->end_late(now);

@@ -163,30 +163,38 @@ class OpenRpcs {
     std::optional<grpc::Status> ended_with_;
 };
 
-const grpc::Status ended_status(grpc::StatusCode::UNAVAILABLE, "the server ends");
-const grpc::Status unauthenticated_status(grpc::StatusCode::UNAUTHENTICATED,
-                                          "expected a client certificate of a user, or username and password of one in "
-                                          "the metadata");
+grpc::Status ended_status() {
+    return {grpc::StatusCode::UNAVAILABLE, "the server ends"};
+}
 
-const grpc::Status too_many_log_ins_status(grpc::StatusCode::RESOURCE_EXHAUSTED,
-                                           "too many attempts to log in wait, of this address or in all");
+grpc::Status unauthenticated_status() {
+    return {grpc::StatusCode::UNAUTHENTICATED,
+            "expected a client certificate of a user, or username and password of one in the metadata"};
+}
 
-const grpc::Status user_gone_status(grpc::StatusCode::UNAUTHENTICATED, "the user is gone, or has another role now");
+grpc::Status too_many_log_ins_status() {
+    return {grpc::StatusCode::RESOURCE_EXHAUSTED, "too many attempts to log in wait, of this address or in all"};
+}
 
-const grpc::Status too_many_connections_status(grpc::StatusCode::RESOURCE_EXHAUSTED,
-                                               "the user has as many connections as one may have");
+grpc::Status user_gone_status() {
+    return {grpc::StatusCode::UNAUTHENTICATED, "the user is gone, or has another role now"};
+}
+
+grpc::Status too_many_connections_status() {
+    return {grpc::StatusCode::RESOURCE_EXHAUSTED, "the user has as many connections as one may have"};
+}
 
 // Of an RPC without a user.
-const grpc::Status &refusal_of(const Authentication &found) {
+grpc::Status refusal_of(const Authentication &found) {
     switch (found.lack) {
     case Authentication::Lack::too_many_attempts:
-        return too_many_log_ins_status;
+        return too_many_log_ins_status();
     case Authentication::Lack::too_many_connections:
-        return too_many_connections_status;
+        return too_many_connections_status();
     case Authentication::Lack::not_proved:
         break;
     }
-    return unauthenticated_status;
+    return unauthenticated_status();
 }
 
 // The users may have been read anew since a password was found right.
@@ -344,7 +352,7 @@ class UnaryRpc : public Rpc {
     class Call {
       public:
         explicit Call(std::shared_ptr<UnaryRpc> rpc) : rpc_(std::move(rpc)) {}
-        ~Call() { rpc_->end(ended_status); }
+        ~Call() { rpc_->end(ended_status()); }
         Call(const Call &) = delete;
         Call &operator=(const Call &) = delete;
 
@@ -438,7 +446,7 @@ class SubscribeRpc : public Rpc {
         // A reload before this line did not see whose RPC it is.
         if (is_current(surroundings_.core, user_))
             return true;
-        finish(user_gone_status);
+        finish(user_gone_status());
         return false;
     }
 
@@ -728,15 +736,16 @@ class Service::Impl {
 
     void users_changed() {
         surroundings_.authenticator->forget();
-        surroundings_.open.end_outdated(
-            user_gone_status, [this](const server::Principal &user) { return !is_current(surroundings_.core, user); });
+        surroundings_.open.end_outdated(user_gone_status(), [this](const server::Principal &user) {
+            return !is_current(surroundings_.core, user);
+        });
     }
 
     void stop(std::chrono::milliseconds limit) {
         if (stopped_)
             return;
         stopped_ = true;
-        surroundings_.open.end_all(ended_status);
+        surroundings_.open.end_all(ended_status());
         server_->Shutdown(std::chrono::system_clock::now() + limit);
     }
 

@@ -107,7 +107,7 @@ void add_keys(Json &entry, const Place &place, const std::string &path) {
         keys[key->name] = edit_value(schema, key, text, path);
         entry.erase(key->name);
     }
-    for (auto &[name, value] : entry.items())
+    for (const auto &[name, value] : entry.items())
         keys[name] = value;
     entry = std::move(keys);
 }

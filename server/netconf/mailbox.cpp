@@ -21,7 +21,7 @@ void Mailbox::post(std::function<void()> work) {
     work_.push_back(std::move(work));
     const std::uint64_t one = 1;
     // It can only be full, and then it is readable.
-    static_cast<void>(!::write(event_.get(), &one, sizeof one));
+    static_cast<void>(::write(event_.get(), &one, sizeof one) < 0);
 }
 
 void Mailbox::run() {
@@ -29,7 +29,7 @@ void Mailbox::run() {
     {
         const std::scoped_lock lock(mutex_);
         std::uint64_t count = 0;
-        static_cast<void>(!::read(event_.get(), &count, sizeof count));
+        static_cast<void>(::read(event_.get(), &count, sizeof count) < 0);
         work.swap(work_);
     }
     for (const auto &each : work)

@@ -27,10 +27,8 @@ namespace {
     refuse({.tag = tag, .type = type, .message = message});
 }
 
-const std::string ok = fmt::format("<ok xmlns=\"{}\"/>", netconf_namespace);
-
 std::string reply_ok(const server::Result &) {
-    return ok;
+    return fmt::format("<ok xmlns=\"{}\"/>", netconf_namespace);
 }
 
 template <class Operation>
@@ -290,7 +288,7 @@ std::string last_name_of(std::string_view path) {
 
 Task task_of(const Request &request, const Caller &caller) {
     const Element &operation = request.operation();
-    const auto row =
+    const auto *const row =
         std::find_if(rows.begin(), rows.end(), [&](const Row &each) { return each.name == operation.name; });
     if (row == rows.end())
         refuse(ErrorTag::not_supported, ErrorType::protocol,

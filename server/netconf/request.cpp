@@ -121,7 +121,7 @@ class ParameterCheck {
     }
 
     // Prefixes are the client's; the model wants names of modules.
-    std::string with_module(const std::string &value, const Element &child) const {
+    static std::string with_module(const std::string &value, const Element &child) {
         const std::size_t colon = value.find(':');
         const std::string *uri = child.inside->find(colon == std::string::npos ? "" : value.substr(0, colon));
         const lys_module *module = uri != nullptr ? module_with_namespace(*uri) : nullptr;

@@ -24,3 +24,12 @@ status=0
 "$moved" get --node "$work/node" "$gain" >"$work/out" 2>"$work/err" || status=$?
 expect "status of a read without plug-in" 2 "$status"
 grep -q "^ocamp: no plug-in liboc-amplifier.so .*expected --plugin FILE$" "$work/err" || fail "$(cat "$work/err")"
+
+# What is loaded is bound at the start and then write protected, no stack is executed, and buffers are guarded.
+for file in "$TREE"/bin/* "$TREE/$plugin"; do
+    told=$(readelf --wide --dynamic --segments --dyn-syms "$file") || fail "$file is no ELF file"
+    grep -qE "BIND_NOW|Flags:.* NOW" <<<"$told" || fail "$file is not bound when it is loaded"
+    grep -q GNU_RELRO <<<"$told" || fail "$file has no table that is write protected"
+    grep -qE "GNU_STACK.* RW +0x" <<<"$told" || fail "$file has a stack that can be executed"
+    grep -q __stack_chk_fail <<<"$told" || fail "$file does not guard its buffers"
+done
