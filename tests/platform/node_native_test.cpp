@@ -329,4 +329,47 @@ TEST(NativeDocuments, AreNoWiderThan10000Nodes) {
     }
 }
 
+// What is in a native document, in one line.
+std::string content_of(const std::string &document, DocumentFormat format = DocumentFormat::xml) {
+    std::string text = parse_native_document(document, format).print(LYD_JSON);
+    std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
+    return text;
+}
+
+const std::string interfaces = "<interface-configurations xmlns='http://korvex.example/ns/yang/Korvex-ifmgr-cfg'>"
+                               "<!-- </data> --><interface-configuration><active>act</active><interface-name>"
+                               "Ots0/1/0/0</interface-name><description><![CDATA[<data>]]></description>"
+                               "<shutdown/></interface-configuration></interface-configurations>";
+const std::string in_json =
+    R"({"Korvex-ifmgr-cfg:interface-configurations":{"interface-configuration":[)"
+    R"({"active":"act","interface-name":"Ots0/1/0/0","description":"<data>","shutdown":[null]}]}})";
+const std::string data_begin = "<data xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"";
+
+TEST(NativeDocuments, MayStandInADataElementWithWhatXmlAllowsAroundIt) {
+    EXPECT_EQ(content_of(interfaces), in_json);
+    for (const std::string before :
+         {"", "<?xml version=\"1.0\"?>\n", "<!-- the <a> node's -->", "<?program <a '?>", "\xEF\xBB\xBF "})
+        for (const std::string attributes : {">", " a='\">' b=\"/>'\" >"})
+            for (const std::string behind : {"", "\n", "<!-- </data> <data> -->", "<?program </data ?>"})
+                EXPECT_EQ(content_of(before + data_begin + attributes + interfaces + "</data >" + behind), in_json)
+                    << before << attributes << behind;
+}
+
+TEST(NativeDocuments, HoldNothingInAnEmptyDataElement) {
+    for (const std::string end : {"/>", " />", "></data>", "><!-- <data> --></data>", "/><!-- <data></data> -->"})
+        EXPECT_EQ(content_of(data_begin + end), "") << end;
+}
+
+TEST(NativeDocuments, AreOfTheNativeModelsWhateverStandsAroundThem) {
+    EXPECT_THROW(content_of("<data>" + interfaces + "</data>"), YangError) << "another data element";
+    EXPECT_THROW(content_of("<config>" + interfaces + "</config>"), YangError);
+    EXPECT_THROW(content_of(data_begin + ">" + interfaces + "</data>" + interfaces), YangError) << "two elements";
+    EXPECT_THROW(content_of(data_begin + ">text</data>"), YangError);
+}
+
+TEST(NativeDocuments, MayBeginWithAByteOrderMark) {
+    EXPECT_EQ(content_of("\xEF\xBB\xBF" + interfaces), in_json);
+    EXPECT_EQ(content_of("\xEF\xBB\xBF" + in_json, DocumentFormat::json), in_json);
+}
+
 } // namespace
