@@ -115,6 +115,21 @@ TEST(NativeSelection, ConfigurationReadsSeeNoState) {
                 IsEmpty());
 }
 
+TEST(NativeSelection, LeavesOutsideOfListsAreNoEntries) {
+    NativeData data;
+    data.running = native_schema().parse(
+        R"({"Korvex-ifmgr-cfg:global-interface-configuration": {"link-status": "all"}})", LYD_JSON);
+    EXPECT_THAT(select(data, {leaf("/global-interface-configuration/link-status", ifmgr_ns, "")}), IsEmpty());
+}
+
+TEST(NativeSelection, NamedConfigurationEntryIsOneOfTheModels) {
+    EXPECT_FALSE(named_configuration_entry(
+        native_schema(), OutputTree(std::vector{leaf("/no-such-root/no-such-list/name", ifmgr_ns, "x")}).roots()));
+    EXPECT_FALSE(named_configuration_entry(
+        native_schema(), OutputTree(std::vector{leaf("/ots-oper/ots-ports/ots-port/name", "", "x")}).roots()))
+        << "operational data";
+}
+
 TEST(NativeSelection, NamedConfigurationEntryIsItsKeysAlone) {
     const std::vector<Write> keyed{opened(entry_path, ifmgr_ns),
                                    leaf(std::string(entry_path) + "/interface-name", ifmgr_ns, "Ots0/1/0/0"),
@@ -213,6 +228,28 @@ TEST_F(NativeEdits, EntryWithoutKeysThatAddsIsRefused) {
     EXPECT_EQ(refused_at({open}), "/oc/list");
 }
 
+TEST_F(NativeEdits, ReplaceOfAnEntryLeavesNothingOfTheOldOne) {
+    apply(entry("Ots0/1/0/1", YFW_OP_REPLACE));
+    EXPECT_THAT(changed(), ElementsAre(HasSubstr("/description booster")));
+}
+
+TEST_F(NativeEdits, ContainersAreReplacedAndTakenAway) {
+    const auto container = [&](std::uint32_t operation) {
+        std::vector<Write> writes = entry("Ots0/1/0/0", YFW_OP_MERGE);
+        writes.push_back({.path = std::string(entry_path) + "/optics", .ns = optics_ns, .operation = operation});
+        return writes;
+    };
+    std::vector<Write> replace = container(YFW_OP_REPLACE);
+    replace.push_back({.path = std::string(entry_path) + "/optics/optics-ots-osri", .ns = optics_ns, .value = "true"});
+    apply(replace);
+    EXPECT_THAT(changed(), ElementsAre(HasSubstr("- "), HasSubstr("/optics-ots-osri true")));
+    EXPECT_THAT(changed().front(), HasSubstr("optics-ots-amplifier-gain 175"));
+    apply(container(YFW_OP_DELETE));
+    EXPECT_THAT(changed(), ElementsAre(HasSubstr("optics-ots-amplifier-gain 175")));
+    apply(container(YFW_OP_REMOVE));
+    EXPECT_EQ(changed().size(), 1U) << "it is gone already";
+}
+
 TEST_F(NativeEdits, ValueThatTheNativeModelRefusesIsToldOfItsSource) {
     EXPECT_EQ(refused_at(gain("Ots0/1/0/0", "1555", YFW_OP_MERGE)), "/oc/target-gain");
     EXPECT_EQ(refused_at(gain("Ots0/1/0/0", "much", YFW_OP_MERGE)), "/oc/target-gain");
@@ -276,6 +313,18 @@ TEST(AnswerBuilding, WhatTheModelDoesNotTakeIsDroppedAndCounted) {
                     entry + "/state/enabled: the model has no such node",
                     "optical-amplifier/no-slash: the path is not absolute"));
     EXPECT_THAT(answer.take_tree().print(LYD_JSON), Not(HasSubstr("state")));
+}
+
+TEST(AnswerBuilding, EntriesWithoutContentOrKeyAreNone) {
+    const std::string list = "/optical-amplifier/amplifiers/amplifier";
+    const std::vector<Write> writes{opened("/no-such-list", openconfig_ns), opened(list, openconfig_ns),
+                                    leaf(list + "/name", openconfig_ns, ""),
+                                    leaf(list + "/state/enabled", openconfig_ns, "true")};
+    Answer answer(openconfig_schema(), false);
+    answer.add(OutputTree(writes));
+    EXPECT_THAT(dropped(answer), ElementsAre(list + "/name: its list entry has no key",
+                                             list + "/state/enabled: its list entry has no key"));
+    EXPECT_TRUE(answer.take_tree().empty());
 }
 
 TEST(AnswerBuilding, KeysAndWhatIsOnTheWayAreNotPlacedAgain) {
