@@ -386,7 +386,7 @@ std::string content_of(const std::string &document, DocumentFormat format = Docu
 }
 
 const std::string interfaces = "<interface-configurations xmlns='http://korvex.example/ns/yang/Korvex-ifmgr-cfg'>"
-                               "<!-- </data> --><interface-configuration><active>act</active><interface-name>"
+                               "<!-- </data> </data> --><interface-configuration><active>act</active><interface-name>"
                                "Ots0/1/0/0</interface-name><description><![CDATA[<data>]]></description>"
                                "<shutdown/></interface-configuration></interface-configurations>";
 const std::string in_json =
@@ -397,7 +397,7 @@ const std::string data_begin = "<data xmlns=\"urn:ietf:params:xml:ns:netconf:bas
 TEST(NativeDocuments, MayStandInADataElementWithWhatXmlAllowsAroundIt) {
     EXPECT_EQ(content_of(interfaces), in_json);
     for (const std::string before :
-         {"", "<?xml version=\"1.0\"?>\n", "<!-- the <a> node's -->", "<?program <a '?>", "\xEF\xBB\xBF "})
+         {"", "<?xml version=\"1.0\"?>\n", "<!-- the <a> node's <b> -->", "<?program <a '?>", "\xEF\xBB\xBF "})
         for (const std::string attributes : {">", " a='\">' b=\"/>'\" >"})
             for (const std::string behind : {"", "\n", "<!-- </data> <data> -->", "<?program </data ?>"})
                 EXPECT_EQ(content_of(before + data_begin + attributes + interfaces + "</data >" + behind), in_json)
