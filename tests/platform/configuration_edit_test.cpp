@@ -136,6 +136,23 @@ TEST_F(ConfigurationEdits, ContainersThatHoldNothingAreNotThere) {
                 ElementsAre(HasSubstr("optics: exists already")));
 }
 
+TEST_F(ConfigurationEdits, ContainersThatAreReplacedByNothingAreNotThere) {
+    const auto dampening = [](const std::string &operation, const std::string &content) {
+        return native("GigabitEthernet0/0/0/1",
+                      R"(, "dampening": {"@": {"ietf-netconf:operation": ")" + operation + "\"}" + content + "}");
+    };
+    const std::string created = dampening("create", R"(, "half-life": 7)");
+    EXPECT_THAT(edit(created), ElementsAre(HasSubstr("dampening: exists already")));
+    EXPECT_THAT(edit({dampening("replace", ""), created}),
+                AllOf(testing::SizeIs(5), Contains(HasSubstr("/dampening/half-life 15 -> 7"))));
+}
+
+TEST_F(ConfigurationEdits, NativeNodesThatAreDeletedContradictNothing) {
+    EXPECT_THAT(
+        edit(both(R"("@description": {"ietf-netconf:operation": "delete"})", R"(, "config": {"target-gain": "15.5"})")),
+        testing::UnorderedElementsAre(HasSubstr("/description line east"), HasSubstr(" 175 -> 155")));
+}
+
 TEST_F(ConfigurationEdits, NativeNodesOfOtherModulesAreRefused) {
     EXPECT_THAT(edit(native("Ots0/1/0/0", R"(, "other:colour": "red")")),
                 ElementsAre(HasSubstr("/colour: the model has no such node [unknown-element]")));
