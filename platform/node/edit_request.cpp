@@ -247,7 +247,7 @@ class EditReader {
     void read_value(EditNode &node, const ClientNode &from) const {
         if (!from.children.empty())
             throw RequestError(error_tag::invalid_value, node.path, "is a leaf, expected a value without elements");
-        if (deletes(node.operation.value_or(YFW_OP_MERGE)) && !is_key(*node.schema))
+        if (deletes(node.operation.value_or(YFW_OP_MERGE)))
             return;
         const lysc_type &type = real_type_of(*node.schema);
         if (from.json == ClientNode::JsonForm::absent)
@@ -392,8 +392,7 @@ RequestNode whole_request(const EditNode &node) {
 }
 
 bool is_one_request(const EditNode &node) {
-    return node.schema == nullptr || is_list(*node.schema) || is_leaf(*node.schema) || node.children.empty() ||
-           deletes(node.operation.value_or(YFW_OP_MERGE));
+    return node.schema == nullptr || is_list(*node.schema) || is_leaf(*node.schema) || node.children.empty();
 }
 
 std::vector<RequestNode> requests_of(const EditNode &node) {

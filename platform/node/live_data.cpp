@@ -75,8 +75,4 @@ void LiveData::put_document(std::string_view module, std::string_view document) 
     store_document(*database_, module, document);
 }
 
-std::optional<std::string> LiveData::document(std::string_view module) {
-    return stored_document(*database_, module);
-}
-
 } // namespace ocamp

@@ -7,7 +7,6 @@
 
 #include <filesystem>
 #include <optional>
-#include <string>
 #include <string_view>
 
 namespace ocamp {
@@ -39,8 +38,6 @@ class LiveData {
 
     /// Replaces the module's document, which is taken as it stands. Throws SqliteError.
     void put_document(std::string_view module, std::string_view document);
-    /// The module's document; nothing when there is none. Throws SqliteError and DamageError.
-    std::optional<std::string> document(std::string_view module);
 
   private:
     void open(const std::filesystem::path &file);

@@ -293,14 +293,6 @@ void store_document(Database &database, std::string_view module, std::string_vie
     store_text(database, module, document);
 }
 
-std::optional<std::string> stored_document(Database &database, std::string_view module) {
-    Statement select = database.prepare("SELECT name, document, checksum FROM native_data WHERE name = ?1");
-    if (!select.bind(1, module).step())
-        return std::nullopt;
-    check_row(select, database.file());
-    return std::string(select.text(1));
-}
-
 bool is_live(Database &database, std::string_view module) {
     if (!database.has_attached(live_schema))
         return false;

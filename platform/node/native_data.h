@@ -81,9 +81,6 @@ void store_running(Database &database, const YangTree &tree);
 void store_operational(Database &database, std::string_view module, const YangTree &tree);
 /// The same with a document that is known to be one of the module's: it is stored as it stands. Throws SqliteError.
 void store_document(Database &database, std::string_view module, std::string_view document);
-/// The module's document as it was stored in the file itself; nothing when there is none. Throws SqliteError, and
-/// DamageError when it does not hold its checksum.
-std::optional<std::string> stored_document(Database &database, std::string_view module);
 /// Whether live data are read instead of the document of that module. Throws SqliteError.
 bool is_live(Database &database, std::string_view module);
 /// Within a transaction. Throws DamageError when any document is not what was stored or is missing. Trees of `earlier`

@@ -3,6 +3,7 @@
 
 #include "yang/models.h"
 
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -20,27 +21,36 @@ void drop_implicit_roots(YangTree &tree) {
     }
 }
 
-// Where the first element's start tag ends, behind its '>'.
-std::size_t end_of_start_tag(std::string_view xml) {
-    std::size_t at = 0;
-    do {
-        at = xml.find('<', at) + 1;
-    } while (xml[at] == '?' || xml[at] == '!');
-    char quote = '\0';
-    for (; quote != '\0' || xml[at] != '>'; ++at) {
-        if (quote != '\0')
-            quote = xml[at] == quote ? '\0' : quote;
-        else if (xml[at] == '"' || xml[at] == '\'')
-            quote = xml[at];
+// Where the markup ends that begins at `at`: a tag, a comment, a processing instruction or a CDATA section.
+std::size_t markup_end(std::string_view xml, std::size_t at) {
+    using Brackets = std::pair<std::string_view, std::string_view>;
+    for (const auto &[begin, end] : {Brackets("<!--", "-->"), Brackets("<![CDATA[", "]]>"), Brackets("<?", "?>")}) {
+        if (xml.substr(at).starts_with(begin))
+            return xml.find(end, at + begin.size()) + end.size();
     }
+    at = xml.find_first_of("'\">", at);
+    while (xml[at] != '>')
+        at = xml.find_first_of("'\">", xml.find(xml[at], at + 1) + 1); // behind the value that the quote begins
     return at + 1;
 }
 
-// What is inside the one element of a well-formed text.
+// What is inside the one element of a well-formed text. What looks like a tag in a comment is none.
 std::string_view content_of(std::string_view xml) {
-    const std::size_t begin = end_of_start_tag(xml);
-    // An element without content has no end tag.
-    return xml[begin - 2] == '/' ? std::string_view() : xml.substr(begin, xml.rfind("</") - begin);
+    std::size_t content = 0, depth = 0;
+    for (std::size_t begin = xml.find('<');;) {
+        const std::size_t end = markup_end(xml, begin);
+        const std::string_view markup = xml.substr(begin, end - begin);
+        if (markup.starts_with("</")) {
+            if (--depth == 0)
+                return xml.substr(content, begin - content);
+        } else if (markup.ends_with("/>")) {
+            if (depth == 0)
+                return {};
+        } else if (!markup.starts_with("<!") && !markup.starts_with("<?") && depth++ == 0) {
+            content = end;
+        }
+        begin = xml.find('<', end);
+    }
 }
 
 // No node has as many. Of entries with the same keys libyang compares each with all before it.
@@ -57,6 +67,7 @@ void check_width(const std::vector<ClientNode> &siblings) {
 } // namespace
 
 YangTree parse_native_document(std::string_view text, DocumentFormat format) {
+    text = without_byte_order_mark(text);
     // libyang reads up to the end of the first document and says nothing of what follows.
     const std::vector<ClientNode> nodes = read_document(text, format, native_schema());
     check_width(nodes);

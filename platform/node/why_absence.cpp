@@ -80,16 +80,15 @@ Found missing_record(const TakenNode &node) {
     return std::nullopt;
 }
 
-bool is_key_node(const NativeWalkReport &walk, const TakenNode &node) {
-    // Keys stand in the entry's own path.
-    const std::string_view tag = last_step(node.place);
-    return node.leaf && walk.entry.find(fmt::format("[{}=", tag)) != std::string::npos;
+// Whether the leaf is a key: keys stand in the entry's own path.
+bool is_key_leaf(const NativeWalkReport &walk, const TakenNode &leaf) {
+    return walk.entry.find(fmt::format("[{}=", last_step(leaf.place))) != std::string::npos;
 }
 
 // What the walk did not find of what it checked for its entry.
 Found missing_for_entry(const NativeWalkReport &walk) {
     for (const TakenNode &node : walk.trace) {
-        if (node.path.empty() || !node.leaf || is_key_node(walk, node)) {
+        if (node.path.empty() || !node.leaf || is_key_leaf(walk, node)) {
             if (Found missing = missing_entry(node.looks))
                 return missing;
         }
@@ -106,8 +105,9 @@ const TakenNode *node_that_wrote(const NativeWalkReport &walk, std::size_t numbe
 }
 
 bool names_entry(const RequestNode &request) {
-    return !key_predicates(request).empty() ||
-           std::any_of(request.children.begin(), request.children.end(), names_entry);
+    if (!key_predicates(request).empty())
+        return true;
+    return std::any_of(request.children.begin(), request.children.end(), names_entry);
 }
 
 // Why a value was written into no entry.
@@ -183,7 +183,7 @@ class Chain {
     }
 
     Found not_asked() const {
-        if (read_.kind == YFW_KIND_GET_CONFIG && !is_configuration(schema_) && !is_key(schema_))
+        if (read_.kind == YFW_KIND_GET_CONFIG && !is_configuration(schema_))
             return Finding{Absence::not_asked,
                            "the request never asked for it: it reads configuration, and this is state"};
         if (rows_.empty() || std::any_of(rows_.begin(), rows_.end(), [&](const auto *row) { return is_asked(*row); }))
@@ -195,10 +195,8 @@ class Chain {
 
     std::vector<std::string> native_leaves() const {
         std::vector<std::string> leaves;
-        for (const MappingRow *row : rows_) {
-            if (std::find(leaves.begin(), leaves.end(), row->native) == leaves.end())
-                leaves.emplace_back(row->native);
-        }
+        for (const MappingRow *row : rows_)
+            leaves.emplace_back(row->native);
         return leaves;
     }
 
@@ -240,9 +238,10 @@ class Chain {
         std::vector<std::string> asked;
         for (const RunReport &run : read_.report) {
             for (const OutputNode &root : run.native_request) {
+                if (root.tag != root_of(rows_.front()->native))
+                    continue;
                 const std::string path = asked_entry(root, "");
-                if (root.tag == root_of(rows_.front()->native) &&
-                    std::find(asked.begin(), asked.end(), path) == asked.end())
+                if (std::find(asked.begin(), asked.end(), path) == asked.end())
                     asked.push_back(path);
             }
         }

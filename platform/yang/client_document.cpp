@@ -10,14 +10,10 @@
 
 namespace ocamp {
 
-namespace {
-
 std::string_view without_byte_order_mark(std::string_view document) {
     constexpr std::string_view mark = "\xEF\xBB\xBF";
     return document.substr(document.starts_with(mark) ? mark.size() : 0);
 }
-
-} // namespace
 
 DocumentFormat format_of(std::string_view document) {
     document = without_leading_blanks(without_byte_order_mark(document));

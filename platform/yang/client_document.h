@@ -48,6 +48,9 @@ struct ClientNode {
 /// How a document is written.
 enum class DocumentFormat { xml, json };
 
+/// The document without the byte order mark that some editors put before it.
+std::string_view without_byte_order_mark(std::string_view document);
+
 /// By the first character that is no white space. Throws DocumentError when it begins neither.
 DocumentFormat format_of(std::string_view document);
 

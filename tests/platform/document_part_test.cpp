@@ -103,4 +103,21 @@ TEST(DocumentPart, IsNothingOfATextThatIsCutShortOrLonger) {
         << "a list that is none";
 }
 
+TEST(DocumentPart, PassesOverValuesOfEveryLength) {
+    const std::string root =
+        R"("Korvex-ifmgr-cfg:interface-configurations":{"number":-17.5,"interface-configuration":[)"
+        R"({"active":"act","interface-name":"a"}],"flag":true,"none":null})";
+    std::string document = R"({"other:number":1234,"other:flag":false,)";
+    document.append(root).append(R"(,"other:last":[10,20]})");
+    EXPECT_EQ(part(document, node("interface-configurations", {entry("interface-configuration", {{"active", "act"}})})),
+              "{" + root + "}");
+}
+
+TEST(DocumentPart, HasLeavesAndEmptyContainersAsTheyStand) {
+    const std::string document = R"({"Korvex-ifmgr-cfg:global-interface-configuration":{"link-status":"all"}})";
+    EXPECT_EQ(part(document, node("global-interface-configuration", {node("link-status")})), document);
+    const std::string empty = R"({"Korvex-controller-orvo8-ots-oper:ots-oper":{}})";
+    EXPECT_EQ(part(empty, port({{"name", "x"}})), empty);
+}
+
 } // namespace

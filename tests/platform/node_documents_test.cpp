@@ -1,4 +1,5 @@
 // Client documents, filters and edit requests: how they are read, what they ask of the plug-in, what they cut away.
+#include "node/configuration_edit.h"
 #include "node/edit_request.h"
 #include "node/filter.h"
 #include "node/node.h"
@@ -270,6 +271,44 @@ TEST(FilterRequests, UnknownNamesAskForNothing) {
                 ElementsAre("<optical-amplifier>\n  <amplifiers>\n"));
 }
 
+TEST(FilterRequests, KeysWithoutAValueGoWhereRequestsBecomeOne) {
+    EXPECT_THAT(texts(filter("<amplifiers><amplifier><name/></amplifier><amplifier><config/></amplifier></amplifiers>")
+                          .requests()),
+                ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <amplifier>\n"));
+}
+
+TEST(FilterRequests, WhatCarriesAnOperationOrBothAValueAndElementsSelectsNothing) {
+    EXPECT_THAT(
+        filter("<amplifiers xmlns:nc='urn:ietf:params:xml:ns:netconf:base:1.0' nc:operation='merge'/>").requests(),
+        IsEmpty());
+    EXPECT_THAT(filter("<amplifiers><amplifier><name>a<x/></name></amplifier></amplifiers>").requests(), IsEmpty());
+}
+
+TEST(FilterRequests, FilterElementsOfOtherModulesAreNone) {
+    const std::string content = std::string("<optical-amplifier xmlns='") + openconfig_ns + "'/>";
+    const auto requests = [&](const std::string &attributes) {
+        return Filter::from_document(openconfig_schema(), "<filter" + attributes + ">" + content + "</filter>")
+            .requests();
+    };
+    EXPECT_EQ(requests("").size(), 1U);
+    EXPECT_EQ(requests(" xmlns='urn:ietf:params:xml:ns:netconf:base:1.0'").size(), 1U);
+    EXPECT_THAT(requests(" xmlns='urn:other'"), IsEmpty());
+}
+
+TEST(FilterRequests, PathThatEndsWithinAKeyIsRefused) {
+    for (const auto &[end, reason] :
+         {std::pair("[name=", "expected a value in quotes"), std::pair("[name", "expected '='"),
+          std::pair("[name='a", "expected the closing '"), std::pair("[name='a'", "expected ']'"),
+          std::pair("[", "expected a name")}) {
+        try {
+            path(std::string("/optical-amplifier/amplifiers/amplifier") + end);
+            ADD_FAILURE() << end;
+        } catch (const PathError &error) {
+            EXPECT_THAT(error.reason(), testing::EndsWith(std::string(": ") + reason));
+        }
+    }
+}
+
 class FilterCut : public testing::Test {
   protected:
     std::string cut(const Filter &by) const {
@@ -324,6 +363,23 @@ TEST_F(FilterCut, WhatMatchesNothingLeavesNothing) {
     EXPECT_EQ(cut(path("/optical-amplifier/amplifiers/amplifier[name='b']/state")), "");
     EXPECT_EQ(cut(path("/optical-amplifier/supervisory-channels")), "");
     EXPECT_EQ(cut(filter("<amplifiers><amplifier><name>c</name></amplifier></amplifiers>")), "");
+}
+
+TEST_F(FilterCut, ContentMatchOfALeafThatIsNotThereDoesNotHold) {
+    EXPECT_EQ(cut(filter("<amplifiers><amplifier><config><target-gain>1.5</target-gain></config></amplifier>"
+                         "</amplifiers>")),
+              "");
+}
+
+TEST(FilterOfNativeData, KeepsEntriesThatAreKeysAlone) {
+    YangTree tree = native_schema().parse_valid(
+        R"({"Korvex-controller-orvo8-ots-oper:ots-oper": {"ots-ports": {"ots-port": [{"name": "Ots0/1/0/0"}]}}})",
+        LYD_JSON);
+    const std::string before = tree.print(LYD_JSON);
+    Filter::from_path(native_schema(), "/ots-oper/ots-ports/ots-port/name").cut(tree);
+    EXPECT_EQ(tree.print(LYD_JSON), before);
+    Filter::from_path(native_schema(), "/").remove_selected(tree);
+    EXPECT_TRUE(tree.empty());
 }
 
 TEST_F(FilterCut, SeveralFiltersOfOneListAddUp) {
@@ -524,6 +580,142 @@ TEST(EditRequests, LeavesHoldNoElements) {
                               "</amplifier></amplifiers></optical-amplifier></config>"),
               "invalid-value /optical-amplifier/amplifiers/amplifier[name='a']/config/target-gain: is a leaf, expected "
               "a value without elements");
+}
+
+// "TAG PATH: REASON" of an edit of OpenConfig data in JSON that is refused.
+std::string refusal_of_content(const std::string &content) {
+    return refusal_of_edit(R"({"openconfig-optical-amplifier:optical-amplifier": )" + content + "}");
+}
+
+TEST(EditRequests, WhatIsNoEditElementIsNoDocument) {
+    for (const std::string document :
+         {"<config xmlns='urn:other'/>", "<data xmlns='urn:ietf:params:xml:ns:netconf:base:1.0'/>",
+          "<config xmlns='urn:ietf:params:xml:ns:netconf:base:1.0'/><config/>"}) {
+        EXPECT_THROW(EditRequest(openconfig_schema(), document, DefaultOperation::merge), DocumentError) << document;
+    }
+    for (const std::string document :
+         {"<data xmlns='urn:other'/>", "<data xmlns='urn:ietf:params:xml:ns:netconf:base:1.0'/><data/>"}) {
+        EXPECT_THROW(EditRequest(openconfig_schema(), document, DefaultOperation::merge, StateInEdit::passed_over),
+                     DocumentError)
+            << document;
+    }
+}
+
+TEST(EditRequests, ContainersAndListsAreWrittenAsObjects) {
+    EXPECT_EQ(refusal_of_content(R"({"amplifiers": 5})"),
+              "invalid-value /optical-amplifier/amplifiers: is a container, expected an object");
+    EXPECT_EQ(refusal_of_content(R"({"amplifiers": [{}]})"),
+              "invalid-value /optical-amplifier/amplifiers: is a container, expected an object");
+    EXPECT_EQ(refusal_of_content(R"({"amplifiers": {"amplifier": ["a"]}})"),
+              "invalid-value /optical-amplifier/amplifiers/amplifier: is a list, expected an array of objects");
+}
+
+TEST(EditRequests, NumbersOfTheNativeModelAreNumbers) {
+    const auto refusal = [](const std::string &value) -> std::string {
+        try {
+            const EditRequest request(native_schema(),
+                                      R"({"Korvex-ifmgr-cfg:interface-configurations":
+                {"interface-configuration": [{"active": "act", "interface-name": "Ots0/1/0/0", "bandwidth": )" +
+                                          value + "}]}}",
+                                      DefaultOperation::merge);
+        } catch (const RequestError &error) {
+            return error.reason();
+        }
+        return "";
+    };
+    EXPECT_EQ(refusal("17"), "");
+    for (const auto &[value, form] :
+         {std::pair("\"17\"", "a string"), std::pair("true", "true or false"), std::pair("null", "null")})
+        EXPECT_EQ(refusal(value), std::string("is ") + form + ", expected a number as RFC 7951 writes it");
+    EXPECT_EQ(refusal("[17]"), "is an array, expected one value: it is a leaf");
+}
+
+TEST(EditRequests, KeyOfAnotherModuleIsNoKey) {
+    EXPECT_EQ(
+        refusal_of_content(R"({"amplifiers": {"amplifier": [{"name": "a", "other:name": "b"}]}})"),
+        std::string("unknown-namespace /optical-amplifier/amplifiers/amplifier[name='a']/name: is in the namespace "
+                    "'other', expected '") +
+            openconfig_ns + "'");
+}
+
+TEST(EditRequests, ForeignNodesCarryTheirOperations) {
+    EXPECT_THAT(edit(R"({"amplifiers": {"other:group": {"@": {"ietf-netconf:operation": "delete"}}, "amplifier": [
+                         {"name": "a", "other:operation": "merge"}]}})"),
+                ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <group> \"\"  operation delete\n",
+                            HasSubstr("      <name> \"a\"\n      <operation> \"merge\"\n")));
+    EXPECT_EQ(refusal_of_content(R"({"amplifiers": {"other:group": {"@": {"ietf-netconf:operation": "mend"}}}})"),
+              "bad-attribute /optical-amplifier/amplifiers/group: operation 'mend', expected one of: merge, replace, "
+              "create, delete, remove");
+}
+
+TEST(EditRequests, ForeignNodesInsideWhatIsDeletedGoWithIt) {
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"@": {"ietf-netconf:operation": "delete"}, "name": "a",
+                         "other:group": {"colour": "red"}}]}})"),
+                ElementsAre("<optical-amplifier>\n  <amplifiers>\n    <amplifier name=\"a\">  operation delete\n"
+                            "      <name> \"a\"\n"));
+}
+
+TEST(EditRequests, ForeignNodesWithoutAnOperationAreLeftOutWhereThereIsNoDefault) {
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"name": "a", "other:group": {"colour": "red"}}],
+                         "other:group": {}}})",
+                     DefaultOperation::none),
+                IsEmpty());
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"name": "a", "other:group": {}, "config": {"enabled": true,
+                         "@enabled": {"ietf-netconf:operation": "merge"}}}]}})",
+                     DefaultOperation::none),
+                ElementsAre(testing::AllOf(HasSubstr("<enabled>"), testing::Not(HasSubstr("group")))));
+    EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"name": "a", "other:group": {"@": {"ietf-netconf:operation":
+                         "merge"}}}]}})",
+                     DefaultOperation::none),
+                ElementsAre(HasSubstr("      <name> \"a\"\n      <group> \"\"\n")));
+}
+
+TEST(EditRequests, StateIsPassedOverBesideWhateverElseIsAskedFor) {
+    const auto passed_over = [](const std::string &beside) {
+        const EditRequest request(openconfig_schema(),
+                                  R"({"openconfig-optical-amplifier:optical-amplifier": {"amplifiers": {"amplifier": [
+                                      {"name": "a", "state": {"name": "a", "enabled": true})" +
+                                      beside + "}]}}}",
+                                  DefaultOperation::merge, StateInEdit::passed_over);
+        return request.passed_over();
+    };
+    EXPECT_EQ(passed_over(R"(, "other:colour": "red")"), 2U) << "a node of another module";
+    EXPECT_EQ(passed_over(R"(, "@": {"ietf-netconf:operation": "create"})"), 2U) << "an operation";
+    EXPECT_THROW(passed_over(""), RequestError) << "nothing";
+}
+
+TEST(EditRequests, PathOfALeafLeadsToNothingElse) {
+    const auto refusal = [](const std::string &path) -> std::string {
+        try {
+            EditRequest::set_leaf(openconfig_schema(), path, "1");
+        } catch (const PathError &error) {
+            return error.reason();
+        }
+        return "taken";
+    };
+    const std::string entry = "/optical-amplifier/amplifiers/amplifier[name='a']";
+    EXPECT_EQ(refusal("/"), "leads to the whole model, expected a leaf");
+    EXPECT_EQ(refusal(entry), "leads to a list entry, expected a leaf");
+    EXPECT_EQ(refusal(entry + "/config"), "leads to a container, expected a leaf");
+    EXPECT_EQ(refusal(entry + "/name"), "leads to the key of an entry, expected another leaf");
+}
+
+// Both sides of a node in one document
+
+TEST(ConfigurationEdits, AreNativeWhereTheNamespaceIs) {
+    const ConfigurationEdit both(R"({"openconfig-optical-amplifier:optical-amplifier": {},
+        "Korvex-ifmgr-cfg:global-interface-configuration": {"link-status": "all"}})",
+                                 DefaultOperation::merge);
+    EXPECT_EQ(both.first_native_node(), "/global-interface-configuration");
+    EXPECT_EQ(ConfigurationEdit("{}", DefaultOperation::merge).first_native_node(), std::nullopt);
+    const std::string begin = std::string(config_begin) + "<global-interface-configuration xmlns='";
+    EXPECT_EQ(
+        ConfigurationEdit(begin + "http://korvex.example/ns/yang/Korvex-ifmgr-cfg'/></config>", DefaultOperation::merge)
+            .first_native_node(),
+        "/global-interface-configuration");
+    EXPECT_THAT([&] { ConfigurationEdit(begin + "Korvex-ifmgr-cfg'/></config>", DefaultOperation::merge); },
+                testing::ThrowsMessage<RequestError>(HasSubstr("/global-interface-configuration: namespace "
+                                                               "'Korvex-ifmgr-cfg' is none of the model's")));
 }
 
 } // namespace

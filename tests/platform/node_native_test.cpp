@@ -115,6 +115,21 @@ TEST(NativeSelection, ConfigurationReadsSeeNoState) {
                 IsEmpty());
 }
 
+TEST(NativeSelection, LeavesOutsideOfListsAreNoEntries) {
+    NativeData data;
+    data.running = native_schema().parse(
+        R"({"Korvex-ifmgr-cfg:global-interface-configuration": {"link-status": "all"}})", LYD_JSON);
+    EXPECT_THAT(select(data, {leaf("/global-interface-configuration/link-status", ifmgr_ns, "")}), IsEmpty());
+}
+
+TEST(NativeSelection, NamedConfigurationEntryIsOneOfTheModels) {
+    EXPECT_FALSE(named_configuration_entry(
+        native_schema(), OutputTree(std::vector{leaf("/no-such-root/no-such-list/name", ifmgr_ns, "x")}).roots()));
+    EXPECT_FALSE(named_configuration_entry(
+        native_schema(), OutputTree(std::vector{leaf("/ots-oper/ots-ports/ots-port/name", "", "x")}).roots()))
+        << "operational data";
+}
+
 TEST(NativeSelection, NamedConfigurationEntryIsItsKeysAlone) {
     const std::vector<Write> keyed{opened(entry_path, ifmgr_ns),
                                    leaf(std::string(entry_path) + "/interface-name", ifmgr_ns, "Ots0/1/0/0"),
@@ -213,6 +228,28 @@ TEST_F(NativeEdits, EntryWithoutKeysThatAddsIsRefused) {
     EXPECT_EQ(refused_at({open}), "/oc/list");
 }
 
+TEST_F(NativeEdits, ReplaceOfAnEntryLeavesNothingOfTheOldOne) {
+    apply(entry("Ots0/1/0/1", YFW_OP_REPLACE));
+    EXPECT_THAT(changed(), ElementsAre(HasSubstr("/description booster")));
+}
+
+TEST_F(NativeEdits, ContainersAreReplacedAndTakenAway) {
+    const auto container = [&](std::uint32_t operation) {
+        std::vector<Write> writes = entry("Ots0/1/0/0", YFW_OP_MERGE);
+        writes.push_back({.path = std::string(entry_path) + "/optics", .ns = optics_ns, .operation = operation});
+        return writes;
+    };
+    std::vector<Write> replace = container(YFW_OP_REPLACE);
+    replace.push_back({.path = std::string(entry_path) + "/optics/optics-ots-osri", .ns = optics_ns, .value = "true"});
+    apply(replace);
+    EXPECT_THAT(changed(), ElementsAre(HasSubstr("- "), HasSubstr("/optics-ots-osri true")));
+    EXPECT_THAT(changed().front(), HasSubstr("optics-ots-amplifier-gain 175"));
+    apply(container(YFW_OP_DELETE));
+    EXPECT_THAT(changed(), ElementsAre(HasSubstr("optics-ots-amplifier-gain 175")));
+    apply(container(YFW_OP_REMOVE));
+    EXPECT_EQ(changed().size(), 1U) << "it is gone already";
+}
+
 TEST_F(NativeEdits, ValueThatTheNativeModelRefusesIsToldOfItsSource) {
     EXPECT_EQ(refused_at(gain("Ots0/1/0/0", "1555", YFW_OP_MERGE)), "/oc/target-gain");
     EXPECT_EQ(refused_at(gain("Ots0/1/0/0", "much", YFW_OP_MERGE)), "/oc/target-gain");
@@ -278,6 +315,18 @@ TEST(AnswerBuilding, WhatTheModelDoesNotTakeIsDroppedAndCounted) {
     EXPECT_THAT(answer.take_tree().print(LYD_JSON), Not(HasSubstr("state")));
 }
 
+TEST(AnswerBuilding, EntriesWithoutContentOrKeyAreNone) {
+    const std::string list = "/optical-amplifier/amplifiers/amplifier";
+    const std::vector<Write> writes{opened("/no-such-list", openconfig_ns), opened(list, openconfig_ns),
+                                    leaf(list + "/name", openconfig_ns, ""),
+                                    leaf(list + "/state/enabled", openconfig_ns, "true")};
+    Answer answer(openconfig_schema(), false);
+    answer.add(OutputTree(writes));
+    EXPECT_THAT(dropped(answer), ElementsAre(list + "/name: its list entry has no key",
+                                             list + "/state/enabled: its list entry has no key"));
+    EXPECT_TRUE(answer.take_tree().empty());
+}
+
 TEST(AnswerBuilding, KeysAndWhatIsOnTheWayAreNotPlacedAgain) {
     const std::string list = "/optical-amplifier/amplifiers/amplifier", entry = list + "[name='a']";
     const std::vector<Write> writes{opened(list, openconfig_ns), leaf(list + "/name", openconfig_ns, "a"),
@@ -327,6 +376,49 @@ TEST(NativeDocuments, AreNoWiderThan10000Nodes) {
             error.what(),
             "10001 nodes beside one another, the first of them 'interface-configuration', expected at most 10000");
     }
+}
+
+// What is in a native document, in one line.
+std::string content_of(const std::string &document, DocumentFormat format = DocumentFormat::xml) {
+    std::string text = parse_native_document(document, format).print(LYD_JSON);
+    std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
+    return text;
+}
+
+const std::string interfaces = "<interface-configurations xmlns='http://korvex.example/ns/yang/Korvex-ifmgr-cfg'>"
+                               "<!-- </data> </data> --><interface-configuration><active>act</active><interface-name>"
+                               "Ots0/1/0/0</interface-name><description><![CDATA[<data>]]></description>"
+                               "<shutdown/></interface-configuration></interface-configurations>";
+const std::string in_json =
+    R"({"Korvex-ifmgr-cfg:interface-configurations":{"interface-configuration":[)"
+    R"({"active":"act","interface-name":"Ots0/1/0/0","description":"<data>","shutdown":[null]}]}})";
+const std::string data_begin = "<data xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"";
+
+TEST(NativeDocuments, MayStandInADataElementWithWhatXmlAllowsAroundIt) {
+    EXPECT_EQ(content_of(interfaces), in_json);
+    for (const std::string before :
+         {"", "<?xml version=\"1.0\"?>\n", "<!-- the <a> node's <b> -->", "<?program <a '?>", "\xEF\xBB\xBF "})
+        for (const std::string attributes : {">", " a='\">' b=\"/>'\" >"})
+            for (const std::string behind : {"", "\n", "<!-- </data> <data> -->", "<?program </data ?>"})
+                EXPECT_EQ(content_of(before + data_begin + attributes + interfaces + "</data >" + behind), in_json)
+                    << before << attributes << behind;
+}
+
+TEST(NativeDocuments, HoldNothingInAnEmptyDataElement) {
+    for (const std::string end : {"/>", " />", "></data>", "><!-- <data> --></data>", "/><!-- <data></data> -->"})
+        EXPECT_EQ(content_of(data_begin + end), "") << end;
+}
+
+TEST(NativeDocuments, AreOfTheNativeModelsWhateverStandsAroundThem) {
+    EXPECT_THROW(content_of("<data>" + interfaces + "</data>"), YangError) << "another data element";
+    EXPECT_THROW(content_of("<config>" + interfaces + "</config>"), YangError);
+    EXPECT_THROW(content_of(data_begin + ">" + interfaces + "</data>" + interfaces), YangError) << "two elements";
+    EXPECT_THROW(content_of(data_begin + ">text</data>"), YangError);
+}
+
+TEST(NativeDocuments, MayBeginWithAByteOrderMark) {
+    EXPECT_EQ(content_of("\xEF\xBB\xBF" + interfaces), in_json);
+    EXPECT_EQ(content_of("\xEF\xBB\xBF" + in_json, DocumentFormat::json), in_json);
 }
 
 } // namespace

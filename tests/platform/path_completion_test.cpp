@@ -42,7 +42,9 @@ TEST(CompletedPaths, PassOverKeysInEitherQuotes) {
 TEST(CompletedPaths, LeadSomewhereAndToWhatIsServed) {
     EXPECT_THAT(completed(list + "/state/"), Contains(list + "/state/enabled"));
     EXPECT_THAT(completed(list + "/state/"), Not(Contains(list + "/state/min-gain")));
-    for (const std::string nowhere : {"optical-amplifier", "/no-such/", "/optical-amplifier[name='a'/", "//"})
+    for (const std::string nowhere :
+         {"optical-amplifier", "/no-such/", "/optical-amplifier[name='a'/", "//", "/optical-amplifier[name]/",
+          "/optical-amplifier[name='a']x/", "/optical-amplifier[name='a'x]/"})
         EXPECT_THAT(completed(nowhere), IsEmpty()) << nowhere;
 }
 

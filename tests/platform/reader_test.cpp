@@ -1,5 +1,7 @@
 // Reads through a plug-in in miniature: what a failing, a skipped and an unmapped native entry do to an answer, what
-// the request state says of the native path, and which paths are refused before anything is read.
+// the request state says of the native path, and which paths are refused before anything is read; and edits that it
+// loses.
+#include "node/editor.h"
 #include "node/reader.h"
 #include "node/slots.h"
 #include "support/files.h"
@@ -53,6 +55,8 @@ class ReaderTest : public testing::Test {
         return "";
     }
     std::string log() const { return support::read_file(log_file_); }
+    const Plugin &plugin() const { return plugin_; }
+    LogSession &logs() const { return logs_; }
 
   private:
     support::TemporaryFolder folder_;
@@ -206,6 +210,72 @@ TEST_F(ReaderTest, FilterForASlotThatThePlatformDoesNotHaveSelectsNothing) {
         openconfig_schema(), "<optical-amplifier xmlns=\"http://openconfig.net/yang/optical-amplfier\"><amplifiers>"
                              "<amplifier><name>0/4-AMP-PRE</name></amplifier></amplifiers></optical-amplifier>");
     EXPECT_EQ(text(read(node_with(""), filter)), "");
+}
+
+TEST_F(ReaderTest, PluginWithoutTheWalkerOfARootIsNone) {
+    EXPECT_THAT([&] { plugin().to_native("other-module", "root"); },
+                testing::ThrowsMessage<PluginError>(
+                    HasSubstr("libscripted_plugin.so: does not export ymap_ox_oc_opt_ampli_othermodule_lvla_root")));
+    EXPECT_EQ(plugin().to_openconfig("other-module", "root"), nullptr);
+}
+
+// Edits that a mapping takes and loses. What is there reads back all the same.
+class LostEdits : public ReaderTest {
+  protected:
+    static std::string amplifier(const std::string &name, const std::string &content) {
+        return R"({"openconfig-optical-amplifier:optical-amplifier": {"amplifiers": {"amplifier": [{"name": ")" + name +
+               "\"" + content + "}]}}}";
+    }
+    static std::string config(const std::string &content) {
+        return amplifier("Ots0/1/0/0", R"(, "config": {)" + content + "}");
+    }
+    // The refusal, or what is told of the edit: changes and roundings.
+    std::string edit(const std::string &document, DefaultOperation operation = DefaultOperation::merge) const {
+        NativeData data = node_with("");
+        try {
+            const EditRequest request(openconfig_schema(), document, operation);
+            const EditOutcome outcome = Editor(plugin(), logs()).edit(data, request, nullptr);
+            std::string told = std::to_string(outcome.changed.size()) + " changed";
+            for (const Rounding &rounding : outcome.rounded)
+                told += ", " + rounding.asked + " held as " + rounding.held;
+            return told;
+        } catch (const RequestError &error) {
+            return error.what();
+        }
+    }
+    static inline const std::string gain = std::string(first_amplifier) + "/config/target-gain",
+                                    deleted = R"({"ietf-netconf:operation": "delete"})";
+};
+
+TEST_F(LostEdits, OfValuesAreRoundingsOrRefused) {
+    EXPECT_EQ(edit(config(R"("target-gain": "1.0")")), "0 changed");
+    EXPECT_EQ(edit(config(R"("target-gain": "2.0")")), "0 changed, 2.0 held as 1.0");
+    EXPECT_EQ(edit(config(R"("target-gain": "2.1")")),
+              gain + ": the node cannot hold '2.1': it would read back as '1.0' [invalid-value]");
+    EXPECT_EQ(edit(config(R"("enabled": true)")), std::string(first_amplifier) +
+                                                      "/config/enabled: the node does not keep this value "
+                                                      "[operation-not-supported]");
+}
+
+TEST_F(LostEdits, OfDeletesAreRefusedButForContainers) {
+    EXPECT_EQ(edit(config(R"("@target-gain": )" + deleted)), gain + ": cannot be deleted [operation-not-supported]");
+    EXPECT_EQ(edit(amplifier("Ots0/1/0/0", R"(, "@": )" + deleted)),
+              std::string(first_amplifier) + ": cannot be deleted [operation-not-supported]");
+    EXPECT_EQ(edit(config(R"("@": )" + deleted)), "0 changed") << "what is left may be there by itself";
+    EXPECT_EQ(edit("{}", DefaultOperation::replace), "0 changed") << "likewise";
+}
+
+TEST_F(LostEdits, OfEntriesAreRefused) {
+    EXPECT_EQ(edit(amplifier("bogus", "")),
+              "/optical-amplifier/amplifiers/amplifier[name='bogus']: the node has no such entry to configure: the "
+              "'name' of none is 'bogus' [invalid-value]");
+}
+
+// What stands there is the plug-in's to say, and this one says nothing.
+TEST_F(LostEdits, OfNodesOfOtherModulesAreThePlugins) {
+    EXPECT_EQ(edit(config(R"("other:colour": "red")")), "0 changed");
+    EXPECT_EQ(edit(config(R"("other:group": {"@": )" + deleted + "}")), "0 changed");
+    EXPECT_EQ(edit(config(R"("other:colour": "red")"), DefaultOperation::none), "0 changed");
 }
 
 TEST(Slots, KeysOfOtherSlotsCanNeverBeThere) {

@@ -7,7 +7,10 @@
 #include "yang/models.h"
 #include "yang/request_error.h"
 
+#include <memory>
+
 #include <gmock/gmock.h>
+#include <libyang/libyang.h>
 
 using namespace ocamp;
 
@@ -202,6 +205,55 @@ TEST(NativeComplaint, LongValuesAreShortened) {
     writes.push_back(mapped("/optics/optics-ots-amplifier-gain", "x", "/oc/target-gain", std::string(5000, '9')));
     EXPECT_EQ(refusal_of(writes), "/oc/target-gain: '" + std::string(48, '9') + " ... [5000 bytes] ... " +
                                       std::string(16, '9') + "': the node holds 0.0 to 40.0 dB [invalid-value]");
+}
+
+// Leaves of a module with what none of the native models has.
+class OtherRanges : public testing::Test {
+  protected:
+    void SetUp() override {
+        ly_ctx *context = nullptr;
+        ASSERT_EQ(ly_ctx_new(nullptr, LY_CTX_NO_YANGLIBRARY, &context), LY_SUCCESS);
+        context_.reset(context);
+        ASSERT_EQ(lys_parse_mem(context, R"(module other { yang-version 1.1; namespace "urn:other"; prefix o;
+            leaf parts { type int8 { range "-9..-5 | 1..20"; } units "0.1 dB"; }
+            leaf half { type uint8 { range "1..2"; } units "0.5 dB"; }
+            leaf cents { type uint16 { range "5..1000"; } units "0.011"; }
+            leaf nameless { type uint8 { range "1..20"; } units "0.1"; }
+            leaf wide { type decimal64 { fraction-digits 2; } units "dB"; }
+            leaf narrow { type decimal64 { fraction-digits 1; range "-1.5..-1.0 | 1.0..2.5"; } } })",
+                                LYS_IN_YANG, nullptr),
+                  LY_SUCCESS);
+    }
+    const lysc_node &leaf(const char *name) const {
+        return *lys_find_child(nullptr, ly_ctx_get_module_implemented(context_.get(), "other"), name, 0, 0, 0);
+    }
+
+  private:
+    struct Free {
+        void operator()(ly_ctx *context) const noexcept { ly_ctx_destroy(context); }
+    };
+    std::unique_ptr<ly_ctx, Free> context_;
+};
+
+TEST_F(OtherRanges, HaveEveryPart) {
+    EXPECT_EQ(held_range(leaf("parts")), "-0.9 to -0.5 or 0.1 to 2.0 dB");
+}
+
+TEST_F(OtherRanges, AreScaledByPowersOfTenOfAUnitAlone) {
+    EXPECT_EQ(held_range(leaf("half")), "1 to 2 0.5 dB");
+    EXPECT_EQ(held_range(leaf("cents")), "5 to 1000 0.011");
+    EXPECT_EQ(held_range(leaf("nameless")), "1 to 20 0.1");
+}
+
+TEST_F(OtherRanges, OfDecimalsArePassedByNumbersAlone) {
+    EXPECT_EQ(passed_range(leaf("narrow"), "2.6"), "-1.5 to 2.5");
+    EXPECT_EQ(passed_range(leaf("narrow"), "-1e400"), "-1.5 to 2.5");
+    EXPECT_EQ(passed_range(leaf("narrow"), "+2.5"), std::nullopt);
+    for (const char *text : {"", "much", "2.6x", "++3"})
+        EXPECT_EQ(passed_range(leaf("narrow"), text), std::nullopt) << text;
+    EXPECT_EQ(passed_range(leaf("wide"), "1e18"), "-92233720368547758.08 to 92233720368547758.07 dB");
+    EXPECT_EQ(passed_range(leaf("wide"), "1e16"), std::nullopt);
+    EXPECT_EQ(passed_range(leaf("half"), "3"), std::nullopt) << "no decimal";
 }
 
 } // namespace

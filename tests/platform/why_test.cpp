@@ -1,6 +1,9 @@
 // Where values come from, on the example node with the real plug-in: the source of every served leaf is altered, and
 // the answer follows; and each reason for a value that is not there.
+#include "node/mapping_rows.h"
+#include "node/reach.h"
 #include "node/service.h"
+#include "node/why_edit.h"
 #include "node/why_text.h"
 #include "support/files.h"
 #include "sysdb/record_reader.h"
@@ -24,7 +27,7 @@ namespace {
 const std::string amplifier = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']";
 const std::string channel = "/optical-amplifier/supervisory-channels/supervisory-channel[interface='Optics0/1/0/4']";
 constexpr const char *inventory = "/oper/inventory/gl/entity/";
-constexpr const char *history = "/oper/perfmgmt/gl/periodic/optics/interface/";
+constexpr const char *history_point = "/oper/perfmgmt/gl/periodic/optics/interface/";
 constexpr const char *partner_item = "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1";
 constexpr std::size_t served_leaves = 40; // of one amplifier and one channel
 
@@ -325,13 +328,13 @@ TEST_F(Why, DamagedRecord) {
 }
 
 TEST_F(Why, RecordThatIsMissing) {
-    remove_item(history, partner_item);
+    remove_item(history_point, partner_item);
     expect_absent(why_leaf(amplifier + "/state/input-power-c-band/min"), Absence::no_record,
-                  "the system database has no " + std::string(history) + " " + partner_item);
+                  "the system database has no " + std::string(history_point) + " " + partner_item);
 }
 
 TEST_F(Why, RecordWithoutTheElement) {
-    change_record(history, partner_item, [](SystemDatabase &database, const auto &point, const auto &name) {
+    change_record(history_point, partner_item, [](SystemDatabase &database, const auto &point, const auto &name) {
         BagRecord record = decode_bag(*read_record(database, point, name));
         token_at(record.tokens, "pm_optics_paras.OPR")->tokens.clear();
         write_record(database, point, name, record);
@@ -345,9 +348,9 @@ TEST_F(Why, LeafThatTheDeviceDoesNotServe) {
 }
 
 TEST_F(Why, ValueThatFitsNoType) {
-    set_element(history, partner_item, "pm_optics_paras.OPR.Average", " n/a ");
+    set_element(history_point, partner_item, "pm_optics_paras.OPR.Average", " n/a ");
     expect_absent(why_leaf(amplifier + "/state/input-power-c-band/avg"), Absence::unfit,
-                  "\"n/a\" from " + std::string(history) + " " + partner_item + " fits no type of the leaf: ");
+                  "\"n/a\" from " + std::string(history_point) + " " + partner_item + " fits no type of the leaf: ");
 }
 
 // No walk of this plug-in writes values and no key without a cause that comes before; that of another might.
@@ -377,9 +380,9 @@ TEST_F(Why, EntryWithoutKey) {
 }
 
 TEST_F(Why, ElementThatHoldsBlanksOnly) {
-    set_element(history, partner_item, "pm_optics_paras.OPR.Average", " ");
+    set_element(history_point, partner_item, "pm_optics_paras.OPR.Average", " ");
     expect_absent(why_leaf(amplifier + "/state/input-power-c-band/avg"), Absence::no_record,
-                  std::string("in ") + history + " " + partner_item + " is \" \"");
+                  std::string("in ") + history_point + " " + partner_item + " is \" \"");
 }
 
 // What no read of the example node shows, told of one leaf whose row and native leaf are those of the real plug-in.
@@ -451,6 +454,264 @@ TEST_F(WhyOfAnotherNode, NativeLeafThatGivesNoValue) {
                   std::string("the native leaf ") + native_path + " is \" \t\"");
 }
 
+// Answers to a path for which these runs were made.
+WhyReport why_of(const std::string &path, ReadReport report, std::uint32_t kind = YFW_KIND_GET,
+                 const std::string &answer = "{}") {
+    const Filter filter = Filter::from_path(openconfig_schema(), path);
+    for (RunReport &run : report)
+        run.request = filter.requests().front();
+    return ocamp::why({.kind = kind,
+                       .filter = filter,
+                       .report = std::move(report),
+                       .result = {.answer = openconfig_schema().parse(answer, LYD_JSON), .dropped = {}}});
+}
+
+// An answer in which these amplifiers are enabled.
+std::string enabled(const std::vector<std::string> &names) {
+    std::string entries;
+    for (const std::string &name : names)
+        entries += fmt::format(R"({}{{"name":"{}","config":{{"name":"{}"}},"state":{{"enabled":true}}}})",
+                               entries.empty() ? "" : ",", name, name);
+    return R"({"openconfig-optical-amplifier:optical-amplifier":{"amplifiers":{"amplifier":[)" + entries + "]}}}";
+}
+
+TEST_F(WhyOfAnotherNode, ValueWhoseSourceIsNotKnown) {
+    const std::string path = amplifier + "/state/enabled";
+    const auto expect_value_alone = [](const WhyReport &report, const std::string &written) {
+        ASSERT_EQ(report.leaves.size(), 1U);
+        EXPECT_EQ(report.leaves.front().value, "true");
+        EXPECT_EQ(report.leaves.front().written, written);
+        EXPECT_FALSE(report.leaves.front().from);
+    };
+    expect_value_alone(why_of(path, {}, YFW_KIND_GET, enabled({"0/1-AMP-PRE"})), "");
+    // No node is known to have made the write.
+    RunReport asked = run();
+    asked.walks = {walk_over({.path = native_path, .place = native_place, .leaf = true})};
+    asked.walks.front().placements.push_back({path, 7, "true", ""});
+    expect_value_alone(why_of(path, {asked}, YFW_KIND_GET, enabled({"0/1-AMP-PRE"})), "");
+    // It was written twice, and neither was taken.
+    asked.walks = {walk_over({.path = native_path, .place = native_place, .leaf = true, .writes = {{.number = 0}}})};
+    asked.walks.front().placements.push_back({path, 0, "maybe", "no boolean"});
+    expect_value_alone(why_of(path, {asked}, YFW_KIND_GET, enabled({"0/1-AMP-PRE"})), "");
+    // It was written before any node was in hand.
+    asked.walks = {walk_over({.writes = {{.number = 0, .value = "true"}}})};
+    asked.walks.front().placements.push_back({path, 0, "true", ""});
+    expect_value_alone(why_of(path, {asked}, YFW_KIND_GET, enabled({"0/1-AMP-PRE"})), "true");
+}
+
+TEST_F(WhyOfAnotherNode, OneOfSeveralLooksGaveTheValueAndTheOthersWereChecks) {
+    RunReport asked = run();
+    asked.walks = {
+        walk_over({.path = native_path,
+                   .place = native_place,
+                   .text = "true",
+                   .leaf = true,
+                   .looks = {{.bind_point = "/a/", .item = "absent", .result = DatabaseLook::Result::absent},
+                             {.bind_point = "/a/", .item = "used", .record = "r", .element = "e", .text = "true"},
+                             {.bind_point = "/a/", .item = "other"}},
+                   .writes = {{.number = 0, .value = "true", .source = TracedWrite::Source::database, .look = 1}}})};
+    asked.walks.front().placements.push_back({amplifier + "/state/enabled", 0, "true", ""});
+    const WhyReport report = why_of(amplifier + "/state/enabled", {asked}, YFW_KIND_GET, enabled({"0/1-AMP-PRE"}));
+    ASSERT_EQ(report.leaves.size(), 1U);
+    const WhyLeaf &leaf = report.leaves.front();
+    ASSERT_TRUE(leaf.from);
+    EXPECT_EQ(leaf.from->item, "used");
+    ASSERT_EQ(leaf.checked.size(), 1U);
+    EXPECT_EQ(leaf.checked.front().item, "other");
+    ASSERT_EQ(leaf.passed_over.size(), 1U);
+    EXPECT_EQ(leaf.passed_over.front().reason, "is not used for amplifiers");
+}
+
+TEST_F(WhyOfAnotherNode, WalkThatWritesTwoEntries) {
+    const std::string list = "/optical-amplifier/amplifiers/amplifier";
+    RunReport asked = run();
+    asked.walks = {walk_over({.path = native_path,
+                              .place = native_place,
+                              .text = "false",
+                              .leaf = true,
+                              .writes = {{.number = 0, .path = list + "/state/enabled", .value = "true"},
+                                         {.number = 1, .path = list + "/state/enabled", .value = "true"}}})};
+    asked.walks.front().placements = {{list + "[name='a']/state/enabled", 0, "true", ""},
+                                      {list + "[name='b']/state/enabled", 1, "true", ""}};
+    const WhyReport report = why_of(list + "/state/enabled", {asked}, YFW_KIND_GET, enabled({"a", "b"}));
+    ASSERT_EQ(report.leaves.size(), 1U) << "the entries of a walk that writes several are known by the last";
+    EXPECT_EQ(report.leaves.front().path, list + "[name='b']/state/enabled");
+    ASSERT_TRUE(report.leaves.front().from);
+    const WhyReport other = why_of(list + "[name='a']/state/enabled", {asked}, YFW_KIND_GET, enabled({"a", "b"}));
+    EXPECT_EQ(other.leaves.front().value, "true");
+    ASSERT_TRUE(other.leaves.front().from);
+    EXPECT_EQ(other.leaves.front().from->place, native_path);
+}
+
+TEST_F(WhyOfAnotherNode, ValuesWithoutAnEntryAreToldWhereTheyWereAskedFor) {
+    const std::string list = "/optical-amplifier/amplifiers/amplifier";
+    const std::string channels = "/optical-amplifier/supervisory-channels/supervisory-channel";
+    RunReport asked = run();
+    asked.walks = {walk_over({.path = native_path, .place = native_place, .leaf = true})};
+    for (const std::string &path : {list + "/state/enabled", list + "/config/enabled", channels + "/config/interface"})
+        asked.walks.front().placements.push_back({path, 0, "true", "its list entry has no key"});
+    const auto orphans = [&](const std::string &path) {
+        std::vector<std::string> paths;
+        for (const WhyLeaf &leaf : why_of(path, {asked}).leaves)
+            paths.push_back(leaf.path);
+        return paths;
+    };
+    using testing::ElementsAre;
+    EXPECT_THAT(orphans(list + "/state"), ElementsAre(list + "/state/enabled"));
+    EXPECT_THAT(orphans(list + "/state/enabled"), ElementsAre(list + "/state/enabled"));
+    EXPECT_THAT(orphans(list), ElementsAre(list + "/state/enabled", list + "/config/enabled"));
+    EXPECT_THAT(orphans("/optical-amplifier"),
+                ElementsAre(list + "/state/enabled", list + "/config/enabled", channels + "/config/interface"));
+}
+
+TEST_F(WhyOfAnotherNode, EntryWhoseKeyNodeLacksWhatIsChecked) {
+    const DatabaseLook look{.bind_point = "/a/", .item = "b", .result = DatabaseLook::Result::absent};
+    RunReport asked = run();
+    asked.walks = {walk_over({.path = "/ots-oper/ots-ports/ots-port[name='X']/name",
+                              .place = "/ots-oper/ots-ports/ots-port/name",
+                              .text = "X",
+                              .leaf = true,
+                              .looks = {look}})};
+    expect_absent(told({asked}), Absence::not_in_inventory, "not in the inventory: the system database has no /a/ b");
+    // What was written without the key that it lacks has the same reason.
+    asked.walks.front().placements.push_back(
+        {"/optical-amplifier/amplifiers/amplifier/state/enabled", 0, "true", "its list entry has no key"});
+    const WhyReport report = why_of("/optical-amplifier/amplifiers/amplifier/state/enabled", {asked});
+    ASSERT_EQ(report.leaves.size(), 1U);
+    expect_absent(report.leaves.front(), Absence::not_in_inventory, "the system database has no /a/ b");
+}
+
+TEST_F(WhyOfAnotherNode, EntryThatWasNeverWrittenOrAskedFor) {
+    const std::string list = "/optical-amplifier/amplifiers/amplifier";
+    const WhyReport report = why_of(list + "/state/enabled", {run()});
+    ASSERT_EQ(report.leaves.size(), 1U);
+    expect_absent(report.leaves.front(), Absence::no_native_entry, "the node has no native entry /ots-oper");
+    EXPECT_EQ(report.leaves.front().path, list + "/state/enabled");
+}
+
+TEST_F(WhyOfAnotherNode, NativeEntriesThatAreAbsentAreToldOnceEach) {
+    RunReport asked = run();
+    OutputNode port{.tag = "ots-port", .ns = ""};
+    port.list_entry = true;
+    port.children = {{.tag = "name", .ns = "", .value = "X"}, {.tag = "ots-info", .ns = ""}};
+    OutputNode ports{.tag = "ots-ports", .ns = ""};
+    ports.children = {{.tag = "empty", .ns = ""}, port};
+    asked.native_request.front().children = {ports};
+    asked.native_request.push_back(asked.native_request.front());
+    asked.native_request.push_back({.tag = "interface-configurations", .ns = ""});
+    const WhyLeaf leaf = told({asked, asked});
+    EXPECT_EQ(leaf.reason, "the node has no native entry /ots-oper/ots-ports/ots-port[name='X']");
+    asked.request_trace.push_back({.looks = {{.bind_point = "/a/", .item = "b"}}});
+    EXPECT_EQ(told({asked}).reason, leaf.reason) << "what was looked for was found";
+}
+
+TEST_F(WhyOfAnotherNode, KeyAndConfigurationInAReadOfConfiguration) {
+    for (const char *leaf : {"/name", "/config/target-gain"}) {
+        const WhyReport report = why_of(amplifier + leaf, {RunReport{}}, YFW_KIND_GET_CONFIG);
+        expect_absent(report.leaves.front(), Absence::not_asked, "the native request of the plug-in leaves out /");
+    }
+    const WhyReport report = why_of(amplifier + "/state/enabled", {RunReport{}}, YFW_KIND_GET_CONFIG);
+    expect_absent(report.leaves.front(), Absence::not_asked, "it reads configuration, and this is state");
+}
+
+TEST_F(WhyOfAnotherNode, RecordWhoseElementIsNoReasonForNoValue) {
+    TakenNode node{.path = native_path, .place = native_place, .leaf = true};
+    node.looks = {{.bind_point = "/a/", .item = "", .listing = true, .result = DatabaseLook::Result::absent},
+                  {.bind_point = "/a/", .item = "b", .record = "r", .element = "e"},
+                  {.bind_point = "/a/", .item = "c", .record = "r", .element = "e", .text = "x"}};
+    node.writes.push_back({.number = 0});
+    RunReport asked = run();
+    asked.walks = {walk_over(node)};
+    asked.walks.front().placements.push_back({amplifier + "/state/enabled", 0, "", "it is empty"});
+    expect_absent(told({asked}), Absence::no_value, std::string(" makes no value of ") + native_path + " = \"\"");
+}
+
+TEST_F(WhyOfAnotherNode, LeafThatAnotherNodeWrote) {
+    TakenNode node{.path = "/ots-oper/other", .place = "/ots-oper/other", .text = "x", .leaf = true};
+    node.writes.push_back({.number = 0});
+    RunReport asked = run();
+    asked.walks = {walk_over(node)};
+    asked.walks.front().placements = {{amplifier + "/state/enabled", 1, "", "it is empty"}, // by no node
+                                      {amplifier + "/state/type", 0, "", ""},
+                                      {amplifier + "/state/enabled", 0, "true", ""}, // and taken away again
+                                      {amplifier + "/state/enabled", 0, "", "it is empty"}};
+    expect_absent(told({asked}), Absence::no_value, "the plug-in makes no value of /ots-oper/other = \"x\"");
+}
+
+TEST_F(WhyOfAnotherNode, RecordThatTheLeafsOwnNodeLacks) {
+    TakenNode node{.path = native_path, .place = native_place, .text = "x", .leaf = true};
+    node.looks = {{.bind_point = "/a/", .item = "b", .result = DatabaseLook::Result::absent}};
+    RunReport asked = run();
+    asked.walks = {walk_over(node)};
+    expect_absent(told({asked}), Absence::not_in_inventory, "the system database has no /a/ b");
+}
+
+TEST_F(WhyOfAnotherNode, NativeLeafInAContainerThatIsAbsent) {
+    RunReport asked = run();
+    asked.walks = {
+        walk_over({.path = "/ots-oper/ots-ports/ots-port[name='X']", .place = "/ots-oper/ots-ports/ots-port"})};
+    expect_absent(told({asked}), Absence::no_native_leaf,
+                  std::string("the native leaf ") + native_place + " is absent");
+}
+
+TEST_F(WhyOfAnotherNode, KeyOfTheNativeEntryThatWasRead) {
+    RunReport asked = run();
+    asked.walks = {
+        walk_over({.path = "/ots-oper/ots-ports/ots-port[name='X']", .place = "/ots-oper/ots-ports/ots-port"})};
+    const WhyReport report = why_of(amplifier + "/name", {asked});
+    expect_absent(report.leaves.front(), Absence::no_native_leaf,
+                  "the native leaf /ots-oper/ots-ports/ots-port/name is absent");
+}
+
+TEST_F(WhyOfAnotherNode, EntryThatIsNotKnownButWasWalkedOver) {
+    RunReport asked = run();
+    asked.walks = {
+        walk_over({.path = "/ots-oper/ots-ports/ots-port[name='X']", .place = "/ots-oper/ots-ports/ots-port"})};
+    const WhyReport report = why_of("/optical-amplifier/amplifiers/amplifier/state/enabled", {asked});
+    ASSERT_EQ(report.leaves.size(), 1U);
+    expect_absent(report.leaves.front(), Absence::no_native_leaf, native_place);
+}
+
+TEST_F(WhyOfAnotherNode, EveryLeafThatIsServedHasARow) {
+    std::size_t served = 0;
+    for (const WhyLeaf &leaf : why_of("/", {}).leaves) {
+        if (leaf.absence == Absence::not_served)
+            continue;
+        ++served;
+        EXPECT_TRUE(std::any_of(mapping_rows().begin(), mapping_rows().end(), [&](const MappingRow &row) {
+            return row.openconfig == leaf.path;
+        })) << leaf.path;
+    }
+    EXPECT_EQ(served, served_leaves);
+}
+
+TEST_F(WhyOfAnotherNode, ListingsLeaveNoneOut) {
+    RunReport asked = run();
+    asked.request_trace.push_back(
+        {.looks = {{.bind_point = "/a/", .item = "", .listing = true, .result = DatabaseLook::Result::absent},
+                   {.bind_point = "/a/", .item = "b", .result = DatabaseLook::Result::absent},
+                   {.bind_point = "/a/", .item = "b", .result = DatabaseLook::Result::absent},
+                   {.bind_point = "/a/", .item = "c"}}});
+    EXPECT_THAT(why_of("/optical-amplifier/amplifiers/amplifier/state/enabled", {asked}).left_out,
+                testing::ElementsAre("not in the inventory: the system database has no /a/ b"));
+}
+
+// Parts of native entries that answer a request
+
+TEST_F(WhyOfAnotherNode, NodesWhoseValueIsTheirOwnAreNotPassedOver) {
+    const auto row = std::find_if(mapping_rows().begin(), mapping_rows().end(),
+                                  [](const MappingRow &known) { return !known.getter.empty(); });
+    ASSERT_NE(row, mapping_rows().end());
+    TakenNode node{.path = "/x", .place = std::string(row->native), .leaf = true};
+    EXPECT_TRUE(passed_over_leaves(walk_over(node)).empty()) << "nothing was looked for";
+    node.looks.push_back({.bind_point = "/a/", .item = "b"});
+    EXPECT_EQ(passed_over_leaves(walk_over(node)).size(), 1U);
+    node.writes.push_back({.number = 0, .source = TracedWrite::Source::database});
+    EXPECT_EQ(passed_over_leaves(walk_over(node)).size(), 1U);
+    node.writes.push_back({.number = 1, .source = TracedWrite::Source::node});
+    EXPECT_TRUE(passed_over_leaves(walk_over(node)).empty());
+}
+
 TEST_F(Why, AmplifiersThatAListLeavesOut) {
     const std::string path = "/optical-amplifier/amplifiers/amplifier/state/enabled";
     EXPECT_THAT(why(path).left_out, testing::Not(testing::Contains(HasSubstr("0%2f1-AMP-PRE"))));
@@ -520,10 +781,63 @@ TEST_F(Why, NameThatNoAmplifierHas) {
 }
 
 TEST_F(Why, TextsOfANodeAreShownHarmless) {
-    set_element(history, partner_item, "pm_optics_paras.OPR.Average", " -1\x1b[31m ");
+    set_element(history_point, partner_item, "pm_optics_paras.OPR.Average", " -1\x1b[31m ");
     const std::string text = why_text(why(amplifier + "/state/input-power-c-band/avg"));
     EXPECT_EQ(text.find('\x1b'), std::string::npos);
     EXPECT_EQ(why_json(why(amplifier + "/state/input-power-c-band/avg")).find('\x1b'), std::string::npos);
+}
+
+// The past of the same leaves
+
+class History : public Why {
+  protected:
+    static std::vector<std::string> shown(const std::vector<LeafHistory> &leaves) {
+        std::vector<std::string> lines;
+        for (const LeafHistory &leaf : leaves) {
+            std::string line = leaf.path;
+            for (const std::optional<std::string> &value : leaf.values)
+                line += " " + value.value_or("-");
+            lines.push_back(line);
+        }
+        return lines;
+    }
+    std::vector<std::string> history(const std::string &path) const {
+        Service service({.node = folder_, .plugin = PLUGIN_FILE});
+        return shown(service.history(Filter::from_path(openconfig_schema(), path)));
+    }
+};
+
+TEST_F(History, RecordsWithoutTheNumberOfAnIntervalAreNone) {
+    const std::string path = amplifier + "/state/input-power-c-band";
+    const std::vector<std::string> before = history(path);
+    ASSERT_EQ(before.size(), 3U);
+    EXPECT_THAT(before, testing::Contains(path + "/avg - -15.38"));
+    const std::string item = "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x";
+    const auto copy_to = [&](const std::string &number) {
+        change_record(history_point, item + number, [&](SystemDatabase &database, const auto &point, const auto &name) {
+            database.put(point, name, *database.get(point, partner_item));
+        });
+    };
+    for (const char *number : {"", "zz", "2g", "0", "101", "fffffffff", "-1"})
+        copy_to(number);
+    EXPECT_EQ(history(path), before);
+    copy_to("10");
+    const std::string values = history(path).front();
+    EXPECT_EQ(std::count(values.begin(), values.end(), ' '), 16) << "intervals";
+}
+
+TEST_F(History, NodeWithoutAHistoryHasNone) {
+    Node node(folder_, Node::Access::read);
+    NativeData data = load_native(node.database(), native_schema());
+    std::erase_if(data.operational,
+                  [](const NativeDocument &document) { return document.may_be_of("Korvex-pmengine-oper"); });
+    const Plugin plugin(PLUGIN_FILE);
+    LogSession logs({});
+    const auto history_now = [&](const std::string &path) {
+        return shown(history_of(std::move(data), node.system_database(), Filter::from_path(openconfig_schema(), path),
+                                Reader(plugin, logs)));
+    };
+    EXPECT_THAT(history_now(amplifier + "/state/actual-gain"), testing::IsEmpty());
 }
 
 // Texts of reports that no node made
@@ -644,6 +958,172 @@ TEST(WhyText, EditsTellTheNativeLeafAndWhatIsLost) {
                                "  native no leaf of its own\n"
                                "/a/on = true\n"
                                "  native /n/on = \"1\"\n");
+}
+
+TEST(WhyText, SourcesAreNamedInShort) {
+    const auto source_in_table = [](const WhySource &source) {
+        WhyLeaf leaf{.path = "/x", .entry = "", .value = "v"}, other{.path = "/y", .entry = "", .value = "w"};
+        leaf.from = source;
+        const std::string text = why_text(report_of({leaf, other}));
+        const std::size_t begin = text.find("v  ") + 3;
+        return text.substr(begin, text.find('\n') - begin);
+    };
+    const std::string text = "t", end = " = \"t\"";
+    EXPECT_EQ(source_in_table({.place = "gain", .text = text}), "native gain" + end) << "no path";
+    EXPECT_EQ(source_in_table({.place = "/gain", .text = text}), "native gain" + end);
+    EXPECT_EQ(source_in_table({.place = "/ports/gain", .text = text}), "native ports/gain" + end);
+    EXPECT_EQ(source_in_table({.place = "/p[k=]/gain", .text = text}), "native p/gain" + end) << "no key";
+    EXPECT_EQ(source_in_table({.place = "/p[k=\"a'/b\"]/gain", .text = text}), "native p/gain of a'/b" + end);
+    const auto of_element = [&](const std::string &element) {
+        return source_in_table({.database = true, .place = "/", .item = "i/j", .element = element, .text = text});
+    };
+    EXPECT_EQ(of_element("e"), "database e of i" + end);
+    EXPECT_EQ(of_element("d.e"), "database d.e of i" + end);
+    EXPECT_EQ(of_element("c.d.e"), "database d.e of i" + end);
+    EXPECT_EQ(of_element(".e"), "database e of i" + end);
+}
+
+TEST(WhyText, RulesSayWhatBecameOfTheText) {
+    const auto rule = [](const std::string &text, const std::string &written, const std::string &words) {
+        WhyLeaf leaf{.path = "/a", .entry = "", .value = written};
+        if (!text.empty())
+            leaf.from = WhySource{.place = "/n", .text = text};
+        leaf.rule = words;
+        leaf.written = written;
+        const std::string shown = why_text(report_of({leaf}));
+        const std::size_t begin = shown.find("by     the plug-in: ");
+        return shown.substr(begin + 20, shown.size() - begin - 21);
+    };
+    EXPECT_EQ(rule("1", "1", "as it stands"), "as it stands");
+    EXPECT_EQ(rule(" 1 ", "1", "a name for the other"), "a name for the other, white space removed");
+    EXPECT_EQ(rule("2", "1", "a name for the other"), "a name for the other");
+    EXPECT_EQ(rule(" \t", "1", "a name for the other"), "a name for the other") << "blanks alone";
+    EXPECT_EQ(rule("", "1", "as it stands"), "as it stands") << "no source";
+}
+
+TEST(WhyText, WordsThatBeginWithASlashAreCutWhereTheLineEnds) {
+    WhyLeaf one{.path = "/one", .entry = ""}, two{.path = "/two", .entry = ""};
+    one.reason = "/" + std::string(45, 'w');
+    EXPECT_EQ(why_text(report_of({one, two}), 40),
+              "  one  -  /" + std::string(29, 'w') + "\n          " + std::string(16, 'w') + "\n  two  -  \n");
+}
+
+std::string without_blanks(std::string text) {
+    std::erase_if(text, [](char character) { return character == ' ' || character == '\n'; });
+    return text;
+}
+
+TEST(WhyJson, LeavesOutWhatIsNotKnown) {
+    WhyReport report = report_of({{.path = "/a", .entry = "", .value = "1"}});
+    EXPECT_EQ(without_blanks(why_json(report)), R"({"leaves":[{"path":"/a","value":"1","written":""}]})");
+    report.left_out = {"b"};
+    report.failure = "c";
+    EXPECT_EQ(without_blanks(why_json(report)),
+              R"({"leaves":[{"path":"/a","value":"1","written":""}],"left-out":["b"],"failure":"c"})");
+    const std::vector<WhyEdit> edits{{.path = "/a"},
+                                     {.path = "/b",
+                                      .asked = "1",
+                                      .unit = "dB",
+                                      .native = "/n",
+                                      .stored = "10",
+                                      .native_unit = "0.1 dB",
+                                      .carried_out = true,
+                                      .reads_back = "1",
+                                      .lost = "nothing"}};
+    EXPECT_EQ(without_blanks(why_json(edits)),
+              R"({"edit":[{"path":"/a","removed":true},{"path":"/b","asked":"1","unit":"dB","native":"/n",)"
+              R"("stored":"10","native-unit":"0.1dB","reads-back":"1","lost":"nothing"}]})");
+}
+
+// What is lost of the leaves of an edit
+
+TEST(WhyEdits, LossIsADifferenceWhereBothAreNumbers) {
+    const YangTree now = openconfig_schema().parse(
+        R"({"openconfig-optical-amplifier:optical-amplifier":{"amplifiers":{"amplifier":[{"name":"a","config":
+        {"name":"a","enabled":true,"target-gain":"17.5","target-gain-tilt":"-0.8"}}]}}})",
+        LYD_JSON);
+    const std::string config = "/optical-amplifier/amplifiers/amplifier[name='a']/config";
+    const auto lost = [&](const std::string &leaf, const std::string &asked, const std::string &unit = "dB") {
+        std::vector<WhyEdit> leaves{{.path = config + leaf, .asked = asked, .unit = unit}};
+        note_read_back(leaves, now);
+        EXPECT_TRUE(leaves.front().carried_out);
+        return leaves.front().lost;
+    };
+    EXPECT_EQ(lost("/target-gain", "17.5"), "");
+    EXPECT_EQ(lost("/target-gain", "17.56"), "0.06 dB: 17.56 becomes 17.5");
+    EXPECT_EQ(lost("/target-gain", "17"), "-0.5 dB: 17 becomes 17.5");
+    EXPECT_EQ(lost("/target-gain", "18", ""), "0.5: 18 becomes 17.5");
+    EXPECT_EQ(lost("/target-gain-tilt", "-1"), "-0.2 dB: -1 becomes -0.8");
+    EXPECT_EQ(lost("/enabled", "false", ""), "false becomes true");
+    EXPECT_EQ(lost("/target-gain", "much"), "much becomes 17.5");
+    EXPECT_EQ(lost("/target-gain", "1.5x"), "1.5x becomes 17.5");
+    EXPECT_EQ(lost("/target-gain", "9223372036854775807"), "9223372036854775807 becomes 17.5") << "too large in tenths";
+    EXPECT_EQ(lost("/target-gain-tilt", "922337203685477580.7"), "922337203685477580.7 becomes -0.8") << "to subtract";
+    EXPECT_EQ(lost("/target-gain", "1." + std::string(18, '0')), "1.000000000000000000 becomes 17.5");
+    EXPECT_EQ(lost("/name", "5"), "5 becomes a") << "a number for a name";
+    EXPECT_EQ(lost("/type", "EDFA"), "") << "nothing reads back";
+    std::vector<WhyEdit> removed{{.path = config + "/enabled"}};
+    note_read_back(removed, now);
+    EXPECT_EQ(removed.front().lost, "");
+    EXPECT_EQ(removed.front().reads_back, "true");
+}
+
+TEST(WhyEdits, WholeNumbersAreSubtractedAsSuch) {
+    const YangTree now = native_schema().parse(
+        R"({"Korvex-ifmgr-cfg:interface-configurations":{"interface-configuration":[{"active":"act",
+        "interface-name":"Ots0/1/0/0","bandwidth":12}]}})",
+        LYD_JSON);
+    std::vector<WhyEdit> leaves{{.path = "/interface-configurations/interface-configuration[active='act']"
+                                         "[interface-name='Ots0/1/0/0']/bandwidth",
+                                 .asked = "10"}};
+    note_read_back(leaves, now);
+    EXPECT_EQ(leaves.front().lost, "-2: 10 becomes 12");
+}
+
+TEST(WhyEdits, RemovedNodesAndNodesOfOtherModulesAreAskedFor) {
+    const auto paths = [](const std::string &amplifiers, DefaultOperation operation) {
+        std::vector<std::string> shown;
+        for (const WhyEdit &leaf : asked_leaves(EditRequest(
+                 openconfig_schema(),
+                 R"({"openconfig-optical-amplifier:optical-amplifier": {"amplifiers": )" + amplifiers + "}}",
+                 operation)))
+            shown.push_back(leaf.path + (leaf.asked ? " = " + *leaf.asked : " is removed"));
+        return shown;
+    };
+    const std::string entry = "/optical-amplifier/amplifiers/amplifier[name='a']";
+    const std::string mixed =
+        R"({"other:group": 1, "amplifier": [{"name": "a", "config": {"enabled": true, "@target-gain":
+        {"ietf-netconf:operation": "delete"}}}]})";
+    using testing::ElementsAre;
+    EXPECT_THAT(
+        paths(mixed, DefaultOperation::merge),
+        testing::UnorderedElementsAre(entry + "/config/enabled = true", entry + "/config/target-gain is removed"));
+    EXPECT_THAT(paths(mixed, DefaultOperation::none), ElementsAre(entry + "/config/target-gain is removed"));
+    EXPECT_THAT(paths(R"({"@": {"ietf-netconf:operation": "remove"}})", DefaultOperation::merge),
+                ElementsAre("/optical-amplifier/amplifiers is removed"));
+}
+
+TEST(WhyEdits, NativeNodesAreThoseThatTheModelsHave) {
+    const std::string source = "/optical-amplifier/amplifiers/amplifier[name='a']/config/target-gain";
+    const std::string entry = "/interface-configurations/interface-configuration";
+    const auto noted = [&](const std::vector<Write> &writes, std::optional<std::string> asked) {
+        std::vector<WhyEdit> leaves{{.path = source, .asked = std::move(asked)}};
+        note_native_edit(leaves, OutputTree(writes).roots());
+        return leaves.front();
+    };
+    const auto write = [&](const std::string &path, std::optional<std::string> value) {
+        return Write{.path = path, .ns = "", .value = std::move(value), .source_path = source};
+    };
+    const std::vector<Write> gain{write(entry + "/optics/optics-ots-amplifier-gain", "175")};
+    EXPECT_EQ(noted(gain, "17.5").native, entry + "/optics/optics-ots-amplifier-gain");
+    EXPECT_EQ(noted(gain, "17.5").stored, "175");
+    EXPECT_EQ(noted(gain, std::nullopt).native, entry + "/optics/optics-ots-amplifier-gain") << "removed";
+    EXPECT_EQ(noted(gain, std::nullopt).stored, std::nullopt);
+    EXPECT_EQ(noted({write(entry + "/optics", std::nullopt)}, "17.5").native, "") << "no leaf";
+    EXPECT_EQ(noted({write(entry + "/optics", std::nullopt)}, std::nullopt).native, entry + "/optics");
+    EXPECT_EQ(noted({write("/no-such-root", "175")}, "17.5").native, "");
+    EXPECT_EQ(noted({write(entry + "/description", "first"), write(entry + "/bandwidth", "2")}, "17.5").stored,
+              "first");
 }
 
 } // namespace
