@@ -122,6 +122,7 @@ TEST(BagJson, AValueOutsideItsTypeIsRefusedWithPlaceAndExpectation) {
         {"uint64", "\"18446744073709551616\"",
          "expected a whole number from 0 to 18446744073709551615, found \"18446744073709551616\""},
         {"uint64", "\" 1\"", "expected a whole number from 0 to 18446744073709551615, found \" 1\""},
+        {"uint64", "\"1x\"", "expected a whole number from 0 to 18446744073709551615, found \"1x\""},
         {"uint64", "\"\"", "expected a whole number from 0 to 18446744073709551615, found \"\""},
         {"ipv4", "\"192.0.2\"", "expected an IPv4 address such as \"192.0.2.1\", found \"192.0.2\""},
         {"ipv4", "\"192.0.2.256\"", "expected an IPv4 address such as \"192.0.2.1\", found \"192.0.2.256\""},
@@ -153,11 +154,15 @@ TEST(BagJson, AWrongShapeIsRefusedWithItsPlace) {
         {R"({"name":"r","name":"s","version":[1,0],"tokens":[]})",
          "$: the member \"name\" is given twice in one object"},
         {R"({"name":"r","version":[1],"tokens":[]})", "$.version: expected an array of two numbers, found an array"},
+        {R"({"name":"r","version":5,"tokens":[]})", "$.version: expected an array of two numbers, found 5"},
         {R"({"name":"r","version":[1,-1],"tokens":[]})",
          "$.version[1]: expected a whole number from 0 to 4294967295, found -1"},
         {R"({"name":"r","version":[1,0],"tokens":{}})", "$.tokens: expected an array, found an object"},
         {R"({"name":"r","version":[1,0],"tokens":[7]})", "$.tokens[0]: expected an object, found 7"},
         {R"({"name":"r","version":[1,0],"tokens":[{"value":1}]})", "$.tokens[0]: the member \"type\" is missing"},
+        {R"({"name":"r","version":[1,0],"tokens":[{"type":7,"value":1}]})",
+         "$.tokens[0].type: expected one of int8, uint8, int16, uint16, int32, uint32, int64, uint64, ipv4, enum, "
+         "bool, text, long-text, struct, sequence, found 7"},
         {R"({"name":"r","version":[1,0],"tokens":[{"type":"float","value":1}]})",
          "$.tokens[0].type: expected one of int8, uint8, int16, uint16, int32, uint32, int64, uint64, ipv4, enum, "
          "bool, text, long-text, struct, sequence, found \"float\""},
