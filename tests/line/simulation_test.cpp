@@ -421,6 +421,11 @@ TEST(Determinism, AStateOfAnotherLineIsRefused) {
             EXPECT_THAT(told(other), testing::HasSubstr("expected a whole number from")) << place << ' ' << number;
         }
     }
+    // One number is no list of one.
+    Simulation other(small, 1);
+    nlohmann::json no_list = nlohmann::json::parse(other.state());
+    no_list["channel-counts"] = 5;
+    EXPECT_THROW(other.restore(no_list.dump()), JsonError);
     nlohmann::json more_slots = whole;
     more_slots["pulled"][1].push_back(false);
     EXPECT_THAT(told(more_slots), testing::HasSubstr("the state is damaged: expected 2 slots of site-1"));
