@@ -488,7 +488,6 @@ TEST(TextCalls, CopiesRefuseWhatIsMissing) {
     EXPECT_STREQ(buffer, "");
     EXPECT_EQ(yfw_strcat_s("t", buffer, 4, nullptr), rc_invalid_argument);
     EXPECT_EQ(yfw_strcat_s("t", nullptr, 4, "x"), rc_invalid_argument);
-    EXPECT_EQ(yfw_strcat_s("t", buffer, 0, "x"), rc_invalid_argument);
     char full[3] = {'a', 'b', 'c'};
     EXPECT_EQ(yfw_strcat_s("t", full, sizeof full, "x"), rc_invalid_argument);
     EXPECT_EQ(yfw_strncpy_s("t", nullptr, 4, "x", 1), rc_invalid_argument);
@@ -595,6 +594,15 @@ std::vector<std::string> refusals(Calls calls) {
     calls();
     set_refusal_writer(nullptr);
     return told;
+}
+
+TEST(TextCalls, RoomOfNoBytesIsToldFromATextWithoutEnd) {
+    char text[2] = {'a', 'b'};
+    EXPECT_THAT(refusals([&] {
+                    yfw_strcat_s("caller", text, 0, "x");
+                    yfw_strcat_s("caller", text, sizeof text, "x");
+                }),
+                testing::ElementsAre("a text to append or room for it is missing", "the text to append to has no end"));
 }
 
 TEST_F(SeamCalls, RefusalsOfAWalkSayWhatIsWrong) {

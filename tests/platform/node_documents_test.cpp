@@ -147,7 +147,8 @@ TEST(ClientDocument, JsonTextsMayHoldWhiteSpaceAndNoOtherControlCharacter) {
 TEST(ClientDocument, PrefixesOfValuesStandForTheModulesOfTheirNamespaces) {
     const auto nodes = read_document(std::string("<a xmlns:x=\"") + openconfig_ns +
                                          "\"><b> x:EDFA </b><b xmlns:x=\"urn:y\">x:EDFA</b><b>y:EDFA</b><b>EDFA</b>"
-                                         "<b>x:EDFA</b><b xmlns:z=\"urn:z\"/><b>z:EDFA</b></a>",
+                                         "<b>x:EDFA</b><b xmlns:z=\"" +
+                                         openconfig_ns + "\"/><b>z:EDFA</b></a>",
                                      DocumentFormat::xml, openconfig_schema());
     std::vector<std::optional<std::string>> modules;
     for (const ClientNode &child : nodes[0].children)
