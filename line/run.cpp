@@ -1,6 +1,7 @@
 // How a line runs. Knows no protocol and no command line.
 #include "line/run.h"
 
+#include "line/kept_number.h"
 #include "line/node_data.h"
 #include "node/live_data.h"
 #include "node/node.h"
@@ -268,23 +269,42 @@ Json closed_json(const std::vector<PortHistory> &ports) {
     return all;
 }
 
+constexpr int most_readings = static_cast<int>(interval_seconds); // of an interval
+constexpr int farthest_reading = 1'000'000;                       // from 0, in hundredths
+constexpr std::int64_t most_sum = std::int64_t{most_readings} * farthest_reading;
+
+int kept_reading(const Json &from) {
+    return whole_number(from, -farthest_reading, farthest_reading);
+}
+
+// A number below 0 would come to 0 with the next reading, and an average be divided by it.
+int kept_count(const Json &from) {
+    return whole_number(from, 0, most_readings);
+}
+
 void restore_open(const Json &saved, std::vector<PortHistory> &ports) {
     std::size_t next = 0;
     for (PortHistory &port : ports)
         for (OpenInterval &open : port.open) {
             const Json &from = saved.at(next++); // of a line of this structure
-            open = {.minimum = from.at(0), .maximum = from.at(1), .sum = from.at(2), .count = from.at(3)};
+            open = {.minimum = kept_reading(from.at(0)),
+                    .maximum = kept_reading(from.at(1)),
+                    .sum = whole_number(from.at(2), -most_sum, most_sum),
+                    .count = kept_count(from.at(3))};
         }
 }
 
 void restore_closed(const Json &saved, std::vector<PortHistory> &ports) {
     for (std::size_t i = 0; i < ports.size(); ++i) {
         for (const Json &from : saved.at(i)) {
-            PortHistory::Interval interval{.quantities = {}, .readings = from.at(0)};
+            PortHistory::Interval interval{.quantities = {}, .readings = kept_count(from.at(0))};
             for (const Json &statistics : from.at(1))
-                interval.quantities.push_back({statistics.at(0), statistics.at(1), statistics.at(2)});
-            if (interval.quantities.size() == ports[i].open.size())
-                ports[i].closed.push_back(std::move(interval));
+                interval.quantities.push_back(
+                    {kept_reading(statistics.at(0)), kept_reading(statistics.at(1)), kept_reading(statistics.at(2))});
+            if (interval.quantities.size() != ports[i].open.size())
+                throw JsonError(fmt::format("the state is damaged: expected {} quantities of each interval, found {}",
+                                            ports[i].open.size(), interval.quantities.size()));
+            ports[i].closed.push_back(std::move(interval));
         }
     }
 }

@@ -63,7 +63,7 @@ bool is_supervision_lost(const Simulation &simulation, const SupervisoryHop &hop
 } // namespace
 
 std::string LinePicture::alarm(const std::string &text, const char *colour) const {
-    if (text.empty() || !in_colour_)
+    if (!in_colour_)
         return text;
     return fmt::format("\033[{}m{}\033[0m", colour, text);
 }

@@ -1,13 +1,13 @@
 // How light passes a line. Knows neither nodes nor where settings come from.
 #include "line/simulation.h"
 
+#include "line/kept_number.h"
 #include "line/noise.h"
 #include "seam/json_text.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <utility>
 
 #include <fmt/format.h>
@@ -339,18 +339,6 @@ std::optional<double> number_if_there(const Json &value) {
     return value.is_null() ? std::nullopt : std::optional(value.get<double>());
 }
 
-// A whole number that fits: nlohmann converts every number, with an undefined result where it does not.
-template <class Whole>
-Whole whole_number(const Json &value) {
-    const bool fits = value.is_number_unsigned()  ? std::in_range<Whole>(value.get<std::uint64_t>())
-                      : value.is_number_integer() ? std::in_range<Whole>(value.get<std::int64_t>())
-                                                  : false;
-    if (!fits)
-        throw JsonError(fmt::format("the state is damaged: {}, expected a whole number of at most {}", value.dump(),
-                                    std::numeric_limits<Whole>::max()));
-    return value.get<Whole>();
-}
-
 AmplifierReading amplifier_reading(const Json &from, std::size_t first) {
     const auto next = [&] { return whole_number<int>(from.at(first++)); };
     // In the order of the list.
@@ -421,7 +409,8 @@ void Simulation::restore(std::string_view state) {
             fibres_[i].now = from.at(2);
         }
         const Json &counts = list("channel-counts", line_.directions.size());
-        std::ranges::transform(counts, channel_counts_.begin(), whole_number<unsigned>);
+        std::ranges::transform(counts, channel_counts_.begin(),
+                               [](const Json &count) { return whole_number<unsigned>(count); });
         pulled_ = list("pulled", line_.nodes.size()).get<std::vector<std::vector<bool>>>();
     } catch (const Json::exception &error) {
         throw JsonError(fmt::format("the state is damaged: {}", error.what()));

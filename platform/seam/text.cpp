@@ -25,9 +25,8 @@ struct Utf8Character {
     char32_t value = 0;
 };
 
+// Of a text that is not empty.
 Utf8Character first_character(std::string_view text) noexcept {
-    if (text.empty())
-        return {};
     const auto lead = static_cast<unsigned char>(text[0]);
     if (lead < 0x80)
         return {1, lead};

@@ -89,9 +89,10 @@ std::string reason_of(sqlite3 *connection, int code, const std::string &file) {
     throw SqliteError(fmt::format("{}: {}: {}", file, action, reason_of(connection, code, file)), code);
 }
 
-// A file's name as a URI that is opened for reading only.
+// A file's name as a URI that is opened for reading only. Without a host of its own, it has what stands behind two
+// slashes at the beginning for one.
 std::string read_only_uri(std::string_view file) {
-    std::string uri = "file:";
+    std::string uri = file.starts_with('/') ? "file://" : "file:";
     for (const char c : file) {
         const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
                            std::string_view("/._-").find(c) != std::string_view::npos;

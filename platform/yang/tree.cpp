@@ -30,10 +30,7 @@ class TextStream {
             throw std::bad_alloc();
         static_cast<void>(std::setvbuf(stream_, buffer_.data(), _IOFBF, buffer_.size()));
     }
-    ~TextStream() {
-        if (stream_ != nullptr)
-            static_cast<void>(std::fclose(stream_));
-    }
+    ~TextStream() { static_cast<void>(std::fclose(stream_)); }
     TextStream(const TextStream &) = delete;
     TextStream &operator=(const TextStream &) = delete;
 
@@ -269,8 +266,7 @@ std::string YangTree::print_to_store() const {
 
 std::string leaf_text(const lyd_node &leaf) {
     std::string text = there(lyd_get_value(&leaf));
-    const auto *type = reinterpret_cast<const lyd_node_term &>(leaf).value.realtype;
-    if (type != nullptr && type->basetype == LY_TYPE_IDENT)
+    if (reinterpret_cast<const lyd_node_term &>(leaf).value.realtype->basetype == LY_TYPE_IDENT)
         text.erase(0, text.find(':') + 1);
     return text;
 }

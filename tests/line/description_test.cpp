@@ -74,6 +74,21 @@ TEST(LineDescriptions, RefusalsTellThePlace) {
         EXPECT_THAT(refusal_of([&](Json &line) { line["nodes"][1]["name"] = name; }), HasSubstr("$.nodes[1].name"));
 }
 
+TEST(LineDescriptions, MembersHaveTheirForms) {
+    EXPECT_THAT(refusal_of([](Json &line) { line["name"] = 5; }), HasSubstr("$.name: expected a text, found 5"));
+    EXPECT_THAT(refusal_of([](Json &line) { line["spans"] = 5; }),
+                HasSubstr("$.spans: expected an array of 1 to 1 members, found 5"));
+    EXPECT_THAT(refusal_of([](Json &line) { line["amplifier-types"] = 5; }),
+                HasSubstr("$.amplifier-types: expected an object, found 5"));
+    const Json wrong_pairs[] = {Json(5), Json::array({1}), Json::array({1, 2, 3})};
+    for (const Json &wrong : wrong_pairs) {
+        EXPECT_THAT(refusal_of([&](Json &line) { line["spans"][0]["connector-loss-db"] = wrong; }),
+                    HasSubstr("$.spans[0].connector-loss-db: expected one loss for each end, found "));
+        EXPECT_THAT(refusal_of([&](Json &line) { line["nodes"][0]["slots"][0]["booster"]["gain-range-db"] = wrong; }),
+                    HasSubstr("booster.gain-range-db: expected [lowest, highest], found "));
+    }
+}
+
 // 80 km of 0.2 dB/km and connectors of 1 dB are 17 dB; without connectors, 10 km of 0.25 dB/km are 2.5 dB.
 TEST(LineDescriptions, NoDriftMakesASpanAmplify) {
     const auto short_span = [](const Json &drift) {
@@ -135,6 +150,32 @@ TEST(LineDescriptions, SlotsAndAmplifiersAreChecked) {
                     line["nodes"][0]["slots"].push_back(second);
                 }),
                 HasSubstr("another slot sends east"));
+    EXPECT_THAT(refusal_of([](Json &line) {
+                    Json second = line["nodes"][1]["slots"][0];
+                    second["slot"] = 2;
+                    line["nodes"][1]["slots"].push_back(second);
+                }),
+                HasSubstr("$.nodes[1].slots[1]: another slot receives east, expected one"));
+    EXPECT_THAT(refusal_of([](Json &line) { line["nodes"][1]["slots"][0]["direction"] = "east"; }),
+                HasSubstr("expected \"direction\", or"));
+    EXPECT_THAT(refusal_of([](Json &line) { line["nodes"][1]["slots"][0].erase("receives"); }),
+                HasSubstr("expected the direction that the pre-amplifier receives"));
+    EXPECT_THAT(slot_refusal([](Json &slot) { slot["slot"] = 1.5; }),
+                HasSubstr("$.nodes[0].slots[0].slot: expected a whole number, found 1.5"));
+    EXPECT_THAT(slot_refusal([](Json &slot) { slot["booster"]["gain-db"] = 5; }),
+                HasSubstr("booster.gain-db: expected a gain in the range from 10 to 25, found 5"));
+    EXPECT_THAT(slot_refusal([](Json &slot) { slot["booster"] = 5; }),
+                HasSubstr("$.nodes[0].slots[0].booster: expected an object, found 5"));
+}
+
+TEST(LineDescriptions, AnAmplifiersOwnMembersGoBeforeThoseOfItsType) {
+    Json document = Json::parse(two_nodes());
+    Json &booster = document["nodes"][0]["slots"][0]["booster"];
+    document["amplifier-types"]["usual"] = {{"gain-db", 11}, {"tilt-db", 2}};
+    booster["type"] = "usual";
+    const AmplifierDescription read = read_line(document.dump()).nodes[0].slots[0].booster.value();
+    EXPECT_EQ(read.gain, 20) << "its own";
+    EXPECT_EQ(read.tilt, 2) << "its type's";
 }
 
 // Where each number of a description stands, and what it may be.

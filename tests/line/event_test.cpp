@@ -78,8 +78,26 @@ TEST_F(Events, WhatIsWrongIsToldWithWhatWasExpected) {
     EXPECT_THAT(refusal("add-loss site-1/site-2 nan"), HasSubstr("expected a number from 0 to 60"));
     EXPECT_THAT(refusal("pump-failure site-1 1-PRE 3"), HasSubstr("'1-PRE' is no amplifier"));
     EXPECT_THAT(refusal("pump-failure site-1 0/3-AMP-PRE 3"), HasSubstr("site-1 has no slot 3, expected one of: 1, 2"));
+    EXPECT_THAT(refusal("pump-failure site-1 1/1-AMP-PRE 3"), HasSubstr("'1/1-AMP-PRE' is no amplifier"));
+    EXPECT_THAT(refusal("pump-failure site-1 0/1-AMP-ROW 3"), HasSubstr("'0/1-AMP-ROW' is no amplifier"));
+    EXPECT_THAT(refusal("pump-failure site-1 0/x-AMP-PRE 3"), HasSubstr("'x' is no slot"));
+    EXPECT_THAT(refusal("add-loss site-1/site-2 3x"), HasSubstr("'3x' is no loss in dB"));
+    EXPECT_THAT(refusal("add-loss site-1/site-2 61"), HasSubstr("expected a number from 0 to 60"));
     EXPECT_THAT(refusal("pull terminal-a 2"), HasSubstr("terminal-a has no slot 2"));
     EXPECT_THAT(refusal("channels east 500"), HasSubstr("expected a number from 0 to 192"));
+}
+
+TEST_F(Events, ASlotMayHaveOneAmplifierOnly) {
+    const LineDescription line = read_line(line_tests::two_nodes());
+    EXPECT_TRUE(parse_event(line, "pump-failure a 0/1-AMP-BST 3").booster);
+    for (const auto &[node, amplifier] : {std::pair("a", "0/1-AMP-PRE"), std::pair("b", "0/1-AMP-BST")}) {
+        try {
+            parse_event(line, std::string("pump-failure ") + node + " " + amplifier + " 3");
+            ADD_FAILURE() << amplifier;
+        } catch (const InputError &error) {
+            EXPECT_EQ(error.what(), std::string(node) + " has no amplifier " + amplifier);
+        }
+    }
 }
 
 TEST_F(Events, EachTakesSoManyWords) {

@@ -53,6 +53,12 @@ TEST(History, AnIntervalIsWholeWhenEverySecondWasRead) {
     }
 }
 
+TEST(History, OfNoQuantitiesHasNoIntervals) {
+    PortHistory none(0);
+    EXPECT_FALSE(none.close());
+    EXPECT_TRUE(none.closed.empty());
+}
+
 TEST(History, AnIntervalWithoutReadingsIsAGap) {
     PortHistory history(1);
     history.open[0].add(5);

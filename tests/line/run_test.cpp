@@ -14,6 +14,7 @@
 #include "yang/models.h"
 #include "yang/request_error.h"
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -215,6 +216,99 @@ TEST_F(Lines, ConfigurationActsFromTheNextSecond) {
     EXPECT_EQ(port(native(node("site-2")), "Ots0/1/0/0").at("osri"), true) << "its input is lost";
     EXPECT_EQ(port(native(node("site-2")), "Ots0/1/0/0").at("osri-config-val"), false);
     EXPECT_EQ(run.simulation().channels().back().reading.input, -200 - 1638) << "15.375 km-dB and connectors";
+}
+
+// It gives what it was built with.
+TEST_F(Lines, ANodeMayHaveNoConfiguration) {
+    make(two_nodes());
+    // None at all, and of another interface only.
+    for (const char *running : {"{}", R"({"Korvex-ifmgr-cfg:interface-configurations": {"interface-configuration": [
+            {"active": "act", "interface-name": "Ots0/2/0/0",
+             "Korvex-controller-optics-cfg:optics": {"optics-ots-amplifier-gain": 120}}]}})"}) {
+        {
+            Node opened(node("b"), Node::Access::write);
+            Transaction transaction(opened.database());
+            store_running(opened.database(), native_schema().parse(running, LYD_JSON));
+            transaction.commit();
+        }
+        run_until(1);
+        EXPECT_EQ(port(native(node("b")), "Ots0/1/0/0").at("ampli-gain"), 1700) << running;
+        fs::remove(folder() / line_database_name);
+    }
+}
+
+TEST_F(Lines, ANodeMayHaveNoCards) {
+    Json description = Json::parse(two_nodes());
+    description["nodes"][1]["slots"] = {{{"slot", 2}}};
+    make(description.dump());
+    EXPECT_FALSE(native(node("b")).contains("Korvex-ifmgr-cfg:interface-configurations"));
+    run_until(1);
+    EXPECT_FALSE(native(node("b")).contains("Korvex-controller-orvo8-ots-oper:ots-oper"));
+    EXPECT_EQ(LiveData(node("b")).document(amplifier_module), "{}") << "an empty list is none in a valid document";
+    EXPECT_EQ(port(native(node("a")), "Ots0/1/0/1").at("ampli-gain"), 2000);
+}
+
+TEST_F(Lines, ASeedStaysUntilAnotherIsGiven) {
+    make(two_nodes());
+    run_until(1, {.seed = 4});
+    EXPECT_EQ(LineRun(folder(), {}).simulation().seed(), 4U);
+    EXPECT_EQ(LineRun(folder(), {.seed = 5}).simulation().seed(), 5U);
+}
+
+TEST_F(Lines, GoAtTheirPaceWithoutAnybodyWhoStopsThem) {
+    make(two_nodes());
+    LineRun run(folder(), {});
+    const auto begin = std::chrono::steady_clock::now();
+    run_at_pace(run, {.speed = 20, .until = 3});
+    EXPECT_EQ(run.second(), 3U);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(3 * 50));
+}
+
+// Of a line that another program keeps events for: those were never checked here.
+TEST_F(Lines, AnEventThatIsNoneIsToldAndDropped) {
+    make(two_nodes());
+    LineStore(folder(), false).add_event(std::nullopt, "cut a/z");
+    std::vector<std::string> told;
+    run_until(2, {.tell = [&](const std::string &text) { told.push_back(text); }});
+    EXPECT_THAT(told, testing::ElementsAre(testing::AllOf(testing::StartsWith("second 0: 'cut a/z' is dropped: "),
+                                                          HasSubstr("no node 'z'"))));
+    EXPECT_TRUE(LineStore(folder(), false).events().empty());
+}
+
+TEST_F(Lines, ADescriptionThatWasSpoiltIsNamed) {
+    make(two_nodes());
+    support::write_file(folder() / "line.json", "{}");
+    try {
+        LineRun(folder(), {});
+        ADD_FAILURE() << "it runs";
+    } catch (const JsonError &error) {
+        EXPECT_THAT(error.what(), HasSubstr("line.json: $: the member \"name\" is missing"));
+    }
+}
+
+// Channels that nobody sends to, receive or have been shut.
+TEST_F(Lines, StatesOfSupervisoryChannelsAreTold) {
+    make(two_nodes());
+    const auto state = [&](const char *name) {
+        return native(node(name))
+            .at("Korvex-controller-optics-oper:optics-oper")
+            .at("optics-ports")
+            .at("optics-port")
+            .at(0)
+            .at("optics-info")
+            .at("controller-state");
+    };
+    LineRun run(folder(), {});
+    run.step();
+    EXPECT_EQ(state("a"), "up") << "it sends";
+    EXPECT_EQ(state("b"), "up") << "it receives";
+    LineStore(folder(), false).add_event(std::nullopt, "cut a/b");
+    run.step();
+    EXPECT_EQ(state("a"), "up");
+    EXPECT_EQ(state("b"), "down");
+    configure(node("a"), "Optics0/1/0/4", "optics-transmit-shutdown", Json::array({nullptr}));
+    run.step();
+    EXPECT_EQ(state("a"), "admin-down");
 }
 
 TEST_F(Lines, SettingsThatWaitForHardwareDoNotAct) {
@@ -435,6 +529,7 @@ TEST_F(Lines, DamagedLiveDataBeginAnew) {
     database.replace(header_size, header_size, header_size, '\x7f');
     support::write_file(folder() / line_database_name, database);
     EXPECT_THROW(Node(node("b"), Node::Access::read), NodeError);
+    EXPECT_THROW(LineStore(folder(), false), SqliteError) << "only who runs the line replaces it";
     std::vector<std::string> told;
     run_until(2, {.warn = [&](const std::string &line) { told.push_back(line); }});
     EXPECT_THAT(told, testing::Contains(HasSubstr("node.live was damaged and begins anew")));
@@ -497,6 +592,58 @@ TEST_F(Lines, ADamagedStateIsRefused) {
     EXPECT_THAT(refusal_of_run(), HasSubstr("line.db: the histories are damaged"));
 }
 
+// A count of -1 would be 0 after the next reading, and the average divided by it.
+TEST_F(Lines, DamagedHistoriesAreRefused) {
+    make(two_nodes());
+    run_until(30);
+    const auto kept = [&](std::string_view name) { return Json::parse(LineStore(folder(), false).text(name).value()); };
+    const Json open = kept(open_text), closed = kept(closed_text);
+    const auto refusal_with = [&](std::string_view name, const char *place, const char *number) {
+        Json spoilt = name == open_text ? open : closed;
+        spoilt[Json::json_pointer(place)] = Json::parse(number);
+        LineStore(folder(), false).save({{name, spoilt.dump()}}, {});
+        const std::string refusal = refusal_of_run();
+        LineStore(folder(), false).save({{open_text, open.dump()}, {closed_text, closed.dump()}}, {});
+        return refusal;
+    };
+    for (const char *number : {"-1", "31", "1.5", "1e300", "\"1\""}) {
+        EXPECT_THAT(refusal_with(open_text, "/amplifiers/1/3", number), HasSubstr("a whole number from 0 to 30"));
+        EXPECT_THAT(refusal_with(closed_text, "/channels/0/0/0", number), HasSubstr("a whole number from 0 to 30"));
+    }
+    for (const char *number : {"-1000001", "1000001", "1e300"}) {
+        EXPECT_THAT(refusal_with(open_text, "/channels/0/0", number), HasSubstr("from -1000000 to 1000000"));
+        EXPECT_THAT(refusal_with(open_text, "/channels/0/1", number), HasSubstr("from -1000000 to 1000000"));
+        EXPECT_THAT(refusal_with(closed_text, "/amplifiers/0/0/1/0/2", number), HasSubstr("from -1000000 to 1000000"));
+    }
+    Json short_of_one = closed;
+    short_of_one["channels"][0][0][1].erase(0);
+    LineStore(folder(), false).save({{closed_text, short_of_one.dump()}}, {});
+    EXPECT_THAT(refusal_of_run(), HasSubstr("line.db: the state is damaged: expected 2 quantities of each interval"));
+    EXPECT_THAT(refusal_with(open_text, "/amplifiers/0/2", "30000001"), HasSubstr("from -30000000 to 30000000"));
+    EXPECT_EQ(refusal_with(open_text, "/amplifiers/0/3", "29"), "no refusal");
+}
+
+// As kept by hand: each of the two amplifiers of a slot, and what its record lacks then.
+TEST_F(Lines, AnAmplifiersPartnerMayHaveNoHistory) {
+    make(three_sites());
+    run_until(30);
+    const Json closed = Json::parse(LineStore(folder(), false).text(closed_text).value());
+    const LineDescription line = line_of_folder(folder());
+    const Simulation simulation(line, 1);
+    for (const bool booster : {false, true}) {
+        Json without = closed;
+        without["amplifiers"][amplifier_at(simulation, "site-2", 1, booster)] = Json::array();
+        LineStore(folder(), false).save({{closed_text, without.dump()}}, {});
+        LineRun(folder(), {}).step();
+        const auto latest = record(node("site-2"), history_bind_point,
+                                   fmt::format("Ots0_1_0_{}/30sec/optics/1/timeline_rev/0x1", booster ? 1 : 0));
+        ASSERT_TRUE(latest);
+        EXPECT_TRUE(texts(*latest, "OPT").empty()) << booster;
+        EXPECT_FALSE(texts(*latest, "OPR").empty()) << booster;
+        EXPECT_THAT(intervals(native(node("site-2")), booster ? "Ots0/1/0/1" : "Ots0/1/0/0"), testing::IsEmpty());
+    }
+}
+
 // Whatever it holds, it is not this program's to delete.
 TEST_F(Lines, ADatabaseOfAnotherProgramIsRefusedAndLeftAsItIs) {
     make(two_nodes());
@@ -510,6 +657,11 @@ TEST_F(Lines, ADatabaseOfAnotherProgramIsRefusedAndLeftAsItIs) {
     support::write_file(file, "no database");
     EXPECT_THROW(LineRun(folder(), {}), LineError);
     EXPECT_EQ(support::read_file(file), "no database");
+    // What cannot be opened is not damaged.
+    fs::remove(file);
+    fs::create_directory(file);
+    EXPECT_THROW(LineRun(folder(), {}), SqliteError);
+    EXPECT_TRUE(fs::is_directory(file));
 }
 
 TEST_F(Lines, RecordsThatAreMeasuredCannotBeWritten) {

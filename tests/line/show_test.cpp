@@ -58,6 +58,49 @@ TEST(LinePictures, TroublesAreTold) {
     EXPECT_THAT(plain.text(simulation), HasSubstr("  pump failure, 60.0 dB, dark\n"));
 }
 
+TEST(LinePictures, AnAmplifierThatDoesNotGiveWhatIsSetIsTold) {
+    const LineDescription line = read_line(two_nodes());
+    Simulation simulation(line, 1);
+    const LinePicture picture(line, false);
+    const std::size_t booster = amplifier_at(simulation, "a", 1, true);
+    run(simulation, 1);
+    set_gain(simulation, booster, 25);
+    run(simulation, 1);
+    EXPECT_THAT(picture.text(simulation), HasSubstr("  gain moves\n"));
+    run(simulation, 9);
+    EXPECT_THAT(picture.text(simulation), HasSubstr("  output limited\n"));
+    AmplifierSettings settings = simulation.amplifiers()[booster].settings;
+    settings.shut = true;
+    simulation.configure_amplifier(booster, settings);
+    run(simulation, 1);
+    EXPECT_THAT(picture.text(simulation), HasSubstr("  shut by configuration\n"));
+    EXPECT_THAT(picture.svg(simulation), testing::ContainsRegex("fill=\"#c00\">25.0 / 0.00<"));
+}
+
+// At either end of the span.
+TEST(LinePictures, ASpanMayHaveNoSupervisoryChannel) {
+    for (const int node : {0, 1}) {
+        nlohmann::json document = nlohmann::json::parse(two_nodes());
+        document["nodes"][node]["slots"][0].erase("supervisory-power-dbm");
+        const LineDescription line = read_line(document.dump());
+        Simulation simulation(line, 1);
+        run(simulation, 1);
+        const LinePicture picture(line, false);
+        EXPECT_THAT(picture.text(simulation), HasSubstr("    | 80.0 km, 17.00 dB\n")) << node;
+        EXPECT_THAT(picture.svg(simulation), Not(HasSubstr("stroke-dasharray"))) << node;
+        EXPECT_EQ(reading(simulation, "b", 1, false).total_input, reading(simulation, "b", 1, false).input) << node;
+    }
+}
+
+TEST(LinePictures, NamesDoNotBreakTheDiagram) {
+    nlohmann::json document = nlohmann::json::parse(two_nodes());
+    document["name"] = "a < b & c > d";
+    const LineDescription line = read_line(document.dump());
+    Simulation simulation(line, 1);
+    run(simulation, 1);
+    EXPECT_THAT(LinePicture(line, false).svg(simulation), HasSubstr(">a &lt; b &amp; c &gt; d: power along the line"));
+}
+
 TEST(LinePictures, AnAmplifierThatReceivesMoreThanItCanSendIsTold) {
     nlohmann::json document = nlohmann::json::parse(two_nodes());
     document["nodes"][0]["slots"][0]["booster"]["maximum-output-dbm"] = 3; // 3.02 dBm come in

@@ -160,6 +160,21 @@ TEST_F(TwoNodes, TheExtendedRangeIsTakenUpAtTheNextStart) {
     EXPECT_EQ(pre().gain, 3000);
 }
 
+// The booster has none.
+TEST_F(TwoNodes, AnExtendedRangeThatWasNotBuiltIsTheNormalOne) {
+    happen(simulation_, "channels east 1");
+    for (const bool shut : {true, false}) {
+        change(booster_index(), [&](AmplifierSettings &settings) {
+            settings.shut = shut;
+            settings.extended_range = true;
+            settings.gain = 30;
+        });
+        run(simulation_, shut ? 1 : 20);
+    }
+    EXPECT_TRUE(simulation_.amplifiers()[booster_index()].extended_range);
+    EXPECT_EQ(booster().gain, 2500);
+}
+
 TEST_F(TwoNodes, ACutIsSeenWithinASecondAndAfterRepairAllComesBack) {
     run(simulation_, 5);
     happen(simulation_, "cut a/b");
@@ -307,6 +322,14 @@ TEST(ThreeSites, RaisingOneGainRaisesEveryPowerBehindUntilSaturation) {
     EXPECT_LT(reading(after, "site-1", 1, false).gain, 2600);
 }
 
+TEST(ThreeSites, APumpFailsInItsSlotAlone) {
+    const LineDescription line = read_line(three_sites());
+    Simulation simulation(line, 1);
+    happen(simulation, "pump-failure site-2 0/2-AMP-BST 3");
+    for (std::size_t i = 0; i < simulation.amplifiers().size(); ++i)
+        EXPECT_EQ(simulation.amplifiers()[i].pump_loss, i == amplifier_at(simulation, "site-2", 2, true) ? 3 : 0) << i;
+}
+
 TEST(ThreeSites, ACutShutsAllBehindItWithinASecondAndNoOther) {
     const LineDescription line = read_line(three_sites());
     Simulation simulation(line, 3);
@@ -378,6 +401,8 @@ TEST(Determinism, AStateOfAnotherLineIsRefused) {
         nlohmann::json state = nlohmann::json::parse(simulation.state());
         state[list].push_back(state[list][0]);
         EXPECT_THROW(simulation.restore(state.dump()), JsonError) << list;
+        state[list] = 5;
+        EXPECT_THROW(simulation.restore(state.dump()), JsonError) << list;
     }
     const auto told = [&](const nlohmann::json &state) {
         try {
@@ -393,10 +418,17 @@ TEST(Determinism, AStateOfAnotherLineIsRefused) {
         for (const char *number : {"1.5", "1e300", "-99999999999", "18446744073709551616"}) {
             nlohmann::json other = whole;
             other[nlohmann::json::json_pointer(place)] = nlohmann::json::parse(number);
-            EXPECT_THAT(told(other), testing::HasSubstr("expected a whole number of at most"))
-                << place << ' ' << number;
+            EXPECT_THAT(told(other), testing::HasSubstr("expected a whole number from")) << place << ' ' << number;
         }
     }
+    // One number is no list of one.
+    Simulation other(small, 1);
+    nlohmann::json no_list = nlohmann::json::parse(other.state());
+    no_list["channel-counts"] = 5;
+    EXPECT_THROW(other.restore(no_list.dump()), JsonError);
+    nlohmann::json more_slots = whole;
+    more_slots["pulled"][1].push_back(false);
+    EXPECT_THAT(told(more_slots), testing::HasSubstr("the state is damaged: expected 2 slots of site-1"));
     EXPECT_THROW(simulation.restore("{"), JsonError);
     EXPECT_THROW(simulation.restore("{}"), JsonError);
     for (const char *member : {"channel-counts", "pulled"}) {

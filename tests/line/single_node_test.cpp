@@ -6,8 +6,10 @@
 #include "line/node_data.h"
 #include "line/run.h"
 #include "line/single_node.h"
+#include "node/native_data.h"
 #include "node/node.h"
 #include "support/files.h"
+#include "yang/models.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -64,6 +66,28 @@ TEST_F(SingleNodes, SettingsThatWaitForHardwareAreNotTaken) {
     configure(node(), "Ots0/1/0/0", "optics-ots-amplifier-gain", 194);
     configure_ahead(node(), "Ots0/1/0/0", "optics-ots-amplifier-gain", 250, Place::last);
     EXPECT_DOUBLE_EQ(line_of_folder(line_of_node(node())).nodes[0].slots[0].pre_amplifier->gain, 19.4);
+}
+
+// The power in lanes, else that of all light, else darkness; no gain, no configuration.
+TEST_F(SingleNodes, WhatTheNodeDoesNotTellHasItsValue) {
+    const fs::path bare = temporary_.path() / "bare";
+    Node::init_with(bare, [](Database &database) {
+        constexpr const char *ports = R"({"Korvex-controller-orvo8-ots-oper:ots-oper": {"ots-ports": {"ots-port": [
+            {"name": "Ots0/1/0/0", "ots-info": {"total-rx-power": -1200}},
+            {"name": "Ots0/2/0/0", "ots-info": {"total-rx-power": -900, "lane-data": [{"transmit-power": 500}]}},
+            {"name": "Ots0/3/0/1"}]}}})";
+        store_operational(database, amplifier_module, native_schema().parse(ports, LYD_JSON));
+        store_running(database, native_schema().parse("{}", LYD_JSON));
+    });
+    const LineDescription line = line_of_folder(line_of_node(bare));
+    ASSERT_EQ(line.directions.size(), 3U);
+    EXPECT_DOUBLE_EQ(line.directions[0].channel_power, -12);
+    EXPECT_DOUBLE_EQ(line.directions[1].channel_power, -9);
+    EXPECT_DOUBLE_EQ(line.directions[2].channel_power, darkness);
+    EXPECT_EQ(line.nodes[0].slots[0].pre_amplifier->gain, 0);
+    EXPECT_EQ(line.nodes[0].slots[2].booster->tilt, 0);
+    EXPECT_FALSE(line.nodes[0].slots[2].pre_amplifier);
+    EXPECT_FALSE(line.nodes[0].slots[2].supervisory_power);
 }
 
 TEST_F(SingleNodes, InventoryAndConfigurationStayTheNodesOwn) {
@@ -150,6 +174,11 @@ TEST_F(SingleNodes, NodesOfALineAndThoseWithoutAmplifiersAreRefused) {
     Node::init_with(bare, [](Database &) {});
     EXPECT_THAT([&] { line_of_node(bare); }, ThrowsMessage<LineError>(HasSubstr("no amplifiers")));
     EXPECT_FALSE(fs::exists(bare / "live"));
+    for (const char *document : {"{}", R"({"Korvex-controller-orvo8-ots-oper:ots-oper":{}})"}) {
+        fs::remove_all(bare);
+        Node::init_with(bare, [&](Database &database) { store_document(database, amplifier_module, document); });
+        EXPECT_THAT([&] { line_of_node(bare); }, ThrowsMessage<LineError>(HasSubstr("no amplifiers"))) << document;
+    }
     EXPECT_THROW(line_of_node(temporary_.path()), NodeError);
 }
 

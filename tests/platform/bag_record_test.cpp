@@ -279,6 +279,19 @@ TEST(BagRecord, AWrongHeaderIsNamedWithItsOffset) {
     EXPECT_EQ(ocamp::decode_bag(ocamp::encode_bag(longest)).name, longest.name);
 }
 
+TEST(BagRecord, ARecordIsNotReadOnBehindItsEnd) {
+    const Bytes bytes = ocamp::encode_bag({"r", 1, 0, {}});
+    ocamp::BagReader reader(bytes);
+    EXPECT_EQ(reader.next().type, BagType::end);
+    EXPECT_TRUE(reader.ended());
+    try {
+        reader.next();
+        ADD_FAILURE() << "read on";
+    } catch (const ocamp::BagError &error) {
+        EXPECT_STREQ(error.what(), "read on behind the end token");
+    }
+}
+
 TEST(BagRecord, NestingIsBounded) {
     const BagRecord deepest = record_of({nested_structures(ocamp::bag_nesting_limit)});
     EXPECT_EQ(ocamp::decode_bag(ocamp::encode_bag(deepest)), deepest);

@@ -61,6 +61,9 @@ TEST(DocumentDepth, XmlMayBe200LevelsDeep) {
     };
     EXPECT_EQ(document_refusal(nested(200)), "");
     EXPECT_EQ(document_refusal(nested(201)), "nested more than 200 levels deep, expected at most 200");
+    // The parser tells of the end of an empty element also when its beginning was refused.
+    EXPECT_EQ(document_refusal("<a xmlns=\"urn:a\">" + repeated("<a>", 199) + "<b/>" + repeated("</a>", 200)),
+              "nested more than 200 levels deep, expected at most 200");
 }
 
 TEST(DocumentDepth, SiblingsAndEmptyElementsDoNotAddUp) {
@@ -138,8 +141,12 @@ TEST(DocumentStart, XmlDeclarationSaysVersionOneAndUtf8) {
         {"<?xml version='1.0' encoding='UTF-16'?>", "encoding 'UTF-16', expected 'UTF-8'"},
         {"<?xml version='1.0' encoding='utf-88'?>", "encoding 'utf-88', expected 'UTF-8'"},
         {"<?xml version='1.0' encoding='ascii'?>", "encoding 'ascii', expected 'UTF-8'"},
+        {"<?xml version='1.0' encoding='ATF-8'?>", "encoding 'ATF-8', expected 'UTF-8'"},
+        {"<?xml version='1.0' encoding='U1F-8'?>", "encoding 'U1F-8', expected 'UTF-8'"},
+        {"<?xml version='1.0' encoding='u_f-8'?>", "encoding 'u_f-8', expected 'UTF-8'"},
         {"<?xml version='9.9'?>", "XML version '9.9', expected '1.0'"},
         {"<?xml version='1.'?>", "XML version '1.', expected '1.0'"},
+        {"<?xml version='1.x'?>", "XML version '1.x', expected '1.0'"},
         {"<?xml nonsense ?>", "not well-formed XML: line 1: XML declaration not well-formed"},
         {"<?xml encoding='UTF-8'?>", "not well-formed XML: line 1: XML declaration not well-formed"},
         {"<?xml?>", "not well-formed XML"},

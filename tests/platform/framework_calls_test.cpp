@@ -157,6 +157,7 @@ TEST_F(SeamCalls, CurrentListIsTheOneJustEntered) {
 }
 
 TEST_F(SeamCalls, ListNeedNotBeEnteredInAWalkOfEverything) {
+    EXPECT_EQ(yfw_map_update_current_list_node(ctx, list_path), CERR_SUCCESS) << "nor anything else";
     ASSERT_EQ(yfw_map_add_to_node_hierarchy(ctx, root(), 1), CERR_SUCCESS);
     EXPECT_EQ(yfw_map_update_current_list_node(ctx, list_path), CERR_SUCCESS);
 }
@@ -177,6 +178,42 @@ TEST_F(SeamCalls, KeyMustNotDifferFromTheLeafItRefersTo) {
     EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", &wrong_key, out), CERR_SUCCESS);
     EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, nullptr, key, out), rc_invalid_argument);
     EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", nullptr, out), rc_invalid_argument);
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, nullptr, "config", key, out), rc_invalid_argument);
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", key, nullptr), rc_invalid_argument);
+}
+
+// As a plug-in may hand them over: of no request, and without what nodes of requests have.
+TEST_F(SeamCalls, NodesMayLackTagsAndChildren) {
+    char text[] = "0/1-AMP-PRE", other[] = "0/1-AMP-BST";
+    std::array<yfw_datatree, 2> leaves{}, children{};
+    leaves[1].tag = "name";
+    leaves[1].value = other;
+    children[1].tag = "config";
+    children[1].children = leaves.data();
+    children[1].child_count = leaves.size();
+    yfw_datatree strange = {};
+    strange.tag = "amplifier";
+    strange.children = children.data();
+    strange.child_count = children.size();
+    ASSERT_EQ(yfw_map_add_to_node_hierarchy(ctx, &strange, 2), CERR_SUCCESS);
+    yfw_datatree key = {};
+    key.value = text;
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", &key, run.output()), CERR_SUCCESS) << "of no leaf";
+    key.tag = "name";
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", &key, run.output()), rc_leafref_mismatch);
+    leaves[1].value = nullptr;
+    EXPECT_EQ(yfw_map_check_oc_leafref(ctx, list_path, "config", &key, run.output()), CERR_SUCCESS);
+
+    const char *found = nullptr;
+    children[1].tag = "name";
+    children[1].value = text;
+    EXPECT_EQ(yfw_map_get_node_info(ctx, &strange, list_path, "name", &found), CERR_SUCCESS);
+    EXPECT_STREQ(found, text);
+    strange.children = nullptr;
+    EXPECT_EQ(yfw_map_get_node_info(ctx, &strange, list_path, "name", &found), CERR_SUCCESS);
+    EXPECT_EQ(found, nullptr);
+    strange.tag = nullptr;
+    EXPECT_EQ(yfw_map_get_node_info(ctx, &strange, list_path, "name", &found), rc_unknown_path);
 }
 
 TEST_F(SeamCalls, EntriesAreStacked) {
@@ -204,6 +241,27 @@ TEST_F(SeamCalls, WritesKeepTheirOrderAndTheirSource) {
     EXPECT_EQ(run.writes()[1].operation, YFW_OP_MERGE);
     EXPECT_EQ(run.writes()[1].source_path,
               "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/config/target-gain");
+}
+
+TEST_F(SeamCalls, ASourceOfARunWithoutRequestHasNoPath) {
+    MappingRun bare(YFW_KIND_GET, std::nullopt);
+    ASSERT_EQ(yfw_map_datatree_add_path_flagged(bare.context(), bare.output(), "/l", "urn:n", "v", gain(), 0, 0, 0),
+              CERR_SUCCESS);
+    EXPECT_EQ(bare.writes()[0].source_path, "");
+    EXPECT_EQ(bare.writes()[0].source_value, "15.5");
+}
+
+TEST_F(SeamCalls, AWriteThatLeadsNowhereIsToldInTheDebugLog) {
+    const support::TemporaryFolder folder;
+    const std::string file = (folder.path() / "debug").string();
+    {
+        const LogSession session({.debug_log = file, .level = log_errors, .trace = {}});
+        EXPECT_EQ(write("amplifier/name", "x"), CERR_SUCCESS);
+        EXPECT_EQ(write("/amplifier/name", "x"), CERR_SUCCESS);
+    }
+    EXPECT_EQ(support::read_file(file), "ERR: platform: yfw_map_datatree_add_path_flagged: no absolute path, the write "
+                                        "leads nowhere\n");
+    EXPECT_EQ(run.writes().size(), 2U) << "what is made of it is for others to say";
 }
 
 TEST_F(SeamCalls, OperationIsThatOfTheSourceWhenTheWriteWasMade) {
@@ -257,6 +315,10 @@ TEST_F(SeamCalls, FindOrAddRefusesMisuse) {
     EXPECT_EQ(yfw_map_search_or_add_list(ctx, nullptr, plist, list_path, "k", "name", "n"), rc_invalid_argument);
     EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, list_path, nullptr, "name", "n"),
               rc_invalid_argument);
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, nullptr, "k", "name", "n"), rc_invalid_argument);
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, list_path, "k", nullptr, "n"), rc_invalid_argument);
+    EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, list_path, "k", "name", nullptr),
+              rc_invalid_argument);
     EXPECT_EQ(yfw_map_search_or_add_list(ctx, run.output(), plist, "amplifier", "k", "name", "n"), rc_unknown_path);
 }
 
@@ -269,6 +331,8 @@ TEST_F(SeamCalls, NodeInfoGivesTheKeyOrNothing) {
     EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), "/x/y", "name", &key), rc_unknown_path);
     EXPECT_EQ(yfw_map_get_node_info(ctx, nullptr, list_path, "name", &key), rc_invalid_argument);
     EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), list_path, "name", nullptr), rc_invalid_argument);
+    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), nullptr, "name", &key), rc_invalid_argument);
+    EXPECT_EQ(yfw_map_get_node_info(ctx, entry(), list_path, nullptr, &key), rc_invalid_argument);
 }
 
 TEST_F(SeamCalls, OutputListCountsEachEntryOnce) {
@@ -300,6 +364,32 @@ TEST_F(SeamCalls, ErrorPathIsTheLevelAndTheTagThatFailed) {
 
 TEST_F(SeamCalls, ErrorThatNobodyPlacedIsThatOfTheWholeRequest) {
     EXPECT_EQ(run.error_path(), "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']");
+}
+
+TEST_F(SeamCalls, ErrorPathWithoutTagIsTheLevel) {
+    enter_entry();
+    yfw_oc_error_path(ctx);
+    const std::string level = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']";
+    EXPECT_EQ(run.error_path(), level);
+    ctx->req_ctx->error_path = yfw_strdup("", "YFW MAP");
+    EXPECT_EQ(run.error_path(), level);
+}
+
+TEST_F(SeamCalls, ErrorAtNoLevelOfTheRequestIsThatOfWhatTheRequestIsAbout) {
+    yfw_oc_error_path(ctx);
+    EXPECT_EQ(run.error_path(), "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']");
+    const yfw_datatree of_no_request = {};
+    for (std::optional<RequestNode> request :
+         {std::optional<RequestNode>(), std::optional(RequestNode{.tag = "leaf", .ns = "urn:m", .value = "1"}),
+          std::optional(RequestNode{.tag = "leaf",
+          .ns = "urn:m",
+          .operation = YFW_OP_DELETE,
+          .children = {{.tag = "inner", .ns = "urn:m"}}})}) {
+        MappingRun other(YFW_KIND_EDIT, request);
+        ASSERT_EQ(yfw_map_add_to_node_hierarchy(other.context(), &of_no_request, 1), CERR_SUCCESS);
+        yfw_oc_error_path(other.context());
+        EXPECT_EQ(other.error_path(), request ? "/leaf" : "");
+    }
 }
 
 TEST_F(SeamCalls, NextWalkBeginsWithoutWhatTheLastOneLeft) {
@@ -504,6 +594,15 @@ std::vector<std::string> refusals(Calls calls) {
     calls();
     set_refusal_writer(nullptr);
     return told;
+}
+
+TEST(TextCalls, RoomOfNoBytesIsToldFromATextWithoutEnd) {
+    char text[2] = {'a', 'b'};
+    EXPECT_THAT(refusals([&] {
+                    yfw_strcat_s("caller", text, 0, "x");
+                    yfw_strcat_s("caller", text, sizeof text, "x");
+                }),
+                testing::ElementsAre("a text to append or room for it is missing", "the text to append to has no end"));
 }
 
 TEST_F(SeamCalls, RefusalsOfAWalkSayWhatIsWrong) {

@@ -3,8 +3,10 @@
 #include "framework/provenance.h"
 #include "framework/request_tree.h"
 #include "seam/path_text.h"
+#include "sysdb/bag_record.h"
 
-#include <cstring>
+#include <algorithm>
+#include <array>
 
 #include <gmock/gmock.h>
 
@@ -85,6 +87,28 @@ TEST(RequestTree, TextTakesWhatComesFromOutside) {
     std::string line;
     append_node_text(line, nullptr);
     EXPECT_EQ(line, "NULL");
+    char value[] = "v";
+    std::array<yfw_datatree, 3> keys{};
+    for (yfw_datatree &key : keys)
+        key.node_flags = YFW_NODE_KEY;
+    keys[0].value = value; // without tag
+    keys[1].tag = "unnamed";
+    keys[2].tag = "name";
+    keys[2].value = value;
+    bare.tag = "entry";
+    bare.children = keys.data();
+    line.clear();
+    append_node_text(line, &bare);
+    EXPECT_EQ(line, "<entry name=\"v\">");
+}
+
+TEST(RequestTree, TextShows64LevelsAtMost) {
+    RequestNode request = leaf("deepest");
+    for (int level = 1; level < 70; ++level)
+        request = node("n", {request});
+    const std::string text = tree_text(*DataTree(request).root());
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 64);
+    EXPECT_THAT(text, testing::Not(testing::HasSubstr("deepest")));
 }
 
 TEST(PathText, StepsAreTagsWithoutPrefixes) {
@@ -96,6 +120,7 @@ TEST(PathText, StepsAreTagsWithoutPrefixes) {
     EXPECT_THAT(path_steps("/a:b:c/d"), ElementsAre("b:c", "d"));
     EXPECT_EQ(last_step("/a/x:b"), "b");
     EXPECT_EQ(last_step("/a/"), "");
+    EXPECT_EQ(last_step("x:b"), "b");
     EXPECT_EQ(step_with_key("port", "name", "it's"), "port[name=\"it's\"]");
 }
 
@@ -109,6 +134,7 @@ TEST(PathText, LeadsSomewhereWhenNoStepIsEmpty) {
 TEST(PathText, KeysInQuotesHoldWhatEndsThemOutside) {
     EXPECT_EQ(without_modules("/m:a/b[n:name='x]/m:y']/m:c"), "/a/b[n:name='x]/m:y']/c");
     EXPECT_EQ(without_keys("/m:a/b[n:name='x]/m:y']/m:c"), "/m:a/b/m:c");
+    EXPECT_EQ(without_keys("/m:a/b[n:name=\"it's]/m:y\"]/m:c"), "/m:a/b/m:c");
 }
 
 TEST(PathText, StepsAreTakenOneByOne) {
@@ -134,6 +160,103 @@ TEST(Provenance, ANodesTextIsItsSourceAlsoWhereARecordHoldsTheSame) {
     ASSERT_THAT(trace[1].writes, testing::SizeIs(2));
     EXPECT_EQ(trace[1].writes[0].source, TracedWrite::Source::node);
     EXPECT_EQ(trace[1].writes[1].source, TracedWrite::Source::database);
+}
+
+// A plug-in may look into records that it asked nobody for, or step through one while it looks for another.
+TEST(Provenance, WhatBelongsToNoLookIsLeftOut) {
+    WalkTrace trace;
+    ProvenanceRecorder recorder(trace, nullptr);
+    recorder.on_record("record");
+    recorder.on_token({.kind = SeenToken::Kind::value, .name = "Power", .text = "5"});
+    recorder.on_listed("name");
+    ASSERT_THAT(trace, testing::SizeIs(1));
+    EXPECT_THAT(trace[0].looks, IsEmpty());
+    recorder.on_item("/oper/", "item", CERR_SUCCESS, "");
+    recorder.on_listed("name");
+    recorder.on_token({.kind = SeenToken::Kind::closes, .name = "", .text = ""});
+    ASSERT_THAT(trace[0].looks, testing::SizeIs(1));
+    EXPECT_EQ(trace[0].looks[0].element, "");
+    EXPECT_EQ(trace[0].looks[0].result, DatabaseLook::Result::found);
+}
+
+TEST(Provenance, ElementsOfUnnamedStructuresGoByWhatIsNamed) {
+    WalkTrace trace;
+    ProvenanceRecorder recorder(trace, nullptr);
+    recorder.on_item("/oper/", "item", CERR_SUCCESS, "");
+    recorder.on_token({.kind = SeenToken::Kind::opens, .name = "Lanes", .text = ""});
+    recorder.on_token({.kind = SeenToken::Kind::opens, .name = "", .text = ""});
+    recorder.on_token({.kind = SeenToken::Kind::value, .name = "Power", .text = "5"});
+    EXPECT_EQ(trace[0].looks[0].element, "Lanes.Power");
+    EXPECT_EQ(trace[0].looks[0].text, "5");
+}
+
+// What is written from a copy of `from` into a buffer, by a caller that may have no name.
+TracedWrite written_from(const std::string &record, const char *caller, const std::string &from) {
+    WalkTrace trace;
+    ProvenanceRecorder recorder(trace, nullptr);
+    recorder.on_item("/oper/", "item", CERR_SUCCESS, "");
+    recorder.on_token({.kind = SeenToken::Kind::value, .name = "Text", .text = record});
+    char copy[200];
+    recorder.on_copy(caller, copy, sizeof copy, from.c_str());
+    recorder.on_write(0, "/leaf", copy);
+    return trace.at(0).writes.at(0);
+}
+
+// The plug-in's buffers hold 199 bytes.
+TEST(Provenance, ACopyThatWasCutIsOneAllTheSame) {
+    const std::string text = std::string(150, 'a') + std::string(150, 'b');
+    EXPECT_EQ(written_from(text, "converter", text.substr(0, 199)).source, TracedWrite::Source::database);
+    EXPECT_EQ(written_from(text, "converter", text.substr(0, 198)).source, TracedWrite::Source::converter);
+    EXPECT_EQ(written_from(text, "converter", text.substr(1, 199)).source, TracedWrite::Source::converter);
+    EXPECT_EQ(written_from("5", "converter", "5").converter, "converter");
+    EXPECT_EQ(written_from("5", nullptr, "5").converter, "");
+}
+
+TEST(Provenance, NodesWithoutTextAreNoSource) {
+    DataTree native(node("port", {leaf("name", std::nullopt, true)}));
+    WalkTrace trace;
+    ProvenanceRecorder recorder(trace, &native);
+    recorder.on_match(native.root()->tag);
+    EXPECT_EQ(trace.at(1).path, "/port") << "its key has no value";
+    char text[] = "5", copy[8];
+    recorder.on_copy("converter", copy, sizeof copy, text);
+    native.root()->value = text; // as a walker may
+    recorder.on_copy("converter", copy, sizeof copy, text);
+    recorder.on_write(0, "/leaf", copy);
+    native.root()->value = nullptr;
+    EXPECT_EQ(trace.at(1).writes.at(0).source, TracedWrite::Source::converter);
+}
+
+// What is read of a record while a listing is the last look is not taken for a text of the listing.
+TEST(Provenance, AListingHasNoText) {
+    WalkTrace trace;
+    ProvenanceRecorder recorder(trace, nullptr);
+    recorder.on_listing("/oper/", "");
+    recorder.on_token({.kind = SeenToken::Kind::value, .name = "Text", .text = "5"});
+    char copy[8];
+    recorder.on_copy("converter", copy, sizeof copy, "5");
+    recorder.on_write(0, "/leaf", copy);
+    EXPECT_EQ(trace.at(0).writes.at(0).source, TracedWrite::Source::converter);
+}
+
+TEST(Provenance, ValuesOfRecordsAreTextsAsThePluginWritesThem) {
+    const std::vector<std::uint8_t> bag = encode_bag({"record",
+                                                      1,
+                                                      0,
+                                                      {{BagType::boolean, "On", true, {}},
+                                                       {BagType::boolean, "Off", false, {}},
+                                                       {BagType::ipv4, "Address", std::uint64_t{0xc0000201}, {}}}});
+    WalkTrace trace;
+    ProvenanceRecorder recorder(trace, nullptr);
+    recorder.on_item("/oper/", "item", CERR_SUCCESS, "");
+    bag_walk_td walk = {};
+    ASSERT_EQ(bag_generic_init(bag.data(), static_cast<std::uint32_t>(bag.size()), &walk), CERR_SUCCESS);
+    std::vector<std::string> texts;
+    bag_token_td token = {};
+    while (bag_generic_token(&walk, &token) == CERR_SUCCESS && token.type != BAG_TOKEN_END)
+        texts.push_back(trace.at(0).looks.at(0).text.value_or("none"));
+    bag_generic_destroy(&walk);
+    EXPECT_THAT(texts, ElementsAre("TRUE", "FALSE", "192.0.2.1"));
 }
 
 TEST(OutputTree, GroupsOfWritesGoOnAfterOthers) {
@@ -207,6 +330,23 @@ TEST(OutputTree, EntryFoundByItsKeyIsFilledAgain) {
                                                        "    <more> \"2\"\n"
                                                        "  <e>\n"
                                                        "    <name> \"b\"\n");
+}
+
+TEST(OutputTree, EntriesWithoutTheKeyAreNotFoundByIt) {
+    const std::vector<Write> writes{
+        {.path = "/l/e", .ns = "n", .opens_list = true}, {.path = "/l/e/leaf", .ns = "n", .value = "1"},
+        {.path = "/l/e", .ns = "n", .opens_list = true}, {.path = "/l/e/name", .ns = "n"},
+        {.path = "/l/x", .ns = "n", .value = "2"},       {.path = "/l/e", .ns = "n", .value = "a", .key_name = "name"},
+        {.path = "/l/e/leaf", .ns = "n", .value = "3"}};
+    EXPECT_EQ(output_text(OutputTree(writes).roots()), "<l>\n"
+                                                       "  <e>\n"
+                                                       "    <leaf> \"1\"\n"
+                                                       "  <e>\n"
+                                                       "    <name>\n"
+                                                       "  <x> \"2\"\n"
+                                                       "  <e>\n"
+                                                       "    <name> \"a\"\n"
+                                                       "    <leaf> \"3\"\n");
 }
 
 TEST(OutputTree, EntryFoundByItsKeyIsTheOnlyOneThatIsOpen) {

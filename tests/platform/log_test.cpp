@@ -83,6 +83,20 @@ TEST_F(DebugLogFile, MessagesAreFormattedOneALine) {
     EXPECT_EQ(content(path("debug")), "ERR: YFW: ctx=(nil),rc 7\nsecond\n");
 }
 
+// The "C" locale has no such character.
+TEST_F(DebugLogFile, AMessageThatCannotBeFormattedIsTold) {
+    ocamp::DebugLog log(path("debug"), 3);
+    log_message(log.handle(), "name %ls", L"\u4e2d");
+    log_message(log.handle(), "name %ls", L"x");
+    EXPECT_EQ(content(path("debug")), "ERR: platform: a message could not be formatted\nname x\n");
+}
+
+TEST_F(DebugLogFile, TakesNoLevelBelowErrors) {
+    const ocamp::DebugLog log(path("debug"), 3);
+    EXPECT_TRUE(log.takes(ocamp::log_errors));
+    EXPECT_FALSE(log.takes(ocamp::log_errors - 1));
+}
+
 TEST_F(DebugLogFile, AValueCannotForgeALine) {
     ocamp::DebugLog log(path("debug"), 3);
     log_message(log.handle(), "name %s", "x\nERR: YFW: forged\r\n\x1b[2J\\n\t");

@@ -34,13 +34,13 @@ std::vector<std::string> texts(const std::vector<RequestNode> &requests) {
 TEST(ClientDocument, XmlKeepsNamesNamespacesValuesAndOperations) {
     const auto nodes = read_document("<?xml version=\"1.0\"?>\n<a xmlns=\"urn:a\" "
                                      "xmlns:nc=\"urn:ietf:params:xml:ns:netconf:base:1.0\" nc:operation=\"replace\" "
-                                     "kind=\"x\"><b> 1 </b><c xmlns=\"urn:c\"/></a>",
+                                     "kind=\"x\" nc:select=\"y\"><b> 1 </b><c xmlns=\"urn:c\"/></a>",
                                      DocumentFormat::xml, openconfig_schema());
     ASSERT_EQ(nodes.size(), 1U);
     EXPECT_EQ(nodes[0].name, "a");
     EXPECT_EQ(nodes[0].module, "urn:a");
     EXPECT_EQ(nodes[0].operation, "replace");
-    EXPECT_THAT(nodes[0].attributes, ElementsAre("kind=x"));
+    EXPECT_THAT(nodes[0].attributes, ElementsAre("kind=x", "select=y"));
     ASSERT_EQ(nodes[0].children.size(), 2U);
     EXPECT_EQ(nodes[0].children[0].value, " 1 ");
     EXPECT_EQ(nodes[0].children[1].module, "urn:c");
@@ -52,6 +52,14 @@ TEST(ClientDocument, XmlMayLeaveNamespacesOutAndHaveSeveralRoots) {
     ASSERT_EQ(nodes.size(), 2U);
     EXPECT_EQ(nodes[1].children[0].name, "c");
     EXPECT_EQ(nodes[1].children[0].module, "");
+}
+
+TEST(ClientDocument, XmlKeepsTextBesideElementsUnlessItIsBlank) {
+    const auto nodes = read_document("<a> text <b/></a><a> <b/> </a>", DocumentFormat::xml, openconfig_schema());
+    ASSERT_EQ(nodes.size(), 2U);
+    EXPECT_EQ(nodes[0].value, " text ");
+    EXPECT_EQ(nodes[0].children.size(), 1U);
+    EXPECT_EQ(nodes[1].value, "");
 }
 
 TEST(ClientDocument, JsonAnnotationsGoToTheirNodes) {
@@ -98,6 +106,12 @@ TEST(ClientDocument, JsonAnnotationsOfALeafListThatAreNoneAreToldByTheirNumber) 
                     testing::ThrowsMessage<RequestError>(std::string(path) +
                                                          ": is no annotation, expected an object [bad-attribute]"));
     }
+    for (const char *annotations : {"3", "[null, null, null]"}) {
+        const std::string document = std::string(R"({"m:a": ["x", "y"], "@m:a": )") + annotations + "}";
+        EXPECT_THAT(
+            [&] { read_document(document, DocumentFormat::json, openconfig_schema()); },
+            testing::ThrowsMessage<RequestError>(HasSubstr("annotates an array, expected an array of at most 2")));
+    }
     EXPECT_THAT(
         [] { read_document(R"({"m:a": [{"b": 1}], "@m:a": [null]})", DocumentFormat::json, openconfig_schema()); },
         testing::ThrowsMessage<RequestError>(HasSubstr("expected \"@\" inside each entry")));
@@ -116,16 +130,32 @@ TEST(ClientDocument, JsonValuesKeepTheirForm) {
     EXPECT_TRUE(nodes[0].children.back().in_array);
 }
 
+TEST(ClientDocument, JsonNumbersThatAreTooLargeAreToldWithTheirPlace) {
+    for (const auto &[document, path] :
+         {std::pair(R"({"m:a": 1e400})", "/a: "), std::pair(R"({"m:a": [1, 1e400]})", "/a[2]: "),
+          std::pair(R"({"m:a": [{"b": 1}, {"b": 1e400}]})", "/a[2]/b: ")})
+        EXPECT_THAT([&] { read_document(document, DocumentFormat::json, openconfig_schema()); },
+                    testing::ThrowsMessage<RequestError>(
+                        std::string(path) + "the number 1e400 is larger than any that is read [invalid-value]"));
+}
+
+TEST(ClientDocument, JsonTextsMayHoldWhiteSpaceAndNoOtherControlCharacter) {
+    const auto nodes = read_document(R"({"m:a": "x\ty\r\n"})", DocumentFormat::json, openconfig_schema());
+    EXPECT_EQ(nodes.at(0).value, "x\ty\r\n");
+    EXPECT_THROW(read_document(R"({"m:a": "x\u0007"})", DocumentFormat::json, openconfig_schema()), RequestError);
+}
+
 TEST(ClientDocument, PrefixesOfValuesStandForTheModulesOfTheirNamespaces) {
     const auto nodes = read_document(std::string("<a xmlns:x=\"") + openconfig_ns +
                                          "\"><b> x:EDFA </b><b xmlns:x=\"urn:y\">x:EDFA</b><b>y:EDFA</b><b>EDFA</b>"
-                                         "<b>x:EDFA</b></a>",
+                                         "<b>x:EDFA</b><b xmlns:z=\"" +
+                                         openconfig_ns + "\"/><b>z:EDFA</b></a>",
                                      DocumentFormat::xml, openconfig_schema());
     std::vector<std::optional<std::string>> modules;
     for (const ClientNode &child : nodes[0].children)
         modules.push_back(child.value_module);
     const std::optional<std::string> ours = "openconfig-optical-amplifier";
-    EXPECT_THAT(modules, ElementsAre(ours, "", "", std::nullopt, ours));
+    EXPECT_THAT(modules, ElementsAre(ours, "", "", std::nullopt, ours, std::nullopt, ""));
 }
 
 TEST(ClientDocument, WhatIsNoDocumentIsRefused) {
@@ -133,6 +163,7 @@ TEST(ClientDocument, WhatIsNoDocumentIsRefused) {
     EXPECT_THROW(format_of("[]"), DocumentError);
     EXPECT_THROW(read_document("<a xmlns=\"urn:a\"><b></a>", DocumentFormat::xml, openconfig_schema()), DocumentError);
     EXPECT_THROW(read_document("<a></document><document>", DocumentFormat::xml, openconfig_schema()), DocumentError);
+    EXPECT_THROW(read_document("[1]", DocumentFormat::json, openconfig_schema()), DocumentError);
     EXPECT_THROW(read_document("{\"m:a\": ", DocumentFormat::json, openconfig_schema()), DocumentError);
     EXPECT_THROW(read_document("{\"m:a\": \"\\ud83d\"}", DocumentFormat::json, openconfig_schema()), DocumentError);
     EXPECT_THROW(read_document("<!DOCTYPE a [<!ENTITY e \"x\">]><a>&e;</a>", DocumentFormat::xml, openconfig_schema()),

@@ -22,6 +22,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -118,6 +119,27 @@ TEST_F(SystemDatabaseFile, RecordIsReadBackBeforeItIsWritten) {
         EXPECT_THROW(ocamp::write_record(database, ots_bind_point, "lost", record), ocamp::DamageError);
         file.exec("DROP TRIGGER loss;");
         database.remove(ots_bind_point, "lost");
+    }
+    // The same where what is kept is whole: none, and another one under this name.
+    const Bytes bag = ocamp::encode_bag({"other", 1, 0, {}});
+    const std::int64_t checksum =
+        ocamp::row_checksum({ots_bind_point, "lost", {reinterpret_cast<const char *>(bag.data()), bag.size()}});
+    std::string hex;
+    for (const std::uint8_t byte : bag)
+        hex += fmt::format("{:02x}", byte);
+    for (const std::string &loss :
+         {std::string("DELETE FROM sysdb_item"),
+          fmt::format("UPDATE sysdb_item SET bag = x'{}', bag_checksum = {}", hex, checksum)}) {
+        Database file(file_, Database::Mode::read_write);
+        file.exec("CREATE TRIGGER loss AFTER INSERT ON sysdb_item WHEN new.item = 'lost' BEGIN " + loss +
+                  " WHERE item = 'lost'; END;");
+        try {
+            ocamp::write_record(database, ots_bind_point, "lost", record);
+            ADD_FAILURE() << loss;
+        } catch (const ocamp::DamageError &error) {
+            EXPECT_EQ(error.what(), file_ + ": record /oper/ots/if/lost would read back as another one");
+        }
+        file.exec("DROP TRIGGER loss;");
     }
 }
 
@@ -283,6 +305,10 @@ TEST_F(SystemDatabaseFile, AFileWithAnotherKindOfJournalIsRefusedBeforeItIsTouch
     Database(file_, Database::Mode::create, &test_mark).exec("PRAGMA journal_mode = WAL; CREATE TABLE t(x);");
     EXPECT_EQ(refusal_of(file_, test_mark),
               file_ + ": file formats 2 and 2, expected a database with a rollback journal");
+    constexpr std::streamoff write_format_at = 18;
+    std::fstream(file_, std::ios::in | std::ios::out | std::ios::binary).seekp(write_format_at).put(1);
+    EXPECT_EQ(refusal_of(file_, test_mark),
+              file_ + ": file formats 1 and 2, expected a database with a rollback journal");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder()), std::filesystem::directory_iterator()), 1);
 }
 
@@ -316,6 +342,102 @@ TEST_F(SystemDatabaseFile, WhatAKilledWriterLeftHalfDoneIsUndoneByTheNextReader)
         EXPECT_EQ(ocamp::SystemDatabase(*reader).get(ots_bind_point, "b"), bag);
         EXPECT_FALSE(std::filesystem::exists(file_ + "-journal"));
     }
+}
+
+// Makes a second file with the table of items, as one that is measured into.
+void make_marked_items(const std::string &file, std::initializer_list<const char *> items, const Bytes &bag) {
+    Database database(file, Database::Mode::create, &test_mark);
+    ocamp::run_all(database, ocamp::seal_table_sql());
+    ocamp::run_all(database, ocamp::item_table_sql());
+    for (const char *item : items)
+        ocamp::SystemDatabase(database).put(ots_bind_point, item, bag);
+}
+
+TEST_F(SystemDatabaseFile, WhatAKilledWriterLeftInASecondFileIsUndone) {
+    const Bytes bag(50000, 7);
+    const std::string second = (folder() / "second.db").string();
+    make_marked_items(file_, {}, {});
+    make_marked_items(second, {"a", "b", "c"}, bag);
+    Database reader(file_, Database::Mode::read_only, &test_mark);
+    reader.attach_to_read(second, "more", test_mark);
+    be_killed_while_writing(second);
+    ASSERT_TRUE(std::filesystem::exists(second + "-journal"));
+    const ocamp::ReadTransaction reading(reader);
+    EXPECT_EQ(ocamp::SystemDatabase(reader, "more").get(ots_bind_point, "b"), bag);
+    EXPECT_FALSE(std::filesystem::exists(second + "-journal"));
+}
+
+// As files are attached: by a URI, in which some characters have another meaning.
+TEST_F(SystemDatabaseFile, ASecondFileMayHaveAnyName) {
+    const std::string made = (folder() / "made.db").string();
+    make_marked_items(file_, {}, {});
+    make_marked_items(made, {"a"}, Bytes{1});
+    for (const char *name : {"AZaz09._-", "a b~", "c?mode=rw", "d#e&f=g", "%41", "file:h", "\xc3\xa4\n"}) {
+        const std::string second = (folder() / name).string();
+        std::filesystem::copy_file(made, second);
+        // The folder of a user who types one slash too many has the same files.
+        for (const std::string &spelled : {second, "/" + second}) {
+            Database reader(file_, Database::Mode::read_only, &test_mark);
+            reader.attach_to_read(spelled, "more", test_mark);
+            EXPECT_EQ(ocamp::SystemDatabase(reader, "more").list(ots_bind_point), Names{"a"}) << spelled;
+        }
+    }
+}
+
+TEST_F(SystemDatabaseFile, IsNotReadableWithoutTheTableOfASecondFile) {
+    const std::string second = (folder() / "second.db").string();
+    make_marked_items(file_, {}, {});
+    Database(second, Database::Mode::create, &test_mark).exec("CREATE TABLE t(x);");
+    Database reader(file_, Database::Mode::read_only, &test_mark);
+    reader.attach_to_read(second, "more", test_mark);
+    ocamp::SystemDatabase database(reader);
+    EXPECT_TRUE(database.readable());
+    database.read_first_from("more");
+    const ocamp::FailureWatch watch;
+    EXPECT_FALSE(database.readable());
+    EXPECT_THROW(watch.check(), ocamp::PlatformFailure);
+}
+
+TEST(SqliteErrors, TellDamageFromOthers) {
+    for (const int code : {SQLITE_CORRUPT, SQLITE_CORRUPT_INDEX, SQLITE_NOTADB})
+        EXPECT_TRUE(ocamp::SqliteError("", code).is_damage()) << code;
+    for (const int code : {SQLITE_BUSY, SQLITE_CANTOPEN, SQLITE_IOERR_READ})
+        EXPECT_FALSE(ocamp::SqliteError("", code).is_damage()) << code;
+}
+
+// In the folder in hand, and one that looks like a URI.
+TEST_F(SystemDatabaseFile, AFileMayBeNamedFromWhereTheProgramRuns) {
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder());
+    for (const char *name : {"node.db", "file:node.db"}) {
+        make_marked_items(name, {"a"}, Bytes{1});
+        Database reader(":memory:", Database::Mode::create);
+        reader.attach_to_read(name, "more", test_mark);
+        EXPECT_EQ(ocamp::SystemDatabase(reader, "more").list(ots_bind_point), Names{"a"}) << name;
+    }
+    std::filesystem::current_path(before);
+    EXPECT_TRUE(std::filesystem::exists(folder() / "file:node.db"));
+}
+
+// Whose rows are whole, and which a search would pass by.
+TEST_F(SystemDatabaseFile, ATableInAnotherOrderIsDamaged) {
+    std::int64_t page = 0, page_size = 0;
+    {
+        SystemDatabase(file_, Database::Mode::create).put(ots_bind_point, "a", Bytes{1});
+        SystemDatabase(file_, Database::Mode::read_write).put(ots_bind_point, "b", Bytes{1});
+        Database file(file_, Database::Mode::read_only);
+        page = number_of(file, "SELECT rootpage FROM sqlite_schema WHERE name = 'sysdb_item'");
+        page_size = number_of(file, "PRAGMA page_size");
+    }
+    // Behind the header of a leaf page stand the places of its rows, two bytes each.
+    constexpr std::size_t header_size = 8;
+    std::string bytes = support::read_file(file_);
+    const auto places = bytes.begin() + (page - 1) * page_size + header_size;
+    std::rotate(places, places + 2, places + 4);
+    support::write_file(file_, bytes);
+    SystemDatabase database(file_, Database::Mode::read_only);
+    EXPECT_THROW(database.get(ots_bind_point, "c"), ocamp::DamageError);
+    EXPECT_THROW(database.list(ots_bind_point), ocamp::DamageError);
 }
 
 // What `use` throws; empty when it throws nothing.
@@ -371,7 +493,11 @@ TEST_F(SystemDatabaseFile, AFailureIsToldInWordsWithItsReason) {
     const std::string nowhere = (folder() / "nowhere" / "node.db").string();
     EXPECT_EQ(sqlite_complaint([&] { const Database database(nowhere, Database::Mode::read_write); }),
               nowhere + ": open: unable to open database file: No such file or directory");
+    EXPECT_EQ(sqlite_complaint([&] { const Database database(folder(), Database::Mode::read_write); }),
+              folder().string() + ": open: unable to open database file: Is a directory");
     SystemDatabase database(file_, Database::Mode::create);
+    EXPECT_EQ(sqlite_complaint([&] { Database(file_, Database::Mode::read_write).exec("CREATE TABLE seal(x)"); }),
+              file_ + ": change the tables: table seal already exists");
     std::filesystem::rename(file_, folder() / "moved");
     EXPECT_EQ(sqlite_complaint([&] { database.put(ots_bind_point, "a", Bytes{1}); }),
               file_ + ": write: the file has been renamed or removed since it was opened");
@@ -406,8 +532,15 @@ TEST_F(SystemDatabaseFile, ACommitThatFailsInItsLastStepSaysThatTheChangeIsMade)
                   0U)
             << error.what();
     }
+    // Of a file that nobody else sees yet, there is no change to tell of.
+    EXPECT_EQ(sqlite_complaint([&] {
+                  ocamp::Transaction transaction(connection);
+                  ocamp::SystemDatabase(connection).put(ots_bind_point, "b", Bytes{1});
+                  transaction.commit("");
+              }).find(file_ + ": write: "),
+              0U);
     folders_cannot_be_synced = false;
-    EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).list(ots_bind_point), Names{"a"});
+    EXPECT_EQ(SystemDatabase(file_, Database::Mode::read_only).list(ots_bind_point), (Names{"a", "b"}));
 }
 
 TEST_F(SystemDatabaseFile, ACommitThatFailsBeforeSaysThatAlone) {
@@ -463,6 +596,11 @@ TEST_F(SystemDatabaseFile, AJournalThatCannotBeMadeIsToldWithTheReason) {
     } catch (const ocamp::SqliteError &error) {
         EXPECT_EQ(error.what(), file_ + ": write: unable to open database file: No space left on device");
     }
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder());
+    EXPECT_EQ(sqlite_complaint([] { Database("node.db", Database::Mode::read_write).exec("DELETE FROM seal"); }),
+              "node.db: write: unable to open database file: No space left on device");
+    std::filesystem::current_path(before);
     system->xSetSystemCall(system, "open", reinterpret_cast<sqlite3_syscall_ptr>(real_open));
 }
 
@@ -520,6 +658,11 @@ TEST_F(SystemDatabaseFile, AStatementKeepsValuesApartByType) {
     EXPECT_EQ(row.number(1), -9);
     EXPECT_EQ(Bytes(row.blob(2).begin(), row.blob(2).end()), (Bytes{0, 1}));
     EXPECT_EQ(row.number(3), 0);
+    ocamp::Statement nothing = database.prepare("SELECT NULL");
+    ASSERT_TRUE(nothing.step());
+    EXPECT_EQ(nothing.text(0), "");
+    EXPECT_TRUE(nothing.blob(0).empty());
+    EXPECT_EQ(nothing.number(0), 0);
     EXPECT_FALSE(row.step());
     try {
         database.prepare("SELECT nonsense");
@@ -786,6 +929,7 @@ TEST_F(SysdbSeam, AMissingArgumentIsRefused) {
     EXPECT_EQ(sysdb_list(handle, "", nullptr, &count, &listing, 0), ocamp::rc_invalid_argument);
     EXPECT_EQ(sysdb_list(handle, "", &info, nullptr, &listing, 0), ocamp::rc_invalid_argument);
     EXPECT_EQ(sysdb_list(handle, "", &info, &count, nullptr, 0), ocamp::rc_invalid_argument);
+    EXPECT_EQ(sysdb_list(handle, "", &info, &count, &listing, 1), ocamp::rc_invalid_argument);
     EXPECT_EQ(sysdb_list(handle, "Ots", &info, &count, &listing, 0), ocamp::rc_invalid_argument);
     EXPECT_EQ(listing, nullptr);
     ASSERT_EQ(sysdb_list(handle, "", &info, &count, &listing, 0), CERR_SUCCESS);

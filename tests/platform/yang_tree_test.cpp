@@ -110,6 +110,58 @@ TEST(YangTree, AnEntryNeedsEachOfItsKeys) {
         testing::ThrowsMessage<YangError>(testing::HasSubstr("list interface-configuration needs each of its keys")));
     const lyd_node *entry = tree.add_entry(container, list, keys);
     EXPECT_EQ(find_entry(tree.below(container), list, keys), entry);
+    EXPECT_EQ(find_entry(tree.below(container), list, std::span(keys).first(1)), nullptr);
+    EXPECT_EQ(find_entry(tree.first(), list, keys), nullptr) << "among nodes of another kind";
+}
+
+TEST(Schemas, ThatTheProgramDoesNotCarryAreNamed) {
+    constexpr std::array<std::string_view, 1> unknown{"no-such-module"};
+    EXPECT_THAT([&] { Schema schema(unknown); },
+                testing::ThrowsMessage<YangError>(testing::StartsWith("YANG module no-such-module: ")));
+}
+
+TEST(Schemas, TellWhichLeavesNameTheirEntry) {
+    const lysc_node &oper = root_schema("ots-oper");
+    const auto below = [](const lysc_node &parent, const char *name) -> const lysc_node & {
+        return *native_schema().find(&parent, name);
+    };
+    const lysc_node &port = below(below(oper, "ots-ports"), "ots-port");
+    const lysc_node &info = below(port, "ots-info");
+    EXPECT_TRUE(names_its_entry(below(port, "name")));
+    EXPECT_FALSE(names_its_entry(oper));
+    EXPECT_FALSE(names_its_entry(info));
+    EXPECT_FALSE(names_its_entry(below(info, "ampli-gain")));
+    EXPECT_FALSE(names_its_entry(below(below(info, "lane-data"), "receive-power")))
+        << "its list is no entry of another";
+}
+
+TEST(YangError, HasTheTagOfItsRule) {
+    try {
+        openconfig_schema().parse(
+            R"({"openconfig-optical-amplifier:optical-amplifier": {"amplifiers": {"amplifier": [{"name": "x"}]}}})",
+            LYD_JSON);
+        FAIL() << "parsed";
+    } catch (const YangError &error) {
+        EXPECT_EQ(error.app_tag(), "instance-required") << error.what();
+    }
+}
+
+TEST(YangError, OfNothingHasNoReason) {
+    const Schema schema(std::array<std::string_view, 0>{});
+    EXPECT_STREQ(complaint_of(schema.context()).what(), "refused without a reason");
+}
+
+TEST(DecimalValues, HaveDigitsBeforeAndBehindThePoint) {
+    const lysc_node *node = nullptr;
+    for (const char *name : {"optical-amplifier", "amplifiers", "amplifier", "config", "target-gain-tilt"})
+        node = openconfig_schema().find(node, name);
+    ASSERT_NE(node, nullptr);
+    for (const char *value : {"1.5", "+1.5", "-1.5", "1", " 1.5 "})
+        EXPECT_NO_THROW(Schema::check_value(*node, value)) << value;
+    for (const char *value : {"", "-", ".", "1.", ".5", "1.5x", "1.5.5", "1x", "1e1"})
+        EXPECT_THAT([&] { Schema::check_value(*node, value); },
+                    testing::ThrowsMessage<YangError>(HasSubstr("expected one such as \"-1.5\"")))
+            << value;
 }
 
 // All carried modules as libyang compiles them from one of their texts, without what only people read.
