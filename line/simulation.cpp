@@ -97,43 +97,53 @@ void Simulation::make_cards(std::size_t node) {
 void Simulation::make_path(std::size_t direction) {
     const bool forward = line_.directions[direction].forward;
     const std::size_t nodes = line_.nodes.size();
-    std::vector<Passage> &path = paths_.emplace_back();
+    paths_.emplace_back();
     DirectionIndex sender; // of the supervisory channel into the span
     for (std::size_t i = 0; i < nodes; ++i) {
         const std::size_t node = forward ? i : nodes - 1 - i;
-        const std::vector<SlotDescription> &slots = line_.nodes[node].slots;
-        for (const bool booster : {false, true}) {
-            for (std::size_t index = 0; index < amplifiers_.size(); ++index) {
-                const SimulatedAmplifier &amplifier = amplifiers_[index];
-                if (amplifier.node != node || amplifier.booster != booster)
-                    continue;
-                const SlotDescription &slot = slots[amplifier.slot];
-                if ((booster ? slot.sends : slot.receives) == direction)
-                    path.push_back({Passage::Kind::amplifier, index});
-            }
-        }
-        DirectionIndex receiver, next_sender;
-        for (std::size_t index = 0; index < channels_.size(); ++index) {
-            if (channels_[index].node != node)
-                continue;
-            const SlotDescription &slot = slots[channels_[index].slot];
-            if (slot.receives == direction)
-                receiver = index;
-            if (slot.sends == direction)
-                next_sender = index;
-        }
+        pass_amplifiers(node, direction);
+        const NodeChannels here = channels_of(node, direction);
         if (i > 0) {
             const std::size_t span = forward ? node - 1 : node;
-            hops_[direction * line_.spans.size() + span] = {sender, receiver};
+            hops_[direction * line_.spans.size() + span] = {sender, here.receiver};
             if (sender)
                 channels_[*sender].sends = true;
-            if (receiver)
-                channels_[*receiver].receives = true;
+            if (here.receiver)
+                channels_[*here.receiver].receives = true;
         }
-        sender = next_sender;
+        sender = here.sender;
         if (i + 1 < nodes)
-            path.push_back({Passage::Kind::span, forward ? node : node - 1});
+            paths_.back().push_back({Passage::Kind::span, forward ? node : node - 1});
     }
+}
+
+// The node's preamplifiers of the direction, then its boosters.
+void Simulation::pass_amplifiers(std::size_t node, std::size_t direction) {
+    for (const bool booster : {false, true}) {
+        for (std::size_t index = 0; index < amplifiers_.size(); ++index) {
+            const SimulatedAmplifier &amplifier = amplifiers_[index];
+            if (amplifier.node != node || amplifier.booster != booster)
+                continue;
+            const SlotDescription &slot = line_.nodes[node].slots[amplifier.slot];
+            if ((booster ? slot.sends : slot.receives) == direction)
+                paths_.back().push_back({Passage::Kind::amplifier, index});
+        }
+    }
+}
+
+// Which of the node's supervisory channels sends into the direction, and which receives from it.
+Simulation::NodeChannels Simulation::channels_of(std::size_t node, std::size_t direction) const {
+    NodeChannels found;
+    for (std::size_t index = 0; index < channels_.size(); ++index) {
+        if (channels_[index].node != node)
+            continue;
+        const SlotDescription &slot = line_.nodes[node].slots[channels_[index].slot];
+        if (slot.receives == direction)
+            found.receiver = index;
+        if (slot.sends == direction)
+            found.sender = index;
+    }
+    return found;
 }
 
 // A tenth of a second of one amplifier; `light` is what reaches its site, and afterwards what leaves it.

@@ -142,6 +142,12 @@ class Simulation {
   private:
     void make_cards(std::size_t node);
     void make_path(std::size_t direction);
+    void pass_amplifiers(std::size_t node, std::size_t direction);
+    /// A node's supervisory channels of one direction.
+    struct NodeChannels {
+        DirectionIndex receiver, sender;
+    };
+    NodeChannels channels_of(std::size_t node, std::size_t direction) const;
     void tick(SimulatedAmplifier &amplifier, physics::Light &light) const;
     void pass(std::size_t direction);
     void pass_supervisory_light();
