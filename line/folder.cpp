@@ -6,6 +6,7 @@
 #include "node/live_data.h"
 #include "node/node.h"
 #include "node/unfinished_folder.h"
+#include "sysdb/database_file.h"
 #include "yang/models.h"
 
 #include <cerrno>
@@ -106,18 +107,25 @@ LineLock::~LineLock() {
 }
 
 void LineStore::open(const std::string &file) {
-    const bool is_new = !fs::exists(file);
-    database_.emplace(file, is_new ? Database::Mode::create : Database::Mode::read_write, &line_mark);
-    database_->exec(settings);
-    if (is_new) {
-        Transaction transaction(*database_);
-        database_->exec(tables);
-        transaction.commit("");
+    if (!fs::exists(file))
+        make_database_file(file, line_mark, settings, [](Database &database) { database.exec(tables); });
+    try {
+        database_.emplace(file, Database::Mode::read_write, &line_mark);
+    } catch (const ForeignFileError &error) {
+        throw LineError(
+            fmt::format("{}, expected the database of a line; move it away, and the line begins anew", error.what()));
     }
+    database_->exec(settings);
     // What is damaged is to show now.
     for (const std::string_view name : {simulation_text, open_text, closed_text})
         text(name);
     events();
+}
+
+void LineStore::close() {
+    for (std::optional<Statement> *statement : {&save_, &text_, &events_})
+        statement->reset();
+    database_.reset();
 }
 
 LineStore::LineStore(const fs::path &folder, bool may_replace) {
@@ -125,18 +133,22 @@ LineStore::LineStore(const fs::path &folder, bool may_replace) {
     try {
         open(file);
         return;
-    } catch (const ForeignFileError &error) {
-        throw LineError(
-            fmt::format("{}, expected the database of a line; move it away, and the line begins anew", error.what()));
+    } catch (const SqliteError &error) {
+        if (!error.is_damage())
+            throw;
+    }
+    close();
+    // A disk that fails, for a moment or for longer, has damaged nothing.
+    check_readable(file);
+    try {
+        open(file);
+        return;
     } catch (const SqliteError &error) {
         if (!may_replace || !error.is_damage())
             throw;
     }
-    for (std::optional<Statement> *statement : {&save_, &text_, &events_})
-        statement->reset();
-    database_.reset();
-    fs::remove(file + "-journal");
-    fs::remove(file);
+    close();
+    remove_database_file(file);
     open(file);
     replaced_ = true;
 }

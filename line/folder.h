@@ -69,7 +69,7 @@ inline constexpr std::string_view simulation_text = "simulation", open_text = "o
 class LineStore {
   public:
     /// Opens the database in the line's folder, or makes it. One that is damaged is replaced when `may_replace`. Throws
-    /// LineError when it is another program's, which is left as it is.
+    /// LineError when it is another program's, and std::system_error when it cannot be read; both are left as they are.
     LineStore(const std::filesystem::path &folder, bool may_replace);
 
     /// Whether an earlier database was damaged and has been replaced.
@@ -91,6 +91,7 @@ class LineStore {
 
   private:
     void open(const std::string &file);
+    void close();
 
     std::optional<Database> database_;
     std::optional<Statement> save_, text_, events_;

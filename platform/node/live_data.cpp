@@ -3,6 +3,7 @@
 
 #include "node/native_data.h"
 #include "node/tables.h"
+#include "sysdb/database_file.h"
 #include "sysdb/seal.h"
 #include "yang/models.h"
 
@@ -15,25 +16,8 @@ namespace {
 // The operating system writes the file when it likes; a small cache is enough for one node.
 constexpr const char *settings = "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = OFF; PRAGMA cache_size = -128;";
 
-void remove_with_journal(const fs::path &file) {
-    // The journal first: it belongs to no other file of that name.
-    fs::remove(file.string() + "-journal");
-    fs::remove(file);
-}
-
-// Complete before it has its name: who reads the node meanwhile finds no file or this one.
 void make(const fs::path &file) {
-    const fs::path unfinished = file.string() + ".new";
-    remove_with_journal(unfinished);
-    {
-        Database database(unfinished.string(), Database::Mode::create, &live_mark);
-        database.exec(settings);
-        Transaction transaction(database);
-        run_all(database, node_tables());
-        transaction.commit("");
-    }
-    fs::remove(unfinished.string() + "-journal");
-    fs::rename(unfinished, file);
+    make_database_file(file, live_mark, settings, [](Database &database) { run_all(database, node_tables()); });
 }
 
 } // namespace
@@ -65,7 +49,7 @@ LiveData::LiveData(const fs::path &folder) {
     }
     system_database_.reset();
     database_.reset();
-    remove_with_journal(file);
+    remove_database_file(file);
     make(file);
     open(file);
     replaced_ = true;

@@ -23,6 +23,8 @@ namespace fs = std::filesystem;
 using faults::Call;
 using faults::Fault;
 using support::Outcome;
+using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 constexpr const char *begun_until = "5", *failing_until = "7", *ended_at = "9"; // seconds of the line
@@ -50,7 +52,8 @@ class LineFaults : public testing::Test {
     // Runs the line with the call failing, and looks at what came of it. 0: none fails.
     void fail_one(const Fault &fault, std::uint64_t call) {
         SCOPED_TRACE(std::string(std::strerror(fault.error)) + ", kind " +
-                     std::to_string(static_cast<int>(fault.kind)) + ", call " + std::to_string(call));
+                     std::to_string(static_cast<int>(fault.kind)) + ", call " + std::to_string(call) +
+                     (fault.lasting ? " and all later ones" : ""));
         renew();
         report_->failed = 0;
         const std::uint64_t before = report_.calls(fault.kind);
@@ -60,6 +63,7 @@ class LineFaults : public testing::Test {
         EXPECT_GE(report_->failed, call == 0 ? 0U : 1U) << "no such call";
         failed_ += report_->failed == 0 ? 0 : 1;
         EXPECT_EQ(outcome.signal, 0);
+        EXPECT_THAT(outcome.err, Not(HasSubstr("begins anew")));
         if (outcome.status != 0) {
             EXPECT_EQ(outcome.status, 1) << outcome.err;
             EXPECT_THAT(outcome.err, StartsWith("ocamp"));
@@ -151,6 +155,14 @@ TEST_F(LineFaults, FileCallsThatFail) {
     }
     std::printf("file calls of a line that runs failed: %zu\n", failed());
     EXPECT_GE(failed(), std::size(file_faults));
+}
+
+// SQLite says of what it could not read that it is damaged, and what is damaged begins anew.
+TEST_F(LineFaults, ADatabaseThatCannotBeReadIsKept) {
+    for (const std::uint64_t call : {10, 14, 18}) {
+        fail_one({Call::read, EIO, false}, call);
+        fail_one({Call::read, EIO, true}, call);
+    }
 }
 
 TEST_F(LineFaults, AllocationsThatFail) {

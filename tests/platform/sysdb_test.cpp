@@ -7,6 +7,7 @@
 #include "support/files.h"
 #include "sysdb/bag_record.h"
 #include "sysdb/current_system_database.h"
+#include "sysdb/database_file.h"
 #include "sysdb/record_reader.h"
 #include "sysdb/system_database.h"
 
@@ -1078,6 +1079,55 @@ TEST(BagWalks, AreSeenByAnObserver) {
               (Names{"bag_header_info(\"ots\") = 0", "bag_generic_init(" + std::to_string(bag.size()) + ") = 0",
                      "bag_generic_token(" + type + ", \"Power\") = 0", "bag_generic_free_token_allocations()",
                      "bag_generic_destroy()", "inet_ntoa_r() = \"0.0.0.0\""}));
+}
+
+// ---- Files of databases ------------------------------------------------------------------------------------------
+
+constexpr ocamp::FileMark test_mark{0x54455354, 3};
+
+TEST(DatabaseFile, HasItsNameWhenItIsCompleteAndIsNothingBefore) {
+    const support::TemporaryFolder folder;
+    const std::filesystem::path file = folder.path() / "made.db";
+    // What a process that was killed has left.
+    std::ofstream(file.string() + ".new") << "half";
+    std::ofstream(file.string() + ".new-journal") << "of another file";
+    const auto fails = [](ocamp::Database &) { throw std::runtime_error("no content"); };
+    EXPECT_THROW(ocamp::make_database_file(file, test_mark, "", fails), std::runtime_error);
+    EXPECT_FALSE(exists(file));
+    ocamp::make_database_file(file, test_mark, "", [&](ocamp::Database &database) {
+        EXPECT_FALSE(exists(file));
+        database.exec("CREATE TABLE one(two);");
+    });
+    EXPECT_TRUE(std::filesystem::is_regular_file(file));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+    ocamp::Database made(file.string(), ocamp::Database::Mode::read_only, &test_mark);
+    EXPECT_FALSE(made.prepare("SELECT two FROM one").step());
+}
+
+TEST(DatabaseFile, GoesWithItsJournal) {
+    const support::TemporaryFolder folder;
+    std::ofstream(folder.path() / "one.db") << 1;
+    std::ofstream(folder.path() / "one.db-journal") << 1;
+    ocamp::remove_database_file(folder.path() / "one.db");
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+    EXPECT_NO_THROW(ocamp::remove_database_file(folder.path() / "one.db"));
+}
+
+TEST(DatabaseFile, ThatCannotBeReadIsNamed) {
+    const support::TemporaryFolder folder;
+    const std::filesystem::path file = folder.path() / "long.db";
+    std::ofstream(file) << std::string(200'000, 'x');
+    EXPECT_NO_THROW(ocamp::check_readable(file));
+    const auto told = [](const std::filesystem::path &unreadable) -> std::string {
+        try {
+            ocamp::check_readable(unreadable);
+        } catch (const std::system_error &error) {
+            return error.what();
+        }
+        return "readable";
+    };
+    EXPECT_EQ(told(folder.path()), folder.path().string() + ": Is a directory");
+    EXPECT_EQ(told(folder.path() / "none"), (folder.path() / "none").string() + ": No such file or directory");
 }
 
 } // namespace
