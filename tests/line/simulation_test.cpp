@@ -78,6 +78,19 @@ TEST(SupervisoryLight, IsMeasuredBehindTheLossInsideTheSite) {
     EXPECT_NEAR(reading(simulation, "b", 1, false).total_input, 324, 1);
 }
 
+// A card without supervisory channel receives none, whatever those behind it receive.
+TEST(SupervisoryLight, IsThatOfItsOwnCard) {
+    nlohmann::json document = nlohmann::json::parse(quiet_three_sites());
+    document["nodes"][1]["slots"][0].erase("supervisory-power-dbm");
+    const LineDescription line = read_line(document.dump());
+    Simulation simulation(line, 1);
+    run(simulation, 1);
+    const AmplifierReading &without = reading(simulation, "site-1", 1, false);
+    EXPECT_EQ(without.total_input, without.input);
+    const AmplifierReading &with = reading(simulation, "site-1", 2, false);
+    EXPECT_GT(with.total_input, with.input);
+}
+
 TEST_F(TwoNodes, GainsMoveByOneDecibelASecond) {
     set_gain(simulation_, booster_index(), 17.5);
     std::vector<int> gains;
