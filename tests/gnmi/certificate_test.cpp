@@ -1,5 +1,5 @@
-// The certificate that the server signs for itself, and what it says of files that are none. The name of the host is this
-// test's: it stands in the place of the C library's function.
+// The certificate that the server signs for itself, and what it says of files that are none. The name of the host is
+// this test's: it stands in the place of the C library's function.
 #include "server/gnmi/certificate.h"
 
 #include "seam/failure.h"
