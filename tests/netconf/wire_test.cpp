@@ -600,6 +600,15 @@ TEST_F(Wire, MemoryThatRunsOutIsNoSuccess) {
     EXPECT_THAT(server().log(), HasSubstr("out of memory"));
 }
 
+TEST_F(Wire, IdleSessionsCostNoTimeOfTheProcessor) {
+    start({"--idle-time", "600"});
+    const auto client = connect();
+    EXPECT_THAT(client->ask(read_gain()), HasSubstr("<target-gain>"));
+    const long before = server().processor_time();
+    std::this_thread::sleep_for(1s);
+    EXPECT_LT(server().processor_time() - before, 150);
+}
+
 TEST_F(Wire, KilledSessionsEndThoughTheirClientsSayNothingMore) {
     const auto admin = connect();
     NetconfClient killed(server().port(), ServerProgram::user, ServerProgram::password);
