@@ -217,6 +217,15 @@ class ConnectionsTest(GnmiTest):
         self.connect().set(update=[update(GAIN, double_val=7.1)])
         leaves.until(lambda now: now[GAIN].double_val == 7.1)
 
+    def test_a_flood_of_connections_is_no_flood_of_lines(self):
+        known = len(self.server.read_log())
+        begin = time.time()
+        plain = [silent_connection(self) for _ in range(40)]
+        for one in plain[:36]:
+            wait_for_end(one)
+        lines = self.server.read_log()[known:].count("connection-refused")
+        self.assertIn(lines, range(1, int(time.time() - begin) + 3))
+
     def test_beyond_all_connections_new_ones_are_turned_away(self):
         clients = [self.connect() for _ in range(6)]
         for client in clients:

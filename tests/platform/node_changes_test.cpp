@@ -1,14 +1,17 @@
 // What changes a node made from the example, in one process with the real plug-in: edits as a server makes them, native
-// changes, live data; and what the node tells of its past.
+// changes, live data; what the node tells of its past; and what it is marked with.
 #include "node/configuration_edit.h"
 #include "node/live_data.h"
 #include "node/native_change.h"
+#include "node/plugin.h"
 #include "node/service.h"
 #include "support/files.h"
 #include "yang/models.h"
 
 #include <filesystem>
+#include <memory>
 
+#include <dlfcn.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -55,9 +58,8 @@ class ChangedNode : public testing::Test {
     std::string edit(const std::string &document, DefaultOperation default_operation) const {
         const ConfigurationEdit edit(document, default_operation);
         try {
-            service().change([&](NativeData &data, const Reader &, const Editor &editor) {
-                edit.carry_out(editor, data);
-            });
+            service().change(
+                [&](NativeData &data, const Reader &, const Editor &editor) { edit.carry_out(editor, data); });
         } catch (const RequestError &error) {
             return error.what();
         }
@@ -95,13 +97,13 @@ TEST_F(ChangedNode, WhatTheNativeModelRefusesIsToldSo) {
 }
 
 TEST_F(ChangedNode, LiveRecordsHideTheNodesOwn) {
-    const std::string average = "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state/input-power-c-band/avg";
+    const std::string average =
+        "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state/input-power-c-band/avg";
     ASSERT_NE(value(average), "");
     {
         LiveData live(folder_);
         Transaction transaction(live.database());
-        live.hide_record("/oper/perfmgmt/gl/periodic/optics/interface/",
-                         "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1");
+        live.hide_record("/oper/perfmgmt/gl/periodic/optics/interface/", "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1");
         transaction.commit("hidden");
     }
     EXPECT_EQ(value(average), "");
@@ -112,10 +114,30 @@ TEST_F(ChangedNode, HistoryHasEveryIntervalOfEachStatistic) {
         openconfig_schema(), "/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state/actual-gain"));
     ASSERT_EQ(leaves.size(), 3U);
     for (const LeafHistory &leaf : leaves) {
-        EXPECT_THAT(leaf.path, StartsWith("/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state/actual-gain/"));
+        EXPECT_THAT(leaf.path,
+                    StartsWith("/optical-amplifier/amplifiers/amplifier[name='0/1-AMP-PRE']/state/actual-gain/"));
         EXPECT_EQ(leaf.unit, "dB");
     }
     EXPECT_THAT(leaves[0].values, ElementsAre("18.14", "17.53"));
+}
+
+TEST_F(ChangedNode, NodesAreMarkedAsThoseOfOtherReleasesAre) {
+    // Where SQLite keeps the version and the application's number.
+    const std::string file = support::read_file(folder_ / "node.db");
+    EXPECT_EQ(file.substr(60, 4), std::string("\0\0\0\2", 4));
+    EXPECT_EQ(file.substr(68, 4), "OCND");
+}
+
+TEST(PluginFile, IsFoundBesideAndNotKeptLongerThanItsOwner) {
+    const std::filesystem::path file = PLUGIN_FILE, before = std::filesystem::current_path();
+    std::filesystem::current_path(file.parent_path());
+    {
+        const Plugin plugin(file.filename());
+        const std::unique_ptr<void, int (*)(void *)> held(dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_NOLOAD), dlclose);
+        EXPECT_NE(held, nullptr);
+    }
+    std::filesystem::current_path(before);
+    EXPECT_EQ(dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_NOLOAD), nullptr);
 }
 
 } // namespace

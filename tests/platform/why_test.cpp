@@ -646,4 +646,12 @@ TEST(WhyText, EditsTellTheNativeLeafAndWhatIsLost) {
                                "  native /n/on = \"1\"\n");
 }
 
+TEST(WhyText, NamesThatFitIntoTheirColumnAreNotWrapped) {
+    const std::string name = "a-leaf-with-a-name-of-30-bytes";
+    WhyLeaf longest{.path = "/" + name, .entry = ""}, other{.path = "/b", .entry = ""};
+    longest.reason = other.reason = "none";
+    EXPECT_EQ(why_text(report_of({longest, other}), 200),
+              "  " + name + "  -  none\n  b" + std::string(name.size() - 1, ' ') + "  -  none\n");
+}
+
 } // namespace
