@@ -646,6 +646,12 @@ TEST(WhyText, EditsTellTheNativeLeafAndWhatIsLost) {
                                "  native /n/on = \"1\"\n");
 }
 
+TEST_F(Why, LeavesHaveTheUnitsOfTheirRows) {
+    EXPECT_EQ(why_leaf(amplifier + "/config/target-gain").unit, "dB");
+    EXPECT_EQ(why_leaf(amplifier + "/state/input-power-c-band/avg").unit, "dBm");
+    EXPECT_EQ(why_leaf(amplifier + "/config/enabled").unit, "");
+}
+
 TEST(WhyText, NamesThatFitIntoTheirColumnAreNotWrapped) {
     const std::string name = "a-leaf-with-a-name-of-30-bytes";
     WhyLeaf longest{.path = "/" + name, .entry = ""}, other{.path = "/b", .entry = ""};
