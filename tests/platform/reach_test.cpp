@@ -14,10 +14,10 @@ namespace {
 
 TEST(Reach, NodesAreReachedByRequestsForWhatTheyWrite) {
     RunReport run;
-    run.request = Filter::from_path(openconfig_schema(),
-                                    "/optical-amplifier/amplifiers/amplifier[name='a']/config/target-gain")
-                      .requests()
-                      .front();
+    run.request =
+        Filter::from_path(openconfig_schema(), "/optical-amplifier/amplifiers/amplifier[name='a']/config/target-gain")
+            .requests()
+            .front();
     const auto reached = [&](const std::string &leaf) {
         TakenNode node;
         node.writes = {{.number = 0, .path = "/optical-amplifier/amplifiers/amplifier/config/" + leaf}};
