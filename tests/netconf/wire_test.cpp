@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <random>
 #include <string>
@@ -605,8 +606,11 @@ TEST_F(Wire, IdleSessionsCostNoTimeOfTheProcessor) {
     const auto client = connect();
     EXPECT_THAT(client->ask(read_gain()), HasSubstr("<target-gain>"));
     const long before = server().processor_time();
-    std::this_thread::sleep_for(1s);
-    EXPECT_LT(server().processor_time() - before, 150);
+    // A server that turns in circles gets as much of a busy machine as this does.
+    const std::clock_t begin = std::clock();
+    while (std::clock() - begin < CLOCKS_PER_SEC / 5) {
+    }
+    EXPECT_LT(server().processor_time() - before, 80);
 }
 
 TEST_F(Wire, KilledSessionsEndThoughTheirClientsSayNothingMore) {

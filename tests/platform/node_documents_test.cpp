@@ -220,6 +220,11 @@ TEST(FilterRequests, KeyIsALeafThatSaysSo) {
     EXPECT_EQ(entry.children[1].value, std::nullopt);
 }
 
+TEST(FilterRequests, KeysStandInQuotes) {
+    EXPECT_THAT([] { path("/optical-amplifier/amplifiers/amplifier[name=xax]"); },
+                testing::ThrowsMessage<PathError>(HasSubstr("expected a value in quotes")));
+}
+
 TEST(FilterRequests, KeyWithAZeroByteIsRefused) {
     const std::string key("0/9-\0AMP", 8);
     EXPECT_THROW(path("/optical-amplifier/amplifiers/amplifier[name='" + key + "']"), FilterError);
