@@ -7,6 +7,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <random>
 #include <string>
@@ -140,7 +141,7 @@ TEST(ShortDecimal, OtherTextsAreLeftToTheCLibrary) {
 TEST(DecimalText, TheLongestNumberEndsWhateverStoodBehindIt) {
     ymap::Value value;
     std::memset(value.text, 'x', sizeof value.text);
-    std::strcpy(value.text, "-123456789012345");
+    std::snprintf(value.text, sizeof value.text, "%s", "-123456789012345");
     value.to_openconfig(NativeDecimals::hundredths);
     EXPECT_STREQ(value.text, "-1234567890123.45");
 }
