@@ -36,8 +36,12 @@ class GnmiAuthenticator : public ServedNode {
 
     using Promise = std::shared_ptr<std::promise<Authentication>>;
     Promise ask(const std::string &password, std::shared_ptr<const std::atomic<bool>> wanted) {
+        return ask(peer_, password, std::move(wanted));
+    }
+    Promise ask(const server::Peer &peer, const std::string &password,
+                std::shared_ptr<const std::atomic<bool>> wanted) {
         const auto promise = std::make_shared<std::promise<Authentication>>();
-        authenticator_->check(peer_, {.certificate_name = {}, .user = "olga", .password = password},
+        authenticator_->check(peer, {.certificate_name = {}, .user = "olga", .password = password},
                               {[wanted] { return wanted->load(); },
                                [promise](const Authentication &found) { promise->set_value(found); }});
         return promise;
@@ -62,6 +66,17 @@ TEST_F(GnmiAuthenticator, AskersOfOnePasswordAreOneAttemptAndThoseWhoAskNoMoreMa
         EXPECT_TRUE(waits(one));
     *wanted = false;
     EXPECT_TRUE(waits(ask("other", still)));
+}
+
+TEST_F(GnmiAuthenticator, WhoHasProvedAPasswordNeedsNoAttemptUntilTheUsersAreReadAnew) {
+    const auto wanted = std::make_shared<std::atomic<bool>>(true);
+    const Promise first = ask({"gnmi", "192.0.2.2", 1}, "secret", wanted);
+    EXPECT_TRUE(first->get_future().get().user);
+    // At once, though attempts of this address wait.
+    EXPECT_FALSE(waits(ask("secret", wanted)));
+    EXPECT_TRUE(waits(ask("secret and more", wanted)));
+    authenticator_->forget();
+    EXPECT_TRUE(waits(ask("secret", wanted)));
 }
 
 } // namespace

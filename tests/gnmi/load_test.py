@@ -209,6 +209,29 @@ class AttacksTest(GnmiTest):
                           (grpc.StatusCode.RESOURCE_EXHAUSTED, grpc.StatusCode.UNAVAILABLE, grpc.StatusCode.INTERNAL))
         self.lives(32)
 
+    def test_headers_of_16_kib_are_taken_and_a_byte_more_is_refused(self):
+        method, name = "/gnmi.gNMI/Capabilities", b"more"
+        # HTTP/2 counts 32 bytes for a field besides its name and value.
+        room = 16 * 1024 - sum(len(one) + len(value) + 32 for one, value in [*self.fields_of(method), (name, b"")])
+        for size, taken in (room, True), (room + 1, False):
+            # The limit holds from when the client has acknowledged the server's settings.
+            plain = self.raw(GREETING)
+            plain.recv(1, socket.MSG_PEEK)
+            plain.sendall(b"\x00\x00\x00\x04\x01\x00\x00\x00\x00" + self.request_of(method, b"", 1, (name, b"x" * size)))
+            self.assertEqual(taken, self.is_answered(plain), size)
+
+    def is_answered(self, plain):
+        """Whether the one RPC of a connection gets DATA before its end."""
+        with plain.makefile("rb") as frames:
+            while True:
+                head = frames.read(9)
+                kind, flags, stream = head[3], head[4], int.from_bytes(head[5:], "big")
+                frames.read(int.from_bytes(head[:3], "big"))
+                if stream == 1 and kind == 0:
+                    return True
+                if stream == 1 and (kind == 3 or flags & 1):  # RST_STREAM, END_STREAM
+                    return False
+
     def test_headers_that_never_end(self):
         """HEADERS and then CONTINUATION without end: each frame 16 KiB of one huge literal. Who has no user may not send so
         much."""
@@ -306,13 +329,25 @@ class AttacksTest(GnmiTest):
         except OSError:
             pass
 
-    def request_of(self, method, message, stream):
-        """HEADERS and DATA of one RPC, without Huffman codes and tables."""
-        literal = lambda name, value: b"\x00" + bytes([len(name)]) + name + bytes([len(value)]) + value
+    def fields_of(self, method):
+        """Those of the headers of an RPC."""
         fields = [(b":method", b"POST"), (b":scheme", b"http"), (b":path", method.encode()), (b":authority", b"a"),
                   (b"te", b"trailers"), (b"content-type", b"application/grpc")]
-        fields += [(name.encode(), value.encode()) for name, value in self.client.metadata]
-        block = b"".join(literal(*one) for one in fields)
+        return fields + [(name.encode(), value.encode()) for name, value in self.client.metadata]
+
+    def request_of(self, method, message, stream, *more):
+        """HEADERS and DATA of one RPC, without Huffman codes and tables. `more`: further fields."""
+        def text(value):
+            size = len(value) - 127
+            if size < 0:
+                return bytes([len(value)]) + value
+            length = b"\x7f"
+            while size > 127:
+                length += bytes([size % 128 + 128])
+                size //= 128
+            return length + bytes([size]) + value
+
+        block = b"".join(b"\x00" + text(name) + text(value) for name, value in [*self.fields_of(method), *more])
         frame = lambda kind, flags, body: (len(body).to_bytes(3, "big") + bytes([kind, flags]) +
                                            stream.to_bytes(4, "big") + body)
         return frame(1, 4, block) + frame(0, 1, b"\x00" + len(message).to_bytes(4, "big") + message)
@@ -394,6 +429,21 @@ class DescriptorsTest(GnmiTest):
     def test_the_server_raises_its_limit(self):
         soft, hard = resource.prlimit(self.server.process.pid, resource.RLIMIT_NOFILE)
         self.assertEqual(hard, soft)
+
+    def test_who_takes_the_last_descriptor_is_turned_away(self):
+        self.client.capabilities()
+        process = self.server.process.pid
+        used = {int(name) for name in os.listdir("/proc/%d/fd" % process)}
+        free = [number for number in range(len(used) + 2) if number not in used]
+        _, hard = resource.prlimit(process, resource.RLIMIT_NOFILE)
+        # One for the connection, and none for watching it.
+        resource.prlimit(process, resource.RLIMIT_NOFILE, (free[1], hard))
+        with socket.create_connection(("127.0.0.1", self.server.port)) as last:
+            last.settimeout(10)
+            self.assertEqual(b"", last.recv(1))
+        self.assertIn("no descriptor is left", self.server.read_log())
+        resource.prlimit(process, resource.RLIMIT_NOFILE, (hard, hard))
+        self.in_the_end(lambda: self.connect().capabilities())
 
     def test_the_server_accepts_again_after_descriptors_ran_out(self):
         self.client.capabilities()

@@ -41,7 +41,7 @@ TEST(GnmiReadFilter, APathIsReadAsFarAsItHasNoWildcard) {
     EXPECT_EQ(filter_of({path("openconfig-optical-amplifier:" + entry + "/*"), path(entry)}), begin + key + end);
     EXPECT_EQ(filter_of({path(entry + "/config")}), begin + key + "<config" + ns + "</config>" + end);
     EXPECT_EQ(filter_of({path("optical-amplifier/amplifiers/amplifier[name=*]")}), begin + end);
-    for (const std::string any : {"", "...", "*/amplifiers"})
+    for (const std::string any : {"", "...", "*/amplifiers", "nothing"})
         EXPECT_EQ(filter_of({path(entry), path(any)}), "everything");
 }
 

@@ -178,16 +178,26 @@ class UsersTest(GnmiTest):
         self.assertLess(self.busy(), busy / 4)
         stream.cancel()
 
-    def busy(self):
-        """Processor time of the server in two seconds, in seconds."""
-        def used():
-            with open("/proc/%d/stat" % self.server.process.pid) as stat:
-                fields = stat.read().rsplit(")", 1)[1].split()
-            return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+    def used(self):
+        """Processor time of the server so far, in seconds."""
+        with open("/proc/%d/stat" % self.server.process.pid) as stat:
+            fields = stat.read().rsplit(")", 1)[1].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
-        before = used()
+    def busy(self):
+        """The same of two seconds."""
+        before = self.used()
         time.sleep(2)
-        return used() - before
+        return self.used() - before
+
+    def test_a_server_with_nothing_to_do_takes_no_time(self):
+        self.client.capabilities()
+        before = self.used()
+        # One that turns in circles gets as much of a busy machine as this does.
+        begin = time.process_time()
+        while time.process_time() - begin < 0.2:
+            pass
+        self.assertLess(self.used() - before, 0.08)
 
 
 def silent_connection(test):
@@ -216,6 +226,15 @@ class ConnectionsTest(GnmiTest):
         wait_for_end(plain[0])
         self.connect().set(update=[update(GAIN, double_val=7.1)])
         leaves.until(lambda now: now[GAIN].double_val == 7.1)
+
+    def test_a_flood_of_connections_is_no_flood_of_lines(self):
+        known = len(self.server.read_log())
+        begin = time.time()
+        plain = [silent_connection(self) for _ in range(40)]
+        for one in plain[:36]:
+            wait_for_end(one)
+        lines = self.server.read_log()[known:].count("connection-refused")
+        self.assertIn(lines, range(1, int(time.time() - begin) + 3))
 
     def test_beyond_all_connections_new_ones_are_turned_away(self):
         clients = [self.connect() for _ in range(6)]

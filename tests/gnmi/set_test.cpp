@@ -60,6 +60,15 @@ TEST(GnmiSet, UnionsGoToModulesThatThereAre) {
     EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "no-such-module"));
 }
 
+TEST(GnmiSet, UnionsOfPathsThatAreNotInTheModelAreToldSoFirst) {
+    ::gnmi::SetRequest request;
+    add(*request.mutable_union_replace(), entry + "/*/no-such-leaf", "1");
+    EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "is not in the model"));
+    request.Clear();
+    add(*request.mutable_union_replace(), entry + "/*/target-gain", "1");
+    EXPECT_THAT([&] { SetEdit{request}; }, refused_with(Code::invalid_argument, "has a wildcard"));
+}
+
 TEST(GnmiSet, KeysOfPathsAreTakenByValueAndWithTheirModule) {
     const std::string lane_path = "interface-configurations/interface-configuration/optics/optics-lanes/optics-lane";
     const auto lane = [&](::gnmi::SetRequest &request, const std::string &key, const std::string &number) {

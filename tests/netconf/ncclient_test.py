@@ -173,6 +173,7 @@ class Ssh(ClientTest):
             transport.auth_none("ada")
         self.assertNotIsInstance(ended.exception, paramiko.BadAuthenticationType)
         self.assertFalse(transport.is_active())
+        self.assertIn('reason="too many attempts to log in"', self.server.read_log())
 
     def test_a_channel_is_for_one_session(self):
         for ask in (lambda channel: channel.exec_command("true"), lambda channel: channel.invoke_shell(),

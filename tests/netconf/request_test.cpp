@@ -193,9 +193,12 @@ TEST(RpcError, IsWritten) {
 
 TEST(Capabilities, AreThoseOfTheOperations) {
     EXPECT_THAT(capabilities(),
-                testing::IsSupersetOf({"urn:ietf:params:netconf:base:1.0", "urn:ietf:params:netconf:base:1.1",
-                                       "urn:ietf:params:netconf:capability:candidate:1.0",
-                                       "urn:ietf:params:netconf:capability:confirmed-commit:1.1"}));
+                testing::IsSupersetOf({"urn:ietf:params:netconf:base:1.0", "urn:ietf:params:netconf:base:1.1"}));
+    for (const std::string word :
+         {"writable-running:1.0", "candidate:1.0", "confirmed-commit:1.1", "rollback-on-error:1.0", "validate:1.1",
+          "xpath:1.0", "notification:1.0", "interleave:1.0",
+          "with-defaults:1.0?basic-mode=explicit&also-supported=report-all,trim"})
+        EXPECT_THAT(capabilities(), testing::Contains("urn:ietf:params:netconf:capability:" + word));
     EXPECT_THAT(capabilities(), Not(testing::Contains(HasSubstr("startup"))));
     EXPECT_THAT(capabilities(), Not(testing::Contains(HasSubstr(":url:"))));
     EXPECT_THAT(capabilities(),

@@ -7,6 +7,8 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <thread>
@@ -71,6 +73,22 @@ std::string text_of(const std::string &reply, const std::string &name) {
         return {};
     const std::size_t from = begin + name.size() + 2;
     return reply.substr(from, reply.find('<', from) - from);
+}
+
+std::size_t times(const std::string &text, const std::string &word) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1))
+        ++count;
+    return count;
+}
+
+std::size_t sockets_of(int process) {
+    std::size_t count = 0;
+    for (const auto &descriptor : std::filesystem::directory_iterator(fmt::format("/proc/{}/fd", process))) {
+        std::error_code gone;
+        count += std::filesystem::read_symlink(descriptor, gone).string().starts_with("socket:") ? 1 : 0;
+    }
+    return count;
 }
 
 std::string tenths(int value) {
@@ -359,6 +377,7 @@ TEST_F(Wire, SilentConnectionsHoldNobodyUpAndEnd) {
 TEST_F(Wire, FloodsOfConnectionsAreBounded) {
     expect_service();
     const std::size_t before = server().memory();
+    const Clock::time_point begin = Clock::now();
     Sockets flood(server().port());
     for (int i = 0; i < 500; ++i)
         flood.add(i % 2 == 0 ? "SSH-2.0-flood\r\n" : std::string(4096, 'x'));
@@ -366,6 +385,11 @@ TEST_F(Wire, FloodsOfConnectionsAreBounded) {
     std::printf("flood of 500 connections: %zu MiB before, %zu MiB at most, %zu closed\n", before / mebibyte,
                 server().peak_memory() / mebibyte, flood.closed());
     EXPECT_GE(flood.closed(), 400U);
+    // One line a second tells of those that were refused.
+    const auto seconds = std::chrono::ceil<std::chrono::seconds>(Clock::now() - begin).count();
+    const std::size_t lines = times(server().log(), "connection-refused");
+    EXPECT_GE(lines, 1U);
+    EXPECT_LE(lines, static_cast<std::size_t>(seconds + 1));
     EXPECT_LT(server().peak_memory(), before + 64 * mebibyte);
 }
 
@@ -577,6 +601,30 @@ TEST_F(Wire, MemoryThatRunsOutIsNoSuccess) {
     EXPECT_TRUE(client->is_left_within(10s));
     EXPECT_NE(0, server().stop());
     EXPECT_THAT(server().log(), HasSubstr("out of memory"));
+}
+
+TEST_F(Wire, IdleSessionsCostNoTimeOfTheProcessor) {
+    start({"--idle-time", "600"});
+    const auto client = connect();
+    EXPECT_THAT(client->ask(read_gain()), HasSubstr("<target-gain>"));
+    const long before = server().processor_time();
+    // A server that turns in circles gets as much of a busy machine as this does.
+    const std::clock_t begin = std::clock();
+    while (std::clock() - begin < CLOCKS_PER_SEC / 5) {
+    }
+    EXPECT_LT(server().processor_time() - before, 80);
+}
+
+TEST_F(Wire, KilledSessionsEndThoughTheirClientsSayNothingMore) {
+    const auto admin = connect();
+    NetconfClient killed(server().port(), ServerProgram::user, ServerProgram::password);
+    const std::string id = text_of(killed.greet(), "session-id");
+    const std::size_t before = sockets_of(server().process());
+    EXPECT_THAT(admin->ask("<kill-session><session-id>" + id + "</session-id></kill-session>"), HasSubstr("<ok"));
+    // Nothing happens on the wire meanwhile.
+    for (int tries = 0; tries < 100 && sockets_of(server().process()) == before; ++tries)
+        std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(before - 1, sockets_of(server().process()));
 }
 
 TEST_F(Wire, EndsWithinTwoSecondsWithSessionsOpen) {

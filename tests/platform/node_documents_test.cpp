@@ -252,6 +252,11 @@ TEST(FilterRequests, KeyIsALeafThatSaysSo) {
     EXPECT_EQ(entry.children[1].value, std::nullopt);
 }
 
+TEST(FilterRequests, KeysStandInQuotes) {
+    EXPECT_THAT([] { path("/optical-amplifier/amplifiers/amplifier[name=xax]"); },
+                testing::ThrowsMessage<PathError>(HasSubstr("expected a value in quotes")));
+}
+
 TEST(FilterRequests, KeyWithAZeroByteIsRefused) {
     const std::string key("0/9-\0AMP", 8);
     EXPECT_THROW(path("/optical-amplifier/amplifiers/amplifier[name='" + key + "']"), FilterError);
@@ -394,6 +399,10 @@ TEST_F(FilterCut, WhatMatchesNothingLeavesNothing) {
     EXPECT_EQ(cut(path("/optical-amplifier/amplifiers/amplifier[name='b']/state")), "");
     EXPECT_EQ(cut(path("/optical-amplifier/supervisory-channels")), "");
     EXPECT_EQ(cut(filter("<amplifiers><amplifier><name>c</name></amplifier></amplifiers>")), "");
+    // Nor what stands beside a match that can never hold.
+    EXPECT_EQ(cut(filter("<amplifiers><amplifier><state><type>nothing</type><actual-gain/></state></amplifier>"
+                         "</amplifiers>")),
+              "");
 }
 
 TEST_F(FilterCut, ContentMatchOfALeafThatIsNotThereDoesNotHold) {
@@ -551,6 +560,24 @@ TEST(EditRequests, OneLeafIsSetOrDeleted) {
                 ElementsAre(HasSubstr("<target-gain>  operation delete\n")));
 }
 
+TEST(EditRequests, PathsThatLeadToNoLeafAreToldWhereTheyLead) {
+    const auto refusal = [](const std::string &path) -> std::string {
+        try {
+            EditRequest::set_leaf(openconfig_schema(), path, "1");
+        } catch (const PathError &error) {
+            return error.what();
+        }
+        return "taken";
+    };
+    const std::string entry = "/optical-amplifier/amplifiers/amplifier[name='a']";
+    EXPECT_EQ(refusal("/"), "/: leads to the whole model, expected a leaf [invalid-value]");
+    EXPECT_EQ(refusal("/optical-amplifier/amplifiers"),
+              "/optical-amplifier/amplifiers: leads to a container, expected a leaf [invalid-value]");
+    EXPECT_EQ(refusal(entry), entry + ": leads to a list entry, expected a leaf [invalid-value]");
+    EXPECT_EQ(refusal(entry + "/name"),
+              entry + "/name: leads to the key of an entry, expected another leaf [invalid-value]");
+}
+
 TEST(EditRequests, ValuesAreCanonical) {
     EXPECT_THAT(edit(R"({"amplifiers": {"amplifier": [{"name": "a", "config": {"target-gain": "+15.50",
                          "type": "openconfig-optical-amplifier:EDFA"}}]}})"),
@@ -602,6 +629,19 @@ TEST(EditRequests, NamesThatAreNoneAreRefused) {
               "unknown-namespace /colour: has no namespace, expected that of its module");
     EXPECT_EQ(refusal_of_edit(std::string(config_begin) + "<colour xmlns=\"\"/></config>"),
               "unknown-namespace /colour: has no namespace, expected that of its module");
+}
+
+TEST(EditRequests, OperationsOnKeysAreRefusedUnlessTheyMerge) {
+    const auto operation = [](const std::string &word) {
+        return R"({"openconfig-optical-amplifier:optical-amplifier": {"amplifiers": {"amplifier": [{"name": "a",
+                   "@name": {"ietf-netconf:operation": ")" +
+               word + R"("}}]}}})";
+    };
+    EXPECT_EQ(refusal_of_edit(operation("merge")), "taken");
+    for (const std::string word : {"delete", "create", "replace"})
+        EXPECT_EQ(refusal_of_edit(operation(word)),
+                  "bad-attribute /optical-amplifier/amplifiers/amplifier[name='a']/name: operation '" + word +
+                      "' on a key, expected it on the entry");
 }
 
 TEST(EditRequests, LeavesHoldNoElements) {

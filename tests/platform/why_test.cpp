@@ -1126,4 +1126,42 @@ TEST(WhyEdits, NativeNodesAreThoseThatTheModelsHave) {
               "first");
 }
 
+TEST_F(Why, LeavesHaveTheUnitsOfTheirRows) {
+    EXPECT_EQ(why_leaf(amplifier + "/config/target-gain").unit, "dB");
+    EXPECT_EQ(why_leaf(amplifier + "/state/input-power-c-band/avg").unit, "dBm");
+    EXPECT_EQ(why_leaf(amplifier + "/config/enabled").unit, "");
+}
+
+TEST(WhyText, LeavesWithoutAValueHaveTheirReasonInJson) {
+    WhyLeaf leaf{.path = "/a", .entry = ""};
+    leaf.absence = Absence::not_asked;
+    leaf.reason = "nobody asks";
+    EXPECT_THAT(why_json(report_of({leaf})), HasSubstr(R"("reason": "nobody asks")"));
+}
+
+TEST(WhyEdits, WhatIsLostIsTheDifferenceOfTheNumbers) {
+    const std::string path = "/optical-amplifier/amplifiers/amplifier[name='a']/config/target-gain";
+    const auto lost = [&](const std::string &asked, const std::string &held) {
+        std::vector<WhyEdit> leaves{{.path = path, .asked = asked, .unit = "dB"}};
+        note_read_back(leaves, openconfig_schema().parse(
+                                   R"({"openconfig-optical-amplifier:optical-amplifier":{"amplifiers":{"amplifier":[)"
+                                   R"({"name":"a","config":{"name":"a","target-gain":")" +
+                                       held + R"("}}]}}})",
+                                   LYD_JSON));
+        return leaves.front().lost;
+    };
+    EXPECT_EQ(lost("15.5", "15.5"), "");
+    EXPECT_EQ(lost("15.56", "15.5"), "0.06 dB: 15.56 becomes 15.5");
+    EXPECT_EQ(lost("-0.01", "0.0"), "-0.01 dB: -0.01 becomes 0.0");
+    EXPECT_EQ(lost("much", "3.0"), "much becomes 3.0");
+}
+
+TEST(WhyText, NamesThatFitIntoTheirColumnAreNotWrapped) {
+    const std::string name = "a-leaf-with-a-name-of-30-bytes";
+    WhyLeaf longest{.path = "/" + name, .entry = ""}, other{.path = "/b", .entry = ""};
+    longest.reason = other.reason = "none";
+    EXPECT_EQ(why_text(report_of({longest, other}), 200),
+              "  " + name + "  -  none\n  b" + std::string(name.size() - 1, ' ') + "  -  none\n");
+}
+
 } // namespace

@@ -1,11 +1,14 @@
 // The conversion of numbers by digits gives what the C library gives, or leaves the text to it. Every value of
 // eight digits is compared by scripts/prove_decimals.sh; here are samples and the edges.
 #include "c_library_decimal.h"
+#include "ymap_values.h"
 
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <random>
 #include <string>
 
@@ -133,6 +136,14 @@ TEST(ShortDecimal, OtherTextsAreLeftToTheCLibrary) {
         EXPECT_FALSE(ymap::short_decimal(text, read)) << '"' << text << '"';
         EXPECT_EQ(read, untouched) << '"' << text << '"';
     }
+}
+
+TEST(DecimalText, TheLongestNumberEndsWhateverStoodBehindIt) {
+    ymap::Value value;
+    std::memset(value.text, 'x', sizeof value.text);
+    std::snprintf(value.text, sizeof value.text, "%s", "-123456789012345");
+    value.to_openconfig(NativeDecimals::hundredths);
+    EXPECT_STREQ(value.text, "-1234567890123.45");
 }
 
 } // namespace
