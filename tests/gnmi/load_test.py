@@ -280,12 +280,12 @@ class AttacksTest(GnmiTest):
         drain.start()
         for number in range(60):
             plain.sendall(self.request_of("/gnmi.gNMI/Get", request.SerializeToString(), 2 * number + 1))
-        time.sleep(3)
-        # Others are served meanwhile, and the user has reached its bound.
-        self.connect("ada").get(GAIN)
+        # The user reaches its bound, and others are served meanwhile.
+        large = lambda: self.client.get(*[path("/")] * 1000, encoding=pb.JSON, prefix=request.prefix, extension=request.extension)
+        deadline = time.time() + 60
         self.assert_refused(grpc.StatusCode.RESOURCE_EXHAUSTED,
-                            lambda: [self.client.get(*[path("/")] * 1000, encoding=pb.JSON, prefix=request.prefix,
-                                                     extension=request.extension) for _ in range(3)], "under way")
+                            lambda: [large() for _ in iter(lambda: time.time() < deadline, False)], "under way")
+        self.connect("ada").get(GAIN)
         self.lives_for("ada", 128)
         # With the connection goes what was held.
         plain.shutdown(socket.SHUT_RDWR)
