@@ -356,8 +356,8 @@ TEST_F(Wire, SilentConnectionsHoldNobodyUpAndEnd) {
         std::this_thread::sleep_for(100ms);
     EXPECT_EQ(20U, silent.closed());
     EXPECT_TRUE(quiet.is_left_within(10s));
+    expect_service(); // behind which its end has been told
     EXPECT_THAT(server().log(), HasSubstr("user=ada address=127.0.0.1 reason=timeout"));
-    expect_service();
 }
 
 TEST_F(Wire, FloodsOfConnectionsAreBounded) {
