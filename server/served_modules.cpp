@@ -1,14 +1,11 @@
 // How the served modules are found: by compiling them together once more, with the deviations. Knows nothing of data.
 #include "server/served_modules.h"
 
-#include "yang/error.h"
 #include "yang/modules.h"
 #include "yang/tree.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <memory>
 
 namespace ocamp::server {
 
@@ -28,16 +25,11 @@ std::string text_or_empty(const char *text) {
     return text != nullptr ? text : "";
 }
 
-// Of the modules that the program carries, the text is theirs; the others are libyang's own.
+// The program carries the texts of all modules that it serves.
 std::string source_of(const lys_module &module) {
-    for (const YangModule &carried : yang_modules()) {
-        if (carried.name == module.name)
-            return carried.text;
-    }
-    char *printed = nullptr;
-    check(lys_print_mem(&printed, &module, LYS_OUT_YANG, 0), module.ctx);
-    const std::unique_ptr<char, decltype(&std::free)> owner(printed, &std::free);
-    return there(printed);
+    const auto modules_here = yang_modules();
+    const auto found = std::ranges::find(modules_here, std::string_view(module.name), &YangModule::name);
+    return found->text;
 }
 
 void add_imports(const lys_module &module, std::vector<const lys_module *> &all) {

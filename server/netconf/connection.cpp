@@ -333,10 +333,9 @@ bool Connection::can_write() const noexcept {
 void Connection::check_times(Clock::time_point now) {
     const server::Limits &limits = door_.surroundings.core.limits();
     if (close_by_) {
-        const bool sent = netconf_ == nullptr || netconf_->output().empty();
-        const bool flushed = sent && (ssh_get_status(session_.get()) & SSH_WRITE_PENDING) == 0;
+        const bool flushed = netconf_->output().empty() && (ssh_get_status(session_.get()) & SSH_WRITE_PENDING) == 0;
         // The client closes its side when it has read the end; one that left has.
-        if (now >= *close_by_ || (flushed && (channel_ == nullptr || channel_closed_)))
+        if (now >= *close_by_ || (flushed && channel_closed_))
             finished_ = true;
         return;
     }
@@ -356,20 +355,19 @@ std::optional<Connection::Clock::time_point> Connection::deadline() const noexce
     if (close_by_)
         return close_by_;
     const server::Limits &limits = door_.surroundings.core.limits();
-    std::optional<Clock::time_point> first;
-    const auto consider = [&](Clock::time_point time) { first = first ? std::min(*first, time) : time; };
     if (netconf_ == nullptr || !netconf_->greeted())
-        consider(since_ + limits.log_in_time);
-    else if (const auto idle = netconf_->idle_since(); idle && limits.idle_time.count() > 0)
-        consider(*idle + limits.idle_time);
-    return first;
+        return since_ + limits.log_in_time;
+    if (const auto idle = netconf_->idle_since(); idle && limits.idle_time.count() > 0)
+        return *idle + limits.idle_time;
+    return std::nullopt;
 }
 
 void Connection::close(server::SessionEnd reason, std::chrono::milliseconds grace) {
-    if (netconf_ != nullptr)
-        netconf_->end(reason);
-    else
+    if (netconf_ == nullptr) {
         finished_ = true;
+        return;
+    }
+    netconf_->end(reason);
     close_by_ = Clock::now() + grace;
 }
 

@@ -3,6 +3,7 @@
 
 #include "node/filter.h"
 #include "node/xpath_filter.h"
+#include "seam/path_text.h"
 #include "seam/text.h"
 #include "server/netconf/models.h"
 #include "server/netconf/state_data.h"
@@ -269,21 +270,6 @@ constexpr std::array<Row, 14> rows{{{"get", get},
                                     {"get-schema", get_schema},
                                     {"create-subscription", create_subscription}}};
 
-std::string last_name_of(std::string_view path) {
-    // Keys may hold slashes.
-    std::string name;
-    bool in_predicate = false;
-    for (const char byte : path) {
-        if (byte == '[' || byte == ']')
-            in_predicate = byte == '[';
-        else if (byte == '/' && !in_predicate)
-            name.clear();
-        else if (!in_predicate)
-            name += byte;
-    }
-    return name.erase(0, name.find(':') + 1);
-}
-
 } // namespace
 
 Task task_of(const Request &request, const Caller &caller) {
@@ -300,7 +286,7 @@ RpcError error_of(const server::Refusal &refusal) {
     RpcError error{.tag = refusal.tag, .message = refusal.reason, .path = refusal.path, .app_tag = refusal.app_tag};
     if (refusal.code != CERR_SUCCESS)
         error.message += fmt::format(" (0x{:08x})", refusal.code);
-    const std::string name = last_name_of(refusal.path);
+    const std::string name(last_step(without_keys(refusal.path)));
     switch (refusal.tag) {
     case ErrorTag::unknown_namespace:
     case ErrorTag::missing_element:

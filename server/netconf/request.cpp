@@ -84,7 +84,7 @@ class ParameterCheck {
     // Of a choice, one case may be there.
     void check_choice(const lysc_node &node, const Element &child) {
         const lysc_node *branch = node.parent;
-        if (branch == nullptr || branch->nodetype != LYS_CASE)
+        if (branch->nodetype != LYS_CASE)
             return;
         const auto [chosen, first] = chosen_.emplace(branch->parent, branch);
         if (!first && chosen->second != branch)
@@ -93,12 +93,11 @@ class ParameterCheck {
     }
 
     void check_attributes(const lysc_node &node, const Element &child) const {
-        const bool filter = node.nodetype == LYS_ANYXML && node.name == std::string_view("filter");
+        // Those of a filter or a document are read with it.
+        if (node.nodetype == LYS_ANYXML)
+            return;
         for (const Attribute &attribute : child.attributes) {
-            const bool known = filter && (attribute.name == "type" || attribute.name == "select") &&
-                               (attribute.ns.empty() || attribute.ns == netconf_namespace);
-            // Those of other namespaces are none of ours, and below a document they are its own.
-            if (attribute.ns.empty() && !known && node.nodetype != LYS_ANYXML)
+            if (attribute.ns.empty()) // those of other namespaces are none of ours
                 refuse(unknown_attribute(type_, child.name, attribute.name));
         }
     }
@@ -132,13 +131,11 @@ class ParameterCheck {
     void check_missing(const lysc_node &parent) const {
         const lysc_node *node = nullptr;
         while ((node = lys_getnext(node, &parent, nullptr, LYS_GETNEXT_WITHCHOICE)) != nullptr) {
-            const bool mandatory = (node->flags & LYS_MAND_TRUE) != 0;
-            if (node->nodetype == LYS_CHOICE ? mandatory && !chosen_.contains(node)
-                                             : mandatory && !given_.contains(node))
-                refuse(missing_element(type_, name_of(*node)));
             // A container with something mandatory in it is itself.
-            if (node->nodetype == LYS_CONTAINER && mandatory && !given_.contains(node))
-                refuse(missing_element(type_, node->name));
+            const bool mandatory = (node->flags & LYS_MAND_TRUE) != 0;
+            const bool given = node->nodetype == LYS_CHOICE ? chosen_.contains(node) : given_.contains(node);
+            if (mandatory && !given)
+                refuse(missing_element(type_, name_of(*node)));
         }
     }
 

@@ -111,13 +111,11 @@ void Session::fail_stream(const FramingError &error) {
     if (greeted_) {
         surroundings_.statistics.count(id_, &Counters::in_bad_rpcs);
         const bool too_big = error.kind() == FramingError::Kind::too_big;
-        // The tag malformed-message is new in base:1.1.
-        const ErrorTag tag = too_big                        ? ErrorTag::too_big
-                             : framing_ == Framing::chunked ? ErrorTag::malformed_message
-                                                            : ErrorTag::operation_failed;
         surroundings_.statistics.count(id_, &Counters::out_rpc_errors);
-        send(reply_without_request(written(
-            RpcError{.tag = tag, .type = too_big ? ErrorType::transport : ErrorType::rpc, .message = error.what()})));
+        // Chunks alone can be malformed, so that the tag for it, which is new in base:1.1, is known to the client.
+        send(reply_without_request(written(RpcError{.tag = too_big ? ErrorTag::too_big : ErrorTag::malformed_message,
+                                                    .type = too_big ? ErrorType::transport : ErrorType::rpc,
+                                                    .message = error.what()})));
     } else {
         ++surroundings_.statistics.in_bad_hellos;
     }
@@ -270,8 +268,6 @@ void Session::notify(const server::Event &event) {
 }
 
 void Session::send(std::string_view message) {
-    if (ended_)
-        return;
     output_.erase(0, std::exchange(sent_, 0));
     output_ += framed(message, framing_);
     if (output_.size() > surroundings_.core.limits().output_backlog) {

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -57,6 +58,37 @@ class GnmiConnections : public testing::Test {
     Connections connections_{limits_};
     Pair a1_{"a", 1}, a2_{"a", 2}, a3_{"a", 3}, b1_{"b", 1}, b2_{"b", 2}, c1_{"c", 1};
 };
+
+TEST_F(GnmiConnections, ThoseThatHaveEndedMakeNoRoomAndEndOnce) {
+    connections_.add(a1_.accepted, begin);
+    connections_.add(a2_.accepted, begin + seconds(10));
+    connections_.end_late(begin + seconds(30));
+    EXPECT_FALSE(a1_.is_open());
+    connections_.end_late(begin + seconds(31));
+    EXPECT_TRUE(a2_.is_open());
+    EXPECT_EQ(connections_.next_end(), begin + seconds(40));
+    // Of the address' two places one is free again.
+    EXPECT_EQ(connections_.add(a3_.accepted, begin + seconds(31)), Added::in);
+    EXPECT_TRUE(a2_.is_open() && a3_.is_open());
+}
+
+TEST_F(GnmiConnections, ThatAreNotHeldAnyMoreMayLogIn) {
+    EXPECT_TRUE(log_in(a1_, "ada"));
+    connections_.add(a1_.accepted, begin);
+    EXPECT_TRUE(connections_.logged_in({.protocol = "gnmi", .address = "a", .port = 9}, "ada"));
+    EXPECT_EQ(connections_.next_end(), begin + seconds(30)) << "the one that is held has not logged in";
+}
+
+TEST_F(GnmiConnections, AreTurnedAwayWithoutADescriptor) {
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    const Added added = connections_.add(a1_.accepted, begin);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(added, Added::exhausted);
+    EXPECT_EQ(connections_.count(), 0U);
+}
 
 TEST_F(GnmiConnections, TheOldestOfAnAddressMakesRoom) {
     EXPECT_EQ(connections_.add(a1_.accepted, begin), Added::in);

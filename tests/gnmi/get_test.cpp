@@ -68,6 +68,29 @@ TEST(GnmiGet, LevelsCountFromTheNodeAndTheRootIsOneAboveItsNodes) {
         EXPECT_EQ(leaves_of(with_depth(get("/", encoding), 1), tree), 0);
 }
 
+TEST(GnmiGet, ModelsOfARequestAreThoseOfCapabilities) {
+    const auto with_model = [](const std::string &name, const std::string &version) {
+        ::gnmi::GetRequest request = get(first);
+        ::gnmi::ModelData &model = *request.add_use_models();
+        model.set_name(name);
+        model.set_version(version);
+        return request;
+    };
+    EXPECT_EQ(leaves_of(with_model("openconfig-optical-amplifier", ""), two_amplifiers()), 7);
+    EXPECT_EQ(leaves_of(with_model("openconfig-optical-amplifier", "2019-12-06"), two_amplifiers()), 7);
+    for (const auto &[name, version] : {std::pair("openconfig-optical-amplifier", "2018-01-01"),
+                                        std::pair("openconfig-platform", ""), std::pair("no-such-model", "")})
+        EXPECT_THAT(([&, named = name, of = version] { GetQuery{with_model(named, of)}; }),
+                    refused_with(Code::unimplemented, "expected models that Capabilities lists"))
+            << name;
+}
+
+TEST(GnmiGet, AppliedConfigurationIsStateThatIsConfiguredToo) {
+    EXPECT_TRUE(is_applied_configuration(leaf_at(first + "/state/type")));
+    EXPECT_FALSE(is_applied_configuration(leaf_at(first + "/config/target-gain")));
+    EXPECT_FALSE(is_applied_configuration(leaf_at(first + "/state/actual-gain/instant")));
+}
+
 TEST(GnmiGet, TypesAreToldApartByTheLeaf) {
     const auto leaves = [](::gnmi::GetRequest::DataType type) {
         ::gnmi::GetRequest request = get(first);

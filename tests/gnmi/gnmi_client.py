@@ -200,11 +200,11 @@ class Leaves(dict):
         return self
 
 
-def make_certificate(folder, name, ca=None, alternative=None):
+def make_certificate(folder, name, ca=None, alternative=None, subject=None):
     """NAME.pem and NAME.key, signed by CA.pem or by itself."""
     file = os.path.join(folder, name)
     command = ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-days", "2",
-               "-keyout", file + ".key", "-out", file + ".pem", "-subj", "/CN=" + name]
+               "-keyout", file + ".key", "-out", file + ".pem", "-subj", subject or "/CN=" + name]
     if alternative:
         command += ["-addext", "subjectAltName=" + alternative]
     if ca:

@@ -52,6 +52,7 @@ TEST(GnmiPath, WhatNoPathCanHaveIsRefused) {
     old.add_element("a");
     EXPECT_THAT([&] { read(old); }, refused_with(Code::invalid_argument, "'element'"));
     EXPECT_THAT([] { read(path_of("a//b")); }, refused_with(Code::invalid_argument, "without a name"));
+    EXPECT_THAT([] { read(path_of("c"), path_of("a//b")); }, refused_with(Code::invalid_argument, "without a name"));
     std::string deep;
     for (int i = 0; i < 64; ++i)
         deep += "/a";
@@ -83,6 +84,8 @@ TEST(GnmiPath, NodesOfTheModel) {
                 refused_with(Code::invalid_argument, "not in the model"));
     EXPECT_THAT([] { schema_nodes(read(path_of("optical-amplifier/amplifiers/amplifier[nom=x]"))); },
                 refused_with(Code::invalid_argument, "not in the model"));
+    EXPECT_THAT([] { schema_nodes(read(path_of("optical-amplifier/amplifiers/amplifier[*=x]"))); },
+                refused_with(Code::invalid_argument, "not in the model"));
     EXPECT_THAT([] { schema_nodes(read(path_of("optical-amplifier/amplifiers/amplifier[name=x]/config/max-gain"))); },
                 refused_with(Code::unimplemented, "max-gain"));
     EXPECT_THAT([] { schema_nodes(read(path_of(".../min-time"))); }, refused_with(Code::unimplemented, "min-time"));
@@ -97,6 +100,7 @@ TEST(GnmiPath, NodesOfATree) {
                 ElementsAre(entry + "[name='a']", entry + "[name='b']"));
     EXPECT_THAT(found("optical-amplifier/*/amplifier[name=*]/config/target-gain"), SizeIs(2));
     EXPECT_THAT(found(".../target-gain"), SizeIs(2));
+    EXPECT_THAT(found("optical-amplifier/amplifiers/amplifier[colour=a]"), IsEmpty());
     EXPECT_THAT(found(".../amplifier[name=a]/nothing"), IsEmpty());
     EXPECT_THAT(found("optical-amplifier/amplifiers/amplifier[name=c]"), IsEmpty());
 }

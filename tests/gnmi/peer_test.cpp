@@ -29,6 +29,8 @@ TEST(GnmiPeer, LinkLocalAddressesHaveTheNameOfTheirInterface) {
 
 TEST(GnmiPeer, WhatIsNoAddressIsTakenAsItIs) {
     EXPECT_THAT(peer_of("unix"), is_peer("unix", 0));
+    EXPECT_THAT(peer_of("unix:socket"), is_peer("unix:socket", 0));
+    EXPECT_THAT(peer_of("ipv6:[::1:7"), is_peer("[::1", 7));
     EXPECT_THAT(peer_of("ipv4:%5:7"), is_peer("%5", 7));
     EXPECT_THAT(peer_of("ipv4:%zz1:7"), is_peer("%zz1", 7));
     EXPECT_THAT(peer_of("ipv4:a01b:7"), is_peer("a01b", 7)) << "no mark of an escape";

@@ -45,6 +45,10 @@ TEST(GnmiReadFilter, APathIsReadAsFarAsItHasNoWildcard) {
         EXPECT_EQ(filter_of({path(entry), path(any)}), "everything");
 }
 
+TEST(GnmiReadFilter, WhatIsInNoModelSelectsEverything) {
+    EXPECT_EQ(filter_of({path("nothing")}), "everything");
+}
+
 TEST(GnmiReadFilter, KeysThatXmlCouldTakeOtherwiseAreLeftOut) {
     const std::string all = filter_of({path("optical-amplifier/amplifiers/amplifier")});
     for (const std::string key : {"<a>", "a&b", " a", "", "'", "\n", "]]>", "\xc3\xa9"}) {

@@ -1,9 +1,11 @@
 // What readings keep for streams, on a served node.
 #include "../server/served_node.h"
+#include "server/gnmi/get.h"
 #include "server/gnmi/subscription.h"
 
 #include "messages.h"
 
+#include <fstream>
 #include <future>
 
 using namespace gnmi_tests;
@@ -53,6 +55,55 @@ TEST_F(GnmiReadings, TimersAndWatchesEndWithTheirOwner) {
     settle(readings);
     EXPECT_EQ(kept.use_count(), 1);
     EXPECT_EQ(others.use_count(), 3);
+}
+
+TEST_F(GnmiReadings, ThatCannotBeMadeAreToldToAllWhoAsked) {
+    // As if the disk had gone wrong under the server.
+    std::fstream(folder() / "node.db", std::ios::in | std::ios::out | std::ios::binary) << std::string(8192, 'x');
+    Readings readings(core());
+    for (const char *path : {"optical-amplifier", ""}) {
+        std::promise<ReadingOutcome> read;
+        readings.read({joined({}, path_of(path))}, [&](const ReadingOutcome &outcome) { read.set_value(outcome); });
+        const ReadingOutcome outcome = read.get_future().get();
+        const auto *error = std::get_if<RpcError>(&outcome);
+        ASSERT_NE(error, nullptr) << path;
+        EXPECT_EQ(error->code(), Code::internal);
+        EXPECT_THAT(error->what(), testing::HasSubstr("node.db"));
+    }
+    ::gnmi::SubscribeRequest request;
+    *request.mutable_subscribe()->add_subscription()->mutable_path() = path_of("optical-amplifier");
+    request.mutable_subscribe()->set_mode(::gnmi::SubscriptionList::ONCE);
+    request.mutable_subscribe()->set_encoding(::gnmi::PROTO);
+    std::promise<void> ended;
+    const auto stream = std::make_shared<Stream>(request, readings, [&] { ended.set_value(); });
+    stream->start();
+    ended.get_future().wait();
+    ASSERT_TRUE(stream->end());
+    EXPECT_EQ(stream->end()->error->code(), Code::internal);
+}
+
+TEST_F(GnmiReadings, LevelsOfTheRootAreOneAboveItsNodes) {
+    Readings readings(core());
+    std::promise<std::shared_ptr<const Reading>> read;
+    const Path root = joined({}, path_of(""));
+    readings.read({root}, [&](const ReadingOutcome &outcome) {
+        read.set_value(std::get<std::shared_ptr<const Reading>>(outcome));
+    });
+    const std::shared_ptr<const Reading> reading = read.get_future().get();
+    EXPECT_EQ(reading->select(root, 1, LeafKind::all)->size(), 0U);
+    EXPECT_EQ(reading->select(root, 3, LeafKind::all)->size(), 0U);
+    EXPECT_EQ(reading->select(root, 4, LeafKind::all)->size(), 6U) << "the keys of the entries";
+}
+
+TEST(GnmiMeasured, IsWhatIsCountedOrMeasured) {
+    const std::string state = "optical-amplifier/amplifiers/amplifier/state/";
+    EXPECT_TRUE(is_measured(leaf_at(state + "actual-gain/instant")));
+    EXPECT_FALSE(is_measured(leaf_at(state + "type")));
+    EXPECT_FALSE(is_measured(leaf_at("optical-amplifier/amplifiers/amplifier/config/target-gain")));
+    EXPECT_TRUE(is_measured(*openconfig_schema().find(leaf_at(state + "actual-gain/instant").parent, "interval")));
+    ::gnmi::Path native = path_of(".../ampli-gain");
+    native.set_origin("native");
+    EXPECT_TRUE(is_measured(*schema_nodes(joined({}, native)).at(0)));
 }
 
 TEST_F(GnmiReadings, AStreamThatEndsLeavesNothingBehind) {

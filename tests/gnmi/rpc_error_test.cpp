@@ -2,6 +2,7 @@
 #include "messages.h"
 
 #include <new>
+#include <set>
 
 using namespace gnmi_tests;
 
@@ -28,8 +29,29 @@ TEST(GnmiRpcError, PathsOfTheCoreAreWrittenAsAllOthers) {
                 "]'\"]/Korvex-controller-optics-cfg:optics"),
         R"(native:/interface-configurations/interface-configuration[active=act][interface-name=a\\]']/optics: no)");
     EXPECT_EQ(text_of(""), "/: no");
+    EXPECT_EQ(text_of_data_path(""), "");
     for (const std::string other : {"request", "/a[b]", "/a[b=c]", "/a[b='c", "/a[b='c'", "/a[b='c']d", "/a[b="})
         EXPECT_EQ(text_of(other), other + ": no");
+}
+
+TEST(GnmiRpcError, EveryErrorTagHasAStatus) {
+    const auto codes = [](std::initializer_list<ErrorTag> tags) {
+        std::set<Code> all;
+        for (const ErrorTag tag : tags)
+            all.insert(RpcError(server::Refusal{.tag = tag}).code());
+        return all;
+    };
+    EXPECT_EQ(codes({ErrorTag::in_use, ErrorTag::lock_denied}), std::set{Code::failed_precondition});
+    EXPECT_EQ(codes({ErrorTag::invalid_value, ErrorTag::missing_attribute, ErrorTag::bad_attribute,
+                     ErrorTag::unknown_attribute, ErrorTag::missing_element, ErrorTag::bad_element,
+                     ErrorTag::unknown_element, ErrorTag::unknown_namespace, ErrorTag::malformed_message}),
+              std::set{Code::invalid_argument});
+    EXPECT_EQ(codes({ErrorTag::too_big, ErrorTag::resource_denied}), std::set{Code::resource_exhausted});
+    EXPECT_EQ(codes({ErrorTag::access_denied}), std::set{Code::permission_denied});
+    EXPECT_EQ(codes({ErrorTag::rollback_failed, ErrorTag::operation_failed}), std::set{Code::internal});
+    EXPECT_EQ(codes({ErrorTag::data_exists}), std::set{Code(6)});
+    EXPECT_EQ(codes({ErrorTag::data_missing}), std::set{Code::not_found});
+    EXPECT_EQ(codes({ErrorTag::not_supported}), std::set{Code::unimplemented});
 }
 
 TEST(GnmiRpcError, TheCodeOfThePlugInIsToldWhereItRefused) {

@@ -991,6 +991,7 @@ class ClientCertificateTest(RpcTest):
         cls.files = {name: make_certificate(cls.folder, name, "ca", alternative) for name, alternative in
                      [("server", "DNS:localhost,IP:127.0.0.1"), ("rita", None), ("someone", "DNS:olga")]}
         cls.files["stranger"] = make_certificate(cls.folder, "stranger")
+        cls.files["nameless"] = make_certificate(cls.folder, "nameless", "ca", subject="/O=nobody")
         cls.server.put_away()
         server = cls.files["server"]
         cls.server = Server(cls.node, "gnmi", "--cert", server + ".pem", "--key", server + ".key",
@@ -1012,6 +1013,7 @@ class ClientCertificateTest(RpcTest):
 
     def test_a_certificate_of_nobody_is_unauthenticated(self):
         self.assert_refused(UNAUTHENTICATED, lambda: self.connect_as("server").get(GAIN))
+        self.assert_refused(UNAUTHENTICATED, lambda: self.connect_as("nameless").get(GAIN))
 
     def test_a_certificate_that_the_authority_did_not_sign_is_turned_away(self):
         self.assert_refused(grpc.StatusCode.UNAVAILABLE, lambda: self.connect_as("stranger").get(GAIN))

@@ -387,6 +387,28 @@ class LimitsOfAUserTest(GnmiTest):
             one.until(lambda now: now[GAIN].double_val == 4.6)
             one.stream.cancel()
 
+    def test_what_a_user_has_under_way_is_bounded_and_others_are_served(self):
+        long = path(GAIN)
+        long.elem[2].key["name"] = " " * 3900000
+        done = threading.Event()
+        self.addCleanup(done.set)
+
+        def open_one():
+            def requests():
+                yield subscription(long, mode=pb.SubscriptionList.POLL)
+                yield pb.SubscribeRequest(poll=pb.Poll())
+                done.wait()
+            return Leaves(self.client.subscribe(requests()))
+
+        opened = []
+        with self.assertRaises(grpc.RpcError) as refused:
+            while len(opened) < 20:
+                opened.append(open_one().until_sync())
+        self.assertEqual(EXHAUSTED, refused.exception.code())
+        self.assertIn("too much is under way", refused.exception.details())
+        self.assertGreater(len(opened), 3)
+        self.connect("rita").get(GAIN)
+
     def test_a_connection_without_an_rpc_ends_in_time_and_one_with_a_stream_stays(self):
         self.get_in_the_end(self.client)
         leaves = Leaves(self.client.subscribe([subscription(GAIN, mode=STREAM)])).until_sync()

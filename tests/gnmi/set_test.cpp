@@ -171,6 +171,53 @@ TEST(GnmiSet, ReplacingTheRootTakesAwayWhatIsNotGiven) {
         ElementsAre(R"({"openconfig-optical-amplifier:optical-amplifier":{"@":{"ietf-netconf:operation":"remove"}}})"));
 }
 
+TEST(GnmiSet, ReplacingTheNativeRootLeavesWhatIsGivenAndPassesOverState) {
+    ::gnmi::SetRequest request;
+    add(*request.mutable_replace(), "",
+        R"({"Korvex-ifmgr-cfg:interface-configurations": {"interface-configuration":
+        [{"active": "act", "interface-name": "a"}]}})");
+    request.mutable_replace(0)->mutable_path()->set_origin("native");
+    EXPECT_THAT(documents(request),
+                ElementsAre(R"({"Korvex-ifmgr-cfg:global-interface-configuration":)"
+                            R"({"@":{"ietf-netconf:operation":"remove"}}})",
+                            R"({"Korvex-ifmgr-cfg:interface-configurations":{"interface-configuration":)"
+                            R"([{"active":"act","interface-name":"a"}],"@":{"ietf-netconf:operation":"replace"}}})"));
+}
+
+TEST(GnmiSet, UpdatesOfTheRootAreMerged) {
+    ::gnmi::SetRequest request;
+    add(*request.mutable_update(), "", R"({"optical-amplifier": {"amplifiers": {"amplifier": [{"name": "a"}]}}})");
+    EXPECT_THAT(documents(request),
+                ElementsAre(R"({"openconfig-optical-amplifier:optical-amplifier":{"amplifiers":{"amplifier":)"
+                            R"([{"name":"a"}]}}})"));
+}
+
+TEST(GnmiSet, TheRootIsDeletedWithAllThatIsThere) {
+    ::gnmi::SetRequest request;
+    request.add_delete_();
+    EXPECT_THAT(
+        documents(request),
+        ElementsAre(R"({"openconfig-optical-amplifier:optical-amplifier":{"@":{"ietf-netconf:operation":"remove"}}})"));
+}
+
+TEST(GnmiSet, EntriesAreObjects) {
+    ::gnmi::SetRequest request;
+    add(*request.mutable_update(), entry, R"([{"name": "a"}])");
+    EXPECT_THAT([&] { SetEdit{request}; },
+                refused_with(Code::invalid_argument, "is a list entry, expected a JSON object"));
+}
+
+TEST(GnmiSet, UnionsOfBothSidesReplaceTheNativeOneAndMergeTheOther) {
+    ::gnmi::SetRequest request;
+    add(*request.mutable_union_replace(), entry + "/config", R"({"enabled": true})");
+    add(*request.mutable_union_replace(), "interface-configurations", "{}");
+    request.mutable_union_replace(1)->mutable_path()->set_origin("native");
+    EXPECT_THAT(
+        documents(request),
+        ElementsAre(R"({"Korvex-ifmgr-cfg:interface-configurations":{"@":{"ietf-netconf:operation":"replace"}}})",
+                    edit_of_entry(R"("config":{"enabled":true})")));
+}
+
 TEST(GnmiSet, ClientsCannotAnnotateNodes) {
     ::gnmi::SetRequest request;
     add(*request.mutable_update(), entry + "/config", R"({"@": {"ietf-netconf:operation": "delete"}})");

@@ -182,6 +182,26 @@ TEST_F(GnmiSetter, TheTimeOfAChangeIsLaterThanThatOfWhatWasReadBeforeIt) {
     core().close_session(reader, server::SessionEnd::closed);
 }
 
+TEST_F(GnmiSetter, CommitsThatAreNotPendingOrOthersAreNotConfirmed) {
+    const auto confirm = [](const std::string &id) {
+        ::gnmi::SetRequest request;
+        gnmi_ext::Commit &commit = *request.add_extension()->mutable_commit();
+        commit.set_id(id);
+        commit.mutable_confirm();
+        return request;
+    };
+    Setter setter(core());
+    EXPECT_EQ(set(setter, confirm("a")), Code::failed_precondition);
+    // One of another protocol has no id that could be told here.
+    const server::SessionId netconf = session();
+    EXPECT_EQ(answer(netconf, server::Commit{.confirmed = true, .persist = "a"}), "ok");
+    EXPECT_EQ(answer(netconf, server::Wait{}), "ok");
+    EXPECT_EQ(set(setter, gain_set(3.3)), Code::failed_precondition);
+    EXPECT_EQ(set(setter, confirm("a")), Code::invalid_argument);
+    EXPECT_EQ(answer(netconf, server::Commit{.persist_id = "a"}), "ok");
+    EXPECT_EQ(set(setter, gain_set(3.3)), std::nullopt);
+}
+
 TEST_F(GnmiSetter, AfterTheEndSetsAreUnavailable) {
     Setter setter(core());
     core().stop();

@@ -86,6 +86,16 @@ TEST(GnmiValue, IntegersGoBySign) {
     EXPECT_EQ(leaf_value(with_sign, "-5", ::gnmi::JSON_IETF).json_ietf_val(), "-5");
 }
 
+TEST(GnmiValue, IntegersOf64BitsAreTextsInIetfJsonAlone) {
+    // The device has none of them, but the model does.
+    const lysc_node &interval =
+        *openconfig_schema().find(leaf_at(amplifier + "/state/actual-gain/instant").parent, "interval");
+    EXPECT_EQ(leaf_value(interval, "30000000000", ::gnmi::JSON).json_val(), "30000000000");
+    EXPECT_EQ(leaf_value(interval, "30000000000", ::gnmi::JSON_IETF).json_ietf_val(), "\"30000000000\"");
+    EXPECT_EQ(leaf_value(interval, "30000000000", ::gnmi::PROTO).uint_val(), 30000000000U);
+    EXPECT_EQ(leaf_value(interval, "30000000000", ::gnmi::ASCII).ascii_val(), "30000000000");
+}
+
 TEST(GnmiValue, TextThatIsNoUtf8IsWrittenAllTheSame) {
     EXPECT_EQ(leaf_value(leaf_at(amplifier + "/name"), "a\xff", ::gnmi::JSON).json_val(), "\"a\xef\xbf\xbd\"");
 }
@@ -209,6 +219,18 @@ TEST(GnmiValue, JsonOfAListIsAnArrayOfItsEntries) {
                 refused_with(Code::invalid_argument, "/p/state: is read-only"));
 }
 
+TEST(GnmiValue, JsonMayHoldListsAndNodesOfOtherModules) {
+    EXPECT_EQ(edit_of("optical-amplifier/amplifiers", json_value(R"({"amplifier": [{"name": "a"}]})")),
+              R"({"amplifier":[{"name":"a"}]})");
+    const lysc_node &entry = native_leaf("interface-configurations/interface-configuration");
+    for (const char *name : {"optics", "Korvex-controller-optics-cfg:optics"})
+        EXPECT_EQ(edit_value(native_schema(), &entry,
+                             json_value(std::string("{\"") + name + R"(": {"optics-ots-amplifier-gain": 131}})"), "/p")
+                      .dump(),
+                  R"({"Korvex-controller-optics-cfg:optics":{"optics-ots-amplifier-gain":131}})")
+            << name;
+}
+
 TEST(GnmiValue, JsonOfTheRootNamesModules) {
     const auto edit = [](const std::string &json) {
         return edit_value(openconfig_schema(), nullptr, json_value(json), "/").dump();
@@ -251,7 +273,16 @@ TEST(GnmiValue, WhatIsExpectedIsToldByTheTypeOfTheLeaf) {
     expect_refused(openconfig_schema(), flag, value, "is the number 1, expected a boolean");
     value.mutable_decimal_val()->set_digits(1);
     expect_refused(native_schema(), number, value, "is a decimal, expected a whole number");
+    expect_refused(native_schema(), word, json_value("null"), "is a JSON null, expected an enumeration");
+    expect_refused(openconfig_schema(), *openconfig_schema().find(flag.parent, "type"), json_value("{}"),
+                   "expected an identity");
     // And what is taken.
+    value.set_int_val(-12);
+    EXPECT_EQ(edit_value(native_schema(), &number, value, "/p").dump(), "-12");
+    value.set_uint_val(12);
+    EXPECT_EQ(edit_value(native_schema(), &number, value, "/p").dump(), "12");
+    value.set_ascii_val("true");
+    EXPECT_EQ(edit_value(openconfig_schema(), &flag, value, "/p").dump(), "true");
     value.set_ascii_val("-12");
     EXPECT_EQ(edit_value(native_schema(), &number, value, "/p").dump(), "-12");
     value.set_ascii_val("false");

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -74,6 +75,7 @@ TEST_F(Calls, GoToAddressesWithPorts) {
         }
     }
     EXPECT_THROW(CallHome({"127.0.0.1:no-such-service"}, log_), server::ListenError);
+    EXPECT_THROW(CallHome({"[::1:4334"}, log_), server::ListenError);
     EXPECT_EQ(CallHome({"127.0.0.1:4334", "[::1]:4334"}, log_).size(), 2U);
 }
 
@@ -116,6 +118,56 @@ TEST_F(Calls, ThatFailAreMadeAgainAfterAPauseThatGrowsToAMinute) {
     EXPECT_EQ(calls.deadline(), now_ + 1s);
 }
 
+TEST_F(Calls, GoToIpv6AddressesToo) {
+    const server::Descriptor listener(socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in6 place = {};
+    place.sin6_family = AF_INET6;
+    place.sin6_addr = in6addr_loopback;
+    socklen_t size = sizeof place;
+    ASSERT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr *>(&place), size), 0);
+    ASSERT_EQ(listen(listener.get(), 1), 0);
+    ASSERT_EQ(getsockname(listener.get(), reinterpret_cast<sockaddr *>(&place), &size), 0);
+    CallHome calls({fmt::format("[::1]:{}", ntohs(place.sin6_port))}, log_);
+    const std::vector<CallHome::Made> made = run(calls, now_);
+    ASSERT_EQ(made.size(), 1U);
+    EXPECT_EQ(made[0].connection.address, "::1");
+    EXPECT_EQ(made[0].connection.port, ntohs(place.sin6_port));
+}
+
+TEST_F(Calls, OfSeveralClientsTheFirstThatIsDueCounts) {
+    const Listener one, other;
+    CallHome calls({one.address(), other.address()}, log_);
+    std::size_t made = 0;
+    while (made < 2)
+        made += run(calls, now_).size();
+    calls.ended(0, false, now_);
+    calls.ended(1, true, now_);
+    calls.ended(0, false, now_);
+    EXPECT_EQ(calls.deadline(), now_ + 1s);
+}
+
+TEST_F(Calls, ThatCannotEvenBeginAreMadeAgainLater) {
+    // No connection has all the hosts of a network at its other end.
+    CallHome calls({"255.255.255.255:4334"}, log_);
+    EXPECT_TRUE(calls.run(now_).empty());
+    EXPECT_EQ(calls.deadline(), now_ + 1s);
+    EXPECT_THAT(told(), HasSubstr("warning call-home-failed client=255.255.255.255:4334 reason="));
+}
+
+TEST_F(Calls, WithoutADescriptorAreMadeAgainLater) {
+    const Listener listener;
+    CallHome calls({listener.address()}, log_);
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_TRUE(calls.run(now_).empty());
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(calls.deadline(), now_ + 1s);
+    EXPECT_THAT(told(), HasSubstr("reason=\"Too many open files\"\n"));
+    EXPECT_EQ(run(calls, now_ + 1s).size(), 1U);
+}
+
 TEST_F(Calls, ThatNobodyHasTakenYetAreWaitedFor) {
     // One who waits fills the queue of a client that takes none.
     const server::Descriptor full(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -135,6 +187,12 @@ TEST_F(Calls, ThatNobodyHasTakenYetAreWaitedFor) {
     calls.watch(watched);
     ASSERT_EQ(watched.size(), 1U);
     EXPECT_EQ(watched[0].events, POLLOUT);
+    const int under_way = watched[0].fd;
+    EXPECT_TRUE(calls.run(now_ + 1h).empty());
+    watched.clear();
+    calls.watch(watched);
+    ASSERT_EQ(watched.size(), 1U);
+    EXPECT_EQ(watched[0].fd, under_way) << "called a second time";
 }
 
 } // namespace call_home_tests

@@ -119,6 +119,7 @@ TEST(Chunks, AreRefusedWhenMalformed) {
     EXPECT_EQ("'+' in a chunk size, expected a number from 1 to 4294967295", malformed("\n#+1\n"));
     EXPECT_EQ("byte 0x20 in a chunk size, expected a number from 1 to 4294967295", malformed("\n# 1\n"));
     EXPECT_EQ("byte 0x0d in a chunk size, expected a number from 1 to 4294967295", malformed("\n#4\r\n"));
+    EXPECT_EQ("byte 0x7f in a chunk size, expected a number from 1 to 4294967295", malformed("\n#4\x7f"));
     EXPECT_EQ("'x' in a chunk size, expected a number from 1 to 4294967295", malformed("\n#4x\n"));
     EXPECT_EQ("byte 0x0a in a chunk size, expected a number from 1 to 4294967295", malformed("\n#\n"));
     EXPECT_EQ("chunk size above 4294967295", malformed("\n#4294967296\n"));

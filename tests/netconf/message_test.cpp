@@ -67,12 +67,13 @@ TEST(Element, KeepsADefaultNamespaceThatItTakesAway) {
 }
 
 TEST(Element, IsKeptDownToTheLevelOfTheProtocol) {
-    const std::string text = "<a><b><c><d><e><f><g/></f></e></d></c></b></a>";
+    const std::string text = "<a><b><c><d><e>t<f>u<g/></f></e></d></c></b></a>";
     const Element root = read(text);
     const Element &deepest = root.children[0].children[0].children[0].children[0];
     EXPECT_EQ("e", deepest.name);
+    EXPECT_EQ("t", deepest.text);
     EXPECT_TRUE(deepest.children.empty());
-    EXPECT_EQ("<e><f><g/></f></e>", deepest.source);
+    EXPECT_EQ("<e>t<f>u<g/></f></e>", deepest.source);
 }
 
 TEST(Message, IsRefusedWhenItIsNone) {
@@ -136,6 +137,7 @@ TEST(Message, HoldsToItsLimits) {
 TEST(Text, IsEscaped) {
     EXPECT_EQ("a&amp;b&lt;c&gt;d&quot;e\n\xc3\xa4", xml_text("a&b<c>d\"e\n\xc3\xa4"));
     EXPECT_EQ("\xef\xbf\xbd&#xD;\xef\xbf\xbd", xml_text("\x01\r\xff"));
+    EXPECT_EQ("\ta~\xef\xbf\xbd", xml_text("\ta~\xff"));
 }
 
 } // namespace

@@ -5,6 +5,7 @@ import re
 import signal
 import socket
 import subprocess
+import threading
 import time
 import unittest
 
@@ -125,12 +126,23 @@ class LogIn(ClientTest):
 
     def test_takes_a_key(self):
         key = self.folder + "/key"
-        subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", key], check=True)
-        ocamp("user", "add", "--node", self.node, "kim", "--role", "reader", "--key", key + ".pub")
-        self.server.process.send_signal(signal.SIGHUP)
-        time.sleep(0.5)
+        types = {"kim": ["ed25519"], "kim2": ["rsa", "-b", "2048"], "kim3": ["ecdsa", "-b", "256"],
+                 "kim4": ["ecdsa", "-b", "384"], "kim5": ["ecdsa", "-b", "521"]}
+        for user, words in types.items():
+            file = key if user == "kim" else self.folder + "/" + user
+            subprocess.run(["ssh-keygen", "-q", "-N", "", "-f", file, "-t", *words], check=True)
+            ocamp("user", "add", "--node", self.node, user, "--role", "reader", "--key", file + ".pub")
+        self.server.reload()
         client = self.connect(user="kim", password=None, key_filename=key)
         self.assertEqual([], self.running_gain(client)[1:])
+        for user in list(types)[1:]:
+            self.assertTrue(self.connect(user=user, password=None, key_filename=self.folder + "/" + user).connected, user)
+        # A client that asks whether a key would do before it signs with it.
+        asking = subprocess.run(
+            ["ssh", "-F", "none", "-o", "BatchMode=yes", "-o", "StrictHostKeyChecking=no", "-o", "UserKnownHostsFile=/dev/null",
+             "-o", "IdentitiesOnly=yes", "-i", key, "-p", str(self.server.port), "-s", "kim@127.0.0.1", "netconf"],
+            stdin=subprocess.DEVNULL, capture_output=True, timeout=60)
+        self.assertIn(b"<hello", asking.stdout, asking.stderr)
         # Of a key that nobody has, the question is told already.
         subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", key + "2"], check=True)
         with self.assertRaises(AuthenticationError):
@@ -149,14 +161,157 @@ class LogIn(ClientTest):
         self.assertTrue(self.running_gain(other))
 
 
+class HeldSocket:
+    """A client's end of a connection, which can be kept from reading, and from sending until all goes out at once."""
+
+    def __init__(self, port):
+        self.socket = socket.socket()
+        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 8192)
+        self.socket.connect(("127.0.0.1", port))
+        self.reads = True
+        self.held = None  # what is to be sent
+
+    def __getattr__(self, name):
+        return getattr(self.socket, name)
+
+    def recv(self, size):
+        if self.reads:
+            return self.socket.recv(size)
+        time.sleep(0.05)
+        raise socket.timeout
+
+    def send(self, data):
+        if self.held is None:
+            return self.socket.send(data)
+        self.held += data
+        return len(data)
+
+    def release(self):
+        held, self.held = self.held, None
+        self.socket.sendall(held)
+
+
 class Ssh(ClientTest):
     """What ncclient never does."""
 
-    def transport(self):
-        transport = paramiko.Transport(("127.0.0.1", self.server.port))
+    def transport(self, connection=None):
+        transport = paramiko.Transport(connection or ("127.0.0.1", self.server.port))
         self.addCleanup(transport.close)
         transport.start_client(timeout=60)
         return transport
+
+    END = b"]]>]]>"
+
+    def greeted(self, held):
+        """A channel that takes whatever comes, behind the hellos."""
+        transport = self.transport(held)
+        transport.auth_password("ada", PASSWORD)
+        channel = transport.open_session(window_size=2**31 - 1, timeout=60)
+        channel.invoke_subsystem("netconf")
+        hello = '<hello xmlns="%s"><capabilities><capability>urn:ietf:params:netconf:base:1.0</capability></capabilities></hello>'
+        channel.sendall((hello % NC).encode() + self.END)
+        self.read(channel, 1)
+        return channel
+
+    def read(self, channel, messages):
+        """Reads that many messages."""
+        text = b""
+        while text.count(self.END) < messages:
+            part = channel.recv(1 << 20)
+            self.assertTrue(part, "the server has left after %d" % text.count(self.END))
+            text += part
+        return text
+
+    def request(self, operation):
+        return ('<rpc xmlns="%s" message-id="1">%s</rpc>' % (NC, operation)).encode() + self.END
+
+    # Some 30,000 bytes of a reply each: together more than sockets hold. The requests fit into the window.
+    SCHEMAS = 100
+    SCHEMA = '<get-schema xmlns="%s"><identifier>ietf-netconf</identifier></get-schema>' % NCM
+
+    def test_a_client_that_stops_reading_gets_all_when_it_goes_on(self):
+        held = HeldSocket(self.server.port)
+        channel = self.greeted(held)
+        held.reads = False
+        channel.sendall(self.SCHEMAS * self.request(self.SCHEMA))
+        channel.shutdown_write()
+        self.assertTrue(self.running_gain(self.connect()))
+        held.reads = True
+        self.assertEqual(self.SCHEMAS, self.read(channel, self.SCHEMAS).count(b"</rpc-reply>"))
+        self.assertEqual(b"", channel.recv(1))
+
+    def test_a_client_that_says_goodbye_and_reads_nothing_is_left(self):
+        held = HeldSocket(self.server.port)
+        channel = self.greeted(held)
+        held.reads = False
+        channel.sendall(self.SCHEMAS * self.request(self.SCHEMA) + self.request("<close-session/>"))
+        descriptors = lambda: len(os.listdir("/proc/%d/fd" % self.server.process.pid))
+        before = descriptors()
+        for _ in range(300):
+            if descriptors() < before:
+                break
+            time.sleep(0.1)
+        self.assertLess(descriptors(), before)
+        self.assertRegex(self.server.read_log(), "session-end .*user=ada .*reason=closed")
+        # Whoever closes the channel behind a request is not answered, and is gone.
+        held = HeldSocket(self.server.port)
+        channel = self.greeted(held)
+        held.held = b""
+        channel.sendall(self.request(self.SCHEMA))
+        channel.close()
+        held.release()
+        self.assertTrue(self.running_gain(self.connect()))
+        self.assertRegex(self.server.read_log(), "session-end .*user=ada .*reason=dropped")
+
+    def test_attempts_to_log_in_that_come_at_once_are_taken_in_turn(self):
+        attempt = bytes([50])  # SSH_MSG_USERAUTH_REQUEST
+        for first, then in [(PASSWORD, "wrong"), ("wrong", PASSWORD)]:
+            held = HeldSocket(self.server.port)
+            transport = self.transport(held)
+            send = transport._send_message
+
+            def send_both(message):
+                if message.asbytes()[:1] != attempt:
+                    send(message)
+                    return
+                held.held = b""
+                send(message)
+                again = paramiko.Message()
+                for add, value in [(again.add_byte, attempt), (again.add_string, "ada"), (again.add_string, "ssh-connection"),
+                                   (again.add_string, "password"), (again.add_boolean, False), (again.add_string, then)]:
+                    add(value)
+                send(again)
+                held.release()
+
+            transport._send_message = send_both
+            if first == PASSWORD:
+                transport.auth_password("ada", first)
+            else:
+                with self.assertRaises(paramiko.AuthenticationException):
+                    transport.auth_password("ada", first)
+            transport._send_message = send
+            # Logged in all the same, by the one that is right.
+            channel = None
+            for _ in range(50):
+                try:
+                    channel = transport.open_session(timeout=60)
+                    break
+                except paramiko.SSHException:
+                    time.sleep(0.1)
+            channel.invoke_subsystem("netconf")
+            self.assertIn(b"<hello", channel.recv(200))
+        # An attempt that waits, as others have failed before it, keeps nobody else waiting.
+        other, transport = self.connect(), self.transport()
+        for _ in range(3):
+            with self.assertRaises(paramiko.AuthenticationException):
+                transport.auth_password("ada", "wrong")
+        begin = time.time()
+        right = threading.Thread(target=transport.auth_password, args=("ada", PASSWORD))
+        right.start()
+        while right.is_alive() and time.time() < begin + 0.5:
+            self.assertTrue(self.running_gain(other))
+        right.join()
+        self.assertTrue(transport.is_authenticated())
 
     def channel(self):
         transport = self.transport()
@@ -181,6 +336,12 @@ class Ssh(ClientTest):
             with self.assertRaises(paramiko.SSHException):
                 ask(self.channel())
         channel = self.channel()
+        with self.assertRaises(paramiko.SSHException):
+            channel.get_transport().request_port_forward("127.0.0.1", 0)
+        other = self.transport()
+        other.auth_password("ada", PASSWORD)
+        with self.assertRaises(paramiko.ChannelException):
+            other.open_channel("direct-tcpip", ("127.0.0.1", 1), ("127.0.0.1", 2), timeout=60)
         with self.assertRaises(paramiko.ChannelException):
             channel.get_transport().open_session(timeout=60)
         channel.invoke_subsystem("netconf")

@@ -91,6 +91,33 @@ TEST(Request, HasTheParametersOfItsModel) {
               refusal(rpc("<edit-config><target><running/></target><url>file:///x</url></edit-config>")));
     EXPECT_EQ("protocol missing-element bad-element=config",
               refusal(rpc("<edit-config><target><running/></target></edit-config>")));
+    EXPECT_EQ("protocol missing-element bad-element=target", refusal(rpc("<edit-config><config/></edit-config>")));
+}
+
+TEST(Request, HasNoAttributesButThoseOfFiltersAndOfOthers) {
+    const std::string filtered = "<get-config><source><running/></source><filter ";
+    EXPECT_EQ("taken", refusal(rpc(filtered + "xmlns:n='urn:ietf:params:xml:ns:netconf:base:1.0' n:type='xpath' "
+                                              "n:select='/*'/></get-config>")));
+    EXPECT_EQ("taken", refusal(rpc(filtered + "xmlns:x='urn:x' x:type='xpath'/></get-config>")));
+    EXPECT_EQ("taken", refusal(rpc("<get xmlns:x='urn:x' x:a='1'/>")));
+    EXPECT_EQ("taken", refusal(rpc("<get-config><source xmlns:x='urn:x' x:a='1'><running/></source></get-config>")));
+    EXPECT_EQ("protocol unknown-attribute bad-attribute=a bad-element=get", refusal(rpc("<get a='1'/>")));
+    EXPECT_EQ("protocol unknown-attribute bad-attribute=type bad-element=identifier",
+              refusal(rpc("<get-schema xmlns='urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring'>"
+                          "<identifier type='xpath'>x</identifier></get-schema>")));
+}
+
+TEST(Request, OfASubscriptionMayHaveItsFilterInEitherNamespace) {
+    const auto subscribe = [](const std::string &content) {
+        return rpc("<create-subscription xmlns='urn:ietf:params:xml:ns:netconf:notification:1.0'>" + content +
+                   "</create-subscription>");
+    };
+    EXPECT_EQ("taken", refusal(subscribe("<filter/>")));
+    EXPECT_EQ("taken", refusal(subscribe("<filter xmlns='urn:ietf:params:xml:ns:netconf:base:1.0'/>")));
+    EXPECT_EQ("protocol unknown-element bad-element=stream",
+              refusal(subscribe("<stream xmlns='urn:ietf:params:xml:ns:netconf:base:1.0'>NETCONF</stream>")));
+    EXPECT_EQ("protocol unknown-namespace bad-element=filter bad-namespace=urn:other",
+              refusal(subscribe("<filter xmlns='urn:other'/>")));
 }
 
 TEST(Request, HasValuesOfTheirTypes) {
@@ -106,13 +133,21 @@ TEST(Request, HasValuesOfTheirTypes) {
               refusal(rpc("<commit><confirmed/><confirm-timeout>0</confirm-timeout></commit>")));
     const auto schema = [](const std::string &format) {
         return rpc("<get-schema xmlns='urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring' "
-                   "xmlns:m='urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring'><identifier>x</identifier><format>" +
+                   "xmlns:m='urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring' "
+                   "xmlns:u='urn:u'><identifier>x</identifier><format>" +
                    format + "</format></get-schema>");
     };
     EXPECT_EQ("taken", refusal(schema("yang")));
     EXPECT_EQ("taken", refusal(schema("m:yin")));
     EXPECT_EQ("protocol invalid-value bad-element=format", refusal(schema("pdf")));
     EXPECT_EQ("protocol invalid-value bad-element=format", refusal(schema("n:yang")));
+    EXPECT_EQ("protocol invalid-value bad-element=format", refusal(schema("u:yang")));
+    // Of no default namespace, an identity without a prefix is the model's own.
+    EXPECT_EQ("taken", refusal("<n:rpc xmlns:n='urn:ietf:params:xml:ns:netconf:base:1.0' message-id='1' "
+                               "xmlns:m='urn:ietf:params:xml:ns:yang:ietf-netconf-monitoring'><m:get-schema>"
+                               "<m:identifier>x</m:identifier><m:format>yang</m:format></m:get-schema></n:rpc>"));
+    EXPECT_EQ("protocol unknown-element bad-element=x",
+              refusal(rpc("<kill-session><session-id>1<x/></session-id></kill-session>")));
 }
 
 TEST(Reply, HasTheAttributesOfItsRequest) {
@@ -151,7 +186,9 @@ TEST(Hello, SaysWhichFraming) {
 
 TEST(Hello, IsChecked) {
     EXPECT_THAT(hello_refusal(rpc("<get/>")), HasSubstr("expected 'hello'"));
+    EXPECT_THAT(hello_refusal("<hello/>"), HasSubstr("expected 'hello'"));
     EXPECT_THAT(hello_refusal(hello("")), HasSubstr("without capabilities"));
+    EXPECT_THAT(hello_refusal(hello("<capabilities xmlns='urn:x'/>")), HasSubstr("without capabilities"));
     EXPECT_THAT(hello_refusal(hello("<capabilities/>")), HasSubstr("expected one of them"));
     EXPECT_THAT(hello_refusal(hello("<session-id>4</session-id><capabilities><capability>"
                                     "urn:ietf:params:netconf:base:1.1</capability></capabilities>")),
@@ -171,7 +208,13 @@ TEST(ErrorPath, HasPrefixesBeforeEveryName) {
               prefixed(R"(/optical-amplifier/list[.="/a"])").text);
     EXPECT_EQ("/oc-opt-amp:optical-amplifier/oc-opt-amp:list[oc-opt-amp:name='/a",
               prefixed("/optical-amplifier/list[name='/a").text);
+    EXPECT_EQ("/oc-opt-amp:optical-amplifier/oc-opt-amp:list[oc-opt-amp:a-b_c.d=1]/",
+              prefixed("/optical-amplifier/list[a-b_c.d=1]/").text);
+    EXPECT_EQ(R"(/oc-opt-amp:optical-amplifier/oc-opt-amp:list[oc-opt-amp:name='"]/x'])",
+              prefixed(R"(/optical-amplifier/list[openconfig-optical-amplifier:name='"]/x'])").text);
     EXPECT_EQ("", prefixed("/nothing-of-ours/x").text);
+    EXPECT_EQ("", prefixed("/no-such-module:x/y").text);
+    EXPECT_EQ("/oc-opt-amp:optical-amplifier", prefixed("/openconfig-optical-amplifier:optical-amplifier").text);
     EXPECT_EQ("", prefixed("/").text);
     EXPECT_EQ("", prefixed("").text);
 }
@@ -189,6 +232,9 @@ TEST(RpcError, IsWritten) {
               "</error-path><error-message xml:lang=\"en\">a &lt; b</error-message>"
               "<error-info><bad-element>x&amp;y</bad-element></error-info></rpc-error>",
               written(error));
+    EXPECT_EQ("<rpc-error xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><error-type>rpc</error-type>"
+              "<error-tag>too-big</error-tag><error-severity>error</error-severity></rpc-error>",
+              written(RpcError{.tag = ErrorTag::too_big, .type = ErrorType::rpc}));
 }
 
 TEST(Capabilities, AreThoseOfTheOperations) {

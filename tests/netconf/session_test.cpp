@@ -4,6 +4,7 @@
 
 #include "../server/served_node.h"
 #include "server/netconf/notifications.h"
+#include "server/netconf/operations.h"
 #include "support/same_text.h"
 
 #include <regex>
@@ -199,6 +200,54 @@ TEST_F(Sessions, OperationsDoWhatTheySay) {
     EXPECT_EQ(gain_of(client->ask(get_gain)), "14.2");
 }
 
+TEST_F(Sessions, FiltersMayHaveTheirAttributesInTheNamespaceOfTheProtocol) {
+    const auto client = connect();
+    const auto read = [&](const std::string &attributes) {
+        return client->ask(
+            fmt::format("<get-config><source><running/></source><filter xmlns:n=\"{}\" xmlns:x=\"urn:x\" "
+                        "xmlns:o=\"http://openconfig.net/yang/optical-amplfier\" {}/></get-config>",
+                        base, attributes));
+    };
+    EXPECT_EQ(gain_of(read("n:type=\"xpath\" n:select=\"//o:amplifier[o:name='0/1-AMP-BST']//o:target-gain\"")),
+              "13.1");
+    EXPECT_THAT(read("x:type=\"xpath\" x:select=\"//o:target-gain\""),
+                HasSubstr("<error-type>protocol</error-type><error-tag>bad-element</error-tag>"));
+}
+
+TEST_F(Sessions, ConfigurationsOfRequestsAreValidatedAndCopiedWhole) {
+    const auto client = connect();
+    const std::string others = "<get-config><source><candidate/></source><filter>" + amplifiers("<config/>") +
+                               "<interface-configurations "
+                               "xmlns=\"http://korvex.example/ns/yang/Korvex-ifmgr-cfg\"/></filter></get-config>";
+    const std::string config = "<config><interface-configurations "
+                               "xmlns=\"http://korvex.example/ns/yang/Korvex-ifmgr-cfg\"><interface-configuration>"
+                               "<active>act</active><interface-name>Loopback0</interface-name>"
+                               "</interface-configuration></interface-configurations></config>";
+    EXPECT_EQ(client->ask("<validate><source>" + config + "</source></validate>"), ok());
+    EXPECT_THAT(client->ask("<validate><source><config>" + amplifiers("<no-such/>") + "</config></source></validate>"),
+                HasSubstr("<bad-element>no-such</bad-element>"));
+    EXPECT_THAT(client->ask(others), HasSubstr("Ots0/1/0/1"));
+    EXPECT_EQ(client->ask("<copy-config><target><candidate/></target><source>" + config + "</source></copy-config>"),
+              ok());
+    EXPECT_THAT(client->ask(others), testing::Not(HasSubstr("Ots0/1/0/1")));
+    EXPECT_THAT(client->ask(others), HasSubstr("Loopback0"));
+    EXPECT_EQ(client->ask("<discard-changes/>"), ok());
+    EXPECT_EQ(client->ask("<edit-config><target><candidate/></target><default-operation>replace</default-operation>" +
+                          config + "</edit-config>"),
+              ok());
+    EXPECT_THAT(client->ask(others), testing::Not(HasSubstr("Ots0/1/0/1")));
+    EXPECT_EQ(gain_of(client->ask(get_gain)), "13.1");
+}
+
+TEST_F(Sessions, ExpressionsThatFailOnTheProtocolsOwnDataAreRefused) {
+    const auto client = connect();
+    const std::string filter =
+        fmt::format("<filter type=\"xpath\" xmlns:m=\"{}\" select=\"/m:netconf-state[count(1) = 1]\"/>", monitoring);
+    EXPECT_THAT(client->ask("<get>" + filter + "</get>"),
+                HasSubstr("<error-type>application</error-type><error-tag>invalid-value</error-tag>"));
+    EXPECT_EQ(gain_of(client->ask(get_gain)), "13.1");
+}
+
 TEST_F(Sessions, RefusalsSayWhatWasExpected) {
     const auto client = connect();
     const std::string with_defaults = "<with-defaults xmlns=\"urn:ietf:params:xml:ns:yang:ietf-netconf-with-defaults\">"
@@ -217,6 +266,9 @@ TEST_F(Sessions, RefusalsSayWhatWasExpected) {
     EXPECT_EQ(client->ask("<get><filter type=\"xpath\"/></get>"),
               error("protocol", "missing-attribute", "the attribute 'select' is missing",
                     "<bad-attribute>select</bad-attribute><bad-element>filter</bad-element>"));
+    EXPECT_THAT(client->ask("<get><filter a=\"1\"/></get>"),
+                HasSubstr("<error-tag>bad-element</error-tag><error-severity>error</error-severity><error-message "
+                          "xml:lang=\"en\">&lt;filter"));
     EXPECT_THAT(client->ask("<get><filter type=\"xpath\" select=\"//*[count(//*)=0]\"/></get>"),
                 HasSubstr("<error-type>protocol</error-type><error-tag>too-big</error-tag>"));
     EXPECT_EQ(client->ask(set_gain("14.2", "running", "<error-option>continue-on-error</error-option>")),
@@ -251,6 +303,37 @@ TEST_F(Sessions, RefusalsOfTheNodeNameThePlace) {
     const std::string denied = client->ask("<lock><target><running/></target></lock>");
     EXPECT_THAT(denied, HasSubstr("<error-type>protocol</error-type><error-tag>lock-denied</error-tag>"));
     EXPECT_THAT(denied, HasSubstr(fmt::format("<error-info><session-id>{}</session-id></error-info>", other->id())));
+}
+
+TEST_F(Sessions, RefusalsNameTheElementWhateverItsKeysHold) {
+    const std::string entry = "<amplifier n:operation=\"merge\"><name>a]/b</name></amplifier>";
+    EXPECT_THAT(connect()->ask("<edit-config><target><running/></target><config><optical-amplifier xmlns:n=\"" +
+                               std::string(base) +
+                               "\" xmlns=\"http://openconfig.net/yang/optical-amplfier\"><amplifiers "
+                               "n:operation=\"delete\">" +
+                               entry + "</amplifiers></optical-amplifier></config></edit-config>"),
+                HasSubstr("<bad-attribute>operation</bad-attribute><bad-element>amplifier</bad-element>"));
+}
+
+TEST(Refusals, OfTheCoreHaveTheInfoOfTheirTag) {
+    const auto info = [](ErrorTag tag, std::optional<server::SessionId> holder = {}) {
+        const RpcError error =
+            error_of({.tag = tag, .path = "/m:a/b[m:k='c]/d']", .reason = "r", .attribute = "at", .holder = holder});
+        std::string text;
+        for (const auto &[name, value] : error.info)
+            text += name + "=" + value + " ";
+        return text + (error.type == ErrorType::protocol ? "protocol" : "application");
+    };
+    for (const ErrorTag tag :
+         {ErrorTag::unknown_namespace, ErrorTag::missing_element, ErrorTag::bad_element, ErrorTag::unknown_element})
+        EXPECT_EQ(info(tag), "bad-element=b application");
+    for (const ErrorTag tag : {ErrorTag::missing_attribute, ErrorTag::bad_attribute, ErrorTag::unknown_attribute})
+        EXPECT_EQ(info(tag), "bad-attribute=at bad-element=b application");
+    EXPECT_EQ(info(ErrorTag::lock_denied), "session-id=0 protocol");
+    EXPECT_EQ(info(ErrorTag::lock_denied, 7), "session-id=7 protocol");
+    EXPECT_EQ(info(ErrorTag::invalid_value), "application");
+    EXPECT_EQ(error_of({.reason = "r", .code = 0xaaf2ee00}).message, "r (0xaaf2ee00)");
+    EXPECT_EQ(error_of({.reason = "r"}).message, "r");
 }
 
 TEST_F(Sessions, SubscriptionsAreOneASessionOfOneStream) {
@@ -347,6 +430,11 @@ TEST_F(Sessions, OfTheOlderVersionAreToldInItsWords) {
     client.greet(false);
     client.send("<rpc");
     EXPECT_THAT(client.receive(), HasSubstr("<error-type>rpc</error-type><error-tag>operation-failed</error-tag>"));
+    std::string deep;
+    for (int i = 0; i < 1000; ++i)
+        deep += "<a>";
+    client.send(deep);
+    EXPECT_THAT(client.receive(), HasSubstr("<error-type>rpc</error-type><error-tag>too-big</error-tag>"));
     EXPECT_EQ(gain_of(client.ask(get_gain)), "13.1");
 }
 
@@ -373,6 +461,60 @@ TEST_F(Sessions, TakeInputAsLongAsItIsInBounds) {
     for (int i = 0; i < 9; ++i)
         EXPECT_THAT(client->receive(), HasSubstr("<error-tag>unknown-element</error-tag>"));
     EXPECT_TRUE(client->session().is_quiet());
+}
+
+TEST_F(Sessions, TakeInputAsLongAsThereIsRoomForItAndForAnswers) {
+    restart({.message_size = 1000, .output_backlog = 4000});
+    surround();
+    const auto client = connect();
+    const std::string padding(600, ' ');
+    client->send_rpc(get_gain); // under way
+    client->send_rpc("<get-config>" + padding + "<source><running/></source></get-config>");
+    EXPECT_TRUE(client->session().wants_input());
+    client->send_rpc("<get-config>" + padding + "<source><running/></source></get-config>");
+    EXPECT_FALSE(client->session().wants_input()) << "more waits than one message may have";
+    for (int i = 0; i < 3; ++i)
+        EXPECT_THAT(client->receive(), HasSubstr("<rpc-reply"));
+    EXPECT_TRUE(client->session().wants_input());
+    while (client->session().wants_input() && !client->session().ended())
+        client->send_rpc("<no-such/>");
+    EXPECT_GT(client->session().output().size(), 2000U) << "half of the backlog is unread";
+    EXPECT_FALSE(client->session().ended());
+}
+
+TEST_F(Sessions, AreNotAnsweredAfterTheirEnd) {
+    const std::shared_ptr<Mailbox> &mailbox = surroundings().mailbox;
+    const auto answer_is_posted = [&] {
+        pollfd posted{mailbox->descriptor(), POLLIN, 0};
+        return ::poll(&posted, 1, 10000) == 1;
+    };
+    auto client = connect();
+    client->send_rpc(get_gain);
+    ASSERT_TRUE(answer_is_posted());
+    const std::string before(client->session().output());
+    client->session().end(server::SessionEnd::timeout);
+    mailbox->run();
+    EXPECT_EQ(client->session().output(), before);
+    client = connect();
+    client->send_rpc(get_gain);
+    ASSERT_TRUE(answer_is_posted());
+    client.reset();
+    mailbox->run();
+    EXPECT_TRUE(statistics().sessions.empty());
+}
+
+TEST_F(Sessions, ReadNothingBehindTheirEnd) {
+    Client stranger(surroundings(), {"ada", server::Role::admin});
+    stranger.session().receive("<hello/>]]>]]>" + framed("<rpc/>", Framing::end_of_message));
+    EXPECT_TRUE(stranger.session().ended());
+    EXPECT_EQ(statistics().in_bad_hellos, 1U);
+    EXPECT_EQ(stranger.session().output(), "");
+    Client other(surroundings(), {"ada", server::Role::admin});
+    other.session().receive("\n#x");
+    EXPECT_TRUE(other.session().ended());
+    EXPECT_EQ(other.session().output(), "") << "who has not said hello is told nothing";
+    EXPECT_EQ(statistics().in_bad_hellos, 2U);
+    EXPECT_EQ(statistics().counters.in_bad_rpcs, 0U);
 }
 
 TEST_F(Sessions, WhoseStreamIsAtFaultAreToldAndEnd) {

@@ -367,11 +367,15 @@ TEST_F(Wire, SilentConnectionsHoldNobodyUpAndEnd) {
     Sockets silent(server().port());
     for (int i = 0; i < 20; ++i)
         silent.add(i % 2 == 0 ? "" : "SSH-2.0-half");
+    // One that has logged in and says no hello.
+    NetconfClient quiet(server().port(), ServerProgram::user, ServerProgram::password);
     expect_service();
     for (int i = 0; i < 80 && silent.closed() < 20; ++i)
         std::this_thread::sleep_for(100ms);
     EXPECT_EQ(20U, silent.closed());
-    expect_service();
+    EXPECT_TRUE(quiet.is_left_within(10s));
+    expect_service(); // behind which its end has been told
+    EXPECT_THAT(server().log(), HasSubstr("user=ada address=127.0.0.1 reason=timeout"));
 }
 
 TEST_F(Wire, FloodsOfConnectionsAreBounded) {

@@ -144,6 +144,42 @@ TEST_F(Commits, ThatAreRefusedLeaveNothingPending) {
     EXPECT_EQ(answer(one_, Commit{.confirmed = true, .timeout = seconds(0)}), "invalid-value");
 }
 
+TEST_F(Commits, WhoseFormerConfigurationCannotBeKeptAreNotMade) {
+    EXPECT_EQ(edit(one_, gain_edit("11.0"), Datastore::candidate), "ok");
+    // It is open to others: nothing may be written there.
+    std::filesystem::permissions(folder() / "server", std::filesystem::perms::group_read,
+                                 std::filesystem::perm_options::add);
+    EXPECT_THAT(refusal(one_, Commit{.confirmed = true}).reason, HasSubstr("server: mode 0740, expected a folder"));
+    EXPECT_EQ(gain(one_), "13.1");
+    EXPECT_EQ(edit(other_, gain_edit("12.0")), "ok") << "nothing is pending";
+    std::filesystem::permissions(folder() / "server", std::filesystem::perms::owner_all);
+    EXPECT_EQ(answer(one_, Commit{.confirmed = true}), "ok");
+    EXPECT_EQ(gain(one_), "11.0");
+    EXPECT_EQ(answer(one_, CancelCommit{}), "ok");
+    EXPECT_EQ(gain(one_), "12.0");
+}
+
+TEST_F(Commits, BesideAnotherProcessThatHasLockedAreRefusedAndLeaveNothingPending) {
+    EXPECT_EQ(edit(one_, gain_edit("11.0"), Datastore::candidate), "ok");
+    Service another(settings().service);
+    another.lock_configuration();
+    EXPECT_EQ(answer(one_, Commit{}), "in-use");
+    EXPECT_EQ(answer(one_, Commit{.confirmed = true}), "in-use");
+    EXPECT_FALSE(is_pending());
+    EXPECT_EQ(gain(one_), "13.1");
+    another.unlock_configuration();
+    EXPECT_EQ(answer(one_, Commit{}), "ok");
+    EXPECT_EQ(gain(one_), "11.0");
+}
+
+TEST_F(Commits, MayBeLockedAgainstOthersByWhoeverHasOnePending) {
+    commit_confirmed(one_);
+    EXPECT_EQ(answer(one_, Lock{}), "ok");
+    EXPECT_EQ(answer(other_, CancelCommit{}), "in-use");
+    EXPECT_EQ(answer(one_, CancelCommit{}), "ok");
+    EXPECT_EQ(gain(one_), "13.1");
+}
+
 // What the file of a pending commit is refused with.
 std::string refusal_of_kept(const StateFolder &folder, const std::string &text) {
     folder.write("confirmed-commit.json", text);

@@ -168,11 +168,48 @@ TEST_F(Reads, PathsOfBothSides) {
     EXPECT_EQ(value(session(), native_gain_path), "131");
     EXPECT_EQ(value(session(), std::string("/Korvex-ifmgr-cfg:") + (native_gain_path + 1)), "131");
     EXPECT_THAT(value(session(), "/no-such-root/leaf"), HasSubstr("no node 'no-such-root'"));
+    EXPECT_THAT(value(session(), "/interface-configurations/no-such"), HasSubstr("no node 'no-such'"));
+    EXPECT_THAT(value(session(), "optical-amplifier"), HasSubstr("expected"));
     EXPECT_EQ(value(session(), "/openconfig-optical-amplifier:" + std::string(gain_path).substr(1)), "13.1");
     EXPECT_EQ(value(session(), "/Korvex-ifmgr-cfg:" + std::string(native_gain_path).substr(1)), "131");
     EXPECT_EQ(read({.filter = PathFilter{"/"}}), read({}));
     EXPECT_EQ(read({.models = Models::openconfig, .filter = PathFilter{native_gain_path}}), "");
     EXPECT_EQ(read({.models = Models::native, .filter = PathFilter{gain_path}}), "");
+}
+
+TEST_F(Reads, EntriesOfOneNativeListAreReadTogether) {
+    const auto entry = [](const std::string &name) {
+        return "<interface-configuration><active>act</active><interface-name>" + name +
+               "</interface-name><description/></interface-configuration>";
+    };
+    EXPECT_EQ(
+        read({.filter =
+                  SubtreeFilter{R"(<interface-configurations xmlns="http://korvex.example/ns/yang/Korvex-ifmgr-cfg">)" +
+                                entry("Loopback0") + entry("Optics0/1/0/4") + "</interface-configurations>"}}),
+        R"(<interface-configurations xmlns="http://korvex.example/ns/yang/Korvex-ifmgr-cfg">
+  <interface-configuration>
+    <active>act</active>
+    <interface-name>Loopback0</interface-name>
+    <description>node address</description>
+  </interface-configuration>
+  <interface-configuration>
+    <active>act</active>
+    <interface-name>Optics0/1/0/4</interface-name>
+    <description>line east, supervisory channel</description>
+  </interface-configuration>
+</interface-configurations>
+)");
+}
+
+TEST_F(Reads, ANodeWithoutConfigurationHasNone) {
+    const SessionId admin = session();
+    const std::string gone = R"( n:operation="delete" xmlns="http://korvex.example/ns/yang/Korvex-ifmgr-cfg"/>)";
+    EXPECT_EQ(edit(admin, R"(<config xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" )"
+                          R"(xmlns:n="urn:ietf:params:xml:ns:netconf:base:1.0"><interface-configurations)" +
+                              gone + "<global-interface-configuration" + gone + "</config>"),
+              "ok");
+    EXPECT_EQ(read({.models = Models::native}), "");
+    EXPECT_EQ(value(admin, native_gain_path), "none");
 }
 
 TEST(RefusalsOfExceptions, SayWhatKindOfFailureItWas) {
@@ -286,6 +323,16 @@ TEST_F(Edits, TestOnlyChangesNothing) {
     EXPECT_EQ(answer(admin, Edit{.steps = {{gain_edit("11.0")}}, .test_only = true}), "ok");
     EXPECT_EQ(answer(admin, Edit{.steps = {{gain_edit("99.0")}}, .test_only = true}), "invalid-value");
     EXPECT_EQ(gain(admin), "13.1");
+    const Datastore candidate = Datastore::candidate;
+    EXPECT_EQ(answer(admin, Edit{.target = candidate, .steps = {{gain_edit("11.0")}}, .test_only = true}), "ok");
+    EXPECT_EQ(gain(admin, candidate), "13.1");
+}
+
+TEST_F(Edits, ACandidateWithoutChangesIsCopiedToNoEffect) {
+    const SessionId admin = session();
+    EXPECT_EQ(edit(admin, gain_edit("11.0")), "ok");
+    EXPECT_EQ(answer(admin, CopyConfig{.source = Datastore::candidate}), "ok");
+    EXPECT_EQ(gain(admin), "11.0");
 }
 
 TEST_F(Edits, RefusalsNameTheNodeWithItsModule) {
@@ -380,6 +427,11 @@ TEST_F(Roles, OperatorsDoNotCommitNativeEditsOfOthers) {
     const SessionId operating = session(Role::operator_), admin = session();
     EXPECT_EQ(edit(admin, native_gain_edit("88"), Datastore::candidate), "ok");
     EXPECT_EQ(answer(operating, Commit{}), "access-denied");
+    const std::string first = refusal(operating, Commit{}).path;
+    EXPECT_EQ(edit(admin, R"({"Korvex-ifmgr-cfg:global-interface-configuration":{"link-status":"physical"}})",
+                   Datastore::candidate),
+              "ok");
+    EXPECT_EQ(refusal(operating, Commit{}).path, first) << "it names the first of them";
     EXPECT_EQ(answer(operating, CopyConfig{.source = Datastore::candidate}), "access-denied");
     EXPECT_EQ(answer(operating, DiscardChanges{}), "access-denied");
     EXPECT_EQ(value(admin, native_gain_path), "131");
@@ -659,6 +711,30 @@ TEST_F(Changes, AroundTheNodeAreToldAsTheyAreGiven) {
     EXPECT_EQ(std::get<PlantEvent>(told.front()->what).words, "cut a/b 0");
 }
 
+TEST_F(Changes, AroundTheNodeAreNotToldAfterTheEnd) {
+    Events events;
+    const Subscription subscription = core().subscribe(Interest::sessions_and_commits, events.listener());
+    core().tell(PlantEvent{.second = 7, .words = "cut a/b 0"});
+    core().stop();
+    core().tell(PlantEvent{.second = 8, .words = "restore a/b 0"});
+    EXPECT_THAT(events.wait_for(1), SizeIs(1));
+}
+
+TEST_F(Changes, OfTheNativeSideAloneAreToldToo) {
+    const SessionId admin = session();
+    Events events;
+    const Subscription subscription = core().subscribe(Interest::configuration, events.change_listener());
+    EXPECT_EQ(edit(admin, R"({"Korvex-ifmgr-cfg:interface-configurations":{"interface-configuration":[)"
+                          R"({"active":"act","interface-name":"Loopback0","description":"other"}]}})"),
+              "ok");
+    const auto told = events.wait_for(1);
+    ASSERT_THAT(told, SizeIs(1));
+    const auto &change = std::get<DataChange>(told.front()->what);
+    EXPECT_THAT(change.openconfig, IsEmpty());
+    ASSERT_THAT(change.native, SizeIs(1));
+    EXPECT_EQ(change.native.front().after, "other");
+}
+
 TEST_F(Changes, OfOtherProcessesAreForeign) {
     const SessionId admin = session();
     Events events;
@@ -849,6 +925,14 @@ TEST(EventLogs, AreTextForPeople) {
                                 std::string(256, 'v') + '"'));
 }
 
+TEST(EventLogs, ThatCannotBeWrittenHoldNobodyUp) {
+    LogFile file;
+    EventLog lost(LogFormat::text, -1);
+    lost.write(Severity::info, "lost");
+    file.log.write(Severity::info, "kept");
+    EXPECT_THAT(file.lines(), ElementsAre("T info kept"));
+}
+
 TEST(EventLogs, AreJsonForPrograms) {
     LogFile file(LogFormat::json, "node-1");
     file.log.write(Severity::error, "values", {{"text", "\u00e4\xff\n"}, {"number", 7}, {"flag", true}});
@@ -953,6 +1037,30 @@ TEST_F(Logged, CommitsThatCannotBeTakenBackAreToldAndStayPending) {
     }
     EXPECT_GT(told(), 1) << "tried again by the end of the server";
     EXPECT_TRUE(std::filesystem::exists(folder() / "server" / "confirmed-commit.json"));
+}
+
+TEST_F(Logged, CommitsThatCouldNotBeTakenBackAreTakenBackBeforeTheNextEdit) {
+    stop();
+    LogFile file;
+    Core logged(settings(), file.log);
+    const SessionId ada = logged.open_session({"ada", Role::admin}, {"test", "127.0.0.1", 1}, {}),
+                    bob = logged.open_session({"bob", Role::admin}, {"test", "127.0.0.1", 1}, {});
+    logged.carry_out(ada, Edit{.target = Datastore::candidate, .steps = {{.document = gain_edit("11.0")}}});
+    logged.carry_out(ada, Commit{.confirmed = true});
+    Service another(settings().service);
+    another.lock_configuration();
+    logged.close_session(ada, SessionEnd::dropped);
+    const auto is_told = [&] {
+        return std::ranges::any_of(
+            file.lines(), [](const std::string &line) { return line.starts_with("T error roll-back-failed reason="); });
+    };
+    EXPECT_TRUE(comes_true(is_told));
+    // It is tried again in a second; whoever comes before that does not build on it.
+    another.unlock_configuration();
+    const Outcome locked = logged.carry_out(bob, Lock{});
+    EXPECT_TRUE(std::holds_alternative<Result>(locked));
+    Outcome outcome = logged.carry_out(bob, Read{.filter = PathFilter{gain_path}});
+    EXPECT_THAT(std::get<Result>(outcome).data.print(LYD_XML), HasSubstr("<target-gain>13.1</target-gain>"));
 }
 
 TEST_F(Logged, LogInsAreToldWithTheirMethodAndRole) {

@@ -11,6 +11,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -70,6 +71,24 @@ TEST(Listening, IsRefusedWhereSomebodyElseListens) {
     const std::vector<ListeningSocket> first = listen_on("127.0.0.1:0");
     EXPECT_THAT([&] { listen_on(first.at(0).address); },
                 refused_with(first.at(0).address + ": Address already in use, expected an address that can be"));
+}
+
+TEST(Listening, IsRefusedAtAddressesOfOthersAndWithoutADescriptor) {
+    EXPECT_THAT(
+        [] { listen_on("192.0.2.1:0"); },
+        refused_with("192.0.2.1:0: Cannot assign requested address, expected an address that can be listened on"));
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    std::string told;
+    try {
+        listen_on("127.0.0.1:0");
+    } catch (const ListenError &error) {
+        told = error.what();
+    }
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_THAT(told, StartsWith("127.0.0.1:0: Too many open files, expected"));
 }
 
 // The peer of a connection that is made to a socket at this place.
