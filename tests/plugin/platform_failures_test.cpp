@@ -57,6 +57,7 @@ struct Case {
 };
 
 constexpr const char *openconfig_root = "opticalamplifier";
+constexpr const Listeners &nobody = listeners[0];
 constexpr uint32_t edit_of_lists = 2; // a kind that the seam has no name for
 
 Case request(const std::string &name, uint32_t kind, const Node &tree) {
@@ -257,7 +258,6 @@ class PlatformFailures : public PluginTest, public testing::WithParamInterface<s
     static std::string name() { return given().name + found().name; }
 
     static constexpr cerrno refusal = 0x77;
-    static constexpr const Listeners &nobody = listeners[0];
     static constexpr std::string_view pop = "yfw_map_remove_from_node_hierarchy";
 
     struct Call {
