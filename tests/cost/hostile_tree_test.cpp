@@ -7,6 +7,7 @@
 #include "ymap_models.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -17,13 +18,24 @@ using null_platform::Messages;
 
 namespace {
 
+/// A node of a door's way, and the key of a list entry without which it would not be entered.
+struct Step {
+    Step(const char *step_tag) : tag(step_tag) {} // NOLINT(google-explicit-constructor): most are a tag alone
+    Step(const char *step_tag, const char *key_tag, const char *key_value)
+        : tag(step_tag), key(key_tag), value(key_value) {}
+
+    const char *tag;
+    const char *key = nullptr;
+    const char *value = nullptr;
+};
+
 /// One way into the plug-in, and tags that it descends along.
 struct Door {
     const char *name;
     Walker *walk;
     const char *name_space;
-    std::vector<const char *> way; ///< from the root to a list entry
-    const char *key;               ///< leaf that names the entry
+    std::vector<Step> way; ///< from the root to a list entry
+    const char *key;       ///< leaf that names the entry
 };
 
 const std::vector<Door> &doors() {
@@ -43,6 +55,11 @@ const std::vector<Door> &doors() {
          IFMGR_CFG_NS,
          {"interface-configurations", "interface-configuration"},
          "interface-name"},
+        {"global_interface",
+         ymap_xo_oc_opt_amp_korvexifmgrcfg_lvla_globalinterfaceconfiguration,
+         IFMGR_CFG_NS,
+         {"global-interface-configuration"},
+         "link-status"},
         {"ots_oper",
          ymap_xo_oc_opt_amp_korvexcontrollerorvo8otsoper_lvla_otsoper,
          OTS_OPER_NS,
@@ -53,11 +70,27 @@ const std::vector<Door> &doors() {
          OPTICS_OPER_NS,
          {"optics-oper", "optics-ports", "optics-port"},
          "name"},
-        {"pmengine_oper",
+        {"pmengine_ports",
          ymap_xo_oc_opt_amp_korvexpmengineoper_lvla_performancemanagementhistory,
          PMENGINE_OPER_NS,
-         {"performance-management-history", "global", "periodic"},
-         "port-name"},
+         {"performance-management-history", "global", "periodic", "optics-history", "optics-port-histories",
+          "optics-port-history"},
+         "name"},
+        {"pmengine_instances",
+         ymap_xo_oc_opt_amp_korvexpmengineoper_lvla_performancemanagementhistory,
+         PMENGINE_OPER_NS,
+         {"performance-management-history",
+          "global",
+          "periodic",
+          "optics-history",
+          "optics-port-histories",
+          {"optics-port-history", "name", "Ots0/1/0/0"},
+          "optics-second30-history",
+          "optics-second30-optics-histories",
+          {"optics-second30-optics-history", "number", "1"},
+          "optics-second30-optics-time-line-instances",
+          "optics-second30-optics-time-line-instance"},
+         "number"},
     };
     return all;
 }
@@ -71,6 +104,7 @@ class FlatTree {
             node.node_flags = YFW_NODE_PRESENT;
         }
     }
+    std::size_t size() const { return nodes_.size(); }
     yfw_datatree &operator[](std::size_t i) { return nodes_[i]; }
     yfw_datatree *root() { return nodes_.data(); }
     /// The nodes from `first` on become the children of `parent`.
@@ -84,13 +118,41 @@ class FlatTree {
     std::vector<yfw_datatree> nodes_;
 };
 
-/// The way to an entry, then the entry's tag again and again.
+/// The first steps of a door's way and that many nodes more, which are still to be put somewhere. `last`: the place of
+/// the last step; the others follow it.
+FlatTree way_tree(const Door &door, std::size_t steps, std::size_t more, std::size_t &last) {
+    const auto keys = std::count_if(door.way.begin(), door.way.begin() + static_cast<std::ptrdiff_t>(steps) - 1,
+                                    [](const Step &step) { return step.key != nullptr; });
+    FlatTree tree(steps + static_cast<std::size_t>(keys) + more, door.name_space);
+    tree[0].tag = door.way[0].tag;
+    last = 0;
+    for (std::size_t i = 1; i < steps; ++i) {
+        const std::size_t above = last;
+        if (const Step &entry = door.way[i - 1]; entry.key != nullptr) {
+            yfw_datatree &key = tree[++last];
+            key.tag = entry.key;
+            key.value = const_cast<char *>(entry.value); // of this leaf nothing writes to its value
+            key.node_flags |= YFW_NODE_KEY;
+        }
+        tree[++last].tag = door.way[i].tag;
+        tree.put_below(above, above + 1, last - above);
+    }
+    return tree;
+}
+
+/// The way to an entry.
+FlatTree entry_tree(const Door &door) {
+    std::size_t last = 0;
+    return way_tree(door, door.way.size(), 0, last);
+}
+
+/// The same, then the entry's tag again and again.
 FlatTree deep_tree(const Door &door, std::size_t levels) {
-    FlatTree tree(levels, door.name_space);
-    for (std::size_t i = 0; i < levels; ++i) {
-        tree[i].tag = i < door.way.size() ? door.way[i] : door.way.back();
-        if (i + 1 < levels)
-            tree.put_below(i, i + 1, 1);
+    std::size_t last = 0;
+    FlatTree tree = way_tree(door, door.way.size(), levels - door.way.size(), last);
+    for (; last + 1 < tree.size(); ++last) {
+        tree[last + 1].tag = door.way.back().tag;
+        tree.put_below(last, last + 1, 1);
     }
     return tree;
 }
@@ -98,37 +160,32 @@ FlatTree deep_tree(const Door &door, std::size_t levels) {
 /// The same with texts of no length as tags, so that paths grow as little as they can.
 FlatTree nameless_tree(const Door &door, std::size_t levels) {
     FlatTree tree = deep_tree(door, levels);
-    for (std::size_t i = 1; i < levels; ++i)
+    for (std::size_t i = 1; i < tree.size(); ++i)
         tree[i].tag = "";
     return tree;
 }
 
 /// The way to the list, and below it so many nodes of nothing but that tag.
 FlatTree wide_tree(const Door &door, std::size_t entries, const char *tag) {
-    const std::size_t above = door.way.size() > 1 ? door.way.size() - 1 : 1;
-    FlatTree tree(above + entries, door.name_space);
-    for (std::size_t i = 0; i < above; ++i) {
-        tree[i].tag = door.way[i];
-        tree.put_below(i, i + 1, i + 1 < above ? 1 : entries);
-    }
-    for (std::size_t i = 0; i < entries; ++i)
-        tree[above + i].tag = tag;
+    std::size_t list = 0;
+    FlatTree tree = way_tree(door, std::max<std::size_t>(door.way.size() - 1, 1), entries, list);
+    tree.put_below(list, list + 1, entries);
+    for (std::size_t i = 1; i <= entries; ++i)
+        tree[list + i].tag = tag;
     return tree;
 }
 
 /// An entry whose key, and whose tag below, are a text of that many bytes.
 FlatTree long_tree(const Door &door, std::string &text) {
-    FlatTree tree(door.way.size() + 2, door.name_space);
-    for (std::size_t i = 0; i < door.way.size(); ++i) {
-        tree[i].tag = door.way[i];
-        tree.put_below(i, i + 1, i + 1 < door.way.size() ? 1 : 2);
-    }
-    yfw_datatree &key = tree[door.way.size()];
+    std::size_t entry = 0;
+    FlatTree tree = way_tree(door, door.way.size(), 2, entry);
+    tree.put_below(entry, entry + 1, 2);
+    yfw_datatree &key = tree[entry + 1];
     key.tag = door.key;
     key.value = text.data();
     key.node_flags |= YFW_NODE_KEY;
-    tree[door.way.size() + 1].tag = text.c_str();
-    tree[door.way.size() + 1].value = text.data();
+    tree[entry + 2].tag = text.c_str();
+    tree[entry + 2].value = text.data();
     return tree;
 }
 
@@ -192,8 +249,8 @@ TEST_P(HostileTree, Of100000LevelsWithoutNamesTakesBoundedStack) {
 TEST_P(HostileTree, OfAMillionEntriesTakesBoundedStack) {
     const Door &request = doors().front();
     const bool is_request = GetParam().walk == request.walk;
-    FlatTree requested = deep_tree(request, request.way.size());
-    FlatTree tree = wide_tree(GetParam(), is_request ? 1'000 : 1'000'000, GetParam().way.back());
+    FlatTree requested = entry_tree(request);
+    FlatTree tree = wide_tree(GetParam(), is_request ? 1'000 : 1'000'000, GetParam().way.back().tag);
     EXPECT_LT(walk(tree, requested, YFW_KIND_GET, Messages::debug_log), stack_limit);
 }
 
@@ -209,8 +266,8 @@ TEST_P(HostileTree, WithTextsOfAMegabyteTakesBoundedStack) {
 }
 
 TEST_P(HostileTree, ThatAnnouncesChildrenAndHasNoneIsWalked) {
-    FlatTree tree = deep_tree(GetParam(), GetParam().way.size());
-    for (std::size_t i = 0; i < GetParam().way.size(); ++i) {
+    FlatTree tree = entry_tree(GetParam());
+    for (std::size_t i = 0; i < tree.size(); ++i) {
         const uint32_t announced = tree[i].child_count;
         yfw_datatree *const children = tree[i].children;
         tree[i].children = nullptr;

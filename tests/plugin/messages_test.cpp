@@ -3,6 +3,7 @@
 #include "plugin_fixture.h"
 
 #include <fstream>
+#include <functional>
 #include <iterator>
 
 namespace {
@@ -47,26 +48,21 @@ std::vector<std::pair<std::string, Node>> inputs() {
             {"child of another module", with(leaf("unknown", "1").in(ns::foreign))}};
 }
 
-struct Listeners {
-    const char *name;
-    bool debug_log, lightweight;
-};
-constexpr Listeners listeners[] = {
-    {"nobody", false, false}, {"debug log", true, false}, {"trace", false, true}, {"both", true, true}};
-
 class Messages : public PluginTest {
   protected:
     // What the function does to a node, apart from messages.
     std::string work(const std::string &function, const Listeners &who, const Node *given, yfw_datatree *into) {
-        platform.debug_log_takes(0, who.debug_log);
-        platform.debug_log_takes(3, who.debug_log);
-        context.ltrace_enabled = who.lightweight ? 1 : 0;
+        Tree made(given != nullptr ? *given : leaf("none"));
+        return told(who, [&] { return call_with(function, given != nullptr ? made.root() : nullptr, into); });
+    }
+
+    // What a call gives and does, apart from messages.
+    std::string told(const Listeners &who, const std::function<std::string()> &make_call) {
+        listen(who);
         const yfw_map_request before = request;
         platform.forget_calls();
-        Tree made(given != nullptr ? *given : leaf("none"));
-        std::string result = call_with(function, given != nullptr ? made.root() : nullptr, into);
-        for (const std::string &call : platform.calls_without(
-                 {"_xos_dt_log_filter_adv", "_lstrace", "ret_nc_yfw_trace_index_incr", "cerr_strerror"}))
+        std::string result = make_call();
+        for (const std::string &call : platform.calls_without(message_calls))
             result += "\n" + call;
         result += "\nerror path " + error_path() + ", walk flags " + std::to_string(request.walk_flags);
         if (request.error_path != before.error_path)
@@ -89,6 +85,13 @@ class Messages : public PluginTest {
             for (const auto &[what, given] : known)
                 expect_same(what, &given, &out);
         }
+    }
+
+    void expect_the_same_of_helper(const std::string &what, const std::function<std::string()> &make_call) {
+        told(listeners[0], make_call); // the database is looked for at its first use
+        const std::string expected = told(listeners[0], make_call);
+        for (size_t i = 1; i < std::size(listeners); ++i)
+            EXPECT_SAME_TEXT(told(listeners[i], make_call), expected) << what << ", " << listeners[i].name;
     }
 
   private:
@@ -120,6 +123,85 @@ TEST_F(Messages, WithoutRequestStateChangeNothingButWhoIsTold) {
     platform.node_key = "Ots0/1/0/0";
     context.req_ctx = nullptr;
     expect_the_same_for_all();
+}
+
+// ---- Helpers, which have other arguments --------------------------------------------------------------------------
+
+using Check = int (*)(yfw_map_ctx, const char *, char *);
+using PortCheck = int (*)(yfw_map_ctx, const char *);
+using KeyCheck = int (*)(yfw_map_ctx, char *);
+using Getter = cerrno (*)(yfw_map_ctx, const char *, char *);
+using ValueGetter = cerrno (*)(yfw_map_ctx, const char *, bag_token_type_td, void *, uint32_t, char *);
+using TokenToText = void (*)(yfw_map_ctx, bag_token_td *, char *);
+using PrintData = void (*)(yfw_map_ctx);
+
+TEST_F(Messages, OfNameChecksChangeNothingButWhoIsTold) {
+    platform.put_amplifier("0/1-AMP-PRE");
+    for (const char *name :
+         {"Ots0/1/0/0", "Ots0/2/0/0", "Ots0/1/0/9", "Ots0/9/0/0", "Optics0/1/0/4", "Optics0/1/0/0", "Optics0/9/0/4"}) {
+        expect_the_same_of_helper(name, [&] {
+            char amplifier[20] = "";
+            const int is_ots = plugin().function<Check>("check_controller_name_ots_is_good")(ctx, name, amplifier);
+            const int is_optics = plugin().function<PortCheck>("check_controller_name_optics_is_good")(ctx, name);
+            return std::to_string(is_ots) + std::to_string(is_optics) + amplifier;
+        });
+    }
+}
+
+TEST_F(Messages, OfTheDatabaseChangeNothingButWhoIsTold) {
+    for (const char *failing : {"", "_sysdb_bind", "sysdb_item_get", "sysdb_list", "bag_header_info",
+                                "bag_generic_init", "bag_generic_token"}) {
+        platform.reset();
+        platform.know(ctx, &out);
+        output_power_was("Ots0_1_0_1", {{"Average", "-8"}});
+        platform.listing = {"Ots0_1_0_1/", "Ots0_1_0_0/"};
+        platform.answer(failing, 0x77);
+        expect_the_same_of_helper(failing, [&] {
+            char text[200] = "";
+            const cerrno code =
+                plugin().function<Getter>("sysdb_get_input_pm_30sec_avg_power")(ctx, "Ots0_1_0_1", text);
+            char key[] = "Ots0_1_0_0";
+            const int is_known = plugin().function<KeyCheck>("sysdb_key_is_defined")(ctx, key);
+            return std::to_string(code) + std::to_string(is_known) + text;
+        });
+        for (const char *getter : {"sysdb_get_amp_receive_power", "sysdb_get_amp_transmit_power"})
+            expect_the_same_of_helper(std::string(getter) + failing, [&] {
+                char text[200] = "";
+                return std::to_string(plugin().function<Getter>(getter)(ctx, "Ots0_1_0_1", text)) + text;
+            });
+    }
+}
+
+TEST_F(Messages, OfRecordsThatAreNoneChangeNothingButWhoIsTold) {
+    platform.put_empty_item("/oper/perfmgmt/gl/periodic/optics/interface/",
+                            "Ots0_1_0_1/30sec/optics/1/timeline_rev/0x1");
+    bag_token_td unknown{};
+    unknown.type = static_cast<bag_token_type_td>(99);
+    expect_the_same_of_helper("no record", [&] {
+        char text[200] = "";
+        return std::to_string(plugin().function<Getter>("sysdb_get_input_pm_30sec_avg_power")(ctx, "Ots0_1_0_1", text));
+    });
+    expect_the_same_of_helper("no bag", [&] {
+        char text[200] = "";
+        return std::to_string(
+            plugin().function<ValueGetter>("get_value_in_bag")(ctx, "Name", BAG_TOKEN_TEXT, nullptr, 0, text));
+    });
+    expect_the_same_of_helper("unknown token", [&] {
+        char text[200] = "";
+        plugin().function<TokenToText>("convert_bag_value_to_str")(ctx, &unknown, text);
+        return std::string(text);
+    });
+}
+
+TEST_F(Messages, OfPrintedDataChangeNothingButWhoIsTold) {
+    client_request(container("optical-amplifier"));
+    const char *const keys[] = {"amplifier", "supervisory-channel"};
+    request.list_index = 2;
+    request.output_list_key = keys;
+    expect_the_same_of_helper("print_data", [&] {
+        plugin().function<PrintData>("print_data")(ctx);
+        return std::string();
+    });
 }
 
 } // namespace

@@ -1,5 +1,4 @@
-// A library of someone else's that exports names of the plug-in's: each notes its call, and one of its own uses
-// another. Built without anything that would bind its calls to itself, as such a library may be.
+// A library of someone else's that exports names of the plug-in's: each notes its call.
 #define NAMESAKE_EXPORT extern "C" __attribute__((visibility("default")))
 
 namespace {
@@ -26,9 +25,4 @@ NAMESAKE(check_controller_name_ots_is_good)
 /// How often any of them was called.
 NAMESAKE_EXPORT int namesake_calls() {
     return calls;
-}
-
-/// Calls one by its name.
-NAMESAKE_EXPORT int namesake_strips() {
-    return strstrip();
 }

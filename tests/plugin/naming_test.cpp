@@ -275,6 +275,20 @@ TEST_F(NameCheck, InventoryNameIsTracedAsTheInventoryHasIt) {
     EXPECT_STREQ(amplifier.data(), "0/1-AMP-PRE");
 }
 
+TEST_F(NameCheck, LongInventoryNameIsCutNotOverrun) {
+    platform.put_item("/oper/inventory/gl/entity/", "0%2f1-AMP-PRE/attrib/inv_basic_bag",
+                      {"inv_basic_bag",
+                       600,
+                       1,
+                       0,
+                       {{BAG_TOKEN_UINT32, "inv_phy_entity_basic_info", 1, ""},
+                        {BAG_TOKEN_TEXT, "Name", 0, std::string(400, 'n')},
+                        {BAG_TOKEN_END, nullptr, 0, ""}}});
+    EXPECT_EQ(ots_is_good("Ots0/1/0/0"), 1);
+    EXPECT_THAT(messages(), testing::Contains(trc(long_text("sys_amp_name = ", 199, 'n'))));
+    EXPECT_EQ(optics_is_good("Optics0/1/0/4"), 1);
+}
+
 TEST_F(NameCheck, SlotZeroDependsOnTheInventory) {
     EXPECT_EQ(ots_is_good("Ots0/0/0/0"), 0);
     expect_calls(ots_check("Ots0/0/0/0", "0/0-AMP-PRE", false));

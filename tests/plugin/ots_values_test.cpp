@@ -108,7 +108,7 @@ TEST_P(OtsValue, IsDividedAndPrinted) {
     for (const Hundredths &value :
          {Hundredths{"1750", "17.50"}, Hundredths{"-5", "-0.05"}, Hundredths{"abc", "0.00"}, Hundredths{"", "0.00"},
           Hundredths{"0", "0.00"}, Hundredths{"12.5", "0.12"}, Hundredths{" 250", "2.50"}, Hundredths{"300x", "3.00"},
-          Hundredths{"-99999999", "-999999.99"}}) {
+          Hundredths{"-99999999", "-999999.99"}, Hundredths{"-999999999999999", "-9999999999999.99"}}) {
         platform.forget_calls();
         EXPECT_EQ(convert(leaf("native", value.native)), CERR_SUCCESS);
         expect_writes({write(value.oc.c_str())});

@@ -1,6 +1,6 @@
 // Every call of the platform that can fail fails in turn, in whole requests and whole answers, and every call that can
 // hand out nothing does so. Whatever comes of it: no crash, nothing kept, the code that the rules pass up, hierarchy
-// and output list balanced, the walk's state as it was found.
+// and output list balanced, the walk's state as it was found. Who takes the messages changes nothing of that.
 #include "plugin_fixture.h"
 
 #include <cstdio>
@@ -57,6 +57,8 @@ struct Case {
 };
 
 constexpr const char *openconfig_root = "opticalamplifier";
+constexpr const Listeners &nobody = listeners[0];
+constexpr uint32_t edit_of_lists = 2; // a kind that the seam has no name for
 
 Case request(const std::string &name, uint32_t kind, const Node &tree) {
     return {name, oc_walker(openconfig_root), kind, tree, tree, nullptr};
@@ -96,9 +98,21 @@ Node keyed_read() {
                  {channel({container("state", {statistics("input-power"), statistics("output-power")})})});
 }
 
-Case answer(const std::string &name, const std::string &walker, const Node &request, Node tree, const char *space,
-            const char *port, const std::string &skipped = {}) {
-    return {name, "ymap_xo_oc_opt_amp_" + walker, YFW_KIND_GET, request, std::move(tree).in(space), port, skipped};
+Case edit(const std::string &name, const Node &tree) {
+    return request(name, YFW_KIND_EDIT, tree);
+}
+
+// The same answer to a request for the model and to one by keys, of either kind of read.
+std::vector<Case> answers(const std::string &name, const std::string &walker, Node tree, const char *space,
+                          const char *port, const std::string &skipped = {}) {
+    const Node answered = std::move(tree).in(space);
+    const std::string function = "ymap_xo_oc_opt_amp_" + walker;
+    const Node whole = container("optical-amplifier");
+    const Node by_keys = model({amplifier({})}, {channel({})});
+    return {{name, function, YFW_KIND_GET, whole, answered, port, skipped},
+            {name + "OfConfiguration", function, YFW_KIND_GET_CONFIG, whole, answered, port, skipped},
+            {name + "ByKeys", function, YFW_KIND_GET, by_keys, answered, port, skipped},
+            {name + "OfConfigurationByKeys", function, YFW_KIND_GET_CONFIG, by_keys, answered, port, skipped}};
 }
 
 Node interface(const char *name, std::vector<Node> optics) {
@@ -130,15 +144,9 @@ Node history() {
                                                                {leaf("name", "Ots0/1/0/0").key(), seconds})})})})})});
 }
 
-std::vector<Case> cases() {
+std::vector<Case> reads() {
     const Node whole = container("optical-amplifier");
     const Node lists = model({}, {});
-    const Node ots_info = container(
-        "ots-info", {leaf("ampli-gain", "1750"), leaf("ampli-tilt", "-48"), leaf("osri-config-val", "false"),
-                     leaf("ampli-gain-range-config-val", "amplifier-gain-range-normal"),
-                     container("lane-data", {leaf("receive-power", "-1543"), leaf("transmit-power", "203")})});
-    const Node lane = container(
-        "optics-lane", {leaf("number", "1").key(), leaf("receive-power", "-1220"), leaf("transmit-power", "-315")});
     return {
         request("KeyedReadOfConfiguration", YFW_KIND_GET_CONFIG, keyed_read()),
         request("KeyedRead", YFW_KIND_GET, keyed_read()),
@@ -146,42 +154,109 @@ std::vector<Case> cases() {
         request("KeylessReadOfConfiguration", YFW_KIND_GET_CONFIG, lists),
         request("KeylessRead", YFW_KIND_GET, lists),
         request("ReadOfTheModel", YFW_KIND_GET, whole),
-        request("Merge", YFW_KIND_EDIT, model({amplifier({configuration()})}, {})),
-        request("Create", YFW_KIND_EDIT, model({amplifier({configuration()}).op(YFW_OP_CREATE)}, {})),
-        request("ReplaceOfAnEntry", YFW_KIND_EDIT, model({amplifier({configuration()}).op(YFW_OP_REPLACE)}, {})),
-        request("ReplaceOfConfiguration", YFW_KIND_EDIT, model({amplifier({configuration().op(YFW_OP_REPLACE)})}, {})),
-        request("DeleteOfALeaf", YFW_KIND_EDIT,
-                model({amplifier({container("config", {leaf("target-gain").op(YFW_OP_DELETE)})})}, {})),
-        request("DeleteOfAnEntry", YFW_KIND_EDIT, model({amplifier({}).op(YFW_OP_DELETE)}, {})),
-        request("RemoveOfAnEntry", YFW_KIND_EDIT, model({amplifier({}).op(YFW_OP_REMOVE)}, {})),
-        request("EditOfState", YFW_KIND_EDIT, model({amplifier({container("state", {leaf("min-gain", "1")})})}, {})),
-        answer("Interfaces", "korvexifmgrcfg_lvla_interfaceconfigurations", whole,
-               container("interface-configurations", {interface("Ots0/1/0/0", {leaf("optics-ots-amplifier-gain", "175"),
-                                                                               leaf("optics-ots-amplifier-tilt", "-5"),
-                                                                               leaf("optics-ots-osri", "false")}),
-                                                      interface("Optics0/1/0/4", {})}),
-               ns::ifmgr_cfg, "Ots0/1/0/0", "interface-configuration"),
-        answer("GlobalInterface", "korvexifmgrcfg_lvla_globalinterfaceconfiguration", whole,
-               container("global-interface-configuration"), ns::ifmgr_cfg, nullptr),
-        answer(
-            "Ots", "korvexcontrollerorvo8otsoper_lvla_otsoper", whole,
+    };
+}
+
+std::vector<Case> edits() {
+    const Node entry = amplifier({configuration()});
+    const Node lists = model({entry}, {channel({})});
+    const auto deleted = [](Node node) { return std::move(node).op(YFW_OP_DELETE); };
+    const auto replaced = [](Node node) { return std::move(node).op(YFW_OP_REPLACE); };
+    const auto with_amplifiers = [](const Node &amplifiers) { return container("optical-amplifier", {amplifiers}); };
+    return {
+        edit("Merge", model({entry}, {})),
+        edit("Create", model({Node(entry).op(YFW_OP_CREATE)}, {})),
+        edit("ReplaceOfAnEntry", model({replaced(entry)}, {})),
+        edit("ReplaceOfConfiguration", model({amplifier({replaced(configuration())})}, {})),
+        edit("ReplaceOfAmplifiers", with_amplifiers(replaced(container("amplifiers", {entry})))),
+        edit("ReplaceOfTheModel", replaced(lists)),
+        edit("DeleteOfALeaf", model({amplifier({container("config", {deleted(leaf("target-gain"))})})}, {})),
+        edit("DeleteOfAnEntry", model({deleted(amplifier({}))}, {})),
+        edit("RemoveOfAnEntry", model({amplifier({}).op(YFW_OP_REMOVE)}, {})),
+        edit("DeleteOfAmplifiers", with_amplifiers(deleted(container("amplifiers")))),
+        edit("DeleteOfTheModel", deleted(container("optical-amplifier"))),
+        // In an edit proper a list entry names its keys; the other kinds may delete the list.
+        edit("DeleteOfAListThatIsRefused", model({deleted(container("amplifier"))}, {})),
+        request("DeleteOfAList", edit_of_lists, model({deleted(container("amplifier"))}, {})),
+        request("DeleteOfBothLists", edit_of_lists,
+                model({deleted(container("amplifier"))}, {deleted(container("supervisory-channel"))})),
+        edit("MergeOfAChannel", model({}, {channel({})})),
+        edit("ReplaceOfAChannel", model({}, {replaced(channel({}))})),
+        edit("DeleteOfAChannel", model({}, {deleted(channel({}))})),
+        edit("EditOfAChannelsConfiguration",
+             model({}, {channel({container("config", {leaf("interface", "Optics0/1/0/4")})})})),
+        edit("EditOfState", model({amplifier({container("state", {leaf("min-gain", "1")})})}, {})),
+    };
+}
+
+std::vector<std::vector<Case>> answers_of_all_modules() {
+    const Node ots_info = container(
+        "ots-info", {leaf("ampli-gain", "1750"), leaf("ampli-tilt", "-48"), leaf("osri-config-val", "false"),
+                     leaf("ampli-gain-range-config-val", "amplifier-gain-range-normal"),
+                     container("lane-data", {leaf("receive-power", "-1543"), leaf("transmit-power", "203")})});
+    const Node lane = container(
+        "optics-lane", {leaf("number", "1").key(), leaf("receive-power", "-1220"), leaf("transmit-power", "-315")});
+    return {
+        answers("Interfaces", "korvexifmgrcfg_lvla_interfaceconfigurations",
+                container("interface-configurations",
+                          {interface("Ots0/1/0/0",
+                                     {leaf("optics-ots-amplifier-gain", "175"), leaf("optics-ots-amplifier-tilt", "-5"),
+                                      leaf("optics-ots-osri", "false")}),
+                           interface("Optics0/1/0/4", {})}),
+                ns::ifmgr_cfg, "Ots0/1/0/0", "interface-configuration"),
+        answers("GlobalInterface", "korvexifmgrcfg_lvla_globalinterfaceconfiguration",
+                container("global-interface-configuration"), ns::ifmgr_cfg, nullptr),
+        answers(
+            "Ots", "korvexcontrollerorvo8otsoper_lvla_otsoper",
             container("ots-oper",
                       {container("ots-ports", {container("ots-port", {leaf("name", "Ots0/1/0/0").key(), ots_info})})}),
             ns::ots_oper, "Ots0/1/0/0"),
-        answer("Optics", "korvexcontrolleropticsoper_lvla_opticsoper", whole,
-               container("optics-oper",
-                         {container("optics-ports", {container("optics-port", {leaf("name", "Optics0/1/0/4").key(),
-                                                                               container("optics-lanes", {lane})})})}),
-               ns::optics_oper, "Optics0/1/0/4"),
-        answer("History", "korvexpmengineoper_lvla_performancemanagementhistory", whole, history(), ns::pmengine_oper,
-               "Ots0/1/0/0"),
+        answers("Optics", "korvexcontrolleropticsoper_lvla_opticsoper",
+                container("optics-oper",
+                          {container("optics-ports", {container("optics-port", {leaf("name", "Optics0/1/0/4").key(),
+                                                                                container("optics-lanes", {lane})})})}),
+                ns::optics_oper, "Optics0/1/0/4"),
+        answers("History", "korvexpmengineoper_lvla_performancemanagementhistory", history(), ns::pmengine_oper,
+                "Ots0/1/0/0"),
     };
+}
+
+// What a walk finds of the walkers' own state, and leaves so.
+struct WalkState {
+    const char *name;
+    uint32_t walk_flags, in_subtree, replace_in_progress;
+};
+constexpr WalkState in_second_pass{"InASecondPass", YFW_WALK_REPLACE_MERGE_PASS, 0, 0};
+constexpr WalkState in_deleted_entry{"InADeletedEntry", YFW_WALK_REPLACE_DELETE_PASS, 2, 1};
+
+// Requests and answers that between them bring all that a walk tells.
+std::vector<Case> told_cases() {
+    std::vector<Case> all = edits();
+    all.push_back(reads()[1]);
+    for (const std::vector<Case> &of_module : answers_of_all_modules()) {
+        all.push_back(of_module.front());
+        all.push_back(of_module[2]); // by keys
+    }
+    return all;
+}
+
+std::vector<Case> cases() {
+    std::vector<Case> all = reads();
+    for (const Case &each : edits())
+        all.push_back(each);
+    for (const std::vector<Case> &of_module : answers_of_all_modules())
+        all.insert(all.end(), of_module.begin(), of_module.end());
+    return all;
 }
 
 // ---- The fixture -------------------------------------------------------------------------------------------------
 
-class PlatformFailures : public PluginTest, public testing::WithParamInterface<Case> {
+class PlatformFailures : public PluginTest, public testing::WithParamInterface<std::tuple<Case, WalkState>> {
   protected:
+    static const Case &given() { return std::get<Case>(GetParam()); }
+    static const WalkState &found() { return std::get<WalkState>(GetParam()); }
+    static std::string name() { return given().name + found().name; }
+
     static constexpr cerrno refusal = 0x77;
     static constexpr std::string_view pop = "yfw_map_remove_from_node_hierarchy";
 
@@ -194,29 +269,28 @@ class PlatformFailures : public PluginTest, public testing::WithParamInterface<C
     void prepare() {
         platform.reset();
         platform.know(ctx, &out);
-        platform.debug_log_takes(0, false);
-        platform.debug_log_takes(3, false);
-        platform.node_key = GetParam().port;
+        listen(nobody);
+        platform.node_key = given().port;
         platform.listing = {"Ots0_1_0_1/", "Ots0_1_0_0/"};
         all_amplifiers_exist();
         output_power_was("Ots0_1_0_1", {{"Average", "-8"}, {"Minimum", "-9"}, {"Maximum", "-7"}});
-        kind(GetParam().kind);
-        client_request(GetParam().request);
-        if (GetParam().port != nullptr) {
-            native_list(container("optics-port-history", {leaf("name", GetParam().port).key()}));
+        kind(given().kind);
+        client_request(given().request);
+        if (given().port != nullptr) {
+            native_list(container("optics-port-history", {leaf("name", given().port).key()}));
             hierarchy({container("optics-oper"), container("optics-ports"),
-                       container("optics-port", {leaf("name", GetParam().port).key()})});
+                       container("optics-port", {leaf("name", given().port).key()})});
         }
         request.error_path = nullptr;
         request.select_flags = 0;
-        request.walk_flags = state_before.walk_flags;
-        request.in_subtree = state_before.in_subtree;
+        request.walk_flags = found().walk_flags;
+        request.in_subtree = found().in_subtree;
         request.walk_all = 0;
-        request.replace_in_progress = state_before.replace_in_progress;
+        request.replace_in_progress = found().replace_in_progress;
         request.output_list_count = 0;
     }
 
-    cerrno walk() { return call(GetParam().walker, tree(GetParam().walked)); }
+    cerrno walk() { return call(given().walker, tree(given().walked)); }
 
     // The calls of a walk that nothing disturbs, all of them.
     std::vector<Call> undisturbed() {
@@ -244,6 +318,27 @@ class PlatformFailures : public PluginTest, public testing::WithParamInterface<C
         return last;
     }
 
+    // Result and calls of a walk in which a call fails; number 0 for none.
+    std::string outcome(const Listeners &who, size_t failing) {
+        prepare();
+        listen(who);
+        platform.fail_call(failing, refusal);
+        return text_of(lines("result " + std::to_string(walk()), platform.calls_without(message_calls)));
+    }
+
+    // The numbers of the calls in a walk that nothing disturbs, but for those that messages make.
+    std::vector<size_t> numbers_of_calls(const Listeners &who) {
+        prepare();
+        listen(who);
+        std::vector<size_t> numbers;
+        platform.watch = [&](const std::string &function, const std::string &) {
+            if (!message_calls.contains(function))
+                numbers.push_back(platform.call_count());
+        };
+        walk();
+        return numbers;
+    }
+
     // What holds after every walk, whatever failed in it.
     void expect_balance(const std::string &which) {
         EXPECT_EQ(platform.hierarchy_depth(), 0) << which;
@@ -254,29 +349,39 @@ class PlatformFailures : public PluginTest, public testing::WithParamInterface<C
         EXPECT_EQ(platform.open_walks(), 0) << which;
         EXPECT_EQ(platform.live_token_texts(), 0U) << which;
         EXPECT_EQ(platform.live_copies(), request.error_path == nullptr ? 0U : 1U) << which;
-        EXPECT_EQ(request.walk_flags, state_before.walk_flags) << which;
-        EXPECT_EQ(request.in_subtree, state_before.in_subtree) << which;
+        EXPECT_EQ(request.walk_flags, found().walk_flags) << which;
+        EXPECT_EQ(request.in_subtree, found().in_subtree) << which;
         EXPECT_EQ(request.walk_all, 0U) << which;
-        EXPECT_EQ(request.replace_in_progress, state_before.replace_in_progress) << which;
+        EXPECT_EQ(request.replace_in_progress, found().replace_in_progress) << which;
+    }
+
+    // The number of the call that tells of the walk's usual failure, which ends it; behind all others when it succeeds.
+    size_t usual_failure(const std::vector<Call> &calls) const {
+        if (usual_result_ == CERR_SUCCESS)
+            return calls.size();
+        const auto told = std::find_if(calls.rbegin(), calls.rend(),
+                                       [](const Call &call) { return call.function == "yfw_oc_error_path"; });
+        return static_cast<size_t>(calls.rend() - told);
     }
 
     // The number of that call; 0 when no entry is skipped.
     static size_t pop_of_skipped_entry(const std::vector<Call> &calls) {
-        if (GetParam().skipped.empty())
+        if (given().skipped.empty())
             return 0;
         const auto last = std::find_if(calls.rbegin(), calls.rend(), [](const Call &call) {
-            return call.function == pop && call.line.ends_with("<" + GetParam().skipped + ">");
+            return call.function == pop && call.line.ends_with("<" + given().skipped + ">");
         });
         return static_cast<size_t>(calls.rend() - last);
+    }
+
+    static bool can_fail(const std::string &function) {
+        return passed_up.contains(function) || dropped.contains(function) || written.contains(function);
     }
 
     static std::string describe(size_t nth, const Call &call) {
         return "call " + std::to_string(nth) + ": " + call.line;
     }
 
-    struct {
-        uint32_t walk_flags = 0x80, in_subtree = 0, replace_in_progress = 0;
-    } state_before;
     cerrno usual_result_ = CERR_SUCCESS;
 };
 
@@ -287,15 +392,15 @@ TEST_P(PlatformFailures, EndInWhatTheRulesSay) {
     size_t writes = 0, failed = 0;
     for (size_t nth = 1; nth <= calls.size(); ++nth) {
         const Call &failing = calls[nth - 1];
+        if (!can_fail(failing.function))
+            continue;
         bool counts = passed_up.contains(failing.function);
         if (written.contains(failing.function))
             counts = last_of_converter.at(writes++);
-        else if (!counts && !dropped.contains(failing.function))
-            continue;
         prepare();
         platform.fail_call(nth, refusal);
         // A pop that fails does not hide an earlier failure, nor that an entry was skipped.
-        if (failing.function == pop && (usual_result_ != CERR_SUCCESS || nth == pop_of_skipped_entry(calls)))
+        if (failing.function == pop && (nth > usual_failure(calls) || nth == pop_of_skipped_entry(calls)))
             counts = false;
         const bool is_passed_up = counts && failing.result_taken;
         EXPECT_EQ(walk(), is_passed_up ? refusal : usual_result_) << describe(nth, failing);
@@ -303,7 +408,7 @@ TEST_P(PlatformFailures, EndInWhatTheRulesSay) {
         ++failed;
     }
     ASSERT_GT(failed, 0U);
-    std::printf("%s: %zu calls failed\n", GetParam().name.c_str(), failed);
+    std::printf("%s: %zu calls failed\n", name().c_str(), failed);
 }
 
 TEST_P(PlatformFailures, OfWhatIsHandedOutAreNoHarm) {
@@ -318,10 +423,44 @@ TEST_P(PlatformFailures, OfWhatIsHandedOutAreNoHarm) {
         expect_balance(describe(nth, calls[nth - 1]));
         ++emptied;
     }
-    std::printf("%s: %zu calls handed out nothing\n", GetParam().name.c_str(), emptied);
+    std::printf("%s: %zu calls handed out nothing\n", name().c_str(), emptied);
 }
 
-INSTANTIATE_TEST_SUITE_P(Requests, PlatformFailures, testing::ValuesIn(cases()),
-                         [](const auto &test) { return test.param.name; });
+// Of each function that can fail, the first and the last call of a walk fail.
+class ToldPlatformFailures : public PlatformFailures {};
+
+TEST_P(ToldPlatformFailures, EndTheSameWhoeverTakesTheMessages) {
+    const std::vector<Call> calls = undisturbed();
+    std::vector<std::vector<size_t>> numbers;
+    for (const Listeners &who : listeners) {
+        numbers.push_back(numbers_of_calls(who));
+        ASSERT_EQ(numbers.back().size(), numbers.front().size()) << who.name;
+        EXPECT_EQ(outcome(who, 0), outcome(nobody, 0)) << who.name;
+    }
+    std::map<std::string, size_t> first, last;
+    for (size_t i = 0; i < numbers.front().size(); ++i)
+        if (const std::string &function = calls[numbers.front()[i] - 1].function; can_fail(function)) {
+            first.try_emplace(function, i);
+            last[function] = i;
+        }
+    for (const auto &[function, at_first] : first)
+        for (const size_t i : std::set<size_t>{at_first, last.at(function)}) {
+            const std::string expected = outcome(nobody, numbers.front()[i]);
+            for (size_t who = 1; who < std::size(listeners); ++who)
+                EXPECT_EQ(outcome(listeners[who], numbers[who][i]), expected)
+                    << describe(i + 1, calls[numbers.front()[i] - 1]) << ", " << listeners[who].name;
+        }
+}
+
+std::string name_of(const testing::TestParamInfo<std::tuple<Case, WalkState>> &test) {
+    return std::get<Case>(test.param).name + std::get<WalkState>(test.param).name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Requests, PlatformFailures,
+                         testing::Combine(testing::ValuesIn(cases()),
+                                          testing::Values(in_second_pass, in_deleted_entry)),
+                         name_of);
+INSTANTIATE_TEST_SUITE_P(Requests, ToldPlatformFailures,
+                         testing::Combine(testing::ValuesIn(told_cases()), testing::Values(in_second_pass)), name_of);
 
 } // namespace

@@ -300,6 +300,12 @@ void PluginTest::output_power_was(const std::string &controller,
                       history);
 }
 
+void PluginTest::listen(const Listeners &who) {
+    platform.debug_log_takes(0, who.debug_log);
+    platform.debug_log_takes(3, who.debug_log);
+    context.ltrace_enabled = who.lightweight ? 1 : 0;
+}
+
 Lines PluginTest::actions() const {
     return platform.calls_without({"_xos_dt_log_filter_adv", "_lstrace", "ret_nc_yfw_trace_index_incr",
                                    "yfw_map_is_request_delete", "yfw_map_util_itree_stack_size",

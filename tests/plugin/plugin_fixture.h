@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -110,6 +111,19 @@ inline const std::string optics_lane = optics_list + "/optics-lanes/optics-lane"
 inline const std::string oc_amplifier = "/optical-amplifier/amplifiers/amplifier";
 inline const std::string oc_channel = "/optical-amplifier/supervisory-channels/supervisory-channel";
 
+/// ---- Who takes messages ----------------------------------------------------------------------------------------
+
+struct Listeners {
+    const char *name;
+    bool debug_log, lightweight;
+};
+/// All that there can be, nobody first.
+inline constexpr Listeners listeners[] = {
+    {"nobody", false, false}, {"debug log", true, false}, {"trace", false, true}, {"both", true, true}};
+/// The functions that are called for the sake of messages.
+inline const std::set<std::string> message_calls{"_xos_dt_log_filter_adv", "_lstrace", "ret_nc_yfw_trace_index_incr",
+                                                 "cerr_strerror"};
+
 /// ---- The fixture -----------------------------------------------------------------------------------------------
 
 class PluginTest : public ::testing::Test {
@@ -138,6 +152,7 @@ class PluginTest : public ::testing::Test {
     void output_power_was(const std::string &controller,
                           const std::vector<std::pair<const char *, std::string>> &statistics);
     void lightweight_on() { context.ltrace_enabled = 1; }
+    void listen(const Listeners &who);
 
     cerrno call(const std::string &name, const yfw_datatree *in) { return plugin().handler(name)(ctx, in, &out); }
     cerrno call_container(const std::string &name, const yfw_datatree *in, unsigned count) {

@@ -521,6 +521,13 @@ TEST_P(PmStatistic, PartnerOfAPortIsFormedFromAllNineteenCharacters) {
     expect_writes({write(amplifier_state + "input-power-c-band/", "4")});
 }
 
+TEST_P(PmStatistic, LongNameOfThePartnerIsCutNotOverrun) {
+    stand_in("Ots0/2147483647/0/0");
+    ask_for_amplifiers();
+    EXPECT_EQ(call(converter("input_power_c_band"), tree(leaf("average", "77"))), CERR_SUCCESS);
+    EXPECT_THAT(messages(), testing::Contains(trc("ampli_key:  0/2147483647-AMP-PR ")));
+}
+
 TEST_P(PmStatistic, NoPortHistoryIsNoPort) {
     for (const char *what : {"output_power_c_band", "input_power_c_band", "ampli_gain", "ampli_gain_tilt"})
         EXPECT_EQ(call(converter(what), tree(leaf("average", "1"))), CERR_SUCCESS);

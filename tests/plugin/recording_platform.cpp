@@ -288,7 +288,7 @@ struct Platform::Access {
     cerrno list(void *handle, const char *pattern, uint32_t *count, void **list_handle, uint32_t zero) {
         const cerrno code = record("sysdb_list", {handle == &p.bind_point_ ? "handle" : "strange-handle",
                                                   show_text(pattern), std::to_string(zero)});
-        if (code != CERR_SUCCESS || is_empty())
+        if (is_empty() || (code != CERR_SUCCESS && !p.failed_listing_is_given))
             return code;
         p.next_item_ = 0;
         ++p.open_listings_;

@@ -79,6 +79,8 @@ class Platform {
     void put_empty_item(const std::string &bind_point, const std::string &item_path);
     /// What the listing under any binding gives.
     std::vector<std::string> listing;
+    /// A listing that fails is handed out all the same.
+    bool failed_listing_is_given = false;
     bool library_present = true;
     bool bind_gives_handle = true;
     bool request_adds = false;

@@ -432,6 +432,16 @@ TEST_F(SystemDatabase, KeyIsNotDefinedWhenListingFails) {
     EXPECT_EQ(platform.calls_of({"_sysdb_unbind"}).size(), 1U);
 }
 
+TEST_F(SystemDatabase, ListingThatFailsAndIsGivenAllTheSameIsFreed) {
+    platform.answer("sysdb_list", 0x66);
+    platform.failed_listing_is_given = true;
+    platform.listing = {"Ots0_1_0_0/"};
+    EXPECT_EQ(key_is_defined("Ots0_1_0_0"), 0);
+    EXPECT_EQ(platform.calls_of({"sysdb_list_next", "sysdb_list_free"}), (Lines{"sysdb_list_free listing"}));
+    EXPECT_EQ(platform.open_listings(), 0);
+    EXPECT_EQ(platform.open_bindings(), 0);
+}
+
 TEST_F(SystemDatabase, ListingThatSucceedsWithoutAnythingIsSteppedThroughAndFreed) {
     key_is_defined("Ots0_1_0_0"); // messages are filed at their first use
     platform.forget_calls();
