@@ -1083,8 +1083,6 @@ TEST(BagWalks, AreSeenByAnObserver) {
 
 // ---- Files of databases ------------------------------------------------------------------------------------------
 
-constexpr ocamp::FileMark test_mark{0x54455354, 3};
-
 TEST(DatabaseFile, HasItsNameWhenItIsCompleteAndIsNothingBefore) {
     const support::TemporaryFolder folder;
     const std::filesystem::path file = folder.path() / "made.db";
