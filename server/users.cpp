@@ -1,6 +1,7 @@
 // How users are kept, and passwords hashed. Knows no protocol.
 #include "server/users.h"
 
+#include "seam/json_text.h"
 #include "seam/text.h"
 #include "server/crypt_library.h"
 
@@ -10,7 +11,6 @@
 #include <memory>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 namespace ocamp::server {
 
@@ -18,6 +18,7 @@ namespace {
 
 constexpr const char *file_name = "users.json";
 constexpr int file_version = 1;
+constexpr std::size_t nesting_limit = 8;
 constexpr std::size_t longest_name = 32;
 constexpr std::size_t most_keys = 64;
 constexpr const char *yescrypt = "$y$";
@@ -63,19 +64,41 @@ std::string_view take_word(std::string_view &text) {
     return word;
 }
 
-User user_of(const nlohmann::json &entry) {
+void check_key_count(const User &user) {
+    if (user.keys.size() > most_keys)
+        throw UserError(fmt::format("user '{}': {} keys, expected at most {}", user.name, user.keys.size(), most_keys));
+}
+
+[[noreturn]] void refuse_second(const User &user) {
+    throw UserError(fmt::format("user '{}' is there already, expected a new name", user.name));
+}
+
+const Json &array_of(const Json &object, const char *name) {
+    const Json &found = object.at(name);
+    if (!found.is_array())
+        throw UserError(fmt::format("\"{}\" is {}, expected an array", name, shown(found)));
+    return found;
+}
+
+User user_of(const Json &entry) {
     User user;
     user.name = entry.at("name").get<std::string>();
     check_user_name(user.name);
-    const std::optional<Role> role = role_of(entry.at("role").get<std::string>());
+    const std::string word = entry.at("role").get<std::string>();
+    const std::optional<Role> role = role_of(word);
     if (!role)
         throw UserError(fmt::format("user {}: role '{}', expected reader, operator or admin", user.name,
-                                    entry.at("role").get<std::string>()));
+                                    escaped(shortened(word, longest_shown_value))));
     user.role = *role;
     user.password_hash = entry.at("password").get<std::string>();
-    for (const nlohmann::json &key : entry.at("keys"))
+    for (const Json &key : array_of(entry, "keys"))
         user.keys.push_back(public_key_of(key.get<std::string>()));
+    check_key_count(user);
     return user;
+}
+
+bool comes_before(const User &one, const User &other) noexcept {
+    return one.name < other.name;
 }
 
 std::string line_of(const PublicKey &key) {
@@ -153,40 +176,57 @@ bool is_password(std::string_view password, const std::string &hash) {
 }
 
 Users Users::read(const StateFolder &folder) {
-    Users users;
     const std::optional<std::string> text = folder.read(file_name);
     if (!text)
-        return users;
+        return {};
     try {
-        const nlohmann::json document = nlohmann::json::parse(*text);
-        if (document.at("version") != file_version)
-            throw UserError(fmt::format("version {}, expected {}", document.at("version").dump(), file_version));
-        for (const nlohmann::json &entry : document.at("users"))
-            users.add(user_of(entry));
-    } catch (const nlohmann::json::exception &error) {
-        throw StateError(
-            fmt::format("{}: {}, expected the users of a node", folder.path_of(file_name).string(), error.what()));
+        return from_json(*text);
     } catch (const UserError &error) {
         throw StateError(fmt::format("{}: {}", folder.path_of(file_name).string(), error.what()));
     }
+}
+
+Users Users::from_json(std::string_view text) {
+    Users users;
+    try {
+        const Json document = parse_json(text, nesting_limit);
+        const Json &version = document.at("version");
+        if (version != file_version)
+            throw UserError(fmt::format("version {}, expected {}", shown(version), file_version));
+        for (const Json &entry : array_of(document, "users"))
+            users.users_.push_back(user_of(entry));
+    } catch (const Json::exception &error) {
+        throw UserError(fmt::format("{}, expected the users of a node", without_error_number(error.what())));
+    } catch (const JsonError &error) {
+        throw UserError(fmt::format("{}, expected the users of a node", error.what()));
+    }
+    std::sort(users.users_.begin(), users.users_.end(), comes_before);
+    const auto twice = std::adjacent_find(users.users_.begin(), users.users_.end(),
+                                          [](const User &one, const User &next) { return one.name == next.name; });
+    if (twice != users.users_.end())
+        refuse_second(*twice);
     return users;
 }
 
 void Users::write(const StateFolder &folder) const {
-    nlohmann::ordered_json document;
+    folder.write(file_name, json());
+}
+
+std::string Users::json() const {
+    Json document;
     document["version"] = file_version;
-    document["users"] = nlohmann::ordered_json::array();
+    document["users"] = Json::array();
     for (const User &user : users_) {
-        nlohmann::ordered_json entry;
+        Json entry;
         entry["name"] = user.name;
         entry["role"] = word_of(user.role);
         entry["password"] = user.password_hash;
-        entry["keys"] = nlohmann::ordered_json::array();
+        entry["keys"] = Json::array();
         for (const PublicKey &key : user.keys)
             entry["keys"].push_back(line_of(key));
         document["users"].push_back(std::move(entry));
     }
-    folder.write(file_name, document.dump(2) + "\n");
+    return document.dump(2) + "\n";
 }
 
 const User *Users::find(std::string_view name) const noexcept {
@@ -204,12 +244,9 @@ User &Users::existing(std::string_view name) {
 void Users::add(User user) {
     check_user_name(user.name);
     if (find(user.name) != nullptr)
-        throw UserError(fmt::format("user '{}' is there already, expected a new name", user.name));
-    if (user.keys.size() > most_keys)
-        throw UserError(fmt::format("user '{}': {} keys, expected at most {}", user.name, user.keys.size(), most_keys));
-    const auto behind =
-        std::find_if(users_.begin(), users_.end(), [&](const User &other) { return other.name > user.name; });
-    users_.insert(behind, std::move(user));
+        refuse_second(user);
+    check_key_count(user);
+    users_.insert(std::upper_bound(users_.begin(), users_.end(), user, comes_before), std::move(user));
 }
 
 void Users::remove(std::string_view name) {

@@ -57,6 +57,9 @@ class Users {
     static Users read(const StateFolder &folder);
     /// Replaces those of the folder; who reads, changes and writes them holds "users" meanwhile. Throws StateError.
     void write(const StateFolder &folder) const;
+    /// The same without the folder: what is in its file. Throws UserError for a text that is none of users.
+    static Users from_json(std::string_view text);
+    std::string json() const;
 
     /// By name.
     const std::vector<User> &all() const noexcept { return users_; }

@@ -9,10 +9,9 @@
 
 namespace ocamp {
 
-/// A complete instance document of the native models, XML bare or in NETCONF's <data>. Roots that are
-/// only there by default are left out. Throws DocumentError for what is no such document,
-/// or has more than 10,000 nodes beside one another, YangError
-/// for what the models refuse.
+/// A complete instance document of the native models, XML bare or in NETCONF's <data>. Roots that are only there by
+/// default are left out. Throws DocumentError for what is no such document, or has more than 10,000 nodes beside one
+/// another, RequestError for JSON that is no data of any model, YangError for what the models refuse.
 YangTree parse_native_document(std::string_view text, DocumentFormat format);
 
 } // namespace ocamp

@@ -21,8 +21,11 @@ constexpr std::size_t deepest_expression = 64;
 // A module that has no data: what is looked for in it is not found.
 constexpr std::string_view module_without_data = "yang";
 
+// Whatever is not ASCII is taken for a part of a name; where it is none, the expression is none either.
 bool begins_name(char character) noexcept {
-    return std::isalpha(static_cast<unsigned char>(character)) != 0 || character == '_';
+    constexpr unsigned char first_beyond_ascii = 0x80;
+    const auto byte = static_cast<unsigned char>(character);
+    return std::isalpha(byte) != 0 || character == '_' || byte >= first_beyond_ascii;
 }
 bool goes_on_name(char character) noexcept {
     return begins_name(character) || std::isdigit(static_cast<unsigned char>(character)) != 0 || character == '-' ||
@@ -106,7 +109,9 @@ bool is_blank(char character) noexcept {
 }
 
 // Finds what predicates look at: it is looked at again for every node that they are asked of. Takes an expression that
-// is none, too; that is told by who evaluates it.
+// is none, too; that is told by who evaluates it. Also finds what libyang cannot be given: it divides whole numbers for
+// "mod", so that a divisor of 0, or of less than 1, ends the process; and it loses memory with each pattern that is
+// none.
 class CostCheck {
   public:
     explicit CostCheck(std::string_view expression) : rest_(expression) {}
@@ -152,15 +157,29 @@ class CostCheck {
             take(1);
         if (rest_.starts_with("::")) {
             take_axis(name);
-        } else if (behind_operand_ && (name == "and" || name == "or" || name == "div" || name == "mod")) {
+        } else if (behind_operand_ && name.starts_with("mod")) { // libyang takes "mode" for "mod e" here
+            check_divisor(name);
+            behind_operand_ = false;
+        } else if (behind_operand_ && (name == "and" || name == "or" || name == "div")) {
             behind_operand_ = false;
         } else {
             if (name == "node" && rest_.starts_with('('))
                 look_around();
+            if (name == "re-match" && rest_.starts_with('('))
+                throw FilterError("XPath: the function re-match is not evaluated, expected another");
             if ((name == "current" || name == "deref") && rest_.starts_with('('))
                 leave();
             behind_operand_ = true;
         }
+    }
+
+    // What is behind the operator is a number, and nothing that would make it a smaller one.
+    void check_divisor(std::string_view name) const {
+        constexpr std::size_t most_digits = 9;
+        const std::size_t digits = std::min(rest_.find_first_not_of("0123456789"), rest_.size());
+        const bool is_whole = digits <= most_digits && !rest_.substr(digits).starts_with('.');
+        if (name != "mod" || !is_whole || rest_.substr(0, digits).find_first_not_of('0') == std::string_view::npos)
+            throw FilterError("XPath: 'mod' stands before something else, expected a whole number of 1 to 999999999");
     }
 
     void take_axis(std::string_view axis) {

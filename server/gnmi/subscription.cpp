@@ -1,7 +1,6 @@
-// How subscriptions are checked and fed.
+// How subscriptions are fed.
 #include "server/gnmi/subscription.h"
 
-#include "server/gnmi/get.h"
 #include "server/gnmi/value.h"
 
 #include <algorithm>
@@ -13,20 +12,11 @@ namespace ocamp::gnmi {
 
 namespace {
 
-constexpr int most_subscriptions = 1024;
 // Leaves that the subscriptions of a list may select, each counted as often as it is selected; more on a large node, as
 // long as each is selected no more often than that.
 constexpr std::size_t most_selected = 65536, overlap = 8;
 // Of one response; a client that reads gets the next one at once.
 constexpr std::size_t most_updates = 256;
-
-std::chrono::nanoseconds interval(std::uint64_t nanoseconds, std::string_view word) {
-    constexpr std::uint64_t longest = std::uint64_t{30} * 24 * 3600 * 1000000000;
-    const auto shortest = static_cast<std::uint64_t>(std::chrono::nanoseconds(Stream::shortest_sample).count());
-    if (nanoseconds < shortest || nanoseconds > longest)
-        throw invalid(word, fmt::format("{} ns, expected {} to {}", nanoseconds, shortest, longest));
-    return std::chrono::nanoseconds(nanoseconds);
-}
 
 std::int64_t nanoseconds(std::chrono::system_clock::time_point time) {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
@@ -113,71 +103,13 @@ std::optional<::gnmi::SubscribeResponse> Backlog::take(::gnmi::Encoding encoding
 // Stream
 
 Stream::Stream(const ::gnmi::SubscribeRequest &request, Readings &readings, Wake wake)
-    : readings_(readings), wake_(std::move(wake)), mode_(request.subscribe().mode()),
-      encoding_(request.subscribe().encoding()), target_(request.subscribe().prefix().target()),
-      updates_only_(request.subscribe().updates_only()) {
-    if (!request.has_subscribe())
-        throw invalid("request", "expected a SubscriptionList first");
-    const ::gnmi::SubscriptionList &list = request.subscribe();
-    if (!::gnmi::SubscriptionList::Mode_IsValid(list.mode()))
-        throw invalid("mode", fmt::format("{}, expected STREAM, ONCE or POLL", static_cast<int>(list.mode())));
-    check_encoding(list.encoding());
-    check_models(list.use_models());
-    if (list.subscription().empty())
-        throw invalid("subscription", "is missing, expected one at least");
-    if (list.subscription_size() > most_subscriptions)
-        throw invalid("subscription",
-                      fmt::format("{}, expected at most {}", list.subscription_size(), most_subscriptions));
-    for (const ::gnmi::Subscription &subscription : list.subscription())
-        add(subscription, list, depth_of(request.extension()));
+    : readings_(readings), wake_(std::move(wake)), query_(request) {
+    for (const SubscribedItem &item : query_.items())
+        items_.push_back({item});
 }
 
 Stream::~Stream() {
     readings_.forget(this);
-}
-
-void Stream::add(const ::gnmi::Subscription &subscription, const ::gnmi::SubscriptionList &list, std::size_t levels) {
-    Item item{.path = joined(list.prefix(), subscription.path()), .levels = levels};
-    wildcards_.add(item.path);
-    schema_nodes(item.path);
-    if (mode_ == ::gnmi::SubscriptionList::STREAM)
-        add_stream_item(std::move(item), subscription);
-    else
-        items_.push_back(std::move(item));
-}
-
-void Stream::add_stream_item(Item item, const ::gnmi::Subscription &subscription) {
-    if (subscription.heartbeat_interval() != 0)
-        item.heartbeat = interval(subscription.heartbeat_interval(), "heartbeat_interval");
-    item.suppress_redundant = subscription.suppress_redundant();
-    switch (subscription.mode()) {
-    case ::gnmi::ON_CHANGE:
-        item.on_change = true;
-        break;
-    case ::gnmi::SAMPLE:
-        item.sample = subscription.sample_interval() == 0 ? std::chrono::nanoseconds(shortest_sample)
-                                                          : interval(subscription.sample_interval(), "sample_interval");
-        break;
-    case ::gnmi::TARGET_DEFINED: {
-        if (subscription.sample_interval() != 0)
-            throw invalid("sample_interval", "stands with TARGET_DEFINED, expected it with SAMPLE");
-        Item measured = item;
-        measured.kind = LeafKind::measured;
-        // Samples that are sent whatever their value are heartbeats, too.
-        measured.sample = item.heartbeat && !item.suppress_redundant
-                              ? std::min<Clock::duration>(own_sample, *item.heartbeat)
-                              : own_sample;
-        items_.push_back(std::move(measured));
-        item.kind = LeafKind::settled;
-        item.on_change = true;
-        break;
-    }
-    default:
-        throw invalid("mode", fmt::format("{}, expected TARGET_DEFINED, ON_CHANGE or SAMPLE",
-                                          static_cast<int>(subscription.mode())));
-    }
-    wants_changes_ = wants_changes_ || item.on_change;
-    items_.push_back(std::move(item));
 }
 
 // Items are not added once the stream has begun, and their paths stay as they are.
@@ -213,16 +145,16 @@ void Stream::fail(const RpcError &error) {
 }
 
 void Stream::start() {
-    if (mode_ == ::gnmi::SubscriptionList::POLL)
+    if (query_.mode() == ::gnmi::SubscriptionList::POLL)
         return;
     // Before the first reading, so that no change falls between.
-    if (wants_changes_)
+    if (query_.wants_changes())
         readings_.watch(this, [weak = weak_from_this()] {
             if (const std::shared_ptr<Stream> stream = weak.lock())
                 stream->node_changed();
         });
     deliver_everything();
-    if (mode_ != ::gnmi::SubscriptionList::STREAM)
+    if (query_.mode() != ::gnmi::SubscriptionList::STREAM)
         return;
     const Clock::time_point now = Clock::now();
     for (std::size_t i = 0; i < items_.size(); ++i) {
@@ -235,7 +167,7 @@ void Stream::start() {
 }
 
 void Stream::poll() {
-    if (mode_ != ::gnmi::SubscriptionList::POLL)
+    if (query_.mode() != ::gnmi::SubscriptionList::POLL)
         throw invalid("poll", "stands on a list whose mode is not POLL");
     deliver_everything();
 }
@@ -245,14 +177,14 @@ void Stream::deliver_everything() {
     read(paths(false), [this](const Reading &reading) {
         select_all(reading);
         for (Item &item : items_) {
-            if (updates_only_)
+            if (query_.updates_only())
                 assume_known(item, reading);
             else
                 deliver(item, reading, Extent::everything);
         }
         backlog_.sync();
         synchronized_ = true;
-        if (mode_ == ::gnmi::SubscriptionList::ONCE)
+        if (query_.mode() == ::gnmi::SubscriptionList::ONCE)
             end_ = End{};
     });
 }
@@ -334,7 +266,7 @@ void Stream::repeat(std::size_t index, Clock::duration interval, Extent extent, 
 
 std::optional<::gnmi::SubscribeResponse> Stream::take() {
     const std::lock_guard guard(mutex_);
-    return backlog_.take(encoding_, target_);
+    return backlog_.take(query_.encoding(), query_.target());
 }
 
 std::optional<Stream::End> Stream::end() const {

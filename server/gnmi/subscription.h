@@ -3,6 +3,7 @@
 #pragma once
 
 #include "server/gnmi/readings.h"
+#include "server/gnmi/subscribe_query.h"
 
 #include <cstddef>
 #include <functional>
@@ -62,9 +63,8 @@ class Backlog {
 class Stream : public std::enable_shared_from_this<Stream> {
   public:
     using Clock = Readings::Clock;
-    /// The shortest interval of a sample, and the one of values that the target samples by itself.
-    static constexpr std::chrono::milliseconds shortest_sample{100};
-    static constexpr std::chrono::seconds own_sample{10};
+    /// What times of readings are rounded up to, so that streams share them.
+    static constexpr std::chrono::milliseconds shortest_sample = SubscribeQuery::shortest_sample;
 
     /// Called when there is something to take, or an end; from any thread, not under a lock.
     using Wake = std::function<void()>;
@@ -88,19 +88,11 @@ class Stream : public std::enable_shared_from_this<Stream> {
     std::optional<End> end() const;
 
   private:
-    struct Item {
-        Path path;
-        std::size_t levels = 0;
-        LeafKind kind = LeafKind::all;
-        bool on_change = false;
-        bool suppress_redundant = false;
-        std::optional<Clock::duration> sample = {}, heartbeat = {};
+    struct Item : SubscribedItem {
         std::shared_ptr<const Leaves> sent = {}; // what the client knows
     };
     enum class Extent { everything, changed };
 
-    void add(const ::gnmi::Subscription &subscription, const ::gnmi::SubscriptionList &list, std::size_t levels);
-    void add_stream_item(Item item, const ::gnmi::Subscription &subscription);
     void node_changed();
     std::vector<Path> paths(bool on_change_only) const;
     void read(std::vector<Path> paths, std::function<void(const Reading &reading)> use);
@@ -113,12 +105,7 @@ class Stream : public std::enable_shared_from_this<Stream> {
 
     Readings &readings_;
     Wake wake_;
-    ::gnmi::SubscriptionList::Mode mode_;
-    ::gnmi::Encoding encoding_;
-    std::string target_;
-    bool updates_only_;
-    bool wants_changes_ = false;
-    WildcardCount wildcards_;
+    const SubscribeQuery query_;
 
     mutable std::mutex mutex_; // guards what follows
     std::vector<Item> items_;

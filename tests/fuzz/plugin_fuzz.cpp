@@ -25,6 +25,7 @@ constexpr Root roots[] = {
     {ymap_xo_oc_opt_amp_korvexcontrollerorvo8otsoper_lvla_otsoper, "ots-oper"},
     {ymap_xo_oc_opt_amp_korvexcontrolleropticsoper_lvla_opticsoper, "optics-oper"},
     {ymap_xo_oc_opt_amp_korvexpmengineoper_lvla_performancemanagementhistory, "performance-management-history"},
+    {ymap_xo_oc_opt_amp_korvexifmgrcfg_lvla_globalinterfaceconfiguration, "global-interface-configuration"},
 };
 
 constexpr const char *tags[] = {

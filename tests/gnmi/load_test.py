@@ -398,6 +398,18 @@ class AttacksTest(GnmiTest):
                             lambda: channel.unary_unary("/gnmi.gNMI/Nothing")(b"", metadata=self.client.metadata))
         self.lives(32)
 
+    def test_json_without_bound(self):
+        """A hundred thousand levels, and a million members in one array."""
+        levels = 100_000
+        invalid = grpc.StatusCode.INVALID_ARGUMENT
+        for member in "json_val", "json_ietf_val":
+            refused = lambda text, words, member=member: self.assert_refused(
+                invalid, lambda: self.client.set(update=[update(PRE + "/config", **{member: text})]), words)
+            refused(b"[" * levels + b"]" * levels, "nested deeper than 64")
+            refused(b'{"a":' * levels + b"1" + b"}" * levels, "nested deeper than 64")
+            refused(b"[" + b"{}," * 999_999 + b"{}]", "is a JSON array, expected an object")
+        self.lives(160)
+
     def test_bytes_that_are_no_http2(self):
         generator = random.Random(1)
         for _ in range(50):

@@ -111,4 +111,23 @@ TEST(XPathCost, IsBoundedForEveryNode) {
         EXPECT_THAT(cost_of(expression), HasSubstr("looks through the tree again for every node")) << expression;
 }
 
+TEST(XPathCost, PatternsAreNotMatched) {
+    for (const char *expression : {"a[re-match(., 'x')]", "re-match (a, '(a+)+b')", "//a[1 = 1 and re-match(b, '[')]"})
+        EXPECT_THAT(cost_of(expression), HasSubstr("the function re-match is not evaluated")) << expression;
+    EXPECT_EQ(cost_of("a[re-match = 're-match(']"), "taken");
+}
+
+// A divisor of 0 would end the process.
+TEST(XPathCost, DivisorsAreWholeNumbers) {
+    for (const char *expression : {"1 mod 0", "1 mod 0.5", "1 mod a", "a mod(1)", "a[b mod -1]", "a mod 00", "* mod 0",
+                                   "a modulation", "a mod0", "'a'mod 0", "(a)mod 0", "a[1]mod 0", ".. mod 0", "1mod 0",
+                                   "\xc3\xa9 mod 0", "a mod 1.5", "a mod 1000000000", "a mod"})
+        EXPECT_THAT(cost_of(expression), HasSubstr("expected a whole number of 1 to 999999999")) << expression;
+    for (const char *expression :
+         {"a mod 2", "a[position() mod 02 = 1]", "mod/mode", "a/mod", "1 mod\t999999999", "'mod 0'"})
+        EXPECT_EQ(cost_of(expression), "taken") << expression;
+    EXPECT_EQ(cut("//o:amplifier[position() mod 2 = 0]/o:name"), R"([{"name":"b"}])");
+    EXPECT_EQ(cut("//o:\xc3\xa9"), "");
+}
+
 } // namespace

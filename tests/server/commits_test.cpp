@@ -204,6 +204,9 @@ TEST_F(Commits, WhoseFileIsDamagedAreToldAndNothingIsTakenBack) {
                 HasSubstr("commit.json: damaged: it does not hold its checksum"));
     EXPECT_THAT(refusal_of_kept(state, "{}"), HasSubstr("commit.json: damaged: "));
     EXPECT_THAT(refusal_of_kept(state, document("[]")), HasSubstr("commit.json: damaged: "));
+    const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
+    EXPECT_THAT(refusal_of_kept(state, R"({"version":)" + deep + R"(,"checksum":0,"running":"{}"})"),
+                HasSubstr("commit.json: damaged: $: nested deeper than 2"));
     stop();
     EXPECT_THROW(restart(), StateError);
 }

@@ -177,6 +177,46 @@ TEST_F(UserFiles, ThatSayWhatNoUserCanHaveAreRefused) {
                 HasSubstr("user 'bob': 65 keys, expected at most 64"));
 }
 
+// What a users file of that text is refused with; empty when it is taken.
+std::string refusal_of_file(const std::string &text) {
+    return told([&] { Users::from_json(text); });
+}
+
+TEST(UserTexts, WithoutBoundAreRefusedAndNeverPrinted) {
+    constexpr std::size_t levels = 100'000;
+    const std::string deep = std::string(levels, '[') + std::string(levels, ']');
+    const std::string refusal = "$: nested deeper than 8, expected the users of a node";
+    EXPECT_EQ(refusal_of_file(R"({"version": )" + deep + R"(, "users": []})"), refusal);
+    EXPECT_EQ(refusal_of_file(R"({"version": 1, "users": )" + deep + "}"), refusal);
+    EXPECT_EQ(refusal_of_file(R"({"version": [[1]], "users": []})"), "version an array, expected 1");
+    EXPECT_EQ(refusal_of_file(R"({"version": 1, "version": 1, "users": []})"),
+              "$: the member \"version\" is given twice in one object, expected the users of a node");
+    const std::string role(1'000'000, 'x');
+    EXPECT_LT(refusal_of_file(R"({"version": 1, "users": [{"name": "ada", "role": ")" + role + R"("}]})").size(), 200U);
+}
+
+TEST(UserTexts, SayEachUserOnceInAnyOrder) {
+    const auto entry = [](const std::string &name) {
+        return R"({"name": ")" + name + R"(", "role": "reader", "password": "", "keys": []})";
+    };
+    const auto file = [](const std::string &users) { return R"({"version": 1, "users": )" + users + "}"; };
+    const Users users = Users::from_json(file("[" + entry("bob") + "," + entry("ada") + "]"));
+    ASSERT_EQ(users.all().size(), 2U);
+    EXPECT_EQ(users.all().front().name, "ada");
+    EXPECT_EQ(Users::from_json(users.json()).json(), users.json());
+    EXPECT_EQ(refusal_of_file(file("[" + entry("bob") + "," + entry("ada") + "," + entry("bob") + "]")),
+              "user 'bob' is there already, expected a new name");
+    EXPECT_EQ(refusal_of_file(file("null")), "\"users\" is null, expected an array");
+    EXPECT_EQ(refusal_of_file(file(R"({"ada": )" + entry("ada") + "}")), "\"users\" is an object, expected an array");
+    EXPECT_EQ(refusal_of_file(file(R"([{"name": "ada", "role": "reader", "password": "", "keys": null}])")),
+              "\"keys\" is null, expected an array");
+    std::string keys = "\"" + std::string(key_line) + "\"";
+    for (int i = 0; i < 64; ++i)
+        keys += ", \"" + std::string(key_line) + "\"";
+    EXPECT_EQ(refusal_of_file(file(R"([{"name": "ada", "role": "reader", "password": "", "keys": [)" + keys + "]}]")),
+              "user 'ada': 65 keys, expected at most 64");
+}
+
 class StateFolders : public testing::Test {
   protected:
     // What a call is refused with.
