@@ -300,6 +300,9 @@ TEST_F(SystemDatabaseFile, AForeignOrNewerFileIsRefusedWithWhatWasFound) {
         EXPECT_EQ(refusal_of(other, test_mark), other + ": no SQLite database") << size;
         EXPECT_EQ(std::filesystem::file_size(other), size);
     }
+    // A database's own header, less a byte.
+    std::filesystem::resize_file(file_, 99);
+    EXPECT_EQ(refusal_of(file_, test_mark), file_ + ": no SQLite database");
 }
 
 TEST_F(SystemDatabaseFile, AFileWithAnotherKindOfJournalIsRefusedBeforeItIsTouched) {
