@@ -23,7 +23,7 @@ Whole whole_number(const Json &value, Whole lowest = std::numeric_limits<Whole>:
     if (const Whole number = fits ? value.get<Whole>() : Whole{}; fits && number >= lowest && number <= highest)
         return number;
     throw JsonError(
-        fmt::format("the state is damaged: {}, expected a whole number from {} to {}", value.dump(), lowest, highest));
+        fmt::format("the state is damaged: {}, expected a whole number from {} to {}", shown(value), lowest, highest));
 }
 
 } // namespace ocamp
