@@ -130,24 +130,13 @@ void LineStore::close() {
 
 LineStore::LineStore(const fs::path &folder, bool may_replace) {
     const std::string file = (folder / line_database_name).string();
-    try {
+    if (!may_replace) {
         open(file);
         return;
-    } catch (const SqliteError &error) {
-        if (!error.is_damage())
-            throw;
     }
-    close();
-    // A disk that fails, for a moment or for longer, has damaged nothing.
-    check_readable(file);
-    try {
-        open(file);
+    if (opens_undamaged(
+            file, [&] { open(file); }, [this] { close(); }))
         return;
-    } catch (const SqliteError &error) {
-        if (!may_replace || !error.is_damage())
-            throw;
-    }
-    close();
     remove_database_file(file);
     open(file);
     replaced_ = true;

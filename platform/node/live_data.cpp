@@ -31,6 +31,11 @@ void LiveData::open(const fs::path &file) {
     system_database_->bind_points();
 }
 
+void LiveData::close() {
+    system_database_.reset();
+    database_.reset();
+}
+
 LiveData::LiveData(const fs::path &folder) {
     const fs::path file = folder / live_name;
     if (!fs::exists(file)) {
@@ -39,16 +44,12 @@ LiveData::LiveData(const fs::path &folder) {
         return;
     }
     try {
-        open(file);
-        return;
+        if (opens_undamaged(
+                file, [&] { open(file); }, [this] { close(); }))
+            return;
     } catch (const ForeignFileError &) {
-    } catch (const DamageError &) {
-    } catch (const SqliteError &error) {
-        if (!error.is_damage())
-            throw;
+        close();
     }
-    system_database_.reset();
-    database_.reset();
     remove_database_file(file);
     make(file);
     open(file);

@@ -20,11 +20,11 @@ inline constexpr FileMark live_mark{0x4f434e4c, 1}; ///< "OCNL"
 /// a power cut the file may be damaged, and the next LiveData replaces it.
 class LiveData {
   public:
-    /// Opens the file of the node's folder, or makes it, empty, when it is not there or cannot be read. Throws
-    /// SqliteError and std::system_error.
+    /// Opens the file of the node's folder, or makes it, empty, when it is not there, damaged or another program's.
+    /// Throws SqliteError, and std::system_error for one that cannot be read.
     explicit LiveData(const std::filesystem::path &folder);
 
-    /// Whether an earlier file could not be read and has been replaced.
+    /// Whether an earlier file was of no use and has been replaced.
     bool was_replaced() const noexcept { return replaced_; }
 
     /// Takes a record away from all who open the node, and hides the node's own of that name. Throws SqliteError.
@@ -41,6 +41,7 @@ class LiveData {
 
   private:
     void open(const std::filesystem::path &file);
+    void close();
 
     std::optional<Database> database_;
     std::optional<SystemDatabase> system_database_;

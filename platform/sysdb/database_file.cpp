@@ -1,6 +1,8 @@
 // How files of databases are made and removed. Knows no tables.
 #include "sysdb/database_file.h"
 
+#include "sysdb/seal.h"
+
 #include <array>
 #include <cerrno>
 #include <memory>
@@ -37,10 +39,10 @@ void remove_database_file(const fs::path &file) {
 void check_readable(const fs::path &file) {
     struct Descriptor {
         int number;
-        ~Descriptor() { close(number); }
+        ~Descriptor() { ::close(number); }
     };
     const auto fail = [&] { throw std::system_error(errno, std::generic_category(), file.string()); };
-    const Descriptor descriptor{open(file.c_str(), O_RDONLY | O_CLOEXEC)};
+    const Descriptor descriptor{::open(file.c_str(), O_RDONLY | O_CLOEXEC)};
     if (descriptor.number < 0)
         fail();
     std::array<char, 65536> room;
@@ -49,6 +51,23 @@ void check_readable(const fs::path &file) {
         if (got < 0 && errno != EINTR)
             fail();
     }
+}
+
+bool opens_undamaged(const fs::path &file, const std::function<void()> &open, const std::function<void()> &close) {
+    for (const bool again : {false, true}) {
+        try {
+            open();
+            return true;
+        } catch (const DamageError &) {
+        } catch (const SqliteError &error) {
+            if (!error.is_damage())
+                throw;
+        }
+        close();
+        if (!again)
+            check_readable(file);
+    }
+    return false;
 }
 
 } // namespace ocamp

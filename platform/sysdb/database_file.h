@@ -17,8 +17,14 @@ void make_database_file(const std::filesystem::path &file, const FileMark &mark,
 /// Removes the file and its journal, if they are there. Throws std::filesystem::filesystem_error.
 void remove_database_file(const std::filesystem::path &file);
 
-/// SQLite tells what could not be read as damage, too. Throws std::system_error, which names the file, when it cannot
-/// be read to its end.
+/// Throws std::system_error, which names the file, when it cannot be read to its end.
 void check_readable(const std::filesystem::path &file);
+
+/// Calls `open`, and `close` when that throws of damage. SQLite tells what could not be read as damage, too, and a disk
+/// that fails, for a moment or for longer, has damaged nothing: so the file has to be readable to its end, and is
+/// opened once more. False: it is damaged, and closed. Throws what check_readable throws, and what `open` throws but
+/// SqliteError of damage and DamageError.
+bool opens_undamaged(const std::filesystem::path &file, const std::function<void()> &open,
+                     const std::function<void()> &close);
 
 } // namespace ocamp
