@@ -79,7 +79,7 @@ TEST(LinePictures, AnAmplifierThatDoesNotGiveWhatIsSetIsTold) {
 
 // At either end of the span.
 TEST(LinePictures, ASpanMayHaveNoSupervisoryChannel) {
-    for (const int node : {0, 1}) {
+    for (const std::size_t node : {0U, 1U}) {
         nlohmann::json document = nlohmann::json::parse(two_nodes());
         document["nodes"][node]["slots"][0].erase("supervisory-power-dbm");
         const LineDescription line = read_line(document.dump());
