@@ -133,10 +133,12 @@ TEST(ClientDocument, JsonValuesKeepTheirForm) {
 TEST(ClientDocument, JsonNumbersThatAreTooLargeAreToldWithTheirPlace) {
     for (const auto &[document, path] :
          {std::pair(R"({"m:a": 1e400})", "/a: "), std::pair(R"({"m:a": [1, 1e400]})", "/a[2]: "),
-          std::pair(R"({"m:a": [{"b": 1}, {"b": 1e400}]})", "/a[2]/b: ")})
-        EXPECT_THAT([&, text = document] { read_document(text, DocumentFormat::json, openconfig_schema()); },
+          std::pair(R"({"m:a": [{"b": 1}, {"b": 1e400}]})", "/a[2]/b: ")}) {
+        const std::string text = document;
+        EXPECT_THAT([&] { read_document(text, DocumentFormat::json, openconfig_schema()); },
                     testing::ThrowsMessage<RequestError>(
                         std::string(path) + "the number 1e400 is larger than any that is read [invalid-value]"));
+    }
 }
 
 TEST(ClientDocument, JsonTextsMayHoldWhiteSpaceAndNoOtherControlCharacter) {
