@@ -120,21 +120,27 @@ std::vector<ListeningSocket> listen_on(std::string_view address) {
 
 std::map<std::string, std::vector<ListeningSocket>> inherited_sockets() {
     std::map<std::string, std::vector<ListeningSocket>> sockets;
-    char **names = nullptr;
-    const int count = sd_listen_fds_with_names(1, &names);
+    struct Names {
+        char **all = nullptr; // up to a NULL, each ours
+        ~Names() {
+            for (char **name = all; name != nullptr && *name != nullptr; ++name)
+                std::free(*name);
+            std::free(all);
+        }
+    } names;
+    const int count = sd_listen_fds_with_names(1, &names.all);
     if (count < 0)
         throw ListenError(fmt::format("inherited sockets: {}", std::strerror(-count)));
     for (int i = 0; i < count; ++i) {
-        const std::unique_ptr<char, decltype(&std::free)> name(names[i], &std::free);
+        const std::string name = names.all[i];
         Descriptor socket(SD_LISTEN_FDS_START + i);
         if (sd_is_socket(socket.get(), AF_UNSPEC, SOCK_STREAM, 1) <= 0)
-            throw ListenError(fmt::format("inherited socket '{}': no stream socket that listens", name.get()));
+            throw ListenError(fmt::format("inherited socket '{}': no stream socket that listens", name));
         if (fcntl(socket.get(), F_SETFL, O_NONBLOCK) != 0)
-            throw ListenError(fmt::format("inherited socket '{}': {}", name.get(), std::strerror(errno)));
+            throw ListenError(fmt::format("inherited socket '{}': {}", name, std::strerror(errno)));
         std::string address = address_of(socket.get());
-        sockets[name.get()].push_back({std::move(socket), std::move(address)});
+        sockets[name].push_back({std::move(socket), std::move(address)});
     }
-    std::free(names);
     return sockets;
 }
 
