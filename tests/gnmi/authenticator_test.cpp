@@ -120,7 +120,7 @@ TEST_F(GnmiAuthenticator, ABoundedNumberOfUsersIsRemembered) {
 TEST_F(GnmiAuthenticator, WhoHasProvedAPasswordNeedsNoAttemptUntilTheUsersAreReadAnew) {
     const auto wanted = std::make_shared<std::atomic<bool>>(true);
     const Promise first =
-        ask({"gnmi", "192.0.2.2", 1}, {.certificate_name = {}, .user = "olga", .password = "secret"}, wanted);
+        ask({"gnmi", "192.0.2.3", 1}, {.certificate_name = {}, .user = "olga", .password = "secret"}, wanted);
     EXPECT_TRUE(first->get_future().get().user);
     // At once, though attempts of this address wait.
     EXPECT_FALSE(waits(ask("secret", wanted)));
