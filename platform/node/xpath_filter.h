@@ -12,9 +12,8 @@ namespace ocamp {
 /// Throws FilterError for an expression whose predicates make the work grow with the square of the tree or worse, as
 /// `//*[count(//*[count(//*) = 0]) = 0]` does: nothing ends such work once it has begun. Predicates may look around
 /// (by "//", "*", or an axis of many nodes) once in the whole expression, downward from the node that they are asked
-/// of, and not from within each other. Refuses what libyang
-/// cannot be given, too: the function re-match, and "mod" with another divisor than a whole number above 0. XPathFilter
-/// makes this check itself.
+/// of, and not from within each other. Refuses what libyang cannot be given, too: the function re-match, and "mod" with
+/// another divisor than a whole number above 0. XPathFilter makes this check itself.
 void check_cost_of_xpath(std::string_view expression);
 
 /// An XPath expression that clients may filter with, as RFC 6241 section 8.9 says.

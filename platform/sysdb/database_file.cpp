@@ -54,7 +54,7 @@ void check_readable(const fs::path &file) {
 }
 
 bool opens_undamaged(const fs::path &file, const std::function<void()> &open, const std::function<void()> &close) {
-    for (const bool again : {false, true}) {
+    const auto opened = [&] {
         try {
             open();
             return true;
@@ -64,10 +64,12 @@ bool opens_undamaged(const fs::path &file, const std::function<void()> &open, co
                 throw;
         }
         close();
-        if (!again)
-            check_readable(file);
-    }
-    return false;
+        return false;
+    };
+    if (opened())
+        return true;
+    check_readable(file);
+    return opened();
 }
 
 } // namespace ocamp
